@@ -1,0 +1,72 @@
+# How the project's targets are made.
+
+set(OX_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion -Wnon-virtual-dtor -Wold-style-cast
+                -Wcast-qual -Wformat=2 -Wundef -Werror)
+list(TRANSFORM OX_WARNINGS REPLACE "^-W(non-virtual-dtor|old-style-cast)$" "$<$<COMPILE_LANGUAGE:CXX>:-W\\1>"
+     OUTPUT_VARIABLE OX_WARNINGS)
+
+add_library(ox_flags INTERFACE)
+target_include_directories(ox_flags INTERFACE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/include)
+target_compile_options(ox_flags INTERFACE ${OX_WARNINGS})
+if(OXBASE_SANITIZE STREQUAL "address")
+  target_compile_options(ox_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(ox_flags INTERFACE -fsanitize=address,undefined)
+elseif(OXBASE_SANITIZE STREQUAL "thread")
+  target_compile_options(ox_flags INTERFACE -fsanitize=thread)
+  target_link_options(ox_flags INTERFACE -fsanitize=thread)
+endif()
+if(OXBASE_FUZZ)
+  target_compile_options(ox_flags INTERFACE -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all)
+endif()
+
+# A folder of the library: ox_floor(amib SOURCES ...)
+function(ox_floor name)
+  cmake_parse_arguments(arg "" "" "SOURCES" ${ARGN})
+  if(NOT arg_SOURCES)
+    file(WRITE ${CMAKE_BINARY_DIR}/empty.cpp "// A floor without code yet.\n")
+    set(arg_SOURCES ${CMAKE_BINARY_DIR}/empty.cpp)
+  endif()
+  add_library(ox_${name} STATIC ${arg_SOURCES})
+  target_link_libraries(ox_${name} PRIVATE ox_flags)
+  set_property(GLOBAL APPEND PROPERTY OX_FLOORS ox_${name})
+endfunction()
+
+# The shared library of all floors, and what installs with it.
+function(ox_shared_library)
+  get_property(floors GLOBAL PROPERTY OX_FLOORS)
+  file(WRITE ${CMAKE_BINARY_DIR}/oxbase.cpp "// All code is in the floors.\n")
+  add_library(oxbase SHARED ${CMAKE_BINARY_DIR}/oxbase.cpp)
+  target_include_directories(oxbase INTERFACE $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include>
+                                              $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  foreach(floor IN LISTS floors)
+    target_link_libraries(oxbase PRIVATE $<BUILD_INTERFACE:$<LINK_LIBRARY:WHOLE_ARCHIVE,${floor}>>)
+  endforeach()
+  target_link_libraries(oxbase PRIVATE $<BUILD_INTERFACE:ox_flags>)
+  set_target_properties(oxbase PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+  if(NOT WIN32 AND NOT OXBASE_SANITIZE AND NOT OXBASE_FUZZ)
+    target_link_options(oxbase PRIVATE -Wl,--no-undefined)
+  endif()
+endfunction()
+
+# A program on top of the library, written against its public headers: ox_program(oxget SOURCES ... LIBS ...)
+function(ox_program name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ox_flags oxbase ${arg_LIBS})
+  set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endfunction()
+
+# A test program over the inside of some floors: ox_test(amib_test FLOORS platform common amib SOURCES ...)
+# Every test case runs as a process of its own, in a system root of its own. The floors' heap is replaced by one whose
+# n-th allocation can fail (tests/support).
+function(ox_test name)
+  cmake_parse_arguments(arg "" "" "FLOORS;SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  list(REMOVE_ITEM arg_FLOORS heap)
+  foreach(floor IN LISTS arg_FLOORS)
+    target_link_libraries(${name} PRIVATE $<LINK_LIBRARY:WHOLE_ARCHIVE,ox_${floor}>)
+  endforeach()
+  target_link_libraries(${name} PRIVATE ox_flags ox_test_support ox_test_heap GTest::gtest ${arg_LIBS})
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+endfunction()

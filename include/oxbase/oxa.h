@@ -1,0 +1,101 @@
+/*
+ * Manager access: the process's one session with the local manager daemon, and the requests that are answered at
+ * once. A session is used from the thread that called oxaInit.
+ *
+ * `manager` is the name of the manager addressed, null or "" for the local one. A component is "type:name" ("map:top"),
+ * with "*" as name for all of a type. An AMIB name is a path, a prefix ("11.15"), a name, a path with alternatives in
+ * braces ("obj.dataEnt.{1,2}.0"), or several separated by commas.
+ *
+ * Every request returns 14 without a session, 17 when the connection is lost, 3 when memory runs out, 71 for a broken
+ * reply, 266 for a text of 65535 characters or more, or the error that the manager replied.
+ */
+#ifndef OXBASE_OXA_H
+#define OXBASE_OXA_H
+
+#include <oxbase/oxd.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Called once, with (0, 17, 0), when the connection to the manager is lost. */
+typedef void(OX_CALL *oxaDisconnect)(uint32_t, OX_RESULT, uint32_t);
+
+/* ---- Session ---------------------------------------------------------------------------------------------------- */
+
+/*
+ * Opens the session; a second call in the process returns 0 and does nothing. A failed call can be repeated.
+ * Returns 0; 5 for a user outside the system's group; 15 when the message texts, the base services or the AMIB tree
+ * are not there; 393 when the manager's pipe is not found within "InitRetryCnt" retries; the manager's refusal.
+ */
+OX_API OX_RESULT OX_CALL oxaInit(oxaDisconnect callback);
+
+/* The same for a service of the system. */
+OX_API OX_RESULT OX_CALL oxaServiceInit(oxaDisconnect callback);
+
+/* Waits until the base services have started: tries + 1 attempts, each followed by a second when it fails. 0 or 7. */
+OX_API OX_RESULT OX_CALL oxaWaitForOxbase(uint32_t tries);
+
+/* Makes sure that an interactive user has logged on to the system. Non-zero: the application may go on. */
+OX_API uint32_t OX_CALL oxaLogon(void);
+
+/*
+ * Runs what the manager has announced to this thread's session, waiting at most timeoutMs for it (0: not at all,
+ * 0xFFFFFFFF: without limit). Returns 0, 14 without a session.
+ */
+OX_API OX_RESULT OX_CALL oxaDispatch(uint32_t timeoutMs);
+
+/*
+ * A descriptor that polls readable while oxaDispatch has something to run, for an application's own loop; -1 without
+ * a session, or where the platform delivers through the thread's window messages.
+ */
+OX_API intptr_t OX_CALL oxaGetReportFd(void);
+
+/* Ends an asynchronous request. Returns 0; 63 for an unknown one; the manager's error, with the request gone. */
+OX_API OX_RESULT OX_CALL oxaClose(void *request);
+
+/* ---- Requests --------------------------------------------------------------------------------------------------- */
+
+/* The five words of a selection, passed to the manager unchanged. */
+typedef struct oxaSelection {
+  uint32_t word[5];
+} oxaSelection;
+
+/*
+ * Reads values. The answer is handed out in *list, to be released with oxdFree; list may be null. selection may be null.
+ * limit is a time-out in seconds, 0 for the manager's own; options is a set of the manager's option bits.
+ * Returns 0; 121 when the answer holds nodes and an error, and the nodes tell which; 122 when nothing was found;
+ * 70 for a null component or AMIB name.
+ */
+OX_API OX_RESULT OX_CALL oxaGet(const char *manager, const char *component, const char *amibName,
+                                const oxaSelection *selection, uint32_t options, uint32_t limit, dnode **list);
+
+/*
+ * Writes values: each node names its component, type and attribute. first is 0, second a time-out in seconds. When
+ * result is given, it receives the reply's nodes, to be released with oxdFree.
+ * Returns 0; 109 when a node carries a request time; 266 for a list of 65536 encoded bytes or more.
+ */
+OX_API OX_RESULT OX_CALL oxaSet(const char *manager, uint32_t first, uint32_t second, const dnode *list,
+                                dnode **result);
+
+/* Sends control data for an asynchronous request. 63 for an unknown one. */
+OX_API OX_RESULT OX_CALL oxaControl(void *request, uint32_t code, const void *data, uint32_t length);
+
+/* Management of components and relations; result as in oxaSet. Codes: docs/protocol.md. */
+OX_API OX_RESULT OX_CALL oxaMgmtControl(const char *manager, uint32_t code, const dnode *list, dnode **result);
+
+/* Lock a component; the lock ends with oxaCompUnlock or with the session. 70 for a null component. */
+OX_API OX_RESULT OX_CALL oxaCompLock(const char *manager, const char *component, uint32_t argument, uint32_t *lockId);
+OX_API OX_RESULT OX_CALL oxaCompUnlock(uint32_t lockId);
+OX_API OX_RESULT OX_CALL oxaCompUnlock2(uint32_t lockId, const char *manager);
+
+/* Append values to collected data; tell its size. 70 for a null text. */
+OX_API OX_RESULT OX_CALL oxaDataAppend(const char *manager, uint32_t first, uint32_t second, const char *text1,
+                                       const char *text2, const dnode *list);
+OX_API OX_RESULT OX_CALL oxaDataGetSize(const char *manager, const char *text1, const char *text2, uint32_t *size);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

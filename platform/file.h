@@ -1,0 +1,46 @@
+// Files beyond what the C runtime gives. Paths are in the process's narrow encoding.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "platform/error.h"
+
+namespace ox::platform {
+
+struct FileAttributes {
+  bool directory = false;
+  bool read_only = false;  // nobody may write it, whoever asks
+  bool hidden = false;     // on Linux: the name begins with "."
+  bool system = false;
+  bool temporary = false;
+  std::uint64_t size = 0;
+};
+[[nodiscard]] Error file_attributes(const char* path, FileAttributes& attributes) noexcept;
+
+// fopen with the file denied to every other opener of this kind while it is open; null and last_error() (sharing
+// violation: error_sharing_violation) when it cannot be had.
+[[nodiscard]] std::FILE* open_exclusive(const char* path, const char* mode) noexcept;
+
+// CreateFileA: access bit 31 read, bit 30 write; share 1 read, 2 write, 4 delete; disposition 1 create new, 2 create
+// always, 3 open existing, 4 open always, 5 truncate existing. -1 and last_error() on failure.
+[[nodiscard]] std::intptr_t open_file(const char* path, std::uint32_t access, std::uint32_t share, void* security,
+                                      std::uint32_t disposition, std::uint32_t flags, void* template_file) noexcept;
+void close_file(std::intptr_t file) noexcept;
+
+struct DirectoryEntry {
+  std::string name;
+  FileAttributes attributes;
+};
+// The entries of a directory, without "." and "..", in no order. error_path_not_found without such a directory.
+[[nodiscard]] Error list_directory(const char* path, std::vector<DirectoryEntry>& entries);
+
+[[nodiscard]] Error remove_file(const char* path) noexcept;
+[[nodiscard]] Error rename_file(const char* from, const char* to) noexcept;   // error_already_exists when `to` exists
+[[nodiscard]] Error replace_file(const char* from, const char* to) noexcept;  // `to` is replaced in one step
+[[nodiscard]] Error sync_file(std::FILE* file) noexcept;                      // to the disk, not just to the system
+[[nodiscard]] Error make_directory(const char* path) noexcept;                // error_already_exists
+
+}  // namespace ox::platform

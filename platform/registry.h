@@ -1,0 +1,25 @@
+// The machine-wide registry under HKEY_LOCAL_MACHINE. Keys are named with backslashes ("SOFTWARE\\CORVID\\OXBASE").
+// Key and value names are compared without regard to case. Any thread; writers of different processes wait for each
+// other. On Linux it is a file in the registry's text export format under the system root.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/error.h"
+
+namespace ox::platform {
+
+[[nodiscard]] bool registry_has_key(const char* key);
+
+// The text of a string value, the number of a DWORD value. error_file_not_found when key or value is absent,
+// error_more_data for a text of more than `limit` bytes, error_invalid_parameter for a value of another kind;
+// the output is untouched then.
+[[nodiscard]] Error registry_read(const char* key, const char* name, std::string& text, std::uint32_t limit);
+[[nodiscard]] Error registry_read(const char* key, const char* name, std::uint32_t& number);
+
+// Write a value, making the key when it is absent. A reader sees the old file or the new one, never half of it.
+[[nodiscard]] Error registry_write(const char* key, const char* name, const char* text);
+[[nodiscard]] Error registry_write(const char* key, const char* name, std::uint32_t number);
+
+}  // namespace ox::platform

@@ -1,0 +1,59 @@
+// A named block of shared memory. It exists while at least one process holds it; the last holder removes it, also by
+// dying. Names are the Windows ones ("Global\\ox1120"); two system roots never see each other's blocks.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "platform/access.h"
+#include "platform/error.h"
+
+namespace ox::platform {
+
+class SharedBlock {
+ public:
+  SharedBlock() = default;
+  SharedBlock(SharedBlock&& other) noexcept { swap(other); }
+  SharedBlock& operator=(SharedBlock&& other) noexcept {
+    swap(other);
+    return *this;
+  }
+  ~SharedBlock();  // unmaps and closes
+
+  // Makes a zero-filled block of `size` bytes and maps it for writing. error_already_exists when a living process
+  // holds one of that name; error_invalid_parameter for size 0. *this is replaced only on success, in both calls.
+  [[nodiscard]] Error create(const char* name, std::size_t size, Access access);
+
+  // Maps an existing block. error_file_not_found when no living process holds one, error_access_denied.
+  // Mode write_or_read falls back to a read-only view for a process that may not write the block.
+  enum class Mode { read, write, write_or_read };
+  [[nodiscard]] Error open(const char* name, Mode mode);
+
+  // Makes a block from the bytes of a file, for reading. error_file_not_found, error_file_invalid for an empty file.
+  [[nodiscard]] Error create_from_file(const char* name, const char* path, Access access);
+
+  [[nodiscard]] void* data() const noexcept { return base_; }
+  [[nodiscard]] std::size_t size() const noexcept { return size_; }  // may be rounded up to pages on Windows
+  [[nodiscard]] std::intptr_t native() const noexcept { return native_; }
+  [[nodiscard]] explicit operator bool() const noexcept { return base_ != nullptr; }
+
+ private:
+  void swap(SharedBlock& other) noexcept {
+    std::swap(base_, other.base_);
+    std::swap(size_, other.size_);
+    std::swap(native_, other.native_);
+    std::swap(name_, other.name_);
+  }
+
+  void* base_ = nullptr;
+  std::size_t size_ = 0;
+  std::intptr_t native_ = -1;
+  std::string name_;
+};
+
+// Whether `size` bytes from `base` on can be read by this process.
+[[nodiscard]] bool is_readable(const void* base, std::size_t size) noexcept;
+
+}  // namespace ox::platform

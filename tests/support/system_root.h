@@ -1,0 +1,21 @@
+// A private system root for the test process: nothing that a test does is seen outside it.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace ox::test {
+
+// The test program's root, made before the first test and removed after the last one. It holds "home" and "work".
+[[nodiscard]] const std::string& system_root();
+[[nodiscard]] std::string home_dir();
+[[nodiscard]] std::string work_dir();
+
+// Writes the installation's registry values HomeDir and WorkDir.
+void install_settings();
+
+// Writes a file, making the directories on the way, and reads one whole.
+void write_file(const std::string& path, std::string_view contents);
+[[nodiscard]] std::string read_file(const std::string& path);
+
+}  // namespace ox::test
