@@ -2,6 +2,7 @@
 #pragma once
 
 #include <oxbase/oxtypes.h>
+
 #include "platform/error.h"
 
 namespace ox {

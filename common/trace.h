@@ -10,14 +10,14 @@
 namespace ox::trace {
 
 // Mask bits.
-inline constexpr std::uint32_t platform = 0x1;      // a few platform services
-inline constexpr std::uint32_t log_entries = 0x4;   // log collection and command entries
+inline constexpr std::uint32_t platform = 0x1;     // a few platform services
+inline constexpr std::uint32_t log_entries = 0x4;  // log collection and command entries
 inline constexpr std::uint32_t rules = 0x8;
-inline constexpr std::uint32_t memory = 0x20;       // every allocation, reallocation and release
-inline constexpr std::uint32_t general = 0x40;      // entry and exit of nearly every exported function
-inline constexpr std::uint32_t amib = 0x80;         // tree and definition files
-inline constexpr std::uint32_t messages = 0x200;    // manager messages and events
-inline constexpr std::uint32_t dump = 0x400;        // hex dumps
+inline constexpr std::uint32_t memory = 0x20;     // every allocation, reallocation and release
+inline constexpr std::uint32_t general = 0x40;    // entry and exit of nearly every exported function
+inline constexpr std::uint32_t amib = 0x80;       // tree and definition files
+inline constexpr std::uint32_t messages = 0x200;  // manager messages and events
+inline constexpr std::uint32_t dump = 0x400;      // hex dumps
 inline constexpr std::uint32_t snmp_dump = 0x10000;
 inline constexpr std::uint32_t trap_dump = 0x20000;
 inline constexpr std::uint32_t icmp_dump = 0x40000;
@@ -46,9 +46,10 @@ template <class T>
 }  // namespace ox::trace
 
 // Writes a trace line when the mask bit is set. The arguments are not evaluated otherwise.
-#define OX_TRACE(bit, ...)                                                     \
-  do {                                                                         \
-    if (::ox::trace::on(bit)) [[unlikely]] (void)::ox::trace::write(__VA_ARGS__); \
+#define OX_TRACE(bit, ...)                   \
+  do {                                       \
+    if (::ox::trace::on(bit)) [[unlikely]]   \
+      (void)::ox::trace::write(__VA_ARGS__); \
   } while (false)
 
 namespace ox {
@@ -72,8 +73,8 @@ template <class Body>
   }
 }
 
-// A traced call: the body of an exported function, and its exit line "<E:name:[result]>\n". The entry line stands before
-// it, since its arguments differ from function to function:
+// A traced call: the body of an exported function, and its exit line "<E:name:[result]>\n". The entry line stands
+// before it, since its arguments differ from function to function:
 //   OX_RESULT OX_CALL oxdSetReqTime(dnode* node, uint32_t seconds) {
 //     OX_ENTRY("oxdSetReqTime", ":%x:%u", trace::word(node), seconds);
 //     return traced("oxdSetReqTime", [&] { return set_time(node, ...); });
@@ -81,16 +82,18 @@ template <class Body>
 template <class Body>
 [[nodiscard]] OX_RESULT traced(const char* name, Body&& body) noexcept {
   const OX_RESULT result = guarded(body);
-  if (trace::on(trace::general)) [[unlikely]] trace::write_plain_exit(name, result);
+  if (trace::on(trace::general)) [[unlikely]]
+    trace::write_plain_exit(name, result);
   return result;
 }
 
-// The same for a function with an exit text or a mask bit of its own: traced_as(trace::messages, "<E:oxaGet[%ld]>\n", ...).
-// The entry line is an OX_TRACE then.
+// The same for a function with an exit text or a mask bit of its own: traced_as(trace::messages, "<E:oxaGet[%ld]>\n",
+// ...). The entry line is an OX_TRACE then.
 template <class Body>
 [[nodiscard]] OX_RESULT traced_as(std::uint32_t bit, const char* exit_format, Body&& body) noexcept {
   const OX_RESULT result = guarded(body);
-  if (trace::on(bit)) [[unlikely]] trace::write_exit(exit_format, result);
+  if (trace::on(bit)) [[unlikely]]
+    trace::write_exit(exit_format, result);
   return result;
 }
 

@@ -1,0 +1,19 @@
+// Load and unload of the library.
+#include "platform/attach.h"
+
+#include "common/memory_state.h"
+#include "common/trace_control.h"
+
+namespace ox::platform {
+
+bool on_process_attach() noexcept {
+  trace::attach();
+  return true;
+}
+
+void on_process_detach() noexcept {
+  trace::detach();
+  memory::detach();
+}
+
+}  // namespace ox::platform

@@ -1,0 +1,208 @@
+// The tracked allocator. Counters and list take no lock: the counters are exact for one allocating thread at a time
+// while tracking is on, and for any number of threads while it is off.
+#include "common/memory.h"
+
+#include <atomic>
+#include <cstdio>
+
+#include "common/memory_state.h"
+#include "common/trace.h"
+#include "platform/heap.h"
+
+namespace ox::memory {
+namespace {
+
+constexpr std::uint32_t spare = 4;  // bytes after every block, for the guard
+constexpr unsigned char guard = '@';
+constexpr unsigned char released = 0x55;
+
+// A statistic that many threads may touch but that never orders anything.
+class Counter {
+ public:
+  [[nodiscard]] std::uint32_t get() const noexcept { return value_.load(std::memory_order_relaxed); }
+  void set(std::uint32_t value) noexcept { value_.store(value, std::memory_order_relaxed); }
+  // With tracking on only one thread allocates, and the plain form is several times cheaper.
+  void add(std::uint32_t amount, bool tracking) noexcept {
+    if (tracking) {
+      set(get() + amount);
+    } else {
+      value_.fetch_add(amount, std::memory_order_relaxed);
+    }
+  }
+
+ private:
+  std::atomic<std::uint32_t> value_{0};
+};
+
+struct State {
+  Counter live;
+  Counter serial;
+  Counter bytes;
+  Counter peak;
+  Counter tracking;
+  BlockIndex blocks;
+};
+State state;
+
+[[nodiscard]] bool tracking() noexcept { return state.tracking.get() != 0; }
+
+void account(std::uint32_t added, std::uint32_t removed) noexcept {
+  const std::uint32_t bytes = state.bytes.get() + added - removed;
+  state.bytes.set(bytes);
+  if (bytes > state.peak.get()) state.peak.set(bytes);
+}
+
+void set_guard(void* block, std::uint32_t size) noexcept { static_cast<unsigned char*>(block)[size] = guard; }
+
+// The record of a block that is not tracked yet, with the present serial. Null when memory runs out.
+[[nodiscard]] Record* track(void* block, std::uint32_t size, const char* tag) noexcept {
+  Record* record = state.blocks.add(block);
+  if (record == nullptr) return nullptr;
+  record->serial = state.serial.get();
+  record->size = size;
+  record->tag = tag;
+  account(size, 0);
+  return record;
+}
+
+using SystemAllocate = void* (*)(std::size_t) noexcept;
+
+void* allocate(std::uint32_t size, const char* tag, SystemAllocate system) noexcept {
+  if (size > UINT32_MAX - spare) return nullptr;
+  void* block = system(static_cast<std::size_t>(size) + spare);
+  if (block == nullptr) return nullptr;
+  const bool tracked = tracking();
+  state.live.add(1, tracked);
+  state.serial.add(1, tracked);
+  if (!tracked) return block;
+  const Record* record = track(block, size, tag);
+  if (record == nullptr) {
+    // The two counters stay raised: callers that watch them see the attempt.
+    platform::heap_free(block);
+    return nullptr;
+  }
+  set_guard(block, size);
+  OX_TRACE(trace::memory, "MEM(%05u:%x:+:%u:%u:%s)\n", record->serial, trace::word(block), state.live.get(), size,
+           trace::text(tag));
+  return block;
+}
+
+// The block itself when it has the room, else a larger one with its contents. Null when that cannot be had.
+void* resize(void* block, std::uint32_t size) noexcept {
+  const std::size_t wanted = static_cast<std::size_t>(size) + spare;
+  const std::size_t present = platform::heap_size(block);
+  if (present >= wanted) return block;
+  void* larger = platform::heap_allocate(wanted);
+  if (larger == nullptr) return nullptr;
+  std::memcpy(larger, block, present);
+  platform::heap_free(block);
+  return larger;
+}
+
+void* reallocate(void* block, std::uint32_t size, const char* tag) noexcept {
+  if (size > UINT32_MAX - spare) return nullptr;
+  Record* record = tracking() ? state.blocks.find(block) : nullptr;
+  void* result = resize(block, size);
+  if (result == nullptr || !tracking()) return result;
+  OX_TRACE(trace::memory, "MEM(%05u:%x:*:%u:%u:%s)\n", state.serial.get(), trace::word(result), state.live.get(), size,
+           trace::text(tag));
+  set_guard(result, size);
+  if (record == nullptr) {  // from before tracking was switched on
+    state.serial.add(1, true);
+    (void)track(result, size, tag);
+    return result;
+  }
+  account(size, record->size);
+  if (record->block != result) state.blocks.move(record, result);
+  record->size = size;
+  record->tag = tag;
+  return result;
+}
+
+// Checks the guard, overwrites the block and forgets it.
+void untrack(Record* record) noexcept {
+  auto* bytes = static_cast<unsigned char*>(record->block);
+  OX_TRACE(trace::memory, "MEM(%05u:%x:-:%u:%s)\n", record->serial, trace::word(record->block), state.live.get(),
+           trace::text(record->tag));
+  if (bytes[record->size] != guard) {
+    // Spelt this way since the first release; the log form has two closing signs, the trace form three.
+    OX_TRACE(trace::memory, "=== Destroied Memory(0x%x) ===\n", trace::word(record->block));
+    char text[64];
+    (void)std::snprintf(text, sizeof text, "=== Destroied Memory(0x%x) ==\n", trace::word(record->block));
+    (void)oxcSystemLog("TesCommonLibrary", 1, text);
+  }
+  std::memset(bytes, released, record->size);
+  account(0, record->size);
+  state.blocks.remove(record);
+}
+
+void report_unknown(const void* block) noexcept {
+  OX_TRACE(trace::memory, "=== NOT_FOUND_MEM_LIST(0x%x) ===\n", trace::word(block));
+  (void)std::fflush(stdout);
+  char text[64];
+  (void)std::snprintf(text, sizeof text, "=== NOT_FOUND_MEM_LIST(0x%x) ===\n", trace::word(block));
+  (void)oxcSystemLog("TesCommonLibrary", 2, text);
+}
+
+void release(void* block) noexcept {
+  const bool tracked = tracking();
+  if (tracked) {
+    if (Record* record = state.blocks.find(block)) {
+      untrack(record);
+    } else {
+      report_unknown(block);
+    }
+  }
+  platform::heap_free(block);
+  state.live.add(UINT32_MAX, tracked);
+}
+
+}  // namespace
+
+const Record* live_blocks() noexcept { return state.blocks.first(); }
+void detach() noexcept { state.blocks.clear(); }
+
+}  // namespace ox::memory
+
+namespace memory = ox::memory;
+
+void* OX_CALL oxcMemAlloc(uint32_t size, const char* tag) {
+  return memory::allocate(size, tag, ox::platform::heap_allocate);
+}
+
+void* OX_CALL oxcMemZalloc(uint32_t size, const char* tag) {
+  return memory::allocate(size, tag, ox::platform::heap_allocate_zeroed);
+}
+
+void* OX_CALL oxcMemRealloc(void* block, uint32_t newSize, const char* tag) {
+  return block != nullptr ? memory::reallocate(block, newSize, tag) : oxcMemAlloc(newSize, tag);
+}
+
+OX_RESULT OX_CALL oxcMemFree(void* block) {
+  if (block != nullptr) memory::release(block);
+  return OX_OK;
+}
+
+OX_RESULT OX_CALL oxcFree(void* block) { return oxcMemFree(block); }
+
+uint32_t OX_CALL oxcSetMemDebug(uint32_t flag) {
+  memory::state.tracking.set(flag);
+  return flag;
+}
+
+uint32_t OX_CALL oxcGetMemValue(uint32_t index) {
+  switch (index) {
+    case 1:
+      return memory::state.live.get();
+    case 2:
+      return memory::state.serial.get();
+    case 3:
+      return memory::state.bytes.get();
+    case 4:
+      return memory::state.peak.get();
+    case 5:
+      return memory::state.tracking.get();
+    default:
+      return 0;
+  }
+}

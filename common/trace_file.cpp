@@ -1,0 +1,127 @@
+#include "common/trace_file.h"
+
+#include <algorithm>
+#include <cctype>
+#include <utility>
+
+#include <oxbase/oxc.h>
+
+#include "common/paths.h"
+#include "common/settings.h"
+#include "platform/environment.h"
+#include "platform/file.h"
+
+namespace ox::trace {
+namespace {
+
+constexpr std::uint32_t default_megabytes = 5;
+constexpr std::uint32_t most_megabytes = 100;
+constexpr std::uint32_t default_count = 10;
+constexpr std::uint32_t fewest_files = 3;
+constexpr std::uint32_t most_files = 100;
+
+std::string default_stem() {
+  char stem[16];
+  (void)std::snprintf(stem, sizeof stem, "ox%x", platform::process_id());
+  return stem;
+}
+
+bool is_separator(char c) noexcept { return c == '/' || c == '\\'; }
+
+// Equal without regard to case, either separator for the other.
+bool same_path(std::string_view a, std::string_view b) noexcept {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
+    if (is_separator(x) && is_separator(y)) return true;
+    return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
+  });
+}
+
+// The administrator's directory for trace files, empty when there is none that exists.
+std::string moved_directory() {
+  std::string directory = settings::text("oxLogDirectory", max_path);
+  if (directory.size() <= 1) return {};
+  if (is_separator(directory.back())) directory.pop_back();
+  platform::FileAttributes attributes;
+  const bool exists =
+      platform::file_attributes(directory.c_str(), attributes) == platform::error_none && attributes.directory;
+  return exists ? directory : std::string();
+}
+
+}  // namespace
+
+std::string NamePattern::name(std::uint32_t index) const {
+  char digits[16];
+  (void)std::snprintf(digits, sizeof digits, "%02u", index);
+  return before + digits + after;
+}
+
+NamePattern name_pattern(std::string_view name) {
+  if (name.empty()) return {work_path({"tmp", default_stem() + "_"}), ".dbg"};
+
+  std::string path(name);
+  std::replace_if(path.begin(), path.end(), is_separator, platform::path_separator);
+  const std::size_t split = path.find_last_of(platform::path_separator);
+  const std::string base = split == std::string::npos ? path : path.substr(split + 1);
+  std::string directory = split == std::string::npos ? std::string() : path.substr(0, split);
+
+  const std::size_t dot = base.find_last_of('.');
+  const std::string stem = base.substr(0, dot);
+  const std::string extension = dot == std::string::npos ? std::string() : base.substr(dot);
+
+  if (split != std::string::npos && same_path(directory, work_path({"tmp"}))) {
+    const std::string moved = moved_directory();
+    // Room for "\ox<8 digits>_%02d.dbg" or for the name with "_%02d"; else the name's own directory stays.
+    const std::size_t room = base.empty() ? 17 : base.size() + 4 + extension.size();
+    if (!moved.empty() && moved.size() + room < max_path) directory = moved;
+  }
+  if (split != std::string::npos) directory += platform::path_separator;
+  if (base.empty()) return {directory + default_stem() + "_", ".dbg"};
+  return {directory + stem + "_", extension};
+}
+
+void TraceFile::read_rotation_settings() {
+  const std::uint32_t megabytes = settings::number("oxLogMaxFileSize", default_megabytes);
+  max_size_ = static_cast<std::int64_t>(megabytes <= most_megabytes ? megabytes : default_megabytes) << 20;
+  const std::uint32_t count = settings::number("oxLogMaxFileCount", default_count);
+  max_count_ = count >= fewest_files && count <= most_files ? count : default_count;
+}
+
+OX_RESULT TraceFile::open() {
+  file_ = std::fopen(current_.c_str(), "w");
+  return file_ != nullptr ? OX_OK : OX_EOPEN;
+}
+
+OX_RESULT TraceFile::start() {
+  close();
+  index_ = 0;
+  written_ = 0;
+  current_ = pattern_.name(0);
+  return open();
+}
+
+OX_RESULT TraceFile::reopen() { return current_.empty() ? OX_RESULT{OX_EOPEN} : open(); }
+
+void TraceFile::close() noexcept {
+  if (file_ != nullptr) (void)std::fclose(std::exchange(file_, nullptr));
+}
+
+OX_RESULT TraceFile::rotate() {
+  if (max_size_ == unread) read_rotation_settings();
+  if (max_size_ == 0 || written_ <= max_size_) return OX_OK;
+  if (++index_ >= max_count_) index_ = 1;
+  written_ = 0;
+  close();
+  current_ = pattern_.name(index_);
+  return open();
+}
+
+void TraceFile::write(std::string_view text) noexcept {
+  const std::size_t count = std::fwrite(text.data(), 1, text.size(), file_);
+  if (max_size_ != 0 && count != 0) {
+    const long position = std::ftell(file_);
+    written_ = position >= 0 ? position : written_ + static_cast<std::int64_t>(count);
+  }
+  (void)std::fflush(file_);
+}
+
+}  // namespace ox::trace
