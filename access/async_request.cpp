@@ -1,0 +1,114 @@
+#include "access/async_request.h"
+
+#include <oxbase/oxa.h>
+#include <oxbase/oxc.h>
+
+#include "access/request.h"
+#include "access/session.h"
+#include "common/trace.h"
+
+namespace ox {
+namespace {
+
+constinit AsyncRequest* open_requests = nullptr;
+constinit std::uint32_t last_wire_id = 0;
+
+AsyncRequest* next_of(const AsyncRequest* request) noexcept {
+  return reinterpret_cast<AsyncRequest*>(request->links.next);
+}
+
+std::uint32_t new_wire_id(const AsyncRequest* request) noexcept {
+  if constexpr (sizeof request == sizeof(std::uint32_t)) return trace::word(request);
+  do {
+    ++last_wire_id;
+  } while (last_wire_id == 0 || find_async_request_by_wire_id(last_wire_id) != nullptr);
+  return last_wire_id;
+}
+
+// Tells the manager that a request is over. Its reply says 1 when it has ended the request.
+OX_RESULT close_at_manager(const AsyncRequest& request) {
+  constexpr OX_RESULT ended = 1;
+  MessagePtr reply;
+  const OX_RESULT result = exchange({.command = request.kind == kind_get ? command_close_get : command_close_set,
+                                     .manager = request.manager,
+                                     .source_id = request.daemon_id},
+                                    {}, reply);
+  if (result != OX_OK) return result;
+  return reply->error == ended ? OX_RESULT{OX_OK} : reply->error;
+}
+
+OX_RESULT close_request(const void* handle) {
+  AsyncRequest* const found = find_async_request(handle);
+  if (found == nullptr) return session().connected() ? OX_EHANDLE : OX_ENOSESSION;
+  const AsyncRequestPtr request = take_async_request(found);  // released in every case
+  if (!session().connected()) return OX_ENOSESSION;
+  return request->daemon_id != 0 ? close_at_manager(*request) : OX_RESULT{OX_OK};
+}
+
+OX_RESULT control_request(const void* handle, std::uint32_t code, const void* data, std::uint32_t length) {
+  if (!session().connected()) return OX_ENOSESSION;
+  const AsyncRequest* const request = find_async_request(handle);
+  if (request == nullptr) return OX_EHANDLE;
+  if (code > 0xFFFF || (data == nullptr && length != 0)) return OX_EARG;
+  MessagePtr reply;
+  const OX_RESULT result = exchange({.command = command_control,
+                                     .manager = request->manager,
+                                     .error = code,
+                                     .source_id = request->wire_id,
+                                     .destination_id = request->daemon_id},
+                                    {PayloadPart::bytes(data, length)}, reply);
+  return result != OX_OK ? result : reply->error;
+}
+
+}  // namespace
+
+void release_async_request(AsyncRequest* request) noexcept {
+  if (request == nullptr) return;
+  (void)oxdFree(request->list);
+  (void)oxcMemFree(request->manager);
+  (void)oxcMemFree(request);
+}
+
+AsyncRequestPtr make_async_request(std::uint32_t kind, const char* tag) noexcept {
+  AsyncRequestPtr request(make_tracked<AsyncRequest>(tag).release());
+  if (request) {
+    request->kind = kind;
+    request->wire_id = new_wire_id(request.get());
+  }
+  return request;
+}
+
+void open_async_request(AsyncRequestPtr request) noexcept { (void)oxcQueueAdd(&open_requests, request.release()); }
+
+AsyncRequest* find_async_request(const void* handle) noexcept {
+  AsyncRequest* request = open_requests;
+  while (request != nullptr && request != handle) request = next_of(request);
+  return request;
+}
+
+AsyncRequest* find_async_request_by_wire_id(std::uint32_t wire_id) noexcept {
+  AsyncRequest* request = open_requests;
+  while (request != nullptr && request->wire_id != wire_id) request = next_of(request);
+  return request;
+}
+
+AsyncRequestPtr take_async_request(AsyncRequest* open_request) noexcept {
+  (void)oxcQueueDel(&open_requests, open_request);
+  return AsyncRequestPtr(open_request);
+}
+
+}  // namespace ox
+
+using namespace ox;
+
+OX_RESULT OX_CALL oxaClose(void* request) {
+  OX_TRACE(trace::messages, "<S:oxaClose:%x>\n", trace::word(request));
+  return traced_as(trace::messages, "<E:oxaClose:[%d]>\n", [&] { return close_request(request); });
+}
+
+OX_RESULT OX_CALL oxaControl(void* request, uint32_t code, const void* data, uint32_t length) {
+  OX_TRACE(trace::messages, "<S:oxaControl:%x:%d:%x:%d>\n", trace::word(request), static_cast<int>(code),
+           trace::word(data), static_cast<int>(length));
+  return traced_as(trace::messages, "<E:oxaControl:[%d]>\n",
+                   [&] { return control_request(request, code, data, length); });
+}

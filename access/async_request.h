@@ -1,0 +1,47 @@
+// Asynchronous requests: the records behind the handles, and the process-wide list of those that are open.
+#pragma once
+
+#include <cstdint>
+
+#include <oxbase/oxd.h>
+#include <oxbase/oxtypes.h>
+
+#include "common/memory.h"
+
+namespace ox {
+
+inline constexpr std::uint32_t kind_get = 2;
+inline constexpr std::uint32_t kind_set = 5;
+
+// A tracked, zero-filled record (tag "asyget" or "asyset"). Its address is the caller's handle.
+struct AsyncRequest {
+  Queue links;
+  dnode* list;
+  std::uint32_t kind;
+  char* manager;
+  void(OX_CALL* callback)(void* handle, void* argument, dnode* list, OX_RESULT code);  // owns the list
+  void* argument;
+  std::uint32_t daemon_id;  // the manager's name for it; 0 when it is not registered, or not any more
+  std::uint32_t wire_id;    // our name for it in messages
+};
+
+// Releases the record with its list and name; it must not be open.
+void release_async_request(AsyncRequest* request) noexcept;
+
+struct AsyncRequestRelease {
+  void operator()(AsyncRequest* request) const noexcept { release_async_request(request); }
+};
+using AsyncRequestPtr = std::unique_ptr<AsyncRequest, AsyncRequestRelease>;
+
+// A new record with a wire id of its own: its address where that has 32 bits, else a number that no open request has.
+// Null when memory runs out.
+[[nodiscard]] AsyncRequestPtr make_async_request(std::uint32_t kind, const char* tag) noexcept;
+
+// The list of open requests, which owns them. Looking up never touches what is not on it: a stale handle or id finds
+// nothing.
+void open_async_request(AsyncRequestPtr request) noexcept;
+[[nodiscard]] AsyncRequest* find_async_request(const void* handle) noexcept;
+[[nodiscard]] AsyncRequest* find_async_request_by_wire_id(std::uint32_t wire_id) noexcept;
+[[nodiscard]] AsyncRequestPtr take_async_request(AsyncRequest* open_request) noexcept;
+
+}  // namespace ox

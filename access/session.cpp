@@ -1,0 +1,130 @@
+#include "access/session.h"
+
+#include <cstdio>
+#include <utility>
+
+#include <oxbase/oxb.h>
+#include <oxbase/oxc.h>
+
+#include "access/reports.h"
+#include "common/settings.h"
+#include "common/trace.h"
+#include "platform/environment.h"
+
+namespace ox {
+namespace {
+
+constexpr char pipe_name[] = "\\\\.\\PIPE\\ox_stdpipe";
+constexpr std::uint32_t application_level = 7;
+constexpr std::uint32_t tree_key = 1120;
+constexpr std::uint32_t retries_by_default = 60;
+constexpr std::uint32_t retry_pause_ms = 1000;
+
+void on_window_message(std::uint32_t message) {
+  OX_TRACE(trace::messages, "<S:oxaWinProc()>\n");
+  const OX_RESULT result = guarded([&]() -> OX_RESULT {
+    if (message == window_fetch_reports) {
+      OX_TRACE(trace::messages, "<M:oxaWinProc(OX_REPORT)>\n");
+      fetch_reports();
+    } else if (message == window_connection_lost) {
+      session().disconnect();
+    }
+    return OX_OK;
+  });
+  OX_TRACE(trace::messages, "<E:oxaWinProc[%ld]>\n", trace::number(result));
+}
+
+}  // namespace
+
+Session& session() {
+  static Session* const the_session = new Session();
+  return *the_session;
+}
+
+platform::Error global_prefix(const char*& prefix) noexcept {
+  platform::OsVersion version{};
+  if (const platform::Error error = platform::os_version(version)) return error;
+  prefix = version.family == 2 && version.major >= 5 ? "Global\\" : "";
+  return platform::error_none;
+}
+
+OX_RESULT Session::open(oxaDisconnect on_disconnect) {
+  if (initialised_) return OX_OK;
+  OX_RESULT result = prepare_process();
+  if (result == OX_OK) {
+    result = guarded([this] { return connect(); });
+    if (result != OX_OK) close();
+  }
+  if (result == OX_OK) {
+    on_disconnect_ = on_disconnect;
+    initialised_ = true;
+  }
+  return result;
+}
+
+void Session::close() noexcept {
+  window_ = platform::ReportWindow();
+  notifier_.stop();
+  transport_.close();
+  initialised_ = false;
+}
+
+OX_RESULT Session::prepare_process() {
+  if (const char* zone = oxcGetTimeZone(); *zone != '\0') (void)platform::set_time_zone(zone);
+  if (const OX_RESULT result = oxcCheckUser(application_level)) return result;
+  if (oxcInitErrmsg() != OX_OK || oxaWaitForOxbase(0) != OX_OK || oxbInit(tree_key) != OX_OK) return OX_EINIT;
+  return OX_OK;
+}
+
+OX_RESULT Session::connect() {
+  if (const platform::Error error = window_.create(on_window_message)) return error;
+  for (std::uint32_t retries = settings::number("InitRetryCnt", retries_by_default);; --retries) {
+    if (transport_.open(pipe_name) == platform::error_none) break;
+    if (retries == 0) return OX_ENOPIPE;
+    platform::sleep_ms(retry_pause_ms);
+  }
+  OX_TRACE(trace::messages, "<M:oxaInit(connected)>\n");
+  return start_notifier_and_greet();
+}
+
+OX_RESULT Session::start_notifier_and_greet() {
+  const char* prefix = "";
+  if (const platform::Error error = global_prefix(prefix)) return error;
+  char name[64];
+  const unsigned long window = window_.handle();
+  if (*prefix != '\0') {
+    (void)std::snprintf(name, sizeof name, "%s0x%lx0x%lx", prefix, window,
+                        static_cast<unsigned long>(platform::process_id()));
+  } else {
+    (void)std::snprintf(name, sizeof name, "0x%lx", window);
+  }
+  platform::NamedEvent event;
+  if (const platform::Error error = event.create(name, platform::Access::daemon)) return error;
+  event.reset();  // a name left by an earlier process of this id may still be signalled
+  notifier_.start(std::move(event), window_.poster());
+  return transport_.greet(name);
+}
+
+OX_RESULT Session::exchange(const Frame& request, MessagePtr& reply) {
+  if (!connected()) return OX_ENOSESSION;
+  OX_RESULT result = transport_.send(request);
+  if (result == OX_OK) result = transport_.receive(reply);
+  if (!connected()) (void)window_.poster().post(window_connection_lost);
+  return result;
+}
+
+void Session::disconnect() {
+  transport_.close();
+  if (std::exchange(disconnect_told_, true)) return;
+  if (on_disconnect_ != nullptr) on_disconnect_(0, OX_ECLOSED, 0);
+}
+
+OX_RESULT Session::dispatch(std::uint32_t timeout_ms) {
+  if (!initialised_) return OX_ENOSESSION;
+  window_.dispatch(timeout_ms);
+  return OX_OK;
+}
+
+std::intptr_t Session::report_descriptor() const noexcept { return initialised_ ? window_.descriptor() : -1; }
+
+}  // namespace ox

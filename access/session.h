@@ -1,0 +1,55 @@
+// The process's one session with the manager daemon. Everything here belongs to the thread that opens the session.
+#pragma once
+
+#include <oxbase/oxa.h>
+
+#include "access/notifier.h"
+#include "access/transport.h"
+#include "platform/report_window.h"
+
+namespace ox {
+
+class Session {
+ public:
+  // 0 when it is open already; see oxaInit. A failure leaves it closed.
+  [[nodiscard]] OX_RESULT open(oxaDisconnect on_disconnect);
+  // Ends the connection, the window and the notifier, so that open() starts anew.
+  void close() noexcept;
+
+  // False before open() and once the connection is lost: a lost connection does not come back.
+  [[nodiscard]] bool connected() const noexcept { return transport_.connected(); }
+
+  // Sends a request and waits for its reply. 14 without a connection. A loss of the connection is told to the
+  // disconnect callback by the next dispatch().
+  [[nodiscard]] OX_RESULT exchange(const Frame& request, MessagePtr& reply);
+
+  // Ends the connection and tells the disconnect callback, once in the process's life.
+  void disconnect();
+
+  [[nodiscard]] OX_RESULT dispatch(std::uint32_t timeout_ms);
+  [[nodiscard]] std::intptr_t report_descriptor() const noexcept;
+
+  void set_service() noexcept { service_ = true; }
+
+ private:
+  [[nodiscard]] OX_RESULT prepare_process();
+  [[nodiscard]] OX_RESULT connect();
+  [[nodiscard]] OX_RESULT start_notifier_and_greet();
+
+  Transport transport_;
+  platform::ReportWindow window_;
+  Notifier notifier_;
+  oxaDisconnect on_disconnect_ = nullptr;
+  bool initialised_ = false;
+  bool disconnect_told_ = false;
+  bool service_ = false;  // kept for other parts of the system
+};
+
+// Never destroyed: the notifier may still use what hangs on it while the process ends. Throws std::bad_alloc on first
+// use only.
+[[nodiscard]] Session& session();
+
+// "Global\" before names that all sessions of the machine share, on systems that know it. A platform error number.
+[[nodiscard]] platform::Error global_prefix(const char*& prefix) noexcept;
+
+}  // namespace ox
