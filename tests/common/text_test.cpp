@@ -1,0 +1,230 @@
+// Owned texts, keyword tables, numbers, time ticks, calendar times.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include <oxbase/oxbytes.h>
+#include <oxbase/oxc.h>
+
+#include "common/memory.h"
+#include "platform/environment.h"
+#include "tests/support/fault_heap.h"
+
+namespace {
+
+TEST(Bytes, CursorBytesAreBigEndianAndStringsCarryTheirLength) {
+  unsigned char wire[32] = {};
+  unsigned char* out = wire;
+  EXPECT_EQ(0u, set_short(&out, 0x12345));
+  EXPECT_EQ(0u, set_long(&out, 0x89ABCDEF));
+  EXPECT_EQ(0u, set_str(&out, "ab", 3));
+  EXPECT_EQ(0u, set_str(&out, nullptr, 0));
+  const std::string expected(
+      "\x23\x45\x89\xAB\xCD\xEF\0\x03"
+      "ab\0\0\0",
+      13);
+  EXPECT_EQ(expected, std::string(reinterpret_cast<char*>(wire), static_cast<std::size_t>(out - wire)));
+
+  const unsigned char* in = wire;
+  EXPECT_EQ(0x2345u, get_short(&in));
+  EXPECT_EQ(0x89ABCDEFu, peek_long(in));
+  EXPECT_EQ(0x89ABCDEFu, get_handle(&in));
+  EXPECT_EQ(3u, peek_len(in));
+  EXPECT_STREQ("ab", get_str(&in));
+  EXPECT_EQ(nullptr, get_str(&in));
+  EXPECT_EQ(wire + expected.size(), in);
+  EXPECT_EQ(0x0102030405060708u, oxcHtonll(0x0807060504030201u));
+}
+
+TEST(OwnedText, FailureLeavesTheFieldAndItsOwnTextMayBeTheSource) {
+  char* field = nullptr;
+  EXPECT_EQ(1u, str_set(nullptr, "x"));
+  EXPECT_EQ(1u, str_add(nullptr, "x"));
+  EXPECT_EQ(0u, str_add(&field, "a"));
+  EXPECT_EQ(0u, str_set(&field, "abc"));
+  ox::test::fail_allocation(1);
+  EXPECT_EQ(3u, str_set(&field, "new"));
+  ox::test::stop_failing();
+  EXPECT_STREQ("abc", field);
+  EXPECT_EQ(0u, str_set(&field, field + 1));
+  EXPECT_EQ(0u, str_add(&field, nullptr));
+  for (int i = 0; i < 8; ++i) EXPECT_EQ(0u, str_add(&field, field));  // moves as it grows
+  EXPECT_EQ(512u, std::strlen(field));
+  const std::string longer(5000, 'x');
+  ox::test::fail_allocation(1);
+  EXPECT_EQ(3u, str_add(&field, longer.c_str()));
+  ox::test::stop_failing();
+  EXPECT_EQ(512u, std::strlen(field));
+  EXPECT_EQ(0u, str_set(&field, nullptr));
+  EXPECT_EQ(nullptr, field);
+  EXPECT_EQ(0u, oxcGetMemValue(1));
+}
+
+TEST(BoundedCopy, ATextThatDoesNotFitChangesNothing) {
+  char buffer[6] = "";
+  EXPECT_EQ(0u, oxcStrcpy(buffer, "abc", 6));
+  EXPECT_EQ(152u, oxcStrcpy(buffer, "abcdef", 6));
+  EXPECT_EQ(152u, oxcStrcat(buffer, "def", 6));
+  EXPECT_EQ(0u, oxcStrcat(buffer, "de", 6));
+  EXPECT_STREQ("abcde", buffer);
+  EXPECT_EQ(152u, oxcStrcat(buffer, "", 3)) << "no terminator within the stated size";
+  EXPECT_EQ(0u, oxcStrcat(nullptr, "x", 0));
+}
+
+TEST(KeywordTable, FirstMatchWinsAndAnEmptyTextEndsIt) {
+  const oxcKeyword nulls[] = {{"on", 1}, {"ON", 2}, {"on", 3}, {"off", 1}, {nullptr, 0}};
+  const oxcKeyword empties[] = {{"a", 7}, {"", 9}};
+  uint32_t value = 0;
+  const char* text = nullptr;
+  EXPECT_EQ(0u, oxcStrToValue(nulls, "on", &value));
+  EXPECT_EQ(1u, value);
+  EXPECT_EQ(183u, oxcStrToValue(nulls, "On", &value));
+  EXPECT_EQ(183u, oxcStrToValue(empties, "", &value));
+  EXPECT_EQ(183u, oxcStrToValue(nullptr, "on", &value));
+  EXPECT_EQ(0u, oxcValueToStr(nulls, 1, &text));
+  EXPECT_STREQ("on", text);
+  EXPECT_EQ(183u, oxcValueToStr(empties, 9, &text));
+}
+
+TEST(NumberText, Forms) {
+  const struct {
+    const char* text;
+    uint32_t base;
+    OX_RESULT as_long;
+    OX_RESULT as_ulong;
+    OX_RESULT as_ulonglong;
+    uint64_t value;
+  } rows[] = {
+      {"0", 0, 0, 0, 0, 0},
+      {"010", 10, 0, 0, 0, 10},
+      {"010", 0, 0, 0, 0, 8},
+      {"08", 0, 70, 70, 70, 0},
+      {"0x1f", 0, 0, 0, 0, 31},
+      {"0X1F", 16, 0, 0, 0, 31},
+      {"0x1f", 10, 70, 70, 70, 0},
+      {"0x", 16, 70, 70, 70, 0},
+      {"7u", 10, 70, 0, 0, 7},
+      {"7UU", 10, 70, 70, 70, 0},
+      {"U", 10, 70, 70, 70, 0},
+      {"", 10, 70, 70, 70, 0},
+      {" 1", 10, 70, 70, 70, 0},
+      {"1 ", 10, 70, 70, 70, 0},
+      {"+5", 10, 0, 70, 70, 5},
+      {"+-5", 10, 70, 70, 70, 0},
+      {"zz", 36, 0, 0, 0, 1295},
+      {"1", 1, 1, 1, 1, 0},
+      {"1", 37, 1, 1, 1, 0},
+      {"2147483647", 10, 0, 0, 0, 2147483647},
+      {"2147483648", 10, 88, 0, 0, 2147483648},
+      {"4294967295U", 10, 70, 0, 0, 4294967295},
+      {"4294967296", 10, 88, 88, 0, 4294967296},
+      {"18446744073709551615", 10, 88, 88, 0, UINT64_MAX},
+      {"18446744073709551616", 10, 88, 88, 88, 0},
+      {"36893488147419103232", 10, 88, 88, 88, 0},  // wraps to 0
+      {"99999999999999999999z", 10, 70, 70, 70, 0},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.text) + " in base " + std::to_string(row.base));
+    int32_t number = -77;
+    uint32_t unsigned_number = 77;
+    uint64_t long_number = 77;
+    EXPECT_EQ(row.as_long, oxcStrToLong(row.text, row.base, &number));
+    EXPECT_EQ(row.as_ulong, oxcStrToUlong(row.text, row.base, &unsigned_number));
+    EXPECT_EQ(row.as_ulonglong, oxcStrToUlonglong(row.text, row.base, &long_number));
+    EXPECT_EQ(row.as_long == 0 ? static_cast<int32_t>(row.value) : -77, number);
+    EXPECT_EQ(row.as_ulong == 0 ? row.value : 77, unsigned_number);
+    EXPECT_EQ(row.as_ulonglong == 0 ? row.value : 77, long_number);
+  }
+  int32_t number = 0;
+  EXPECT_EQ(0u, oxcStrToLong("-2147483648", 10, &number));
+  EXPECT_EQ(INT32_MIN, number);
+  EXPECT_EQ(88u, oxcStrToLong("-2147483649", 10, &number));
+  EXPECT_STREQ("-2147483648", oxcLongToStr(INT32_MIN));
+  EXPECT_STREQ("4294967295", oxcUlongToStr(UINT32_MAX));
+  EXPECT_STREQ("18446744073709551615", oxcUlonglongToStr(UINT64_MAX));
+}
+
+TEST(TimeTicks, TextsBothWays) {
+  const struct {
+    uint32_t ticks;
+    const char* text;
+  } rows[] = {{0, "0.00"},
+              {5, "0.05"},
+              {5999, "59.99"},
+              {6000, "1:00.00"},
+              {360000, "1:00:00.00"},
+              {8640000, "24:00:00.00"},
+              {UINT32_MAX, "11930:27:52.95"}};
+  for (const auto& row : rows) {
+    uint32_t ticks = 77;
+    EXPECT_STREQ(row.text, oxcTticksToStr(row.ticks));
+    EXPECT_EQ(0u, oxcStrToTticks(row.text, &ticks)) << row.text;
+    EXPECT_EQ(row.ticks, ticks);
+  }
+  uint32_t ticks = 77;
+  for (const char* bad :
+       {"", ".05", "1", "1:00", "1.5", "1.005", "1:60.00", "1:5.00", "1:00:00:00.00", "1.00 ", "-1.00"}) {
+    EXPECT_EQ(70u, oxcStrToTticks(bad, &ticks)) << bad;
+  }
+  EXPECT_EQ(88u, oxcStrToTticks("11930:27:52.96", &ticks));
+  EXPECT_EQ(88u, oxcStrToTticks("99999999999999999999.00", &ticks));
+  EXPECT_EQ(77u, ticks);
+  EXPECT_EQ(0u, oxcStrToTticks("90.00", &ticks));
+  EXPECT_EQ(9000u, ticks);
+}
+
+TEST(CalendarTime, LocalTextsOverTheWholeRange) {
+  ASSERT_EQ(0u, ox::platform::set_time_zone("JST-9"));
+  const struct {
+    uint32_t seconds;
+    const char* text;
+  } rows[] = {{0, "1970/01/01.09:00:00"},
+              {946652399, "1999/12/31.23:59:59"},
+              {946652400, "2000/01/01.00:00:00"},
+              {2147483648, "2038/01/19.12:14:08"},
+              {UINT32_MAX, "2106/02/07.15:28:15"}};
+  for (const auto& row : rows) {
+    uint32_t seconds = 77;
+    EXPECT_STREQ(row.text, oxcUxTimeToStr(row.seconds));
+    EXPECT_EQ(0u, oxcStrToUxTime(row.text, &seconds)) << row.text;
+    EXPECT_EQ(row.seconds, seconds);
+  }
+}
+
+TEST(CalendarTime, MissingPartsAndBadTexts) {
+  ASSERT_EQ(0u, ox::platform::set_time_zone("EST5EDT,M3.2.0,M11.1.0"));
+  const std::string year(oxcUxTimeToStr(static_cast<uint32_t>(std::time(nullptr))), 4);
+  const struct {
+    const char* text;
+    std::string means;
+  } rows[] = {{"2009/9/3", "2009/09/03.00:00:00"},
+              {"2009/09/03.7", "2009/09/03.07:00:00"},
+              {"2009/07/03.7:8", "2009/07/03.07:08:00"},
+              {"2008/2/29.23:59:59", "2008/02/29.23:59:59"},
+              {"1/2.03:04", year + "/01/02.03:04:00"}};
+  for (const auto& row : rows) {
+    uint32_t seconds = 0;
+    EXPECT_EQ(0u, oxcStrToUxTime(row.text, &seconds)) << row.text;
+    EXPECT_EQ(row.means, oxcUxTimeToStr(seconds));
+  }
+  for (const char* clock : {"08:09", ".8:9:0", "8:9:00"}) {
+    uint32_t seconds = 0;
+    EXPECT_EQ(0u, oxcStrToUxTime(clock, &seconds)) << clock;
+    EXPECT_STREQ(".08:09:00", oxcUxTimeToStr(seconds) + 10);
+  }
+  uint32_t seconds = 77;
+  for (const char* bad :
+       {"",           ".",        "5",         "/",       "2009/09/03x", "2009/02/29",  "2009/13/01",  "2009/0/1",
+        "2009/1/32",  "24:00",    "1:60",      "1:00:60", "2009/1/1.",   "2009/1/1.1:", "2009/1/1/1",  "1:1:1:1",
+        "1969/12/30", "2107/1/1", "99999/1/1", "1/",      "Past",        "1:00 ",       "2009/1/1.1.1"}) {
+    EXPECT_EQ(70u, oxcStrToUxTime(bad, &seconds)) << bad;
+  }
+  EXPECT_EQ(77u, seconds);
+  for (const auto& [word, fixed] : {std::pair{"past", 662655600u}, {"present", 0u}, {"future", 2145916800u}}) {
+    EXPECT_EQ(0u, oxcStrToUxTime(word, &seconds));
+    EXPECT_EQ(fixed, seconds) << word;
+  }
+}
+
+}  // namespace
