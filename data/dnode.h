@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include <oxbase/oxd.h>
+
 #include "common/memory.h"
 
 namespace ox::data {
@@ -79,10 +80,14 @@ void set_err_code(dnode& node, std::uint32_t code) noexcept;
 // A numeric path, taken as it stands; the kept tree node is dropped.
 [[nodiscard]] OX_RESULT set_amib_path(dnode& node, std::string_view path) noexcept;
 
+// The numeric path of a name: digits and dots as they stand, any other through the tree. 125 for null and empty names,
+// else the tree's error. A converted path stands in the tree's buffer of the thread.
+[[nodiscard]] OX_RESULT access_path(const char* name, const char*& path) noexcept;
+
 // Takes over a block as the value.
 void take_value(dnode& node, std::uint32_t type, std::uint32_t size, tracked_ptr<unsigned char[]> bytes) noexcept;
 
 // The tree's node of the AMIB name. 27, or the tree's error.
-[[nodiscard]] OX_RESULT amib_entry_of(dnode& node, std::uint32_t& entry);
+[[nodiscard]] OX_RESULT amib_entry_of(dnode& node, std::uint32_t& entry) noexcept;
 
 }  // namespace ox::data

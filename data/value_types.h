@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include <oxbase/oxtypes.h>
+
 #include "common/memory.h"
 #include "common/value_type_table.h"
 
@@ -38,12 +39,16 @@ struct ValueType {
   std::uint32_t code;
   Stored stored;
   std::uint8_t snmp_tag;  // BER tag on encoding; 0: SNMP does not carry the type
-  // Makes the stored form of a text. On failure `value` is as it was.
-  OX_RESULT (*parse)(const char* text, ParsedValue& value);
+  // Makes the stored form of a text; `type` is the row's code. On failure `value` is as it was. May throw bad_alloc.
+  OX_RESULT (*parse)(std::uint32_t type, const char* text, ParsedValue& value);
   // The text of a node's value of this type: a constant, or made in `out`. Null when memory runs out.
   const char* (*display)(const dnode& node, GrowingText& out);
   const char* (*raw)(const dnode& node, GrowingText& out);
 };
+
+// The stored form of what oxdSetValue takes. 61, 3; 1 for null bytes of a size over 0.
+[[nodiscard]] OX_RESULT make_value(std::uint32_t type, std::uintptr_t value, std::uint32_t size,
+                                   ParsedValue& made) noexcept;
 
 // Indexed by code.
 extern const std::array<ValueType, value_type_count> value_types;

@@ -1,0 +1,12 @@
+// Text forms of a node's value, in the thread's buffers.
+#pragma once
+
+#include "data/dnode.h"
+
+namespace ox::data {
+
+// Never null: "(no_value)", "(bad_type)", "(no_memory)" take the text's place.
+[[nodiscard]] const char* display_text(const dnode& node) noexcept;
+[[nodiscard]] const char* raw_text(const dnode& node) noexcept;
+
+}  // namespace ox::data
