@@ -1,0 +1,30 @@
+// The list of variable bindings in a message: SEQUENCE OF SEQUENCE { name, value } (RFC 1157, 4.1.1; RFC 3416, 3). Each
+// binding is one data node, its AMIB name the identifier in dotted text.
+#pragma once
+
+#include <cstdint>
+
+#include "data/dnode.h"
+#include "snmp/ber.h"
+
+namespace ox::snmp {
+
+// Space that put_bindings() needs at most, and the list's last node. O(1) for each node.
+struct BindingsExtent {
+  std::uint64_t bound;
+  const dnode* last;
+};
+[[nodiscard]] BindingsExtent extent_of_bindings(const dnode* list) noexcept;
+
+// Writes a list up to its last node. With `first_null` the first binding gets the value NULL, whatever it holds.
+// 111 for a malformed name, a node without value, and a value that SNMP cannot carry.
+[[nodiscard]] OX_RESULT put_bindings(ber::ReverseWriter& out, const dnode* list, const dnode* last,
+                                     bool first_null) noexcept;
+
+// One binding of a list.
+[[nodiscard]] OX_RESULT put_binding(ber::ReverseWriter& out, const dnode& node, bool null_value) noexcept;
+
+// Reads the bindings of a list element. 112, 3; the nodes are handed out only on success.
+[[nodiscard]] OX_RESULT take_bindings(const ber::Element& element, data::dnode_ptr& list) noexcept;
+
+}  // namespace ox::snmp
