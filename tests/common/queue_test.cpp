@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+#include <oxbase/oxc.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "tests/support/fault_heap.h"
+
+namespace {
+
+struct Item {
+  Item* next = nullptr;
+  Item* prev = nullptr;
+  Item* next2 = nullptr;
+  Item* prev2 = nullptr;
+  char name = 0;
+};
+
+// The names along link pair k; fails when any invariant of a list is broken.
+std::string names(Item* head, unsigned k = 0) {
+  std::string result;
+  const auto next = [k](Item* item) { return k == 0 ? item->next : item->next2; };
+  const auto prev = [k](Item* item) { return k == 0 ? item->prev : item->prev2; };
+  Item* before = nullptr;
+  for (Item* item = head; item != nullptr; item = next(item)) {
+    if (before != nullptr) EXPECT_EQ(before, prev(item)) << "prev of " << item->name;
+    before = item;
+    result += item->name;
+  }
+  if (head != nullptr) EXPECT_EQ(before, prev(head)) << "the head's prev is the tail";
+  return result;
+}
+
+class QueueTest : public testing::Test {
+ protected:
+  QueueTest() : items_(8) {
+    for (std::size_t i = 0; i < items_.size(); ++i) items_[i].name = static_cast<char>('a' + i);
+  }
+  Item& at(char name) { return items_[static_cast<std::size_t>(name - 'a')]; }
+  Item* list(const std::string& wanted) {
+    Item* head = nullptr;
+    for (const char name : wanted) oxcQueueAdd(&head, &at(name));
+    return head;
+  }
+  std::vector<Item> items_;
+};
+
+TEST_F(QueueTest, DeletionAtEveryPlaceKeepsTheInvariants) {
+  struct Row {
+    const char* before;
+    char removed;
+    const char* after;
+  };
+  for (const Row& row : {Row{"abc", 'a', "bc"}, Row{"abc", 'b', "ac"}, Row{"abc", 'c', "ab"}, Row{"a", 'a', ""}}) {
+    SCOPED_TRACE(row.before + std::string(" - ") + row.removed);
+    Item* head = list(row.before);
+    EXPECT_EQ(OX_OK, oxcQueueDel(&head, &at(row.removed)));
+    EXPECT_EQ(row.after, names(head));
+    EXPECT_EQ(nullptr, at(row.removed).next);
+    EXPECT_EQ(nullptr, at(row.removed).prev);
+  }
+}
+
+TEST_F(QueueTest, InsertionLinkingAndSplitting) {
+  Item* head = list("ab");
+  oxcQueueIns(head, &at('a'), &at('c'));
+  EXPECT_EQ("acb", names(head));
+  oxcQueueIns(head, &at('b'), &at('d'));
+  EXPECT_EQ("acbd", names(head));
+
+  Item* empty = nullptr;
+  Item* other = list("gh");
+  oxcQueueLink(&empty, other);
+  EXPECT_EQ("gh", names(empty));
+
+  Item* whole = list("abcd");
+  oxcQueueSplit(&whole, &at('c'));
+  EXPECT_EQ("ab", names(whole));
+  EXPECT_EQ("cd", names(&at('c')));
+  oxcQueueSplit(&whole, &at('a'));
+  EXPECT_EQ(nullptr, whole);
+  EXPECT_EQ("ab", names(&at('a')));
+}
+
+TEST_F(QueueTest, AChainWithoutPrevIsClosedWhenItIsLinked) {
+  for (const bool into_empty : {true, false}) {
+    Item* head = into_empty ? nullptr : list("a");
+    at('b') = {.next = &at('c'), .name = 'b'};
+    at('c') = {.prev = &at('b'), .name = 'c'};
+    oxcQueueLink(&head, &at('b'));
+    EXPECT_EQ(into_empty ? "bc" : "abc", names(head));
+  }
+}
+
+TEST_F(QueueTest, TheSecondLinkPairIsIndependent) {
+  Item* first = list("abc");
+  Item* second = nullptr;
+  for (const char name : std::string("cba")) oxcQueueAdd2(&second, &at(name), 1);
+  EXPECT_EQ("abc", names(first));
+  EXPECT_EQ("cba", names(second, 1));
+  oxcQueueDel2(&second, &at('b'), 1);
+  EXPECT_EQ("abc", names(first));
+  EXPECT_EQ("ca", names(second, 1));
+  oxcQueueSplit2(&second, &at('a'), 1);
+  EXPECT_EQ("c", names(second, 1));
+  oxcQueueLink2(&second, &at('a'), 1);
+  EXPECT_EQ("ca", names(second, 1));
+}
+
+int by_name(const void* a, const void* b) {
+  return (*static_cast<Item* const*>(a))->name - (*static_cast<Item* const*>(b))->name;
+}
+
+TEST_F(QueueTest, SortingRelinksAndSurvivesAMemoryShortage) {
+  for (const char* order : {"", "a", "ba", "dbca", "abcd"}) {
+    Item* head = list(order);
+    std::string sorted = order;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(OX_OK, oxcQueueSort(&head, by_name));
+    EXPECT_EQ(sorted, names(head));
+  }
+  ox::test::every_allocation_may_fail([&] {
+    Item* head = list("cab");
+    const OX_RESULT result = oxcQueueSort(&head, by_name);
+    EXPECT_EQ(result == OX_OK ? "abc" : "cab", names(head));
+    return result;
+  });
+}
+
+std::string freed;
+OX_RESULT note_free(void* node) {
+  freed += static_cast<Item*>(node)->name;
+  EXPECT_EQ(nullptr, static_cast<Item*>(node)->next);
+  return OX_OK;
+}
+
+TEST_F(QueueTest, FreeingHandsOverEveryNodeUnlinked) {
+  EXPECT_EQ(OX_OK, oxcQueueFree(list("abc"), note_free));
+  EXPECT_EQ("abc", freed);
+  EXPECT_EQ(OX_OK, oxcQueueFree(nullptr, note_free));
+}
+
+}  // namespace

@@ -1,0 +1,154 @@
+#include <gtest/gtest.h>
+#include <oxbase/oxc.h>
+
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "common/trace.h"
+#include "common/trace_control.h"
+#include "common/trace_file.h"
+#include "platform/environment.h"
+#include "platform/registry.h"
+#include "platform/shared_block.h"
+#include "tests/support/system_root.h"
+
+namespace fs = std::filesystem;
+using ox::test::read_file;
+using ox::test::work_dir;
+
+namespace {
+
+constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
+
+class TraceTest : public testing::Test {
+ protected:
+  TraceTest() { ox::trace::attach(); }
+  ~TraceTest() override { ox::trace::detach(); }
+
+  static std::string file(const std::string& name) { return work_dir() + "/tmp/" + name; }
+  static void start(const std::string& name) {
+    ASSERT_EQ(OX_OK, oxcDebugOutput(0, file(name).c_str()));
+    oxcSetDebugMask(ox::trace::general);
+  }
+};
+
+TEST_F(TraceTest, LinesReachTheFileAndAreCutAt4095Characters) {
+  start("lines.dbg");
+  EXPECT_EQ(OX_OK, oxcDebugOut("<M:%s(%d)>\n", "here", 7));
+  const std::string longest(5000, 'x');
+  oxcDebugOut("%s\n", longest.c_str());
+  oxcSetDebugMask(0);
+  oxcDebugOut("nothing\n");
+  const std::string text = read_file(file("lines_00.dbg"));
+  EXPECT_EQ("<M:here(7)>\n" + std::string(4094, 'x') + "\n", text);
+}
+
+TEST_F(TraceTest, ExitLinesShowTheResultInTheirOwnForm) {
+  start("exit.dbg");
+  ox::trace::write_exit("<E:oxaGet[%ld]>\n", 17);
+  ox::trace::write_exit("<E:type_init[%#ld]>\n", 20);
+  ox::trace::write_exit("<E:oxsSnmpEncode[%l]>\n", 3);  // an incomplete conversion stays as it is
+  ox::trace::write_plain_exit("oxaCloseMap", 14);
+  EXPECT_EQ("<E:oxaGet[17]>\n<E:type_init[20]>\n<E:oxsSnmpEncode[%l]>\n<E:oxaCloseMap:[14]>\n",
+            read_file(file("exit_00.dbg")));
+}
+
+TEST_F(TraceTest, RotationWrapsToOneAndNeverReturnsToZero) {
+  ASSERT_EQ(0u, ox::platform::registry_write(key, "oxLogMaxFileSize", 1u));
+  ASSERT_EQ(0u, ox::platform::registry_write(key, "oxLogMaxFileCount", 3u));
+  start("turn.dbg");
+  const std::string line(4000, 'r');
+  const auto fill = [&](char mark) {  // one file's worth and the line that turns to the next
+    for (int i = 0; i < 263; ++i) oxcDebugOut("%c%s\n", mark, line.c_str());
+  };
+  fill('A');
+  fill('B');
+  fill('C');
+  fill('D');
+  EXPECT_EQ('A', read_file(file("turn_00.dbg"))[0]);
+  EXPECT_EQ('C', read_file(file("turn_01.dbg")).back() == '\n' ? read_file(file("turn_01.dbg"))[0] : '?');
+  EXPECT_TRUE(fs::exists(file("turn_02.dbg")));
+  EXPECT_FALSE(fs::exists(file("turn_03.dbg")));
+}
+
+TEST_F(TraceTest, AnotherProcessSwitchesThroughTheControlBlock) {
+  start("switch.dbg");
+  const uint32_t self = ox::platform::process_id();
+  oxcDebugControl control{};
+  ASSERT_EQ(OX_OK, oxcDebugGetControl(self, &control));
+  EXPECT_EQ(ox::trace::general, control.mask);
+  EXPECT_EQ(1u, control.file);
+
+  oxcDebugOut("first\n");
+  control.file = 0;
+  ASSERT_EQ(OX_OK, oxcDebugSetControl(self, &control));
+  oxcDebugOut("unseen\n");
+  EXPECT_EQ("first\n", read_file(file("switch_00.dbg")));
+  control.file = 1;
+  ASSERT_EQ(OX_OK, oxcDebugSetControl(self, &control));
+  oxcDebugOut("again\n");
+  EXPECT_EQ("again\n", read_file(file("switch_00.dbg"))) << "the reopened file begins anew";
+
+  uint32_t count = 0;
+  uint32_t ids[4] = {};
+  ASSERT_EQ(OX_OK, oxcDebugProcesses(ids, 4, &count));
+  EXPECT_EQ(1u, count);
+  EXPECT_EQ(self, ids[0]);
+  EXPECT_EQ(OX_ENOSHM, oxcDebugGetControl(0x7ffffff0, &control));
+}
+
+TEST_F(TraceTest, NamesBecomePatterns) {
+  const std::string tmp = work_dir() + "/tmp";
+  char id[16];
+  std::snprintf(id, sizeof id, "ox%x", ox::platform::process_id());
+  struct Row {
+    std::string name;
+    std::string first;
+  };
+  const auto check = [](const std::vector<Row>& rows) {
+    for (const Row& row : rows) EXPECT_EQ(row.first, ox::trace::name_pattern(row.name).name(7)) << row.name;
+  };
+  check({{"", tmp + "/" + id + "_07.dbg"},
+         {tmp + "/a.b.dbg", tmp + "/a.b_07.dbg"},
+         {tmp + "\\plain", tmp + "/plain_07"},
+         {"/else/where/", std::string("/else/where/") + id + "_07.dbg"},
+         {"bare.log", "bare_07.log"},
+         {"100%s/%n.log", "100%s/%n_07.log"}});
+  const std::string moved = ox::test::system_root() + "/moved";
+  ASSERT_EQ(0u, ox::platform::registry_write(key, "oxLogDirectory", (moved + "/").c_str()));
+  check({{tmp + "/x.dbg", tmp + "/x_07.dbg"}});  // no such directory yet
+  fs::create_directories(moved);
+  check({{tmp + "/x.dbg", moved + "/x_07.dbg"}, {"/else/x.dbg", "/else/x_07.dbg"}});
+}
+
+TEST_F(TraceTest, BadNamesAndDirectoriesAreRefused) {
+  EXPECT_EQ(OX_ENAMELONG, oxcDebugOutput(0, std::string(257, 'n').c_str()));
+  EXPECT_EQ(OX_EOPEN, oxcDebugOutput(0, "/no/such/directory/x.dbg"));
+}
+
+TEST_F(TraceTest, LinesOfSeveralThreadsDoNotMix) {
+  start("threads.dbg");
+  std::vector<std::thread> writers;
+  for (int i = 0; i < 4; ++i) {
+    writers.emplace_back([i] {
+      for (int n = 0; n < 200; ++n) oxcDebugOut("%s\n", std::string(64, static_cast<char>('a' + i)).c_str());
+    });
+  }
+  for (std::thread& writer : writers) writer.join();
+  const std::string text = read_file(file("threads_00.dbg"));
+  ASSERT_EQ(4u * 200 * 65, text.size());
+  for (std::size_t at = 0; at < text.size(); at += 65) {
+    ASSERT_EQ(std::string(64, text[at]) + "\n", text.substr(at, 65));
+  }
+}
+
+TEST(TraceWithoutControl, NothingIsTracedAndNothingFails) {
+  EXPECT_EQ(0u, oxcGetDebugMask());
+  oxcSetDebugMask(0xffff);
+  EXPECT_EQ(0u, oxcGetDebugMask());
+  EXPECT_EQ(OX_OK, oxcDebugOut("unseen\n"));
+}
+
+}  // namespace
