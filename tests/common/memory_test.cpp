@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
-#include <oxbase/oxc.h>
 
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include <oxbase/oxc.h>
 
 #include "common/block_index.h"
 #include "common/memory_state.h"

@@ -1,9 +1,10 @@
 #include <gtest/gtest.h>
-#include <oxbase/oxc.h>
 
 #include <algorithm>
 #include <string>
 #include <vector>
+
+#include <oxbase/oxc.h>
 
 #include "tests/support/fault_heap.h"
 

@@ -1,12 +1,14 @@
+#include "common/trace.h"
+
 #include <gtest/gtest.h>
-#include <oxbase/oxc.h>
 
 #include <filesystem>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "common/trace.h"
+#include <oxbase/oxc.h>
+
 #include "common/trace_control.h"
 #include "common/trace_file.h"
 #include "platform/environment.h"

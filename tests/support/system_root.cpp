@@ -27,10 +27,14 @@ std::string home_dir() { return system_root() + "/home"; }
 std::string work_dir() { return system_root() + "/work"; }
 
 void install_settings() {
-  write_file(system_root() + "/registry.reg", "Windows Registry Editor Version 5.00\n\n"
-                                              "[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVID\\OXBASE]\n"
-                                              "\"HomeDir\"=\"" + home_dir() + "\"\n"
-                                              "\"WorkDir\"=\"" + work_dir() + "\"\n");
+  write_file(system_root() + "/registry.reg",
+             "Windows Registry Editor Version 5.00\n\n"
+             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVID\\OXBASE]\n"
+             "\"HomeDir\"=\"" +
+                 home_dir() +
+                 "\"\n"
+                 "\"WorkDir\"=\"" +
+                 work_dir() + "\"\n");
 }
 
 void write_file(const std::string& path, std::string_view contents) {

@@ -1,0 +1,89 @@
+#include "tools/cli.h"
+
+#include <cstdio>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace tool {
+
+Failure::Failure(const std::string& subject, OX_RESULT code)
+    : std::runtime_error(subject + ": " + oxcStrError(code) + " (" + std::to_string(code) + ")") {}
+
+std::vector<std::string> arguments(int argc, char** argv) { return {argv + 1, argv + argc}; }
+
+int run(CLI::App& app, std::vector<std::string> arguments, const std::function<int()>& body) {
+  try {
+    std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());  // as CLI11 takes them
+    app.parse(std::move(reversed));
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? exit_ok : exit_usage;
+  }
+  try {
+    const int result = body();
+    if (std::fflush(stdout) != 0) throw std::runtime_error("standard output: write failure");
+    return result;
+  } catch (const std::exception& error) {
+    (void)std::fflush(stdout);
+    (void)std::fprintf(stderr, "%s: %s\n", app.get_name().c_str(), error.what());
+    return exit_failed;
+  }
+}
+
+void open_session() { require(oxaInit(nullptr), "manager"); }
+
+namespace {
+
+// A base key that no other process is likely to use, clear of the system's keys: a tree takes the 2047 keys after it.
+uint32_t private_key() { return 0x10000000u + std::random_device()() % 0x20000u * 2048u; }
+
+}  // namespace
+
+void load_tree(const std::vector<std::string>& files, const Fault& fault) {
+  struct Position {
+    OX_RESULT code;
+    std::string file;
+    uint32_t line;
+  };
+  oxbInitAmibTree(private_key());
+  std::vector<std::string> waiting = files;
+  std::vector<Position> faults;
+  while (!waiting.empty()) {
+    std::vector<std::string> failed;
+    faults.clear();
+    for (const std::string& file : waiting) {
+      const OX_RESULT code = oxbAddAmibTree(file.c_str());
+      if (code == OX_OK) continue;
+      const char* place = nullptr;
+      uint32_t line = 0;
+      (void)oxfGetErrorFile(&place, &line);
+      faults.push_back({code, place != nullptr ? place : file, line});
+      failed.push_back(file);
+    }
+    if (failed.size() == waiting.size()) break;  // no progress
+    waiting = std::move(failed);
+  }
+  for (const Position& position : faults) fault(position.file, position.line, position.code);
+}
+
+std::vector<std::string> definition_files() {
+  const std::string directory = std::string(oxcGetWorkdir()) + "/public/amib";
+  oxfFileList* list = nullptr;
+  require(oxfGetFileList(directory.c_str(), ".def", 0, &list), directory);
+  const std::unique_ptr<oxfFileList, decltype(&oxfFileListFree)> owner(list, oxfFileListFree);
+  std::vector<std::string> files;
+  for (const oxfFileList* file = list; file != nullptr; file = oxfGetFileNext(file)) {
+    files.emplace_back(oxfGetFileName(file));
+  }
+  if (files.empty()) throw std::runtime_error(directory + ": no definition files");
+  return files;
+}
+
+void attach_tree() {
+  if (oxbInit(OXB_TREE) == OX_OK) return;
+  load_tree(definition_files(), [](const std::string& file, uint32_t line, OX_RESULT code) {
+    throw Failure(file + ":" + std::to_string(line), code);
+  });
+}
+
+}  // namespace tool

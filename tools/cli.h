@@ -1,0 +1,48 @@
+// What the tools share: command line, exit codes, errors.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <stdexcept>
+#include <string>
+
+#include <oxbase/oxbase.h>
+
+namespace tool {
+
+inline constexpr int exit_ok = 0;
+inline constexpr int exit_failed = 1;  // the request failed; its error text is on stderr
+inline constexpr int exit_usage = 2;
+
+// A result code on its way to the user: "subject: text".
+class Failure : public std::runtime_error {
+ public:
+  Failure(const std::string& subject, OX_RESULT code);
+};
+
+inline void require(OX_RESULT code, const std::string& subject) {
+  if (code != OX_OK) throw Failure(subject, code);
+}
+
+// Parses the command line and runs the body, whose result is the exit code. Prints what either throws.
+int run(CLI::App& app, std::vector<std::string> arguments, const std::function<int()>& body);
+
+// The arguments after the program's name.
+std::vector<std::string> arguments(int argc, char** argv);
+
+// Opens the session with the manager.
+void open_session();
+
+// Attaches the manager's attribute tree; without a manager, loads the installation's definition files into a tree of
+// this process's own.
+void attach_tree();
+
+// Loads definition files into a tree of this process's own, in any order: a file whose parents stand in a later one is
+// tried again. Calls `fault` for every file that cannot be loaded, with the position of its first fault.
+using Fault = std::function<void(const std::string& file, uint32_t line, OX_RESULT code)>;
+void load_tree(const std::vector<std::string>& files, const Fault& fault);
+
+// The installation's attribute definition files, in reading order.
+std::vector<std::string> definition_files();
+
+}  // namespace tool

@@ -1,0 +1,150 @@
+#include "tools/node_output.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <string_view>
+#include <vector>
+
+#include <oxbase/oxbase.h>
+
+namespace tool {
+namespace {
+
+constexpr std::string_view standard_prefix = "iso.org.dod.internet.mgmt.mib-2.";
+constexpr std::string_view enterprise_prefix = "iso.org.dod.internet.private.enterprises.";
+
+std::string component_of(const dnode* node) {
+  const char* type = "";
+  const char* name = "";
+  (void)oxdGetCompType(node, &type);
+  (void)oxdGetCompName(node, &name);
+  return std::string(type) + ":" + name;
+}
+
+std::string path_of(const dnode* node) {
+  const char* path = "";
+  (void)oxdGetAmibName(node, &path);
+  return path;
+}
+
+// The dotted name, with the two long standard prefixes in their short forms.
+std::string name_of(const dnode* node) {
+  const std::string path = path_of(node);
+  const char* name = nullptr;
+  if (oxbStrName(path.c_str(), &name) != OX_OK) return path;
+  std::string_view text = name;
+  if (text.starts_with(standard_prefix)) return "." + std::string(text.substr(standard_prefix.size()));
+  if (text.starts_with(enterprise_prefix)) return "~" + std::string(text.substr(enterprise_prefix.size()));
+  return std::string(text);
+}
+
+uint32_t error_of(const dnode* node) {
+  uint32_t code = 0;
+  (void)oxdGetErrCode(node, &code);
+  return code;
+}
+
+// One line, whatever the text holds.
+std::string on_one_line(std::string text) {
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
+  return text;
+}
+
+nlohmann::json number_of(const dnode* node) {
+  int32_t number = 0;
+  uint32_t natural = 0;
+  uint64_t wide = 0;
+  switch (oxdGetValueType(node)) {
+    case OX_INTEGER:
+      return oxdGetValueByLong(node, &number) == OX_OK ? nlohmann::json(number) : nlohmann::json();
+    case OX_COUNTER:
+    case OX_GAUGE:
+    case OX_TIMETICKS:
+    case OX_UNIXTIME:
+      return oxdGetValueByUlong(node, &natural) == OX_OK ? nlohmann::json(natural) : nlohmann::json();
+    case OX_COUNTER64:
+      return oxdGetValueByUlonglong(node, &wide) == OX_OK ? nlohmann::json(wide) : nlohmann::json();
+    default:
+      return {};
+  }
+}
+
+std::string unescape(const std::string& format) {
+  std::string result;
+  for (std::size_t i = 0; i < format.size(); ++i) {
+    const char next = format[i] == '\\' && i + 1 < format.size() ? format[i + 1] : '\0';
+    const std::size_t known = std::string_view("nt\\").find(next);
+    if (next == '\0' || known == std::string_view::npos) {
+      result += format[i];
+    } else {
+      result += "\n\t\\"[known];
+      ++i;
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+bool print_table(dnode* list, bool raw) {
+  struct Row {
+    std::string component, name, value;
+  };
+  std::vector<Row> rows;
+  std::size_t component_width = 0;
+  std::size_t name_width = 0;
+  bool good = true;
+  for (dnode* node = list; node != nullptr; node = oxdNext(node)) {
+    const uint32_t error = error_of(node);
+    good = good && error == OX_OK;
+    Row row{component_of(node), name_of(node), {}};
+    row.value = error != OX_OK ? std::string("error: ") + oxcStrError(error) + " (" + std::to_string(error) + ")"
+                : raw          ? oxdGetValueByRawStr(node)
+                               : oxdGetValueByStr(node);
+    component_width = std::max(component_width, row.component.size());
+    name_width = std::max(name_width, row.name.size());
+    rows.push_back(std::move(row));
+  }
+  for (const Row& row : rows) {
+    std::printf("%-*s  %-*s  %s\n", static_cast<int>(component_width), row.component.c_str(),
+                static_cast<int>(name_width), row.name.c_str(), on_one_line(row.value).c_str());
+  }
+  return good;
+}
+
+bool print_formatted(dnode* list, const std::string& format) {
+  const std::string plain = unescape(format);
+  bool good = true;
+  for (dnode* node = list; node != nullptr; node = oxdNext(node)) {
+    std::fputs(oxdDnodeToStr(plain.c_str(), node), stdout);
+    good = good && error_of(node) == OX_OK;
+  }
+  return good;
+}
+
+bool print_json(dnode* list) {
+  nlohmann::json nodes = nlohmann::json::array();
+  bool good = true;
+  for (dnode* node = list; node != nullptr; node = oxdNext(node)) {
+    nlohmann::json entry{{"component", component_of(node)}, {"name", name_of(node)}, {"path", path_of(node)}};
+    if (const uint32_t error = error_of(node)) {
+      good = false;
+      entry["error"] = error;
+      entry["message"] = on_one_line(oxcStrError(error));
+    } else {
+      entry["type"] = oxdGetValueType(node);
+      entry["text"] = oxdGetValueByStr(node);
+      const nlohmann::json number = number_of(node);
+      entry["value"] = number.is_null() ? nlohmann::json(oxdGetValueByRawStr(node)) : number;
+    }
+    nodes.push_back(std::move(entry));
+  }
+  // Bytes that are no UTF-8 are replaced: a stored text may be in any code.
+  std::puts(nodes.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+  return good;
+}
+
+}  // namespace tool

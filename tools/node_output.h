@@ -1,0 +1,19 @@
+// Data nodes for people and for machines.
+#pragma once
+
+#include <string>
+
+#include <oxbase/oxd.h>
+
+namespace tool {
+
+// Prints a table: component, attribute, value or error. True when no node carries an error.
+bool print_table(dnode* list, bool raw);
+
+// Prints every node by a format of oxdDnodeToStr, in which \n, \t and \\ are understood.
+bool print_formatted(dnode* list, const std::string& format);
+
+// Prints a JSON array: {"component", "name", "path", "type", "value", "text"} or {..., "error", "message"}.
+bool print_json(dnode* list);
+
+}  // namespace tool

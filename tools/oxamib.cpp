@@ -1,0 +1,187 @@
+// oxamib: the attribute tree.
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "tools/cli.h"
+
+namespace {
+
+struct Words {
+  const char* type;
+  const char* access;
+  const char* interface;
+};
+
+template <std::size_t N>
+const char* word(const oxcKeyword (&table)[N], uint32_t value) {
+  const char* text = nullptr;
+  return oxcValueToStr(table, value, &text) == OX_OK ? text : "-";
+}
+
+Words words_of(uint32_t node) {
+  static const oxcKeyword types[] = {{"INTEGER", OX_INTEGER},
+                                     {"Counter", OX_COUNTER},
+                                     {"Gauge", OX_GAUGE},
+                                     {"TimeTicks", OX_TIMETICKS},
+                                     {"UnixTime", OX_UNIXTIME},
+                                     {"IpAddress", OX_IPADDRESS},
+                                     {"NetworkAddress", OX_NETWORKADDRESS},
+                                     {"OctetString", OX_OCTETSTRING},
+                                     {"DisplayString", OX_DISPLAYSTRING},
+                                     {"PhysAddress", OX_PHYSADDRESS},
+                                     {"ObjectID", OX_OBJECTID},
+                                     {"Opaque", OX_OPAQUE},
+                                     {"NULL", OX_NULL},
+                                     {"Aggregate", OX_AGGREGATE},
+                                     {"AMIBNONE", OX_AMIBNONE},
+                                     {"Counter64", OX_COUNTER64},
+                                     {"IpxAddress", OX_IPXADDRESS},
+                                     {"Ipv6Address", OX_IPV6ADDRESS},
+                                     {"Ipv6AddressPrefix", OX_IPV6PREFIX},
+                                     {"Ipv6AddressIfIdentifier", OX_IPV6IFID},
+                                     {"CodeString", OX_CODESTRING},
+                                     {nullptr, 0}};
+  static const oxcKeyword accesses[] = {{"not-accessible", 0},
+                                        {"read-only", OXB_READ},
+                                        {"write-only", OXB_WRITE},
+                                        {"read-write", OXB_READ_WRITE},
+                                        {"accessible-for-notify", OXB_NOTIFY},
+                                        {nullptr, 0}};
+  static const oxcKeyword interfaces[] = {{"CONF-ACS", OXB_CONF},
+                                          {"NULL-ACS", OXB_NIL},
+                                          {"SNMP-ACS", OXB_SNMP},
+                                          {"EMON-ACS", OXB_EMON},
+                                          {"ICMP-ACS", OXB_ICMP},
+                                          {"ICMPV6-ACS", OXB_ICMPV6},
+                                          {nullptr, 0}};
+  return {word(types, oxbAmibType(node)), word(accesses, oxbAccessControl(node)),
+          word(interfaces, oxbAmibInterface(node))};
+}
+
+void print_node(uint32_t node, int depth, bool details) {
+  std::printf("%*s%s(%u)", 2 * depth, "", oxbName(node), oxbNumber(node));
+  if (details || oxbIsLeaf(node) != 0) {
+    const Words words = words_of(node);
+    std::printf("  %s %s %s", words.type, words.access, words.interface);
+  }
+  std::printf("\n");
+}
+
+int print_tree(const std::string& path, bool details) {
+  uint32_t top = 0;
+  tool::require(oxbEntry(path.c_str(), &top), path);
+  // Depth first, without recursion: the tree's depth is the definition files' affair.
+  int depth = 0;
+  for (uint32_t node = top; node != 0;) {
+    print_node(node, depth, details);
+    if (oxbChild(node) != 0) {
+      node = oxbChild(node);
+      ++depth;
+      continue;
+    }
+    while (node != top && oxbNext(node) == 0) {
+      node = oxbParent(node);
+      --depth;
+    }
+    node = node == top ? 0 : oxbNext(node);
+  }
+  return tool::exit_ok;
+}
+
+int convert(const std::vector<std::string>& paths, bool json) {
+  nlohmann::json all = nlohmann::json::array();
+  for (const std::string& path : paths) {
+    const char* text = nullptr;
+    tool::require(oxbNumName(path.c_str(), &text), path);
+    const std::string numeric = text;
+    tool::require(oxbStrName(path.c_str(), &text), path);
+    const char* description = nullptr;
+    if (oxbAmibToDesc(path.c_str(), &description) != OX_OK) description = "";
+    if (json) {
+      all.push_back({{"path", numeric}, {"name", text}, {"description", description}});
+    } else {
+      std::printf("%s  %s%s%s\n", numeric.c_str(), text, *description != '\0' ? "  " : "", description);
+    }
+  }
+  if (json) std::puts(all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+  return tool::exit_ok;
+}
+
+int expand(const std::string& pattern) {
+  constexpr uint32_t capacity = 4096;
+  std::vector<char*> results(capacity);
+  uint32_t count = 0;
+  tool::require(oxbDeploy(pattern.c_str(), &count, results.data(), capacity), pattern);
+  for (uint32_t i = 0; i < count; ++i) {
+    std::puts(results[i]);
+    (void)oxcMemFree(results[i]);
+  }
+  return tool::exit_ok;
+}
+
+int check(std::vector<std::string> files) {
+  if (files.empty()) files = tool::definition_files();
+  int result = tool::exit_ok;
+  tool::load_tree(files, [&](const std::string& file, uint32_t line, OX_RESULT code) {
+    std::printf("%s:%u: %s (%u)\n", file.c_str(), line, oxcStrError(code), code);
+    result = tool::exit_failed;
+  });
+  return result;
+}
+
+int show_enumeration(const std::string& path) {
+  int32_t value = 0;
+  const char* text = nullptr;
+  uint32_t count = 0;
+  OX_RESULT code = OX_OK;
+  while ((code = oxbEnumItem(path.c_str(), count, &value, &text)) == OX_OK) {
+    std::puts(text);
+    ++count;
+  }
+  if (count == 0) tool::require(code, path);
+  return tool::exit_ok;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("The attribute tree: names, numbers, definition files.", "oxamib");
+  app.require_subcommand(1);
+  std::string path;
+  std::string pattern;
+  std::string enumerated;
+  std::vector<std::string> paths;
+  std::vector<std::string> files;
+  bool details = false;
+  bool json = false;
+
+  auto* tree = app.add_subcommand("tree", "print the tree, or the part below a path");
+  tree->add_option("path", path, "where to begin");
+  tree->add_flag("-l,--long", details, "type, access and interface of inner nodes too");
+  auto* name = app.add_subcommand("name", "numeric path, name and description of paths");
+  name->add_option("paths", paths, "names or numbers, also mixed")->required();
+  name->add_flag("-j,--json", json, "JSON for machines");
+  auto* deploy = app.add_subcommand("expand", "expand the braces of a pattern");
+  deploy->add_option("pattern", pattern, "such as 'system.{sysName,sysDescr}.0'")->required();
+  auto* checker = app.add_subcommand("check", "check definition files; faults as file:line: text");
+  checker->add_option("files", files, "files, in any order (default: those of the installation)");
+  auto* enumeration = app.add_subcommand("enum", "the names of an attribute's values");
+  enumeration->add_option("path", enumerated, "the attribute")->required();
+  app.footer(
+      "The manager's tree is used when it runs, else the installation's files are loaded.\n"
+      "Examples:\n"
+      "  oxamib tree .system\n"
+      "  oxamib name .1.1.0 obj.cmn.cmnName.0\n"
+      "  oxamib check my.def\n"
+      "  oxamib enum .interfaces.ifTable.ifEntry.ifOperStatus\n"
+      "Exit code: 0 done, 1 an error or a fault in a file, 2 usage.");
+  return tool::run(app, tool::arguments(argc, argv), [&] {
+    if (*deploy) return expand(pattern);
+    if (*checker) return check(files);
+    tool::attach_tree();
+    if (*tree) return print_tree(path, details);
+    if (*name) return convert(paths, json);
+    return show_enumeration(enumerated);
+  });
+}
