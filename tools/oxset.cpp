@@ -15,7 +15,15 @@ struct Options {
   bool json = false;
   bool verbose = false;
   bool no_password = false;
+  bool add = false;
+  bool remove = false;
 };
+
+// Codes of the manager's component management, and the attributes that carry their arguments.
+constexpr uint32_t component_add = 5;
+constexpr uint32_t component_delete = 14;
+constexpr char type_argument[] = "10.7.1.0";
+constexpr char name_argument[] = "10.7.8.0";
 
 const std::map<std::string, uint32_t> types{{"INTEGER", OX_INTEGER},
                                             {"Counter", OX_COUNTER},
@@ -42,39 +50,70 @@ std::string number_of_item(const char* path, const std::string& text) {
   return text;
 }
 
+using Nodes = std::unique_ptr<dnode, decltype(&oxdFree)>;
+
+Nodes make_nodes(std::size_t count) {
+  Nodes nodes(oxdAlloc(static_cast<uint32_t>(count)), oxdFree);
+  if (nodes == nullptr) throw tool::Failure("values", OX_ENOMEM);
+  return nodes;
+}
+
+// The component's type and name.
+std::pair<std::string, std::string> parts(const std::string& component) {
+  const std::size_t colon = component.find(':');
+  if (colon == std::string::npos) throw tool::Failure(component, OX_ECOMPNAME);
+  return {component.substr(0, colon), component.substr(colon + 1)};
+}
+
 void fill(dnode* node, const Options& options, const std::string& name, const std::string& value) {
-  const std::size_t colon = options.component.find(':');
   const std::string subject = options.component + " " + name;
-  if (colon == std::string::npos) throw tool::Failure(options.component, OX_ECOMPNAME);
-  tool::require(oxdSetCompType(node, options.component.substr(0, colon).c_str()), subject);
-  tool::require(oxdSetCompName(node, options.component.substr(colon + 1).c_str()), subject);
+  const auto [type, entry] = parts(options.component);
+  tool::require(oxdSetCompType(node, type.c_str()), subject);
+  tool::require(oxdSetCompName(node, entry.c_str()), subject);
   tool::require(oxdSetAmibName(node, name.c_str()), subject);
   const char* path = "";
   tool::require(oxdGetAmibName(node, &path), subject);
   tool::require(oxdSetValueByStr(node, options.type, number_of_item(path, value).c_str()), subject + " = " + value);
 }
 
-int set(const Options& options) {
-  if (options.pairs.size() % 2 != 0) throw std::runtime_error("every attribute needs a value");
-  tool::open_session();
-  const std::unique_ptr<dnode, decltype(&oxdFree)> list(oxdAlloc(static_cast<uint32_t>(options.pairs.size() / 2)),
-                                                        oxdFree);
-  if (list == nullptr) throw tool::Failure(options.component, OX_ENOMEM);
+const char* manager_of(const Options& options) { return options.manager.empty() ? nullptr : options.manager.c_str(); }
+
+void manage(const Options& options, uint32_t code) {
+  const auto [type, entry] = parts(options.component);
+  const Nodes list = make_nodes(2);
+  dnode* node = list.get();
+  tool::require(oxdSetAmibName(node, type_argument), options.component);
+  tool::require(oxdSetText(node, type.c_str()), options.component);
+  node = oxdNext(node);
+  tool::require(oxdSetAmibName(node, name_argument), options.component);
+  tool::require(oxdSetText(node, entry.c_str()), options.component);
+  tool::require(oxaMgmtControl(manager_of(options), code, list.get(), nullptr), options.component);
+}
+
+void write_values(const Options& options) {
+  const Nodes list = make_nodes(options.pairs.size() / 2);
   std::size_t i = 0;
   for (dnode* node = list.get(); node != nullptr; node = oxdNext(node), i += 2) {
     fill(node, options, options.pairs[i], options.pairs[i + 1]);
   }
   dnode* answer = nullptr;
-  const OX_RESULT result =
-      oxaSet(options.manager.empty() ? nullptr : options.manager.c_str(), 0, options.timeout, list.get(), &answer);
-  const std::unique_ptr<dnode, decltype(&oxdFree)> owner(answer, oxdFree);
-  if (result != OX_OK && result != OX_ENODES) throw tool::Failure(options.component, result);
+  const OX_RESULT result = oxaSet(manager_of(options), 0, options.timeout, list.get(), &answer);
+  const Nodes owner(answer, oxdFree);
   if (options.json) {
     (void)tool::print_json(answer);
-  } else if (options.verbose || result != OX_OK) {
+  } else if (options.verbose || result == OX_ENODES) {
     (void)tool::print_table(answer, false);
   }
-  if (result != OX_OK) throw tool::Failure(options.component, result);
+  tool::require(result, options.component);
+}
+
+int set(const Options& options) {
+  if (options.pairs.size() % 2 != 0) throw std::runtime_error("every attribute needs a value");
+  if (options.pairs.empty() && !options.add && !options.remove) throw std::runtime_error("nothing to set");
+  tool::open_session();
+  if (options.add) manage(options, component_add);
+  if (!options.pairs.empty()) write_values(options);
+  if (options.remove) manage(options, component_delete);
   return tool::exit_ok;
 }
 
@@ -84,7 +123,9 @@ int main(int argc, char** argv) {
   CLI::App app("Writes values through the manager.", "oxset");
   Options options;
   app.add_option("component", options.component, "type:name")->required();
-  app.add_option("values", options.pairs, "attribute and value, as many pairs as wanted")->required()->expected(2, -1);
+  app.add_option("values", options.pairs, "attribute and value, as many pairs as wanted")->expected(0, -1);
+  auto* add = app.add_flag("--add", options.add, "make the component first");
+  app.add_flag("--delete", options.remove, "delete the component")->excludes(add);
   app.add_option("--type", options.type, "value type when the attribute is not in the tree, or another is wanted")
       ->transform(CLI::CheckedTransformer(types, CLI::ignore_case));
   app.add_flag("-v,--verbose", options.verbose, "print the values as the manager took them");
@@ -94,6 +135,7 @@ int main(int argc, char** argv) {
   app.add_option("-m,--manager", options.manager, "name of the manager (default: the local one)");
   app.footer(
       "Examples:\n"
+      "  oxset --add node:router1 obj.node.nodeAddress.0 192.0.2.1\n"
       "  oxset node:router1 .system.sysContact.0 'NOC, ext. 4711'\n"
       "  oxset node:router1 .interfaces.ifTable.ifEntry.ifAdminStatus.2 down\n"
       "  oxset -nopass ruleEnt:night 11.13.10.0 1\n"
