@@ -4,8 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
-#include <utility>
+#include <memory>
 
 #include "platform/access.h"
 #include "platform/error.h"
@@ -14,12 +13,9 @@ namespace ox::platform {
 
 class SharedBlock {
  public:
-  SharedBlock() = default;
-  SharedBlock(SharedBlock&& other) noexcept { swap(other); }
-  SharedBlock& operator=(SharedBlock&& other) noexcept {
-    swap(other);
-    return *this;
-  }
+  SharedBlock() noexcept;
+  SharedBlock(SharedBlock&& other) noexcept;
+  SharedBlock& operator=(SharedBlock&& other) noexcept;
   ~SharedBlock();  // unmaps and closes
 
   // Makes a zero-filled block of `size` bytes and maps it for writing. error_already_exists when a living process
@@ -31,26 +27,22 @@ class SharedBlock {
   enum class Mode { read, write, write_or_read };
   [[nodiscard]] Error open(const char* name, Mode mode);
 
-  // Makes a block from the bytes of a file, for reading. error_file_not_found, error_file_invalid for an empty file.
+  // Makes a block from the bytes of a file, for reading; nobody sees it before it holds them all.
+  // error_file_not_found, error_file_invalid for an empty file, error_already_exists.
   [[nodiscard]] Error create_from_file(const char* name, const char* path, Access access);
 
   [[nodiscard]] void* data() const noexcept { return base_; }
   [[nodiscard]] std::size_t size() const noexcept { return size_; }  // may be rounded up to pages on Windows
-  [[nodiscard]] std::intptr_t native() const noexcept { return native_; }
+  // The platform's handle of the block, for the trace.
+  [[nodiscard]] std::intptr_t native() const noexcept;
   [[nodiscard]] explicit operator bool() const noexcept { return base_ != nullptr; }
 
  private:
-  void swap(SharedBlock& other) noexcept {
-    std::swap(base_, other.base_);
-    std::swap(size_, other.size_);
-    std::swap(native_, other.native_);
-    std::swap(name_, other.name_);
-  }
+  struct Impl;
 
   void* base_ = nullptr;
   std::size_t size_ = 0;
-  std::intptr_t native_ = -1;
-  std::string name_;
+  std::unique_ptr<Impl> impl_;
 };
 
 // Whether `size` bytes from `base` on can be read by this process.

@@ -1,0 +1,217 @@
+#include "platform/linux/object.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+
+#include <cstring>
+#include <ctime>
+#include <memory>
+
+#include "platform/environment.h"
+#include "platform/linux/descriptor.h"
+#include "platform/linux/fail.h"
+#include "platform/linux/root.h"
+
+namespace ox::platform {
+namespace {
+
+constexpr time_t sweep_interval = 60;  // seconds
+
+// The root's lock file, locked. It is opened anew each time: a descriptor kept would be shared with forked children,
+// who would then not exclude their parent.
+class ObjectsLock {
+ public:
+  explicit ObjectsLock(const std::string& path) noexcept : file_(open_lock_file(path.c_str())) {
+    held_ = file_ && retry([this] { return ::flock(file_.get(), LOCK_EX); }) == 0;
+  }
+  ObjectsLock(const ObjectsLock&) = delete;
+  ObjectsLock& operator=(const ObjectsLock&) = delete;
+  // Unlocked, not just closed: a child forked by another thread meanwhile may have the descriptor too.
+  ~ObjectsLock() {
+    if (held_) (void)::flock(file_.get(), LOCK_UN);
+  }
+  [[nodiscard]] explicit operator bool() const noexcept { return held_; }
+  [[nodiscard]] int file() const noexcept { return file_.get(); }
+
+ private:
+  Descriptor file_;
+  bool held_ = false;
+};
+
+bool lock_alone(int fd) noexcept { return ::flock(fd, LOCK_EX | LOCK_NB) == 0; }
+bool lock_shared(int fd) noexcept {
+  return retry([fd] { return ::flock(fd, LOCK_SH); }) == 0;
+}
+
+mode_t mode_of(Access access) noexcept { return access == Access::machine ? 0664 : 0660; }
+
+void sweep_locked(const std::string& prefix) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir("/dev/shm"), ::closedir);
+  if (directory == nullptr) return;
+  while (const dirent* entry = ::readdir(directory.get())) {
+    if (std::strncmp(entry->d_name, prefix.c_str(), prefix.size()) != 0) continue;
+    const std::string name = std::string("/") + entry->d_name;
+    const Descriptor object(::shm_open(name.c_str(), O_RDONLY, 0));
+    if (object && lock_alone(object.get())) (void)::shm_unlink(name.c_str());
+  }
+}
+
+void sweep_sometimes(const ObjectsLock& lock, const std::string& prefix) {
+  struct stat status {};
+  const time_t now = ::time(nullptr);
+  if (::fstat(lock.file(), &status) != 0) return;
+  if (status.st_mtim.tv_sec <= now && now - status.st_mtim.tv_sec < sweep_interval) return;
+  sweep_locked(prefix);
+  (void)::futimens(lock.file(), nullptr);  // fails for a stranger to the file, who then sweeps each time
+}
+
+// A new object, or a leftover emptied: one that another account left can be used again but not removed.
+Descriptor make_empty(const std::string& name, mode_t mode, bool& living) {
+  living = false;
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    Descriptor object(::shm_open(name.c_str(), O_RDWR, 0));
+    if (!object && errno != ENOENT) return object;
+    if (!object) {
+      object = Descriptor(::shm_open(name.c_str(), O_RDWR | O_CREAT | O_EXCL, mode));
+      return object;
+    }
+    if (!lock_alone(object.get())) {
+      living = true;
+      return object;
+    }
+    if (::shm_unlink(name.c_str()) != 0) {
+      if (::ftruncate(object.get(), 0) != 0) object.close();
+      return object;
+    }
+  }
+  return {};
+}
+
+// Space is taken now: a write to a page that memory has no room for would kill the process.
+bool reserve(int fd, std::size_t size) noexcept {
+  int result = 0;
+  do {
+    result = ::posix_fallocate(fd, 0, static_cast<off_t>(size));
+  } while (result == EINTR);
+  if (result == EOPNOTSUPP) return ::ftruncate(fd, static_cast<off_t>(size)) == 0;
+  errno = result;
+  return result == 0;
+}
+
+Error map(const Descriptor& object, std::size_t size, bool writable, Object::Parts& parts) noexcept {
+  const int protection = writable ? PROT_READ | PROT_WRITE : PROT_READ;
+  void* base = ::mmap(nullptr, size, protection, MAP_SHARED, object.get(), 0);
+  if (base == MAP_FAILED) return fail_errno();
+  parts.base = base;
+  parts.size = size;
+  return error_none;
+}
+
+Error attach(Descriptor object, bool writable, Object::Parts& parts) noexcept {
+  struct stat status {};
+  if (!lock_shared(object.get()) || ::fstat(object.get(), &status) != 0) return fail_errno();
+  if (status.st_size <= 0) return fail(error_file_not_found);
+  if (const Error error = map(object, static_cast<std::size_t>(status.st_size), writable, parts)) return error;
+  parts.descriptor = object.release();
+  return error_none;
+}
+
+struct Request {
+  std::size_t size;
+  mode_t mode;
+  Object::Fill fill;
+  const void* argument;
+};
+
+Error make(Descriptor object, const Root& base, const Request& request, Object::Parts& parts) {
+  if (!reserve(object.get(), request.size) || map(object, request.size, true, parts) != error_none) {
+    const Error error = fail_errno();
+    (void)::shm_unlink(parts.name.c_str());
+    return error;
+  }
+  share_with_group(object.get(), base, request.mode);
+  if (request.fill != nullptr) request.fill(parts.base, request.argument);
+  (void)lock_shared(object.get());
+  parts.descriptor = object.release();
+  return error_none;
+}
+
+Error make_or_attach(const Root& base, const Request& request, bool* existed, Object::Parts& parts) {
+  const ObjectsLock lock(base.lock);
+  if (!lock) return fail_errno();
+  sweep_sometimes(lock, base.prefix);
+  bool living = false;
+  Descriptor object = make_empty(parts.name, request.mode, living);
+  if (!object) return fail_errno();
+  if (living && existed == nullptr) return fail(error_already_exists);
+  if (existed != nullptr) *existed = living;
+  return living ? attach(std::move(object), true, parts) : make(std::move(object), base, request, parts);
+}
+
+Error attach_living(const std::string& lock_path, bool writable, Object::Parts& parts) {
+  const ObjectsLock lock(lock_path);
+  if (!lock) return fail_errno();
+  Descriptor object(::shm_open(parts.name.c_str(), writable ? O_RDWR : O_RDONLY, 0));
+  if (!object) return fail_errno();
+  if (lock_alone(object.get())) {
+    (void)::shm_unlink(parts.name.c_str());
+    return fail(error_file_not_found);
+  }
+  return attach(std::move(object), writable, parts);
+}
+
+Error name_parts(const Root& base, ObjectKind kind, const char* name, Object::Parts& parts) {
+  if (name == nullptr) return fail(error_invalid_parameter);
+  const std::string safe = file_name_of(name);
+  if (safe.empty()) return fail(error_invalid_name);
+  parts.name = "/" + base.prefix + static_cast<char>(kind) + "." + safe;
+  parts.lock = base.lock;
+  parts.process = process_id();
+  return error_none;
+}
+
+}  // namespace
+
+// The old object is given up by `made`'s destructor, with the lock free again.
+Error Object::create(ObjectKind kind, const char* name, std::size_t size, Access access, Fill fill,
+                     const void* argument, bool* existed) {
+  if (size == 0) return fail(error_invalid_parameter);
+  const auto base = root();
+  Object made;
+  if (const Error error = name_parts(*base, kind, name, made.parts_)) return error;
+  const Request request{size, mode_of(access), fill, argument};
+  if (const Error error = make_or_attach(*base, request, existed, made.parts_)) return error;
+  swap(made);
+  return error_none;
+}
+
+Error Object::open(ObjectKind kind, const char* name, bool writable) {
+  const auto base = root();
+  Object opened;
+  if (const Error error = name_parts(*base, kind, name, opened.parts_)) return error;
+  if (const Error error = attach_living(base->lock, writable, opened.parts_)) return error;
+  swap(opened);
+  return error_none;
+}
+
+void Object::close() noexcept {
+  if (parts_.base != nullptr) (void)::munmap(parts_.base, parts_.size);
+  parts_.base = nullptr;
+  if (parts_.descriptor < 0) return;
+  const Descriptor object(std::exchange(parts_.descriptor, -1));
+  if (parts_.process != process_id()) return;
+  const ObjectsLock lock(parts_.lock);
+  // Without the lock it stays for the next creator or opener to find. The attempt gives up the shared lock.
+  if (lock && lock_alone(object.get())) (void)::shm_unlink(parts_.name.c_str());
+}
+
+void sweep_objects() {
+  const auto base = root();
+  const ObjectsLock lock(base->lock);
+  if (lock) sweep_locked(base->prefix);
+}
+
+}  // namespace ox::platform

@@ -1,0 +1,63 @@
+// Named shared objects: POSIX shared memory that lives while a process holds it.
+//
+// Every holder keeps a shared lock (flock) on the object, so that the kernel forgets a dead holder. Who can take the
+// lock alone has found a leftover. Making, opening and giving up happen under the root's lock file, so that nobody
+// sees an object half made or about to go.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+
+#include "platform/access.h"
+#include "platform/error.h"
+
+namespace ox::platform {
+
+// Blocks, events and mutexes have names of their own.
+enum class ObjectKind : char { block = 'b', event = 'e', mutex = 'm' };
+
+class Object {
+ public:
+  Object() = default;
+  Object(Object&& other) noexcept { swap(other); }
+  Object& operator=(Object&& other) noexcept {
+    swap(other);
+    return *this;
+  }
+  ~Object() { close(); }
+
+  // Makes a zero-filled object and runs `fill(base)` before anybody else can open it. With `existed` an object that a
+  // living process holds is opened instead and `existed` says so; without, it is error_already_exists.
+  using Fill = void (*)(void* base, const void* argument);
+  [[nodiscard]] Error create(ObjectKind kind, const char* name, std::size_t size, Access access, Fill fill,
+                             const void* argument, bool* existed);
+  // Opens an object that a living process holds.
+  [[nodiscard]] Error open(ObjectKind kind, const char* name, bool writable);
+  void close() noexcept;
+
+  [[nodiscard]] void* base() const noexcept { return parts_.base; }
+  [[nodiscard]] std::size_t size() const noexcept { return parts_.size; }
+  [[nodiscard]] int descriptor() const noexcept { return parts_.descriptor; }
+
+  struct Parts {
+    void* base = nullptr;
+    std::size_t size = 0;
+    int descriptor = -1;
+    std::uint32_t process = 0;  // that made or opened it; a forked child shares its lock and must not give it up
+    std::string name;
+    std::string lock;
+  };
+
+ private:
+  void swap(Object& other) noexcept { std::swap(parts_, other.parts_); }
+
+  Parts parts_;
+};
+
+// Removes every leftover of dead processes from the root. Creating does it too, at most once a minute: objects named
+// after a process would otherwise stay, since nobody asks for that name again.
+void sweep_objects();
+
+}  // namespace ox::platform

@@ -1,0 +1,118 @@
+#include "platform/linux/root.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+
+#include "platform/environment.h"
+
+namespace ox::platform {
+namespace {
+
+constexpr mode_t root_mode = 0770;
+
+std::string environment_text(const char* name) {
+  const char* text = std::getenv(name);
+  return text != nullptr ? text : "";
+}
+
+std::string root_path() {
+  if (std::string given = environment_text("OXBASE_SYSTEM"); !given.empty()) return given;
+  if (geteuid() == 0) return "/var/lib/oxbase";
+  if (std::string run = environment_text("XDG_RUNTIME_DIR"); !run.empty()) return run + "/oxbase";
+  return environment_text("HOME") + "/.oxbase";
+}
+
+void make_root(const std::string& path) {
+  for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1)) {
+    ::mkdir(path.substr(0, at).c_str(), 0755);
+  }
+  // Whatever the umask: the group works in it too.
+  if (::mkdir(path.c_str(), root_mode) == 0) (void)::chmod(path.c_str(), root_mode);
+}
+
+std::string real_path(const std::string& path) {
+  char resolved[PATH_MAX];
+  return ::realpath(path.c_str(), resolved) != nullptr ? resolved : path;
+}
+
+// FNV-1a, 64 bits: the same in every process of every build.
+std::uint64_t hash_of(std::string_view text) {
+  std::uint64_t hash = 14695981039346656037U;
+  for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
+  return hash;
+}
+
+}  // namespace
+
+std::shared_ptr<const Root> root() {
+  static std::mutex guard;
+  static auto* known = new std::shared_ptr<const Root>();  // never destroyed: objects are closed during exit, too
+
+  std::string path = root_path();
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) make_root(path);
+  const std::lock_guard lock(guard);
+  if (*known == nullptr || (*known)->path != path) {
+    char prefix[32];
+    (void)std::snprintf(prefix, sizeof prefix, "ox.%016llx.",
+                        static_cast<unsigned long long>(hash_of(real_path(path))));
+    *known = std::make_shared<const Root>(Root{path, prefix, path + "/objects.lock"});
+  }
+  return *known;
+}
+
+std::string system_root() { return root()->path; }
+
+std::string file_name_of(std::string_view name) {
+  constexpr std::size_t longest = 200;  // leaves room for what is put around it within 255
+  std::string safe;
+  for (const char c : name) {
+    const bool stays = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '-' ||
+                       c == '_' || (c == '.' && !safe.empty());
+    if (stays) {
+      safe += c;
+    } else {
+      char code[4];
+      (void)std::snprintf(code, sizeof code, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+      safe += code;
+    }
+    if (safe.size() > longest) return {};
+  }
+  return safe;
+}
+
+std::string root_directory(const char* name, bool make) {
+  const auto base = root();
+  std::string path = base->path + "/" + name;
+  if (make && ::mkdir(path.c_str(), root_mode) == 0) {
+    const Descriptor made(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (made) share_with_group(made.get(), *base, root_mode);
+  }
+  return path;
+}
+
+Descriptor open_lock_file(const char* path) noexcept {
+  constexpr mode_t mode = 0664;
+  Descriptor file(::open(path, O_RDONLY | O_CLOEXEC));
+  if (file || errno != ENOENT) return file;
+  file = Descriptor(::open(path, O_RDONLY | O_CREAT | O_CLOEXEC, mode));
+  if (file) (void)::fchmod(file.get(), mode);
+  return file;
+}
+
+void share_with_group(int fd, const Root& root, mode_t mode) noexcept {
+  struct stat status {};
+  if (::stat(root.path.c_str(), &status) == 0 && status.st_gid != getegid()) {
+    // Not permitted to a process outside that group; the object then serves its own group.
+    (void)!::fchown(fd, static_cast<uid_t>(-1), status.st_gid);
+  }
+  (void)::fchmod(fd, mode);
+}
+
+}  // namespace ox::platform

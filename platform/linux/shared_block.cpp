@@ -1,0 +1,148 @@
+#include "platform/shared_block.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+#include <string_view>
+#include <vector>
+
+#include "platform/linux/descriptor.h"
+#include "platform/linux/fail.h"
+#include "platform/linux/object.h"
+
+namespace ox::platform {
+
+struct SharedBlock::Impl {
+  Object object;
+};
+
+SharedBlock::SharedBlock() noexcept = default;
+SharedBlock::~SharedBlock() = default;
+
+SharedBlock::SharedBlock(SharedBlock&& other) noexcept
+    : base_(std::exchange(other.base_, nullptr)), size_(std::exchange(other.size_, 0)), impl_(std::move(other.impl_)) {}
+
+SharedBlock& SharedBlock::operator=(SharedBlock&& other) noexcept {
+  std::swap(base_, other.base_);
+  std::swap(size_, other.size_);
+  std::swap(impl_, other.impl_);
+  return *this;
+}
+
+std::intptr_t SharedBlock::native() const noexcept { return impl_ != nullptr ? impl_->object.descriptor() : -1; }
+
+Error SharedBlock::create(const char* name, std::size_t size, Access access) {
+  SharedBlock made;
+  made.impl_ = std::make_unique<Impl>();
+  Object& object = made.impl_->object;
+  if (const Error error = object.create(ObjectKind::block, name, size, access, nullptr, nullptr, nullptr)) return error;
+  made.base_ = object.base();
+  made.size_ = object.size();
+  *this = std::move(made);
+  return error_none;
+}
+
+Error SharedBlock::open(const char* name, Mode mode) {
+  SharedBlock opened;
+  opened.impl_ = std::make_unique<Impl>();
+  Object& object = opened.impl_->object;
+  Error error = object.open(ObjectKind::block, name, mode != Mode::read);
+  if (error == error_access_denied && mode == Mode::write_or_read) error = object.open(ObjectKind::block, name, false);
+  if (error != error_none) return error;
+  opened.base_ = object.base();
+  opened.size_ = object.size();
+  *this = std::move(opened);
+  return error_none;
+}
+
+namespace {
+
+Error read_whole(const char* path, std::vector<char>& bytes) {
+  const Descriptor file(::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  if (!file || ::fstat(file.get(), &status) != 0) return fail_errno();
+  if (!S_ISREG(status.st_mode) || status.st_size == 0) return fail(error_file_invalid);
+  bytes.resize(static_cast<std::size_t>(status.st_size));
+  std::size_t have = 0;
+  while (have < bytes.size()) {
+    const ssize_t got = retry([&] { return ::read(file.get(), bytes.data() + have, bytes.size() - have); });
+    if (got < 0) return fail_errno();
+    if (got == 0) break;  // shortened meanwhile
+    have += static_cast<std::size_t>(got);
+  }
+  bytes.resize(have);
+  return have != 0 ? error_none : fail(error_file_invalid);
+}
+
+}  // namespace
+
+Error SharedBlock::create_from_file(const char* name, const char* path, Access access) {
+  if (name == nullptr || path == nullptr) return fail(error_invalid_parameter);
+  std::vector<char> bytes;
+  if (const Error error = read_whole(path, bytes)) return error;
+  const auto fill = [](void* base, const void* argument) {
+    const auto& from = *static_cast<const std::vector<char>*>(argument);
+    std::memcpy(base, from.data(), from.size());
+  };
+  SharedBlock made;
+  made.impl_ = std::make_unique<Impl>();
+  Object& object = made.impl_->object;
+  if (const Error error = object.create(ObjectKind::block, name, bytes.size(), access, fill, &bytes, nullptr)) {
+    return error;
+  }
+  (void)::mprotect(object.base(), object.size(), PROT_READ);
+  made.base_ = object.base();
+  made.size_ = object.size();
+  *this = std::move(made);
+  return error_none;
+}
+
+namespace {
+
+bool is_mapped(std::uintptr_t first, std::uintptr_t last) noexcept {
+  std::array<unsigned char, 4096> resident;
+  const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+  const std::uintptr_t step = page * resident.size();
+  for (std::uintptr_t at = first;; at += step) {
+    const std::uintptr_t size = std::min(last - at + 1, step);
+    if (::mincore(reinterpret_cast<void*>(at), size, resident.data()) != 0) return false;
+    if (last - at < step) return true;
+  }
+}
+
+}  // namespace
+
+// The kernel reads one byte of each page for us and reports instead of raising a signal.
+bool is_readable(const void* base, std::size_t size) noexcept {
+  if (size == 0) return true;
+  const auto first = reinterpret_cast<std::uintptr_t>(base);
+  if (size - 1 > std::numeric_limits<std::uintptr_t>::max() - first) return false;
+  const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+  const std::uintptr_t last = first + (size - 1);
+  std::array<char, 256> bytes;
+  std::array<iovec, 256> pages;
+  for (std::uintptr_t at = first;;) {
+    std::size_t count = 0;
+    bool done = false;
+    while (count < pages.size() && !done) {
+      pages[count++] = {reinterpret_cast<void*>(at), 1};
+      const std::uintptr_t next = (at | (page - 1)) + 1;
+      done = next > last || next == 0;
+      at = next;
+    }
+    const iovec into{bytes.data(), count};
+    const ssize_t got = ::process_vm_readv(::getpid(), &into, 1, pages.data(), count, 0);
+    if (got < 0 && (errno == ENOSYS || errno == EPERM)) return is_mapped(first & ~(page - 1), last);  // sandboxed
+    if (got != static_cast<ssize_t>(count)) return false;
+    if (done) return true;
+  }
+}
+
+}  // namespace ox::platform
