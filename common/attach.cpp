@@ -1,6 +1,7 @@
 // Load and unload of the library.
 #include "platform/attach.h"
 
+#include "common/error_text.h"
 #include "common/memory_state.h"
 #include "common/trace_control.h"
 
@@ -12,6 +13,7 @@ bool on_process_attach() noexcept {
 }
 
 void on_process_detach() noexcept {
+  detach_error_texts();
   trace::detach();
   memory::detach();
 }

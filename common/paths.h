@@ -14,6 +14,10 @@ inline constexpr std::size_t max_path = 260;
 // empty directory gives a path at the root.
 [[nodiscard]] std::string join_path(std::initializer_list<std::string_view> parts);
 
+[[nodiscard]] bool is_separator(char c) noexcept;  // either platform's
+// Turns both separators into the platform's.
+void use_platform_separator(std::string& path) noexcept;
+
 // Paths under the work directory and the home directory: work_path({"public", "amib"}).
 [[nodiscard]] std::string work_path(std::initializer_list<std::string_view> parts);
 [[nodiscard]] std::string home_path(std::initializer_list<std::string_view> parts);

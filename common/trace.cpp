@@ -63,15 +63,15 @@ bool on_console_event(platform::ConsoleEvent event) {
 
 OX_RESULT to_console(State& trace, std::string_view text) {
   if (!trace.console_held) {
-    if (const auto error = platform::console_allocate()) return code_of_platform_error(error);
+    if (const auto error = platform::console_allocate()) return untraced_code_of_platform_error(error);
     if (const auto error = platform::console_set_handler(on_console_event)) {
       platform::console_release();
-      return code_of_platform_error(error);
+      return untraced_code_of_platform_error(error);
     }
     trace.console_held = true;
   }
   const auto error = platform::console_write(text);
-  return error != platform::error_none ? code_of_platform_error(error) : OX_RESULT{OX_OK};
+  return error != platform::error_none ? untraced_code_of_platform_error(error) : OX_RESULT{OX_OK};
 }
 
 void release_console(State& trace) noexcept {

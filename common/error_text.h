@@ -1,0 +1,16 @@
+// Texts of result codes.
+#pragma once
+
+#include <string>
+
+#include <oxbase/oxtypes.h>
+
+namespace ox {
+
+// Replaces `text` by the text of a code, in code page 932 on a Japanese system. Throws std::bad_alloc.
+void write_error_text(OX_RESULT code, std::string& text);
+
+// Lets go of the shared copy of the message file.
+void detach_error_texts() noexcept;
+
+}  // namespace ox

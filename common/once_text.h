@@ -1,0 +1,46 @@
+// A text that the process reads once from the machine and hands out from then on.
+#pragma once
+
+#include <atomic>
+#include <cstring>
+#include <mutex>
+#include <string>
+
+namespace ox {
+
+class OnceText {
+ public:
+  static constexpr std::size_t longest = 260;
+  using Read = std::string (*)();
+
+  // `read` gives the text; an empty one, one over `longest` bytes and an exception count as absent.
+  constexpr explicit OnceText(Read read) noexcept : read_(read) {}
+
+  // The text, empty while it is absent; then the next call reads again. The pointer stays valid.
+  [[nodiscard]] const char* get() noexcept {
+    if (filled_.load(std::memory_order_acquire)) return text_;
+    return fill() ? text_ : "";
+  }
+
+ private:
+  bool fill() noexcept {
+    try {
+      const std::scoped_lock hold(lock_);
+      if (filled_.load(std::memory_order_relaxed)) return true;
+      const std::string text = read_();
+      if (text.empty() || text.size() > longest) return false;
+      std::memcpy(text_, text.c_str(), text.size() + 1);
+      filled_.store(true, std::memory_order_release);
+      return true;
+    } catch (...) {
+      return false;
+    }
+  }
+
+  Read read_;
+  std::atomic<bool> filled_{false};
+  std::mutex lock_;  // one filler
+  char text_[longest + 1] = {};
+};
+
+}  // namespace ox
