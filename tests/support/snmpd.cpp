@@ -1,0 +1,63 @@
+#include "tests/support/snmpd.h"
+
+#include <stdexcept>
+
+#include "tests/support/system_root.h"
+#include "tests/support/udp_socket.h"
+
+namespace ox::test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// A get request of version 1 for sysUpTime.0, community "public".
+constexpr std::string_view probe(
+    "\x30\x26\x02\x01\x00\x04\x06public\xA0\x19\x02\x01\x01\x02\x01\x00\x02\x01\x00\x30\x0E\x30\x0C\x06\x08"
+    "\x2B\x06\x01\x02\x01\x01\x03\x00\x05\x00",
+    40);
+
+}  // namespace
+
+Snmpd::Snmpd(const std::string& folder, const std::string& configuration) : folder_(folder) {
+  write_file(folder_ + "/snmpd.conf",
+             "rocommunity public 127.0.0.1\n"
+             "rwcommunity private 127.0.0.1\n"
+             "sysDescr agent of the tests\n" +
+                 configuration + "\n");
+  // Another process may take the port between the look and the start: then the agent ends, and the next one is tried.
+  for (int attempt = 0; attempt < 5; ++attempt) {
+    port_ = UdpSocket().port();
+    try {
+      start();
+      return;
+    } catch (const std::runtime_error&) {
+      if (attempt == 4) throw;
+    }
+  }
+}
+
+std::vector<std::string> Snmpd::environment(const std::string& folder) {
+  return {"SNMPCONFPATH=" + folder, "SNMP_PERSISTENT_DIR=" + folder + "/data", "MIBS=", "MIBDIRS=" + folder};
+}
+
+void Snmpd::start() {
+  const std::string log = folder_ + "/snmpd.log";
+  process_ = ChildProcess({"snmpd", "-f", "-Lo", "-C", "-c", folder_ + "/snmpd.conf", "-p", folder_ + "/snmpd.pid",
+                           "-I", "-smux", address()},
+                          log, environment(folder_));
+  const auto end = steady_clock::now() + std::chrono::seconds(20);
+  while (process_.running() && steady_clock::now() < end) {
+    if (answers()) return;
+  }
+  process_.kill();
+  throw std::runtime_error("snmpd does not answer: " + read_file(log));
+}
+
+bool Snmpd::answers() {
+  UdpSocket socket;
+  socket.send(probe, port_);
+  return !socket.receive(milliseconds(100)).empty();
+}
+
+}  // namespace ox::test
