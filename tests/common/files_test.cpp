@@ -1,0 +1,194 @@
+// Checks and opens of files, lists of definition directories, the error position.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <oxbase/oxf.h>
+
+#include "common/error_position.h"
+#include "common/open_retry.h"
+#include "platform/file.h"
+#include "tests/support/fault_heap.h"
+#include "tests/support/system_root.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using ox::test::work_dir;
+using ox::test::write_file;
+
+TEST(CheckFile, EachTestHasItsCode) {
+  const std::string directory = work_dir() + "/some.dir";
+  for (const char* name : {"plain", "a.exe", "B.CMD", "a.b.exe", "a.exe2", "locked.bat"}) {
+    write_file(directory + "/" + name, "x");
+  }
+  fs::permissions(directory + "/locked.bat", fs::perms::owner_read);
+  const struct {
+    const char* name;
+    uint32_t mode;
+    OX_RESULT result;
+  } rows[] = {
+      {"", 1, 138},
+      {"plain", 1, 0},
+      {"", 2, 0},
+      {"plain", 2, 139},
+      {"a.exe", 4, 0},
+      {"B.CMD", 4, 0},
+      {"a.b.exe", 4, 140},
+      {"a.exe2", 4, 140},
+      {"plain", 4, 140},
+      {"plain", 0, 1},
+      {"plain", 3, 1},
+      {"plain", 8, 1},
+      {"plain", 17, 0},
+      {"locked.bat", 1, 0},
+      {"locked.bat", 17, 5013},
+      {"locked.bat", 18, 139},
+      {"locked.bat", 20, 5013},
+      {"missing", 1, 5002},
+      {"missing", 9, 5002},
+      {"missing/below", 1, 5002},
+      {"plain/below", 1, 5002},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(row.result, oxcCheckFile((directory + "/" + row.name).c_str(), row.mode)) << row.name << " " << row.mode;
+  }
+  EXPECT_EQ(1u, oxcCheckFile(nullptr, 1));
+}
+
+TEST(OpenFile, FiveAttemptsWithAPauseBetween) {
+  for (int works_at : {1, 3, 5, 6}) {
+    int attempts = 0;
+    std::vector<uint32_t> pauses;
+    const bool opened = ox::open_with_retry(
+        "open", [&] { return ++attempts == works_at; }, [](bool ok) { return ok; },
+        [&](uint32_t ms) { pauses.push_back(ms); });
+    EXPECT_EQ(works_at <= 5, opened);
+    EXPECT_EQ(std::min(works_at, 5), attempts);
+    EXPECT_EQ(std::vector<uint32_t>(static_cast<size_t>(attempts) - 1, 1000), pauses);
+  }
+}
+
+TEST(OpenFile, AHeldFileIsHadWhenItsHolderLetsGo) {
+  const std::string path = work_dir() + "/held";
+  FILE* holder = oxcCFileOpen(path.c_str(), "w");
+  ASSERT_NE(nullptr, holder);
+  EXPECT_EQ(nullptr, ox::platform::open_exclusive(path.c_str(), "r"));
+  FILE* second = nullptr;
+  std::thread waiter([&] { second = oxcCFileOpen(path.c_str(), "r"); });
+  fputs("done", holder);
+  fclose(holder);
+  waiter.join();
+  ASSERT_NE(nullptr, second);
+  char text[8] = "";
+  EXPECT_STREQ("done", fgets(text, sizeof text, second));
+  fclose(second);
+
+  constexpr uint32_t generic_read = 0x80000000U;
+  const intptr_t file = oxcWFileOpen(path.c_str(), generic_read, 0, nullptr, 3, 0, nullptr);
+  ASSERT_NE(-1, file);
+  ox::platform::close_file(file);
+  EXPECT_EQ(nullptr, oxcCFileOpen(nullptr, "r"));
+  EXPECT_EQ(-1, oxcWFileOpen(nullptr, generic_read, 0, nullptr, 3, 0, nullptr));
+}
+
+std::vector<std::string> names(const oxfFileList* list) {
+  std::vector<std::string> names;
+  for (; list != nullptr; list = oxfGetFileNext(list)) {
+    names.push_back(fs::path(oxfGetFileName(list)).filename().string() + ":" + std::to_string(oxfGetFileAttrib(list)));
+  }
+  return names;
+}
+
+using Names = std::vector<std::string>;
+
+TEST(FileList, BaseFirstOthersByNameUserLast) {
+  const std::string directory = work_dir() + "/list";
+  for (const char* name : {"USER.DEF", "b.def", "Oxbase.def", "a.def", "B1.Def", "aa.DEF", ".hidden.def", "x.defs",
+                           "def", "adef", "user.enm", "oxbase", "myuser.def", "c.def.bak"}) {
+    write_file(directory + "/" + name, "");
+  }
+  fs::create_directory(directory + "/d.def");
+  const struct {
+    const char* extension;
+    uint32_t mask;
+    Names names;
+  } rows[] = {
+      {".def", 0, {"Oxbase.def:1", "a.def:2", "aa.DEF:2", "b.def:2", "B1.Def:2", "myuser.def:2", "USER.DEF:3"}},
+      {".def", 1, {"Oxbase.def:1"}},
+      {".def", 2, {"a.def:2", "aa.DEF:2", "b.def:2", "B1.Def:2", "myuser.def:2"}},
+      {".def", 5, {"Oxbase.def:1", "USER.DEF:3"}},
+      {".def", 8, {}},
+      {".ENM", 0, {"user.enm:3"}},
+      {".none", 0, {}},
+      {"user.def", 0, {"myuser.def:2", "USER.DEF:2"}},
+  };
+  for (const auto& row : rows) {
+    oxfFileList* list = reinterpret_cast<oxfFileList*>(1);
+    ASSERT_EQ(0u, oxfGetFileList(directory.c_str(), row.extension, row.mask, &list));
+    EXPECT_EQ(row.names, names(list)) << row.extension << " " << row.mask;
+    EXPECT_EQ(0u, oxfFileListFree(list));
+  }
+  oxfFileList* list = nullptr;
+  ASSERT_EQ(0u, oxfGetFileList(directory.c_str(), ".def", 0, &list));
+  EXPECT_EQ(ox::test::work_dir() + "/list/Oxbase.def", oxfGetFileName(list));
+  EXPECT_STREQ((directory + "/USER.DEF").c_str(), oxfGetFileName(oxfGetFilePrev(list)))
+      << "the head's prev is the tail";
+  EXPECT_EQ(0u, oxfDestroyFileList(list));
+  EXPECT_EQ(0u, oxfGetFileList(directory.c_str(), ".def", 0, nullptr));
+  EXPECT_EQ(0u, oxcGetMemValue(1));
+}
+
+TEST(FileList, BadArgumentsAndLimits) {
+  oxfFileList* const untouched = reinterpret_cast<oxfFileList*>(1);
+  oxfFileList* list = untouched;
+  const std::string longest(253, 'd');
+  EXPECT_EQ(1u, oxfGetFileList(nullptr, ".def", 0, &list));
+  EXPECT_EQ(1u, oxfGetFileList("d", nullptr, 0, &list));
+  EXPECT_EQ(195u, oxfGetFileList("d", std::string(26, 'e').c_str(), 0, &list));
+  EXPECT_EQ(152u, oxfGetFileList((longest + "d").c_str(), ".def", 0, &list));
+  EXPECT_EQ(untouched, list);
+  EXPECT_EQ(0u, oxfGetFileList(longest.c_str(), ".def", 0, &list)) << "no such directory: no file";
+  EXPECT_EQ(nullptr, list);
+}
+
+TEST(FileList, EveryAllocationMayFail) {
+  const std::string directory = work_dir() + "/list";
+  for (const char* name : {"user.def", "b.def", "a-name-too-long-for-the-short-text-optimisation.def"}) {
+    write_file(directory + "/" + name, "");
+  }
+  ox::test::every_allocation_may_fail([&] {
+    oxfFileList* list = nullptr;
+    const OX_RESULT result = oxfGetFileList(directory.c_str(), ".def", 0, &list);
+    (void)oxfFileListFree(list);
+    return result;
+  });
+}
+
+TEST(ErrorPosition, ANullFileSetsOnlyTheLineAndThreadsAreApart) {
+  const char* file = "x";
+  uint32_t line = 77;
+  EXPECT_EQ(0u, oxfGetErrorFile(&file, &line));
+  EXPECT_EQ(nullptr, file);
+  EXPECT_EQ(0u, line);
+  (void)ox::oxfSetErrorFile(std::string(2000, 'f').c_str(), 3);
+  (void)ox::oxfSetErrorFile(nullptr, 4);
+  std::thread([] {
+    const char* other = "x";
+    (void)oxfGetErrorFile(&other, nullptr);
+    EXPECT_EQ(nullptr, other);
+  }).join();
+  EXPECT_EQ(0u, oxfGetErrorFile(&file, &line));
+  EXPECT_EQ(std::string(1023, 'f'), file);
+  EXPECT_EQ(4u, line);
+  (void)ox::oxfSetErrorFile("", 0);
+  EXPECT_EQ(0u, oxfGetErrorFile(&file, &line));
+  EXPECT_EQ(nullptr, file);
+}
+
+}  // namespace

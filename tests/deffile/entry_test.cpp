@@ -1,0 +1,222 @@
+// Keyword definition files: the entry reader, the writer, the user file.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <oxbase/oxf.h>
+
+#include "deffile/entry_writer.h"
+#include "deffile/user_file.h"
+#include "tests/support/fault_heap.h"
+#include "tests/support/system_root.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using ox::test::read_file;
+using ox::test::work_dir;
+using ox::test::write_file;
+
+// The entry as "keyword|value|value", or the code.
+std::string next_entry(const char* filter = nullptr) {
+  oxcConfigEntry entry;
+  const OX_RESULT result = oxcGetConfigEntry(nullptr, filter, nullptr, &entry);
+  std::string text = result == 0 ? entry.keyword : std::to_string(result);
+  for (uint32_t i = 0; i < entry.count; ++i) {
+    text += std::string("|") + entry.values[i];
+    (void)oxcMemFree(entry.values[i]);
+  }
+  return text;
+}
+
+void set_file(const std::string& contents) {
+  const std::string path = work_dir() + "/entries.def";
+  write_file(path, contents);
+  ASSERT_EQ(0u, oxcSetConfigEntry(path.c_str()));
+}
+
+std::string repeated(const std::string& text, int count) {
+  std::string result;
+  for (int i = 0; i < count; ++i) result += text;
+  return result;
+}
+
+TEST(EntryReader, LinesAndTheirNumbers) {
+  const std::string longest(4095, 'k');
+  struct Step {
+    std::string entry;
+    uint32_t line;
+  };
+  const struct {
+    const char* what;
+    std::string contents;
+    std::vector<Step> steps;
+  } cases[] = {
+      {"an empty file", "", {{"122", 0}}},
+      {"only comments", "# a:b\n\n#\n", {{"122", 3}}},
+      {"values",
+       "comptype: node\t\"a b\"  c\\ d\nsupertype:\n attr :x#y\n",
+       {{"comptype|node|a b|c d", 1}, {"supertype", 2}, {" attr |x#y", 3}, {"122", 3}}},
+      {"no line end at the end", "a:1\nb:2", {{"a|1", 1}, {"b|2", 2}, {"122", 2}}},
+      {"line ends of two characters", "#c\r\n\r\na:1 2\r\nb:\r\n", {{"a|1|2", 3}, {"b", 4}, {"122", 4}}},
+      {"only the first colon counts", "a:b:c :d\n", {{"a|b:c|:d", 1}}},
+      {"an empty keyword", ":v\n", {{"|v", 1}}},
+      {"faulty lines do not end the file",
+       "nocolon\n \na:'x\nb:1\n",
+       {{"4", 1}, {"4", 2}, {"68", 3}, {"b|1", 4}, {"122", 4}}},
+      {"longest keyword", longest + ":v\n" + longest + "k:v\nb:1\n", {{longest + "|v", 1}, {"76", 2}, {"b|1", 3}}},
+      {"1024 values",
+       "a:" + repeated(" v", 1024) + "\nb:" + repeated(" v", 1025) + "\n",
+       {{"a" + repeated("|v", 1024), 1}, {"86", 2}, {"122", 2}}},
+      {"a line over the buffer goes on as the next one",
+       "a:" + std::string(8189, 'x') + "b:1\n",
+       {{"a|" + std::string(8189, 'x'), 1}, {"b|1", 2}}},
+      {"the buffer ends at the line end",
+       "a:" + std::string(8188, 'x') + "\nb:1\n",
+       {{"a|" + std::string(8188, 'x'), 1}, {"b|1", 2}}},
+      {"the buffer ends inside the line end",
+       "a:" + std::string(8188, 'x') + "\r\nb:1\n",
+       {{"a|" + std::string(8188, 'x'), 1}, {"b|1", 2}, {"122", 2}}},
+      {"a zero byte ends the line's text", std::string("a:1\0 2\nb:1\n", 11), {{"a|1", 1}, {"b|1", 2}}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    set_file(c.contents);
+    for (const Step& step : c.steps) {
+      EXPECT_EQ(step.entry, next_entry());
+      EXPECT_EQ(step.line, oxcGetConflineno());
+    }
+  }
+  EXPECT_EQ(0u, oxcEndConfigEntry());
+  EXPECT_EQ(0u, oxcGetMemValue(1));
+}
+
+TEST(EntryReader, FilterRewindAndStreamsOfThreads) {
+  EXPECT_EQ("1", next_entry());
+  EXPECT_EQ(195u, oxcSetConfigEntry(nullptr));
+  set_file("a:1\n#\nB:2\nb:3\na:4\n");
+  EXPECT_EQ("b|3", next_entry("b"));
+  EXPECT_EQ(4u, oxcGetConflineno());
+  std::thread([] {
+    EXPECT_EQ("1", next_entry());
+    EXPECT_EQ(0u, oxcGetConflineno());
+  }).join();
+  EXPECT_EQ("122", next_entry("b"));
+  EXPECT_EQ(5u, oxcGetConflineno());
+  EXPECT_EQ(0u, oxcSetConfigEntry(nullptr));
+  EXPECT_EQ(0u, oxcGetConflineno());
+  EXPECT_EQ("a|1", next_entry());
+  EXPECT_EQ(142u, oxcSetConfigEntry(work_dir().c_str())) << "a directory";
+  EXPECT_EQ("1", next_entry()) << "the old file is given up";
+  EXPECT_EQ(142u, oxcSetConfigEntry((work_dir() + "/missing").c_str()));
+  EXPECT_EQ(1u, oxcGetConfigEntry(nullptr, nullptr, nullptr, nullptr));
+}
+
+TEST(EntryReader, EveryAllocationMayFail) {
+  const std::string path = work_dir() + "/entries.def";
+  write_file(path, "a:1 2 3\n");
+  ox::test::every_allocation_may_fail([&]() -> OX_RESULT {
+    oxcConfigEntry entry;
+    OX_RESULT result = oxcSetConfigEntry(path.c_str());
+    if (result != 0) return result;
+    result = oxcGetConfigEntry(nullptr, nullptr, nullptr, &entry);
+    for (uint32_t i = 0; i < entry.count; ++i) (void)oxcMemFree(entry.values[i]);
+    return result;
+  });
+}
+
+oxcConfigEntry* made(const char* keyword, std::vector<const char*> v) {
+  v.resize(3);
+  oxcConfigEntry* entry = nullptr;
+  const auto count = static_cast<uint32_t>(std::find(v.begin(), v.end(), nullptr) - v.begin());
+  EXPECT_EQ(1u, oxfSetConfent(&entry, keyword, count, v[0], v[1], v[2]));
+  return entry;
+}
+
+TEST(EntryMaking, ValuesAreCopiedAndFailuresGiveNone) {
+  oxcConfigEntry* entry = nullptr;
+  ASSERT_EQ(1u, oxfSetConfent(&entry, "k:", 3, "a", static_cast<const char*>(nullptr), "c"));
+  EXPECT_EQ(nullptr, entry->values[1]);
+  EXPECT_STREQ("c", entry->values[2]);
+  EXPECT_EQ(3u, entry->count);
+  EXPECT_EQ(0u, oxfClrConfent(entry));
+  oxcConfigEntry* const untouched = reinterpret_cast<oxcConfigEntry*>(1);
+  entry = untouched;
+  for (int n = 1; n <= 3; ++n) {
+    errno = 0;
+    ox::test::fail_allocation(n);
+    EXPECT_EQ(0u, oxfSetConfent(&entry, "k:", 2, "a", "b"));
+    EXPECT_TRUE(ox::test::stop_failing());
+    EXPECT_EQ(3, errno);
+  }
+  EXPECT_EQ(0u, oxfSetConfent(nullptr, "k", 0));
+  EXPECT_EQ(0u, oxfSetConfent(&entry, nullptr, 0));
+  EXPECT_EQ(0u, oxfSetConfent(&entry, std::string(4096, 'k').c_str(), 0));
+  EXPECT_EQ(0u, oxfSetConfent(&entry, "k", 1025));
+  EXPECT_EQ(untouched, entry);
+  EXPECT_EQ(0u, oxcGetMemValue(1));
+}
+
+TEST(EntryWriter, BytesOfTheFile) {
+  const std::string path = work_dir() + "/written.def";
+  oxcConfigEntry* entries[] = {made("comptype:", {}), made("a:", {"1"}), made("\nb:", {"x y", "z"})};
+  EXPECT_EQ(1u, ox::open_for_writing(nullptr, "w"));
+  EXPECT_EQ(1u, ox::write_entry(*entries[0])) << "no file";
+  EXPECT_EQ(1u, ox::close_after_writing());
+  ASSERT_EQ(0u, ox::open_for_writing(path.c_str(), "w"));
+  for (oxcConfigEntry* entry : entries) {
+    EXPECT_EQ(0u, ox::write_entry(*entry));
+    EXPECT_EQ(0u, oxfClrConfent(entry));
+  }
+  EXPECT_EQ(0u, ox::close_after_writing());
+  EXPECT_EQ("comptype:\ta:\t1\n\nb:\tx y\tz\n", read_file(path));
+}
+
+class UserFile : public testing::Test {
+ protected:
+  void SetUp() override { fs::create_directories(directory); }
+  void TearDown() override {
+    EXPECT_FALSE(fs::exists(temporary));
+    EXPECT_EQ(0u, oxfClrConfent(entry));
+    EXPECT_EQ(0u, oxcGetMemValue(1));
+  }
+  OX_RESULT rewrite(std::vector<const oxcConfigEntry*> entries) {
+    return ox::rewrite_user_file("public\\comptype", entries);
+  }
+
+  const std::string directory = work_dir() + "/public/comptype";
+  const std::string path = directory + "/user.def";
+  const std::string temporary = directory + "/user.tmp";
+  oxcConfigEntry* entry = made("a:", {"1"});
+};
+
+TEST_F(UserFile, IsReplacedAndNeverLeftEmpty) {
+  write_file(temporary, "left by a crash, longer than what comes");
+  EXPECT_EQ(0u, rewrite({entry}));
+  EXPECT_EQ("a:\t1\n", read_file(path));
+  EXPECT_EQ(0u, rewrite({entry, entry}));
+  EXPECT_EQ("a:\t1\na:\t1\n", read_file(path));
+  EXPECT_EQ(0u, rewrite({}));
+  EXPECT_FALSE(fs::exists(path));
+  EXPECT_EQ(0u, rewrite({}));
+  EXPECT_FALSE(fs::exists(path));
+}
+
+TEST_F(UserFile, AFailureKeepsTheOldOne) {
+  write_file(path, "old:\t1\n");
+  // A full disk: everything goes into the buffer and fails when it is written out.
+  fs::create_symlink("/dev/full", temporary);
+  EXPECT_EQ(144u, rewrite({entry}));
+  EXPECT_EQ("old:\t1\n", read_file(path));
+  fs::remove(path);
+  fs::create_directory(path);
+  EXPECT_EQ(138u, rewrite({entry}));
+  EXPECT_EQ(152u, ox::rewrite_user_file(std::string(260, 'd'), {}));
+}
+
+}  // namespace
