@@ -1,0 +1,154 @@
+#include "platform/service.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/environment.h"
+#include "platform/linux/descriptor.h"
+#include "platform/linux/fail.h"
+#include "platform/linux/object.h"
+#include "platform/linux/root.h"
+
+namespace ox::platform {
+namespace {
+
+std::string lock_path(const char* service, bool make) {
+  const std::string file = service != nullptr ? file_name_of(service) : std::string();
+  return file.empty() ? std::string() : root_directory("service", make) + "/" + file + ".lock";
+}
+
+// Locks of the open file, which unlike flock's can be asked about without being taken.
+struct flock whole_file(short type) noexcept {
+  struct flock lock {};
+  lock.l_type = type;
+  lock.l_whence = SEEK_SET;
+  return lock;
+}
+
+std::string directory_of(std::string_view path) { return std::string(path.substr(0, path.rfind('/'))); }
+
+std::vector<std::string> program_places() {
+  std::vector<std::string> places;
+  Dl_info self{};
+  if (::dladdr(reinterpret_cast<void*>(&program_places), &self) != 0 && self.dli_fname != nullptr &&
+      std::string_view(self.dli_fname).find('/') != std::string_view::npos) {
+    const std::string library = directory_of(self.dli_fname);
+    for (const char* below : {"", "/../bin", "/../../bin"}) places.push_back(library + below);
+  }
+  char program[PATH_MAX];
+  const ssize_t size = ::readlink("/proc/self/exe", program, sizeof program);
+  if (size > 0) places.push_back(directory_of(std::string_view(program, static_cast<std::size_t>(size))));
+  const char* path = std::getenv("PATH");
+  std::string_view left = path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin";
+  while (!left.empty()) {
+    const std::string_view place = left.substr(0, left.find(':'));
+    if (!place.empty()) places.emplace_back(place);
+    left.remove_prefix(std::min(left.size(), place.size() + 1));
+  }
+  return places;
+}
+
+std::string find_program(std::string_view program) {
+  constexpr std::string_view suffix = ".exe";
+  std::vector<std::string_view> names{program};
+  if (program.ends_with(suffix)) names.push_back(program.substr(0, program.size() - suffix.size()));
+  for (const std::string& place : program_places()) {
+    for (const std::string_view name : names) {
+      std::string path = place + "/" + std::string(name);
+      struct stat status {};
+      const bool is_file = ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+      if (is_file && ::access(path.c_str(), X_OK) == 0) return path;
+    }
+  }
+  return {};
+}
+
+// In a forked child: only calls that are safe there. The child's child runs the program, so that it is nobody's to
+// wait for; a failure goes through the pipe, which a success closes.
+[[noreturn]] void run_detached(const char* path, char* const* arguments, int report) noexcept {
+  const pid_t child = ::fork();
+  if (child > 0) ::_exit(0);
+  if (child == 0) {
+    sigset_t none;
+    (void)::sigemptyset(&none);
+    (void)::sigprocmask(SIG_SETMASK, &none, nullptr);
+    (void)::execv(path, arguments);
+  }
+  const int error = errno;
+  (void)!::write(report, &error, sizeof error);
+  ::_exit(1);
+}
+
+}  // namespace
+
+struct ServiceMark::Impl {
+  Descriptor file;
+};
+
+ServiceMark::ServiceMark() = default;
+ServiceMark::ServiceMark(ServiceMark&&) noexcept = default;
+ServiceMark& ServiceMark::operator=(ServiceMark&&) noexcept = default;
+ServiceMark::~ServiceMark() = default;
+
+Error ServiceMark::hold(const char* name) {
+  const std::string path = lock_path(name, true);
+  if (path.empty()) return fail(error_invalid_name);
+  auto impl = std::make_unique<Impl>();
+  impl->file = Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0664));
+  if (!impl->file) return fail_errno();
+  struct flock lock = whole_file(F_WRLCK);
+  if (::fcntl(impl->file.get(), F_OFD_SETLK, &lock) != 0) {
+    return errno == EAGAIN || errno == EACCES ? fail(error_already_exists) : fail_errno();
+  }
+  share_with_group(impl->file.get(), *root(), 0664);
+  const std::string id = std::to_string(process_id()) + "\n";  // for the administrator
+  (void)!::ftruncate(impl->file.get(), 0);
+  (void)!::pwrite(impl->file.get(), id.data(), id.size(), 0);
+  impl_ = std::move(impl);
+  sweep_objects();  // a daemon's start is the time to tidy up after the dead
+  return error_none;
+}
+
+Error service_running(const char* name, bool& running) {
+  const std::string path = lock_path(name, false);
+  if (path.empty()) return fail(error_invalid_name);
+  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file && errno != ENOENT && errno != ENOTDIR) return fail_errno();
+  struct flock lock = whole_file(F_RDLCK);
+  if (file && ::fcntl(file.get(), F_OFD_GETLK, &lock) != 0) return fail_errno();
+  running = file && lock.l_type != F_UNLCK;
+  return error_none;
+}
+
+Error start_program(const char* program) {
+  if (program == nullptr || *program == '\0') return fail(error_invalid_parameter);
+  const std::string path = find_program(program);
+  if (path.empty()) return fail(error_file_not_found);
+  std::string name(path);
+  char* arguments[] = {name.data(), nullptr};
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) return fail_errno();
+  const Descriptor reader(ends[0]);
+  Descriptor writer(ends[1]);
+  const pid_t child = ::fork();
+  if (child < 0) return fail_errno();
+  if (child == 0) run_detached(path.c_str(), arguments, writer.get());
+  writer.close();
+  (void)retry([child] { return ::waitpid(child, nullptr, 0); });
+  int error = 0;
+  const ssize_t got = retry([&] { return ::read(reader.get(), &error, sizeof error); });
+  return got == static_cast<ssize_t>(sizeof error) ? fail_errno(error) : error_none;
+}
+
+}  // namespace ox::platform
