@@ -25,11 +25,15 @@ std::string names(Item* head, unsigned k = 0) {
   const auto prev = [k](Item* item) { return k == 0 ? item->prev : item->prev2; };
   Item* before = nullptr;
   for (Item* item = head; item != nullptr; item = next(item)) {
-    if (before != nullptr) EXPECT_EQ(before, prev(item)) << "prev of " << item->name;
+    if (before != nullptr) {
+      EXPECT_EQ(before, prev(item)) << "prev of " << item->name;
+    }
     before = item;
     result += item->name;
   }
-  if (head != nullptr) EXPECT_EQ(before, prev(head)) << "the head's prev is the tail";
+  if (head != nullptr) {
+    EXPECT_EQ(before, prev(head)) << "the head's prev is the tail";
+  }
   return result;
 }
 
