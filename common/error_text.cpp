@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <string_view>
-#include <utility>
 
 #include <oxbase/oxc.h>
 
@@ -11,7 +10,6 @@
 #include "common/error_codes.h"
 #include "common/fixed_message.h"
 #include "common/message_image.h"
-#include "common/settings.h"
 #include "common/text_result.h"
 #include "platform/codepage.h"
 #include "platform/system_log.h"
@@ -54,14 +52,13 @@ void write_error_text(OX_RESULT code, std::string& text) {
 
 namespace {
 
-// Texts of Japanese systems as the process's own surroundings show them.
-std::string shown(std::string text) { return settings::language_is_japanese() ? platform::from_cp932(text) : text; }
-
-// "prefix: text", the text alone for a null prefix. The prefix is the caller's and stays as it is.
+// "prefix: text", the text alone for a null prefix, for the process's own surroundings. The text is converted whatever
+// their language is, since the process that loaded the message file may have another; the prefix is the caller's and
+// stays as it is.
 std::string shown_with_prefix(const char* prefix, OX_RESULT code) {
   std::string text;
   write_error_text(code, text);
-  text = shown(std::move(text));
+  text = platform::from_cp932(text);
   return prefix == nullptr ? text : prefix + (": " + text);
 }
 

@@ -1,0 +1,308 @@
+#include "platform/error.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <map>
+#include <regex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include <oxbase/oxc.h>
+
+#include "common/error_text.h"
+#include "common/message_file.h"
+#include "common/trace_control.h"
+#include "platform/codepage.h"
+#include "platform/environment.h"
+#include "platform/registry.h"
+#include "platform/shared_block.h"
+#include "tests/support/fault_heap.h"
+#include "tests/support/system_root.h"
+
+namespace fs = std::filesystem;
+using namespace std::string_view_literals;
+using ox::platform::SharedBlock;
+using ox::test::home_dir;
+using ox::test::read_file;
+using ox::test::write_file;
+
+namespace {
+
+constexpr char block_name[] = "Global\\ox_errmsg";
+
+std::string message_path(const char* language = "0409") {
+  return home_dir() + "/LIB/LOCALE/" + language + "/OXERROR.MSG";
+}
+
+// What the file would give to a walk from its start.
+const char* const absent = "-";
+std::string walk(std::string_view image, uint32_t code) {
+  for (size_t start = 0; start < image.size();) {
+    const size_t feed = image.find('\n', start);
+    const size_t end = feed == image.npos ? image.size() : feed;
+    const size_t colon = image.find(':', start);
+    if (colon < end &&
+        code == static_cast<uint32_t>(std::atoi(std::string(image.substr(start, colon - start)).c_str()))) {
+      size_t from = colon + 1;
+      while (from < end && (image[from] == ' ' || image[from] == '\t')) ++from;
+      const size_t to = feed == image.npos ? end : end - 1;
+      return std::string(image.substr(from, to > from ? to - from : 0));
+    }
+    start = end + 1;
+  }
+  return absent;
+}
+
+std::string look_up(std::string_view image, uint32_t code) {
+  const std::vector<char> exact(image.begin(), image.end());  // so that a read past the end is seen
+  const ox::MessageFile file({exact.data(), exact.size()});
+  std::string_view text = absent;
+  return file.find(code, text) ? std::string(text) : absent;
+}
+
+TEST(MessageFileTest, OddLines) {
+  const struct {
+    const char* what;
+    std::string_view image;
+    uint32_t code;
+    const char* text;
+  } rows[] = {
+      {"leading zeros are decimal", "0189:File not found\r\n", 189, "File not found"},
+      {"the first of two", "7:one\r\n7:two\r\n", 7, "one"},
+      {"a line without colon is no line", "7\r\n8:eight\r\n", 8, "eight"},
+      {"blanks after the colon", "7: \t a b \r\n", 7, "a b "},
+      {"later colons are text", "7:a: b\r\n", 7, "a: b"},
+      {"LF alone costs a character", "7:text\n", 7, "tex"},
+      {"a text of LF alone", "7:\n", 7, ""},
+      {"no text", "7: \r\n", 7, ""},
+      {"a last line without LF is whole", "6:a\r\n7:text", 7, "text"},
+      {"a key of words is 0", "# note: text\r\n", 0, "text"},
+      {"a key stops at the first letter", "12x4:text\r\n", 12, "text"},
+      {"a sign wraps", "-1:text\r\n", 0xFFFFFFFF, "text"},
+      {"a huge key is no small one", "4294967303:text\r\n", 7, absent},
+      {"zero bytes behind the file", "7:text\0\0\0"sv, 7, "text"},
+      {"a zero byte ends a text", "7:te\0xt\r\n8:eight\r\n"sv, 7, "te"},
+      {"no file", "", 0, absent},
+  };
+  for (const auto& row : rows) EXPECT_EQ(row.text, look_up(row.image, row.code)) << row.what;
+}
+
+TEST(MessageFileTest, FindsWhatAWalkFinds) {
+  uint32_t seed = 20;
+  for (int round = 0; round < 3000; ++round) {
+    std::string image;
+    for (int length = round % 60; length > 0; --length) {
+      seed = seed * 1664525 + 1013904223;
+      image += "01:- \t\r\n\nx:"[(seed >> 16) % 11];
+    }
+    for (const uint32_t code : {0u, 1u, 10u, 11u, 0xFFFFFFFFu}) {
+      ASSERT_EQ(walk(image, code), look_up(image, code)) << testing::PrintToString(image) << " " << code;
+    }
+  }
+}
+
+class ErrorTextTest : public testing::Test {
+ protected:
+  ErrorTextTest() { setenv("LC_ALL", "C", 1); }
+  ~ErrorTextTest() override { ox::detach_error_texts(); }
+};
+
+TEST_F(ErrorTextTest, TextsOfCodes) {
+  write_file(message_path(), "5:not this\r\n189:The file.\r\n259:System.\r\n0:Zero.\r\n");
+  EXPECT_STREQ("The file.", oxcStrError(189));
+  EXPECT_STREQ("Zero.", oxcStrError(0));
+  EXPECT_STREQ("No authorization was obtained.\n", oxcStrError(5));
+  EXPECT_STREQ("Message Not Found", oxcStrError(190));
+  EXPECT_STREQ("open: The file.", oxcErrmsg("open", 189));
+  EXPECT_STREQ("The file.", oxcErrmsg(nullptr, 189));
+  EXPECT_STREQ("", oxcErrmsg("open", 0));
+  // Texts of earlier calls as prefixes, from either buffer.
+  EXPECT_STREQ("a: The file.: The file.", oxcErrmsg(oxcErrmsg("a", 189), 189));
+  EXPECT_STREQ("Zero.: The file.", oxcErrmsg(oxcStrError(0), 189));
+
+  ox::platform::set_last_error(87);
+  EXPECT_EQ(OX_EPLATFORM, oxcGetWinError());
+  ox::platform::set_last_error(2);
+  EXPECT_STREQ("System.[ErrorCode=87]", oxcStrError(259));
+  std::thread([] { EXPECT_STREQ("System.[ErrorCode=0]", oxcStrError(259)); }).join();  // of each thread its own
+}
+
+TEST_F(ErrorTextTest, PlatformNumberFollowsWhileItFits) {
+  for (const size_t length : {498u, 499u}) {
+    write_file(message_path(), "259:" + std::string(length, 'x') + "\r\n");
+    const std::string suffix = length == 498 ? "[ErrorCode=0]" : "";  // 511 bytes at most
+    EXPECT_EQ(std::string(length, 'x') + suffix, oxcStrError(259));
+    ox::detach_error_texts();
+  }
+}
+
+TEST_F(ErrorTextTest, JapaneseSystemsReadTheirOwnFile) {
+  setenv("LC_ALL", "ja_JP.UTF-8", 1);
+  write_file(message_path("0411"), "7:\x8A\xFA\x8A\xD4\x81\x60\r\n259:\x83\x5C\r\n");
+  EXPECT_STREQ("\x8A\xFA\x8A\xD4\x81\x60", oxcStrError(7));
+  EXPECT_EQ("権限が得られませんでした。\n", ox::platform::from_cp932(oxcStrError(5)));
+  EXPECT_EQ("ソ[エラーコード=0]", ox::platform::from_cp932(oxcStrError(259)));
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(OX_OK, oxcPerror("a", 7));
+  EXPECT_EQ("a: 期間～\n", testing::internal::GetCapturedStderr());
+}
+
+TEST_F(ErrorTextTest, AnUnusableFileIsTheTextOfEveryCode) {
+  const std::string path = message_path();
+  const auto expect_failure = [](OX_RESULT code, const std::string& text) {
+    EXPECT_EQ(code, oxcInitErrmsg());
+    EXPECT_EQ(text, oxcStrError(7));
+    EXPECT_EQ("a: " + text, oxcErrmsg("a", 189));
+  };
+  ASSERT_EQ(0u, ox::platform::registry_write("SOFTWARE\\CORVID\\OXBASE", "HomeDir", ""));
+  expect_failure(OX_EFILENOTFOUND, "The OXBASE directory does not exist.\r\n");
+  ASSERT_EQ(0u, ox::platform::registry_write("SOFTWARE\\CORVID\\OXBASE", "HomeDir", home_dir().c_str()));
+  expect_failure(OX_EFILENOTFOUND, "The message file does not exist.\r\n(" + path + ")\r\n");
+  fs::create_directories(path);
+  expect_failure(OX_EISDIR, "The message file attribute is illegal.\r\n(" + path + ")\r\n");
+  fs::remove(path);
+  write_file(path, "");
+  expect_failure(OX_EINDEXFILE, "System error.(CreateFileMapping,1006)\r\n");
+  setenv("LC_ALL", "ja", 1);
+  fs::create_directories(message_path("0411"));
+  EXPECT_EQ("メッセージファイルの属性が不正です。\r\n(" + message_path("0411") + ")\r\n",
+            ox::platform::from_cp932(oxcStrError(7)));
+  setenv("LC_ALL", "C", 1);
+  write_file(path, "7:repaired\r\n");
+  EXPECT_STREQ("repaired", oxcStrError(7));
+}
+
+TEST_F(ErrorTextTest, ProcessesShareTheCopyOfTheFirst) {
+  const std::string other = home_dir() + "/other.msg";
+  write_file(other, "7:of the first\r\n");
+  {
+    SharedBlock first;
+    ASSERT_EQ(0u, first.create_from_file(block_name, other.c_str(), ox::platform::Access::machine));
+    write_file(message_path(), "7:of the second\r\n");
+    EXPECT_STREQ("of the first", oxcStrError(7));
+    ox::detach_error_texts();
+  }
+  EXPECT_STREQ("of the second", oxcStrError(7));
+  ox::detach_error_texts();
+  SharedBlock left;
+  EXPECT_EQ(ox::platform::error_file_not_found, left.open(block_name, SharedBlock::Mode::read));
+}
+
+TEST_F(ErrorTextTest, ThreadsThatRaceForTheFirstLoadAllGetTheText) {
+  for (int round = 0; round < 20; ++round) {
+    write_file(message_path(), "7:text\r\n");
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) threads.emplace_back([] { EXPECT_STREQ("text", oxcStrError(7)); });
+    for (std::thread& thread : threads) thread.join();
+    ox::detach_error_texts();
+  }
+}
+
+TEST_F(ErrorTextTest, EveryAllocationMayFail) {
+  const std::string text(200, 'x');
+  write_file(message_path(), "7:" + text + "\r\n8:" + text + text + "\r\n");
+  ox::test::every_allocation_may_fail([] {
+    const OX_RESULT result = oxcInitErrmsg();
+    ox::detach_error_texts();
+    return result;
+  });
+  ASSERT_EQ(OX_OK, oxcInitErrmsg());
+  ox::test::every_allocation_may_fail([] { return oxcErrmsg("prefix", 7) != nullptr ? OX_OK : OX_ENOMEM; });
+  ox::test::every_allocation_may_fail([] { return oxcPerrorMsgBox2("test", "prefix", 7); });
+  ASSERT_EQ(text, oxcStrError(7));
+  ox::test::fail_allocation(1);
+  EXPECT_STREQ("The capacity is limited.\r\n", oxcStrError(8));  // the thread's buffer cannot grow
+  EXPECT_TRUE(ox::test::stop_failing());
+  EXPECT_EQ(text + text, oxcStrError(8));
+}
+
+TEST_F(ErrorTextTest, MessagesGoToTheUserOrToTheSystemLog) {
+  write_file(message_path(), "7:Text.\r\n");
+  const std::string log = ox::test::system_root() + "/system.log";
+  write_file(log, "");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(OX_OK, oxcPerrorMsgBox2("Prog", "here", 7));
+  EXPECT_EQ(OX_OK, oxcPerrorMsgBox("Prog", 0));
+  EXPECT_EQ("Prog: here: Text.\n", testing::internal::GetCapturedStderr());
+  EXPECT_EQ("", read_file(log));
+
+  setenv("SYSTEMD_EXEC_PID", std::to_string(ox::platform::process_id()).c_str(), 1);
+  for (const char* program : {"oxbase", "OXEXPD", "oxlogd", "other"}) oxcPerrorMsgBox(program, 7);
+  EXPECT_EQ(OX_OK, oxcSystemLog("Own", 2, "careful"));
+  for (const auto& [source, type, text] : {std::tuple{"Own", 3u, "x"}, {"Own", 1u, nullptr}, {nullptr, 1u, "x"}}) {
+    EXPECT_EQ(OX_EARG, oxcSystemLog(source, type, text));
+  }
+  const std::string lines = read_file(log);
+  const std::regex source(R"(Z (\w+)\[\d+\] (\w+): (.*))");
+  std::string seen;
+  for (std::sregex_iterator it(lines.begin(), lines.end(), source), end; it != end; ++it) {
+    seen += (*it)[1].str() + " " + (*it)[2].str() + " " + (*it)[3].str() + "\n";
+  }
+  EXPECT_EQ(
+      "TesBaseService error Text.\nTesExpertService error Text.\nTesLoggingService error Text.\nother error Text.\n"
+      "Own warning careful\n",
+      seen);
+}
+
+TEST_F(ErrorTextTest, NumbersOfPlatformAndRuntimeBecomeCodes) {
+  ox::trace::attach();
+  ASSERT_EQ(OX_OK, oxcDebugOutput(0, (ox::test::work_dir() + "/tmp/codes.dbg").c_str()));
+  oxcSetDebugMask(0x40);
+  const std::map<uint32_t, OX_RESULT> platform_codes = {{0, 0},     {2, 189},   {5, 5},     {14, 3},
+                                                        {16, 148},  {19, 144},  {87, 259},  {110, 142},
+                                                        {145, 148}, {183, 207}, {1006, 78}, {0xFFFFFFFF, 259}};
+  for (const auto& [error, code] : platform_codes) {
+    ox::platform::set_last_error(error);
+    EXPECT_EQ(code, oxcGetWinError()) << error;
+  }
+  const std::map<int, OX_RESULT> runtime_codes = {{-1, 261}, {0, 0}, {1, 5001}, {2, 5002}, {34, 5034}, {35, 261}};
+  for (const auto& [number, code] : runtime_codes) {
+    errno = number;
+    EXPECT_EQ(code, oxcGetCRunError()) << number;
+  }
+  oxcSetDebugMask(0);
+  const std::string trace = read_file(ox::test::work_dir() + "/tmp/codes_00.dbg");
+  for (const char* line : {"<X:oxcGetWinError[87]>\n", "<X:oxcGetCRunError[35]>\n"}) {
+    EXPECT_NE(std::string::npos, trace.find(line)) << line;
+  }
+  EXPECT_EQ(std::string::npos, trace.find("<X:oxcGetWinError[2]>\n"));
+  ox::trace::detach();
+}
+
+// Every result code of the public header has a text in every language that ships.
+TEST(ShippedMessages, EveryCodeHasOneText) {
+  std::vector<uint32_t> codes;
+  const std::string header = read_file(OX_SOURCE_DIR "/include/oxbase/oxtypes.h");
+  const std::regex constant(R"(\bOX_E[A-Z0-9]+ = (\d+),)");
+  for (std::sregex_iterator it(header.begin(), header.end(), constant), end; it != end; ++it) {
+    codes.push_back(static_cast<uint32_t>(std::stoul((*it)[1])));
+  }
+  ASSERT_GT(codes.size(), 80u);
+  for (uint32_t number = 1; number <= 34; ++number) codes.push_back(OX_ERRNO_BASE + number);
+
+  for (const char* language : {"0409", "0411"}) {
+    SCOPED_TRACE(language);
+    const std::string image = read_file(std::string(OX_SOURCE_DIR "/share/LIB/LOCALE/") + language + "/OXERROR.MSG");
+    std::map<uint32_t, int> seen;
+    const std::regex line(R"((\d+):([^\r\n]+)\r\n)");
+    size_t covered = 0;
+    for (std::sregex_iterator it(image.begin(), image.end(), line), end; it != end; ++it) {
+      ++seen[static_cast<uint32_t>(std::stoul((*it)[1]))];
+      covered += static_cast<size_t>(it->length());
+      const std::string text = (*it)[2];
+      EXPECT_EQ(std::string::npos, ox::platform::from_cp932(text).find('?')) << text;
+      EXPECT_LT(text.size(), 200u) << text;
+    }
+    EXPECT_EQ(image.size(), covered) << "a line of another form";
+    for (const uint32_t code : codes) EXPECT_EQ(1, seen[code]) << code;
+    EXPECT_EQ(codes.size(), seen.size()) << "a text for a code that nobody gives";
+  }
+}
+
+}  // namespace
