@@ -122,6 +122,7 @@ enum {
   OX_EBUSYDIR = 148,        /* directory in use or not empty */
   OX_ENAMELONG = 152,       /* name too long */
   OX_ENOSUCHVALUE = 157,    /* the agent has no such object or instance */
+  OX_ENOANSWER = 158,       /* the agent does not answer */
   OX_EENDED = 166,          /* the manager has ended the request */
   OX_ENOTINTABLE = 183,     /* keyword or number not in table */
   OX_EFILENOTFOUND = 189,   /* file not found */
