@@ -1,0 +1,16 @@
+// The definition files of a directory.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "manager/journal.h"
+
+namespace ox::manager {
+
+// Full paths, the base file first and the user file last. A missing directory has no files; one that cannot be listed
+// is reported and clears `sound`.
+[[nodiscard]] std::vector<std::string> definition_files(const std::string& directory, const Report& report,
+                                                        bool& sound);
+
+}  // namespace ox::manager

@@ -1,0 +1,31 @@
+// A request on its way through the handlers, and its reply.
+#pragma once
+
+#include <functional>
+
+#include "manager/frame.h"
+#include "manager/node_list.h"
+
+namespace ox::manager {
+
+struct Reply {
+  std::uint32_t error = 0;
+  std::uint32_t source_id = 0;
+  Bytes data;
+  std::uint32_t type = 2;
+};
+
+struct Request {
+  std::uint32_t session = 0;
+  const Message& message;            // gone when the handler returns
+  std::function<void(Reply)> reply;  // to be called once, from the event loop, in the handler or later
+};
+
+[[nodiscard]] inline Reply error_reply(std::uint32_t error) { return {.error = error, .data = {}}; }
+
+// A reply with a list of nodes.
+[[nodiscard]] Reply node_reply(std::uint32_t error, const NodeList& nodes);
+// Decodes a list of nodes; 0, 3, 71.
+[[nodiscard]] OX_RESULT decode_nodes(std::span<const std::byte> bytes, NodeList& nodes);
+
+}  // namespace ox::manager

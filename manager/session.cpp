@@ -1,0 +1,131 @@
+#include "manager/session.h"
+
+#include "manager/router.h"
+#include "manager/server.h"
+#include "platform/pipe.h"
+
+namespace ox::manager {
+
+Session::Session(Server& server, std::uint32_t id, std::unique_ptr<platform::PipeConnection> connection)
+    : server_(server),
+      id_(id),
+      connection_(std::move(connection)),
+      process_(connection_->peer_process()),
+      timer_(server.manager().loop),
+      frames_(server.manager().settings.max_frame) {}
+
+void Session::start() {
+  set_timer(server_.manager().settings.greeting_timeout, "no greeting in time");
+  read();
+}
+
+void Session::close() {
+  closed_ = true;
+  timer_.cancel();
+  connection_.reset();
+  waiting_.clear();
+}
+
+void Session::drop(const std::string& reason) {
+  if (closed_) return;
+  closed_ = true;
+  server_.drop(id_, reason);
+}
+
+void Session::set_timer(std::uint32_t seconds, const char* reason) {
+  timer_.expires_after(std::chrono::seconds(seconds));
+  timer_.async_wait([weak = weak_from_this(), reason](const asio::error_code& error) {
+    const auto self = weak.lock();
+    if (!error && self) self->drop(reason);
+  });
+}
+
+void Session::read() {
+  if (closed_ || reading_ || waiting_.size() >= server_.manager().settings.max_queue) return;
+  reading_ = true;
+  connection_->read_some(input_, [weak = weak_from_this()](platform::Error error, std::size_t count) {
+    if (const auto self = weak.lock()) self->received(error, count);
+  });
+}
+
+void Session::received(platform::Error error, std::size_t count) {
+  reading_ = false;
+  if (closed_) return;
+  if (platform::is_pipe_closed(error)) return drop({});
+  if (error != platform::error_none) return drop("read error " + std::to_string(error));
+  frames_.append(std::span(input_).first(count));
+  if (!greeted_) take_greeting();
+  if (greeted_) take_messages();
+  read();
+}
+
+void Session::take_greeting() {
+  switch (frames_.next_greeting(event_name_)) {
+    case FrameReader::Result::incomplete:
+      return;
+    case FrameReader::Result::broken:
+      return drop(frames_.fault());
+    case FrameReader::Result::complete:
+      break;
+  }
+  greeted_ = true;
+  timer_.cancel();
+  answering_ = true;
+  write(greeting_answer(OX_OK));
+}
+
+void Session::take_messages() {
+  Message message;
+  while (!closed_) {
+    const auto result = frames_.next(message);
+    if (result == FrameReader::Result::broken) return drop(frames_.fault());
+    if (result == FrameReader::Result::incomplete) break;
+    waiting_.push_back(std::move(message));
+  }
+  answer_next();
+}
+
+void Session::answer_next() {
+  if (closed_ || answering_ || waiting_.empty()) return;
+  answering_ = true;
+  const Message message = std::move(waiting_.front());
+  waiting_.pop_front();
+  Message heading;  // what the reply repeats of the request
+  heading.command = message.command;
+  heading.reference = message.reference;
+  heading.destination_id = message.source_id;
+  route(server_.manager(), {id_, message, [weak = weak_from_this(), heading](Reply reply) {
+                              if (const auto self = weak.lock()) self->reply(heading, std::move(reply));
+                            }});
+}
+
+void Session::reply(const Message& request, Reply reply) {
+  if (closed_) return;
+  Message message = request;
+  message.type = reply.type;
+  message.error = reply.error;
+  message.source_id = reply.source_id;
+  message.data = std::move(reply.data);
+  write(encode_reply(message));
+}
+
+void Session::write(Bytes bytes) {
+  output_ = std::move(bytes);
+  set_timer(server_.manager().settings.send_timeout, "answer not read in time");
+  connection_->write_all(output_, [weak = weak_from_this()](platform::Error error, std::size_t) {
+    if (const auto self = weak.lock()) self->written(error);
+  });
+}
+
+void Session::written(platform::Error error) {
+  if (closed_) return;
+  timer_.cancel();
+  if (platform::is_pipe_closed(error)) return drop({});
+  if (error != platform::error_none) return drop("write error " + std::to_string(error));
+  answering_ = false;
+  output_ = {};
+  answer_next();
+  read();
+}
+
+}  // namespace ox::manager

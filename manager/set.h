@@ -1,0 +1,14 @@
+// Writing values: the set request, and the attribute lists of management.
+#pragma once
+
+#include "manager/manager.h"
+#include "manager/request.h"
+
+namespace ox::manager {
+
+// Checks all nodes; when every one can be written, writes the stored values as one batch and the agents' values by one
+// request for each agent, and replies. When one cannot, nothing is written. The reply's nodes name what was to be
+// written, those that failed with their codes.
+void write_values(Manager& manager, NodeList nodes, std::uint32_t limit, std::function<void(Reply)> reply);
+
+}  // namespace ox::manager

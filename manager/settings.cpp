@@ -1,0 +1,64 @@
+#include "manager/settings.h"
+
+#include <array>
+#include <string_view>
+
+#include "manager/entry_file.h"
+#include "manager/paths.h"
+
+namespace ox::manager {
+namespace {
+
+struct Number {
+  std::string_view keyword;
+  std::uint32_t Settings::*member;
+  std::uint32_t least;
+  std::uint32_t most;
+};
+constexpr std::array numbers{
+    Number{"MaxFrame", &Settings::max_frame, 66000, 1u << 30},
+    Number{"MaxQueue", &Settings::max_queue, 1, 10000},
+    Number{"MaxNodes", &Settings::max_nodes, 1, 10000000},
+    Number{"MaxClients", &Settings::max_clients, 1, 1000000},
+    Number{"MaxData", &Settings::max_data, 1024, 0x7FFFFFFF},
+    Number{"GreetingTimeout", &Settings::greeting_timeout, 1, 3600},
+    Number{"SendTimeout", &Settings::send_timeout, 1, 3600},
+    Number{"RequestTimeout", &Settings::request_timeout, 1, 86400},
+    Number{"SnmpTimeout", &Settings::snmp_timeout, 10, 600000},
+    Number{"SnmpRetries", &Settings::snmp_retries, 0, 100},
+    Number{"SnmpBindings", &Settings::snmp_bindings, 1, 100},
+    Number{"SnmpInFlight", &Settings::snmp_in_flight, 1, 100000},
+};
+
+// What the library reads from this file itself.
+constexpr std::array<std::string_view, 2> of_the_library{"CommunityName", "SockPort"};
+
+// Empty when the entry is right.
+std::string take(const Entry& entry, Settings& settings) {
+  const std::string keyword = entry.keyword();
+  if (entry.count() != 1) return keyword + " needs one value";
+  for (const std::string_view name : of_the_library) {
+    if (name == keyword) return {};
+  }
+  for (const Number& number : numbers) {
+    if (number.keyword != keyword) continue;
+    std::uint32_t value = 0;
+    if (oxcStrToUlong(entry.value(0), 10, &value) != OX_OK || value < number.least || value > number.most) {
+      return keyword + " must be a number from " + std::to_string(number.least) + " to " + std::to_string(number.most);
+    }
+    settings.*number.member = value;
+    return {};
+  }
+  return "unknown setting " + keyword;
+}
+
+}  // namespace
+
+std::string settings_file() { return join(oxcGetWorkdir(), "conf", "oxmgrd.cf"); }
+
+bool read_settings(const std::string& file, Settings& settings, const Report& report) {
+  if (oxcCheckFile(file.c_str(), 1) == OX_ERRNO_BASE + 2) return true;
+  return read_entries(file, report, [&](const Entry& entry) { return take(entry, settings); });
+}
+
+}  // namespace ox::manager

@@ -1,0 +1,31 @@
+// The daemon's settings: "oxmgrd.cf" in the work directory's "conf" (docs/files.md).
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "manager/journal.h"
+
+namespace ox::manager {
+
+struct Settings {
+  std::uint32_t max_frame = 1u << 20;  // bytes of a request's data part
+  std::uint32_t max_queue = 16;        // requests of one client waiting to be answered
+  std::uint32_t max_nodes = 100000;    // data nodes of one answer
+  std::uint32_t max_clients = 4000;
+  std::uint32_t max_data = 64u << 20;   // bytes of one file of collected data
+  std::uint32_t greeting_timeout = 10;  // seconds
+  std::uint32_t send_timeout = 30;      // seconds that a client may leave an answer unread
+  std::uint32_t request_timeout = 300;  // seconds, for requests without a limit of their own
+  std::uint32_t snmp_timeout = 1000;    // milliseconds
+  std::uint32_t snmp_retries = 3;       // after the first attempt
+  std::uint32_t snmp_bindings = 16;     // variable bindings of one SNMP request
+  std::uint32_t snmp_in_flight = 256;   // SNMP requests waiting for their answers
+};
+
+[[nodiscard]] std::string settings_file();
+// Reads the file; a missing one leaves the defaults. False, with every fault reported, when a line is wrong; the
+// setting keeps its default then.
+[[nodiscard]] bool read_settings(const std::string& file, Settings& settings, const Report& report);
+
+}  // namespace ox::manager
