@@ -8,6 +8,8 @@ list(TRANSFORM OX_WARNINGS REPLACE "^-W(non-virtual-dtor|old-style-cast)$" "$<$<
 add_library(ox_flags INTERFACE)
 target_include_directories(ox_flags INTERFACE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE_DIR}/include)
 target_compile_options(ox_flags INTERFACE ${OX_WARNINGS})
+# Asio would choose its allocator by which standard headers happen to come before it, differently in every file.
+target_compile_definitions(ox_flags INTERFACE ASIO_STANDALONE ASIO_DISABLE_STD_ALIGNED_ALLOC)
 if(OXBASE_SANITIZE STREQUAL "address")
   target_compile_options(ox_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(ox_flags INTERFACE -fsanitize=address,undefined)
