@@ -73,7 +73,7 @@ class Writer {
 
  private:
   unsigned char* position_;
-  unsigned char* end_;
+  [[maybe_unused]] unsigned char* end_;  // unused where assertions are off
 };
 
 }  // namespace ox

@@ -14,8 +14,8 @@ constexpr const char* english[] = {
     "The message file does not exist.\r\n(%s)\r\n",
     "The message file size is too big.\r\n(%s)\r\n",
     "The message file attribute is illegal.\r\n(%s)\r\n",
-    "The %g user group is not found.If the %g user group exists on Domain Controller,check whether or n"
-    "ot the Domain Controller can be referred.\r\nError Code:%d\r\n",
+    ("The %g user group is not found.If the %g user group exists on Domain Controller,check whether or n"
+     "ot the Domain Controller can be referred.\r\nError Code:%d\r\n"),
     "The OXBASE directory does not exist.\r\n",
     "No authorization was obtained.\n",
     "[ErrorCode=%d]",

@@ -105,7 +105,7 @@ OX_RESULT output(std::string_view text) {
   return to_file(trace, text);
 }
 
-OX_RESULT write_formatted(const char* format, std::va_list arguments) noexcept {
+OX_PRINTF(1, 0) OX_RESULT write_formatted(const char* format, std::va_list arguments) noexcept {
   if (state().control == nullptr) return OX_OK;
   char line[longest_line];
   const int length = std::vsnprintf(line, sizeof line, format, arguments);
