@@ -1,0 +1,71 @@
+// The token splitter: what it delivers lies inside the line, in order. The wildcard matcher: it agrees with the plain
+// table method.
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <oxbase/oxc.h>
+
+#include "common/shift_jis.h"
+
+namespace {
+
+void expect(bool condition) {
+  if (!condition) std::abort();
+}
+
+void split(std::string line, const char* separators, std::uint32_t maximum) {
+  std::vector<char> block(line.c_str(), line.c_str() + std::string(line.c_str()).size() + 1);
+  std::vector<char*> tokens(maximum);
+  std::uint32_t count = 0;
+  const OX_RESULT result = oxcToken(block.data(), separators, tokens.data(), maximum, &count);
+  expect(result == OX_OK || result == OX_EQUOTE || (result == OX_ETOKENS && count == maximum));
+  const char* free = block.data();
+  for (std::uint32_t i = 0; i < count; ++i) {
+    expect(tokens[i] >= free);
+    free = tokens[i] + std::string(tokens[i]).size() + 1;
+    expect(free <= block.data() + block.size());
+  }
+}
+
+std::vector<std::uint32_t> units(const std::string& text) {
+  std::vector<std::uint32_t> units;
+  for (const char* p = text.c_str(); *p != '\0';) {
+    std::uint32_t unit = static_cast<unsigned char>(*p);
+    if (ox::character_size(p) == 2) unit = unit << 8 | static_cast<unsigned char>(*++p);
+    ++p;
+    units.push_back(unit);
+  }
+  return units;
+}
+
+bool table_match(const std::vector<std::uint32_t>& pattern, const std::vector<std::uint32_t>& text) {
+  std::vector<bool> row(text.size() + 1);  // row[j]: the pattern so far matches the first j units
+  row[0] = true;
+  for (const std::uint32_t unit : pattern) {
+    std::vector<bool> next(text.size() + 1);
+    next[0] = unit == '*' && row[0];
+    for (std::size_t j = 1; j <= text.size(); ++j) {
+      next[j] = unit == '*' ? row[j] || next[j - 1] : row[j - 1] && (unit == '?' || unit == text[j - 1]);
+    }
+    row = std::move(next);
+  }
+  return row.back();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size < 2) return 0;
+  const std::string input(reinterpret_cast<const char*>(data) + 1, size - 1);
+  const char* const separators[] = {nullptr, ".", "/", ":", " ,\t", ""};
+  split(input, separators[data[0] % 6], data[0] / 6);
+
+  const std::size_t cut = input.find('\n');
+  if (cut == std::string::npos || size > 512) return 0;
+  const std::string pattern(input.substr(0, cut).c_str());
+  const std::string text(input.substr(cut + 1).c_str());
+  expect((oxcRegMatch(pattern.c_str(), text.c_str()) != 0) == table_match(units(pattern), units(text)));
+  return 0;
+}
