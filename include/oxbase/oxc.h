@@ -130,30 +130,48 @@ OX_API OX_RESULT OX_CALL oxcDebugSetControl(uint32_t processId, const oxcDebugCo
 
 /* ---- Error codes and texts ----------------------------------------------------------------------------------- */
 
-/* Loads the message file, or attaches the copy that another process loaded. Called by the others on first use. */
+/*
+ * Loads the message file, or attaches the copy that another process loaded. Called by the others on first use.
+ * Returns 0; 189 when the file or the home directory is missing, 138, 78 or the mapped platform error when it cannot be
+ * used; 3. Until a later call succeeds, the texts of all codes but 5 tell why.
+ */
 OX_API OX_RESULT OX_CALL oxcInitErrmsg(void);
 
-/* The text of a result code; "Message Not Found" for an unknown one. Never null. */
+/*
+ * The text of a result code; "Message Not Found" for an unknown one. That of 259 ends with the number that the thread's
+ * last failure had on the platform, "[ErrorCode=87]". Never null.
+ */
 OX_API const char *OX_CALL oxcStrError(OX_RESULT code);
 
 /* "prefix: text", the text alone for a null prefix, the empty text for code 0. Null only when memory runs out. */
 OX_API const char *OX_CALL oxcErrmsg(const char *prefix, OX_RESULT code);
 
-/* Writes the same and a line end to the standard error stream; nothing for code 0. Returns 0. */
+/*
+ * Writes the same and a line end to the standard error stream, the text in the encoding of the process; nothing for
+ * code 0. Returns 0, or 3.
+ */
 OX_API OX_RESULT OX_CALL oxcPerror(const char *prefix, OX_RESULT code);
 
 /*
  * Show the text of a code, the second with a prefix, in a message box titled with the program's name; in a process
- * that runs as a service, write it to the system event log instead. Return 0.
+ * that runs as a service, write it to the system event log instead, as an error under the source of the program
+ * ("oxbase": TesBaseService, "oxexpd": TesExpertService, "oxlogd": TesLoggingService, else its name). Nothing for
+ * code 0. Return 0, or 3.
  */
 OX_API OX_RESULT OX_CALL oxcPerrorMsgBox(const char *programName, OX_RESULT code);
 OX_API OX_RESULT OX_CALL oxcPerrorMsgBox2(const char *programName, const char *prefix, OX_RESULT code);
 
-/* The result code of the platform's last error number, of the C runtime's errno. */
+/*
+ * The result code of the platform's last error number, of the C runtime's errno; 259 and 261 for numbers without a code
+ * of their own. The platform's number is kept for the text of 259.
+ */
 OX_API OX_RESULT OX_CALL oxcGetWinError(void);
 OX_API OX_RESULT OX_CALL oxcGetCRunError(void);
 
-/* Writes a text to the system event log: type 1 error, 2 warning, 4 information. Returns 0 or a platform error. */
+/*
+ * Writes a text to the system event log: type 1 error, 2 warning, 4 information.
+ * Returns 0; 1 for a null text or another type; the mapped platform error.
+ */
 OX_API OX_RESULT OX_CALL oxcSystemLog(const char *source, uint32_t type, const char *text);
 
 /* ---- Installation settings ------------------------------------------------------------------------------------
@@ -201,7 +219,11 @@ OX_API uint32_t OX_CALL oxcIsOxbaseInstalled(void);
 OX_API uint32_t OX_CALL oxcIsOxwatchInstalled(void);
 OX_API uint32_t OX_CALL oxcCheck64BitWindows(void);
 
-/* Whether the user may use the system: 0, also without a configured group; 5 for a user outside the group. */
+/*
+ * Whether the user may use the system: 0, also without a configured group ("LocalGroup"); 5 for a user outside the
+ * group; the mapped platform error, with a line in the system event log, when the group cannot be looked up. The level
+ * is not used: one group grants all of them.
+ */
 OX_API OX_RESULT OX_CALL oxcCheckUser(uint32_t level);
 
 /*
