@@ -65,13 +65,40 @@ class Writer {
   }
   void put_bytes(const void* bytes, std::size_t size) noexcept {
     assert(static_cast<std::size_t>(end_ - position_) >= size);
-    if (size != 0) std::memcpy(position_, bytes, size);
+    copy(position_, static_cast<const unsigned char*>(bytes), size);
     position_ += size;
   }
 
   void finish() const noexcept { assert(position_ == end_); }
 
  private:
+  // Most fields are short, and a call of memcpy for each costs more than its bytes. Two copies of a fixed size that may
+  // overlap cover every size between one and two of it.
+  static void copy(unsigned char* target, const unsigned char* source, std::size_t size) noexcept {
+    if (size > 32) {
+      std::memcpy(target, source, size);
+    } else if (size >= 16) {
+      copy_ends<16>(target, source, size);
+    } else if (size >= 8) {
+      copy_ends<8>(target, source, size);
+    } else if (size >= 4) {
+      copy_ends<4>(target, source, size);
+    } else if (size >= 2) {
+      copy_ends<2>(target, source, size);
+    } else if (size != 0) {
+      *target = *source;
+    }
+  }
+  template <std::size_t part>
+  static void copy_ends(unsigned char* target, const unsigned char* source, std::size_t size) noexcept {
+    unsigned char first[part];
+    unsigned char last[part];
+    std::memcpy(first, source, part);
+    std::memcpy(last, source + size - part, part);
+    std::memcpy(target, first, part);
+    std::memcpy(target + size - part, last, part);
+  }
+
   unsigned char* position_;
   [[maybe_unused]] unsigned char* end_;  // unused where assertions are off
 };
