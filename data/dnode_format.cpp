@@ -1,9 +1,9 @@
 // A node as one line, by a format.
+#include <algorithm>
 #include <array>
 #include <charconv>
-#include <chrono>
 #include <cstdio>
-#include <cstring>
+#include <ctime>
 #include <new>
 #include <string_view>
 
@@ -15,6 +15,7 @@
 #include "data/dnode_fields.h"
 #include "data/growing_text.h"
 #include "data/value_texts.h"
+#include "platform/clock.h"
 
 namespace ox::data {
 namespace {
@@ -65,16 +66,10 @@ const char* time_text(std::uint32_t seconds, FormatState& state) {
 const char* date(std::uint32_t seconds, FormatState& state) {
   constexpr const char* days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
   constexpr const char* months[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-  const char* text = oxcUxTimeToStr(seconds);
-  int year = 0;
-  unsigned month = 0, day = 0, hour = 0, minute = 0, second = 0;
-  if (text == nullptr || std::sscanf(text, "%d/%u/%u.%u:%u:%u", &year, &month, &day, &hour, &minute, &second) != 6) {
-    return number(seconds, state);
-  }
-  const std::chrono::year_month_day calendar{std::chrono::year(year), std::chrono::month(month), std::chrono::day(day)};
-  const unsigned weekday = std::chrono::weekday(std::chrono::sys_days(calendar)).c_encoding();
-  (void)std::snprintf(state.small, sizeof state.small, "%s %s%3u %.2u:%.2u:%.2u %d", days[weekday % 7],
-                      months[(month - 1) % 12], day, hour, minute, second, year);
+  std::tm time{};
+  if (!platform::local_time(seconds, time)) return number(seconds, state);
+  (void)std::snprintf(state.small, sizeof state.small, "%s %s%3d %.2d:%.2d:%.2d %d", days[time.tm_wday],
+                      months[time.tm_mon], time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec, time.tm_year + 1900);
   return state.small;
 }
 

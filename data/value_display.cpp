@@ -1,6 +1,7 @@
 // Value to text.
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -55,7 +56,9 @@ const char* decimal(Number number, GrowingText& out) noexcept {
   return out.text();
 }
 
+// A conversion of common/, null when the thread has no memory for its buffer.
 const char* copy_of(const char* text, GrowingText& out) noexcept {
+  if (text == nullptr) return nullptr;
   out.append(text);
   return out.text();
 }
@@ -167,7 +170,7 @@ const char* print_ipv6(const dnode& node, GrowingText& out) {
 const char* print_prefix(const dnode& node, GrowingText& out) {
   const std::string_view bytes = node.value.view();
   if (bytes.size() != 17 || static_cast<unsigned char>(bytes.back()) > 128) return hex(node, whole, out);
-  out.append(oxcIpv6AddrToStr(bytes.data()));
+  if (copy_of(oxcIpv6AddrToStr(bytes.data()), out) == nullptr) return nullptr;
   out.append("/");
   return decimal(static_cast<unsigned>(static_cast<unsigned char>(bytes.back())), out);
 }
