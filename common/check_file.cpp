@@ -5,6 +5,7 @@
 
 #include "common/ascii.h"
 #include "common/error_codes.h"
+#include "common/paths.h"
 #include "common/shift_jis.h"
 #include "common/trace.h"
 #include "platform/file.h"
@@ -24,7 +25,7 @@ enum : std::uint32_t {
 std::string_view file_name(const char* path) noexcept {
   const char* name = path;
   while (*path != '\0') {
-    const bool separator = *path == '/' || *path == '\\';
+    const bool separator = ox::is_separator(*path);
     path += ox::character_size(path);
     if (separator) name = path;
   }

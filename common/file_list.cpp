@@ -13,6 +13,7 @@
 #include "common/memory.h"
 #include "common/paths.h"
 #include "common/trace.h"
+#include "platform/environment.h"
 #include "platform/file.h"
 
 struct oxfFileList {
@@ -86,10 +87,11 @@ struct ListDelete {
 };
 using OwnedList = std::unique_ptr<oxfFileList, ListDelete>;
 
-OwnedList make_list(const char* directory, const std::vector<Found>& files) {
+// The names are kept as the system gave them, whatever characters they hold.
+OwnedList make_list(const std::string& directory, const std::vector<Found>& files) {
   OwnedList list;
   for (const Found& file : files) {
-    const std::string path = ox::join_path({directory, file.name});
+    const std::string path = directory + ox::platform::path_separator + file.name;
     void* block = oxcMemZalloc(static_cast<std::uint32_t>(sizeof(oxfFileList) + path.size()), "oxfilelist_002");
     if (block == nullptr) ox::out_of_memory();
     auto* entry = static_cast<oxfFileList*>(block);
@@ -116,11 +118,12 @@ OX_RESULT get_file_list(const char* directory, const char* extension, std::uint3
   if (std::strlen(directory) + std::strlen(extension) + 2 >= ox::max_path) return OX_ENAMELONG;
 
   std::vector<DirectoryEntry> entries;
-  const ox::platform::Error error = ox::platform::list_directory(directory, entries);
+  const std::string path = ox::join_path({directory});
+  const ox::platform::Error error = ox::platform::list_directory(path.c_str(), entries);
   const bool none = error == ox::platform::error_file_not_found || error == ox::platform::error_path_not_found;
   if (error != ox::platform::error_none && !none) return ox::code_of_platform_error(error);
 
-  OwnedList made = make_list(directory, select(entries, extension, mask));
+  OwnedList made = make_list(path, select(entries, extension, mask));
   trace_list(made.get());
   if (list != nullptr) *list = made.release();
   return OX_OK;

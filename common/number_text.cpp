@@ -35,8 +35,8 @@ Digits read_digits(const char* text, std::uint32_t base) noexcept {
   base = take_prefix(text, base);
   for (unsigned digit; (digit = digit_value(*text)) < base; ++text) {
     digits.any = true;
-    if (digits.value > (UINT64_MAX - digit) / base) digits.overflow = true;
-    digits.value = digits.value * base + digit;
+    if (__builtin_mul_overflow(digits.value, base, &digits.value)) digits.overflow = true;
+    if (__builtin_add_overflow(digits.value, digit, &digits.value)) digits.overflow = true;
   }
   digits.end = text;
   return digits;

@@ -11,6 +11,7 @@
 
 #include "common/error_position.h"
 #include "common/open_retry.h"
+#include "common/trace_control.h"
 #include "platform/file.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/system_root.h"
@@ -168,6 +169,28 @@ TEST(FileList, EveryAllocationMayFail) {
     (void)oxfFileListFree(list);
     return result;
   });
+}
+
+TEST(FileTrace, LinesAreThoseOfTheVocabulary) {
+  ox::trace::attach();
+  const std::string directory = work_dir() + "/traced";
+  write_file(directory + "/user.def", "");
+  ASSERT_EQ(0u, oxcDebugOutput(0, (work_dir() + "/tmp/files.dbg").c_str()));
+  (void)oxcSetDebugMask(ox::trace::general);
+  EXPECT_EQ(0u, oxfGetFileList(directory.c_str(), ".def", 0x14, nullptr));
+  EXPECT_EQ(1u, oxfGetFileList(nullptr, nullptr, 0, nullptr));
+  EXPECT_EQ(nullptr, oxcCFileOpen(nullptr, "r"));
+  (void)ox::open_with_retry(
+      "oxcCFileOpen", [] { return 0; }, [](int) { return false; }, [](uint32_t) {});
+  (void)oxcSetDebugMask(0);
+  ox::trace::detach();
+  EXPECT_EQ("<S:oxfGetFileList(" + directory + ",.def,14)>\nfile list {\n\t" + directory +
+                "/user.def(3)\n}\n<E:oxfGetFileList[0]>\n"
+                "<S:oxfGetFileList((null),(null),0)>\n<E:oxfGetFileList[1]>\n"
+                "<S:oxcCFileOpen()>\n<E:oxcCFileOpen(0)>\n"
+                "<X:oxcCFileOpen(cnt = 1)>\n<X:oxcCFileOpen(cnt = 2)>\n<X:oxcCFileOpen(cnt = 3)>\n"
+                "<X:oxcCFileOpen(cnt = 4)>\n",
+            ox::test::read_file(work_dir() + "/tmp/files_00.dbg"));
 }
 
 TEST(ErrorPosition, ANullFileSetsOnlyTheLineAndThreadsAreApart) {
