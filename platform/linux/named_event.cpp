@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <climits>
 #include <ctime>
+#include <thread>
 #include <utility>
 
 #include "platform/linux/fail.h"
@@ -181,11 +182,21 @@ struct NamedMutex::Impl {
     (void)::pthread_mutexattr_destroy(&kind);
   }
 
-  // Gives up every level of the calling thread's ownership.
-  void release() noexcept {
-    while (::pthread_mutex_unlock(mutex()) == 0) {
-    }
+  void owned(bool afresh) noexcept {
+    if (afresh || owner != std::this_thread::get_id()) depth = 0;
+    owner = std::this_thread::get_id();
+    ++depth;
   }
+
+  void unlock() noexcept {
+    if (owner != std::this_thread::get_id()) return;
+    if (--depth == 0) owner = std::thread::id();
+    (void)::pthread_mutex_unlock(mutex());
+  }
+
+  // The thread that owns it through this object, and how often it took it. The depth is that thread's.
+  std::atomic<std::thread::id> owner{std::thread::id()};
+  std::uint32_t depth = 0;
 };
 
 NamedMutex::NamedMutex() = default;
@@ -195,7 +206,7 @@ NamedMutex& NamedMutex::operator=(NamedMutex&& other) noexcept {
   return *this;
 }
 NamedMutex::~NamedMutex() {
-  if (impl_ != nullptr) impl_->release();
+  while (impl_ != nullptr && impl_->owner == std::this_thread::get_id()) impl_->unlock();
 }
 
 Error NamedMutex::create(const char* name, Access access) {
@@ -225,14 +236,14 @@ Error NamedMutex::lock(std::uint32_t milliseconds) noexcept {
   const Deadline deadline(milliseconds);
   const int result = deadline.end() != nullptr ? ::pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, deadline.end())
                                                : ::pthread_mutex_lock(mutex);
-  if (result == 0) return error_none;
-  if (result != EOWNERDEAD) return fail_errno(result);
-  (void)::pthread_mutex_consistent(mutex);
+  if (result != 0 && result != EOWNERDEAD) return fail_errno(result);
+  if (result == EOWNERDEAD) (void)::pthread_mutex_consistent(mutex);
+  impl_->owned(result == EOWNERDEAD);
   return error_none;
 }
 
 void NamedMutex::unlock() noexcept {
-  if (impl_ != nullptr) (void)::pthread_mutex_unlock(impl_->mutex());
+  if (impl_ != nullptr) impl_->unlock();
 }
 
 }  // namespace ox::platform
