@@ -1,0 +1,37 @@
+// The line reader of definition, enumeration and description files.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+
+#include <oxbase/oxtypes.h>
+
+namespace ox::amib {
+
+class LineFile {
+ public:
+  // 142 when the file cannot be opened.
+  OX_RESULT open(const char* path);
+  // Goes back to the first line.
+  OX_RESULT rewind();
+
+  // Reads the next line into the reader's own buffer, where the caller may change it; null at the end of the file.
+  // The last character of every line is dropped without being looked at: it is the line feed, and a last line without
+  // one loses a character. A carriage return before the line feed is dropped too. Empty lines and those that begin
+  // with "#" are passed over. 87 for a line of 8191 characters or more; the runtime's error when reading fails.
+  OX_RESULT next(char*& line);
+
+  [[nodiscard]] std::uint32_t line_number() const noexcept { return number_; }
+
+ private:
+  struct Close {
+    void operator()(std::FILE* file) const noexcept { (void)std::fclose(file); }
+  };
+
+  std::unique_ptr<std::FILE, Close> file_;
+  std::uint32_t number_ = 0;
+  char line_[8194];
+};
+
+}  // namespace ox::amib

@@ -1,0 +1,15 @@
+// The tree's text files of the installation: "public/amib" under the work directory.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <oxbase/oxtypes.h>
+
+namespace ox::amib {
+
+// The files of an extension (".enm"), in reading order: "oxbase" first, "user" last. 14 without a work directory, 152
+// when its path is too long, or the listing's error.
+OX_RESULT list_public_files(const char* extension, std::vector<std::string>& files);
+
+}  // namespace ox::amib

@@ -1,0 +1,168 @@
+// Whether the tree that exists was built from a given set of files: they are built once more, into a scratch tree, and
+// the memory images are compared. That is why loading has to be deterministic.
+#include <algorithm>
+#include <cstring>
+#include <memory>
+
+#include <oxbase/oxb.h>
+#include <oxbase/oxc.h>
+
+#include "amib/loader.h"
+#include "amib/shared_blocks.h"
+#include "amib/tree.h"
+#include "common/error_position.h"
+#include "common/trace.h"
+
+namespace ox::amib {
+namespace {
+
+OX_RESULT check_files(const oxbFileEntry* list) {
+  for (const oxbFileEntry* file = list; file != nullptr; file = file->next) {
+    const OX_RESULT result = oxcCheckFile(file->path, 1);
+    if (result == OX_OK) continue;
+    (void)oxfSetErrorFile(file->path != nullptr ? file->path : "", 0);
+    OX_TRACE(trace::amib, "<M:oxbAddAlreadyExistAmibTree(oxcCheckFile Error)>\n");
+    return result;
+  }
+  return OX_OK;
+}
+
+// The tree that exists, mapped apart from the tree in use; given up again unless it is adopted.
+class ExistingTree {
+ public:
+  explicit ExistingTree(std::uint32_t key) { view_.key = key; }
+  ~ExistingTree();
+  ExistingTree(const ExistingTree&) = delete;
+  ExistingTree& operator=(const ExistingTree&) = delete;
+
+  // Blocks are found by their keys: an owner that ended may have cleared the directory.
+  OX_RESULT map();
+  [[nodiscard]] bool has_image(std::uint32_t index, const char* image, std::size_t size) const;
+  OX_RESULT adopt();
+
+ private:
+  View view_;
+  std::array<std::size_t, block_slots> sizes_{};
+  bool directory_writable_ = false;
+  bool adopted_ = false;
+};
+
+OX_RESULT ExistingTree::map() {
+  ShmView block;
+  for (std::uint32_t i = 1; i < block_slots; ++i) {
+    const OX_RESULT result = shm_reference(view_.key + i, shm_write, block);
+    if (result == OX_ENOSHM) break;
+    if (result != OX_OK) {
+      OX_TRACE(trace::amib, "<M:oxbAddAlreadyExistAmibTree(shm_reference1 Error)>\n");
+      return result;
+    }
+    view_.blocks[i] = static_cast<char*>(block.base);
+    sizes_[i] = block.size;
+  }
+  OX_RESULT result = shm_reference(view_.key, shm_write, block);
+  if (result == OX_OK) {
+    view_.directory = static_cast<Directory*>(block.base);
+    directory_writable_ = block.writable;
+    if (block.size < sizeof(Directory)) result = OX_ENOSHM;  // not a tree
+  }
+  if (result != OX_OK) OX_TRACE(trace::amib, "<M:oxbAddAlreadyExistAmibTree(shm_reference2 Error)>\n");
+  return result;
+}
+
+ExistingTree::~ExistingTree() {
+  if (adopted_) return;
+  for (std::uint32_t i = 1; i < block_slots; ++i) {
+    if (view_.blocks[i] != nullptr) (void)shm_release(view_.key + i, view_.blocks[i]);
+  }
+  if (view_.directory != nullptr) (void)shm_release(view_.key, view_.directory);
+}
+
+// A scratch block of null stands for none: the tree must not have one there either.
+bool ExistingTree::has_image(std::uint32_t index, const char* image, std::size_t size) const {
+  const char* block = view_.blocks[index];
+  if (block == nullptr || image == nullptr) return block == image;
+  return size <= sizes_[index] && platform::is_readable(block, size) && std::memcmp(block, image, size) == 0;
+}
+
+OX_RESULT ExistingTree::adopt() {
+  view_.root = view_.directory->root;
+  if (view_.root == 0 || view_.blocks[view_.root >> offset_bits] == nullptr) return OX_EDIFFERENT;
+  for (std::uint32_t i = 1; i < block_slots && directory_writable_; ++i) {
+    if (view_.blocks[i] != nullptr) view_.directory->key[i] = view_.key + i;
+  }
+  use_view(view_);
+  adopted_ = true;
+  return OX_OK;
+}
+
+// Whichever way it ends, the tree that was in use and the selection are as they were.
+class ScratchTree {
+ public:
+  ScratchTree() : selection_(selection()), view_(current_view()) {
+    select_tree(OXB_SCRATCH_TREE);
+    set_selection({OXB_SCRATCH_TREE, 0});
+  }
+  ~ScratchTree();
+  ScratchTree(const ScratchTree&) = delete;
+  ScratchTree& operator=(const ScratchTree&) = delete;
+
+  // In passes, until all files are in or a pass brings no progress. Fails for what no order of the files can mend.
+  OX_RESULT build(oxbFileEntry* list);
+  [[nodiscard]] bool equals(const ExistingTree& tree) const;
+
+ private:
+  Selection selection_;
+  View view_;
+};
+
+OX_RESULT ScratchTree::build(oxbFileEntry* list) {
+  for (std::size_t before = SIZE_MAX;;) {
+    std::size_t missing = 0;
+    for (oxbFileEntry* file = list; file != nullptr; file = file->next) {
+      if (file->done != 0) continue;
+      const OX_RESULT result = add_file(file->path);
+      if (result != OX_OK && !is_file_fault(result)) return result;
+      if (result == OX_OK) file->done = 1;
+      missing += result != OX_OK ? 1 : 0;
+    }
+    if (missing == 0 || missing == before) return OX_OK;
+    before = missing;
+  }
+}
+
+bool ScratchTree::equals(const ExistingTree& tree) const {
+  const bool any = view_key() == OXB_SCRATCH_TREE;
+  for (std::uint32_t i = 1; i < block_slots; ++i) {
+    const char* image = any ? block_base[i] : nullptr;
+    const ShmEntry* entry = image != nullptr ? search_shm_entry(OXB_SCRATCH_TREE + i) : nullptr;
+    if (!tree.has_image(i, image, entry != nullptr ? entry->handles->block.size() : 0)) return false;
+  }
+  return true;
+}
+
+ScratchTree::~ScratchTree() {
+  if (view_key() == OXB_SCRATCH_TREE) give_up_tree(OXB_SCRATCH_TREE);
+  use_view(view_);
+  set_selection(selection_);
+}
+
+OX_RESULT verify(oxbFileEntry* list) {
+  if (list == nullptr) return OX_ENOTINTABLE;
+  if (const OX_RESULT result = check_files(list); result != OX_OK) return result;
+  const auto tree = std::make_unique<ExistingTree>(selection().key);
+  if (const OX_RESULT result = tree->map(); result != OX_OK) return result;
+  {
+    ScratchTree scratch;
+    if (const OX_RESULT result = scratch.build(list); result != OX_OK) return result;
+    if (!scratch.equals(*tree)) return OX_EDIFFERENT;
+  }
+  return tree->adopt();
+}
+
+}  // namespace
+}  // namespace ox::amib
+
+extern "C" OX_RESULT OX_CALL oxbUseAlreadyExistAmibTree(oxbFileEntry* list) {
+  OX_TRACE(ox::trace::amib, "<S:oxbAddAlreadyExistAmibTree()>\n");
+  return ox::traced_as(ox::trace::amib, "<E:oxbAddAlreadyExistAmibTree(%d)>\n", [&] { return ox::amib::verify(list); });
+}
