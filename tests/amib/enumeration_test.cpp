@@ -1,0 +1,127 @@
+// Enumeration and description files.
+#include "amib/enumeration.h"
+
+#include "tests/amib/tree_fixture.h"
+
+namespace ox::amib {
+namespace {
+
+using test::TreeTest;
+
+class EnumerationTest : public TreeTest {
+ protected:
+  void SetUp() override {
+    TreeTest::SetUp();
+    load_small_tree();
+  }
+
+  static OX_RESULT read(std::string_view text, EnumTable& table) {
+    return read_enum_file(define("test.enm", text).c_str(), table);
+  }
+  static void install(const std::string& name, std::string_view text) {
+    test::write_file(test::work_dir() + "/public/amib/" + name, text);
+  }
+  static std::string text_of(const char* path, int32_t value, OX_RESULT expected = 0) {
+    const char* text = nullptr;
+    EXPECT_EQ(expected, oxbEnumToStr(path, value, &text)) << path;
+    return text != nullptr ? text : "(null)";
+  }
+};
+
+TEST_F(EnumerationTest, FileRules) {
+  EnumTable table;
+  ASSERT_EQ(0u, read("stray text\n# comment\n"
+                     "{\n nobody(1)\n}\n"  // no header yet
+                     "obj.cmn.cmnState:\r\n{\r\n\t up (2)\r\ndown(-1)\r\n}\r\n"
+                     "{\nagain(0)\n}\n"  // a second block of the same header
+                     "obj.nosuch:\n{\nnone(1)\n}\n"
+                     "11.1.3:\n{\nopen(1)\n"  // not closed: the next header takes its place
+                     "obj.cmn.cmnName:\n{ first line\nx(y)(10)\n}\n"
+                     "obj.cmn:\n{\nlost(1)\n}",  // the last line has no end
+                     table));
+  ASSERT_EQ(3u, table.size());
+  EXPECT_EQ("11.1.2", table[0].path);
+  ASSERT_EQ(2u, table[0].items.size());
+  EXPECT_EQ(-1, table[0].items[0].value);
+  EXPECT_EQ("up (2)", table[0].items[1].text);
+  EXPECT_EQ("again(0)", table[1].items[0].text);
+  EXPECT_EQ("11.1.1", table[2].path);
+  EXPECT_EQ(10, table[2].items[0].value);
+}
+
+TEST_F(EnumerationTest, FileFaults) {
+  const std::string open = "obj.cmn.cmnState:\n{\n";
+  const struct {
+    OX_RESULT result;
+    std::string text;
+  } rows[] = {{4, "a(1)\n}\n"},
+              {70, open + "up\n"},
+              {70, open + "up1)\n"},
+              {70, open + "up()\n"},
+              {70, open + "up(1x)\n"},
+              {70, open + "up(1) \n"},
+              {88, open + "up(2147483648)\n"},
+              {76, open + " \t\n"},
+              {76, open + std::string(1022, 'u') + "(1)\n"},
+              {87, std::string(8191, 'u') + "\n"},
+              {126, std::string(4096, '1') + ":\n{\n}\n"}};
+  for (const auto& row : rows) {
+    EnumTable table;
+    EXPECT_EQ(row.result, read(row.text, table)) << row.text.substr(0, 60);
+    const auto line = std::count(row.text.begin(), row.text.end(), '\n');
+    EXPECT_EQ("test.enm:" + std::to_string(line), error_position());
+  }
+}
+
+TEST_F(EnumerationTest, LookUp) {
+  const char* text = nullptr;
+  int32_t value = 0;
+  install("oxbase.enm", "obj.cmn:\n{\nouter(1)\n}\nobj.cmn.cmnState:\n{\ndown(2)\nup(1)\nodd(-3)\n}\n");
+  install("broken.enm", "}\n");
+  EXPECT_EQ("1", text_of("obj.cmn.cmnState.0", 1, 4));  // nothing is kept of a failed load; the next use tries again
+  install("broken.enm", "");
+  install("user.enm", "iso:\n{\nfirst(1)\n}\nobj.cmn.cmnState:\n{\ndown(2)\nup(1)\nuser(7)\nodd(-3)\n}\n");
+  EXPECT_EQ("up(1)", text_of("obj.cmn.cmnState.0", 1));
+  EXPECT_EQ("odd(-3)", text_of("11.1.2.5.6", -3));
+  EXPECT_EQ("user(7)", text_of("11.1.2", 7));  // of two enumerations the one read later
+  EXPECT_EQ("outer(1)", text_of("obj.cmn.cmnName", 1));
+  EXPECT_EQ("first(1)", text_of(".system.1", 1));
+  EXPECT_EQ("-9", text_of("obj.cmn.cmnState.0", -9, 183));
+  EXPECT_EQ("1", text_of("obj", 1, 183));
+  EXPECT_EQ("1", text_of("obj.nosuch", 1, 125));
+  EXPECT_EQ("1", text_of(nullptr, 1, 125));
+  EXPECT_EQ(1u, oxbEnumToStr("obj", 1, nullptr));
+
+  std::string items;
+  for (uint32_t i = 0; oxbEnumItem("obj.cmn.cmnState", i, &value, &text) == 0; ++i) items += std::string(text) + " ";
+  EXPECT_EQ("odd(-3) up(1) down(2) user(7) ", items);
+  EXPECT_EQ(183u, oxbEnumItem("obj.cmn.cmnState", 4, &value, &text));
+
+  EXPECT_EQ(0u, oxbStrToEnum("up(-12)", &value));
+  EXPECT_EQ(-12, value);
+  EXPECT_EQ(70u, oxbStrToEnum("up(1", &value));
+  EXPECT_EQ(70u, oxbStrToEnum("1)", &value));
+  ASSERT_EQ(0u, oxbDeleteAmibTree(OXB_TREE));
+  EXPECT_EQ("5", text_of("obj.cmn.cmnState", 5, 14));
+}
+
+TEST_F(EnumerationTest, Descriptions) {
+  const char* text = nullptr;
+  install("oxbase.dsc",
+          "# texts\nobj.cmn.cmnName\tThe name.\r\nobj.nosuch\tUnknown\n11.1.2\tIts state.\tOr so.\nbad line\n");
+  EXPECT_EQ(4u, oxbAmibToDesc("obj.cmn.cmnName", &text));
+  EXPECT_EQ("oxbase.dsc:5", error_position());
+  install("oxbase.dsc", "# texts\nobj.cmn.cmnName\tThe name.\r\nobj.nosuch\tUnknown\n11.1.2\tIts state.\tOr so.\n");
+  install("user.dsc", "obj.cmn.1\tAnother text.\n");
+  EXPECT_EQ(0u, oxbAmibToDesc("11.1.1.0", &text));
+  EXPECT_STREQ("Another text.", text);
+  EXPECT_EQ(0u, oxbAmibToDesc("obj.cmn.cmnState", &text));
+  EXPECT_STREQ("Its state.\tOr so.", text);
+  EXPECT_EQ(183u, oxbAmibToDesc("obj.cmn", &text));
+  EXPECT_EQ(125u, oxbAmibToDesc("obj.nosuch", &text));
+  EXPECT_EQ(125u, oxbAmibToDesc(nullptr, &text));
+  EXPECT_EQ(1u, oxbAmibToDesc("obj", nullptr));
+}
+
+}  // namespace
+}  // namespace ox::amib

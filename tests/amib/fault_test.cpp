@@ -1,0 +1,129 @@
+// Memory running out at every point of loading, attaching, verifying and reading files.
+#include <oxbase/oxc.h>
+
+#include "amib/enumeration.h"
+#include "amib/shared_blocks.h"
+#include "amib/tree.h"
+#include "common/trace.h"
+#include "tests/amib/tree_fixture.h"
+#include "tests/support/fault_heap.h"
+
+namespace ox::amib {
+namespace {
+
+using test::TreeTest;
+
+class AmibFaultTest : public TreeTest {
+ protected:
+  // Runs `op` on a freshly loaded tree with its first, second, ... allocation failing, until it gets by without it;
+  // `check` looks at what each run left. No run leaves a block behind once the tree is gone.
+  template <class Op, class Check>
+  void each_allocation_fails(Op op, Check check, bool sorts = false) {
+    bool reached = true;
+    for (int n = 1; reached; ++n) {
+      SCOPED_TRACE(n);
+      const uint32_t blocks = oxcGetMemValue(1);
+      ASSERT_EQ(0u, oxbAddAmibTree(first_.c_str()));
+      test::fail_allocation(n);
+      const OX_RESULT result = op();
+      reached = test::stop_failing();
+      // A sort does without its buffer.
+      if (result != 0 || !sorts) {
+        EXPECT_EQ(reached ? OX_RESULT{OX_ENOMEM} : OX_RESULT{OX_OK}, result);
+      }
+      check(result == 0);
+      EXPECT_EQ(0u, oxbDeleteAmibTree(OXB_TREE));
+      EXPECT_EQ(nullptr, search_shm_entry(OXB_SCRATCH_TREE));
+      EXPECT_EQ(blocks, oxcGetMemValue(1));
+      ASSERT_LT(n, 10000);
+    }
+  }
+
+  const std::string first_ = define("small.def", test::small_tree);
+  const std::string second_ = define("more.def",
+                                     "more obj.5 INTEGER read-only CONF-ACS\n"
+                                     "cmnState cmn.2 INTEGER write-only SNMP-ACS\n");
+};
+
+TEST_F(AmibFaultTest, FirstFile) {
+  each_allocation_fails(
+      [&] {
+        give_up_tree(OXB_TREE);
+        return oxbAddAmibTree(first_.c_str());
+      },
+      [&](bool loaded) {
+        EXPECT_EQ(loaded, is_attached());
+        EXPECT_EQ(loaded, search_shm_entry(OXB_TREE) != nullptr);
+        EXPECT_EQ(0u, loaded ? 0u : oxbAddAmibTree(first_.c_str()));
+      });
+}
+
+TEST_F(AmibFaultTest, LaterFile) {
+  each_allocation_fails([&] { return oxbAddAmibTree(second_.c_str()); },
+                        [&](bool added) {
+                          EXPECT_EQ(added ? 0u : 125u, entry_result("obj.more"));
+                          EXPECT_EQ(added ? 3u : 1u, oxbAccessControl(node("obj.cmn.cmnState")));
+                          EXPECT_EQ(0u, oxbAddAmibTree(second_.c_str()));  // and once more does no harm
+                        });
+}
+
+// A failed attach gives up every block of the process, and with them this tree: only the process's own state is left
+// to look at.
+TEST_F(AmibFaultTest, Attaching) {
+  bool reached = true;
+  for (int n = 1; reached; ++n) {
+    const uint32_t blocks = oxcGetMemValue(1);
+    ASSERT_EQ(0u, oxbAddAmibTree(first_.c_str()));
+    use_view({});
+    test::fail_allocation(n);
+    const OX_RESULT result = oxbInit(OXB_TREE);
+    reached = test::stop_failing();
+    EXPECT_EQ(reached ? OX_RESULT{OX_ENOMEM} : OX_RESULT{OX_OK}, result) << n;
+    EXPECT_EQ(!reached, is_attached());
+    shm_close_all();
+    use_view({});
+    EXPECT_EQ(blocks, oxcGetMemValue(1));
+  }
+}
+
+TEST_F(AmibFaultTest, Verifying) {
+  oxbFileEntry file{};
+  file.path = first_.c_str();
+  (void)oxbUseAlreadyExistAmibTree(nullptr);
+  each_allocation_fails(
+      [&] {
+        oxbFileEntry list = file;
+        return oxbUseAlreadyExistAmibTree(&list);
+      },
+      [&](bool) { EXPECT_EQ(0u, entry_result("obj.cmn.cmnState")); });
+}
+
+TEST_F(AmibFaultTest, Enumerations) {
+  const std::string path = define("test.enm", "obj.cmn.cmnState:\n{\nup(1)\na text of some length(2)\n}\nobj:\n{\n}\n");
+  each_allocation_fails(
+      [&] {
+        return guarded([&] {
+          EnumTable table;
+          const OX_RESULT result = read_enum_file(path.c_str(), table);
+          order_enumerations(table);
+          return result;
+        });
+      },
+      [](bool) {}, true);
+}
+
+TEST_F(AmibFaultTest, Expansion) {
+  each_allocation_fails(
+      [&] {
+        uint32_t count = 7;
+        char* results[4];
+        const OX_RESULT result = oxbDeploy("{a,b}.{c,d}", &count, results, 4);
+        EXPECT_EQ(result == 0 ? 4u : 0u, count);
+        while (count != 0) (void)oxcMemFree(results[--count]);
+        return result;
+      },
+      [](bool) {});
+}
+
+}  // namespace
+}  // namespace ox::amib

@@ -1,0 +1,186 @@
+// Definition files: what is accepted, what is refused and where, and that a refused file leaves no trace.
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "amib/shared_blocks.h"
+#include "amib/tree.h"
+#include "tests/amib/tree_fixture.h"
+
+namespace ox::amib {
+namespace {
+
+using test::TreeTest;
+
+class LoaderTest : public TreeTest {
+ protected:
+  // Everything that readers can see of the tree.
+  static std::string image() {
+    std::string bytes(reinterpret_cast<const char*>(directory()), sizeof(Directory));
+    for (uint32_t i = 1; i < block_slots; ++i) {
+      if (block_base[i] == nullptr) continue;
+      bytes.append(block_base[i], search_shm_entry(view_key() + i)->handles->block.size());
+    }
+    return bytes;
+  }
+};
+
+struct Fault {
+  const char* what;
+  OX_RESULT result;
+  int line;  // 0: none recorded
+  std::string text;
+};
+
+const std::string leaf = " INTEGER read-only CONF-ACS\n";
+
+std::vector<Fault> faults() {
+  return {
+      {"four fields", 4, 2, "# comment\na obj.5 INTEGER read-only\n"},
+      {"no dot", 4, 1, "a obj INTEGER read-only CONF-ACS\n"},
+      {"no number", 70, 1, "a obj." + leaf},
+      {"signed number", 70, 1, "a obj.-1" + leaf},
+      {"dots in the number", 70, 1, "a obj.1.2" + leaf},
+      {"number too large", 88, 1, "a obj.4294967296" + leaf},
+      {"type", 61, 3, "\n\na obj.5 integer read-only CONF-ACS\n"},
+      {"access", 132, 1, "a obj.5 INTEGER readonly CONF-ACS\n"},
+      {"interface", 133, 1, "a obj.5 INTEGER read-only CONF\n"},
+      {"the last line loses its last character", 133, 1, "a obj.5 INTEGER read-only CONF-ACS"},
+      {"name of 64 characters", 125, 1, std::string(64, 'n') + " obj.5" + leaf},
+      {"name beginning with a digit", 125, 1, "1a obj.5" + leaf},
+      {"underscore in a name", 125, 1, "a_b obj.5" + leaf},
+      {"number used", 130, 2, "a obj.5" + leaf + "b obj.5" + leaf},
+      {"number used by the same name of another type", 130, 1, "cmnState cmn.2 Counter read-only SNMP-ACS\n"},
+      {"name used", 129, 1, "cmnName cmn.9" + leaf},
+      {"number of an earlier sibling, name of a later one", 130, 1, "cmnState cmn.1" + leaf},
+      {"name of an earlier sibling, number of a later one", 129, 1, "cmnName cmn.2" + leaf},
+      {"no parent", 131, 1, "a nobody.1" + leaf},
+      {"no parent, after a node", 356, 2, "a obj.5" + leaf + "b nobody.1" + leaf},
+      {"no parent, after a repeated line", 356, 2, "cmn obj.1 AMIBNONE not-accessible NULL-ACS\nb nobody.1" + leaf},
+      {"line of 8191 characters with its end", 87, 2, "\n#" + std::string(8189, '.') + "\n"},
+      {"line without end", 87, 1, std::string(20000, 'a')},
+      {"too many definitions", 191, 0,
+       [] {
+         std::string text;
+         for (int i = 0; i < 21000; ++i) text += std::string(60, 'n') + " obj." + std::to_string(i) + leaf;
+         return text;
+       }()},
+  };
+}
+
+TEST_F(LoaderTest, FaultsAreToldAndLeaveTheTreeAsItWas) {
+  load_small_tree();
+  const std::string before = image();
+  for (const Fault& fault : faults()) {
+    SCOPED_TRACE(fault.what);
+    EXPECT_EQ(fault.result, add("fault.def", fault.text));
+    EXPECT_EQ(fault.line == 0 ? "" : "fault.def:" + std::to_string(fault.line), error_position());
+    EXPECT_TRUE(before == image());
+    EXPECT_EQ(nullptr, search_shm_entry(1122));
+  }
+  EXPECT_EQ(5002u, oxbAddAmibTree((test::system_root() + "/none.def").c_str()));
+  EXPECT_EQ("none.def:0", error_position());
+  EXPECT_EQ(138u, oxbAddAmibTree(test::work_dir().c_str()));
+  EXPECT_EQ(1u, oxbAddAmibTree(nullptr));
+  EXPECT_EQ(0u, entry_result("obj.cmn.cmnName"));
+}
+
+TEST_F(LoaderTest, AcceptedLines) {
+  load_small_tree();
+  ASSERT_EQ(0u, add("more.def",
+                    "  a\tobj.010U   INTEGER read-only CONF-ACS and more fields\n"  // decimal, though it begins with 0
+                    " \t \n"
+                    "'b' obj.11 INTEGER read-only \"CONF-ACS\"\n"
+                    "c obj.12 INTEGER read-only CONF-ACS \"an open quote\n"
+                    "crlf obj.13 INTEGER read-only CONF-ACS\r\n"
+                    "\r\n" +
+                        std::string("#") + std::string(8188, '.') +
+                        "\r\n"
+                        "twins obj.20 AMIBNONE not-accessible NULL-ACS\n"
+                        "twins twins.1 AMIBNONE not-accessible NULL-ACS\n"
+                        "under twins.2 INTEGER read-only CONF-ACS\n"));  // under the later one
+  EXPECT_EQ(10u, oxbNumber(node("obj.a")));
+  for (const char* path : {"obj.b", "obj.c", "obj.crlf", "obj.twins.twins.under"}) EXPECT_EQ(0u, entry_result(path));
+}
+
+TEST_F(LoaderTest, RepeatedLinesMergeTheirAccess) {
+  load_small_tree();
+  ASSERT_EQ(0u, add("again.def",
+                    "cmnState cmn.2 INTEGER read-only SNMP-ACS\n"
+                    "cmnState cmn.2 INTEGER write-only SNMP-ACS\n"
+                    "next cmn.9 INTEGER read-only SNMP-ACS\n"));
+  const uint32_t state = node("obj.cmn.cmnState");
+  EXPECT_EQ(3u, oxbAccessControl(state));
+  EXPECT_EQ(make_ref(2, 2 * record_size(8)), node("obj.cmn.next"));  // the repeated lines keep their records
+  EXPECT_EQ(356u, add("late.def", "cmnState cmn.2 INTEGER accessible-for-notify SNMP-ACS\na nobody.1" + leaf));
+  EXPECT_EQ(3u, oxbAccessControl(state));
+}
+
+TEST_F(LoaderTest, FailedFirstFileLeavesNoTree) {
+  EXPECT_EQ(131u, add("first.def", "a nobody.1" + leaf));
+  EXPECT_EQ(356u, add("first.def", "a amibtop.1" + leaf + "b nobody.1" + leaf));
+  EXPECT_EQ(14u, entry_result("a"));
+  EXPECT_EQ(nullptr, search_shm_entry(OXB_TREE));
+  EXPECT_EQ(193u, oxbInit(OXB_TREE));
+  EXPECT_EQ(0u, add("first.def", "a amibtop.1" + leaf));
+  EXPECT_EQ(0u, entry_result("a"));
+}
+
+TEST_F(LoaderTest, FilesWithoutNodes) {
+  EXPECT_EQ(0u, add("none.def", "# nothing\n\n"));  // a first file makes the root
+  EXPECT_EQ(0u, entry_result(""));
+  EXPECT_EQ(44u, search_shm_entry(1121)->handles->block.size());
+  EXPECT_EQ(0u, add("none.def", "# nothing\n\n"));  // a later one makes nothing
+  EXPECT_EQ(0u, directory()->key[2]);
+}
+
+TEST_F(LoaderTest, OnlyTheBuilderAddsToATree) {
+  load_small_tree();
+  const std::string before = image();
+  OX_RESULT result = 0;
+  std::thread([&] { result = add("other.def", "a obj.5" + leaf); }).join();
+  EXPECT_EQ(416u, result);
+  EXPECT_TRUE(before == image());
+  EXPECT_EQ(0u, add("other.def", "a obj.5" + leaf));
+}
+
+TEST_F(LoaderTest, EverySlotCanBeUsed) {
+  load_small_tree();
+  for (int i = 2; i < 2048; ++i) {
+    ASSERT_EQ(0u, add("slot.def", "s" + std::to_string(i) + " obj." + std::to_string(i) + leaf)) << i;
+  }
+  EXPECT_EQ(13u, add("slot.def", "more obj.3000" + leaf));
+  EXPECT_EQ("", error_position());
+  EXPECT_EQ((2047u << 21), node("obj.s2047"));
+}
+
+// 30,000 children of one parent in three files: every look-up of the loader has to stay one.
+TEST_F(LoaderTest, ManySiblingsAcrossFiles) {
+  load_small_tree();
+  for (int file = 0; file < 3; ++file) {
+    std::string text;
+    for (int i = file * 10000; i < (file + 1) * 10000; ++i) {
+      text += "child" + std::to_string(i) + " obj." + std::to_string(i + 100) + leaf;
+    }
+    ASSERT_EQ(0u, add("many.def", text));
+    ASSERT_EQ(131u, add("fault.def", "a nobody.1" + leaf));
+    ASSERT_EQ(356u, add("fault.def", "cut obj.99" + leaf + "a nobody.1" + leaf));
+  }
+  uint32_t count = 0;
+  uint32_t prev = 0;
+  for (uint32_t child = oxbChild(node("obj")); child != 0; prev = child, child = oxbNext(child)) {
+    ASSERT_EQ(prev, oxbPrev(child));
+    if (++count > 1) {
+      ASSERT_EQ("child" + std::to_string(count - 2), oxbName(child));
+    }
+  }
+  EXPECT_EQ(30001u, count);
+  uint32_t chain = 0;
+  for (uint32_t ref = directory()->newest; ref != 0; ref = node_at(ref).created_before) ++chain;
+  EXPECT_EQ(30017u, chain);
+  EXPECT_EQ(130u, add("fault.def", "x obj.30099" + leaf));
+  EXPECT_EQ(129u, add("fault.def", "child29999 obj.99" + leaf));
+}
+
+}  // namespace
+}  // namespace ox::amib

@@ -1,0 +1,73 @@
+// A small tree, and definition files to build others from.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+
+#include <oxbase/oxb.h>
+#include <oxbase/oxf.h>
+
+#include "tests/support/system_root.h"
+
+namespace ox::test {
+
+// obj is 11; two arcs lead to the standard subtrees.
+inline constexpr std::string_view small_tree =
+    "# objects\n"
+    "obj amibtop.11 AMIBNONE not-accessible NULL-ACS\n"
+    "cmn obj.1 AMIBNONE not-accessible NULL-ACS\n"
+    "cmnName cmn.1 DisplayString read-write CONF-ACS\n"
+    "\n"
+    "cmnState cmn.2 INTEGER read-only SNMP-ACS\n"
+    "cmnList cmn.3 Aggregate read-only CONF-ACS\n"
+    "cmnItem cmnList.1 INTEGER read-only CONF-ACS\n"
+    "iso amibtop.1 AMIBNONE not-accessible NULL-ACS\n"
+    "org iso.3 AMIBNONE not-accessible NULL-ACS\n"
+    "dod org.6 AMIBNONE not-accessible NULL-ACS\n"
+    "internet dod.1 AMIBNONE not-accessible NULL-ACS\n"
+    "mgmt internet.2 AMIBNONE not-accessible NULL-ACS\n"
+    "mib-2 mgmt.1 AMIBNONE not-accessible NULL-ACS\n"
+    "system mib-2.1 AMIBNONE not-accessible NULL-ACS\n"
+    "sysDescr system.1 DisplayString read-only SNMP-ACS\n"
+    "private internet.4 AMIBNONE not-accessible NULL-ACS\n"
+    "enterprises private.1 AMIBNONE not-accessible NULL-ACS\n";
+
+class TreeTest : public testing::Test {
+ protected:
+  void SetUp() override { oxbInitAmibTree(OXB_TREE); }
+  void TearDown() override { (void)oxbDeleteAmibTree(OXB_TREE); }
+
+  // Writes a definition file and returns its path.
+  static std::string define(const std::string& name, std::string_view text) {
+    const std::string path = system_root() + "/amib/" + name;
+    write_file(path, text);
+    return path;
+  }
+  static OX_RESULT add(const std::string& name, std::string_view text) {
+    return oxbAddAmibTree(define(name, text).c_str());
+  }
+  static void load_small_tree() { ASSERT_EQ(0u, add("small.def", small_tree)); }
+
+  static uint32_t node(const char* path) {
+    uint32_t found = 0;
+    EXPECT_EQ(0u, oxbEntry(path, &found)) << path;
+    return found;
+  }
+  static OX_RESULT entry_result(const char* path) {
+    uint32_t found = 0;
+    return oxbEntry(path, &found);
+  }
+  // "name:line" of the thread's error position, "" without one.
+  static std::string error_position() {
+    const char* file = nullptr;
+    uint32_t line = 0;
+    EXPECT_EQ(0u, oxfGetErrorFile(&file, &line));
+    if (file == nullptr) return {};
+    const std::string path = file;
+    return path.substr(path.find_last_of("/\\") + 1) + ":" + std::to_string(line);
+  }
+};
+
+}  // namespace ox::test

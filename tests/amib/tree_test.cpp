@@ -1,0 +1,188 @@
+// The memory image, attaching and giving up, and what other processes see of it.
+#include "amib/tree.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <functional>
+
+#include "amib/shared_blocks.h"
+#include "tests/amib/tree_fixture.h"
+
+namespace ox::amib {
+namespace {
+
+using test::TreeTest;
+
+// Another process that was there before the tree, so that it has nothing of it but what it attaches to. The two take
+// turns: each waits for the other's signal.
+class OtherProcess {
+ public:
+  // The task begins with a wait for the first signal.
+  explicit OtherProcess(const std::function<int(OtherProcess&)>& task) {
+    EXPECT_EQ(0, pipe(to_child_));
+    EXPECT_EQ(0, pipe(to_parent_));
+    pid_ = fork();
+    if (pid_ == 0) _exit(wait() ? task(*this) : 99);
+  }
+  ~OtherProcess() {
+    for (int end : {to_child_[0], to_child_[1], to_parent_[0], to_parent_[1]}) close(end);
+  }
+  [[nodiscard]] bool wait() const {
+    char byte = 0;
+    return read(pid_ == 0 ? to_child_[0] : to_parent_[0], &byte, 1) == 1;
+  }
+  [[nodiscard]] bool signal() const { return write(pid_ == 0 ? to_parent_[1] : to_child_[1], "x", 1) == 1; }
+  [[nodiscard]] int result() const {
+    int status = 0;
+    EXPECT_EQ(pid_, waitpid(pid_, &status, 0));
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 100;
+  }
+
+ private:
+  int to_child_[2] = {};
+  int to_parent_[2] = {};
+  pid_t pid_ = 0;
+};
+
+TEST_F(TreeTest, ImageHasTheFixedLayout) {
+  const std::string name63(63, 'n');
+  const std::string long_line = name63 + " amibtop.4294967295 Counter64 accessible-for-notify ICMPV6-ACS\n";
+  ASSERT_EQ(0u, add("a.def", "abc amibtop.7 Aggregate read-write SNMP-ACS\nabcd amibtop.8 Gauge read-only EMON-ACS\n" +
+                                 long_line));
+  ASSERT_EQ(0u, add("b.def", "x abc.1 INTEGER write-only CONF-ACS\n"));
+  const auto* words = reinterpret_cast<const uint32_t*>(directory());
+  EXPECT_EQ(8200u, search_shm_entry(1120)->handles->block.size());
+  const uint32_t head[] = {1u << 21, 2u << 21, 0, 1121, 1122, 0};  // root, newest, unused, keys
+  EXPECT_EQ(0, std::memcmp(head, words, sizeof head));
+
+  // number, type, access, interface, parent, child, prev, next, created before, name
+  const uint32_t base = 1u << 21;
+  const uint32_t first_block[] = {
+      0, 0,  0, 0, 0,    base + 44, 0,         0,          0,         0x62696d61, 0x00706f74,  // "amibtop"
+      7, 15, 3, 3, base, 2u << 21,  0,         base + 84,  base,      0x00636261,              // "abc": 40 bytes
+      8, 3,  1, 4, base, 0,         base + 44, base + 128, base + 44, 0x64636261, 0            // "abcd": 44 bytes
+  };
+  EXPECT_EQ(0, std::memcmp(first_block, block_base[1], sizeof first_block));
+  const Node& longest = node_at(base + 128);
+  EXPECT_EQ(name63, longest.name());
+  EXPECT_EQ(100u, record_size(63));
+  EXPECT_EQ(4294967295u, longest.number);
+  const uint32_t second_block[] = {1, 1, 2, 1, base + 44, 0, 0, 0, base + 128, 0x00000078};
+  EXPECT_EQ(0, std::memcmp(second_block, block_base[2], sizeof second_block));
+}
+
+TEST_F(TreeTest, AccessorsReadTheRecord) {
+  load_small_tree();
+  const uint32_t state = node("obj.cmn.cmnState");
+  EXPECT_EQ(2u, oxbNumber(state));
+  EXPECT_EQ(OX_INTEGER, static_cast<int>(oxbAmibType(state)));
+  EXPECT_EQ(1u, oxbAccessControl(state));
+  EXPECT_EQ(OXB_SNMP, static_cast<int>(oxbAmibInterface(state)));
+  EXPECT_STREQ("cmnName", oxbName(oxbPrev(state)));
+  EXPECT_STREQ("cmnList", oxbName(oxbNext(state)));
+  EXPECT_EQ(oxbPrev(state), oxbChild(oxbParent(state)));
+  EXPECT_EQ(1u, oxbIsLeaf(state));
+  EXPECT_EQ(0u, oxbIsLeaf(oxbParent(state)));
+  EXPECT_EQ(1u, oxbIsAggre(node("obj.cmn.cmnList.cmnItem")));
+  EXPECT_EQ(0u, oxbIsAggre(state));
+  EXPECT_EQ(0u, oxbIsAggre(node("")));
+  EXPECT_EQ(0u, oxbIsAggre(0));
+}
+
+TEST_F(TreeTest, AnotherProcessReadsTheSameNodes) {
+  OtherProcess other([](OtherProcess&) {
+    uint32_t item = 0;
+    if (oxbDeleteAmibTree(OXB_TREE) != 193) return 1;  // there, but not this process's
+    if (oxbInit(OXB_TREE) != 0 || oxbInit(OXB_TREE) != 0) return 2;
+    if (search_shm_entry(1121)->handles->next != nullptr) return 3;  // mapped again by the second call
+    if (oxbEntry("obj.cmn.cmnList.1", &item) != 0) return 4;
+    if (std::strcmp("cmnItem", oxbName(item)) != 0 || item != oxbChild(oxbParent(item))) return 5;
+    // Letting go of the tree leaves it whole for those that attach later.
+    if (oxbDeleteAmibTree(OXB_TREE) != 0 || oxbEntry("obj", &item) != 14) return 6;
+    return oxbInit(OXB_TREE) == 0 && oxbEntry("obj", &item) == 0 ? 0 : 7;
+  });
+  load_small_tree();
+  ShmView block;
+  ASSERT_EQ(0u, shm_create(1123, 64, block));
+  directory()->key[3] = 1123;  // slot 2 is free: not the end
+  ASSERT_TRUE(other.signal());
+  EXPECT_EQ(0, other.result());
+  EXPECT_EQ(1121u, directory()->key[1]);
+}
+
+TEST_F(TreeTest, NodesOfBlocksAddedLaterAreNotFollowed) {
+  OtherProcess other([](OtherProcess& owner) {
+    uint32_t found = 0;
+    if (oxbInit(OXB_TREE) != 0 || !owner.signal() || !owner.wait()) return 1;
+    if (oxbEntry("obj.cmn.later", &found) != 125 || oxbEntry("obj.cmn.4", &found) != 0) return 2;
+    if (std::strcmp("cmn", oxbName(found)) != 0) return 3;
+    uint32_t leaves = 0;
+    for (uint32_t leaf = 0; (leaf = oxbTraverse(root(), leaf)) != 0;) ++leaves;
+    if (leaves != 4) return 4;
+    if (oxbDeleteAmibTree(OXB_TREE) != 0 || oxbInit(OXB_TREE) != 0) return 5;
+    return oxbEntry("obj.cmn.later", &found) == 0 ? 0 : 6;
+  });
+  load_small_tree();
+  ASSERT_TRUE(other.signal() && other.wait());
+  ASSERT_EQ(0u, add("later.def", "later cmn.4 INTEGER read-only CONF-ACS\nbelow sysDescr.1 NULL read-only CONF-ACS\n"));
+  ASSERT_TRUE(other.signal());
+  EXPECT_EQ(0, other.result());
+}
+
+TEST_F(TreeTest, AttachingWithoutATreeLeavesNothingMapped) {
+  EXPECT_EQ(193u, oxbInit(OXB_TREE));
+  EXPECT_EQ(193u, oxbDeleteAmibTree(OXB_TREE));
+  ShmView block;
+  ASSERT_EQ(0u, shm_create(OXB_TREE, 16, block));  // a block of that name that is no tree
+  EXPECT_EQ(193u, oxbInit(OXB_TREE));
+  EXPECT_EQ(nullptr, search_shm_entry(OXB_TREE));
+  ASSERT_EQ(0u, shm_create(OXB_TREE, sizeof(Directory), block));
+  static_cast<Directory*>(block.base)->key[5] = 1125;
+  EXPECT_EQ(193u, oxbInit(OXB_TREE));  // lists a block that is gone
+  EXPECT_EQ(nullptr, search_shm_entry(OXB_TREE));
+  EXPECT_FALSE(is_attached());
+}
+
+TEST_F(TreeTest, ScratchTreeGivesWayToTheTreeBefore) {
+  load_small_tree();
+  const uint32_t item = node("obj.cmn.cmnList.cmnItem");
+  oxbInitAmibTree(OXB_SCRATCH_TREE);
+  ASSERT_EQ(0u, add("scratch.def", "other amibtop.1 INTEGER read-only CONF-ACS\n"));
+  EXPECT_EQ(125u, entry_result("obj.cmn"));
+  EXPECT_EQ(0u, entry_result("other"));
+  EXPECT_EQ(0u, oxbDeleteAmibTree(OXB_SCRATCH_TREE));
+  EXPECT_EQ(item, node("obj.cmn.cmnList.cmnItem"));
+  EXPECT_STREQ("cmnItem", oxbName(item));
+  EXPECT_EQ(125u, entry_result("other"));
+  EXPECT_EQ(193u, oxbDeleteAmibTree(OXB_SCRATCH_TREE));
+
+  oxbInitAmibTree(OXB_TREE);
+  EXPECT_EQ(0u, oxbDeleteAmibTree(OXB_TREE));
+  EXPECT_EQ(14u, entry_result("obj"));
+  EXPECT_EQ(193u, oxbInit(OXB_TREE));
+}
+
+TEST_F(TreeTest, BlockRegistry) {
+  ShmView made;
+  ShmView again;
+  EXPECT_EQ(193u, shm_reference(7, shm_write, made));
+  EXPECT_EQ(nullptr, search_shm_entry(7));
+  ASSERT_EQ(0u, shm_create(7, 100, made));
+  EXPECT_EQ(12u, shm_create(7, 100, again));
+  ASSERT_EQ(0u, shm_reference(7, shm_read, again));
+  EXPECT_FALSE(again.writable);
+  static_cast<char*>(made.base)[99] = 'x';
+  EXPECT_EQ('x', static_cast<char*>(again.base)[99]);
+  EXPECT_EQ(0u, shm_release(7, again.base));
+  EXPECT_EQ(193u, shm_release(7, again.base));
+  EXPECT_EQ(0u, shm_delete(7));
+  EXPECT_EQ(193u, shm_delete(7));
+  EXPECT_EQ(193u, shm_delete(0));
+  EXPECT_EQ(193u, shm_reference(0, shm_write, made));
+  EXPECT_EQ(193u, shm_reference(7, shm_write, made));  // gone with its last holder
+}
+
+}  // namespace
+}  // namespace ox::amib
