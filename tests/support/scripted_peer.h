@@ -35,7 +35,7 @@ struct ReplyFields {
 // What the peer does after one request (or after the greeting).
 struct Answer {
   std::vector<std::string> pieces{};  // written one after the other, a moment apart
-  bool close = false;               // then closes the connection
+  bool close = false;                 // then closes the connection
 };
 
 class ScriptedPeer {
