@@ -5,9 +5,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -174,6 +176,24 @@ TEST(NamedObjects, AllHoldersOfANameHoldTheSameBlock) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_FALSE(fs::exists("/dev/shm/" + root()->prefix + "b.race"));
+}
+
+TEST(NamedObjects, TheLastOfTwoWhoGiveUpAtOnceRemovesIt) {
+  for (int round = 0; round < 200; ++round) {
+    auto first = std::make_unique<SharedBlock>();
+    auto second = std::make_unique<SharedBlock>();
+    ASSERT_EQ(error_none, first->create("both", 10, Access::machine));
+    ASSERT_EQ(error_none, second->open("both", Mode::write));
+    std::atomic<int> ready{0};
+    const auto together = [&ready](std::unique_ptr<SharedBlock>& block) {
+      for (++ready; ready != 2;) std::this_thread::yield();
+      block.reset();
+    };
+    std::thread other([&] { together(second); });
+    together(first);
+    other.join();
+    ASSERT_FALSE(fs::exists("/dev/shm/" + root()->prefix + "b.both")) << "round " << round;
+  }
 }
 
 TEST(NamedObjects, AForkedChildGivesUpOnlyItsOwnCopy) {
