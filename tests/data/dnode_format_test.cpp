@@ -43,8 +43,6 @@ TEST_F(DnodeFormat, EachConversion) {
     const char* full;
     const char* empty;
   } rows[] = {
-      {"", "", ""},
-      {"plain", "plain", "plain"},
       {"100%%", "100%", "100%"},
       {"<%C>", "<top>", "<(no_compname)>"},
       {"%T:%C", "map:top", "(no_comptype):(no_compname)"},
