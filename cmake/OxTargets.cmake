@@ -79,6 +79,17 @@ function(ox_test name)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
 endfunction()
 
+# A test program over the shared library and the real programs: ox_road_test(road_test PROGRAMS oxmgrd SOURCES ...)
+# The programs are built first; OX_PROGRAMS is the folder they stand in.
+function(ox_road_test name)
+  cmake_parse_arguments(arg "" "" "PROGRAMS;SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_compile_definitions(${name} PRIVATE OX_PROGRAMS="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+  target_link_libraries(${name} PRIVATE ox_flags oxbase ox_test_support GTest::gtest ${arg_LIBS})
+  add_dependencies(${name} ${arg_PROGRAMS})
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+endfunction()
+
 # A benchmark program: ox_bench(snmp_bench FLOORS platform common ... SOURCES ... LIBS ...)
 # A benchmark NAME and its rival NAME_rival_WHAT stand side by side in the table of scripts/bench.
 function(ox_bench name)

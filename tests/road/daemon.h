@@ -1,0 +1,31 @@
+// A real manager daemon in the test's system root.
+#pragma once
+
+#include <string>
+
+#include "tests/support/child_process.h"
+
+namespace ox::test {
+
+class Daemon {
+ public:
+  // Makes the installation, starts the daemon and returns when it serves. Throws std::runtime_error.
+  Daemon();
+
+  void start();
+  void kill() { process_.kill(); }
+  // Ends it with SIGTERM; the exit status.
+  int end();
+  [[nodiscard]] int pid() const { return process_.pid(); }
+  // What it has logged since its last start.
+  [[nodiscard]] std::string log() const;
+
+ private:
+  std::string log_file_;
+  ChildProcess process_;
+};
+
+// Runs "oxmgrd --check"; its exit status and output.
+int check_installation(std::string& output);
+
+}  // namespace ox::test
