@@ -10,6 +10,12 @@ target_include_directories(ox_flags INTERFACE ${CMAKE_SOURCE_DIR} ${CMAKE_SOURCE
 target_compile_options(ox_flags INTERFACE ${OX_WARNINGS})
 # Asio would choose its allocator by which standard headers happen to come before it, differently in every file.
 target_compile_definitions(ox_flags INTERFACE ASIO_STANDALONE ASIO_DISABLE_STD_ALIGNED_ALLOC)
+if(WIN32)
+  # The newest calls are of Windows 7; the headers without what nobody needs, and without macros for min and max.
+  target_compile_definitions(ox_flags INTERFACE _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)
+  # Function names in the backtraces that Wine prints.
+  target_compile_options(ox_flags INTERFACE $<$<CONFIG:Debug,RelWithDebInfo>:-gdwarf-4>)
+endif()
 if(OXBASE_SANITIZE STREQUAL "address")
   target_compile_options(ox_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(ox_flags INTERFACE -fsanitize=address,undefined)

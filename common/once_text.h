@@ -25,7 +25,7 @@ class OnceText {
  private:
   bool fill() noexcept {
     try {
-      const std::scoped_lock hold(lock_);
+      const std::scoped_lock hold(one_filler());
       if (filled_.load(std::memory_order_relaxed)) return true;
       const std::string text = read_();
       if (text.empty() || text.size() > longest) return false;
@@ -37,9 +37,14 @@ class OnceText {
     }
   }
 
+  // For all texts; not a member, since not every platform's mutex can stand in constant-initialised memory.
+  static std::mutex& one_filler() noexcept {
+    static std::mutex lock;
+    return lock;
+  }
+
   Read read_;
   std::atomic<bool> filled_{false};
-  std::mutex lock_;  // one filler
   char text_[longest + 1] = {};
 };
 

@@ -1,0 +1,45 @@
+#include "platform/attach.h"
+
+#include <windows.h>
+
+#include "platform/windows/icmp.h"
+#include "platform/windows/thread_slot.h"
+
+namespace {
+
+bool attach() noexcept {
+  using namespace ox::platform;
+  if (!attach_thread_slot()) return false;
+  if (attach_icmp()) {
+    if (on_process_attach()) return true;
+    detach_icmp();
+  }
+  release_thread_slots();
+  return false;
+}
+
+void detach() noexcept {
+  using namespace ox::platform;
+  release_thread_slots();
+  on_process_detach();
+  detach_icmp();
+}
+
+}  // namespace
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE /*module*/, DWORD reason, void* process_ends) {
+  switch (reason) {
+    case DLL_PROCESS_ATTACH:
+      return attach() ? TRUE : FALSE;
+    case DLL_THREAD_DETACH:
+      ox::platform::detach_thread_slot();
+      break;
+    case DLL_PROCESS_DETACH:
+      // At the end of the process other threads are gone, perhaps with a lock held: everything is left to the system.
+      if (process_ends == nullptr) detach();
+      break;
+    default:  // a thread that attaches gets its state on first use, as do those that were there before
+      break;
+  }
+  return TRUE;
+}

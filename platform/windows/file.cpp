@@ -1,0 +1,166 @@
+#include "platform/file.h"
+
+#include <windows.h>
+// Descriptors of the C runtime, between the system's handles and its streams.
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstring>
+
+#include "platform/windows/fail.h"
+#include "platform/windows/handle.h"
+
+namespace ox::platform {
+namespace {
+
+FileAttributes attributes_of(DWORD bits, DWORD high, DWORD low) noexcept {
+  FileAttributes attributes;
+  attributes.directory = (bits & FILE_ATTRIBUTE_DIRECTORY) != 0;
+  attributes.read_only = (bits & FILE_ATTRIBUTE_READONLY) != 0;
+  attributes.hidden = (bits & FILE_ATTRIBUTE_HIDDEN) != 0;
+  attributes.system = (bits & FILE_ATTRIBUTE_SYSTEM) != 0;
+  attributes.temporary = (bits & FILE_ATTRIBUTE_TEMPORARY) != 0;
+  attributes.size = (std::uint64_t{high} << 32) | low;
+  return attributes;
+}
+
+struct OpenMode {
+  DWORD access = 0;
+  DWORD disposition = 0;
+  int flags = 0;
+};
+
+// What fopen makes of its mode text.
+bool parse_mode(const char* text, OpenMode& mode) noexcept {
+  const bool both = std::strchr(text, '+') != nullptr;
+  switch (text[0]) {
+    case 'r':
+      mode = {GENERIC_READ, OPEN_EXISTING, 0};
+      break;
+    case 'w':
+      mode = {GENERIC_WRITE, CREATE_ALWAYS, 0};
+      break;
+    case 'a':
+      mode = {GENERIC_WRITE, OPEN_ALWAYS, _O_APPEND};
+      break;
+    default:
+      return false;
+  }
+  if (both) mode.access = GENERIC_READ | GENERIC_WRITE;
+  if (mode.access == GENERIC_READ) mode.flags |= _O_RDONLY;
+  mode.flags |= std::strchr(text, 'b') != nullptr ? _O_BINARY : _O_TEXT;
+  return true;
+}
+
+Error result_of(BOOL done) noexcept { return done != FALSE ? error_none : fail_last(); }
+
+class Search {
+ public:
+  Search(const char* pattern, WIN32_FIND_DATAA& first) noexcept : handle_(::FindFirstFileA(pattern, &first)) {}
+  Search(const Search&) = delete;
+  Search& operator=(const Search&) = delete;
+  ~Search() {
+    if (*this) (void)::FindClose(handle_);
+  }
+  [[nodiscard]] explicit operator bool() const noexcept { return handle_ != INVALID_HANDLE_VALUE; }
+  [[nodiscard]] bool next(WIN32_FIND_DATAA& entry) const noexcept { return ::FindNextFileA(handle_, &entry) != FALSE; }
+
+ private:
+  HANDLE handle_;
+};
+
+}  // namespace
+
+Error file_attributes(const char* path, FileAttributes& attributes) noexcept {
+  if (path == nullptr) return fail(error_invalid_parameter);
+  WIN32_FILE_ATTRIBUTE_DATA found{};
+  if (::GetFileAttributesExA(path, GetFileExInfoStandard, &found) == FALSE) return fail_last();
+  attributes = attributes_of(found.dwFileAttributes, found.nFileSizeHigh, found.nFileSizeLow);
+  return error_none;
+}
+
+std::FILE* open_exclusive(const char* path, const char* mode) noexcept {
+  OpenMode how;
+  if (path == nullptr || mode == nullptr || !parse_mode(mode, how)) {
+    (void)fail(error_invalid_parameter);
+    return nullptr;
+  }
+  Handle file(::CreateFileA(path, how.access, 0, nullptr, how.disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) {
+    (void)fail_last();
+    return nullptr;
+  }
+  const int descriptor = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(file.get()), how.flags);
+  if (descriptor < 0) {
+    (void)fail(error_open_failed);
+    return nullptr;
+  }
+  (void)file.release();  // the descriptor's, which is the stream's
+  std::FILE* const stream = ::_fdopen(descriptor, mode);
+  if (stream == nullptr) {
+    (void)::_close(descriptor);
+    (void)fail(error_out_of_memory);
+  }
+  return stream;
+}
+
+std::intptr_t open_file(const char* path, std::uint32_t access, std::uint32_t share, void* security,
+                        std::uint32_t disposition, std::uint32_t flags, void* template_file) noexcept {
+  if (path == nullptr) {
+    (void)fail(error_invalid_parameter);
+    return -1;
+  }
+  const HANDLE file = ::CreateFileA(path, access, share, static_cast<SECURITY_ATTRIBUTES*>(security), disposition,
+                                    flags, template_file);
+  if (file == INVALID_HANDLE_VALUE) (void)fail_last();
+  return reinterpret_cast<std::intptr_t>(file);
+}
+
+void close_file(std::intptr_t file) noexcept {
+  if (file != -1) (void)::CloseHandle(reinterpret_cast<HANDLE>(file));
+}
+
+Error list_directory(const char* path, std::vector<DirectoryEntry>& entries) {
+  if (path == nullptr) return fail(error_invalid_parameter);
+  WIN32_FIND_DATAA data{};
+  const Search search((std::string(path) + "\\*").c_str(), data);
+  if (!search) {
+    const Error error = fail_last();
+    const bool missing = error == error_file_not_found || error == ERROR_DIRECTORY;
+    return missing ? fail(error_path_not_found) : error;
+  }
+  std::vector<DirectoryEntry> found;
+  do {
+    const char* name = data.cFileName;
+    if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
+    found.push_back({name, attributes_of(data.dwFileAttributes, data.nFileSizeHigh, data.nFileSizeLow)});
+  } while (search.next(data));
+  if (const Error error = ::GetLastError(); error != error_no_more_files) return fail(error);
+  entries = std::move(found);
+  return error_none;
+}
+
+Error remove_file(const char* path) noexcept {
+  return path != nullptr ? result_of(::DeleteFileA(path)) : fail(error_invalid_parameter);
+}
+
+Error rename_file(const char* from, const char* to) noexcept {
+  if (from == nullptr || to == nullptr) return fail(error_invalid_parameter);
+  return result_of(::MoveFileA(from, to));
+}
+
+Error replace_file(const char* from, const char* to) noexcept {
+  if (from == nullptr || to == nullptr) return fail(error_invalid_parameter);
+  return result_of(::MoveFileExA(from, to, MOVEFILE_REPLACE_EXISTING));
+}
+
+Error sync_file(std::FILE* file) noexcept {
+  if (file == nullptr) return fail(error_invalid_parameter);
+  return std::fflush(file) == 0 && ::_commit(::_fileno(file)) == 0 ? error_none : fail(error_of_errno(errno));
+}
+
+Error make_directory(const char* path) noexcept {
+  return path != nullptr ? result_of(::CreateDirectoryA(path, nullptr)) : fail(error_invalid_parameter);
+}
+
+}  // namespace ox::platform

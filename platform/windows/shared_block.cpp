@@ -1,0 +1,117 @@
+#include "platform/shared_block.h"
+
+#include <windows.h>
+
+#include <utility>
+
+#include "platform/windows/fail.h"
+#include "platform/windows/handle.h"
+#include "platform/windows/private_system.h"
+#include "platform/windows/security.h"
+
+namespace ox::platform {
+namespace {
+
+constexpr std::size_t size_limit = 0xFFFF'FFFF;
+
+// Up to the end of its last page; the system does not tell the size that was asked for.
+std::size_t view_size(const void* base) noexcept {
+  MEMORY_BASIC_INFORMATION view{};
+  return ::VirtualQuery(base, &view, sizeof view) != 0 ? view.RegionSize : 0;
+}
+
+}  // namespace
+
+struct SharedBlock::Impl {
+  Handle mapping;
+};
+
+SharedBlock::SharedBlock() noexcept = default;
+SharedBlock::~SharedBlock() {
+  if (base_ != nullptr) (void)::UnmapViewOfFile(base_);
+}
+
+SharedBlock::SharedBlock(SharedBlock&& other) noexcept
+    : base_(std::exchange(other.base_, nullptr)), size_(std::exchange(other.size_, 0)), impl_(std::move(other.impl_)) {}
+
+SharedBlock& SharedBlock::operator=(SharedBlock&& other) noexcept {
+  std::swap(base_, other.base_);
+  std::swap(size_, other.size_);
+  std::swap(impl_, other.impl_);
+  return *this;
+}
+
+std::intptr_t SharedBlock::native() const noexcept {
+  return impl_ != nullptr ? reinterpret_cast<std::intptr_t>(impl_->mapping.get()) : -1;
+}
+
+Error SharedBlock::create(const char* name, std::size_t size, Access access) {
+  if (name == nullptr || size == 0 || size > size_limit) return fail(error_invalid_parameter);
+  SecurityAttributes security;
+  if (const Error error = security.build(access, Shared::block)) return error;
+  SharedBlock made;
+  made.impl_ = std::make_unique<Impl>();
+  const std::string object = object_name(name);
+  Handle& mapping = made.impl_->mapping;
+  mapping = Handle(::CreateFileMappingA(INVALID_HANDLE_VALUE, security.get(), PAGE_READWRITE, 0,
+                                        static_cast<DWORD>(size), object.c_str()));
+  // One that this process may not write is there, too.
+  const Error error = ::GetLastError();
+  if (mapping ? error == ERROR_ALREADY_EXISTS
+              : error == ERROR_ACCESS_DENIED && Handle(::OpenFileMappingA(FILE_MAP_READ, FALSE, object.c_str()))) {
+    return fail(error_already_exists);
+  }
+  if (!mapping) return fail(error);
+  made.base_ = ::MapViewOfFile(mapping.get(), FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, 0);  // zero-filled by the system
+  if (made.base_ == nullptr) return fail_last();
+  made.size_ = size;
+  *this = std::move(made);
+  return error_none;
+}
+
+Error SharedBlock::open(const char* name, Mode mode) {
+  if (name == nullptr) return fail(error_invalid_parameter);
+  SharedBlock opened;
+  opened.impl_ = std::make_unique<Impl>();
+  Handle& mapping = opened.impl_->mapping;
+  const std::string object = object_name(name);
+  DWORD access = mode == Mode::read ? FILE_MAP_READ : FILE_MAP_READ | FILE_MAP_WRITE;
+  mapping = Handle(::OpenFileMappingA(access, FALSE, object.c_str()));
+  if (!mapping && mode == Mode::write_or_read && ::GetLastError() == ERROR_ACCESS_DENIED) {
+    access = FILE_MAP_READ;
+    mapping = Handle(::OpenFileMappingA(access, FALSE, object.c_str()));
+  }
+  if (!mapping) return fail_last();
+  opened.base_ = ::MapViewOfFile(mapping.get(), access, 0, 0, 0);
+  if (opened.base_ == nullptr) return fail_last();
+  opened.size_ = view_size(opened.base_);
+  *this = std::move(opened);
+  return error_none;
+}
+
+Error SharedBlock::create_from_file(const char* name, const char* path, Access access) {
+  if (name == nullptr || path == nullptr) return fail(error_invalid_parameter);
+  const Handle file(
+      ::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file) return fail_last();
+  LARGE_INTEGER size{};
+  if (::GetFileSizeEx(file.get(), &size) == FALSE) return fail_last();
+  if (size.QuadPart == 0 || size.QuadPart > static_cast<LONGLONG>(size_limit)) return fail(error_file_invalid);
+  SecurityAttributes security;
+  if (const Error error = security.build(access, Shared::block)) return error;
+  SharedBlock made;
+  made.impl_ = std::make_unique<Impl>();
+  Handle& mapping = made.impl_->mapping;
+  mapping = Handle(::CreateFileMappingA(file.get(), security.get(), PAGE_READONLY, 0, 0, object_name(name).c_str()));
+  if (!mapping) return fail_last();
+  if (::GetLastError() == ERROR_ALREADY_EXISTS) return fail(error_already_exists);
+  made.base_ = ::MapViewOfFile(mapping.get(), FILE_MAP_READ, 0, 0, 0);
+  if (made.base_ == nullptr) return fail_last();
+  made.size_ = static_cast<std::size_t>(size.QuadPart);
+  *this = std::move(made);
+  return error_none;
+}
+
+bool is_readable(const void* base, std::size_t size) noexcept { return ::IsBadReadPtr(base, size) == FALSE; }
+
+}  // namespace ox::platform

@@ -1,0 +1,63 @@
+#include "platform/system_log.h"
+
+#include <windows.h>
+
+#include <string>
+
+#include "platform/windows/fail.h"
+#include "platform/windows/handle.h"
+#include "platform/windows/private_system.h"
+
+namespace ox::platform {
+namespace {
+
+// A private system whose folder has a file for it gets its own copy: one line in one write.
+void append_to_file(const char* source, const char* text) {
+  const std::string& folder = private_system();
+  if (folder.empty()) return;
+  const Handle file(::CreateFileA((folder + "\\system.log").c_str(), FILE_APPEND_DATA,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr));
+  if (!file) return;
+  std::string line = std::string(source) + "[" + std::to_string(::GetCurrentProcessId()) + "]: ";
+  for (const char* c = text; *c != '\0'; ++c) {
+    if (*c != '\r') line += *c == '\n' ? ' ' : *c;
+  }
+  line += "\r\n";
+  DWORD put = 0;
+  (void)::WriteFile(file.get(), line.data(), static_cast<DWORD>(line.size()), &put, nullptr);
+}
+
+}  // namespace
+
+Error system_log(const char* source, std::uint32_t type, const char* text) noexcept {
+  if (source == nullptr || text == nullptr) return fail(error_invalid_parameter);
+  const HANDLE log = ::RegisterEventSourceA(nullptr, source);
+  if (log == nullptr) return fail_last();
+  const bool known = type == EVENTLOG_ERROR_TYPE || type == EVENTLOG_WARNING_TYPE;
+  const auto kind = static_cast<WORD>(known ? type : DWORD{EVENTLOG_INFORMATION_TYPE});
+  const BOOL reported = ::ReportEventA(log, kind, 0, 0, nullptr, 1, 0, &text, nullptr);
+  const Error error = reported == FALSE ? fail_last() : error_none;
+  (void)::DeregisterEventSource(log);
+  try {
+    append_to_file(source, text);
+  } catch (const std::bad_alloc&) {
+    return fail(error_out_of_memory);
+  }
+  return error;
+}
+
+// Services run on a window station that nobody sees.
+bool is_service_process() noexcept {
+  USEROBJECTFLAGS flags{};
+  const HWINSTA station = ::GetProcessWindowStation();
+  return station != nullptr &&
+         ::GetUserObjectInformationA(station, UOI_FLAGS, &flags, sizeof flags, nullptr) != FALSE &&
+         (flags.dwFlags & WSF_VISIBLE) == 0;
+}
+
+void message_box(const char* title, const char* text) noexcept {
+  (void)::MessageBoxA(nullptr, text != nullptr ? text : "", title != nullptr ? title : "",
+                      MB_OK | MB_ICONERROR | MB_SETFOREGROUND);
+}
+
+}  // namespace ox::platform
