@@ -7,7 +7,8 @@
  * braces ("obj.dataEnt.{1,2}.0"), or several separated by commas.
  *
  * Every request returns 14 without a session, 17 when the connection is lost, 3 when memory runs out, 71 for a broken
- * reply, 266 for a text of 65535 characters or more, or the error that the manager replied.
+ * reply, 266 for a text of 65535 characters or more, or the error that the manager replied. The request that finds the
+ * connection lost or broken closes it; those after it return 14. A lost connection does not come back in the process.
  */
 #ifndef OXBASE_OXA_H
 #define OXBASE_OXA_H
@@ -18,7 +19,10 @@
 extern "C" {
 #endif
 
-/* Called once, with (0, 17, 0), when the connection to the manager is lost. */
+/*
+ * Called with (0, 17, 0) when the connection to the manager is lost, once in the process's life. It runs from
+ * oxaDispatch (or the thread's message loop), never inside a request.
+ */
 typedef void(OX_CALL *oxaDisconnect)(uint32_t, OX_RESULT, uint32_t);
 
 /* ---- Session ---------------------------------------------------------------------------------------------------- */
@@ -51,7 +55,7 @@ OX_API OX_RESULT OX_CALL oxaDispatch(uint32_t timeoutMs);
  */
 OX_API intptr_t OX_CALL oxaGetReportFd(void);
 
-/* Ends an asynchronous request. Returns 0; 63 for an unknown one; the manager's error, with the request gone. */
+/* Ends an asynchronous request. Returns 0; 63 for an unknown one; 14, 17 or the manager's error, with it gone. */
 OX_API OX_RESULT OX_CALL oxaClose(void *request);
 
 /* ---- Requests --------------------------------------------------------------------------------------------------- */
@@ -78,18 +82,21 @@ OX_API OX_RESULT OX_CALL oxaGet(const char *manager, const char *component, cons
 OX_API OX_RESULT OX_CALL oxaSet(const char *manager, uint32_t first, uint32_t second, const dnode *list,
                                 dnode **result);
 
-/* Sends control data for an asynchronous request. 63 for an unknown one. */
+/* Sends control data for an asynchronous request. 63 for an unknown one; 1 for a code over 65535 or for null data. */
 OX_API OX_RESULT OX_CALL oxaControl(void *request, uint32_t code, const void *data, uint32_t length);
 
-/* Management of components and relations; result as in oxaSet. Codes: docs/protocol.md. */
+/*
+ * Management of components and relations; result as in oxaSet. Codes: docs/protocol.md; one over 65535 gives 1.
+ */
 OX_API OX_RESULT OX_CALL oxaMgmtControl(const char *manager, uint32_t code, const dnode *list, dnode **result);
 
-/* Lock a component; the lock ends with oxaCompUnlock or with the session. 70 for a null component. */
+/* Lock a component; the lock ends with oxaCompUnlock or with the session. 70 for a null component;
+ * 1 for a null lockId. */
 OX_API OX_RESULT OX_CALL oxaCompLock(const char *manager, const char *component, uint32_t argument, uint32_t *lockId);
 OX_API OX_RESULT OX_CALL oxaCompUnlock(uint32_t lockId);
 OX_API OX_RESULT OX_CALL oxaCompUnlock2(uint32_t lockId, const char *manager);
 
-/* Append values to collected data; tell its size. 70 for a null text. */
+/* Append values to collected data; tell its size. 70 for a null text; 1 for a null size. */
 OX_API OX_RESULT OX_CALL oxaDataAppend(const char *manager, uint32_t first, uint32_t second, const char *text1,
                                        const char *text2, const dnode *list);
 OX_API OX_RESULT OX_CALL oxaDataGetSize(const char *manager, const char *text1, const char *text2, uint32_t *size);

@@ -56,7 +56,12 @@ typedef struct oxbFileEntry {
  */
 OX_API OX_RESULT OX_CALL oxbUseAlreadyExistAmibTree(oxbFileEntry *list);
 
-/* Removes the tree of a base key from this process and gives up its blocks. Returns 0, 193, a platform error. */
+/*
+ * Removes the tree of a base key from this process and gives up its blocks; other processes keep theirs. The process
+ * that built the tree clears its directory as well, so that nobody attaches to it any more. Deleting the scratch tree
+ * puts the tree that was attached before back in place.
+ * Returns 0; 193 when this process has no such tree; a platform error.
+ */
 OX_API OX_RESULT OX_CALL oxbDeleteAmibTree(uint32_t key);
 
 /* ---- Nodes ------------------------------------------------------------------------------------------------------

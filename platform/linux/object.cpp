@@ -9,10 +9,13 @@
 #include <cstring>
 #include <ctime>
 #include <memory>
+#include <mutex>
+#include <utility>
 
 #include "platform/environment.h"
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
+#include "platform/linux/file_lock.h"
 #include "platform/linux/root.h"
 
 namespace ox::platform {
@@ -20,11 +23,12 @@ namespace {
 
 constexpr time_t sweep_interval = 60;  // seconds
 
-// The root's lock file, locked. It is opened anew each time: a descriptor kept would be shared with forked children,
-// who would then not exclude their parent.
+// The root's lock file, locked by flock, which needs no right to write it. It is opened anew each time: a descriptor
+// kept would be shared with forked children, who would then not exclude their parent.
 class ObjectsLock {
  public:
   explicit ObjectsLock(const std::string& path) noexcept : file_(open_lock_file(path.c_str())) {
+    root_is_gone_ = !file_ && errno == ENOENT;
     held_ = file_ && retry([this] { return ::flock(file_.get(), LOCK_EX); }) == 0;
   }
   ObjectsLock(const ObjectsLock&) = delete;
@@ -34,17 +38,18 @@ class ObjectsLock {
     if (held_) (void)::flock(file_.get(), LOCK_UN);
   }
   [[nodiscard]] explicit operator bool() const noexcept { return held_; }
+  [[nodiscard]] bool root_is_gone() const noexcept { return root_is_gone_; }
   [[nodiscard]] int file() const noexcept { return file_.get(); }
 
  private:
   Descriptor file_;
+  bool root_is_gone_ = false;
   bool held_ = false;
 };
 
-bool lock_alone(int fd) noexcept { return ::flock(fd, LOCK_EX | LOCK_NB) == 0; }
-bool lock_shared(int fd) noexcept {
-  return retry([fd] { return ::flock(fd, LOCK_SH); }) == 0;
-}
+// Only under the objects' lock, and on an object that is open for writing.
+bool lock_alone(int fd) noexcept { return lock_file(fd, F_WRLCK); }
+bool lock_shared(int fd) noexcept { return lock_file(fd, F_RDLCK); }
 
 mode_t mode_of(Access access) noexcept { return access == Access::machine ? 0664 : 0660; }
 
@@ -54,7 +59,7 @@ void sweep_locked(const std::string& prefix) {
   while (const dirent* entry = ::readdir(directory.get())) {
     if (std::strncmp(entry->d_name, prefix.c_str(), prefix.size()) != 0) continue;
     const std::string name = std::string("/") + entry->d_name;
-    const Descriptor object(::shm_open(name.c_str(), O_RDONLY, 0));
+    const Descriptor object(::shm_open(name.c_str(), O_RDWR, 0));
     if (object && lock_alone(object.get())) (void)::shm_unlink(name.c_str());
   }
 }
@@ -110,13 +115,26 @@ Error map(const Descriptor& object, std::size_t size, bool writable, Object::Par
   return error_none;
 }
 
-Error attach(Descriptor object, bool writable, Object::Parts& parts) noexcept {
+// Expects the shared lock. error_file_not_found when the object is no longer the one of its name.
+Error map_whole(Descriptor object, bool writable, Object::Parts& parts) noexcept {
   struct stat status {};
-  if (!lock_shared(object.get()) || ::fstat(object.get(), &status) != 0) return fail_errno();
-  if (status.st_size <= 0) return fail(error_file_not_found);
+  if (::fstat(object.get(), &status) != 0) return fail_errno();
+  if (status.st_nlink == 0 || status.st_size <= 0) return fail(error_file_not_found);
   if (const Error error = map(object, static_cast<std::size_t>(status.st_size), writable, parts)) return error;
   parts.descriptor = object.release();
   return error_none;
+}
+
+Error attach(Descriptor object, bool writable, Object::Parts& parts) noexcept {
+  if (!lock_shared(object.get())) return fail_errno();
+  return map_whole(std::move(object), writable, parts);
+}
+
+// A reader opens for writing, too, where it may: only so can the last holder lock the object alone and remove it.
+Descriptor open_object(const std::string& name, bool writable) noexcept {
+  Descriptor object(::shm_open(name.c_str(), O_RDWR, 0));
+  if (!object && errno == EACCES && !writable) object = Descriptor(::shm_open(name.c_str(), O_RDONLY, 0));
+  return object;
 }
 
 struct Request {
@@ -151,12 +169,23 @@ Error make_or_attach(const Root& base, const Request& request, bool* existed, Ob
   return living ? attach(std::move(object), true, parts) : make(std::move(object), base, request, parts);
 }
 
+// Without the objects' lock: somebody holds the object, and still does when this process holds it, too. Somebody who
+// makes or removes it locks it alone; the shared lock fails then. A holder that dies in between has died after the
+// opening.
+bool attach_held(bool writable, Object::Parts& parts) noexcept {
+  Descriptor object = open_object(parts.name, writable);
+  if (!object || !is_locked_elsewhere(object.get()) || !lock_shared(object.get())) return false;
+  return map_whole(std::move(object), writable, parts) == error_none;
+}
+
 Error attach_living(const std::string& lock_path, bool writable, Object::Parts& parts) {
+  if (attach_held(writable, parts)) return error_none;
   const ObjectsLock lock(lock_path);
   if (!lock) return fail_errno();
-  Descriptor object(::shm_open(parts.name.c_str(), writable ? O_RDWR : O_RDONLY, 0));
+  Descriptor object = open_object(parts.name, writable);
   if (!object) return fail_errno();
-  if (lock_alone(object.get())) {
+  if (!is_locked_elsewhere(object.get())) {
+    if (errno != 0) return fail_errno();
     (void)::shm_unlink(parts.name.c_str());
     return fail(error_file_not_found);
   }
@@ -173,39 +202,79 @@ Error name_parts(const Root& base, ObjectKind kind, const char* name, Object::Pa
   return error_none;
 }
 
+// Removes the object when nobody else holds it.
+void give_up(Object::Parts& parts) noexcept {
+  Descriptor object(std::exchange(parts.descriptor, -1));
+  if (parts.process != process_id()) return;
+  const ObjectsLock lock(parts.lock);
+  // Without the lock it stays for the next creator or opener to find. A root that is gone has neither.
+  const bool alone = (lock || lock.root_is_gone()) && lock_alone(object.get());
+  if (alone) (void)::shm_unlink(parts.name.c_str());
+  object.close();  // before the next one, who may be the last then, gets the lock
+}
+
+// What the process holds: the end of the process gives it up, since not every holder is destroyed before.
+class Held {
+ public:
+  static void add(Object::Parts& parts) noexcept {
+    const std::lock_guard lock(guard);
+    parts.next = first;
+    if (first != nullptr) first->prev = &parts;
+    first = &parts;
+  }
+  static void remove(Object::Parts& parts) noexcept {
+    const std::lock_guard lock(guard);
+    if (parts.prev != nullptr) parts.prev->next = parts.next;
+    if (parts.next != nullptr) parts.next->prev = parts.prev;
+    if (first == &parts) first = parts.next;
+    parts.next = parts.prev = nullptr;
+  }
+
+ private:
+  // After all destructors. The memory stays mapped for threads that still run.
+  [[gnu::destructor]] static void give_all_up() noexcept {
+    const std::unique_lock lock(guard, std::try_to_lock);  // a forked child may find it locked for ever
+    if (!lock.owns_lock()) return;
+    for (; first != nullptr; first = first->next) give_up(*first);
+  }
+
+  static inline constinit std::mutex guard;
+  static inline constinit Object::Parts* first = nullptr;
+};
+
 }  // namespace
 
-// The old object is given up by `made`'s destructor, with the lock free again.
 Error Object::create(ObjectKind kind, const char* name, std::size_t size, Access access, Fill fill,
                      const void* argument, bool* existed) {
   if (size == 0) return fail(error_invalid_parameter);
   const auto base = root();
-  Object made;
-  if (const Error error = name_parts(*base, kind, name, made.parts_)) return error;
+  auto made = std::make_unique<Parts>();
+  if (const Error error = name_parts(*base, kind, name, *made)) return error;
   const Request request{size, mode_of(access), fill, argument};
-  if (const Error error = make_or_attach(*base, request, existed, made.parts_)) return error;
-  swap(made);
+  if (const Error error = make_or_attach(*base, request, existed, *made)) return error;
+  close();
+  parts_ = std::move(made);
+  Held::add(*parts_);
   return error_none;
 }
 
 Error Object::open(ObjectKind kind, const char* name, bool writable) {
   const auto base = root();
-  Object opened;
-  if (const Error error = name_parts(*base, kind, name, opened.parts_)) return error;
-  if (const Error error = attach_living(base->lock, writable, opened.parts_)) return error;
-  swap(opened);
+  auto opened = std::make_unique<Parts>();
+  if (const Error error = name_parts(*base, kind, name, *opened)) return error;
+  if (const Error error = attach_living(base->lock, writable, *opened)) return error;
+  close();
+  parts_ = std::move(opened);
+  Held::add(*parts_);
   return error_none;
 }
 
 void Object::close() noexcept {
-  if (parts_.base != nullptr) (void)::munmap(parts_.base, parts_.size);
-  parts_.base = nullptr;
-  if (parts_.descriptor < 0) return;
-  const Descriptor object(std::exchange(parts_.descriptor, -1));
-  if (parts_.process != process_id()) return;
-  const ObjectsLock lock(parts_.lock);
-  // Without the lock it stays for the next creator or opener to find. The attempt gives up the shared lock.
-  if (lock && lock_alone(object.get())) (void)::shm_unlink(parts_.name.c_str());
+  if (parts_ == nullptr) return;
+  Held::remove(*parts_);
+  (void)::munmap(parts_->base, parts_->size);
+  give_up(*parts_);
+  parts_.reset();
 }
 
 void sweep_objects() {

@@ -1,14 +1,14 @@
 // Named shared objects: POSIX shared memory that lives while a process holds it.
 //
-// Every holder keeps a shared lock (flock) on the object, so that the kernel forgets a dead holder. Who can take the
-// lock alone has found a leftover. Making, opening and giving up happen under the root's lock file, so that nobody
-// sees an object half made or about to go.
+// Every holder keeps a shared lock on the object, so that the kernel forgets a dead holder. Who can lock it alone has
+// found a leftover. Making and giving up happen under the root's lock file, so that nobody sees an object half made or
+// about to go; opening one that somebody holds needs no more than the object's own lock.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
-#include <utility>
 
 #include "platform/access.h"
 #include "platform/error.h"
@@ -21,11 +21,8 @@ enum class ObjectKind : char { block = 'b', event = 'e', mutex = 'm' };
 class Object {
  public:
   Object() = default;
-  Object(Object&& other) noexcept { swap(other); }
-  Object& operator=(Object&& other) noexcept {
-    swap(other);
-    return *this;
-  }
+  Object(const Object&) = delete;
+  Object& operator=(const Object&) = delete;
   ~Object() { close(); }
 
   // Makes a zero-filled object and runs `fill(base)` before anybody else can open it. With `existed` an object that a
@@ -37,9 +34,9 @@ class Object {
   [[nodiscard]] Error open(ObjectKind kind, const char* name, bool writable);
   void close() noexcept;
 
-  [[nodiscard]] void* base() const noexcept { return parts_.base; }
-  [[nodiscard]] std::size_t size() const noexcept { return parts_.size; }
-  [[nodiscard]] int descriptor() const noexcept { return parts_.descriptor; }
+  [[nodiscard]] void* base() const noexcept { return parts_ != nullptr ? parts_->base : nullptr; }
+  [[nodiscard]] std::size_t size() const noexcept { return parts_ != nullptr ? parts_->size : 0; }
+  [[nodiscard]] int descriptor() const noexcept { return parts_ != nullptr ? parts_->descriptor : -1; }
 
   struct Parts {
     void* base = nullptr;
@@ -48,12 +45,12 @@ class Object {
     std::uint32_t process = 0;  // that made or opened it; a forked child shares its lock and must not give it up
     std::string name;
     std::string lock;
+    Parts* next = nullptr;  // in the list of what this process holds
+    Parts* prev = nullptr;
   };
 
  private:
-  void swap(Object& other) noexcept { std::swap(parts_, other.parts_); }
-
-  Parts parts_;
+  std::unique_ptr<Parts> parts_;
 };
 
 // Removes every leftover of dead processes from the root. Creating does it too, at most once a minute: objects named

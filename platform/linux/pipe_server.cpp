@@ -130,8 +130,8 @@ class Server final : public PipeServer {
         if (code) return accept_later(state);
         accept(state);
         // A copy: the callee may destroy the server.
-        const Accepted accepted = state->accepted;
-        accepted(std::make_unique<Connection>(std::move(socket)));
+        const Accepted take = state->accepted;
+        take(std::make_unique<Connection>(std::move(socket)));
       });
     }
 

@@ -62,7 +62,7 @@ void report_faults(const std::string& path, const RegistryText& text) {
     const std::string message = path + ":" + std::to_string(fault.line) + ": damaged line skipped: " + fault.text;
     {
       const std::lock_guard lock(guard);
-      if (!reported->insert(message).second) continue;
+      if (!reported->insert(path + ":" + fault.text).second) continue;  // its number may change
     }
     (void)system_log("oxbase", 2, message.c_str());
   }

@@ -17,6 +17,7 @@
 #include "platform/environment.h"
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
+#include "platform/linux/file_lock.h"
 #include "platform/linux/object.h"
 #include "platform/linux/root.h"
 
@@ -26,14 +27,6 @@ namespace {
 std::string lock_path(const char* service, bool make) {
   const std::string file = service != nullptr ? file_name_of(service) : std::string();
   return file.empty() ? std::string() : root_directory("service", make) + "/" + file + ".lock";
-}
-
-// Locks of the open file, which unlike flock's can be asked about without being taken.
-struct flock whole_file(short type) noexcept {
-  struct flock lock {};
-  lock.l_type = type;
-  lock.l_whence = SEEK_SET;
-  return lock;
 }
 
 std::string directory_of(std::string_view path) { return std::string(path.substr(0, path.rfind('/'))); }
@@ -107,8 +100,7 @@ Error ServiceMark::hold(const char* name) {
   auto impl = std::make_unique<Impl>();
   impl->file = Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0664));
   if (!impl->file) return fail_errno();
-  struct flock lock = whole_file(F_WRLCK);
-  if (::fcntl(impl->file.get(), F_OFD_SETLK, &lock) != 0) {
+  if (!lock_file(impl->file.get(), F_WRLCK)) {
     return errno == EAGAIN || errno == EACCES ? fail(error_already_exists) : fail_errno();
   }
   share_with_group(impl->file.get(), *root(), 0664);
@@ -125,9 +117,9 @@ Error service_running(const char* name, bool& running) {
   if (path.empty()) return fail(error_invalid_name);
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!file && errno != ENOENT && errno != ENOTDIR) return fail_errno();
-  struct flock lock = whole_file(F_RDLCK);
-  if (file && ::fcntl(file.get(), F_OFD_GETLK, &lock) != 0) return fail_errno();
-  running = file && lock.l_type != F_UNLCK;
+  const bool locked = file && is_locked_elsewhere(file.get());
+  if (file && !locked && errno != 0) return fail_errno();
+  running = locked;
   return error_none;
 }
 

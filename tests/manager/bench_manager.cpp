@@ -25,7 +25,7 @@ std::string shown(dnode* node) {
 }
 
 void ManagerTest::SetUp() {
-  test::make_installation();
+  test::lay_down_installation();
   bool sound = true;
   ASSERT_EQ(0u, hold_tree(amib_files(no_faults, sound), no_faults));
   manager_.emplace(loop_, settings_, test::work_dir() + "/data");

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "manager/vocabulary.h"
-#include "tests/support/installation.h"
+#include "tests/support/shipped_installation.h"
 #include "tests/support/system_root.h"
 
 namespace ox::manager {
@@ -16,7 +16,7 @@ using test::write_file;
 
 class SettingsTest : public testing::Test {
  protected:
-  void SetUp() override { test::make_installation(); }  // for the texts of the faults
+  void SetUp() override { test::lay_down_installation(); }  // for the texts of the faults
 
   std::string faults_;
   Report report_ = [this](const std::string&, std::uint32_t line, const std::string& text) {

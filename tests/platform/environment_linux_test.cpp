@@ -56,7 +56,7 @@ TEST(Environment, MembershipIsThatOfTheProcess) {
   EXPECT_FALSE(member);
   EXPECT_EQ(error_none, user_in_group(geteuid() == 0 ? "root" : "users", member));
   EXPECT_TRUE(member || geteuid() != 0);
-  EXPECT_EQ(error_none, user_in_group("nogroup", member));
+  EXPECT_EQ(error_none, user_in_group("daemon", member));
   EXPECT_FALSE(member);
 }
 

@@ -5,10 +5,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
+#include <mutex>
+#include <set>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "platform/linux/root.h"
 #include "platform/named_event.h"
@@ -117,6 +123,77 @@ TEST(NamedObjects, EventsReachOtherProcesses) {
   EXPECT_TRUE(other.succeeded());
   EXPECT_EQ(error_none, done.wait(infinite));
   EXPECT_EQ(error_timeout, go.wait(0));
+}
+
+TEST(NamedObjects, AProcessThatEndsWithoutGivingUpLeavesNothing) {
+  EXPECT_EXIT(
+      {
+        if (!hold_everything()) std::_Exit(1);
+        static auto* kept = new SharedBlock();  // never destroyed
+        if (kept->create("kept", 10, Access::machine) != error_none) std::_Exit(2);
+        std::exit(0);
+      },
+      testing::ExitedWithCode(0), "");
+  EXPECT_EQ(0, objects_of_root());
+}
+
+// However making, opening and giving up fall together, nobody holds another block than the others, or half a one.
+TEST(NamedObjects, AllHoldersOfANameHoldTheSameBlock) {
+  const std::string contents(9000, 'c');
+  const std::string path = test::work_dir() + "/contents";
+  test::write_file(path, contents);
+  std::mutex guard;
+  std::multiset<ino_t> held;
+  const auto note = [&](const SharedBlock& block) {
+    struct stat status {};
+    ASSERT_EQ(0, fstat(static_cast<int>(block.native()), &status));
+    const std::lock_guard lock(guard);
+    held.insert(status.st_ino);
+    EXPECT_EQ(held.size(), held.count(status.st_ino));
+  };
+  const auto forget = [&](SharedBlock block) {
+    const std::lock_guard lock(guard);
+    held.erase(held.begin());
+    return block;  // given up by the caller, with the guard free
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 300; ++round) {
+        SharedBlock block;
+        Error error = block.open("race", Mode::read);
+        EXPECT_TRUE(error == error_none || error == error_file_not_found) << error;
+        if (error != error_none) error = block.create_from_file("race", path.c_str(), Access::machine);
+        if (error != error_none) {
+          EXPECT_EQ(error_already_exists, error);
+          continue;
+        }
+        note(block);
+        EXPECT_EQ(contents, std::string_view(static_cast<const char*>(block.data()), block.size()));
+        (void)forget(std::move(block));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_FALSE(fs::exists("/dev/shm/" + root()->prefix + "b.race"));
+}
+
+TEST(NamedObjects, TheLastOfTwoWhoGiveUpAtOnceRemovesIt) {
+  for (int round = 0; round < 200; ++round) {
+    auto first = std::make_unique<SharedBlock>();
+    auto second = std::make_unique<SharedBlock>();
+    ASSERT_EQ(error_none, first->create("both", 10, Access::machine));
+    ASSERT_EQ(error_none, second->open("both", Mode::write));
+    std::atomic<int> ready{0};
+    const auto together = [&ready](std::unique_ptr<SharedBlock>& block) {
+      for (++ready; ready != 2;) std::this_thread::yield();
+      block.reset();
+    };
+    std::thread other([&] { together(second); });
+    together(first);
+    other.join();
+    ASSERT_FALSE(fs::exists("/dev/shm/" + root()->prefix + "b.both")) << "round " << round;
+  }
 }
 
 TEST(NamedObjects, AForkedChildGivesUpOnlyItsOwnCopy) {

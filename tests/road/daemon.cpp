@@ -6,7 +6,7 @@
 
 #include <oxbase/oxc.h>
 
-#include "tests/support/installation.h"
+#include "tests/support/shipped_installation.h"
 #include "tests/support/system_root.h"
 
 namespace ox::test {
@@ -19,7 +19,7 @@ std::string program() { return OX_PROGRAMS "/oxmgrd"; }
 }  // namespace
 
 Daemon::Daemon() {
-  make_installation();
+  lay_down_installation();
   start();
 }
 
@@ -42,7 +42,7 @@ int Daemon::end() {
 std::string Daemon::log() const { return read_file(log_file_); }
 
 int check_installation(std::string& output) {
-  make_installation();
+  lay_down_installation();
   const std::string file = system_root() + "/check.log";
   ChildProcess process({program(), "--check"}, file);
   const int status = process.wait(patience);

@@ -15,7 +15,7 @@
 #include "platform/named_event.h"
 #include "tests/road/daemon.h"
 #include "tests/road/raw_client.h"
-#include "tests/support/installation.h"
+#include "tests/support/shipped_installation.h"
 #include "tests/support/snmpd.h"
 #include "tests/support/system_root.h"
 #include "tests/support/udp_socket.h"
@@ -166,7 +166,7 @@ TEST(Road, AcknowledgedSetsSurviveKillAndTheNextStartFindsNoLeftover) {
 }
 
 TEST(Road, ClientsThatMisbehaveAreDroppedAndCostTheOthersNothing) {
-  make_installation();
+  lay_down_installation();
   write_file(work_dir() + "/conf/oxmgrd.cf", "GreetingTimeout:\t1\nSendTimeout:\t1\nMaxQueue:\t4\n");
   Daemon daemon;
   ASSERT_EQ(0u, oxaInit(nullptr));
@@ -203,7 +203,7 @@ TEST(Road, ClientsThatMisbehaveAreDroppedAndCostTheOthersNothing) {
 }
 
 TEST(Road, ClientThatDoesNotReadItsAnswersIsDropped) {
-  make_installation();
+  lay_down_installation();
   write_file(work_dir() + "/conf/oxmgrd.cf", "SendTimeout:\t1\n");
   Daemon daemon;
   RawClient client;

@@ -1,9 +1,27 @@
-// A whole installation in the test's system root: the shipped files, where the daemon and the library look for them.
+// What a session needs around it: message texts, the running base services, and the AMIB tree.
 #pragma once
+
+#include <string>
+
+#include "platform/named_event.h"
 
 namespace ox::test {
 
-// Copies the shipped files. Made once in a test process; later calls do nothing.
-void make_installation();
+// An installation in the private system root, for as long as it lives. The tree is built by this process.
+class Installation {
+ public:
+  enum class Missing { nothing, base_services, tree, messages };
+  explicit Installation(Missing missing = Missing::nothing);
+  ~Installation();
+  Installation(const Installation&) = delete;
+  Installation& operator=(const Installation&) = delete;
+
+ private:
+  platform::NamedEvent base_services_;
+  bool tree_ = false;
+};
+
+// Adds a line to the registry values of the library's key: registry_line("\"InitRetryCnt\"=dword:00000000").
+void add_setting(const std::string& line);
 
 }  // namespace ox::test

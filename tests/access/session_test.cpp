@@ -1,0 +1,209 @@
+// Opening the session, reports, and the end of the connection.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <oxbase/oxa.h>
+#include <oxbase/oxc.h>
+
+#include "access/reports.h"
+#include "platform/environment.h"
+#include "platform/named_event.h"
+#include "platform/registry.h"
+#include "tests/support/byte_text.h"
+#include "tests/support/session_fixture.h"
+
+namespace ox::test {
+namespace {
+
+constexpr std::uint32_t limit_ms = 10000;  // for waits that a fault would make endless
+
+std::vector<std::vector<std::uint32_t>> disconnects;
+void OX_CALL note_disconnect(std::uint32_t a, OX_RESULT b, std::uint32_t c) { disconnects.push_back({a, b, c}); }
+
+OX_RESULT any_request() { return oxaCompUnlock(1); }
+
+TEST(Init, GreetingBytesAndAnswers) {
+  const Installation installation;
+  ScriptedPeer peer;
+  EXPECT_EQ(14u, any_request());
+  EXPECT_EQ(14u, oxaDispatch(0));
+  EXPECT_EQ(-1, oxaGetReportFd());
+  const struct {
+    const char* what;
+    Answer answer;
+    OX_RESULT result;
+  } refusals[] = {
+      {"refused", {.pieces = {bytes("0004 0005")}}, 5},
+      {"refused with more than the code", {.pieces = {bytes("0006 0187 ABCD")}}, 391},
+      {"too short to hold a code", {.pieces = {bytes("0003 00")}}, 71},
+      {"closed at once", {.close = true}, 17},
+      {"closed in the answer", {.pieces = {bytes("0004 00")}, .close = true}, 17},
+      {"closed in what follows the code", {.pieces = {bytes("0006 0000 AB")}, .close = true}, 17},
+  };
+  for (const auto& c : refusals) {
+    SCOPED_TRACE(c.what);
+    peer.answer_greetings(c.answer);
+    EXPECT_EQ(c.result, oxaInit(nullptr));
+    EXPECT_EQ(14u, any_request());
+    EXPECT_EQ(14u, oxaDispatch(0));
+  }
+  peer.answer_greetings({.pieces = {bytes("00"), bytes("08"), bytes("0000 ABCDEF 01")}});
+  (void)peer.greetings();
+  ASSERT_EQ(0u, oxaInit(nullptr));
+  EXPECT_EQ(0u, oxaInit(nullptr));
+  EXPECT_EQ(0u, oxaServiceInit(nullptr));
+  const std::vector<std::string> greetings = peer.greetings();
+  ASSERT_EQ(1u, greetings.size());
+
+  char pid[24];
+  std::snprintf(pid, sizeof pid, "0x%lx", static_cast<unsigned long>(platform::process_id()));
+  const std::string& greeting = greetings[0];
+  const std::string name = greeting.substr(4, greeting.size() - 5);
+  EXPECT_EQ("Global\\0x", name.substr(0, 9));
+  EXPECT_EQ(pid, name.substr(name.size() - std::strlen(pid)));
+  const auto size = static_cast<std::uint32_t>(name.size()) + 1;
+  EXPECT_EQ(half(2 + size) + half(size) + name + '\0', greeting);  // the total does not count itself
+
+  peer.answer(reply_bytes({.error = 84}));
+  EXPECT_EQ(84u, any_request());
+  session().close();
+}
+
+TEST(Init, WhatIsMissing) {
+  {
+    const Installation installation(Installation::Missing::nothing);
+    ASSERT_EQ(platform::error_none, platform::registry_write("SOFTWARE\\CORVID\\OXBASE", "InitRetryCnt", 0u));
+    EXPECT_EQ(393u, oxaInit(nullptr));
+    ASSERT_EQ(platform::error_none,
+              platform::registry_write("SOFTWARE\\CORVID\\OXBASE", "LocalGroup", "no such group here"));
+    EXPECT_NE(0u, oxaInit(nullptr));
+  }
+}
+
+TEST(Init, NoBaseServices) {
+  const Installation installation(Installation::Missing::base_services);
+  EXPECT_EQ(7u, oxaWaitForOxbase(1));
+  EXPECT_EQ(15u, oxaInit(nullptr));
+}
+
+TEST(Init, NoTree) {
+  const Installation installation(Installation::Missing::tree);
+  EXPECT_EQ(0u, oxaWaitForOxbase(0));
+  EXPECT_EQ(15u, oxaInit(nullptr));
+}
+
+TEST(Init, NoMessages) {
+  const Installation installation(Installation::Missing::messages);
+  EXPECT_EQ(15u, oxaInit(nullptr));
+}
+
+TEST(Logon, OffNeedsNoDialogAndNoDialogMeansStop) {
+  EXPECT_EQ(0u, oxaLogon());  // there is no dialog program
+  ASSERT_EQ(platform::error_none, platform::registry_write("SOFTWARE\\CORVID\\OXBASE", "Authentication", "oFf"));
+  EXPECT_EQ(1u, oxaLogon());
+}
+
+TEST(Logon, TheAnswerOfARunningDialogCounts) {
+  for (const bool ok : {true, false}) {
+    platform::NamedMutex dialog;
+    platform::NamedEvent ok_event;
+    platform::NamedEvent cancel_event;
+    ASSERT_EQ(platform::error_none, dialog.create("OxLogon", platform::Access::machine));
+    ASSERT_EQ(platform::error_none, ok_event.create("OxLogon_Ok", platform::Access::machine));
+    ASSERT_EQ(platform::error_none, cancel_event.create("OxLogon_Cancel", platform::Access::machine));
+    std::thread answering([&] {
+      platform::sleep_ms(20);
+      (ok ? ok_event : cancel_event).set();
+    });
+    EXPECT_EQ(ok ? 1u : 0u, oxaLogon());
+    answering.join();
+  }
+}
+
+std::vector<std::string> handled;
+NextFetch acknowledge(MessagePtr report) {
+  handled.emplace_back(reinterpret_cast<const char*>(report->data), report->data_length);
+  return {.type = 7, .reference = 41};
+}
+NextFetch ask_back(MessagePtr) {
+  EXPECT_EQ(84u, any_request());
+  return {};
+}
+
+const std::string fetch =
+    bytes("00000031 000B 'pipeHeader' 00 00000000 0002 0005 0000 0000 0000 0000 00000000 00000000 0000 0000 FFFFFFFF");
+const std::string acknowledging_fetch =
+    bytes("00000031 000B 'pipeHeader' 00 00000000 0002 0007 0000 0000 0000 0000 00000000 00000000 0000 0000 00000029");
+
+using ReportTest = SessionTest;
+
+TEST_F(ReportTest, ReportsAreFetchedUntilThereAreNone) {
+  const auto live = oxcGetMemValue(1);
+  set_report_handler(25, acknowledge);
+  set_report_handler(2, ask_back);
+  peer.answer(reply_bytes({.command = 25, .data = "one"}));
+  peer.answer(reply_bytes({.command = 25, .data = "two"}));
+  peer.answer(reply_bytes({.command = 2}));
+  peer.answer(reply_bytes({.error = 84}));                       // of the request that the handler sends
+  peer.answer(reply_bytes({.command = 99, .data = "unknown"}));  // released unread
+  peer.answer(reply_bytes({.command = 5, .data = "no handler"}));
+  peer.answer(reply_bytes({.type = 6, .command = 25}));
+  peer.announce();
+  EXPECT_EQ(0u, oxaDispatch(limit_ms));
+  const std::vector<std::string> requests = peer.requests();
+  ASSERT_EQ(7u, requests.size());
+  const std::vector<std::string> fetches = {fetch, acknowledging_fetch, acknowledging_fetch, requests[3], fetch, fetch,
+                                            fetch};
+  EXPECT_EQ(fetches, requests);
+  EXPECT_EQ((std::vector<std::string>{"one", "two"}), handled);
+  EXPECT_EQ(live, oxcGetMemValue(1));
+
+  peer.answer(reply_bytes({.type = 6}));  // announced again: fetched again
+  peer.announce();
+  EXPECT_EQ(0u, oxaDispatch(limit_ms));
+  EXPECT_EQ(std::vector<std::string>{fetch}, peer.requests());
+}
+
+class DisconnectTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    disconnects.clear();
+    ASSERT_EQ(0u, oxaInit(note_disconnect));
+  }
+  void TearDown() override { session().close(); }
+
+  const std::vector<std::vector<std::uint32_t>> once = {{0, 17, 0}};
+  Installation installation;
+  ScriptedPeer peer;
+};
+
+TEST_F(DisconnectTest, AFailingFetchTellsItOnce) {
+  peer.answer(Answer{.close = true});
+  peer.announce();
+  EXPECT_EQ(0u, oxaDispatch(limit_ms));
+  EXPECT_EQ(once, disconnects);
+  EXPECT_EQ(14u, any_request());
+
+  session().close();
+  ASSERT_EQ(0u, oxaInit(note_disconnect));
+  peer.answer(Answer{.close = true});
+  peer.announce();
+  EXPECT_EQ(0u, oxaDispatch(limit_ms));
+  EXPECT_EQ(once, disconnects);  // never again in the process
+}
+
+TEST_F(DisconnectTest, AFailingRequestTellsItAtTheNextDispatch) {
+  peer.answer(Answer{.close = true});
+  EXPECT_EQ(17u, any_request());
+  EXPECT_TRUE(disconnects.empty());
+  EXPECT_EQ(0u, oxaDispatch(limit_ms));
+  EXPECT_EQ(once, disconnects);
+}
+
+}  // namespace
+}  // namespace ox::test

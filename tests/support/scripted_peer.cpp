@@ -1,0 +1,201 @@
+#include "tests/support/scripted_peer.h"
+
+#include <gtest/gtest.h>
+
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+#include <chrono>
+#include <utility>
+
+#include "platform/named_event.h"
+#include "platform/server/pipe_server.h"
+
+namespace ox::test {
+
+using platform::Error;
+
+std::string half(std::uint32_t value) { return {static_cast<char>(value >> 8), static_cast<char>(value)}; }
+std::string word(std::uint32_t value) { return half(value >> 16) + half(value & 0xFFFF); }
+std::string text(std::string_view value) {
+  return half(static_cast<std::uint32_t>(value.size()) + 1) + std::string(value) + '\0';
+}
+
+std::string reply_bytes(const ReplyFields& fields) {
+  const auto counted = [](const std::string& bytes) { return half(static_cast<std::uint32_t>(bytes.size())) + bytes; };
+  const std::string rest = word(static_cast<std::uint32_t>(fields.data.size())) + half(2) + half(fields.type) +
+                           half(fields.command) + half(fields.error) + half(0) + half(0) + word(fields.source_id) +
+                           word(fields.destination_id) + counted(fields.source_name) +
+                           counted(fields.destination_name) + word(0);
+  return word(static_cast<std::uint32_t>(rest.size()) + 4) + rest + fields.data;
+}
+
+// Runs the event loop until the one thing that the script waits for has happened.
+struct ScriptedPeer::Server {
+  asio::io_context loop;
+  std::unique_ptr<platform::PipeServer> server = platform::make_pipe_server(loop);
+  std::deque<std::unique_ptr<platform::PipeConnection>> waiting;
+  std::unique_ptr<platform::PipeConnection> connection;
+  bool stopping = false;
+
+  template <class Done>
+  bool run_until(Done done) {
+    while (!stopping && !done()) {
+      if (loop.stopped()) loop.restart();
+      loop.run_one();
+    }
+    return !stopping;
+  }
+};
+
+ScriptedPeer::ScriptedPeer() : server_(std::make_unique<Server>()) {
+  greeting_answer_.pieces = {half(4) + half(0)};
+  EXPECT_EQ(platform::error_none, server_->server->serve("\\\\.\\PIPE\\ox_stdpipe", [this](auto connection) {
+    server_->waiting.push_back(std::move(connection));
+  }));
+  thread_ = std::thread([this] { run(); });
+}
+
+ScriptedPeer::~ScriptedPeer() {
+  asio::post(server_->loop, [this] { server_->stopping = true; });
+  thread_.join();
+}
+
+void ScriptedPeer::answer_greetings(Answer answer) {
+  const std::scoped_lock lock(mutex_);
+  greeting_answer_ = std::move(answer);
+}
+void ScriptedPeer::answer(Answer answer) {
+  const std::scoped_lock lock(mutex_);
+  answers_.push_back(std::move(answer));
+}
+void ScriptedPeer::otherwise(std::string bytes) {
+  const std::scoped_lock lock(mutex_);
+  otherwise_.pieces = {std::move(bytes)};
+}
+void ScriptedPeer::on_request(std::function<void()> hook) {
+  const std::scoped_lock lock(mutex_);
+  hook_ = std::move(hook);
+}
+std::vector<std::string> ScriptedPeer::greetings() {
+  const std::scoped_lock lock(mutex_);
+  return std::exchange(greetings_, {});
+}
+std::vector<std::string> ScriptedPeer::requests() {
+  const std::scoped_lock lock(mutex_);
+  return std::exchange(requests_, {});
+}
+
+void ScriptedPeer::announce() {
+  std::string name;
+  {
+    const std::scoped_lock lock(mutex_);
+    name = event_name_;
+  }
+  platform::NamedEvent event;
+  ASSERT_EQ(platform::error_none, event.open(name.c_str())) << name;
+  event.set();
+}
+
+void ScriptedPeer::run() {
+  while (server_->run_until([this] { return !server_->waiting.empty(); })) {
+    server_->connection = std::move(server_->waiting.front());
+    server_->waiting.pop_front();
+    serve_connection();
+    server_->connection.reset();
+  }
+  server_->connection.reset();
+}
+
+bool ScriptedPeer::read(std::string& bytes, std::size_t size) {
+  while (bytes.size() < size) {
+    char buffer[4096];
+    const std::size_t wanted = std::min(size - bytes.size(), sizeof buffer);
+    bool done = false;
+    Error failure = platform::error_none;
+    std::size_t got = 0;
+    server_->connection->read_some(std::as_writable_bytes(std::span(buffer).first(wanted)),
+                                   [&](Error error, std::size_t count) {
+                                     done = true;
+                                     failure = error;
+                                     got = count;
+                                   });
+    if (!server_->run_until([&] { return done; })) {
+      server_->connection.reset();  // before the handler's locals go
+      return false;
+    }
+    if (failure != platform::error_none) return false;
+    bytes.append(buffer, got);
+  }
+  return true;
+}
+
+bool ScriptedPeer::deliver(const Answer& answer) {
+  for (const std::string& piece : answer.pieces) {
+    if (&piece != &answer.pieces.front()) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    bool done = false;
+    Error failure = platform::error_none;
+    server_->connection->write_all(std::as_bytes(std::span(piece)), [&](Error error, std::size_t) {
+      done = true;
+      failure = error;
+    });
+    if (!server_->run_until([&] { return done; })) {
+      server_->connection.reset();
+      return false;
+    }
+    if (failure != platform::error_none) return false;
+  }
+  return !answer.close;
+}
+
+namespace {
+
+std::uint32_t number(std::string_view bytes) {
+  std::uint32_t value = 0;
+  for (const char byte : bytes) value = value << 8 | static_cast<unsigned char>(byte);
+  return value;
+}
+
+}  // namespace
+
+// One frame by its own lengths: the header's at its start, the data part's behind the marker.
+bool ScriptedPeer::read_request(std::string& request) {
+  if (!read(request, 4)) return false;
+  const std::uint32_t header = number(std::string_view(request).substr(0, 4));
+  if (header < 49 || !read(request, header)) return false;
+  return read(request, header + number(std::string_view(request).substr(17, 4)));
+}
+
+Answer ScriptedPeer::next_answer() {
+  const std::scoped_lock lock(mutex_);
+  if (answers_.empty()) return otherwise_;
+  Answer next = std::move(answers_.front());
+  answers_.pop_front();
+  return next;
+}
+
+void ScriptedPeer::serve_connection() {
+  std::string greeting;
+  if (!read(greeting, 2) || !read(greeting, 2 + number(greeting))) return;
+  Answer answer;
+  {
+    const std::scoped_lock lock(mutex_);
+    event_name_ = greeting.size() > 4 ? greeting.substr(4, greeting.size() - 5) : "";
+    greetings_.push_back(greeting);
+    answer = greeting_answer_;
+  }
+  if (!deliver(answer)) return;
+  for (;;) {
+    std::string request;
+    if (!read_request(request)) return;
+    std::function<void()> hook;
+    {
+      const std::scoped_lock lock(mutex_);
+      requests_.push_back(request);
+      hook = hook_;
+    }
+    if (hook) hook();
+    if (!deliver(next_answer())) return;
+  }
+}
+
+}  // namespace ox::test
