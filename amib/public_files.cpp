@@ -1,5 +1,6 @@
 #include "amib/public_files.h"
 
+#include <cerrno>
 #include <cstring>
 
 #include <oxbase/oxf.h>
@@ -18,8 +19,9 @@ OX_RESULT list_public_files(const char* extension, std::vector<std::string>& fil
   const char* work = oxcGetWorkdir();
   if (*work == '\0') return OX_ENOSESSION;
   if (std::strlen(work) + added >= max_path) return OX_ENAMELONG;
-  oxfFileList* list = nullptr;
   const std::string directory = work_path({"public", "amib"});
+  if (oxcCheckFile(directory.c_str(), 2) == OX_ERRNO_BASE + ENOENT) return OX_OK;
+  oxfFileList* list = nullptr;
   if (const OX_RESULT result = oxfGetFileList(directory.c_str(), extension, 0, &list); result != OX_OK) return result;
   const struct Release {
     oxfFileList* list;

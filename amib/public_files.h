@@ -8,8 +8,8 @@
 
 namespace ox::amib {
 
-// The files of an extension (".enm"), in reading order: "oxbase" first, "user" last. 14 without a work directory, 152
-// when its path is too long, or the listing's error.
+// The files of an extension (".enm"), in reading order: "oxbase" first, "user" last; none when there is no such
+// folder. 14 without a work directory, 152 when its path is too long, or the listing's error.
 OX_RESULT list_public_files(const char* extension, std::vector<std::string>& files);
 
 }  // namespace ox::amib

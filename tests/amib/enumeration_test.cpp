@@ -105,6 +105,12 @@ TEST_F(EnumerationTest, LookUp) {
   EXPECT_EQ("5", text_of("obj.cmn.cmnState", 5, 14));
 }
 
+TEST_F(EnumerationTest, WithoutFilesThereAreNone) {
+  EXPECT_EQ("1", text_of("obj.cmn.cmnState", 1, 183));
+  const char* text = nullptr;
+  EXPECT_EQ(183u, oxbAmibToDesc("obj", &text));
+}
+
 TEST_F(EnumerationTest, Descriptions) {
   const char* text = nullptr;
   install("oxbase.dsc",
