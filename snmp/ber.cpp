@@ -1,6 +1,7 @@
 #include "snmp/ber.h"
 
 #include <array>
+#include <bit>
 #include <charconv>
 
 #include "common/bytes.h"
@@ -17,43 +18,35 @@ std::size_t superfluous(const unsigned char* bytes, std::size_t size, unsigned c
   return count;
 }
 
-// Base 128, most significant group first, the high bit on all groups but the last.
-unsigned char* put_arc(unsigned char* out, std::uint32_t arc) noexcept {
-  for (unsigned shift = 28; shift != 0; shift -= 7) {
-    if (arc >> shift != 0) *out++ = static_cast<unsigned char>(0x80 | (arc >> shift));
-  }
-  *out++ = static_cast<unsigned char>(arc & 0x7F);
-  return out;
-}
+unsigned digit_of(char c) noexcept { return static_cast<unsigned>(static_cast<unsigned char>(c)) - '0'; }
 
-// Reads one decimal number that begins at `at` and leaves `at` behind it. False when there is no digit.
+// Reads the decimal number that begins at `at` and leaves `at` behind it. False when there is no digit.
 bool take_arc(const char*& at, const char* end, std::uint32_t& arc) noexcept {
-  const auto digit = [&] { return at != end ? static_cast<unsigned>(*at) - '0' : 10u; };
-  unsigned d = digit();
-  if (d > 9) return false;
-  arc = d;
-  for (++at; (d = digit()) <= 9; ++at) arc = arc * 10 + d;
-  return true;
+  const char* const start = at;
+  arc = 0;
+  for (; at != end && digit_of(*at) <= 9; ++at) arc = arc * 10 + digit_of(*at);
+  return at != start;
 }
 
-// Writes the content of an identifier forward from `out`; null for a malformed text.
-unsigned char* put_arcs(unsigned char* out, const char* at, const char* end) noexcept {
-  std::uint32_t first = 0;
-  std::uint32_t second = 0;
-  if (!take_arc(at, end, first)) return nullptr;
-  const bool single = at == end;
-  if (!single && (*at++ != '.' || !take_arc(at, end, second))) return nullptr;
-  out = put_arc(out, first * 40 + second);
-  for (std::size_t count = 3; at != end; ++count) {
-    std::uint32_t arc = 0;
-    if (*at++ != '.' || !take_arc(at, end, arc) || count > arc_limit) return nullptr;
-    if (arc < 0x80) [[likely]] {
-      *out++ = static_cast<unsigned char>(arc);
-    } else {
-      out = put_arc(out, arc);
-    }
+// Reads the decimal number that ends at `end` and leaves `end` at its first digit. False when there is no digit.
+bool take_last_arc(const char* begin, const char*& end, std::uint32_t& arc) noexcept {
+  const char* const start = end;
+  arc = 0;
+  for (std::uint32_t scale = 1; end != begin && digit_of(end[-1]) <= 9; --end, scale *= 10) {
+    arc += digit_of(end[-1]) * scale;
   }
-  return out;
+  return end != start;
+}
+
+// Four numbers of one digit, each behind its dot: what most of an identifier is made of. False when the text is
+// another.
+bool four_arcs(const char* text, unsigned char (&arcs)[4]) noexcept {
+  std::uint64_t digits = 0;
+  std::memcpy(&digits, text, sizeof digits);
+  digits ^= 0x302E302E302E302E;  // 0 to 9 in every other byte, 0 between them
+  if (((digits | (digits + 0x7600760076007600)) & 0x80FF80FF80FF80FF) != 0) return false;
+  for (int i = 0; i < 4; ++i) arcs[i] = static_cast<unsigned char>(digits >> (16 * i + 8));
+  return true;
 }
 
 // The next number of an identifier; false when it is cut or beyond 32 bits.
@@ -108,15 +101,29 @@ void ReverseWriter::put_null() noexcept {
   put(null);
 }
 
+// All eight bytes are stored, and the writer moves by those that count.
+void ReverseWriter::put_low_bytes(Tag tag, std::uint64_t value, unsigned count) noexcept {
+  assert(room() >= sizeof value);
+  const std::uint64_t wire = big_endian(value);
+  std::memcpy(front_ - sizeof wire, &wire, sizeof wire);
+  front_ -= count;
+  put(static_cast<unsigned char>(count));
+  put(tag);
+}
+
 void ReverseWriter::put_integer(std::uint32_t value) noexcept {
-  const std::uint32_t wire = big_endian(value);
-  unsigned char bytes[sizeof wire];
-  std::memcpy(bytes, &wire, sizeof wire);
-  put_signed(bytes, sizeof bytes);
+  const std::int64_t wide = static_cast<std::int32_t>(value);
+  const auto bits = static_cast<std::uint64_t>(wide ^ (wide >> 63));
+  put_low_bytes(integer, static_cast<std::uint64_t>(wide), (72u - static_cast<unsigned>(std::countl_zero(bits))) / 8);
 }
 
 void ReverseWriter::put_signed(const unsigned char* bytes, std::size_t count) noexcept {
   assert(count != 0);
+  std::uint32_t value = 0;
+  if (count == sizeof value) {
+    std::memcpy(&value, bytes, sizeof value);
+    return put_integer(big_endian(value));
+  }
   const std::size_t before = size();
   const unsigned char filler = bytes[0] < 0x80 ? 0x00 : 0xFF;
   const std::size_t dropped = superfluous(bytes, count, filler);
@@ -127,6 +134,12 @@ void ReverseWriter::put_signed(const unsigned char* bytes, std::size_t count) no
 
 void ReverseWriter::put_unsigned(Tag tag, const unsigned char* bytes, std::size_t count) noexcept {
   assert(count != 0);
+  std::uint32_t value = 0;
+  if (count == sizeof value) {
+    std::memcpy(&value, bytes, sizeof value);
+    value = big_endian(value);
+    return put_low_bytes(tag, value, (40u - static_cast<unsigned>(std::countl_zero(value))) / 8);
+  }
   const std::size_t before = size();
   const std::size_t dropped = superfluous(bytes, count, 0x00);
   put_bytes(bytes + dropped, count - dropped);
@@ -134,18 +147,42 @@ void ReverseWriter::put_unsigned(Tag tag, const unsigned char* bytes, std::size_
   close(tag, before);
 }
 
-// The text is converted forward, at the place where its content cannot begin any earlier, and then moved to where it
-// ends.
+// Base 128, the high bit on all groups but the last.
+void ReverseWriter::put_arc(std::uint32_t arc) noexcept {
+  put(static_cast<unsigned char>(arc & 0x7F));
+  while ((arc >>= 7) != 0) put(static_cast<unsigned char>(0x80 | arc));
+}
+
+// The numbers of a text, each behind its dot.
+bool ReverseWriter::put_arcs(const char* begin, const char* end) noexcept {
+  std::size_t count = 2;
+  while (end != begin) {
+    unsigned char arcs[4];
+    if (end - begin >= 8 && four_arcs(end - 8, arcs)) {
+      put_bytes(arcs, sizeof arcs);
+      end -= 8;
+      count += 4;
+      continue;
+    }
+    std::uint32_t arc = 0;
+    if (!take_last_arc(begin, end, arc) || end == begin || *--end != '.') return false;
+    put_arc(arc);
+    ++count;
+  }
+  return count <= arc_limit;
+}
+
 bool ReverseWriter::put_identifier(std::string_view text) noexcept {
   const std::size_t before = size();
   if (!text.empty()) {
-    assert(room() >= text.size() + identifier_bound);
-    unsigned char* const start = front_ - text.size() - identifier_bound;
-    const unsigned char* const stop = put_arcs(start, text.data(), text.data() + text.size());
-    if (stop == nullptr) return false;
-    const std::size_t written = static_cast<std::size_t>(stop - start);
-    std::memmove(front_ - written, start, written);
-    front_ -= written;
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    std::uint32_t first = 0;
+    std::uint32_t second = 0;
+    if (!take_arc(at, end, first)) return false;
+    if (at != end && (*at++ != '.' || !take_arc(at, end, second))) return false;
+    if (!put_arcs(at, end)) return false;
+    put_arc(first * 40 + second);
   }
   close(object_identifier, before);
   return true;
@@ -163,20 +200,30 @@ bool ElementReader::long_length(std::size_t& size, std::size_t& header) const no
   return true;
 }
 
-bool well_formed(const Element& element) noexcept {
+bool well_formed(const Element& element, int depth) noexcept {
   if ((element.tag & constructed) == 0) return true;
-  std::array<ElementReader, depth_limit> open{ElementReader(element)};
-  for (std::size_t depth = 1; depth != 0;) {
-    ElementReader& innermost = open[depth - 1];
+  std::array<ElementReader, depth_limit> open;
+  int inside = 0;
+  open[inside++] = ElementReader(element);
+  while (inside != 0) {
+    ElementReader& innermost = open[inside - 1];
     Element child;
     if (innermost.at_end()) {
-      --depth;
+      --inside;
     } else if (!innermost.next(child)) {
       return false;
     } else if ((child.tag & constructed) != 0) {
-      if (depth == open.size()) return false;
-      open[depth++] = ElementReader(child);
+      if (depth + inside > depth_limit) return false;
+      open[inside++] = ElementReader(child);
     }
+  }
+  return true;
+}
+
+bool rest_is_well_formed(ElementReader& rest, int depth) noexcept {
+  while (!rest.at_end()) {
+    Element element;
+    if (!rest.next(element) || !well_formed(element, depth)) return false;
   }
   return true;
 }

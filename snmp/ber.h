@@ -36,8 +36,9 @@ inline constexpr Tag first_pdu = 0xA0;
 inline constexpr std::uint32_t header_bound = 6;
 // An identifier's content is at most this much longer than its text: a single arc of one digit takes two bytes.
 inline constexpr std::uint32_t identifier_bound = 1;
-// A number's content is at most this much longer than the number: the guard against a wrong sign.
-inline constexpr std::uint32_t number_bound = 1;
+// Beside its header a number takes its own size and at most this much: a guard against a wrong sign, and the room in
+// which it is shortened.
+inline constexpr std::uint32_t number_bound = 8;
 
 // Writes elements in reverse order, last one first, into a space that the caller computed with the bounds above.
 class ReverseWriter {
@@ -81,6 +82,9 @@ class ReverseWriter {
     put_long_length(length);
   }
   void put_long_length(std::uint32_t length) noexcept;
+  void put_arc(std::uint32_t arc) noexcept;
+  [[nodiscard]] bool put_arcs(const char* begin, const char* end) noexcept;
+  void put_low_bytes(Tag tag, std::uint64_t value, unsigned count) noexcept;
 
   unsigned char* begin_;
   unsigned char* front_;
@@ -137,8 +141,13 @@ class ElementReader {
 // How many constructed elements may stand in one another.
 inline constexpr int depth_limit = 32;
 
-// Whether an element's content, if constructed, consists of elements to the last byte, all the way down.
-[[nodiscard]] bool well_formed(const Element& element) noexcept;
+// Whether an element's content, if constructed, consists of elements to the last byte, all the way down. `depth` is
+// that of the element: 1 for a whole message, 2 for what stands in it.
+[[nodiscard]] bool well_formed(const Element& element, int depth) noexcept;
+
+// The same for the elements that a content has beyond those that mean something. A message is refused for a malformed
+// element even where nobody looks at it.
+[[nodiscard]] bool rest_is_well_formed(ElementReader& rest, int depth) noexcept;
 
 // An INTEGER's content as the two's complement of 32 bits. Zeros in front are passed over, but the sign is that of the
 // first byte: 00 80 is 128. False for an empty content and for a number beyond 32 bits.
@@ -155,8 +164,8 @@ inline constexpr int depth_limit = 32;
 // or a number is beyond 32 bits. The first number of the text is at most 2: 88 37 is "2.999".
 [[nodiscard]] bool identifier_text(const Element& element, char* text, std::size_t& size) noexcept;
 
-// The bytes of an octet string. The segments of a constructed one (X.690, 8.7.3) are joined; false when one of them is
-// no octet string. `copy` null only counts.
+// The bytes of a well-formed octet string. The segments of a constructed one (X.690, 8.7.3) are joined; false when one
+// of them is no octet string. `copy` null only counts.
 [[nodiscard]] bool octets_of(const Element& element, unsigned char* copy, std::size_t& size) noexcept;
 
 }  // namespace ox::ber

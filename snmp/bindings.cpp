@@ -183,10 +183,12 @@ OX_RESULT take_value(const ber::Element& element, dnode& node) noexcept {
 }
 
 OX_RESULT take_binding(const ber::Element& binding, dnode& node) noexcept {
+  constexpr int depth = 4;  // in the list, in the PDU, in the message
   ber::ElementReader fields(binding);
   ber::Element name;
   ber::Element value;
   if (binding.tag != ber::sequence || !fields.next(name) || !fields.next(value)) return OX_EDECODE;
+  if (!ber::well_formed(value, depth + 1) || !ber::rest_is_well_formed(fields, depth + 1)) return OX_EDECODE;
   const OX_RESULT result = take_name(name, node);
   return result != OX_OK ? result : take_value(value, node);
 }

@@ -23,7 +23,7 @@ bool open_pdu(const ber::Element& element, Pdu& pdu) noexcept {
     ber::Element field;
     if (!fields.next(ber::integer, field) || !ber::signed_of(field, *number)) return false;
   }
-  return fields.next(ber::sequence, pdu.bindings);
+  return fields.next(ber::sequence, pdu.bindings) && ber::rest_is_well_formed(fields, 3);
 }
 
 // Space for the PDU's own header and its three numbers.
@@ -35,12 +35,12 @@ constexpr std::uint32_t pdu_bound =
 bool open_envelope(const void* message, std::uint32_t length, Envelope& envelope) noexcept {
   ber::Element whole;
   if (!ber::ElementReader(static_cast<const unsigned char*>(message), length).next(ber::sequence, whole)) return false;
-  if (!ber::well_formed(whole)) return false;
   ber::ElementReader parts(whole);
   ber::Element version;
   if (!parts.next(ber::integer, version) || !ber::signed_of(version, envelope.version)) return false;
   if (envelope.version > last_version) return false;
-  return parts.next(envelope.community) && envelope.community.is_octet_string() && parts.next(envelope.pdu);
+  return parts.next(envelope.community) && envelope.community.is_octet_string() &&
+         ber::well_formed(envelope.community, 2) && parts.next(envelope.pdu) && ber::rest_is_well_formed(parts, 2);
 }
 
 OX_RESULT copy_community(const ber::Element& element, tracked_ptr<unsigned char[]>& community,

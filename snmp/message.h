@@ -17,7 +17,8 @@ struct Envelope {
   ber::Element pdu;
 };
 
-// The parts of a message whose elements are all well-formed. False for anything else; trailing bytes are ignored.
+// The parts of a message. False for anything else; bytes behind it are ignored, further elements in it must be
+// well-formed. What stands in the PDU is not looked at yet: it is at depth 3.
 [[nodiscard]] bool open_envelope(const void* message, std::uint32_t length, Envelope& envelope) noexcept;
 
 // A copy of the community with a zero byte behind it. 112, 3.
