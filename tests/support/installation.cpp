@@ -44,9 +44,4 @@ Installation::~Installation() {
   if (tree_) (void)oxbDeleteAmibTree(tree_key);
 }
 
-void add_setting(const std::string& line) {
-  const std::string file = system_root() + "/registry.reg";
-  write_file(file, read_file(file) + line + "\n");
-}
-
 }  // namespace ox::test

@@ -1,8 +1,6 @@
 // What a session needs around it: message texts, the running base services, and the AMIB tree.
 #pragma once
 
-#include <string>
-
 #include "platform/named_event.h"
 
 namespace ox::test {
@@ -20,8 +18,5 @@ class Installation {
   platform::NamedEvent base_services_;
   bool tree_ = false;
 };
-
-// Adds a line to the registry values of the library's key: registry_line("\"InitRetryCnt\"=dword:00000000").
-void add_setting(const std::string& line);
 
 }  // namespace ox::test
