@@ -22,8 +22,9 @@ namespace {
 void install() {
   static const bool done = [] {
     const char* root = std::getenv("OXBASE_SYSTEM");
-    if (root == nullptr || std::filesystem::exists(std::string(root) + "/registry.reg")) return true;
-    std::ofstream(std::string(root) + "/registry.reg")
+    if (root == nullptr || std::filesystem::exists(std::filesystem::path(root) / "registry.reg")) return true;
+    std::filesystem::create_directories(root);
+    std::ofstream(std::filesystem::path(root) / "registry.reg")
         << "Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVID\\OXBASE]\n\"HomeDir\"=\""
         << root << "\"\n\"WorkDir\"=\"" << root << "\"\n";
     return true;
@@ -38,7 +39,10 @@ constexpr int kinds = 5;
 std::string name_of(int index) {
   static const char* const columns[kinds] = {"1.3.6.1.2.1.2.2.1.10", "1.3.6.1.2.1.31.1.1.1.6", "1.3.6.1.2.1.2.2.1.8",
                                              "1.3.6.1.2.1.2.2.1.2", "1.3.6.1.2.1.2.2.1.9"};
-  return std::string(columns[index % kinds]) + "." + std::to_string(index / kinds + 1);
+  std::string name = columns[index % kinds];
+  name += '.';
+  name += std::to_string(index / kinds + 1);
+  return name;
 }
 
 constexpr char interface_text[] = "GigabitEthernet1/0";
