@@ -23,7 +23,7 @@ extern "C" {
  * Called with (0, 17, 0) when the connection to the manager is lost, once in the process's life. It runs from
  * oxaDispatch (or the thread's message loop), never inside a request.
  */
-typedef void(OX_CALL *oxaDisconnect)(uint32_t, OX_RESULT, uint32_t);
+typedef void(OX_CALL* oxaDisconnect)(uint32_t, OX_RESULT, uint32_t);
 
 /* ---- Session ---------------------------------------------------------------------------------------------------- */
 
@@ -56,7 +56,7 @@ OX_API OX_RESULT OX_CALL oxaDispatch(uint32_t timeoutMs);
 OX_API intptr_t OX_CALL oxaGetReportFd(void);
 
 /* Ends an asynchronous request. Returns 0; 63 for an unknown one; 14, 17 or the manager's error, with it gone. */
-OX_API OX_RESULT OX_CALL oxaClose(void *request);
+OX_API OX_RESULT OX_CALL oxaClose(void* request);
 
 /* ---- Requests --------------------------------------------------------------------------------------------------- */
 
@@ -66,40 +66,40 @@ typedef struct oxaSelection {
 } oxaSelection;
 
 /*
- * Reads values. The answer is handed out in *list, to be released with oxdFree; list may be null. selection may be null.
- * limit is a time-out in seconds, 0 for the manager's own; options is a set of the manager's option bits.
- * Returns 0; 121 when the answer holds nodes and an error, and the nodes tell which; 122 when nothing was found;
- * 70 for a null component or AMIB name.
+ * Reads values. The answer is handed out in *list, to be released with oxdFree; list may be null. selection may be
+ * null. limit is a time-out in seconds, 0 for the manager's own; options is a set of the manager's option bits. Returns
+ * 0; 121 when the answer holds nodes and an error, and the nodes tell which; 122 when nothing was found; 70 for a null
+ * component or AMIB name.
  */
-OX_API OX_RESULT OX_CALL oxaGet(const char *manager, const char *component, const char *amibName,
-                                const oxaSelection *selection, uint32_t options, uint32_t limit, dnode **list);
+OX_API OX_RESULT OX_CALL oxaGet(const char* manager, const char* component, const char* amibName,
+                                const oxaSelection* selection, uint32_t options, uint32_t limit, dnode** list);
 
 /*
  * Writes values: each node names its component, type and attribute. first is 0, second a time-out in seconds. When
  * result is given, it receives the reply's nodes, to be released with oxdFree.
  * Returns 0; 109 when a node carries a request time; 266 for a list of 65536 encoded bytes or more.
  */
-OX_API OX_RESULT OX_CALL oxaSet(const char *manager, uint32_t first, uint32_t second, const dnode *list,
-                                dnode **result);
+OX_API OX_RESULT OX_CALL oxaSet(const char* manager, uint32_t first, uint32_t second, const dnode* list,
+                                dnode** result);
 
 /* Sends control data for an asynchronous request. 63 for an unknown one; 1 for a code over 65535 or for null data. */
-OX_API OX_RESULT OX_CALL oxaControl(void *request, uint32_t code, const void *data, uint32_t length);
+OX_API OX_RESULT OX_CALL oxaControl(void* request, uint32_t code, const void* data, uint32_t length);
 
 /*
  * Management of components and relations; result as in oxaSet. Codes: docs/protocol.md; one over 65535 gives 1.
  */
-OX_API OX_RESULT OX_CALL oxaMgmtControl(const char *manager, uint32_t code, const dnode *list, dnode **result);
+OX_API OX_RESULT OX_CALL oxaMgmtControl(const char* manager, uint32_t code, const dnode* list, dnode** result);
 
 /* Lock a component; the lock ends with oxaCompUnlock or with the session. 70 for a null component;
  * 1 for a null lockId. */
-OX_API OX_RESULT OX_CALL oxaCompLock(const char *manager, const char *component, uint32_t argument, uint32_t *lockId);
+OX_API OX_RESULT OX_CALL oxaCompLock(const char* manager, const char* component, uint32_t argument, uint32_t* lockId);
 OX_API OX_RESULT OX_CALL oxaCompUnlock(uint32_t lockId);
-OX_API OX_RESULT OX_CALL oxaCompUnlock2(uint32_t lockId, const char *manager);
+OX_API OX_RESULT OX_CALL oxaCompUnlock2(uint32_t lockId, const char* manager);
 
 /* Append values to collected data; tell its size. 70 for a null text; 1 for a null size. */
-OX_API OX_RESULT OX_CALL oxaDataAppend(const char *manager, uint32_t first, uint32_t second, const char *text1,
-                                       const char *text2, const dnode *list);
-OX_API OX_RESULT OX_CALL oxaDataGetSize(const char *manager, const char *text1, const char *text2, uint32_t *size);
+OX_API OX_RESULT OX_CALL oxaDataAppend(const char* manager, uint32_t first, uint32_t second, const char* text1,
+                                       const char* text2, const dnode* list);
+OX_API OX_RESULT OX_CALL oxaDataGetSize(const char* manager, const char* text1, const char* text2, uint32_t* size);
 
 #ifdef __cplusplus
 }

@@ -18,8 +18,8 @@
 extern "C" {
 #endif
 
-enum { OXB_TREE = 1120, OXB_SCRATCH_TREE = 12345 };                                       /* base keys */
-enum { OXB_READ = 1, OXB_WRITE = 2, OXB_READ_WRITE = 3, OXB_NOTIFY = 8 };                  /* access bits */
+enum { OXB_TREE = 1120, OXB_SCRATCH_TREE = 12345 };                                           /* base keys */
+enum { OXB_READ = 1, OXB_WRITE = 2, OXB_READ_WRITE = 3, OXB_NOTIFY = 8 };                     /* access bits */
 enum { OXB_CONF = 1, OXB_NIL = 2, OXB_SNMP = 3, OXB_EMON = 4, OXB_ICMP = 5, OXB_ICMPV6 = 6 }; /* interfaces */
 
 /* ---- The tree ------------------------------------------------------------------------------------------------- */
@@ -40,13 +40,13 @@ OX_API void OX_CALL oxbInitAmibTree(uint32_t key);
  * fault in a line (oxfGetErrorFile tells which); 5002, 138, 142 for the file; 3, 12, 13, 191. A failed file leaves
  * the tree as it was before; a failed first file leaves none.
  */
-OX_API OX_RESULT OX_CALL oxbAddAmibTree(const char *path);
+OX_API OX_RESULT OX_CALL oxbAddAmibTree(const char* path);
 
 /* A definition file to verify the tree against; the caller's list is a Queue. */
 typedef struct oxbFileEntry {
-  struct oxbFileEntry *next;
-  struct oxbFileEntry *prev;
-  const char *path;
+  struct oxbFileEntry* next;
+  struct oxbFileEntry* prev;
+  const char* path;
   uint32_t done; /* 0 at first; set when the file has been loaded into the scratch tree */
 } oxbFileEntry;
 
@@ -54,7 +54,7 @@ typedef struct oxbFileEntry {
  * Whether the tree that exists under the selected key was built from exactly these files, in any order; the tree is
  * attached then. Returns 0; 190 when it was not; 183 for a null list; errors of the files and of the shared blocks.
  */
-OX_API OX_RESULT OX_CALL oxbUseAlreadyExistAmibTree(oxbFileEntry *list);
+OX_API OX_RESULT OX_CALL oxbUseAlreadyExistAmibTree(oxbFileEntry* list);
 
 /*
  * Removes the tree of a base key from this process and gives up its blocks; other processes keep theirs. The process
@@ -72,10 +72,10 @@ OX_API uint32_t OX_CALL oxbAmibType(uint32_t node);
 OX_API uint32_t OX_CALL oxbAccessControl(uint32_t node);
 OX_API uint32_t OX_CALL oxbAmibInterface(uint32_t node);
 OX_API uint32_t OX_CALL oxbParent(uint32_t node);
-OX_API uint32_t OX_CALL oxbChild(uint32_t node); /* first child */
-OX_API uint32_t OX_CALL oxbPrev(uint32_t node);  /* previous sibling */
-OX_API uint32_t OX_CALL oxbNext(uint32_t node);  /* next sibling */
-OX_API const char *OX_CALL oxbName(uint32_t node); /* inside the mapped block; never to be written */
+OX_API uint32_t OX_CALL oxbChild(uint32_t node);   /* first child */
+OX_API uint32_t OX_CALL oxbPrev(uint32_t node);    /* previous sibling */
+OX_API uint32_t OX_CALL oxbNext(uint32_t node);    /* next sibling */
+OX_API const char* OX_CALL oxbName(uint32_t node); /* inside the mapped block; never to be written */
 
 OX_API uint32_t OX_CALL oxbIsLeaf(uint32_t node);  /* 1 when the type is that of a value */
 OX_API uint32_t OX_CALL oxbIsAggre(uint32_t node); /* 1 when the node or an ancestor is an "Aggregate"; 0 for 0 */
@@ -86,27 +86,27 @@ OX_API uint32_t OX_CALL oxbIsAggre(uint32_t node); /* 1 when the node or an ance
  */
 
 /* The deepest node that a path names; the root for a null or empty path. */
-OX_API OX_RESULT OX_CALL oxbEntry(const char *path, uint32_t *node);
+OX_API OX_RESULT OX_CALL oxbEntry(const char* path, uint32_t* node);
 
 /* Named and numeric path of a node; "" for the root. */
-OX_API OX_RESULT OX_CALL oxbApToStr(uint32_t node, const char **path);
-OX_API OX_RESULT OX_CALL oxbApToNum(uint32_t node, const char **path);
+OX_API OX_RESULT OX_CALL oxbApToStr(uint32_t node, const char** path);
+OX_API OX_RESULT OX_CALL oxbApToNum(uint32_t node, const char** path);
 
 /* A written path with every component that is a node written as its name, as its number; the rest as written. */
-OX_API OX_RESULT OX_CALL oxbStrName(const char *path, const char **name);
-OX_API OX_RESULT OX_CALL oxbNumName(const char *path, const char **name);
+OX_API OX_RESULT OX_CALL oxbStrName(const char* path, const char** name);
+OX_API OX_RESULT OX_CALL oxbNumName(const char* path, const char** name);
 
 /* Splits "11.1.1.0" into "obj.cmn.cmnName" and "0"; the second is "" without instance. Either pointer may be null. */
-OX_API OX_RESULT OX_CALL oxbSplit(const char *path, const char **object, const char **instance);
+OX_API OX_RESULT OX_CALL oxbSplit(const char* path, const char** object, const char** instance);
 
 /* The last label and its instance: "cmnName.0" of "obj.cmn.cmnName.0". */
-OX_API OX_RESULT OX_CALL oxbBasename(const char *path, const char **name);
+OX_API OX_RESULT OX_CALL oxbBasename(const char* path, const char** name);
 
 /*
  * Mode 0: 1 when a equals b, two nulls included. Other modes: 1 when b is a prefix of a at a component boundary.
  * Works on the texts alone and needs no tree.
  */
-OX_API uint32_t OX_CALL oxbMatch(const char *a, const char *b, uint32_t mode);
+OX_API uint32_t OX_CALL oxbMatch(const char* a, const char* b, uint32_t mode);
 
 /* The next leaf of top's subtree in depth-first order after `current` (0: the first); 0 when there is none. */
 OX_API uint32_t OX_CALL oxbTraverse(uint32_t top, uint32_t current);
@@ -117,7 +117,7 @@ OX_API uint32_t OX_CALL oxbTraverse(uint32_t top, uint32_t current);
  * Returns 0; 128 unbalanced braces; 126 a result of 4096 characters or more; 85 more results than the capacity; 3;
  * 1 for a null argument. On failure the count is 0 and nothing is handed out. Needs no tree.
  */
-OX_API OX_RESULT OX_CALL oxbDeploy(const char *pattern, uint32_t *count, char **results, uint32_t capacity);
+OX_API OX_RESULT OX_CALL oxbDeploy(const char* pattern, uint32_t* count, char** results, uint32_t capacity);
 
 /* ---- Enumerations and descriptions ------------------------------------------------------------------------------
  * Loaded once per process, on first use, from the work directory's "public/amib".
@@ -127,16 +127,16 @@ OX_API OX_RESULT OX_CALL oxbDeploy(const char *pattern, uint32_t *count, char **
  * The item text ("up(1)") of a value in the enumeration that applies to a path. On failure the text is the value in
  * decimal. Returns 0; 183 without an item; errors of the path and of the files.
  */
-OX_API OX_RESULT OX_CALL oxbEnumToStr(const char *path, int32_t value, const char **text);
+OX_API OX_RESULT OX_CALL oxbEnumToStr(const char* path, int32_t value, const char** text);
 
 /* The number of an item text: 1 of "up(1)". Returns 0, 70, 1. Needs no tree. */
-OX_API OX_RESULT OX_CALL oxbStrToEnum(const char *text, int32_t *value);
+OX_API OX_RESULT OX_CALL oxbStrToEnum(const char* text, int32_t* value);
 
 /* The index-th item, by value, of the enumeration that applies to a path. Returns 0; 183 past the last one. */
-OX_API OX_RESULT OX_CALL oxbEnumItem(const char *path, uint32_t index, int32_t *value, const char **text);
+OX_API OX_RESULT OX_CALL oxbEnumItem(const char* path, uint32_t index, int32_t* value, const char** text);
 
 /* The description of a path's node. Returns 0; 183 without one; 125 for a null or unknown path. */
-OX_API OX_RESULT OX_CALL oxbAmibToDesc(const char *path, const char **description);
+OX_API OX_RESULT OX_CALL oxbAmibToDesc(const char* path, const char** description);
 
 #ifdef __cplusplus
 }

@@ -17,56 +17,56 @@ typedef struct dnode dnode;
 /* ---- Life cycle ------------------------------------------------------------------------------------------------ */
 
 /* A list of `count` empty nodes; null for 0 or when memory runs out. */
-OX_API dnode *OX_CALL oxdAlloc(uint32_t count);
+OX_API dnode* OX_CALL oxdAlloc(uint32_t count);
 
 /* Releases every node from the given one to the end of its list. Returns 0, also for null. */
-OX_API OX_RESULT OX_CALL oxdFree(dnode *list);
+OX_API OX_RESULT OX_CALL oxdFree(dnode* list);
 
 /* A copy of one node, the rest of its list left out; null when memory runs out. */
-OX_API dnode *OX_CALL oxdCopy(const dnode *node);
+OX_API dnode* OX_CALL oxdCopy(const dnode* node);
 
-OX_API dnode *OX_CALL oxdNext(const dnode *node);
-OX_API dnode *OX_CALL oxdPrev(const dnode *node); /* of the first node: the last */
+OX_API dnode* OX_CALL oxdNext(const dnode* node);
+OX_API dnode* OX_CALL oxdPrev(const dnode* node); /* of the first node: the last */
 
 /* ---- Fields -----------------------------------------------------------------------------------------------------
  * Set: copies; 1 for a null node, 3 when memory runs out, with the field as it was.
  * Get: the node's own text or number; the code in the comment when the field is absent; 1 for a null argument.
  * Clr: releases; 0, also when the field was absent.
  */
-OX_API OX_RESULT OX_CALL oxdSetCompName(dnode *node, const char *name); /* 59 null or empty */
-OX_API OX_RESULT OX_CALL oxdGetCompName(const dnode *node, const char **name); /* 26 */
-OX_API OX_RESULT OX_CALL oxdClrCompName(dnode *node);
+OX_API OX_RESULT OX_CALL oxdSetCompName(dnode* node, const char* name);        /* 59 null or empty */
+OX_API OX_RESULT OX_CALL oxdGetCompName(const dnode* node, const char** name); /* 26 */
+OX_API OX_RESULT OX_CALL oxdClrCompName(dnode* node);
 
-OX_API OX_RESULT OX_CALL oxdSetCompType(dnode *node, const char *type); /* 57 null or empty */
-OX_API OX_RESULT OX_CALL oxdGetCompType(const dnode *node, const char **type); /* 25 */
-OX_API OX_RESULT OX_CALL oxdClrCompType(dnode *node);
+OX_API OX_RESULT OX_CALL oxdSetCompType(dnode* node, const char* type);        /* 57 null or empty */
+OX_API OX_RESULT OX_CALL oxdGetCompType(const dnode* node, const char** type); /* 25 */
+OX_API OX_RESULT OX_CALL oxdClrCompType(dnode* node);
 
 /*
  * A name of digits and dots alone is kept as it stands; any other is converted to its numeric path through the AMIB
  * tree, whose error is returned. 125 null or empty.
  */
-OX_API OX_RESULT OX_CALL oxdSetAmibName(dnode *node, const char *name);
-OX_API OX_RESULT OX_CALL oxdGetAmibName(const dnode *node, const char **name); /* 27 */
-OX_API OX_RESULT OX_CALL oxdClrAmibName(dnode *node);
+OX_API OX_RESULT OX_CALL oxdSetAmibName(dnode* node, const char* name);
+OX_API OX_RESULT OX_CALL oxdGetAmibName(const dnode* node, const char** name); /* 27 */
+OX_API OX_RESULT OX_CALL oxdClrAmibName(dnode* node);
 
 /* The AMIB node of the AMIB name, looked up once and kept in the data node. 27, or the tree's error. */
-OX_API OX_RESULT OX_CALL oxdGetAmibEntry(dnode *node, uint32_t *entry);
+OX_API OX_RESULT OX_CALL oxdGetAmibEntry(dnode* node, uint32_t* entry);
 
-OX_API OX_RESULT OX_CALL oxdSetReqTime(dnode *node, uint32_t seconds);
-OX_API OX_RESULT OX_CALL oxdGetReqTime(const dnode *node, uint32_t *seconds); /* 28 */
-OX_API OX_RESULT OX_CALL oxdClrReqTime(dnode *node);
+OX_API OX_RESULT OX_CALL oxdSetReqTime(dnode* node, uint32_t seconds);
+OX_API OX_RESULT OX_CALL oxdGetReqTime(const dnode* node, uint32_t* seconds); /* 28 */
+OX_API OX_RESULT OX_CALL oxdClrReqTime(dnode* node);
 
-OX_API OX_RESULT OX_CALL oxdSetRspTime(dnode *node, uint32_t seconds);
-OX_API OX_RESULT OX_CALL oxdGetRspTime(const dnode *node, uint32_t *seconds); /* 29 */
-OX_API OX_RESULT OX_CALL oxdClrRspTime(dnode *node);
+OX_API OX_RESULT OX_CALL oxdSetRspTime(dnode* node, uint32_t seconds);
+OX_API OX_RESULT OX_CALL oxdGetRspTime(const dnode* node, uint32_t* seconds); /* 29 */
+OX_API OX_RESULT OX_CALL oxdClrRspTime(dnode* node);
 
-OX_API OX_RESULT OX_CALL oxdSetDnodeId(dnode *node, uint32_t id);
-OX_API OX_RESULT OX_CALL oxdGetDnodeId(const dnode *node, uint32_t *id); /* 30, with *id 0 */
-OX_API OX_RESULT OX_CALL oxdClrDnodeId(dnode *node);
+OX_API OX_RESULT OX_CALL oxdSetDnodeId(dnode* node, uint32_t id);
+OX_API OX_RESULT OX_CALL oxdGetDnodeId(const dnode* node, uint32_t* id); /* 30, with *id 0 */
+OX_API OX_RESULT OX_CALL oxdClrDnodeId(dnode* node);
 
-OX_API OX_RESULT OX_CALL oxdSetErrCode(dnode *node, uint32_t code); /* 16 bits are kept */
-OX_API OX_RESULT OX_CALL oxdGetErrCode(const dnode *node, uint32_t *code); /* 31, with *code 0 */
-OX_API OX_RESULT OX_CALL oxdClrErrCode(dnode *node);
+OX_API OX_RESULT OX_CALL oxdSetErrCode(dnode* node, uint32_t code);        /* 16 bits are kept */
+OX_API OX_RESULT OX_CALL oxdGetErrCode(const dnode* node, uint32_t* code); /* 31, with *code 0 */
+OX_API OX_RESULT OX_CALL oxdClrErrCode(dnode* node);
 
 /* ---- Values -----------------------------------------------------------------------------------------------------
  * Stored forms: types 1 to 5 are 4 bytes in network order, 6 and 7 the 4 bytes of the address, 18 is 8 bytes in
@@ -79,29 +79,29 @@ OX_API OX_RESULT OX_CALL oxdClrErrCode(dnode *node);
  * to `size` bytes. 20: value points to 10 bytes. 13, 14: both are ignored.
  * Returns 0; 61 for any other type; 3, with the old value kept; 1 for a null node or for null bytes of a size over 0.
  */
-OX_API OX_RESULT OX_CALL oxdSetValue(dnode *node, uint32_t type, uintptr_t value, uint32_t size);
+OX_API OX_RESULT OX_CALL oxdSetValue(dnode* node, uint32_t type, uintptr_t value, uint32_t size);
 
 /* Takes over a tracked block as the value, unchecked; the node owns it from then on. Note the order of arguments. */
-OX_API OX_RESULT OX_CALL oxdSetRawValue(dnode *node, uint32_t type, uint32_t size, void *value);
+OX_API OX_RESULT OX_CALL oxdSetRawValue(dnode* node, uint32_t type, uint32_t size, void* value);
 
 /* Type, size and bytes; each out-argument may be null. 32 without a value. */
-OX_API OX_RESULT OX_CALL oxdGetValue(const dnode *node, uint32_t *type, uint32_t *size, const void **value);
-OX_API OX_RESULT OX_CALL oxdClrValue(dnode *node);
+OX_API OX_RESULT OX_CALL oxdGetValue(const dnode* node, uint32_t* type, uint32_t* size, const void** value);
+OX_API OX_RESULT OX_CALL oxdClrValue(dnode* node);
 
-OX_API int32_t OX_CALL oxdGetValueType(const dnode *node);       /* -1 without a value */
-OX_API int32_t OX_CALL oxdGetValueSize(const dnode *node);       /* -1 without a value */
-OX_API const void *OX_CALL oxdGetValueValue(const dnode *node);  /* null without a value */
+OX_API int32_t OX_CALL oxdGetValueType(const dnode* node);      /* -1 without a value */
+OX_API int32_t OX_CALL oxdGetValueSize(const dnode* node);      /* -1 without a value */
+OX_API const void* OX_CALL oxdGetValueValue(const dnode* node); /* null without a value */
 
 /* The first 4, 8 value bytes as a number. 32 without a value; 70 for a value of fewer bytes. */
-OX_API OX_RESULT OX_CALL oxdGetValueByLong(const dnode *node, int32_t *value);
-OX_API OX_RESULT OX_CALL oxdGetValueByUlong(const dnode *node, uint32_t *value);
-OX_API OX_RESULT OX_CALL oxdGetValueByUlonglong(const dnode *node, uint64_t *value);
+OX_API OX_RESULT OX_CALL oxdGetValueByLong(const dnode* node, int32_t* value);
+OX_API OX_RESULT OX_CALL oxdGetValueByUlong(const dnode* node, uint32_t* value);
+OX_API OX_RESULT OX_CALL oxdGetValueByUlonglong(const dnode* node, uint64_t* value);
 
 /*
  * Makes a node from all fields and appends it to the list. Texts are set when given, times when over 0, the error code
  * always, the value when the type is 1 to 24. Any setter's error is returned, with the list as it was.
  */
-OX_API OX_RESULT OX_CALL oxdSetAllData(dnode **list, const char *compType, const char *compName, const char *amibName,
+OX_API OX_RESULT OX_CALL oxdSetAllData(dnode** list, const char* compType, const char* compName, const char* amibName,
                                        uint32_t reqTime, uint32_t rspTime, uint32_t errCode, uint32_t valueType,
                                        uintptr_t value, uint32_t size);
 
@@ -117,8 +117,8 @@ typedef struct oxIconLocation {
 } oxIconLocation;
 
 /* Store and read a location as a text value, "third,fourth,fifth,sixth,first,second". Reading: 70, 32; null: 1. */
-OX_API OX_RESULT OX_CALL oxdSetIconLocation(dnode *node, const oxIconLocation *location);
-OX_API OX_RESULT OX_CALL oxdGetIconLocation(const dnode *node, oxIconLocation *location);
+OX_API OX_RESULT OX_CALL oxdSetIconLocation(dnode* node, const oxIconLocation* location);
+OX_API OX_RESULT OX_CALL oxdGetIconLocation(const dnode* node, oxIconLocation* location);
 
 /* ---- Encoding --------------------------------------------------------------------------------------------------- */
 
@@ -128,28 +128,28 @@ OX_API OX_RESULT OX_CALL oxdGetIconLocation(const dnode *node, oxIconLocation *l
  * Returns 0, also for a null list, which leaves *buffer and *length as they were; 3; 266 for a text of 65535
  * characters or more; 1 for a null out-argument.
  */
-OX_API OX_RESULT OX_CALL oxdEncode(const dnode *list, void **buffer, uint32_t *length);
+OX_API OX_RESULT OX_CALL oxdEncode(const dnode* list, void** buffer, uint32_t* length);
 
 /*
  * Decodes a list, which the caller releases with oxdFree. Length 0 gives a null list.
  * Returns 0; 71 when the data end inside a node; 3; 1 for a null argument. On failure *list is left as it was.
  */
-OX_API OX_RESULT OX_CALL oxdDecode(const void *data, uint32_t length, dnode **list);
+OX_API OX_RESULT OX_CALL oxdDecode(const void* data, uint32_t length, dnode** list);
 
 /* ---- Text forms ------------------------------------------------------------------------------------------------- */
 
 /* Display text, with enumeration names, and raw text of a value; "(no_value)", "(bad_type)". */
-OX_API const char *OX_CALL oxdGetValueByStr(dnode *node);
-OX_API const char *OX_CALL oxdGetValueByRawStr(dnode *node);
+OX_API const char* OX_CALL oxdGetValueByStr(dnode* node);
+OX_API const char* OX_CALL oxdGetValueByRawStr(dnode* node);
 
 /* The clear text of a "CodeString" value; "(no_value)", "(bad_type)", "(no_memory)". */
-OX_API const char *OX_CALL oxdGetValueByCodeStr(const dnode *node);
+OX_API const char* OX_CALL oxdGetValueByCodeStr(const dnode* node);
 
 /*
  * Parses a text into a value of the type; type 0 is the type of the node's AMIB attribute.
  * Returns 0; 61 for a type without a parser; 70, 88, 125, 412 from the parsers; 3; 1; the errors of oxdGetAmibEntry.
  */
-OX_API OX_RESULT OX_CALL oxdSetValueByStr(dnode *node, uint32_t type, const char *text);
+OX_API OX_RESULT OX_CALL oxdSetValueByStr(dnode* node, uint32_t type, const char* text);
 
 /*
  * One line from a format: %C component name, %T type, %AB last label, %AN numeric path, %AS full name, %QD %QN %QS
@@ -157,27 +157,27 @@ OX_API OX_RESULT OX_CALL oxdSetValueByStr(dnode *node, uint32_t type, const char
  * a node with an error code), %% a percent sign. "-" justifies left, a number is a width up to 4096.
  * Null stands for "%C\t%QS\t%-22AB\t%V\n". Never null; "(no_memory)" when the buffer cannot grow.
  */
-OX_API const char *OX_CALL oxdDnodeToStr(const char *format, dnode *node);
+OX_API const char* OX_CALL oxdDnodeToStr(const char* format, dnode* node);
 
 /* Write the formatted line of every node to the standard output, to the debug trace. Return 0. */
-OX_API OX_RESULT OX_CALL oxdPrint(const char *format, dnode *list);
-OX_API OX_RESULT OX_CALL oxdPrintLog(const char *format, dnode *list);
+OX_API OX_RESULT OX_CALL oxdPrint(const char* format, dnode* list);
+OX_API OX_RESULT OX_CALL oxdPrintLog(const char* format, dnode* list);
 
 #ifdef __cplusplus
 }
 
 /* Typed forms of oxdSetValue. */
-inline OX_RESULT oxdSetLong(dnode *node, int32_t value) {
+inline OX_RESULT oxdSetLong(dnode* node, int32_t value) {
   return oxdSetValue(node, OX_INTEGER, static_cast<uint32_t>(value), 0);
 }
-inline OX_RESULT oxdSetUlong(dnode *node, uint32_t type, uint32_t value) { return oxdSetValue(node, type, value, 0); }
-inline OX_RESULT oxdSetCounter64(dnode *node, uint64_t value) {
+inline OX_RESULT oxdSetUlong(dnode* node, uint32_t type, uint32_t value) { return oxdSetValue(node, type, value, 0); }
+inline OX_RESULT oxdSetCounter64(dnode* node, uint64_t value) {
   return oxdSetValue(node, OX_COUNTER64, static_cast<uint32_t>(value), static_cast<uint32_t>(value >> 32));
 }
-inline OX_RESULT oxdSetText(dnode *node, const char *text) {
+inline OX_RESULT oxdSetText(dnode* node, const char* text) {
   return oxdSetValue(node, OX_DISPLAYSTRING, reinterpret_cast<uintptr_t>(text), 0);
 }
-inline OX_RESULT oxdSetBytes(dnode *node, uint32_t type, const void *bytes, uint32_t size) {
+inline OX_RESULT oxdSetBytes(dnode* node, uint32_t type, const void* bytes, uint32_t size) {
   return oxdSetValue(node, type, reinterpret_cast<uintptr_t>(bytes), size);
 }
 #endif

@@ -266,7 +266,7 @@ void RegistryText::set(std::string_view key, std::string_view name, const Regist
     end_line();
     if (lines_.empty()) lines_.push_back(std::string(header) + "\n");
     lines_.push_back("\n");
-    lines_.push_back("[" + std::string(key) + "]\n");
+    lines_.push_back(std::string("[").append(key).append("]\n"));
     lines_.push_back(line_of(name, value));
   } else if (const auto old = section->second.values.find(name); old != section->second.values.end()) {
     lines_[old->second.line] = line_of(old->first, value);

@@ -1,21 +1,22 @@
 /* A C program on the installed tree: values are made, encoded, decoded and printed; errors have texts. */
-#include <oxbase/oxbase.h>
 #include <string.h>
 
-static int fails(const char *what) {
+#include <oxbase/oxbase.h>
+
+static int fails(const char* what) {
   fprintf(stderr, "app: %s\n", what);
   return 1;
 }
 
 int main(void) {
   dnode *list = oxdAlloc(2), *copy = NULL;
-  void *bytes = NULL;
-  const char *name = NULL;
+  void* bytes = NULL;
+  const char* name = NULL;
   uint32_t length = 0;
 
   if (list == NULL || oxdNext(list) == NULL) return fails("oxdAlloc");
   if (oxdSetAmibName(list, "11.1.1.0") != OX_OK) return fails("oxdSetAmibName");
-  if (oxdSetValue(list, OX_DISPLAYSTRING, (uintptr_t)"text", 0) != OX_OK) return fails("oxdSetValue");
+  if (oxdSetValue(list, OX_DISPLAYSTRING, (uintptr_t) "text", 0) != OX_OK) return fails("oxdSetValue");
   if (oxdEncode(list, &bytes, &length) != OX_OK || length != 26) return fails("oxdEncode");
   if (oxdDecode(bytes, length, &copy) != OX_OK) return fails("oxdDecode");
   if (oxdGetAmibName(copy, &name) != OX_OK || strcmp(name, "11.1.1.0") != 0) return fails("oxdGetAmibName");
