@@ -55,9 +55,6 @@ OX_API OX_RESULT OX_CALL oxaDispatch(uint32_t timeoutMs);
  */
 OX_API intptr_t OX_CALL oxaGetReportFd(void);
 
-/* Ends an asynchronous request. Returns 0; 63 for an unknown one; 14, 17 or the manager's error, with it gone. */
-OX_API OX_RESULT OX_CALL oxaClose(void* request);
-
 /* ---- Requests --------------------------------------------------------------------------------------------------- */
 
 /* The five words of a selection, passed to the manager unchanged. */
@@ -82,9 +79,6 @@ OX_API OX_RESULT OX_CALL oxaGet(const char* manager, const char* component, cons
 OX_API OX_RESULT OX_CALL oxaSet(const char* manager, uint32_t first, uint32_t second, const dnode* list,
                                 dnode** result);
 
-/* Sends control data for an asynchronous request. 63 for an unknown one; 1 for a code over 65535 or for null data. */
-OX_API OX_RESULT OX_CALL oxaControl(void* request, uint32_t code, const void* data, uint32_t length);
-
 /*
  * Management of components and relations; result as in oxaSet. Codes: docs/protocol.md; one over 65535 gives 1.
  */
@@ -100,6 +94,61 @@ OX_API OX_RESULT OX_CALL oxaCompUnlock2(uint32_t lockId, const char* manager);
 OX_API OX_RESULT OX_CALL oxaDataAppend(const char* manager, uint32_t first, uint32_t second, const char* text1,
                                        const char* text2, const dnode* list);
 OX_API OX_RESULT OX_CALL oxaDataGetSize(const char* manager, const char* text1, const char* text2, uint32_t* size);
+
+/* ---- Asynchronous requests --------------------------------------------------------------------------------------
+ * Answered later, by callbacks that run from oxaDispatch or the thread's message loop. A callback may send requests,
+ * open and close asynchronous requests, its own too, and dispatch.
+ */
+
+/*
+ * Called with the request, the argument given when it was made, the nodes reported (null when there are none), which
+ * the callback owns and releases with oxdFree, and a code: 0 or the manager's error; 17 when the connection to the
+ * local manager is gone; 166 when the manager has ended the request, or is another one and gone.
+ */
+typedef void(OX_CALL* oxaAsyCallback)(void* request, void* argument, dnode* list, OX_RESULT code);
+
+/*
+ * Watches values: the arguments of oxaGet, answered by any number of reports until oxaClose. After code 166 there are
+ * no more, and oxaClose is still due. Returns 0 and the request, whatever the manager
+ * answers to the registration; 70 for a null component or AMIB name; 1 for a null callback or request.
+ */
+OX_API OX_RESULT OX_CALL oxaAsyGet(const char* manager, const char* component, const char* amibName,
+                                   const oxaSelection* selection, uint32_t options, uint32_t limit,
+                                   oxaAsyCallback callback, void* argument, void** request);
+
+/*
+ * Writes values: the arguments of oxaSet, answered by one report, with which the request ends; before its callback
+ * runs, the request is gone. Returns 0 and the request; 109; 266; 1 for a null callback or request; the manager's
+ * error, without a request.
+ */
+OX_API OX_RESULT OX_CALL oxaAsySet(const char* manager, uint32_t first, uint32_t second, const dnode* list,
+                                   oxaAsyCallback callback, void* argument, void** request);
+
+/* Sends control data for an asynchronous request. 63 for an unknown one; 1 for a code over 65535 or for null data. */
+OX_API OX_RESULT OX_CALL oxaControl(void* request, uint32_t code, const void* data, uint32_t length);
+
+/* Ends an asynchronous request. Returns 0; 63 for an unknown one; 14, 17 or the manager's error, with it gone. */
+OX_API OX_RESULT OX_CALL oxaClose(void* request);
+
+/* ---- Application data -------------------------------------------------------------------------------------------
+ * Reports of data that belong to no persistent wait (oxe.h).
+ */
+
+/*
+ * Called with the argument, the word by which the report names its receiver, and the report's error. The data are read
+ * with oxcApDataRead. 0 takes the data, any other result refuses them.
+ */
+typedef OX_RESULT(OX_CALL* oxcApDataCallback)(void* argument, uint32_t receiver, OX_RESULT code);
+
+/* Names the process's receiver of application data, in place of the one before. Null for none: data are taken and
+ * dropped then. Returns 0. */
+OX_API OX_RESULT OX_CALL oxcApDataReceive(oxcApDataCallback callback, void* argument);
+
+/*
+ * Copies the data of the report that the callback is called for: at most `size` bytes, the number of all in *length.
+ * Returns 0; 122 outside the callback; 1 for a null length, or a null buffer of a size over 0.
+ */
+OX_API OX_RESULT OX_CALL oxcApDataRead(void* buffer, uint32_t size, uint32_t* length);
 
 #ifdef __cplusplus
 }

@@ -7,6 +7,7 @@
 #include <oxbase/oxbytes.h>
 #include <oxbase/oxc.h>
 #include <oxbase/oxd.h>
+#include <oxbase/oxe.h>
 #include <oxbase/oxf.h>
 #include <oxbase/oxs.h>
 #include <oxbase/oxtypes.h>
