@@ -119,7 +119,7 @@ std::shared_ptr<const Snapshot> current() {
   return fresh;
 }
 
-std::string full_key(const char* key) { return std::string(hive) + key; }
+std::string full_key(const char* key) { return std::string(hive).append(key); }
 
 Error find_value(const char* key, const char* name, std::shared_ptr<const Snapshot>& snapshot,
                  const RegistryValue*& value) {
