@@ -1,0 +1,159 @@
+#include "event/evmsg.h"
+
+#include <functional>
+#include <utility>
+
+#include <oxbase/oxc.h>
+
+#include "common/trace.h"
+
+namespace ox::event {
+namespace {
+
+// A text that lies behind its record goes with the record's block.
+void release(const evmsg& event, const Text& field) noexcept {
+  const char* const begin = reinterpret_cast<const char*>(&event + 1);
+  const std::less<const char*> before;
+  const bool own_block = before(field.text, begin) || !before(field.text, begin + event.text_bytes);
+  if (own_block) (void)oxcMemFree(field.text);
+}
+
+template <class Kind>
+OX_RESULT assign_text(evmsg& event, const Field<Kind>& field, const char* text) noexcept {
+  if (text == nullptr || *text == '\0') return OX_OK;
+  Kind copy{};
+  if (!copy_text(text, copy)) return OX_ENOMEM;
+  clear(event, field);
+  event.*field.member = copy;
+  event.present |= field.bit;
+  return OX_OK;
+}
+
+template <class Kind>
+void clear_text(evmsg& event, const Field<Kind>& field) noexcept {
+  release(event, event.*field.member);
+  event.*field.member = {};
+  event.present &= ~field.bit;
+}
+
+void free_event(evmsg* event) noexcept {
+  every_field([&](const auto& field) {
+    if (event->has(field.bit)) clear(*event, field);
+    return true;
+  });
+  (void)oxcMemFree(event);
+}
+
+struct FreeNodes {
+  void operator()(dnode* list) const noexcept { (void)oxdFree(list); }
+};
+
+// From the middle of a list: the events before stay a list of their own.
+void cut_before(evmsg* event) noexcept {
+  evmsg* const before = event->prev;
+  if (before == nullptr || before->next != event) return;
+  evmsg* head = before;
+  while (head->prev != nullptr && head->prev->next == head) head = head->prev;
+  (void)oxcQueueSplit(&head, event);
+}
+
+std::uint32_t time_of(const void* element) noexcept {
+  const evmsg* const event = *static_cast<const evmsg* const*>(element);
+  return event != nullptr ? event->occur_time : 0;
+}
+
+}  // namespace
+
+evmsg_ptr make_event(std::uint32_t text_bytes) noexcept {
+  if (text_bytes > UINT32_MAX - sizeof(evmsg)) return nullptr;
+  void* const block = oxcMemAlloc(static_cast<std::uint32_t>(sizeof(evmsg) + text_bytes), "evmsg_000");
+  if (block == nullptr) return nullptr;
+  evmsg* const event = new (block) evmsg{};
+  event->text_bytes = text_bytes;
+  return evmsg_ptr(event);
+}
+
+OX_RESULT assign(evmsg& event, const Field<Number>& field, Number value) noexcept {
+  event.*field.member = value;
+  event.present |= field.bit;
+  return OX_OK;
+}
+
+OX_RESULT assign(evmsg& event, const Field<Text>& field, const char* text) noexcept {
+  return assign_text(event, field, text);
+}
+
+OX_RESULT assign(evmsg& event, const Field<Memo>& field, const char* text) noexcept {
+  return assign_text(event, field, text);
+}
+
+// Copied whole before the old list goes: the new one may be the event's own.
+OX_RESULT assign(evmsg& event, const Field<NodeList>& field, const dnode* list) noexcept {
+  if (list == nullptr) return OX_OK;
+  dnode* head = nullptr;
+  for (const dnode* node = list; node != nullptr; node = oxdNext(node)) {
+    dnode* const copy = oxdCopy(node);
+    if (copy == nullptr) {
+      (void)oxdFree(head);
+      return OX_ENOMEM;
+    }
+    (void)oxcQueueAdd(&head, copy);
+  }
+  clear(event, field);
+  event.*field.member = head;
+  event.present |= field.bit;
+  return OX_OK;
+}
+
+OX_RESULT assign(evmsg& event, const Field<Address>& field, const void* address) noexcept {
+  if (address == nullptr) return OX_OK;
+  std::memcpy((event.*field.member).bytes, address, sizeof(Address::bytes));
+  event.present |= field.bit;
+  return OX_OK;
+}
+
+void clear(evmsg& event, const Field<Number>& field) noexcept {
+  event.*field.member = 0;
+  event.present &= ~field.bit;
+}
+
+void clear(evmsg& event, const Field<Text>& field) noexcept { clear_text(event, field); }
+void clear(evmsg& event, const Field<Memo>& field) noexcept { clear_text(event, field); }
+
+void clear(evmsg& event, const Field<NodeList>& field) noexcept {
+  (void)oxdFree(std::exchange(event.*field.member, nullptr));
+  event.present &= ~field.bit;
+}
+
+void clear(evmsg& event, const Field<Address>& field) noexcept {
+  event.*field.member = {};
+  event.present &= ~field.bit;
+}
+
+}  // namespace ox::event
+
+using namespace ox;
+using namespace ox::event;
+
+evmsg* OX_CALL oxeEvmsgAlloc(void) {
+  OX_ENTRY("oxeEvmsgAlloc", "");
+  evmsg* const event = make_event(0).release();
+  OX_TRACE(trace::general, "<E:oxeEvmsgAlloc:[%x]>\n", trace::word(event));
+  return event;
+}
+
+OX_RESULT OX_CALL oxeEvmsgFree(evmsg* list) {
+  OX_ENTRY("oxeEvmsgFree", ":%x", trace::word(list));
+  return traced("oxeEvmsgFree", [&]() -> OX_RESULT {
+    if (list != nullptr) cut_before(list);
+    while (list != nullptr) free_event(std::exchange(list, list->next));
+    return OX_OK;
+  });
+}
+
+evmsg* OX_CALL oxeEvmsgNext(const evmsg* event) { return event != nullptr ? event->next : nullptr; }
+evmsg* OX_CALL oxeEvmsgPrev(const evmsg* event) { return event != nullptr ? event->prev : nullptr; }
+
+int OX_CALL oxeEvmsgTimeCmp(const void* a, const void* b) {
+  return static_cast<std::int32_t>(time_of(a) - time_of(b));  // the wrap at 2^31 seconds is the comparison's own
+}

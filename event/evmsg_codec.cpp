@@ -1,0 +1,207 @@
+// The encoding of events: each a word of presence bits and the fields that it names, back to back.
+#include <algorithm>
+
+#include <oxbase/oxc.h>
+
+#include "common/trace.h"
+#include "event/evmsg.h"
+
+namespace ox::event {
+namespace {
+
+using event::put;
+using event::wire_size;
+
+// Lists are encoded before the event is sized; only their length is known here.
+[[nodiscard]] std::size_t wire_size(const EncodedNodes& nodes) noexcept { return sizeof(std::uint32_t) + nodes.size; }
+void put(Writer& out, const EncodedNodes& nodes) noexcept {
+  out.put(nodes.size);
+  out.put_bytes(nodes.bytes.get(), nodes.size);
+}
+
+template <class Kind>
+[[nodiscard]] const Kind& payload(const evmsg& event, const Field<Kind>& field, const EncodedNodes&) noexcept {
+  return event.*field.member;
+}
+[[nodiscard]] const EncodedNodes& payload(const evmsg&, const Field<NodeList>&, const EncodedNodes& nodes) noexcept {
+  return nodes;
+}
+
+[[nodiscard]] std::uint64_t wire_size(const evmsg& event, const EncodedNodes& nodes) noexcept {
+  std::uint64_t total = sizeof event.present;
+  every_field([&](const auto& field) {
+    if (event.has(field.bit)) total += wire_size(payload(event, field, nodes));
+    return true;
+  });
+  return total;
+}
+
+void put(Writer& out, const evmsg& event, const EncodedNodes& nodes) noexcept {
+  out.put(event.present);
+  every_field([&](const auto& field) {
+    if (event.has(field.bit)) put(out, payload(event, field, nodes));
+    return true;
+  });
+}
+
+// A block that is the right size for one event, and grows by doubling for a list.
+class Output {
+ public:
+  // Room for `size` more bytes, in one piece. Null when memory runs out.
+  [[nodiscard]] unsigned char* extend(std::uint32_t size) noexcept {
+    const std::uint32_t needed = used_ + size;
+    if (needed > room_) {
+      const std::uint32_t room = std::max(needed, room_ > UINT32_MAX / 2 ? UINT32_MAX - 4 : 2 * room_);
+      void* const larger = oxcMemRealloc(block_.get(), room, "ev_encode");
+      if (larger == nullptr) return nullptr;
+      (void)block_.release();
+      block_.reset(static_cast<unsigned char*>(larger));
+      room_ = room;
+    }
+    unsigned char* const at = block_.get() + used_;
+    used_ = needed;
+    return at;
+  }
+  [[nodiscard]] std::uint32_t size() const noexcept { return used_; }
+  [[nodiscard]] void* release() noexcept { return block_.release(); }
+
+ private:
+  tracked_ptr<unsigned char[]> block_;
+  std::uint32_t used_ = 0;
+  std::uint32_t room_ = 0;
+};
+
+OX_RESULT append(Output& output, const evmsg& event) noexcept {
+  EncodedNodes nodes;
+  if (const OX_RESULT result = nodes.encode(event.dnode_list)) return result;
+  const std::uint64_t size = wire_size(event, nodes);
+  if (size > UINT32_MAX - output.size()) return OX_EENCODEDLONG;
+  unsigned char* const at = output.extend(static_cast<std::uint32_t>(size));
+  if (at == nullptr) return OX_ENOMEM;
+  Writer out(at, size);
+  put(out, event, nodes);
+  out.finish();
+  return OX_OK;
+}
+
+OX_RESULT encode(const evmsg* list, void** buffer, std::uint32_t* length, bool first_only) noexcept {
+  Output output;
+  for (const evmsg* event = list; event != nullptr; event = first_only ? nullptr : event->next) {
+    if (const OX_RESULT result = append(output, *event)) return result;
+  }
+  *length = output.size();
+  *buffer = output.release();
+  return OX_OK;
+}
+
+using event::is_empty;
+using event::take;
+
+// Node lists stay encoded until the event is built.
+[[nodiscard]] bool take(Reader& in, View& view, const NodeList*) noexcept {
+  return in.take(view.size) && in.take_bytes(view.size, view.bytes);
+}
+[[nodiscard]] bool is_empty(const View& view, const NodeList*) noexcept { return view.size == 0; }
+
+// Bits without a field are ignored.
+[[nodiscard]] bool take_event(Reader& in, ParsedEvent& parsed) noexcept {
+  std::uint32_t sent = 0;
+  if (!in.take(sent)) return false;
+  parsed.present = 0;
+  return every_field([&](const auto& field) {
+    if ((sent & field.bit) == 0) return true;
+    View& view = parsed.views[field.index()];
+    if (!take(in, view, field.kind)) return false;
+    if (!is_empty(view, field.kind)) parsed.present |= field.bit;
+    return true;
+  });
+}
+
+OX_RESULT decode(const void* buffer, std::uint32_t length, evmsg** list) noexcept {
+  Reader in(buffer, length);
+  evmsg* head = nullptr;
+  OX_RESULT result = OX_OK;
+  while (result == OX_OK && in.remaining() != 0) {
+    ParsedEvent parsed;
+    evmsg_ptr event;
+    result = take_event(in, parsed) ? build(parsed, event) : OX_RESULT{OX_EARG};
+    if (result == OX_OK) (void)oxcQueueAdd(&head, event.release());
+  }
+  if (result == OX_OK) {
+    (void)oxcQueueLink(list, head);
+  } else {
+    (void)oxeEvmsgFree(head);
+  }
+  return result;
+}
+
+void store(evmsg& event, const Field<Number>& field, const View& view, char*&) noexcept {
+  event.*field.member = view.number;
+}
+template <class AnyText>
+void store(evmsg& event, const Field<AnyText>& field, const View& view, char*& room) noexcept {
+  std::memcpy(room, view.bytes, view.size);
+  (event.*field.member).text = room;
+  (event.*field.member).size = view.size;
+  room += view.size;
+}
+void store(evmsg& event, const Field<Address>& field, const View& view, char*&) noexcept {
+  std::memcpy((event.*field.member).bytes, view.bytes, view.size);
+}
+void store(evmsg&, const Field<NodeList>&, const View&, char*&) noexcept {}
+
+[[nodiscard]] std::uint64_t text_size(const View& view, const Text*) noexcept { return view.size; }
+[[nodiscard]] constexpr std::uint64_t text_size(const View&, const void*) noexcept { return 0; }
+
+}  // namespace
+
+OX_RESULT build(const ParsedEvent& parsed, evmsg_ptr& event) noexcept {
+  std::uint64_t text_bytes = 0;
+  every_field([&](const auto& field) {
+    if ((parsed.present & field.bit) != 0) text_bytes += text_size(parsed.views[field.index()], field.kind);
+    return true;
+  });
+  if (text_bytes > UINT32_MAX) return OX_ENOMEM;
+  evmsg_ptr made = make_event(static_cast<std::uint32_t>(text_bytes));
+  if (!made) return OX_ENOMEM;
+  char* room = reinterpret_cast<char*>(made.get() + 1);
+  every_field([&](const auto& field) {
+    if ((parsed.present & field.bit) != 0) store(*made, field, parsed.views[field.index()], room);
+    return true;
+  });
+  made->present = parsed.present;
+  if (made->has(fields::dnode_list.bit)) {
+    const View& view = parsed.views[fields::dnode_list.index()];
+    if (const OX_RESULT result = oxdDecode(view.bytes, view.size, &made->dnode_list)) return result;
+  }
+  event = std::move(made);
+  return OX_OK;
+}
+
+OX_RESULT EncodedNodes::encode(const dnode* list) noexcept {
+  if (list == nullptr) return OX_OK;
+  void* block = nullptr;
+  const OX_RESULT result = oxdEncode(list, &block, &size);
+  bytes.reset(static_cast<unsigned char*>(block));
+  return result;
+}
+
+}  // namespace ox::event
+
+using namespace ox;
+
+OX_RESULT OX_CALL oxeEvmsgEncode(const evmsg* event, void** buffer, uint32_t* length, uint32_t firstOnly) {
+  OX_ENTRY("oxeEvmsgEncode", ":%x:%d", trace::word(event), static_cast<int>(firstOnly));
+  return traced("oxeEvmsgEncode", [&]() -> OX_RESULT {
+    if (buffer == nullptr || length == nullptr) return OX_EARG;
+    return event::encode(event, buffer, length, firstOnly != 0);
+  });
+}
+
+OX_RESULT OX_CALL oxeEvmsgDecode(const void* buffer, uint32_t length, evmsg** list) {
+  OX_ENTRY("oxeEvmsgDecode", ":%x:%u", trace::word(buffer), length);
+  return traced("oxeEvmsgDecode", [&]() -> OX_RESULT {
+    if (list == nullptr || (buffer == nullptr && length != 0)) return OX_EARG;
+    return event::decode(buffer, length, list);
+  });
+}

@@ -1,0 +1,91 @@
+// The kinds of fields that events and filters are made of, and their bytes on the wire.
+#pragma once
+
+#include <cstdint>
+#include <cstring>
+
+#include "common/bytes.h"
+#include "common/memory.h"
+
+namespace ox::event {
+
+using Number = std::uint32_t;
+
+// An owned text, its terminator counted in the size. All zero when absent.
+struct Text {
+  char* text;
+  std::uint32_t size;
+};
+
+// A text that may be longer than a 16-bit length can tell. Its length on the wire has 32 bits and, unlike that of the
+// others, does not count the terminator.
+struct Memo : Text {};
+
+// Network and node of an IPX address, opaque.
+struct Address {
+  unsigned char bytes[10];
+};
+
+// Bytes of one field. A 16-bit length that is too small for its text wraps; all bytes of the text follow it.
+[[nodiscard]] inline std::size_t wire_size(const Number&) noexcept { return sizeof(std::uint32_t); }
+[[nodiscard]] inline std::size_t wire_size(const Text& field) noexcept { return sizeof(std::uint16_t) + field.size; }
+[[nodiscard]] inline std::size_t wire_size(const Memo& field) noexcept { return sizeof(std::uint32_t) + field.size; }
+[[nodiscard]] inline std::size_t wire_size(const Address& field) noexcept { return sizeof field.bytes; }
+
+inline void put(Writer& out, const Number& field) noexcept { out.put(field); }
+inline void put(Writer& out, const Text& field) noexcept {
+  out.put(static_cast<std::uint16_t>(field.size));
+  out.put_bytes(field.text, field.size);
+}
+inline void put(Writer& out, const Memo& field) noexcept {
+  out.put(field.size - 1);
+  out.put_bytes(field.text, field.size);
+}
+inline void put(Writer& out, const Address& field) noexcept { out.put_bytes(field.bytes, sizeof field.bytes); }
+
+// A field as it lies in received bytes.
+struct View {
+  const unsigned char* bytes;
+  std::uint32_t size;  // of a text with its terminator
+  Number number;
+};
+
+// The text that ends exactly where its length says.
+[[nodiscard]] inline bool take_text(Reader& in, std::uint32_t size, View& view) noexcept {
+  view.size = size;
+  return in.take_bytes(size, view.bytes) && (size == 0 || std::memchr(view.bytes, 0, size) == view.bytes + size - 1);
+}
+
+// Reads one field of the kind that the last argument has. False when the bytes end too early or a text disagrees with
+// its length.
+[[nodiscard]] inline bool take(Reader& in, View& view, const Number*) noexcept { return in.take(view.number); }
+[[nodiscard]] inline bool take(Reader& in, View& view, const Text*) noexcept {
+  std::uint16_t size = 0;
+  return in.take(size) && take_text(in, size, view);
+}
+[[nodiscard]] inline bool take(Reader& in, View& view, const Memo*) noexcept {
+  std::uint32_t length = 0;
+  return in.take(length) && length < in.remaining() && take_text(in, length + 1, view);
+}
+[[nodiscard]] inline bool take(Reader& in, View& view, const Address*) noexcept {
+  view.size = sizeof(Address::bytes);
+  return in.take_bytes(view.size, view.bytes);
+}
+
+// Whether a field of that kind was sent without contents: it counts as absent.
+[[nodiscard]] inline bool is_empty(const View& view, const Text*) noexcept { return view.size <= 1; }
+[[nodiscard]] constexpr bool is_empty(const View&, const void*) noexcept { return false; }
+
+// A text of its own block, tagged as str_set tags them. False when memory runs out.
+[[nodiscard]] inline bool copy_text(const char* text, Text& copy) noexcept {
+  const std::size_t size = std::strlen(text) + 1;
+  if (size > UINT32_MAX) return false;
+  auto* block = static_cast<char*>(oxcMemAlloc(static_cast<std::uint32_t>(size), "str_set"));
+  if (block == nullptr) return false;
+  std::memcpy(block, text, size);
+  copy.text = block;
+  copy.size = static_cast<std::uint32_t>(size);
+  return true;
+}
+
+}  // namespace ox::event
