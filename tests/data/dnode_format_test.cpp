@@ -1,50 +1,26 @@
 // Nodes as lines.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <string>
-
-#include <oxbase/oxc.h>
-#include <oxbase/oxd.h>
-
 #include "common/trace_control.h"
-#include "tests/data/small_tree.h"
+#include "tests/data/data_fixture.h"
 #include "tests/support/fault_heap.h"
-#include "tests/support/system_root.h"
 
 namespace {
 
-class DnodeFormat : public testing::Test {
+class DnodeFormat : public ox::test::TreeNodeTest {
  protected:
-  void SetUp() override {
-    setenv("TZ", "UTC0", 1);
-    ox::test::build_small_tree();
-    full_ = oxdAlloc(1);
-    oxdSetCompName(full_, "top");
-    oxdSetCompType(full_, "map");
-    oxdSetAmibName(full_, "11.1.1.0");
-    oxdSetReqTime(full_, 1251973230);
-    oxdSetRspTime(full_, 0x80000000);
-    oxdSetBytes(full_, OX_OCTETSTRING, "abc", 3);
-    empty_ = oxdAlloc(1);
+  DnodeFormat() {
+    ox::test::fill(node_);
+    oxdSetBytes(node_, OX_OCTETSTRING, "abc", 3);
+    oxdClrErrCode(node_);
   }
-  void TearDown() override {
-    oxdFree(full_);
-    oxdFree(empty_);
-  }
-
-  dnode* full_ = nullptr;
-  dnode* empty_ = nullptr;
 };
 
 TEST_F(DnodeFormat, EachConversion) {
   const struct {
     const char* format;
     const char* full;
-    const char* empty;
+    const char* empty;  // null: as the full one
   } rows[] = {
-      {"100%%", "100%", "100%"},
-      {"<%C>", "<top>", "<(no_compname)>"},
+      {"100%%", "100%", nullptr},
       {"%T:%C", "map:top", "(no_comptype):(no_compname)"},
       {"%AB", "cmnName.0", "(no_amibname)"},
       {"%AN", "11.1.1.0", "(no_amibname)"},
@@ -60,59 +36,49 @@ TEST_F(DnodeFormat, EachConversion) {
       {nullptr, "top\t2009/09/03.10:20:30\tcmnName.0             \tabc\n",
        "(no_compname)\t(no_reqtime)\t(no_amibname)         \t(no_value)\n"},
       // Widths: never cutting, right-justified without the sign.
-      {"[%5C]", "[  top]", "[(no_compname)]"},
-      {"[%-5C]", "[top  ]", "[(no_compname)]"},
-      {"[%2C]", "[top]", "[(no_compname)]"},
-      {"[%-3%]", "[%  ]", "[%  ]"},
-      {"%4097C", "(too_long)", "(too_long)"},
-      {"%99999999999999999999C", "(too_long)", "(too_long)"},
+      {"[%5C%-5C%2C]", "[  toptop  top]", "[(no_compname)(no_compname)(no_compname)]"},
+      {"[%-3%]", "[%  ]", nullptr},
+      {"%4097C", "(too_long)", nullptr},
+      {"%99999999999999999999C", "(too_long)", nullptr},
       // What is wrong is passed over with its field.
-      {"%xC", "(format_error)C", "(format_error)C"},
-      {"%-9AxC", "(format_error)C", "(format_error)C"},
-      {"%9999x", "(format_error)", "(format_error)"},
-      {"a%", "a(format_error)", "a(format_error)"},
-      {"a%-22", "a(format_error)", "a(format_error)"},
-      {"a%A", "a(format_error)", "a(format_error)"},
-      {"%--C", "(format_error)C", "(format_error)C"},
+      {"%xC", "(format_error)C", nullptr},
+      {"%-9AxC", "(format_error)C", nullptr},
+      {"%9999x", "(format_error)", nullptr},
+      {"a%-22", "a(format_error)", nullptr},
+      {"a%A", "a(format_error)", nullptr},
+      {"%--C", "(format_error)C", nullptr},
   };
+  dnode* nothing = oxdAlloc(1);
   for (const auto& row : rows) {
     SCOPED_TRACE(row.format != nullptr ? row.format : "(default)");
-    EXPECT_STREQ(row.full, oxdDnodeToStr(row.format, full_));
-    EXPECT_STREQ(row.empty, oxdDnodeToStr(row.format, empty_));
-    EXPECT_STREQ(row.empty, oxdDnodeToStr(row.format, nullptr));
+    EXPECT_STREQ(row.full, oxdDnodeToStr(row.format, node_));
+    for (dnode* empty : {nothing, static_cast<dnode*>(nullptr)}) {
+      EXPECT_STREQ(row.empty != nullptr ? row.empty : row.full, oxdDnodeToStr(row.format, empty));
+    }
   }
-}
+  oxdFree(nothing);
 
-TEST_F(DnodeFormat, AnErrorCodeStandsForTheValue) {
-  oxdSetErrCode(full_, 84);
+  oxdSetErrCode(node_, 84);  // stands for the value
   const std::string text = oxcStrError(84);
-  EXPECT_EQ("[" + text + "]", oxdDnodeToStr("[%V]", full_));
-  EXPECT_EQ("[" + text + "]", oxdDnodeToStr("[%W]", full_));
-  oxdSetErrCode(full_, 0);
-  EXPECT_STREQ("[abc]", oxdDnodeToStr("[%V]", full_));
-}
-
-TEST_F(DnodeFormat, AnUnknownAttributeHasNoName) {
-  std::string path = "1";
-  for (int i = 1; i < 65; ++i) path += ".1";
-  oxdSetAmibName(full_, path.c_str());
-  EXPECT_EQ(path + "|(bad AMIB name)|(bad AMIB name)", oxdDnodeToStr("%AN|%AB|%AS", full_));
+  EXPECT_EQ(text + "|" + text, oxdDnodeToStr("%V|%W", node_));
+  const std::string path = ox::test::arcs(65);
+  oxdSetAmibName(node_, path.c_str());
+  EXPECT_EQ(path + "|(bad AMIB name)|(bad AMIB name)", oxdDnodeToStr("%AN|%AB|%AS", node_));
 }
 
 TEST_F(DnodeFormat, LinesGrowAndSayWhenTheyCannot) {
-  std::string format;
-  std::string line;
+  std::string format, line;
   for (int i = 0; i < 40; ++i) {
     format += "%4096C|";
     line += std::string(4093, ' ') + "top|";
   }
-  EXPECT_EQ(line, oxdDnodeToStr(format.c_str(), full_));
-  const std::string longer = format + format;
+  EXPECT_EQ(line, oxdDnodeToStr(format.c_str(), node_));
+  format += format;
   ox::test::fail_allocation(1);
-  const std::string text = oxdDnodeToStr(longer.c_str(), full_);
+  const char* text = oxdDnodeToStr(format.c_str(), node_);
   EXPECT_TRUE(ox::test::stop_failing());
-  EXPECT_EQ("(no_memory)", text);
-  EXPECT_EQ(line + line, oxdDnodeToStr(longer.c_str(), full_));
+  EXPECT_STREQ("(no_memory)", text);
+  EXPECT_EQ(line + line, oxdDnodeToStr(format.c_str(), node_));
 }
 
 TEST_F(DnodeFormat, APrintedListIsOneLinePerNode) {
@@ -124,9 +90,8 @@ TEST_F(DnodeFormat, APrintedListIsOneLinePerNode) {
   EXPECT_EQ(0u, oxdPrint("%C\n", nullptr));
   EXPECT_EQ("a%s\nb\n", testing::internal::GetCapturedStdout());
   // The trace carries the same lines, and nothing while its mask is clear.
-  const std::string log = ox::test::work_dir() + "/tmp/lines.txt";
   ox::trace::attach();
-  EXPECT_EQ(0u, oxcDebugOutput(0, log.c_str()));
+  EXPECT_EQ(0u, oxcDebugOutput(0, (ox::test::work_dir() + "/tmp/lines.txt").c_str()));
   EXPECT_EQ(0u, oxdPrintLog("hidden\n", list));
   oxcSetDebugMask(0x400);
   EXPECT_EQ(0u, oxdPrintLog("%C\n", list));

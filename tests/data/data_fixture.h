@@ -1,0 +1,67 @@
+// Nodes for the tests: with every block accounted for, and with a tree of a few attributes and one enumeration.
+#pragma once
+
+#include <cstdlib>
+#include <string>
+
+#include <oxbase/oxc.h>
+#include <oxbase/oxd.h>
+
+#include "tests/amib/tree_fixture.h"
+
+namespace ox::test {
+
+inline void fill(dnode* node) {
+  oxdSetCompName(node, "top");
+  oxdSetCompType(node, "map");
+  oxdSetAmibName(node, "11.1.1.0");
+  oxdSetReqTime(node, 1251973230);
+  oxdSetRspTime(node, 0x80000000);
+  oxdSetDnodeId(node, 7);
+  oxdSetErrCode(node, 0x10002);  // of 16 bits
+  oxdSetText(node, "value");
+}
+
+inline std::string arcs(int count) {
+  std::string path = "1";
+  while (--count > 0) path += ".1";
+  return path;
+}
+
+inline std::string encoded(const dnode* list) {
+  void* buffer = nullptr;
+  uint32_t length = 0;
+  EXPECT_EQ(0u, oxdEncode(list, &buffer, &length));
+  std::string bytes(static_cast<const char*>(buffer), length);
+  oxcMemFree(buffer);
+  return bytes;
+}
+
+class CountedNodeTest : public testing::Test {
+ protected:
+  ~CountedNodeTest() override {
+    oxdFree(node_);
+    EXPECT_EQ(blocks_, oxcGetMemValue(1));
+  }
+
+  const uint32_t blocks_ = oxcGetMemValue(1);
+  dnode* node_ = oxdAlloc(1);
+};
+
+class TreeNodeTest : public TreeTest {
+ protected:
+  TreeNodeTest() { setenv("TZ", "UTC0", 1); }
+  ~TreeNodeTest() override { oxdFree(node_); }
+  void SetUp() override {
+    TreeTest::SetUp();
+    load_small_tree();
+    ASSERT_EQ(0u, add("more.def",
+                      "sysUpTime system.3 TimeTicks read-only SNMP-ACS\n"
+                      "maker enterprises.64312 AMIBNONE not-accessible NULL-ACS\n"));
+    write_file(work_dir() + "/public/amib/oxbase.enm", "11.1.2:\n{\n up(1)\n down(2)\n}\n");
+  }
+
+  dnode* node_ = oxdAlloc(1);
+};
+
+}  // namespace ox::test
