@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "tests/support/system_root.h"
 
@@ -22,8 +23,8 @@ std::string path_of(const char* name) { return test::work_dir() + "/" + name; }
 TEST(File, AnExclusiveOpenerKeepsOthersOutAndTheContentsIn) {
   const std::string path = path_of("exclusive");
   write_file(path, "contents");
-  std::FILE* first = open_exclusive(path.c_str(), "r+");
-  ASSERT_NE(nullptr, first);
+  std::FILE* file = open_exclusive(path.c_str(), "r+");
+  ASSERT_NE(nullptr, file);
   for (const char* mode : {"r", "w", "a", "w+"}) {
     EXPECT_EQ(nullptr, open_exclusive(path.c_str(), mode)) << mode;
     EXPECT_EQ(error_sharing_violation, last_error()) << mode;
@@ -32,28 +33,25 @@ TEST(File, AnExclusiveOpenerKeepsOthersOutAndTheContentsIn) {
     EXPECT_EQ(-1, open_file(path.c_str(), read | write, 7, nullptr, disposition, 0, nullptr)) << disposition;
     EXPECT_EQ(error_sharing_violation, last_error()) << disposition;
   }
-  std::fclose(first);
+  std::fclose(file);
   EXPECT_EQ("contents", read_file(path));
-
-  std::FILE* second = open_exclusive(path.c_str(), "w");
-  ASSERT_NE(nullptr, second);
-  std::fputs("new", second);
-  EXPECT_EQ(error_none, sync_file(second));
-  std::fclose(second);
+  ASSERT_NE(nullptr, file = open_exclusive(path.c_str(), "w"));
+  std::fputs("new", file);
+  EXPECT_EQ(error_none, sync_file(file));
   EXPECT_EQ("new", read_file(path));
+  std::fclose(file);
   EXPECT_EQ(nullptr, open_exclusive(path_of("none").c_str(), "r"));
   EXPECT_EQ(error_file_not_found, last_error());
 }
 
 TEST(File, OpeningFollowsTheDisposition) {
-  struct Case {
+  const struct {
     const char* what;
     std::uint32_t disposition;
     bool present;
     Error error;
     const char* contents;  // afterwards
-  };
-  const Case cases[] = {
+  } rows[] = {
       {"create new", 1, false, error_none, ""},
       {"create new over one", 1, true, error_file_exists, "old"},
       {"create always", 2, false, error_none, ""},
@@ -67,20 +65,17 @@ TEST(File, OpeningFollowsTheDisposition) {
       {"no such way", 6, true, error_invalid_parameter, "old"},
   };
   const std::string path = path_of("disposition");
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
     std::filesystem::remove(path);
-    if (c.present) write_file(path, "old");
-    const std::intptr_t file = open_file(path.c_str(), read | write, 3, nullptr, c.disposition, 0, nullptr);
-    EXPECT_EQ(c.error == error_none, file != -1);
-    EXPECT_TRUE(file != -1 || last_error() == c.error);
+    if (row.present) write_file(path, "old");
+    const std::intptr_t file = open_file(path.c_str(), read | write, 3, nullptr, row.disposition, 0, nullptr);
+    EXPECT_EQ(row.error, file != -1 ? Error{error_none} : last_error());
     const std::intptr_t second = open_file(path.c_str(), read, 3, nullptr, 3, 0, nullptr);
-    EXPECT_EQ(c.contents != nullptr, second != -1);  // sharing opens live together
-    close_file(file);
-    close_file(second);
-    ASSERT_EQ(c.contents != nullptr, std::filesystem::exists(path));
-    if (c.contents != nullptr) {
-      EXPECT_EQ(c.contents, read_file(path));
+    EXPECT_EQ(row.contents != nullptr, second != -1);  // sharing opens live together
+    for (const std::intptr_t opened : {file, second}) close_file(opened);
+    if (row.contents != nullptr) {
+      EXPECT_EQ(row.contents, read_file(path));
     }
   }
 }
@@ -108,21 +103,21 @@ TEST(File, DirectoriesAreListedWithTheAttributesOfTheirEntries) {
   EXPECT_EQ(error_already_exists, make_directory(directory.c_str()));
   write_file(directory + "/plain.def", "12345");
   write_file(directory + "/locked.def", "");
-  ASSERT_EQ(error_none, make_directory((directory + "/below").c_str()));
   std::filesystem::permissions(directory + "/locked.def", std::filesystem::perms::owner_read);
+  ASSERT_EQ(error_none, make_directory((directory + "/below").c_str()));
 
   std::vector<DirectoryEntry> entries(1);
   EXPECT_EQ(error_path_not_found, list_directory((directory + "x").c_str(), entries));
   EXPECT_EQ(error_path_not_found, list_directory((directory + "/plain.def").c_str(), entries));
   EXPECT_EQ(1U, entries.size());
   ASSERT_EQ(error_none, list_directory(directory.c_str(), entries));
-  std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
-  ASSERT_EQ(3U, entries.size());
-  EXPECT_EQ("below", entries[0].name);
-  EXPECT_TRUE(entries[0].attributes.directory);
-  EXPECT_TRUE(entries[1].attributes.read_only);
-  EXPECT_FALSE(entries[2].attributes.read_only || entries[2].attributes.hidden || entries[2].attributes.system);
-  EXPECT_EQ(5U, entries[2].attributes.size);
+  std::vector<std::string> seen;
+  for (const auto& [name, is] : entries) {
+    seen.push_back(name + (is.directory ? " directory" : " " + std::to_string(is.size)) +
+                   (is.read_only ? " read-only" : "") + (is.hidden || is.system ? " special" : ""));
+  }
+  std::sort(seen.begin(), seen.end());
+  EXPECT_EQ((std::vector<std::string>{"below directory", "locked.def 0 read-only", "plain.def 5"}), seen);
 
   FileAttributes attributes;
   EXPECT_EQ(error_none, file_attributes(directory.c_str(), attributes));

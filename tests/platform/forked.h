@@ -35,14 +35,11 @@ class Forked {
   [[nodiscard]] bool succeeded() const noexcept { return succeeded_; }
   [[nodiscard]] pid_t pid() const noexcept { return pid_; }
 
-  // Returns the signal that ended it.
-  int kill() noexcept {
-    if (pid_ <= 0) return 0;
-    int status = 0;
+  void kill() noexcept {
+    if (pid_ == 0) return;
     ::kill(pid_, SIGKILL);
-    waitpid(pid_, &status, 0);
+    waitpid(pid_, nullptr, 0);
     pid_ = 0;
-    return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
   }
 
  private:

@@ -8,28 +8,27 @@
 namespace ox::platform {
 namespace {
 
-TEST(NamedEvent, ASecondHolderSeesTheSameEvent) {
+constexpr char name[] = "Global\\OxWaitEvent";
+
+TEST(NamedEvent, AllHoldersSeeOneEventThatStaysSet) {
   NamedEvent made;
   NamedEvent opened;
-  EXPECT_EQ(error_file_not_found, opened.open("Global\\OxWaitEvent"));
-  ASSERT_EQ(error_none, made.create("Global\\OxWaitEvent", Access::machine));
+  NamedEvent again;
+  EXPECT_EQ(error_file_not_found, opened.open(name));
+  ASSERT_EQ(error_none, made.create(name, Access::machine));
   EXPECT_EQ(error_timeout, made.wait(0));
-  ASSERT_EQ(error_none, opened.open("Global\\OxWaitEvent"));
+  ASSERT_EQ(error_none, opened.open(name));
   opened.set();
   EXPECT_EQ(error_none, made.wait(0));
-  EXPECT_EQ(error_none, made.wait(infinite));  // it stays signalled
-
-  NamedEvent again;
-  ASSERT_EQ(error_none, again.create("Global\\OxWaitEvent", Access::machine));
+  EXPECT_EQ(error_none, made.wait(infinite));
+  ASSERT_EQ(error_none, again.create(name, Access::machine));
   EXPECT_EQ(error_none, again.wait(0));
   again.reset();
   EXPECT_EQ(error_timeout, opened.wait(1));
   EXPECT_EQ(error_timeout, last_error());
 
-  made = NamedEvent();
-  opened = NamedEvent();
-  again = NamedEvent();
-  EXPECT_EQ(error_file_not_found, opened.open("Global\\OxWaitEvent"));
+  for (NamedEvent* event : {&made, &opened, &again}) *event = NamedEvent();
+  EXPECT_EQ(error_file_not_found, opened.open(name));
   EXPECT_EQ(error_invalid_handle, opened.wait(infinite));
   opened.set();
 }
@@ -70,38 +69,31 @@ TEST(NamedEvent, WaitersAreWokenByASetThatIsResetAtOnce) {
   any.join();
 }
 
-TEST(NamedMutex, ExcludesOtherHoldersUntilReleased) {
+TEST(NamedMutex, ExcludesOtherThreadsUntilItsOwnerReleasesItOrDies) {
   NamedMutex mine;
   NamedMutex theirs;
+  const auto theirs_elsewhere = [&](std::uint32_t milliseconds) {
+    Error error = error_none;
+    std::thread([&] { error = theirs.lock(milliseconds); }).join();  // an owner dies with its thread
+    return error;
+  };
   EXPECT_EQ(error_file_not_found, mine.open("OxLogon"));
   EXPECT_EQ(error_invalid_handle, mine.lock(0));
   ASSERT_EQ(error_none, mine.create("OxLogon", Access::machine));
   ASSERT_EQ(error_none, theirs.create("OxLogon", Access::machine));
   ASSERT_EQ(error_none, mine.lock(0));
   ASSERT_EQ(error_none, mine.lock(infinite));  // its owner may take it again
-  std::thread([&] { EXPECT_EQ(error_timeout, theirs.lock(1)); }).join();
+  EXPECT_EQ(error_timeout, theirs_elsewhere(1));
   mine.unlock();
-  std::thread([&] { EXPECT_EQ(error_timeout, theirs.lock(0)); }).join();
+  EXPECT_EQ(error_timeout, theirs_elsewhere(0));
   mine.unlock();
-  std::thread([&] {
-    EXPECT_EQ(error_none, theirs.lock(infinite));
-    theirs.unlock();
-  }).join();
-  std::thread([&] {
-    NamedMutex own;
-    EXPECT_EQ(error_none, own.open("OxLogon"));
-    EXPECT_EQ(error_none, own.lock(0));
-  }).join();  // giving it up releases it
-  EXPECT_EQ(error_none, mine.lock(0));
-}
-
-TEST(NamedMutex, TheDeathOfItsOwnerReleasesIt) {
-  NamedMutex mutex;
-  ASSERT_EQ(error_none, mutex.create("owner", Access::machine));
-  std::thread([&] { EXPECT_EQ(error_none, mutex.lock(0)); }).join();
-  EXPECT_EQ(error_none, mutex.lock(infinite));
-  mutex.unlock();
-  EXPECT_EQ(error_none, mutex.lock(0));
+  EXPECT_EQ(error_none, theirs_elsewhere(infinite));
+  EXPECT_EQ(error_none, mine.lock(infinite));
+  mine.unlock();
+  EXPECT_EQ(error_none, theirs_elsewhere(0));
+  EXPECT_EQ(error_none, mine.lock(infinite));
+  mine = NamedMutex();  // giving it up releases it, too
+  EXPECT_EQ(error_none, theirs_elsewhere(0));
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ std::span<const std::byte> bytes_of(std::string_view text) { return std::as_byte
 class Serving {
  public:
   explicit Serving(PipeServer::Accepted accepted) {
-    error_ = server_->serve(name, std::move(accepted));
+    EXPECT_EQ(error_none, server_->serve(name, std::move(accepted)));
     thread_ = std::thread([this] { loop_.run(); });
   }
   Serving(const Serving&) = delete;
@@ -34,47 +34,32 @@ class Serving {
     asio::post(loop_, [this] { server_.reset(); });
     thread_.join();
   }
-  [[nodiscard]] Error error() const noexcept { return error_; }
 
  private:
   asio::io_context loop_;
   std::unique_ptr<PipeServer> server_ = make_pipe_server(loop_);
-  Error error_ = error_none;
   std::thread thread_;
 };
 
 // Sends back what comes in until the client goes.
-class Echo : public std::enable_shared_from_this<Echo> {
- public:
-  explicit Echo(std::unique_ptr<PipeConnection> client) : client_(std::move(client)) {}
-  void run() {
-    client_->read_some(buffer_, [self = shared_from_this()](Error error, std::size_t size) {
-      if (error != error_none) {
-        EXPECT_TRUE(is_pipe_closed(error)) << error;
-        return;
-      }
-      self->client_->write_all(std::span(self->buffer_).first(size), [self, size](Error failed, std::size_t written) {
-        if (failed != error_none) return;
-        EXPECT_EQ(size, written);
-        self->run();
-      });
+void echo(const std::shared_ptr<PipeConnection>& client) {
+  const auto buffer = std::make_shared<std::array<std::byte, 70'000>>();
+  client->read_some(*buffer, [client, buffer](Error error, std::size_t size) {
+    EXPECT_TRUE(error == error_none || is_pipe_closed(error)) << error;
+    if (error != error_none) return;
+    client->write_all(std::span(*buffer).first(size), [client, buffer, size](Error failed, std::size_t written) {
+      if (failed != error_none) return;
+      EXPECT_EQ(size, written);
+      echo(client);
     });
-  }
-
- private:
-  std::unique_ptr<PipeConnection> client_;
-  std::array<std::byte, 70'000> buffer_{};
-};
+  });
+}
 
 std::string read_exactly(Pipe& pipe, std::size_t size) {
   std::string text(size, '\0');
-  std::size_t have = 0;
-  while (have < size) {
-    std::size_t got = 0;
-    if (pipe.read_some(std::as_writable_bytes(std::span(text)).subspan(have), got) != error_none) break;
-    have += got;
-  }
-  text.resize(have);
+  std::span<std::byte> rest = std::as_writable_bytes(std::span(text));
+  std::size_t got = 0;
+  while (!rest.empty() && pipe.read_some(rest, got) == error_none) rest = rest.subspan(got);
   return text;
 }
 
@@ -82,12 +67,11 @@ TEST(Pipe, BytesGoBothWaysWhateverTheirNumber) {
   std::vector<std::uint32_t> peers;
   Serving serving([&](std::unique_ptr<PipeConnection> client) {
     peers.push_back(client->peer_process());
-    std::make_shared<Echo>(std::move(client))->run();
+    echo(std::move(client));
   });
-  ASSERT_EQ(error_none, serving.error());
   Pipe pipe;
-  ASSERT_EQ(error_none, pipe.open(name));
   Pipe other;
+  ASSERT_EQ(error_none, pipe.open(name));
   ASSERT_EQ(error_none, other.open(name));
   ASSERT_EQ(error_none, other.write_all(bytes_of("other")));
   for (const std::size_t size : {1U, 4096U, 60'000U}) {
@@ -104,30 +88,25 @@ TEST(Pipe, BytesGoBothWaysWhateverTheirNumber) {
 }
 
 TEST(Pipe, AClosedPeerIsToldByItsOwnCodes) {
-  {
-    Serving serving([](std::unique_ptr<PipeConnection> client) { client.reset(); });
-    Pipe pipe;
-    ASSERT_EQ(error_none, pipe.open(name));
-    std::array<std::byte, 4> buffer{};
-    std::size_t got = 99;
-    EXPECT_EQ(error_broken_pipe, pipe.read_some(buffer, got));
-    EXPECT_EQ(error_broken_pipe, last_error());
-    EXPECT_EQ(99U, got);
-    Error error = pipe.write_all(bytes_of("to nobody"));
-    EXPECT_TRUE(is_pipe_closed(error)) << error;
-  }
-  Pipe closed;
-  std::size_t got = 0;
-  EXPECT_EQ(error_invalid_handle, closed.write_all(bytes_of("x")));
-  EXPECT_EQ(error_invalid_handle, closed.read_some({}, got));
+  Serving serving([](std::unique_ptr<PipeConnection> client) { client.reset(); });
+  Pipe pipe;
+  ASSERT_EQ(error_none, pipe.open(name));
+  std::array<std::byte, 4> buffer{};
+  std::size_t got = 99;
+  EXPECT_EQ(error_broken_pipe, pipe.read_some(buffer, got));
+  EXPECT_EQ(error_broken_pipe, last_error());
+  EXPECT_EQ(99U, got);
+  EXPECT_TRUE(is_pipe_closed(pipe.write_all(bytes_of("to nobody")))) << last_error();
+  pipe.close();
+  EXPECT_EQ(error_invalid_handle, pipe.write_all(bytes_of("x")));
+  EXPECT_EQ(error_invalid_handle, pipe.read_some(buffer, got));
 }
 
 TEST(Pipe, ThereIsOneServerAndNoneAfterItsEnd) {
   Pipe pipe;
   EXPECT_EQ(error_file_not_found, pipe.open(name));
   for (int round = 0; round < 2; ++round) {
-    Serving serving([](std::unique_ptr<PipeConnection> client) { std::make_shared<Echo>(std::move(client))->run(); });
-    ASSERT_EQ(error_none, serving.error());
+    Serving serving([](std::unique_ptr<PipeConnection> client) { echo(std::move(client)); });
     asio::io_context loop;
     const auto second = make_pipe_server(loop);
     EXPECT_EQ(error_already_exists, second->serve(name, [](std::unique_ptr<PipeConnection>) {}));

@@ -1,12 +1,10 @@
 // Services, programs, signals and servers that die.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <asio/io_context.hpp>
 #include <cerrno>
 #include <cstdlib>
@@ -14,10 +12,8 @@
 #include <string>
 
 #include "platform/console.h"
-#include "platform/environment.h"
 #include "platform/named_event.h"
 #include "platform/pipe.h"
-#include "platform/process_list.h"
 #include "platform/server/pipe_server.h"
 #include "platform/service.h"
 #include "tests/platform/forked.h"
@@ -37,20 +33,19 @@ bool is_running(const char* service) {
 }
 
 TEST(Service, RunsWhileAProcessHoldsItsMark) {
-  EXPECT_FALSE(is_running("Oxlogd"));
   ServiceMark mark;
-  {
-    Forked daemon([] {
-      static ServiceMark theirs;
-      return theirs.hold("Oxlogd") == error_none;
-    });
-    ASSERT_TRUE(daemon.succeeded());
-    EXPECT_TRUE(is_running("Oxlogd"));
-    EXPECT_FALSE(is_running("Oxcmd"));
-    EXPECT_EQ(error_already_exists, mark.hold("Oxlogd"));
-    EXPECT_TRUE(is_running("Oxlogd"));  // neither asking nor failing takes it away
-  }
-  EXPECT_FALSE(is_running("Oxlogd"));  // killed
+  EXPECT_FALSE(is_running("Oxlogd"));
+  Forked daemon([] {
+    static ServiceMark theirs;
+    return theirs.hold("Oxlogd") == error_none;
+  });
+  ASSERT_TRUE(daemon.succeeded());
+  EXPECT_FALSE(is_running("Oxcmd"));
+  EXPECT_TRUE(is_running("Oxlogd"));
+  EXPECT_EQ(error_already_exists, mark.hold("Oxlogd"));
+  EXPECT_TRUE(is_running("Oxlogd"));  // neither asking nor failing takes it away
+  daemon.kill();
+  EXPECT_FALSE(is_running("Oxlogd"));
   EXPECT_EQ(error_none, mark.hold("Oxlogd"));
   EXPECT_TRUE(is_running("Oxlogd"));
   mark = ServiceMark();
@@ -60,19 +55,14 @@ TEST(Service, RunsWhileAProcessHoldsItsMark) {
   EXPECT_TRUE(running);
 }
 
-void write_script(const std::string& path, const std::string& text) {
-  test::write_file(path, text);
-  fs::permissions(path, fs::perms{0755});
-}
-
 TEST(StartProgram, FindsProgramsOnThePathAndLeavesNoZombie) {
   const std::string bin = system_root() + "/bin";
   const std::string fifo = system_root() + "/fifo";
   ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600));
-  write_script(bin + "/OxLogon", "#!/bin/sh\necho started > '" + fifo + "'\n");
-  write_script(bin + "/broken.exe", "#!/no/such/interpreter\n");
-  const std::string path = "/nowhere::" + bin + ":" + std::getenv("PATH");
-  setenv("PATH", path.c_str(), 1);
+  test::write_file(bin + "/OxLogon", "#!/bin/sh\necho started > '" + fifo + "'\n");
+  test::write_file(bin + "/broken.exe", "#!/no/such/interpreter\n");
+  for (const char* name : {"/OxLogon", "/broken.exe"}) fs::permissions(bin + name, fs::perms{0755});
+  setenv("PATH", ("/nowhere::" + bin + ":" + std::getenv("PATH")).c_str(), 1);
 
   EXPECT_EQ(error_file_not_found, start_program("no-such-program.exe"));
   EXPECT_EQ(error_file_not_found, start_program("broken.exe"));
@@ -83,40 +73,15 @@ TEST(StartProgram, FindsProgramsOnThePathAndLeavesNoZombie) {
   EXPECT_EQ(ECHILD, errno);
 }
 
-TEST(ProcessList, KnowsTheLivingInOrder) {
-  Forked other([] { return true; });
-  const auto ids = process_ids();
-  const auto has = [&](int id) { return std::binary_search(ids.begin(), ids.end(), static_cast<std::uint32_t>(id)); };
-  EXPECT_TRUE(std::is_sorted(ids.begin(), ids.end()));
-  EXPECT_TRUE(has(getpid()));
-  EXPECT_TRUE(has(other.pid()));
-}
-
-// Has the standard error stream go to a pipe; its reading end.
-int capture_errors() {
-  int ends[2];
-  if (pipe(ends) != 0 || dup2(ends[1], STDERR_FILENO) < 0) return -1;
-  close(ends[1]);
-  return ends[0];
-}
-
-NamedEvent& interrupted() {
-  static NamedEvent event;
-  return event;
-}
-bool on_event(ConsoleEvent event) {
-  if (event == ConsoleEvent::interrupt) interrupted().set();
-  return true;
-}
-
 TEST(Console, WritesToTheErrorStreamAndSurvivesItsReader) {
   const Forked process([] {
-    const int reader = capture_errors();
+    int ends[2];
     char text[16] = {};
-    bool good = console_write("none yet") == error_invalid_handle;
+    bool good = pipe(ends) == 0 && dup2(ends[1], STDERR_FILENO) >= 0 && close(ends[1]) == 0;
+    good = good && console_write("none yet") == error_invalid_handle;
     good = good && console_allocate() == error_none && console_allocate() == error_none;
-    good = good && console_write("a line\n") == error_none && read(reader, text, sizeof text) == 7;
-    close(reader);
+    good = good && console_write("a line\n") == error_none && read(ends[0], text, sizeof text) == 7;
+    close(ends[0]);
     good = good && is_pipe_closed(console_write("lost\n"));  // and no signal
     console_release();
     return good && console_write("released") == error_invalid_handle;
@@ -124,33 +89,36 @@ TEST(Console, WritesToTheErrorStreamAndSurvivesItsReader) {
   EXPECT_TRUE(process.succeeded());
 }
 
+NamedEvent interrupted;
+bool on_event(ConsoleEvent event) {
+  if (event == ConsoleEvent::interrupt) interrupted.set();
+  return true;
+}
+
 TEST(Console, ItsHandlerKeepsInterruptsFromEndingTheProcess) {
   const Forked process([] {
-    bool good = interrupted().create(nullptr, Access::group) == error_none;
-    struct sigaction own {};
-    own.sa_handler = SIG_IGN;
-    sigaction(SIGHUP, &own, nullptr);
+    bool good = interrupted.create(nullptr, Access::group) == error_none;
+    for (const int number : {SIGINT, SIGQUIT}) signal(number, SIG_DFL);  // a test in the background inherits others
+    signal(SIGHUP, SIG_IGN);
     good = good && console_set_handler(on_event) == error_none;
     raise(SIGQUIT);
     for (int i = 0; i < 2; ++i) {
       raise(SIGINT);
-      good = good && interrupted().wait(infinite) == error_none;
-      interrupted().reset();
+      good = good && interrupted.wait(infinite) == error_none;
+      interrupted.reset();
     }
-    struct sigaction now {};
-    sigaction(SIGHUP, nullptr, &now);
-    return good && now.sa_handler == SIG_IGN;  // the program's own choice stays
+    return good && signal(SIGHUP, SIG_DFL) == SIG_IGN;  // the program's own choice stays
   });
   EXPECT_TRUE(process.succeeded());
 
-  EXPECT_EXIT(
-      {
-        if (console_set_handler(on_event) != error_none) std::_Exit(1);
-        console_release();
-        raise(SIGINT);
-        std::_Exit(0);
-      },
-      testing::KilledBySignal(SIGINT), "");
+  const auto after_release = [] {
+    signal(SIGINT, SIG_DFL);
+    if (console_set_handler(on_event) != error_none) std::_Exit(1);
+    console_release();
+    raise(SIGINT);
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(after_release(), testing::KilledBySignal(SIGINT), "");
 }
 
 Error serve(std::unique_ptr<PipeServer>& server, asio::io_context& loop) {
@@ -175,9 +143,7 @@ TEST(PipeServer, TakesOverFromAKilledOneOnly) {
   EXPECT_EQ(error_file_not_found, pipe.open("ox_stdpipe"));
   EXPECT_EQ(error_none, serve(server, loop));
   EXPECT_EQ(error_none, pipe.open("ox_stdpipe"));
-  struct stat status {};
-  ASSERT_EQ(0, stat((system_root() + "/pipe/ox_stdpipe").c_str(), &status));
-  EXPECT_EQ(0660U, status.st_mode & 07777);
+  EXPECT_EQ(fs::perms{0660}, fs::status(system_root() + "/pipe/ox_stdpipe").permissions());
 }
 
 // A socket's address holds 107 bytes; a root may be deeper.
@@ -185,13 +151,11 @@ TEST(PipeServer, ServesInADeepRoot) {
   std::string deep = system_root();
   while (deep.size() < 300) deep += "/directory";
   setenv("OXBASE_SYSTEM", deep.c_str(), 1);
-  {
-    asio::io_context loop;
-    std::unique_ptr<PipeServer> server;
-    Pipe pipe;
-    ASSERT_EQ(error_none, serve(server, loop));
-    EXPECT_EQ(error_none, pipe.open("\\\\.\\PIPE\\ox_stdpipe"));
-  }
+  asio::io_context loop;
+  std::unique_ptr<PipeServer> server;
+  Pipe pipe;
+  ASSERT_EQ(error_none, serve(server, loop));
+  EXPECT_EQ(error_none, pipe.open("\\\\.\\PIPE\\ox_stdpipe"));
   setenv("OXBASE_SYSTEM", system_root().c_str(), 1);
 }
 

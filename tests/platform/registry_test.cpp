@@ -6,35 +6,25 @@
 #include <thread>
 #include <vector>
 
+#include "tests/platform/registry_value.h"
+
 namespace ox::platform {
 namespace {
 
-constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
+constexpr const char* key = test::registry_key;
+using test::registry_value;
 
-std::string text_of(const char* name) {
-  std::string text = "absent";
-  (void)registry_read(key, name, text, 1024);
-  return text;
-}
-
-std::uint32_t number_of(const char* name) {
-  std::uint32_t number = 0xDEAD;
-  (void)registry_read(key, name, number);
-  return number;
-}
-
-TEST(Registry, WhatIsWrittenIsReadBack) {
-  const char* const texts[] = {"", "C:\\base\\", "a \"quoted\" text", "line\r\nbreak", "\\", "tab\there", "[x]=;@"};
-  for (const char* text : texts) {
+TEST(Registry, WhatIsWrittenIsReadBackWhateverTheCase) {
+  for (const char* text : {"", "C:\\base\\", "a \"quoted\" text", "line\r\nbreak", "\\", "tab\there", "[x]=;@"}) {
     ASSERT_EQ(error_none, registry_write(key, "Round \"Trip\"\\", text));
-    EXPECT_EQ(text, text_of("round \"trip\"\\"));
+    EXPECT_EQ(text, registry_value("round \"trip\"\\"));
   }
   for (const std::uint32_t number : {0U, 60U, 0x80000000U, 0xFFFFFFFFU}) {
     ASSERT_EQ(error_none, registry_write(key, "Number", number));
-    EXPECT_EQ(number, number_of("NUMBER"));
+    EXPECT_EQ("#" + std::to_string(number), registry_value("NUMBER"));
   }
   ASSERT_EQ(error_none, registry_write("SOFTWARE\\Other", "Number", 1U));
-  EXPECT_EQ(0xFFFFFFFFU, number_of("Number"));
+  EXPECT_EQ("#4294967295", registry_value("Number"));
 }
 
 TEST(Registry, FailuresLeaveTheOutputsAlone) {
@@ -54,24 +44,19 @@ TEST(Registry, FailuresLeaveTheOutputsAlone) {
 }
 
 TEST(Registry, WritersDoNotLoseEachOthersValues) {
-  constexpr int writers = 4;
-  constexpr int values = 12;
   std::vector<std::thread> threads;
-  for (int writer = 0; writer < writers; ++writer) {
-    threads.emplace_back([writer] {
-      for (int i = 0; i < values; ++i) {
-        const std::string name = std::to_string(writer) + "-" + std::to_string(i);
-        EXPECT_EQ(error_none, registry_write(key, name.c_str(), static_cast<std::uint32_t>(i)));
-        EXPECT_EQ(static_cast<std::uint32_t>(i), number_of(name.c_str()));
+  std::vector<std::string> names;
+  for (const std::string writer : {"a", "b", "c", "d"}) {
+    for (int i = 0; i < 12; ++i) names.push_back(writer + std::to_string(i));
+    threads.emplace_back([mine = std::vector<std::string>(names.end() - 12, names.end())] {
+      for (const std::string& name : mine) {
+        EXPECT_EQ(error_none, registry_write(key, name.c_str(), name.c_str()));
+        EXPECT_EQ(name, registry_value(name));
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
-  for (int writer = 0; writer < writers; ++writer) {
-    for (int i = 0; i < values; ++i) {
-      EXPECT_EQ(static_cast<std::uint32_t>(i), number_of((std::to_string(writer) + "-" + std::to_string(i)).c_str()));
-    }
-  }
+  for (const std::string& name : names) EXPECT_EQ(name, registry_value(name));
 }
 
 }  // namespace

@@ -17,14 +17,16 @@ ReportWindow::Poster poster_of_handler;
 void note(std::uint32_t message) { seen.push_back(message); }
 
 TEST(ReportWindow, RunsWhatOtherThreadsPostInTheirOrder) {
-  seen.clear();
   ReportWindow window;
+  ReportWindow other;
   EXPECT_EQ(0U, window.handle());
   EXPECT_EQ(error_invalid_handle, window.poster().post(400));
   ASSERT_EQ(error_none, window.create(note));
+  ASSERT_EQ(error_none, other.create(note));
+  EXPECT_NE(0U, window.handle());
+  EXPECT_NE(window.handle(), other.handle());
   std::thread([poster = window.poster()] {
-    EXPECT_EQ(error_none, poster.post(400));
-    EXPECT_EQ(error_none, poster.post(401));
+    for (const std::uint32_t message : {400U, 401U}) EXPECT_EQ(error_none, poster.post(message));
   }).join();
   std::thread([&] { window.dispatch(0); }).join();  // not its thread: nothing runs
   EXPECT_TRUE(seen.empty());
@@ -37,15 +39,6 @@ TEST(ReportWindow, RunsWhatOtherThreadsPostInTheirOrder) {
   window.dispatch(infinite);
   late.join();
   EXPECT_EQ(7U, seen.back());
-}
-
-TEST(ReportWindow, WindowsHaveDifferentNumbers) {
-  ReportWindow one;
-  ReportWindow two;
-  ASSERT_EQ(error_none, one.create(note));
-  ASSERT_EQ(error_none, two.create(note));
-  EXPECT_NE(0U, one.handle());
-  EXPECT_NE(one.handle(), two.handle());
 }
 
 TEST(ReportWindow, AFullQueueRefusesAndAGoneWindowIsTold) {
@@ -73,24 +66,27 @@ void awkward(std::uint32_t message) {
 }
 
 TEST(ReportWindow, HandlersMayPumpPostAndDestroy) {
-  seen.clear();
-  ReportWindow window;
-  window_of_handler = &window;
-  ASSERT_EQ(error_none, window.create(awkward));
-  poster_of_handler = window.poster();
-  for (const std::uint32_t message : {1U, 10U, 11U}) ASSERT_EQ(error_none, poster_of_handler.post(message));
-  window.dispatch(0);
-  EXPECT_EQ((std::vector<std::uint32_t>{1, 10, 11}), seen);
-
-  ASSERT_EQ(error_none, poster_of_handler.post(2));
-  window.dispatch(0);
-  EXPECT_EQ(4U, seen.size());  // once, though the next one is there already
-
-  for (const std::uint32_t message : {3U, 12U}) ASSERT_EQ(error_none, poster_of_handler.post(message));
-  window.dispatch(0);
-  EXPECT_EQ(3U, seen.back());
-  EXPECT_FALSE(poster_of_handler.alive());
-  poster_of_handler = {};
+  const struct {
+    const char* what;
+    std::vector<std::uint32_t> posted;
+    std::vector<std::uint32_t> seen;
+    bool alive;
+  } rows[] = {{"pumping again runs the rest", {1, 10, 11}, {1, 10, 11}, true},
+              {"what a handler posts waits for the next turn", {2}, {2}, true},
+              {"nothing runs in a destroyed window", {3, 12}, {3}, false}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    seen.clear();
+    ReportWindow window;
+    window_of_handler = &window;
+    ASSERT_EQ(error_none, window.create(awkward));
+    poster_of_handler = window.poster();
+    for (const std::uint32_t message : row.posted) ASSERT_EQ(error_none, poster_of_handler.post(message));
+    window.dispatch(0);
+    EXPECT_EQ(row.seen, seen);
+    EXPECT_EQ(row.alive, poster_of_handler.alive());
+    poster_of_handler = {};
+  }
 }
 
 }  // namespace

@@ -17,40 +17,26 @@ using Mode = SharedBlock::Mode;
 
 TEST(SharedBlock, LivesAsLongAsItsLastHolder) {
   SharedBlock made;
+  SharedBlock second;
+  SharedBlock third;
   ASSERT_EQ(error_none, made.create("Global\\ox1120", 8200, Access::machine));
   EXPECT_EQ(std::string(8200, '\0'), std::string(static_cast<char*>(made.data()), 8200));
   EXPECT_LE(8200U, made.size());
   std::memcpy(made.data(), "tree", 5);
-
-  SharedBlock second;
   EXPECT_EQ(error_already_exists, second.create("Global\\ox1120", 16, Access::machine));
   EXPECT_EQ(error_already_exists, last_error());
   EXPECT_FALSE(second);
   ASSERT_EQ(error_none, second.open("Global\\ox1120", Mode::read));
   EXPECT_STREQ("tree", static_cast<char*>(second.data()));
-  EXPECT_NE(made.data(), second.data());
 
-  made = SharedBlock();
-  SharedBlock third;
+  ASSERT_EQ(error_none, made.create("another", 100, Access::machine));  // and gives up the first
+  EXPECT_EQ(error_invalid_parameter, made.create("none", 0, Access::machine));
+  EXPECT_EQ(error_none, third.open("another", Mode::write_or_read));  // still held
   ASSERT_EQ(error_none, third.open("Global\\ox1120", Mode::write));
   std::memcpy(third.data(), "TREE", 4);
   EXPECT_STREQ("TREE", static_cast<char*>(second.data()));
-
-  second = SharedBlock();
-  third = SharedBlock();
-  EXPECT_EQ(error_file_not_found, made.open("Global\\ox1120", Mode::read));
-  EXPECT_EQ(error_none, made.create("Global\\ox1120", 1, Access::machine));
-}
-
-TEST(SharedBlock, AnotherCallReplacesTheHeldBlock) {
-  SharedBlock block;
-  ASSERT_EQ(error_none, block.create("one", 100, Access::group));
-  ASSERT_EQ(error_none, block.create("two", 200, Access::group));
-  SharedBlock other;
-  EXPECT_EQ(error_file_not_found, other.open("one", Mode::read));
-  EXPECT_EQ(error_none, other.open("two", Mode::write_or_read));
-  EXPECT_EQ(error_invalid_parameter, block.create("three", 0, Access::group));
-  EXPECT_LE(200U, block.size());  // still held
+  for (SharedBlock* block : {&made, &second, &third}) *block = SharedBlock();
+  for (const char* gone : {"Global\\ox1120", "another"}) EXPECT_EQ(error_file_not_found, made.open(gone, Mode::read));
 }
 
 TEST(SharedBlock, NamesStayApart) {
