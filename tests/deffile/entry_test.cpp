@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -48,64 +47,56 @@ std::string repeated(const std::string& text, int count) {
 
 TEST(EntryReader, LinesAndTheirNumbers) {
   const std::string longest(4095, 'k');
-  struct Step {
-    std::string entry;
-    uint32_t line;
-  };
+  const std::string filling(8188, 'x');  // with the keyword, the buffer but for the line end
   const struct {
     const char* what;
     std::string contents;
-    std::vector<Step> steps;
-  } cases[] = {
-      {"an empty file", "", {{"122", 0}}},
-      {"only comments", "# a:b\n\n#\n", {{"122", 3}}},
-      {"values",
-       "comptype: node\t\"a b\"  c\\ d\nsupertype:\n attr :x#y\n",
-       {{"comptype|node|a b|c d", 1}, {"supertype", 2}, {" attr |x#y", 3}, {"122", 3}}},
-      {"no line end at the end", "a:1\nb:2", {{"a|1", 1}, {"b|2", 2}, {"122", 2}}},
-      {"line ends of two characters", "#c\r\n\r\na:1 2\r\nb:\r\n", {{"a|1|2", 3}, {"b", 4}, {"122", 4}}},
-      {"only the first colon counts", "a:b:c :d\n", {{"a|b:c|:d", 1}}},
-      {"an empty keyword", ":v\n", {{"|v", 1}}},
-      {"faulty lines do not end the file",
-       "nocolon\n \na:'x\nb:1\n",
-       {{"4", 1}, {"4", 2}, {"68", 3}, {"b|1", 4}, {"122", 4}}},
-      {"longest keyword", longest + ":v\n" + longest + "k:v\nb:1\n", {{longest + "|v", 1}, {"76", 2}, {"b|1", 3}}},
-      {"1024 values",
-       "a:" + repeated(" v", 1024) + "\nb:" + repeated(" v", 1025) + "\n",
-       {{"a" + repeated("|v", 1024), 1}, {"86", 2}, {"122", 2}}},
-      {"a line over the buffer goes on as the next one",
-       "a:" + std::string(8189, 'x') + "b:1\n",
-       {{"a|" + std::string(8189, 'x'), 1}, {"b|1", 2}}},
-      {"the buffer ends at the line end",
-       "a:" + std::string(8188, 'x') + "\nb:1\n",
-       {{"a|" + std::string(8188, 'x'), 1}, {"b|1", 2}}},
-      {"the buffer ends inside the line end",
-       "a:" + std::string(8188, 'x') + "\r\nb:1\n",
-       {{"a|" + std::string(8188, 'x'), 1}, {"b|1", 2}, {"122", 2}}},
-      {"a zero byte ends the line's text", std::string("a:1\0 2\nb:1\n", 11), {{"a|1", 1}, {"b|1", 2}}},
+    std::string entries;  // each with the number of its line
+  } rows[] = {
+      {"an empty file", "", " 122@0"},
+      {"only comments", "# a:b\n\n#\n", " 122@3"},
+      {"values", "comptype: node\t\"a b\"  c\\ d\nsupertype:\n attr :x#y\n",
+       " comptype|node|a b|c d@1 supertype@2  attr |x#y@3 122@3"},
+      {"no line end at the end", "a:1\nb:2", " a|1@1 b|2@2 122@2"},
+      {"line ends of two characters", "#c\r\n\r\na:1 2\r\nb:\r\n", " a|1|2@3 b@4 122@4"},
+      {"only the first colon counts", "a:b:c :d\n", " a|b:c|:d@1 122@1"},
+      {"an empty keyword", ":v\n", " |v@1 122@1"},
+      {"faulty lines do not end the file", "nocolon\n \na:'x\nb:1\n", " 4@1 4@2 68@3 b|1@4 122@4"},
+      {"longest keyword", longest + ":v\n" + longest + "k:v\nb:1\n", " " + longest + "|v@1 76@2 b|1@3 122@3"},
+      {"1024 values", "a:" + repeated(" v", 1024) + "\nb:" + repeated(" v", 1025) + "\n",
+       " a" + repeated("|v", 1024) + "@1 86@2 122@2"},
+      {"a line over the buffer goes on as the next one", "a:" + filling + "xb:1\n",
+       " a|" + filling + "x@1 b|1@2 122@2"},
+      {"the buffer ends at the line end", "a:" + filling + "\nb:1\n", " a|" + filling + "@1 b|1@2 122@2"},
+      {"the buffer ends inside the line end", "a:" + filling + "\r\nb:1\n", " a|" + filling + "@1 b|1@2 122@2"},
+      {"the buffer ends in a CR of the text", "a:" + filling + "\rb:1\n", " a|" + filling + "\r@1 b|1@2 122@2"},
+      {"a zero byte ends the line's text", std::string("a:1\0 2\nb:1\n", 11), " a|1@1 b|1@2 122@2"},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    set_file(c.contents);
-    for (const Step& step : c.steps) {
-      EXPECT_EQ(step.entry, next_entry());
-      EXPECT_EQ(step.line, oxcGetConflineno());
+  for (const auto& row : rows) {
+    set_file(row.contents);
+    std::string seen;
+    while (!seen.ends_with(" 122@" + std::to_string(oxcGetConflineno()))) {
+      seen += " " + next_entry();
+      seen += "@" + std::to_string(oxcGetConflineno());
     }
+    EXPECT_EQ(row.entries, seen) << row.what;
   }
   EXPECT_EQ(0u, oxcEndConfigEntry());
   EXPECT_EQ(0u, oxcGetMemValue(1));
 }
 
-TEST(EntryReader, FilterRewindAndStreamsOfThreads) {
+TEST(EntryReader, FilterRewindAndOtherUsers) {
   EXPECT_EQ("1", next_entry());
   EXPECT_EQ(195u, oxcSetConfigEntry(nullptr));
   set_file("a:1\n#\nB:2\nb:3\na:4\n");
   EXPECT_EQ("b|3", next_entry("b"));
-  EXPECT_EQ(4u, oxcGetConflineno());
+  write_file(work_dir() + "/conf/oxmgrd.cf", "SockPort: 9000\n");
+  EXPECT_EQ(9000u, oxcGetPortNumber()) << "beside the thread's file";
   std::thread([] {
     EXPECT_EQ("1", next_entry());
     EXPECT_EQ(0u, oxcGetConflineno());
   }).join();
+  EXPECT_EQ(4u, oxcGetConflineno());
   EXPECT_EQ("122", next_entry("b"));
   EXPECT_EQ(5u, oxcGetConflineno());
   EXPECT_EQ(0u, oxcSetConfigEntry(nullptr));
@@ -121,32 +112,27 @@ TEST(EntryReader, EveryAllocationMayFail) {
   const std::string path = work_dir() + "/entries.def";
   write_file(path, "a:1 2 3\n");
   ox::test::every_allocation_may_fail([&]() -> OX_RESULT {
-    oxcConfigEntry entry;
-    OX_RESULT result = oxcSetConfigEntry(path.c_str());
-    if (result != 0) return result;
-    result = oxcGetConfigEntry(nullptr, nullptr, nullptr, &entry);
-    for (uint32_t i = 0; i < entry.count; ++i) (void)oxcMemFree(entry.values[i]);
-    return result;
+    if (const OX_RESULT result = oxcSetConfigEntry(path.c_str())) return result;
+    const std::string entry = next_entry();
+    return entry == "a|1|2|3" ? 0 : static_cast<OX_RESULT>(std::stoul(entry));
   });
 }
 
 oxcConfigEntry* made(const char* keyword, std::vector<const char*> v) {
+  const auto count = static_cast<uint32_t>(v.size());
   v.resize(3);
   oxcConfigEntry* entry = nullptr;
-  const auto count = static_cast<uint32_t>(std::find(v.begin(), v.end(), nullptr) - v.begin());
   EXPECT_EQ(1u, oxfSetConfent(&entry, keyword, count, v[0], v[1], v[2]));
   return entry;
 }
 
 TEST(EntryMaking, ValuesAreCopiedAndFailuresGiveNone) {
-  oxcConfigEntry* entry = nullptr;
-  ASSERT_EQ(1u, oxfSetConfent(&entry, "k:", 3, "a", static_cast<const char*>(nullptr), "c"));
+  oxcConfigEntry* entry = made("k:", {"a", nullptr, "c"});
   EXPECT_EQ(nullptr, entry->values[1]);
   EXPECT_STREQ("c", entry->values[2]);
   EXPECT_EQ(3u, entry->count);
   EXPECT_EQ(0u, oxfClrConfent(entry));
-  oxcConfigEntry* const untouched = reinterpret_cast<oxcConfigEntry*>(1);
-  entry = untouched;
+  oxcConfigEntry* const untouched = entry = reinterpret_cast<oxcConfigEntry*>(1);
   for (int n = 1; n <= 3; ++n) {
     errno = 0;
     ox::test::fail_allocation(n);
@@ -162,21 +148,6 @@ TEST(EntryMaking, ValuesAreCopiedAndFailuresGiveNone) {
   EXPECT_EQ(0u, oxcGetMemValue(1));
 }
 
-TEST(EntryWriter, BytesOfTheFile) {
-  const std::string path = work_dir() + "/written.def";
-  oxcConfigEntry* entries[] = {made("comptype:", {}), made("a:", {"1"}), made("\nb:", {"x y", "z"})};
-  EXPECT_EQ(1u, ox::open_for_writing(nullptr, "w"));
-  EXPECT_EQ(1u, ox::write_entry(*entries[0])) << "no file";
-  EXPECT_EQ(1u, ox::close_after_writing());
-  ASSERT_EQ(0u, ox::open_for_writing(path.c_str(), "w"));
-  for (oxcConfigEntry* entry : entries) {
-    EXPECT_EQ(0u, ox::write_entry(*entry));
-    EXPECT_EQ(0u, oxfClrConfent(entry));
-  }
-  EXPECT_EQ(0u, ox::close_after_writing());
-  EXPECT_EQ("comptype:\ta:\t1\n\nb:\tx y\tz\n", read_file(path));
-}
-
 class UserFile : public testing::Test {
  protected:
   void SetUp() override { fs::create_directories(directory); }
@@ -185,7 +156,7 @@ class UserFile : public testing::Test {
     EXPECT_EQ(0u, oxfClrConfent(entry));
     EXPECT_EQ(0u, oxcGetMemValue(1));
   }
-  OX_RESULT rewrite(std::vector<const oxcConfigEntry*> entries) {
+  static OX_RESULT rewrite(std::vector<const oxcConfigEntry*> entries) {
     return ox::rewrite_user_file("public\\comptype", entries);
   }
 
@@ -196,15 +167,20 @@ class UserFile : public testing::Test {
 };
 
 TEST_F(UserFile, IsReplacedAndNeverLeftEmpty) {
+  EXPECT_EQ(1u, ox::open_for_writing(nullptr, "w"));
+  EXPECT_EQ(1u, ox::write_entry(*entry)) << "no file";
+  EXPECT_EQ(1u, ox::close_after_writing());
   write_file(temporary, "left by a crash, longer than what comes");
   EXPECT_EQ(0u, rewrite({entry}));
   EXPECT_EQ("a:\t1\n", read_file(path));
-  EXPECT_EQ(0u, rewrite({entry, entry}));
-  EXPECT_EQ("a:\t1\na:\t1\n", read_file(path));
-  EXPECT_EQ(0u, rewrite({}));
-  EXPECT_FALSE(fs::exists(path));
-  EXPECT_EQ(0u, rewrite({}));
-  EXPECT_FALSE(fs::exists(path));
+  oxcConfigEntry* const others[] = {made("comptype:", {}), made("\nb:", {"x y", "z"})};
+  EXPECT_EQ(0u, rewrite({others[0], entry, others[1]}));
+  EXPECT_EQ("comptype:\ta:\t1\n\nb:\tx y\tz\n", read_file(path));
+  for (oxcConfigEntry* other : others) EXPECT_EQ(0u, oxfClrConfent(other));
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(0u, rewrite({}));
+    EXPECT_FALSE(fs::exists(path));
+  }
 }
 
 TEST_F(UserFile, AFailureKeepsTheOldOne) {
