@@ -1,13 +1,10 @@
 // Opening the session, reports, and the end of the connection.
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <oxbase/oxa.h>
 #include <oxbase/oxc.h>
 
 #include "access/reports.h"
@@ -21,9 +18,7 @@ namespace ox::test {
 namespace {
 
 constexpr std::uint32_t limit_ms = 10000;  // for waits that a fault would make endless
-
-std::vector<std::vector<std::uint32_t>> disconnects;
-void OX_CALL note_disconnect(std::uint32_t a, OX_RESULT b, std::uint32_t c) { disconnects.push_back({a, b, c}); }
+constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
 
 OX_RESULT any_request() { return oxaCompUnlock(1); }
 
@@ -31,7 +26,6 @@ TEST(Init, GreetingBytesAndAnswers) {
   const Installation installation;
   ScriptedPeer peer;
   EXPECT_EQ(14u, any_request());
-  EXPECT_EQ(14u, oxaDispatch(0));
   EXPECT_EQ(-1, oxaGetReportFd());
   const struct {
     const char* what;
@@ -62,12 +56,11 @@ TEST(Init, GreetingBytesAndAnswers) {
 
   char pid[24];
   std::snprintf(pid, sizeof pid, "0x%lx", static_cast<unsigned long>(platform::process_id()));
-  const std::string& greeting = greetings[0];
-  const std::string name = greeting.substr(4, greeting.size() - 5);
+  const std::string name = greetings[0].substr(4, greetings[0].size() - 5);
   EXPECT_EQ("Global\\0x", name.substr(0, 9));
-  EXPECT_EQ(pid, name.substr(name.size() - std::strlen(pid)));
+  EXPECT_TRUE(name.ends_with(pid)) << name;
   const auto size = static_cast<std::uint32_t>(name.size()) + 1;
-  EXPECT_EQ(half(2 + size) + half(size) + name + '\0', greeting);  // the total does not count itself
+  EXPECT_EQ(half(2 + size) + half(size) + name + '\0', greetings[0]);  // the total does not count itself
 
   peer.answer(reply_bytes({.error = 84}));
   EXPECT_EQ(84u, any_request());
@@ -75,7 +68,6 @@ TEST(Init, GreetingBytesAndAnswers) {
 }
 
 TEST(Init, WhatIsMissing) {
-  constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
   using Missing = Installation::Missing;
   for (const Missing missing : {Missing::messages, Missing::base_services, Missing::tree}) {
     const Installation installation(missing);
@@ -90,27 +82,23 @@ TEST(Init, WhatIsMissing) {
   EXPECT_TRUE(refused != 0 && refused != 393) << refused;
 }
 
-TEST(Logon, OffNeedsNoDialogAndNoDialogMeansStop) {
+TEST(Logon, ADialogsAnswerOrNoDialog) {
   EXPECT_EQ(0u, oxaLogon());  // there is no dialog program
-  ASSERT_EQ(platform::error_none, platform::registry_write("SOFTWARE\\CORVID\\OXBASE", "Authentication", "oFf"));
-  EXPECT_EQ(1u, oxaLogon());
-}
-
-TEST(Logon, TheAnswerOfARunningDialogCounts) {
   for (const bool ok : {true, false}) {
     platform::NamedMutex dialog;
-    platform::NamedEvent ok_event;
-    platform::NamedEvent cancel_event;
+    platform::NamedEvent answers[2];
     ASSERT_EQ(platform::error_none, dialog.create("OxLogon", platform::Access::machine));
-    ASSERT_EQ(platform::error_none, ok_event.create("OxLogon_Ok", platform::Access::machine));
-    ASSERT_EQ(platform::error_none, cancel_event.create("OxLogon_Cancel", platform::Access::machine));
+    ASSERT_EQ(platform::error_none, answers[0].create("OxLogon_Ok", platform::Access::machine));
+    ASSERT_EQ(platform::error_none, answers[1].create("OxLogon_Cancel", platform::Access::machine));
     std::thread answering([&] {
       platform::sleep_ms(20);
-      (ok ? ok_event : cancel_event).set();
+      answers[ok ? 0 : 1].set();
     });
     EXPECT_EQ(ok ? 1u : 0u, oxaLogon());
     answering.join();
   }
+  ASSERT_EQ(platform::error_none, platform::registry_write(key, "Authentication", "oFf"));
+  EXPECT_EQ(1u, oxaLogon());
 }
 
 std::vector<std::string> handled;
@@ -123,14 +111,13 @@ NextFetch ask_back(MessagePtr) {
   return {};
 }
 
-const std::string fetch =
-    bytes("00000031 000B 'pipeHeader' 00 00000000 0002 0005 0000 0000 0000 0000 00000000 00000000 0000 0000 FFFFFFFF");
-const std::string acknowledging_fetch =
-    bytes("00000031 000B 'pipeHeader' 00 00000000 0002 0007 0000 0000 0000 0000 00000000 00000000 0000 0000 00000029");
-
 using ReportTest = SessionTest;
 
 TEST_F(ReportTest, ReportsAreFetchedUntilThereAreNone) {
+  const std::string head = "00000031 000B 'pipeHeader' 00 00000000 0002 ";
+  const std::string fetch = bytes(head + "0005 0000 0000 0000 0000 00000000 00000000 0000 0000 FFFFFFFF");
+  const std::string acknowledging = bytes(head + "0007 0000 0000 0000 0000 00000000 00000000 0000 0000 00000029");
+  const std::string unlock = bytes(head + "0004 000E 0000 0000 0000 00000000 00000001 0000 0000 00000000");
   const auto live = oxcGetMemValue(1);
   set_report_handler(25, acknowledge);
   set_report_handler(2, ask_back);
@@ -143,54 +130,33 @@ TEST_F(ReportTest, ReportsAreFetchedUntilThereAreNone) {
   peer.answer(reply_bytes({.type = 6, .command = 25}));
   peer.announce();
   EXPECT_EQ(0u, oxaDispatch(limit_ms));
-  const std::vector<std::string> requests = peer.requests();
-  ASSERT_EQ(7u, requests.size());
-  const std::vector<std::string> fetches = {fetch, acknowledging_fetch, acknowledging_fetch, requests[3], fetch, fetch,
-                                            fetch};
-  EXPECT_EQ(fetches, requests);
+  EXPECT_EQ((std::vector{fetch, acknowledging, acknowledging, unlock, fetch, fetch, fetch}), peer.requests());
   EXPECT_EQ((std::vector<std::string>{"one", "two"}), handled);
   EXPECT_EQ(live, oxcGetMemValue(1));
 
   peer.answer(reply_bytes({.type = 6}));  // announced again: fetched again
   peer.announce();
   EXPECT_EQ(0u, oxaDispatch(limit_ms));
-  EXPECT_EQ(std::vector<std::string>{fetch}, peer.requests());
+  EXPECT_EQ(std::vector{fetch}, peer.requests());
 }
 
-class DisconnectTest : public testing::Test {
- protected:
-  void SetUp() override {
-    disconnects.clear();
-    ASSERT_EQ(0u, oxaInit(note_disconnect));
+TEST_F(ReportTest, AFailingFetchTellsTheDisconnectOnce) {
+  for (int i = 0; i < 2; ++i) {
+    peer.answer(Answer{.close = true});
+    peer.announce();
+    EXPECT_EQ(0u, oxaDispatch(limit_ms));
+    EXPECT_EQ((Disconnects{{0, 17, 0}}), disconnects);
+    EXPECT_EQ(14u, any_request());
+    open_anew();
   }
-  void TearDown() override { session().close(); }
-
-  const std::vector<std::vector<std::uint32_t>> once = {{0, 17, 0}};
-  Installation installation;
-  ScriptedPeer peer;
-};
-
-TEST_F(DisconnectTest, AFailingFetchTellsItOnce) {
-  peer.answer(Answer{.close = true});
-  peer.announce();
-  EXPECT_EQ(0u, oxaDispatch(limit_ms));
-  EXPECT_EQ(once, disconnects);
-  EXPECT_EQ(14u, any_request());
-
-  session().close();
-  ASSERT_EQ(0u, oxaInit(note_disconnect));
-  peer.answer(Answer{.close = true});
-  peer.announce();
-  EXPECT_EQ(0u, oxaDispatch(limit_ms));
-  EXPECT_EQ(once, disconnects);  // never again in the process
 }
 
-TEST_F(DisconnectTest, AFailingRequestTellsItAtTheNextDispatch) {
+TEST_F(ReportTest, AFailingRequestTellsTheDisconnectAtTheNextDispatch) {
   peer.answer(Answer{.close = true});
   EXPECT_EQ(17u, any_request());
   EXPECT_TRUE(disconnects.empty());
   EXPECT_EQ(0u, oxaDispatch(limit_ms));
-  EXPECT_EQ(once, disconnects);
+  EXPECT_EQ((Disconnects{{0, 17, 0}}), disconnects);
 }
 
 }  // namespace

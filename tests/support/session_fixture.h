@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <vector>
+
 #include <oxbase/oxa.h>
 
 #include "access/session.h"
@@ -14,10 +17,20 @@ namespace ox::test {
 class SessionTest : public testing::Test {
  protected:
   void SetUp() override {
-    ASSERT_EQ(0u, oxaInit(nullptr));
-    (void)peer.greetings();
+    disconnects.clear();
+    open_anew();
   }
   void TearDown() override { session().close(); }
+
+  void open_anew() {
+    session().close();
+    ASSERT_EQ(0u, oxaInit([](std::uint32_t a, OX_RESULT b, std::uint32_t c) { disconnects.push_back({a, b, c}); }));
+    (void)peer.greetings();
+  }
+
+  // What the disconnect callback was called with. It is called once in a process's life.
+  using Disconnects = std::vector<std::array<std::uint32_t, 3>>;
+  static inline Disconnects disconnects;
 
   Installation installation;
   ScriptedPeer peer;
