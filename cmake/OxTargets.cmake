@@ -46,6 +46,29 @@ function(ox_floor name)
   set_property(GLOBAL APPEND PROPERTY OX_FLOORS ox_${name})
 endfunction()
 
+# Name, version and description in a Windows file.
+function(ox_version_resource target OX_FILE_NAME OX_FILE_TYPE OX_FILE_DESCRIPTION)
+  if(WIN32)
+    configure_file(${CMAKE_SOURCE_DIR}/cmake/oxbase.rc.in ${CMAKE_BINARY_DIR}/resources/${target}.rc @ONLY)
+    target_sources(${target} PRIVATE ${CMAKE_BINARY_DIR}/resources/${target}.rc)
+  endif()
+endfunction()
+
+# Undecorated names: those of the headers and no others.
+function(ox_exports target)
+  file(GLOB headers CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/include/oxbase/*.h)
+  set(list ${CMAKE_BINARY_DIR}/oxbase.def)
+  set(parts ${ARGN})
+  list(TRANSFORM parts REPLACE "(.+)" "$<TARGET_FILE:\\1>")
+  add_custom_command(OUTPUT ${list}
+    COMMAND ${CMAKE_COMMAND} -D HEADERS=${CMAKE_SOURCE_DIR}/include/oxbase -D NM=${CMAKE_NM} -D "PARTS=${parts}"
+            -D OUTPUT=${list} -P ${CMAKE_SOURCE_DIR}/cmake/OxExports.cmake
+    DEPENDS ${headers} ${ARGN} ${CMAKE_SOURCE_DIR}/cmake/OxExports.cmake ${CMAKE_SOURCE_DIR}/cmake/OxDeclared.cmake
+    VERBATIM)
+  target_sources(${target} PRIVATE ${list})
+  set_target_properties(${target} PROPERTIES PREFIX "")
+endfunction()
+
 # The shared library of all floors, and what installs with it.
 function(ox_shared_library)
   get_property(floors GLOBAL PROPERTY OX_FLOORS)
@@ -58,7 +81,10 @@ function(ox_shared_library)
   endforeach()
   target_link_libraries(oxbase PRIVATE $<BUILD_INTERFACE:ox_flags>)
   set_target_properties(oxbase PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
-  if(NOT WIN32)
+  if(WIN32)
+    ox_exports(oxbase ${floors})
+    ox_version_resource(oxbase oxbase.dll VFT_DLL "${PROJECT_DESCRIPTION}")
+  else()
     # Threads that used the library release its state when they end, after any dlclose.
     target_link_options(oxbase PRIVATE -Wl,-z,nodelete)
   endif()
@@ -73,21 +99,23 @@ function(ox_program name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE ox_flags ${arg_LIBS} oxbase)
   set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  ox_version_resource(${name} ${name}.exe VFT_APP "${name} of the network-management system")
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endfunction()
 
 # A test program over the inside of some floors: ox_test(amib_test FLOORS platform common amib SOURCES ...)
 # Every test case runs as a process of its own, in a system root of its own. The floors' heap is replaced by one whose
-# n-th allocation can fail (tests/support).
+# n-th allocation can fail (tests/support). ENVIRONMENT holds "NAME=value" for the cases' processes.
 function(ox_test name)
-  cmake_parse_arguments(arg "" "" "FLOORS;SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(arg "" "" "FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   list(REMOVE_ITEM arg_FLOORS heap)
   foreach(floor IN LISTS arg_FLOORS)
     target_link_libraries(${name} PRIVATE $<LINK_LIBRARY:WHOLE_ARCHIVE,ox_${floor}>)
   endforeach()
   target_link_libraries(${name} PRIVATE ox_flags ox_test_support ox_test_heap GTest::gtest ${arg_LIBS})
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
+                       PROPERTIES TIMEOUT 120 FIXTURES_REQUIRED runs ENVIRONMENT "${arg_ENVIRONMENT}")
 endfunction()
 
 # A test program over the shared library and the real programs: ox_road_test(road_test PROGRAMS oxmgrd SOURCES ...)
@@ -98,7 +126,7 @@ function(ox_road_test name)
   target_compile_definitions(${name} PRIVATE OX_PROGRAMS="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
   target_link_libraries(${name} PRIVATE ox_flags oxbase ox_test_support GTest::gtest ${arg_LIBS})
   add_dependencies(${name} ${arg_PROGRAMS})
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120 FIXTURES_REQUIRED runs)
 endfunction()
 
 # A benchmark program: ox_bench(snmp_bench FLOORS platform common ... SOURCES ... LIBS ...)
