@@ -126,7 +126,8 @@ Error list_directory(const char* path, std::vector<DirectoryEntry>& entries) {
   const Search search((std::string(path) + "\\*").c_str(), data);
   if (!search) {
     const Error error = fail_last();
-    const bool missing = error == error_file_not_found || error == ERROR_DIRECTORY;
+    const bool missing =  // the last two for a file, by version
+        error == error_file_not_found || error == ERROR_DIRECTORY || error == error_invalid_name;
     return missing ? fail(error_path_not_found) : error;
   }
   std::vector<DirectoryEntry> found;

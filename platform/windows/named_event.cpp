@@ -31,6 +31,8 @@ Error NamedEvent::create(const char* name, Access access) {
   if (name == nullptr) {
     made->handle = Handle(::CreateEventA(nullptr, TRUE, FALSE, nullptr));
     if (!made->handle) return fail_last();
+  } else if (*name == '\0') {
+    return fail(error_invalid_name);  // the system would make one without a name
   } else {
     SecurityAttributes security;
     if (const Error error = security.build(access, Shared::signal)) return error;
@@ -46,7 +48,7 @@ Error NamedEvent::create(const char* name, Access access) {
 }
 
 Error NamedEvent::open(const char* name) {
-  if (name == nullptr) return fail(error_invalid_parameter);
+  if (name == nullptr || *name == '\0') return fail(error_invalid_name);
   auto opened = std::make_unique<Impl>();
   opened->handle = Handle(::OpenEventA(EVENT_MODIFY_STATE | SYNCHRONIZE, FALSE, object_name(name).c_str()));
   if (!opened->handle) return fail_last();
@@ -96,7 +98,7 @@ NamedMutex::~NamedMutex() {
 }
 
 Error NamedMutex::create(const char* name, Access access) {
-  if (name == nullptr) return fail(error_invalid_parameter);
+  if (name == nullptr || *name == '\0') return fail(error_invalid_name);
   SecurityAttributes security;
   if (const Error error = security.build(access, Shared::signal)) return error;
   NamedMutex made;
@@ -111,7 +113,7 @@ Error NamedMutex::create(const char* name, Access access) {
 }
 
 Error NamedMutex::open(const char* name) {
-  if (name == nullptr) return fail(error_invalid_parameter);
+  if (name == nullptr || *name == '\0') return fail(error_invalid_name);
   NamedMutex opened;
   opened.impl_ = std::make_unique<Impl>();
   opened.impl_->handle = Handle(::OpenMutexA(SYNCHRONIZE, FALSE, object_name(name).c_str()));

@@ -47,6 +47,7 @@ std::intptr_t SharedBlock::native() const noexcept {
 
 Error SharedBlock::create(const char* name, std::size_t size, Access access) {
   if (name == nullptr || size == 0 || size > size_limit) return fail(error_invalid_parameter);
+  if (*name == '\0') return fail(error_invalid_name);  // the system would make one without a name
   SecurityAttributes security;
   if (const Error error = security.build(access, Shared::block)) return error;
   SharedBlock made;

@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <cstdio>
 #include <string>
 
 #include "platform/windows/fail.h"
@@ -12,13 +13,20 @@ namespace ox::platform {
 namespace {
 
 // A private system whose folder has a file for it gets its own copy: one line in one write.
-void append_to_file(const char* source, const char* text) {
+void append_to_file(const char* source, std::uint32_t type, const char* text) {
   const std::string& folder = private_system();
   if (folder.empty()) return;
   const Handle file(::CreateFileA((folder + "\\system.log").c_str(), FILE_APPEND_DATA,
                                   FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr));
   if (!file) return;
-  std::string line = std::string(source) + "[" + std::to_string(::GetCurrentProcessId()) + "]: ";
+  SYSTEMTIME now{};
+  ::GetSystemTime(&now);
+  char stamp[32];
+  (void)std::snprintf(stamp, sizeof stamp, "%04d-%02d-%02dT%02d:%02d:%02dZ", now.wYear, now.wMonth, now.wDay, now.wHour,
+                      now.wMinute, now.wSecond);
+  const char* word = type == EVENTLOG_ERROR_TYPE ? "error" : type == EVENTLOG_WARNING_TYPE ? "warning" : "information";
+  std::string line =
+      std::string(stamp) + " " + source + "[" + std::to_string(::GetCurrentProcessId()) + "] " + word + ": ";
   for (const char* c = text; *c != '\0'; ++c) {
     if (*c != '\r') line += *c == '\n' ? ' ' : *c;
   }
@@ -39,7 +47,7 @@ Error system_log(const char* source, std::uint32_t type, const char* text) noexc
   const Error error = reported == FALSE ? fail_last() : error_none;
   (void)::DeregisterEventSource(log);
   try {
-    append_to_file(source, text);
+    append_to_file(source, type, text);
   } catch (const std::bad_alloc&) {
     return fail(error_out_of_memory);
   }
@@ -55,7 +63,12 @@ bool is_service_process() noexcept {
          (flags.dwFlags & WSF_VISIBLE) == 0;
 }
 
+// In a private system, a trial or a test, nobody sits before the screen: a box would wait for ever.
 void message_box(const char* title, const char* text) noexcept {
+  if (!private_system().empty()) {
+    (void)std::fprintf(stderr, "%s: %s\n", title != nullptr ? title : "", text != nullptr ? text : "");
+    return;
+  }
   (void)::MessageBoxA(nullptr, text != nullptr ? text : "", title != nullptr ? title : "",
                       MB_OK | MB_ICONERROR | MB_SETFOREGROUND);
 }
