@@ -1,9 +1,6 @@
 // The memory image, attaching and giving up, and what other processes see of it.
 #include "amib/tree.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cstring>
 
 #include "amib/shared_blocks.h"

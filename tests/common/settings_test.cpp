@@ -89,10 +89,7 @@ TEST(SettingsTest, Ipv6NeedsTheSwitchAndTheProtocol) {
 }
 
 TEST(SettingsTest, LanguageOfTheEnvironment) {
-  setenv("LC_ALL", "ja_JP.UTF-8", 1);
-  EXPECT_EQ(1u, oxcGetEnvLang());
-  EXPECT_EQ(2u, oxcGetEnvProduct());
-  setenv("LC_ALL", "C", 1);
+  ox::test::set_environment("LC_ALL", "C");
   EXPECT_EQ(2u, oxcGetEnvLang());
   EXPECT_EQ(3u, oxcGetEnvProduct());
 }

@@ -7,6 +7,7 @@
 #include <oxbase/oxc.h>
 #include <oxbase/oxd.h>
 
+#include "platform/environment.h"
 #include "tests/amib/tree_fixture.h"
 
 namespace ox::test {
@@ -50,7 +51,7 @@ class CountedNodeTest : public testing::Test {
 
 class TreeNodeTest : public TreeTest {
  protected:
-  TreeNodeTest() { setenv("TZ", "UTC0", 1); }
+  TreeNodeTest() { EXPECT_EQ(0u, platform::set_time_zone("UTC0")); }
   ~TreeNodeTest() override { oxdFree(node_); }
   void SetUp() override {
     TreeTest::SetUp();

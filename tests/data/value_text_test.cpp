@@ -7,6 +7,7 @@
 #include "tests/data/data_fixture.h"
 #include "tests/support/byte_text.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/system_root.h"
 
 namespace {
 
@@ -180,7 +181,7 @@ TEST_F(ValueText, JapaneseTextsAreConvertedForDisplayOnly) {
   const char text[] = "C:\\~\x83\x65\x83\x5c\x81\x60\xb1.";
   oxdSetText(node_, text);
   for (const char* language : {"C", "ja_JP.UTF-8"}) {
-    setenv("LC_ALL", language, 1);
+    ox::test::set_environment("LC_ALL", language);
     // Elsewhere the bytes are of some other encoding, as far as anyone knows.
     EXPECT_EQ(oxcGetEnvLang() == 1 ? ox::platform::from_cp932(text) : text, oxdGetValueByStr(node_));
     EXPECT_STREQ(text, oxdGetValueByRawStr(node_));

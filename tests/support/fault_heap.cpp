@@ -1,11 +1,10 @@
 #include "tests/support/fault_heap.h"
 
-#include <malloc.h>
-
 #include <cstdlib>
 #include <new>
 
 #include "platform/heap.h"
+#include "tests/support/usable_size.h"
 
 namespace ox::test {
 namespace {
@@ -37,7 +36,7 @@ namespace ox::platform {
 
 void* heap_allocate(std::size_t size) noexcept { return test::fails_now() ? nullptr : std::malloc(size); }
 void* heap_allocate_zeroed(std::size_t size) noexcept { return test::fails_now() ? nullptr : std::calloc(1, size); }
-std::size_t heap_size(void* block) noexcept { return malloc_usable_size(block); }
+std::size_t heap_size(void* block) noexcept { return ox::test::usable_size(block); }
 void heap_free(void* block) noexcept { std::free(block); }
 
 }  // namespace ox::platform

@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include "tests/support/make_root.h"
 
 namespace fs = std::filesystem;
 
@@ -13,29 +14,17 @@ namespace ox::test {
 
 const std::string& system_root() {
   static const std::string root = [] {
-    std::string pattern = (fs::temp_directory_path() / "oxtest-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) std::abort();
-    setenv("OXBASE_SYSTEM", pattern.c_str(), 1);
-    fs::create_directories(fs::path(pattern) / "home");
-    fs::create_directories(fs::path(pattern) / "work" / "tmp");
-    return pattern;
+    const std::string made = make_root();
+    set_environment("OXBASE_SYSTEM", made.c_str());
+    fs::create_directories(fs::path(made) / "home");
+    fs::create_directories(fs::path(made) / "work" / "tmp");
+    return made;
   }();
   return root;
 }
 
 std::string home_dir() { return system_root() + "/home"; }
 std::string work_dir() { return system_root() + "/work"; }
-
-void install_settings() {
-  write_file(system_root() + "/registry.reg",
-             "Windows Registry Editor Version 5.00\n\n"
-             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVID\\OXBASE]\n"
-             "\"HomeDir\"=\"" +
-                 home_dir() +
-                 "\"\n"
-                 "\"WorkDir\"=\"" +
-                 work_dir() + "\"\n");
-}
 
 void write_file(const std::string& path, std::string_view contents) {
   fs::create_directories(fs::path(path).parent_path());

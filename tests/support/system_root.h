@@ -14,6 +14,15 @@ namespace ox::test {
 // Writes the installation's registry values HomeDir and WorkDir.
 void install_settings();
 
+// Removes the root and whatever else the test process has left on the machine.
+void remove_system();
+
+// Changes a variable of the process's environment, for what it starts too.
+void set_environment(const char* name, const char* value);
+
+// Makes a file that takes no byte, as on a full disk. False where the system has nothing of the kind.
+[[nodiscard]] bool make_full_file(const std::string& path);
+
 // Writes a file, making the directories on the way, and reads one whole.
 void write_file(const std::string& path, std::string_view contents);
 [[nodiscard]] std::string read_file(const std::string& path);

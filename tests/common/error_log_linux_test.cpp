@@ -1,0 +1,48 @@
+// Messages without a user to show them to: a process of the service manager.
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+#include <tuple>
+
+#include <oxbase/oxc.h>
+
+#include "platform/environment.h"
+#include "tests/support/system_root.h"
+
+using ox::test::home_dir;
+using ox::test::read_file;
+using ox::test::write_file;
+
+namespace {
+
+TEST(ErrorLog, MessagesGoToTheUserOrToTheSystemLog) {
+  ox::test::set_environment("LC_ALL", "C");
+  write_file(home_dir() + "/LIB/LOCALE/0409/OXERROR.MSG", "7:Text.\r\n");
+  const std::string log = ox::test::system_root() + "/system.log";
+  write_file(log, "");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(OX_OK, oxcPerrorMsgBox2("Prog", "here", 7));
+  EXPECT_EQ(OX_OK, oxcPerrorMsgBox("Prog", 0));
+  EXPECT_EQ("Prog: here: Text.\n", testing::internal::GetCapturedStderr());
+  EXPECT_EQ("", read_file(log));
+
+  setenv("SYSTEMD_EXEC_PID", std::to_string(ox::platform::process_id()).c_str(), 1);
+  for (const char* program : {"oxbase", "OXEXPD", "oxlogd", "other"}) oxcPerrorMsgBox(program, 7);
+  EXPECT_EQ(OX_OK, oxcSystemLog("Own", 2, "careful"));
+  for (const auto& [source, type, text] : {std::tuple{"Own", 3u, "x"}, {"Own", 1u, nullptr}, {nullptr, 1u, "x"}}) {
+    EXPECT_EQ(OX_EARG, oxcSystemLog(source, type, text));
+  }
+  const std::string lines = read_file(log);
+  const std::regex source(R"(Z (\w+)\[\d+\] (\w+): (.*))");
+  std::string seen;
+  for (std::sregex_iterator it(lines.begin(), lines.end(), source), end; it != end; ++it) {
+    seen += (*it)[1].str() + " " + (*it)[2].str() + " " + (*it)[3].str() + "\n";
+  }
+  EXPECT_EQ(
+      "TesBaseService error Text.\nTesExpertService error Text.\nTesLoggingService error Text.\nother error Text.\n"
+      "Own warning careful\n",
+      seen);
+}
+
+}  // namespace

@@ -1,0 +1,38 @@
+#include "tests/support/make_root.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "tests/support/system_root.h"
+
+namespace fs = std::filesystem;
+
+namespace ox::test {
+
+std::string make_root() {
+  std::string pattern = (fs::temp_directory_path() / "oxtest-XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) std::abort();
+  return pattern;
+}
+
+void set_environment(const char* name, const char* value) { setenv(name, value, 1); }
+
+void install_settings() {
+  write_file(system_root() + "/registry.reg",
+             "Windows Registry Editor Version 5.00\n\n"
+             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVID\\OXBASE]\n"
+             "\"HomeDir\"=\"" +
+                 home_dir() +
+                 "\"\n"
+                 "\"WorkDir\"=\"" +
+                 work_dir() + "\"\n");
+}
+
+bool make_full_file(const std::string& path) {
+  fs::create_symlink("/dev/full", path);
+  return true;
+}
+
+void remove_system() { fs::remove_all(system_root()); }
+
+}  // namespace ox::test

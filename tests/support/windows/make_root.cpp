@@ -1,0 +1,67 @@
+#include "tests/support/make_root.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "platform/registry.h"
+#include "platform/windows/private_system.h"
+#include "platform/windows/thread_slot.h"
+#include "tests/support/system_root.h"
+
+namespace fs = std::filesystem;
+
+namespace ox::test {
+namespace {
+
+constexpr char settings_key[] = "SOFTWARE\\CORVID\\OXBASE";
+
+// Everything of the private system: the level above the roots of its keys.
+void remove_registry() {
+  const std::string any = platform::registry_path("");
+  (void)::RegDeleteTreeA(HKEY_LOCAL_MACHINE, any.substr(0, any.size() - 1).c_str());
+}
+
+// The library's DLL is told of a thread's end; a test program that holds its parts itself sees to it here.
+void NTAPI on_thread(void* /*module*/, DWORD reason, void* /*reserved*/) {
+  if (reason == DLL_THREAD_DETACH) platform::detach_thread_slot();
+}
+
+}  // namespace
+
+std::string make_root() {
+  char folder[MAX_PATH];
+  (void)::GetTempPathA(sizeof folder, folder);
+  for (unsigned count = 0; count < 10'000; ++count) {
+    const std::string root =
+        std::string(folder) + "oxtest-" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(count);
+    if (::CreateDirectoryA(root.c_str(), nullptr) != FALSE) return root;
+  }
+  std::abort();
+}
+
+void set_environment(const char* name, const char* value) { (void)::_putenv_s(name, value); }
+
+void install_settings() {
+  (void)system_root();
+  remove_registry();  // of an earlier process of the same number that was ended
+  if (platform::registry_write(settings_key, "HomeDir", home_dir().c_str()) != platform::error_none ||
+      platform::registry_write(settings_key, "WorkDir", work_dir().c_str()) != platform::error_none) {
+    std::abort();
+  }
+}
+
+bool make_full_file(const std::string& /*path*/) { return false; }
+
+void remove_system() {
+  remove_registry();
+  std::error_code ignored;  // a file that is still open keeps its folder
+  fs::remove_all(system_root(), ignored);
+}
+
+}  // namespace ox::test
+
+extern "C" __attribute__((section(".CRT$XLC"), used)) const PIMAGE_TLS_CALLBACK ox_test_thread_callback =
+    ox::test::on_thread;
