@@ -17,14 +17,6 @@ AsyncRequest* next_of(const AsyncRequest* request) noexcept {
   return reinterpret_cast<AsyncRequest*>(request->links.next);
 }
 
-std::uint32_t new_wire_id(const AsyncRequest* request) noexcept {
-  if constexpr (sizeof request == sizeof(std::uint32_t)) return trace::word(request);
-  do {
-    ++last_wire_id;
-  } while (last_wire_id == 0 || find_async_request_by_wire_id(last_wire_id) != nullptr);
-  return last_wire_id;
-}
-
 // Tells the manager that a request is over. Its reply says 1 when it has ended the request.
 OX_RESULT close_at_manager(const AsyncRequest& request) {
   constexpr OX_RESULT ended = 1;
@@ -73,7 +65,8 @@ AsyncRequestPtr make_async_request(std::uint32_t kind, const char* tag) noexcept
   AsyncRequestPtr request(make_tracked<AsyncRequest>(tag).release());
   if (request) {
     request->kind = kind;
-    request->wire_id = new_wire_id(request.get());
+    request->wire_id = make_wire_id(request.get(), last_wire_id,
+                                    [](std::uint32_t id) { return find_async_request_by_wire_id(id) != nullptr; });
   }
   return request;
 }

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
-#include <oxbase/oxd.h>
-#include <oxbase/oxtypes.h>
+#include <oxbase/oxa.h>
 
 #include "common/memory.h"
+#include "common/trace.h"
 
 namespace ox {
 
@@ -19,7 +19,7 @@ struct AsyncRequest {
   dnode* list;
   std::uint32_t kind;
   char* manager;
-  void(OX_CALL* callback)(void* handle, void* argument, dnode* list, OX_RESULT code);  // owns the list
+  oxaAsyCallback callback;
   void* argument;
   std::uint32_t daemon_id;  // the manager's name for it; 0 when it is not registered, or not any more
   std::uint32_t wire_id;    // our name for it in messages
@@ -33,8 +33,17 @@ struct AsyncRequestRelease {
 };
 using AsyncRequestPtr = std::unique_ptr<AsyncRequest, AsyncRequestRelease>;
 
-// A new record with a wire id of its own: its address where that has 32 bits, else a number that no open request has.
-// Null when memory runs out.
+// A number for a record in messages: its address where that has 32 bits, else a number that `taken` does not know.
+template <class Record, class Taken>
+[[nodiscard]] std::uint32_t make_wire_id(const Record* record, std::uint32_t& last, Taken taken) noexcept {
+  if constexpr (sizeof record == sizeof(std::uint32_t)) return trace::word(record);
+  do {
+    ++last;
+  } while (last == 0 || taken(last));
+  return last;
+}
+
+// A new record with a wire id of its own. Null when memory runs out.
 [[nodiscard]] AsyncRequestPtr make_async_request(std::uint32_t kind, const char* tag) noexcept;
 
 // The list of open requests, which owns them. Looking up never touches what is not on it: a stale handle or id finds

@@ -24,11 +24,6 @@ OX_RESULT decode_reply(const Message& reply, dnode*& list) {
 
 namespace {
 
-struct FreeList {
-  void operator()(dnode* list) const noexcept { (void)oxdFree(list); }
-};
-using ListPtr = std::unique_ptr<dnode, FreeList>;
-
 // An encoded list; no bytes for a null list.
 struct EncodedList {
   tracked_ptr<unsigned char[]> bytes;
@@ -42,6 +37,50 @@ struct EncodedList {
   }
 };
 
+bool has_request_time(const dnode* list) {
+  for (const dnode* node = list; node != nullptr; node = oxdNext(node)) {
+    std::uint32_t seconds = 0;
+    if (oxdGetReqTime(node, &seconds) == OX_OK && seconds != 0) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+OX_RESULT exchange_get(const RequestHeader& header, const char* component, const char* amib_name,
+                       const oxaSelection* selection, std::uint32_t options, std::uint32_t limit, MessagePtr& reply) {
+  if (!session().connected()) return OX_ENOSESSION;
+  if (component == nullptr || amib_name == nullptr) return OX_EFORMAT;
+  const std::span<const std::uint32_t> words =
+      selection != nullptr ? std::span<const std::uint32_t>(selection->word) : std::span<const std::uint32_t>();
+  return exchange(
+      header,
+      {PayloadPart::text(component), PayloadPart::text(amib_name), PayloadPart::word(options), PayloadPart::word(limit),
+       PayloadPart::half(selection != nullptr ? 1 : 0), PayloadPart::words(words)},
+      reply);
+}
+
+OX_RESULT exchange_set(const RequestHeader& header, std::uint32_t first, std::uint32_t second, const dnode* list,
+                       MessagePtr& reply) {
+  constexpr std::uint32_t list_limit = 65536;
+  if (!session().connected()) return OX_ENOSESSION;
+  if (has_request_time(list)) return OX_EREQTIME;
+  EncodedList encoded;
+  if (const OX_RESULT failure = encoded.encode(list)) return failure;
+  if (encoded.size >= list_limit) return OX_EENCODEDLONG;
+  return exchange(header,
+                  {PayloadPart::word(first), PayloadPart::word(second),
+                   PayloadPart::bytes_after_half(encoded.bytes.get(), encoded.size)},
+                  reply);
+}
+
+namespace {
+
+struct FreeList {
+  void operator()(dnode* list) const noexcept { (void)oxdFree(list); }
+};
+using ListPtr = std::unique_ptr<dnode, FreeList>;
+
 // For requests whose answer is their result alone.
 OX_RESULT request(const RequestHeader& header, std::initializer_list<PayloadPart> payload) {
   MessagePtr reply;
@@ -50,13 +89,11 @@ OX_RESULT request(const RequestHeader& header, std::initializer_list<PayloadPart
 }
 
 // For those that may answer with a list.
-OX_RESULT request_list(const RequestHeader& header, std::initializer_list<PayloadPart> payload, dnode** list) {
-  MessagePtr reply;
-  if (const OX_RESULT result = exchange(header, payload, reply)) return result;
+OX_RESULT result_of(const Message& reply, dnode** list) {
   if (list != nullptr) {
-    if (const OX_RESULT result = decode_reply(*reply, *list)) return result;
+    if (const OX_RESULT result = decode_reply(reply, *list)) return result;
   }
-  return reply->error;
+  return reply.error;
 }
 
 // What a caller sees of an answer: with nodes, each may carry its own error, and 121 says "look there"; without,
@@ -68,16 +105,9 @@ OX_RESULT result_of_get(OX_RESULT error, bool nodes) noexcept {
 
 OX_RESULT get(const char* manager, const char* component, const char* amib_name, const oxaSelection* selection,
               std::uint32_t options, std::uint32_t limit, dnode** list) {
-  if (!session().connected()) return OX_ENOSESSION;
-  if (component == nullptr || amib_name == nullptr) return OX_EFORMAT;
-  const std::span<const std::uint32_t> words =
-      selection != nullptr ? std::span<const std::uint32_t>(selection->word) : std::span<const std::uint32_t>();
   MessagePtr reply;
-  const OX_RESULT sent =
-      exchange({.command = command_get, .manager = manager},
-               {PayloadPart::text(component), PayloadPart::text(amib_name), PayloadPart::word(options),
-                PayloadPart::word(limit), PayloadPart::half(selection != nullptr ? 1 : 0), PayloadPart::words(words)},
-               reply);
+  const OX_RESULT sent = exchange_get({.command = command_get, .manager = manager}, component, amib_name, selection,
+                                      options, limit, reply);
   if (sent != OX_OK) return sent;
   dnode* decoded = nullptr;
   if (const OX_RESULT result = decode_reply(*reply, decoded)) return result;
@@ -87,26 +117,13 @@ OX_RESULT get(const char* manager, const char* component, const char* amib_name,
   return result;
 }
 
-bool has_request_time(const dnode* list) {
-  for (const dnode* node = list; node != nullptr; node = oxdNext(node)) {
-    std::uint32_t seconds = 0;
-    if (oxdGetReqTime(node, &seconds) == OX_OK && seconds != 0) return true;
-  }
-  return false;
-}
-
 OX_RESULT set(const char* manager, std::uint32_t first, std::uint32_t second, const dnode* list, dnode** result) {
-  constexpr std::uint32_t list_limit = 65536;
   if (result != nullptr) *result = nullptr;
-  if (!session().connected()) return OX_ENOSESSION;
-  if (has_request_time(list)) return OX_EREQTIME;
-  EncodedList encoded;
-  if (const OX_RESULT failure = encoded.encode(list)) return failure;
-  if (encoded.size >= list_limit) return OX_EENCODEDLONG;
-  return request_list({.command = command_set, .manager = manager},
-                      {PayloadPart::word(first), PayloadPart::word(second),
-                       PayloadPart::bytes_after_half(encoded.bytes.get(), encoded.size)},
-                      result);
+  MessagePtr reply;
+  if (const OX_RESULT sent = exchange_set({.command = command_set, .manager = manager}, first, second, list, reply)) {
+    return sent;
+  }
+  return result_of(*reply, result);
 }
 
 OX_RESULT management(const char* manager, std::uint32_t code, const dnode* list, dnode** result) {
@@ -115,8 +132,10 @@ OX_RESULT management(const char* manager, std::uint32_t code, const dnode* list,
   if (code > 0xFFFF) return OX_EARG;  // it travels in the error field
   EncodedList encoded;
   if (const OX_RESULT failure = encoded.encode(list)) return failure;
-  return request_list({.command = command_management, .manager = manager, .error = code},
-                      {PayloadPart::bytes(encoded.bytes.get(), encoded.size)}, result);
+  MessagePtr reply;
+  const OX_RESULT sent = exchange({.command = command_management, .manager = manager, .error = code},
+                                  {PayloadPart::bytes(encoded.bytes.get(), encoded.size)}, reply);
+  return sent != OX_OK ? sent : result_of(*reply, result);
 }
 
 OX_RESULT lock(const char* manager, const char* component, std::uint32_t argument, std::uint32_t* lock_id) {

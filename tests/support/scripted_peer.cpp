@@ -25,7 +25,7 @@ std::string reply_bytes(const ReplyFields& fields) {
   const std::string rest = word(static_cast<std::uint32_t>(fields.data.size())) + half(2) + half(fields.type) +
                            half(fields.command) + half(fields.error) + half(0) + half(0) + word(fields.source_id) +
                            word(fields.destination_id) + counted(fields.source_name) +
-                           counted(fields.destination_name) + word(0);
+                           counted(fields.destination_name) + word(fields.reference);
   return word(static_cast<std::uint32_t>(rest.size()) + 4) + rest + fields.data;
 }
 

@@ -29,6 +29,7 @@ struct ReplyFields {
   std::string data{};
   std::string source_name{};  // with its terminator when it is to have one
   std::string destination_name{};
+  std::uint32_t reference = 0;
 };
 [[nodiscard]] std::string reply_bytes(const ReplyFields& fields);
 
