@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <oxbase/oxc.h>
@@ -13,7 +14,6 @@
 #include "common/trace_file.h"
 #include "platform/environment.h"
 #include "platform/registry.h"
-#include "platform/shared_block.h"
 #include "tests/support/system_root.h"
 
 namespace fs = std::filesystem;
@@ -36,25 +36,21 @@ class TraceTest : public testing::Test {
   }
 };
 
-TEST_F(TraceTest, LinesReachTheFileAndAreCutAt4095Characters) {
+TEST_F(TraceTest, LinesReachTheFileInTheirOwnForm) {
   start("lines.dbg");
   EXPECT_EQ(OX_OK, oxcDebugOut("<M:%s(%d)>\n", "here", 7));
-  const std::string longest(5000, 'x');
-  oxcDebugOut("%s\n", longest.c_str());
-  oxcSetDebugMask(0);
-  oxcDebugOut("nothing\n");
-  const std::string text = read_file(file("lines_00.dbg"));
-  EXPECT_EQ("<M:here(7)>\n" + std::string(4094, 'x') + "\n", text);
-}
-
-TEST_F(TraceTest, ExitLinesShowTheResultInTheirOwnForm) {
-  start("exit.dbg");
+  oxcDebugOut("%s\n", std::string(5000, 'x').c_str());
   ox::trace::write_exit("<E:oxaGet[%ld]>\n", 17);
   ox::trace::write_exit("<E:type_init[%#ld]>\n", 20);
   ox::trace::write_exit("<E:oxsSnmpEncode[%l]>\n", 3);  // an incomplete conversion stays as it is
   ox::trace::write_plain_exit("oxaCloseMap", 14);
-  EXPECT_EQ("<E:oxaGet[17]>\n<E:type_init[20]>\n<E:oxsSnmpEncode[%l]>\n<E:oxaCloseMap:[14]>\n",
-            read_file(file("exit_00.dbg")));
+  oxcSetDebugMask(0);
+  oxcDebugOut("nothing\n");
+  EXPECT_EQ("<M:here(7)>\n" + std::string(4094, 'x') +
+                "\n<E:oxaGet[17]>\n<E:type_init[20]>\n<E:oxsSnmpEncode[%l]>\n<E:oxaCloseMap:[14]>\n",
+            read_file(file("lines_00.dbg")));
+  EXPECT_EQ(OX_ENAMELONG, oxcDebugOutput(0, std::string(257, 'n').c_str()));
+  EXPECT_EQ(OX_EOPEN, oxcDebugOutput(0, "/no/such/directory/x.dbg"));
 }
 
 TEST_F(TraceTest, RotationWrapsToOneAndNeverReturnsToZero) {
@@ -101,14 +97,12 @@ TEST_F(TraceTest, AnotherProcessSwitchesThroughTheControlBlock) {
 
 TEST_F(TraceTest, NamesBecomePatterns) {
   const std::string tmp = work_dir() + "/tmp";
+  const std::string moved = ox::test::system_root() + "/moved";
   char id[16];
   std::snprintf(id, sizeof id, "ox%x", ox::platform::process_id());
-  struct Row {
-    std::string name;
-    std::string first;
-  };
-  const auto check = [](const std::vector<Row>& rows) {
-    for (const Row& row : rows) EXPECT_EQ(row.first, ox::trace::name_pattern(row.name).name(7)) << row.name;
+  using Rows = std::vector<std::pair<std::string, std::string>>;
+  const auto check = [](const Rows& rows) {
+    for (const auto& [name, first] : rows) EXPECT_EQ(first, ox::trace::name_pattern(name).name(7)) << name;
   };
   check({{"", tmp + "/" + id + "_07.dbg"},
          {tmp + "/a.b.dbg", tmp + "/a.b_07.dbg"},
@@ -116,16 +110,10 @@ TEST_F(TraceTest, NamesBecomePatterns) {
          {"/else/where/", std::string("/else/where/") + id + "_07.dbg"},
          {"bare.log", "bare_07.log"},
          {"100%s/%n.log", "100%s/%n_07.log"}});
-  const std::string moved = ox::test::system_root() + "/moved";
   ASSERT_EQ(0u, ox::platform::registry_write(key, "oxLogDirectory", (moved + "/").c_str()));
   check({{tmp + "/x.dbg", tmp + "/x_07.dbg"}});  // no such directory yet
   fs::create_directories(moved);
   check({{tmp + "/x.dbg", moved + "/x_07.dbg"}, {"/else/x.dbg", "/else/x_07.dbg"}});
-}
-
-TEST_F(TraceTest, BadNamesAndDirectoriesAreRefused) {
-  EXPECT_EQ(OX_ENAMELONG, oxcDebugOutput(0, std::string(257, 'n').c_str()));
-  EXPECT_EQ(OX_EOPEN, oxcDebugOutput(0, "/no/such/directory/x.dbg"));
 }
 
 TEST_F(TraceTest, LinesOfSeveralThreadsDoNotMix) {
