@@ -62,7 +62,9 @@ void awkward(std::uint32_t message) {
   note(message);
   if (message == 1) window_of_handler->dispatch(0);
   if (message == 2) (void)poster_of_handler.post(2);
-  if (message == 3) *window_of_handler = ReportWindow();
+  if (message != 3) return;
+  poster_of_handler = {};
+  *window_of_handler = ReportWindow();
 }
 
 TEST(ReportWindow, HandlersMayPumpPostAndDestroy) {
