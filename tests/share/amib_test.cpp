@@ -175,7 +175,7 @@ TEST_F(ShareAmib, ARealAgentAgrees) {
     next.set_community("public");
     next.pduType = OXS_GETNEXT;
     next.requestId = request;
-    add(next.bindings, name.c_str(), {OX_NULL, "\0"s});
+    add_binding(next.bindings, name.c_str(), {OX_NULL, "\0"s});
     socket.send(encoded(next), agent.port());
     Message answer;
     ASSERT_EQ(0u, decode(socket.receive(10s), answer)) << name;

@@ -4,24 +4,9 @@
 #include <string>
 #include <string_view>
 
-namespace ox::test {
+#include "tests/support/byte_text.h"
 
-// Bytes from hex digits; blanks are passed over.
-inline std::string hex(std::string_view digits) {
-  std::string bytes;
-  int high = -1;
-  for (const char c : digits) {
-    if (c == ' ') continue;
-    const int digit = c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
-    if (high < 0) {
-      high = digit;
-    } else {
-      bytes += static_cast<char>(high << 4 | digit);
-      high = -1;
-    }
-  }
-  return bytes;
-}
+namespace ox::test {
 
 // An element with a length in its shortest form.
 inline std::string element(int tag, std::string_view content) {
@@ -37,10 +22,10 @@ inline std::string element(int tag, std::string_view content) {
 
 // A response of version 2c, community "c", request 1, with these bindings.
 inline std::string response(std::string_view bindings) {
-  return element(0x30, hex("020101 040163") + element(0xA2, hex("020101 020100 020100") + element(0x30, bindings)));
+  return element(0x30, bytes("020101 040163") + element(0xA2, bytes("020101 020100 020100") + element(0x30, bindings)));
 }
 
 // A binding of the name 1.3 to a value element.
-inline std::string binding(std::string_view value) { return element(0x30, hex("06012B") + std::string(value)); }
+inline std::string binding(std::string_view value) { return element(0x30, bytes("06012B") + std::string(value)); }
 
 }  // namespace ox::test

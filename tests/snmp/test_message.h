@@ -25,7 +25,7 @@ inline void set_raw(dnode* node, const Stored& value) {
   ASSERT_EQ(0u, oxdSetRawValue(node, value.type, size, block));
 }
 
-inline void add(dnode*& list, const char* name, const Stored& value) {
+inline void add_binding(dnode*& list, const char* name, const Stored& value) {
   dnode* node = oxdAlloc(1);
   ASSERT_TRUE(name == nullptr || oxdSetAmibName(node, name) == 0);
   set_raw(node, value);
@@ -39,13 +39,13 @@ struct Message : oxsSnmpMessage {
   Message& operator=(const Message&) = delete;
   ~Message() { oxsSnmpFree(this); }
 
-  // The message that response() builds, with the name 1.3.
-  explicit Message(const Stored& value) : Message() {
+  // The message that response() builds.
+  explicit Message(const Stored& value, const char* name = "1.3") : Message() {
     version = OXS_V2C;
     set_community("c");
     pduType = OXS_RESPONSE;
     requestId = 1;
-    add(bindings, "1.3", value);
+    add_binding(bindings, name, value);
   }
   void set_community(std::string_view text) {
     community = static_cast<unsigned char*>(oxcMemAlloc(static_cast<uint32_t>(text.size()), "test"));
@@ -88,6 +88,10 @@ inline Stored value_of(const dnode* node) {
   const void* bytes = nullptr;
   if (oxdGetValue(node, &type, &size, &bytes) != OX_OK) return {0, ""};
   return {type, std::string(static_cast<const char*>(bytes), size)};
+}
+
+inline std::string community_of(const oxsSnmpMessage& message) {
+  return {reinterpret_cast<const char*>(message.community), message.communityLength};
 }
 
 inline const char* name_of(const dnode* node) {
