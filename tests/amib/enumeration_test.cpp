@@ -6,15 +6,8 @@
 namespace ox::amib {
 namespace {
 
-using test::TreeTest;
-
-class EnumerationTest : public TreeTest {
+class EnumerationTest : public test::SmallTreeTest {
  protected:
-  void SetUp() override {
-    TreeTest::SetUp();
-    load_small_tree();
-  }
-
   static OX_RESULT read(std::string_view text, EnumTable& table) {
     return read_enum_file(define("test.enm", text).c_str(), table);
   }
@@ -68,8 +61,7 @@ TEST_F(EnumerationTest, FileFaults) {
   for (const auto& row : rows) {
     EnumTable table;
     EXPECT_EQ(row.result, read(row.text, table)) << row.text.substr(0, 60);
-    const auto line = std::count(row.text.begin(), row.text.end(), '\n');
-    EXPECT_EQ("test.enm:" + std::to_string(line), error_position());
+    EXPECT_EQ("test.enm:" + std::to_string(std::count(row.text.begin(), row.text.end(), '\n')), error_position());
   }
 }
 
@@ -105,27 +97,29 @@ TEST_F(EnumerationTest, LookUp) {
   EXPECT_EQ("5", text_of("obj.cmn.cmnState", 5, 14));
 }
 
-TEST_F(EnumerationTest, WithoutFilesThereAreNone) {
-  EXPECT_EQ("1", text_of("obj.cmn.cmnState", 1, 183));
+TEST_F(EnumerationTest, WithoutFilesThereIsNone) {
   const char* text = nullptr;
+  EXPECT_EQ("1", text_of("obj.cmn.cmnState", 1, 183));
   EXPECT_EQ(183u, oxbAmibToDesc("obj", &text));
 }
 
 TEST_F(EnumerationTest, Descriptions) {
-  const char* text = nullptr;
-  install("oxbase.dsc",
-          "# texts\nobj.cmn.cmnName\tThe name.\r\nobj.nosuch\tUnknown\n11.1.2\tIts state.\tOr so.\nbad line\n");
-  EXPECT_EQ(4u, oxbAmibToDesc("obj.cmn.cmnName", &text));
+  const std::string good = "# texts\nobj.cmn.cmnName\tThe name.\r\nobj.nosuch\tNone\n11.1.2\tIts state.\tOr so.\n";
+  const auto description = [](const char* path, OX_RESULT expected = 0) {
+    const char* text = "";
+    EXPECT_EQ(expected, oxbAmibToDesc(path, &text)) << path;
+    return std::string(text);
+  };
+  install("oxbase.dsc", good + "bad line\n");
+  description("obj.cmn.cmnName", 4);
   EXPECT_EQ("oxbase.dsc:5", error_position());
-  install("oxbase.dsc", "# texts\nobj.cmn.cmnName\tThe name.\r\nobj.nosuch\tUnknown\n11.1.2\tIts state.\tOr so.\n");
+  install("oxbase.dsc", good);
   install("user.dsc", "obj.cmn.1\tAnother text.\n");
-  EXPECT_EQ(0u, oxbAmibToDesc("11.1.1.0", &text));
-  EXPECT_STREQ("Another text.", text);
-  EXPECT_EQ(0u, oxbAmibToDesc("obj.cmn.cmnState", &text));
-  EXPECT_STREQ("Its state.\tOr so.", text);
-  EXPECT_EQ(183u, oxbAmibToDesc("obj.cmn", &text));
-  EXPECT_EQ(125u, oxbAmibToDesc("obj.nosuch", &text));
-  EXPECT_EQ(125u, oxbAmibToDesc(nullptr, &text));
+  EXPECT_EQ("Another text.", description("11.1.1.0"));
+  EXPECT_EQ("Its state.\tOr so.", description("obj.cmn.cmnState"));
+  for (const char* undescribed : {"obj.cmn", "iso", "obj.cmn.cmnList"}) description(undescribed, 183);
+  description("obj.nosuch", 125);
+  description(nullptr, 125);
   EXPECT_EQ(1u, oxbAmibToDesc("obj", nullptr));
 }
 

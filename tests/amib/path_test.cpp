@@ -8,15 +8,7 @@
 namespace ox::amib {
 namespace {
 
-using test::TreeTest;
-
-class PathTest : public TreeTest {
- protected:
-  void SetUp() override {
-    TreeTest::SetUp();
-    load_small_tree();
-  }
-};
+using PathTest = test::SmallTreeTest;
 
 struct PathCase {
   const char* path;
@@ -41,6 +33,9 @@ const PathCase cases[] = {
     {"~64312.2", "iso.org.dod.internet.private.enterprises", "iso.org.dod.internet.private.enterprises.64312.2",
      "1.3.6.1.4.1.64312.2"},
     {"11.4294967297", "obj", "obj.4294967297", "11.4294967297"},  // no number of a node
+    // "%d" of a number from 2^31 on: such a path does not lead back.
+    {"11.4294967295.0", "obj.large", "obj.large.0", "11.-1.0"},
+    {"11.-1.0", nullptr, nullptr, nullptr},
     {"99.1", nullptr, "99.1", "99.1"},
     {"obj.cmn.nosuch", nullptr, nullptr, nullptr},
     {"obj.cmn.CMNNAME", nullptr, nullptr, nullptr},
@@ -53,22 +48,40 @@ const PathCase cases[] = {
     {"obj.\"cmn", nullptr, nullptr, nullptr},
 };
 
-TEST_F(PathTest, Resolving) {
+TEST_F(PathTest, FormsOfAPath) {
+  ASSERT_EQ(0u, add("large.def", "large obj.4294967295" + test::leaf));
   for (const PathCase& c : cases) {
     SCOPED_TRACE(c.path);
+    const OX_RESULT result = c.node != nullptr ? 0 : 125;
     uint32_t found = 0x5eed;
     const char* text = "untouched";
-    ASSERT_EQ(c.node != nullptr ? 0u : 125u, oxbEntry(c.path, &found));
-    if (c.node != nullptr) {
-      EXPECT_EQ(0u, oxbApToStr(found, &text));
-      EXPECT_STREQ(c.node, text);
-    } else {
-      EXPECT_EQ(0x5eedu, found);
-    }
+    const char* instance = nullptr;
+    ASSERT_EQ(result, oxbEntry(c.path, &found));
     EXPECT_EQ(c.named != nullptr ? 0u : 125u, oxbStrName(c.path, &text));
     EXPECT_STREQ(c.named != nullptr ? c.named : text, text);
     EXPECT_EQ(c.numeric != nullptr ? 0u : 125u, oxbNumName(c.path, &text));
     EXPECT_STREQ(c.numeric != nullptr ? c.numeric : text, text);
+    ASSERT_EQ(result, oxbSplit(c.path, &text, &instance));
+    if (result != 0) {
+      EXPECT_EQ(0x5eedu, found);
+      continue;
+    }
+    EXPECT_STREQ(c.node, text);
+    EXPECT_EQ(c.named, *instance == '\0' ? text : std::string(text) + "." + instance);
+    EXPECT_EQ(0u, oxbSplit(text, &text, &instance));  // a result is a good argument
+    EXPECT_STREQ(c.node, text);
+    EXPECT_STREQ("", instance);
+    EXPECT_EQ(0u, oxbApToStr(found, &text));
+    EXPECT_STREQ(c.node, text);
+  }
+  const char* base = nullptr;
+  for (const auto& [path, expected] : {std::pair{"obj.cmn.cmnName.0", "cmnName.0"},
+                                       {"11.1.1.0.7", "cmnName.0.7"},
+                                       {"obj", "obj"},
+                                       {"99.1", "99.1"},
+                                       {"obj.cmn.*", "*"}}) {
+    ASSERT_EQ(0u, oxbBasename(path, &base));
+    EXPECT_STREQ(expected, base);
   }
 }
 
@@ -78,16 +91,16 @@ TEST_F(PathTest, RootAndMissingArguments) {
   EXPECT_EQ(node(""), node(nullptr));
   EXPECT_EQ(0u, oxbApToStr(node(""), &text));
   EXPECT_STREQ("", text);
-  EXPECT_EQ(0u, oxbApToNum(node("obj.cmn.cmnName"), &text));
-  EXPECT_STREQ("11.1.1", text);
   EXPECT_EQ(125u, oxbApToStr(0, &text));
   EXPECT_EQ(125u, oxbStrName("", &text));
   EXPECT_EQ(125u, oxbNumName(nullptr, &text));
+  EXPECT_EQ(125u, oxbSplit("", &text, nullptr));
   EXPECT_EQ(1u, oxbEntry("obj", nullptr));
   EXPECT_EQ(1u, oxbStrName("obj", nullptr));
+  EXPECT_EQ(0u, oxbSplit("obj", nullptr, nullptr));
   ASSERT_EQ(0u, oxbDeleteAmibTree(OXB_TREE));
   EXPECT_EQ(14u, oxbEntry("obj", &found));
-  EXPECT_EQ(14u, oxbStrName("obj", &text));
+  for (auto convert : {oxbStrName, oxbNumName, oxbBasename}) EXPECT_EQ(14u, convert("obj", &text));
   EXPECT_EQ(14u, oxbSplit("obj", &text, nullptr));
 }
 
@@ -115,9 +128,9 @@ TEST_F(PathTest, Limits) {
 }
 
 TEST_F(PathTest, DeepNodesHaveNoPath) {
-  std::string text = "d1 obj.9 AMIBNONE not-accessible NULL-ACS\n";
+  std::string text = "d1 obj.9" + test::inner;
   for (int depth = 2; depth <= 64; ++depth) {
-    text += "d" + std::to_string(depth) + " d" + std::to_string(depth - 1) + ".1 AMIBNONE not-accessible NULL-ACS\n";
+    text += "d" + std::to_string(depth) + " d" + std::to_string(depth - 1) + ".1" + test::inner;
   }
   ASSERT_EQ(0u, add("deep.def", text));
   uint32_t deep = node("obj.9");
@@ -125,40 +138,6 @@ TEST_F(PathTest, DeepNodesHaveNoPath) {
   while (oxbChild(oxbChild(deep)) != 0) deep = oxbChild(deep);
   EXPECT_EQ(0u, oxbApToNum(deep, &path));
   EXPECT_EQ(127u, oxbApToNum(oxbChild(deep), &path));
-}
-
-// "%d" of a number from 2^31 on: such a path does not lead back.
-TEST_F(PathTest, LargeNumbersPrintNegative) {
-  ASSERT_EQ(0u, add("large.def", "large obj.4294967295 INTEGER read-only CONF-ACS\n"));
-  const char* path = nullptr;
-  EXPECT_EQ(0u, oxbNumName("obj.large.0", &path));
-  EXPECT_STREQ("11.-1.0", path);
-  EXPECT_EQ(125u, entry_result("11.-1.0"));
-  EXPECT_EQ(node("obj.large"), node("11.4294967295"));
-}
-
-TEST_F(PathTest, SplitAndBasename) {
-  const char* object = nullptr;
-  const char* instance = nullptr;
-  ASSERT_EQ(0u, oxbSplit("11.1.1.0.*", &object, &instance));
-  EXPECT_STREQ("obj.cmn.cmnName", object);
-  EXPECT_STREQ("0.*", instance);
-  ASSERT_EQ(0u, oxbSplit(object, &object, &instance));  // the result is a good argument
-  EXPECT_STREQ("obj.cmn.cmnName", object);
-  EXPECT_STREQ("", instance);
-  EXPECT_EQ(0u, oxbSplit("obj", nullptr, nullptr));
-  EXPECT_EQ(125u, oxbSplit("99.1", &object, &instance));
-  EXPECT_EQ(125u, oxbSplit("", &object, &instance));
-
-  const char* const names[][2] = {{"obj.cmn.cmnName.0", "cmnName.0"},
-                                  {"11.1.1.0.7", "cmnName.0.7"},
-                                  {"obj", "obj"},
-                                  {"99.1", "99.1"},
-                                  {"obj.cmn.*", "*"}};
-  for (const auto& [path, base] : names) {
-    ASSERT_EQ(0u, oxbBasename(path, &object));
-    EXPECT_STREQ(base, object);
-  }
 }
 
 TEST_F(PathTest, Matching) {
@@ -174,12 +153,9 @@ TEST_F(PathTest, Matching) {
 }
 
 TEST_F(PathTest, TraversalKeepsToTheSubtree) {
-  ASSERT_EQ(0u, add("inner.def",
-                    "hollow cmn.4 AMIBNONE not-accessible NULL-ACS\n"
-                    "below cmnName.1 Gauge read-only CONF-ACS\n"  // a leaf's type does not keep it from having children
-                    "last obj.2 AMIBNONE not-accessible NULL-ACS\n"
-                    "end last.1 AMIBNONE not-accessible NULL-ACS\n"
-                    "leaf end.1 NULL read-only CONF-ACS\n"));
+  // A leaf's type does not keep it from having children.
+  ASSERT_EQ(0u, add("inner.def", "hollow cmn.4" + test::inner + "below cmnName.1" + test::leaf + "last obj.2" +
+                                     test::inner + "end last.1" + test::inner + "leaf end.1" + test::leaf));
   const auto leaves = [](const char* top) {
     std::string names;
     uint32_t current = 0;
@@ -197,21 +173,18 @@ TEST_F(PathTest, TraversalKeepsToTheSubtree) {
 // Nodes that share a place in the cache of resolved components must not be taken for each other.
 TEST_F(PathTest, EveryOneOfManyResolves) {
   std::string text;
-  for (int i = 0; i < 20000; ++i)
-    text += "n" + std::to_string(i) + " p" + std::to_string(i % 100) + "." + std::to_string(i) +
-            " NULL read-only CONF-ACS\n";
-  std::string parents;
-  for (int i = 0; i < 100; ++i)
-    parents += "p" + std::to_string(i) + " obj." + std::to_string(i + 50) + " AMIBNONE not-accessible NULL-ACS\n";
-  ASSERT_EQ(0u, add("parents.def", parents));
+  for (int i = 0; i < 100; ++i) text += "p" + std::to_string(i) + " obj." + std::to_string(i + 50) + test::inner;
+  for (int i = 0; i < 20000; ++i) {
+    const std::string number = std::to_string(i / 100);
+    text += "n" + number + " p" + std::to_string(i % 100) + "." + number + test::leaf;
+  }
   ASSERT_EQ(0u, add("many.def", text));
-  for (int pass = 0; pass < 2; ++pass) {
-    for (int i = 0; i < 20000; i += 7) {
-      const std::string name = "n" + std::to_string(i);
-      const uint32_t found = node(("obj.p" + std::to_string(i % 100) + "." + name + ".0").c_str());
-      ASSERT_EQ(name, oxbName(found));
-      ASSERT_EQ(found, node(("11." + std::to_string(i % 100 + 50) + "." + std::to_string(i)).c_str()));
-    }
+  for (int i = 0; i < 2 * 20000; i += 7) {
+    const std::string number = std::to_string(i % 20000 / 100), parent = std::to_string(i % 100);
+    const uint32_t found = node(("obj.p" + parent + ".n" + number + ".0").c_str());
+    ASSERT_EQ("n" + number, oxbName(found));
+    ASSERT_EQ("p" + parent, oxbName(oxbParent(found)));
+    ASSERT_EQ(found, node(("11." + std::to_string(i % 100 + 50) + "." + number).c_str()));
   }
 }
 

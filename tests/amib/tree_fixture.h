@@ -34,6 +34,10 @@ inline constexpr std::string_view small_tree =
     "private internet.4 AMIBNONE not-accessible NULL-ACS\n"
     "enterprises private.1 AMIBNONE not-accessible NULL-ACS\n";
 
+// What follows name and number in a line.
+inline const std::string inner = " AMIBNONE not-accessible NULL-ACS\n";
+inline const std::string leaf = " INTEGER read-only CONF-ACS\n";
+
 class TreeTest : public testing::Test {
  protected:
   void SetUp() override { oxbInitAmibTree(OXB_TREE); }
@@ -67,6 +71,14 @@ class TreeTest : public testing::Test {
     if (file == nullptr) return {};
     const std::string path = file;
     return path.substr(path.find_last_of("/\\") + 1) + ":" + std::to_string(line);
+  }
+};
+
+class SmallTreeTest : public TreeTest {
+ protected:
+  void SetUp() override {
+    TreeTest::SetUp();
+    load_small_tree();
   }
 };
 

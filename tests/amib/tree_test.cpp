@@ -1,4 +1,4 @@
-// The memory image, attaching and giving up, and what other processes see of it.
+// The memory image, attaching and giving up.
 #include "amib/tree.h"
 
 #include <cstring>
@@ -41,19 +41,16 @@ TEST_F(TreeTest, ImageHasTheFixedLayout) {
 TEST_F(TreeTest, AccessorsReadTheRecord) {
   load_small_tree();
   const uint32_t state = node("obj.cmn.cmnState");
-  EXPECT_EQ(2u, oxbNumber(state));
-  EXPECT_EQ(OX_INTEGER, static_cast<int>(oxbAmibType(state)));
-  EXPECT_EQ(1u, oxbAccessControl(state));
-  EXPECT_EQ(OXB_SNMP, static_cast<int>(oxbAmibInterface(state)));
+  const uint32_t read[] = {oxbNumber(state), oxbAmibType(state), oxbAccessControl(state), oxbAmibInterface(state)};
+  const uint32_t expected[] = {2, OX_INTEGER, OXB_READ, OXB_SNMP};
+  EXPECT_EQ(0, std::memcmp(expected, read, sizeof read));
   EXPECT_STREQ("cmnName", oxbName(oxbPrev(state)));
   EXPECT_STREQ("cmnList", oxbName(oxbNext(state)));
   EXPECT_EQ(oxbPrev(state), oxbChild(oxbParent(state)));
   EXPECT_EQ(1u, oxbIsLeaf(state));
   EXPECT_EQ(0u, oxbIsLeaf(oxbParent(state)));
   EXPECT_EQ(1u, oxbIsAggre(node("obj.cmn.cmnList.cmnItem")));
-  EXPECT_EQ(0u, oxbIsAggre(state));
-  EXPECT_EQ(0u, oxbIsAggre(node("")));
-  EXPECT_EQ(0u, oxbIsAggre(0));
+  for (uint32_t other : {state, node(""), 0u}) EXPECT_EQ(0u, oxbIsAggre(other));
 }
 
 TEST_F(TreeTest, AttachingWithoutATreeLeavesNothingMapped) {
@@ -90,10 +87,7 @@ TEST_F(TreeTest, ScratchTreeGivesWayToTheTreeBefore) {
 }
 
 TEST_F(TreeTest, BlockRegistry) {
-  ShmView made;
-  ShmView again;
-  EXPECT_EQ(193u, shm_reference(7, shm_write, made));
-  EXPECT_EQ(nullptr, search_shm_entry(7));
+  ShmView made, again;
   ASSERT_EQ(0u, shm_create(7, 100, made));
   EXPECT_EQ(12u, shm_create(7, 100, again));
   ASSERT_EQ(0u, shm_reference(7, shm_read, again));
@@ -103,10 +97,11 @@ TEST_F(TreeTest, BlockRegistry) {
   EXPECT_EQ(0u, shm_release(7, again.base));
   EXPECT_EQ(193u, shm_release(7, again.base));
   EXPECT_EQ(0u, shm_delete(7));
-  EXPECT_EQ(193u, shm_delete(7));
-  EXPECT_EQ(193u, shm_delete(0));
-  EXPECT_EQ(193u, shm_reference(0, shm_write, made));
-  EXPECT_EQ(193u, shm_reference(7, shm_write, made));  // gone with its last holder
+  for (uint32_t key : {7u, 0u}) {  // gone with its last holder, and none
+    EXPECT_EQ(193u, shm_delete(key));
+    EXPECT_EQ(193u, shm_reference(key, shm_write, made));
+    EXPECT_EQ(nullptr, search_shm_entry(key));
+  }
 }
 
 }  // namespace

@@ -10,22 +10,10 @@
 namespace ox::amib {
 namespace {
 
-using test::TreeTest;
+using test::inner, test::leaf, test::TreeTest;
 
 class VerifyTest : public TreeTest {
  protected:
-  void SetUp() override {
-    TreeTest::SetUp();
-    first_ = define("first.def", test::small_tree);
-    second_ = define("second.def",
-                     "group obj.2 AMIBNONE not-accessible NULL-ACS\n"
-                     "member group.1 INTEGER read-only CONF-ACS\n");
-    third_ = define("third.def",
-                    "loose obj.3 INTEGER read-only CONF-ACS\n"  // then a parent that is defined elsewhere
-                    "other group.2 INTEGER read-only CONF-ACS\n"
-                    "cmnState cmn.2 INTEGER write-only SNMP-ACS\n");
-  }
-
   static OX_RESULT verify(const std::vector<std::string>& paths) {
     std::vector<oxbFileEntry> files(paths.size());
     oxbFileEntry* list = nullptr;
@@ -43,7 +31,12 @@ class VerifyTest : public TreeTest {
     EXPECT_EQ(static_cast<uint32_t>(OXB_TREE), selection().key);
   }
 
-  std::string first_, second_, third_;
+  const std::string second_text_ = "group obj.2" + inner + "member group.1" + leaf;
+  const std::string first_ = define("first.def", test::small_tree);
+  const std::string second_ = define("second.def", second_text_);
+  // One that needs another file, after a node; and one that adds to a node.
+  const std::string third_ = define(
+      "third.def", "loose obj.3" + leaf + "other group.2" + leaf + "cmnState cmn.2 INTEGER write-only SNMP-ACS\n");
 };
 
 TEST_F(VerifyTest, AnyOrderOfTheFilesWillDo) {
@@ -54,24 +47,18 @@ TEST_F(VerifyTest, AnyOrderOfTheFilesWillDo) {
   EXPECT_EQ(0u, verify({second_, first_, third_}));
   expect_clean();
   EXPECT_EQ(member, node("obj.group.member"));
-  EXPECT_EQ(0u, oxbAddAmibTree(define("fourth.def", "a obj.9 INTEGER read-only CONF-ACS\n").c_str()));
+  EXPECT_EQ(0u, oxbAddAmibTree(define("fourth.def", "a obj.9" + leaf).c_str()));
 }
 
 TEST_F(VerifyTest, DifferencesAreFound) {
   for (const std::string& path : {first_, second_}) ASSERT_EQ(0u, oxbAddAmibTree(path.c_str()));
-  const std::string fault = define("fault.def", "a nobody.1 INTEGER read-only CONF-ACS\n");
-  const std::string changed = define("changed.def",
-                                     "group obj.2 AMIBNONE not-accessible NULL-ACS\n"
-                                     "member group.1 INTEGER read-write CONF-ACS\n");
-  const std::string longer = define("longer.def",
-                                    "group obj.2 AMIBNONE not-accessible NULL-ACS\n"
-                                    "member group.1 INTEGER read-only CONF-ACS\n"
-                                    "more group.2 INTEGER read-only CONF-ACS\n");
-  EXPECT_EQ(190u, verify({first_}));
-  EXPECT_EQ(190u, verify({first_, second_, third_}));
-  EXPECT_EQ(190u, verify({first_, changed}));
-  EXPECT_EQ(190u, verify({first_, longer}));
-  EXPECT_EQ(190u, verify({fault}));
+  const std::string fault = define("fault.def", "a nobody.1" + leaf);
+  const std::string longer = define("longer.def", second_text_ + "more group.2" + leaf);
+  const std::string changed =
+      define("changed.def", "group obj.2" + inner + "member group.1 INTEGER read-write CONF-ACS\n");
+  const std::vector<std::string> others[] = {
+      {first_}, {first_, second_, third_}, {first_, changed}, {first_, longer}, {fault}};
+  for (const auto& files : others) EXPECT_EQ(190u, verify(files)) << files.back();
   EXPECT_EQ(5002u, verify({first_, test::system_root() + "/none.def"}));
   EXPECT_EQ("none.def:0", error_position());
   EXPECT_EQ(183u, oxbUseAlreadyExistAmibTree(nullptr));
