@@ -60,6 +60,23 @@ OX_RESULT put_value(ber::ReverseWriter& out, const data::Value& value) noexcept 
   }
 }
 
+OX_RESULT put_binding(ber::ReverseWriter& out, const dnode& node, bool null_value) noexcept {
+  const std::size_t before = out.size();
+  if (null_value) {
+    out.put_null();
+  } else if (!node.has(data::bit::value)) {
+    return OX_EENCODE;
+  } else if (const OX_RESULT result = put_value(out, node.value); result != OX_OK) {
+    return result;
+  }
+  const data::Text& name = node.amib_name;
+  if (!out.put_identifier(name.text != nullptr ? std::string_view(name.text, name.size - 1) : std::string_view())) {
+    return OX_EENCODE;
+  }
+  out.close(ber::sequence, before);
+  return OX_OK;
+}
+
 // ---- Reading
 // ---------------------------------------------------------------------------------------------------------
 
@@ -206,31 +223,19 @@ BindingsExtent extent_of_bindings(const dnode* list) noexcept {
   return extent;
 }
 
-OX_RESULT put_binding(ber::ReverseWriter& out, const dnode& node, bool null_value) noexcept {
-  const std::size_t before = out.size();
-  if (null_value) {
-    out.put_null();
-  } else if (!node.has(data::bit::value)) {
-    return OX_EENCODE;
-  } else if (const OX_RESULT result = put_value(out, node.value); result != OX_OK) {
-    return result;
+OX_RESULT put_each_binding(ber::ReverseWriter& out, const dnode* list, const dnode* last, bool first_null) noexcept {
+  for (const dnode* node = last; node != nullptr; node = node == list ? nullptr : node->prev) {
+    const OX_RESULT result = put_binding(out, *node, first_null && node == list);
+    if (result != OX_OK) return result;
   }
-  const data::Text& name = node.amib_name;
-  if (!out.put_identifier(name.text != nullptr ? std::string_view(name.text, name.size - 1) : std::string_view())) {
-    return OX_EENCODE;
-  }
-  out.close(ber::sequence, before);
   return OX_OK;
 }
 
 OX_RESULT put_bindings(ber::ReverseWriter& out, const dnode* list, const dnode* last, bool first_null) noexcept {
   const std::size_t before = out.size();
-  for (const dnode* node = last; node != nullptr; node = node == list ? nullptr : node->prev) {
-    const OX_RESULT result = put_binding(out, *node, first_null && node == list);
-    if (result != OX_OK) return result;
-  }
-  out.close(ber::sequence, before);
-  return OX_OK;
+  const OX_RESULT result = put_each_binding(out, list, last, first_null);
+  if (result == OX_OK) out.close(ber::sequence, before);
+  return result;
 }
 
 OX_RESULT take_bindings(const ber::Element& element, data::dnode_ptr& list) noexcept {

@@ -21,8 +21,9 @@ struct BindingsExtent {
 [[nodiscard]] OX_RESULT put_bindings(ber::ReverseWriter& out, const dnode* list, const dnode* last,
                                      bool first_null) noexcept;
 
-// One binding of a list.
-[[nodiscard]] OX_RESULT put_binding(ber::ReverseWriter& out, const dnode& node, bool null_value) noexcept;
+// The same without the list's own header, for a list that goes on behind these bindings.
+[[nodiscard]] OX_RESULT put_each_binding(ber::ReverseWriter& out, const dnode* list, const dnode* last,
+                                         bool first_null) noexcept;
 
 // Reads the bindings of a list element. 112, 3; the nodes are handed out only on success.
 [[nodiscard]] OX_RESULT take_bindings(const ber::Element& element, data::dnode_ptr& list) noexcept;

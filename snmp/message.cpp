@@ -9,13 +9,7 @@ namespace {
 constexpr std::uint32_t last_version = OXS_V2C;
 constexpr std::uint32_t last_pdu_type = OXS_SET;
 
-// The three INTEGERs and the binding list of a PDU.
-struct Pdu {
-  std::uint32_t request_id;
-  std::uint32_t error_status;
-  std::uint32_t error_index;
-  ber::Element bindings;
-};
+}  // namespace
 
 bool open_pdu(const ber::Element& element, Pdu& pdu) noexcept {
   ber::ElementReader fields(element);
@@ -26,11 +20,13 @@ bool open_pdu(const ber::Element& element, Pdu& pdu) noexcept {
   return fields.next(ber::sequence, pdu.bindings) && ber::rest_is_well_formed(fields, 3);
 }
 
-// Space for the PDU's own header and its three numbers.
-constexpr std::uint32_t pdu_bound =
-    ber::header_bound + 3 * (ber::header_bound + sizeof(std::uint32_t) + ber::number_bound);
-
-}  // namespace
+void close_pdu(ber::ReverseWriter& out, std::uint32_t pdu_type, std::uint32_t request_id, std::uint32_t error_status,
+               std::uint32_t error_index) noexcept {
+  out.put_integer(error_index);
+  out.put_integer(error_status);
+  out.put_integer(request_id);
+  out.close(static_cast<ber::Tag>(ber::first_pdu + pdu_type), 0);
+}
 
 bool open_envelope(const void* message, std::uint32_t length, Envelope& envelope) noexcept {
   ber::Element whole;
@@ -84,10 +80,7 @@ OX_RESULT encode(const oxsSnmpMessage* message, bool first_null, void*& buffer, 
   ber::ReverseWriter out(space.bytes(), static_cast<std::size_t>(bound));
   const OX_RESULT result = put_bindings(out, message->bindings, extent.last, first_null);
   if (result != OX_OK) return result;
-  out.put_integer(message->errorIndex);
-  out.put_integer(message->errorStatus);
-  out.put_integer(message->requestId);
-  out.close(static_cast<ber::Tag>(ber::first_pdu + message->pduType), 0);
+  close_pdu(out, message->pduType, message->requestId, message->errorStatus, message->errorIndex);
   close_envelope(out, message->version, message->community, message->communityLength);
   return hand_out(out, buffer, length);
 }

@@ -21,6 +21,25 @@ struct Envelope {
 // well-formed. What stands in the PDU is not looked at yet: it is at depth 3.
 [[nodiscard]] bool open_envelope(const void* message, std::uint32_t length, Envelope& envelope) noexcept;
 
+// The three INTEGERs and the binding list of every PDU but the trap of version 1.
+struct Pdu {
+  std::uint32_t request_id;
+  std::uint32_t error_status;
+  std::uint32_t error_index;
+  ber::Element bindings;
+};
+
+// The parts of a PDU, whatever its tag. False for anything else.
+[[nodiscard]] bool open_pdu(const ber::Element& element, Pdu& pdu) noexcept;
+
+// Puts the three numbers in front of the binding list that has been written, and closes the PDU.
+void close_pdu(ber::ReverseWriter& out, std::uint32_t pdu_type, std::uint32_t request_id, std::uint32_t error_status,
+               std::uint32_t error_index) noexcept;
+
+// Space that close_pdu() needs at most.
+inline constexpr std::uint32_t pdu_bound =
+    ber::header_bound + 3 * (ber::header_bound + sizeof(std::uint32_t) + ber::number_bound);
+
 // A copy of the community with a zero byte behind it. 112, 3.
 [[nodiscard]] OX_RESULT copy_community(const ber::Element& element, tracked_ptr<unsigned char[]>& community,
                                        std::uint32_t& length) noexcept;

@@ -3,6 +3,7 @@
 
 #include "common/trace.h"
 #include "snmp/message.h"
+#include "snmp/trap.h"
 
 namespace ox::snmp {
 namespace {
@@ -13,12 +14,19 @@ bool installed() noexcept {
   return answer;
 }
 
-OX_RESULT encode_checked(const oxsSnmpMessage* message, bool first_null, void** buffer,
-                         std::uint32_t* length) noexcept {
+// Runs an encoder on outputs that hold nothing until it succeeds.
+template <class Encoder>
+OX_RESULT encode_checked(void** buffer, std::uint32_t* length, Encoder encoder) noexcept {
   if (buffer == nullptr || length == nullptr) return OX_EARG;
   *buffer = nullptr;
   *length = 0;
-  return installed() ? encode(message, first_null, *buffer, *length) : OX_RESULT{OX_ENOTINSTALLED};
+  return installed() ? encoder(*buffer, *length) : OX_RESULT{OX_ENOTINSTALLED};
+}
+
+OX_RESULT encode_message(const oxsSnmpMessage* message, bool first_null, void** buffer,
+                         std::uint32_t* length) noexcept {
+  return encode_checked(buffer, length,
+                        [&](void*& block, std::uint32_t& size) { return encode(message, first_null, block, size); });
 }
 
 }  // namespace
@@ -26,18 +34,18 @@ OX_RESULT encode_checked(const oxsSnmpMessage* message, bool first_null, void** 
 
 using namespace ox;
 
-// The exit lines of the encoders end in a literal "[%l]": programs that read traces know them so.
+// The exit lines of the message encoders end in a literal "[%l]": programs that read traces know them so.
 
 OX_RESULT OX_CALL oxsSnmpEncode(const oxsSnmpMessage* message, void** buffer, uint32_t* length) {
   OX_TRACE(trace::general, "<S:oxsSnmpEncode()>\n");
-  const OX_RESULT result = guarded([&] { return snmp::encode_checked(message, false, buffer, length); });
+  const OX_RESULT result = guarded([&] { return snmp::encode_message(message, false, buffer, length); });
   OX_TRACE(trace::general, "%s", "<E:oxsSnmpEncode[%l]>\n");
   return result;
 }
 
 OX_RESULT OX_CALL oxsSnmpEncodeWithNull(const oxsSnmpMessage* message, void** buffer, uint32_t* length) {
   OX_TRACE(trace::general, "<S:oxsSnmpEncodeWithNull()>\n");
-  const OX_RESULT result = guarded([&] { return snmp::encode_checked(message, true, buffer, length); });
+  const OX_RESULT result = guarded([&] { return snmp::encode_message(message, true, buffer, length); });
   OX_TRACE(trace::general, "%s", "<E:oxsSnmpEncodeWithNull[%l]>\n");
   return result;
 }
@@ -61,6 +69,39 @@ OX_RESULT OX_CALL oxsSnmpFree(oxsSnmpMessage* message) {
     message->community = nullptr;
     message->communityLength = 0;
     message->bindings = nullptr;
+    return OX_OK;
+  });
+}
+
+OX_RESULT OX_CALL oxsSnmpTrapEncode(const oxsSnmpTrap* trap, void** buffer, uint32_t* length) {
+  OX_TRACE(trace::general, "<S:oxsSnmpTrapEncode()>\n");
+  return traced_as(trace::general, "<E:oxsSnmpTrapEncode[%d]>\n", [&] {
+    return snmp::encode_checked(buffer, length,
+                                [&](void*& block, uint32_t& size) { return snmp::encode_trap(trap, block, size); });
+  });
+}
+
+OX_RESULT OX_CALL oxsSnmpTrapDecode(const void* buffer, uint32_t length, oxsSnmpTrap* trap) {
+  OX_TRACE(trace::general, "<S:oxsSnmpTrapDecode()>\n");
+  return traced_as(trace::general, "<E:oxsSnmpTrapDecode[%d]>\n", [&]() -> OX_RESULT {
+    if (trap == nullptr) return OX_EARG;
+    *trap = oxsSnmpTrap{};
+    if (buffer == nullptr) return OX_EARG;
+    return snmp::installed() ? snmp::decode_trap(buffer, length, *trap) : OX_RESULT{OX_ENOTINSTALLED};
+  });
+}
+
+OX_RESULT OX_CALL oxsSnmpTrapFree(oxsSnmpTrap* trap) {
+  OX_ENTRY("oxsSnmpTrapFree", ":%x", trace::word(trap));
+  return traced("oxsSnmpTrapFree", [&] {
+    if (trap == nullptr) return OX_OK;
+    (void)oxcMemFree(trap->community);
+    (void)oxcMemFree(trap->enterprise);
+    (void)oxdFree(trap->bindings);
+    trap->community = nullptr;
+    trap->communityLength = 0;
+    trap->enterprise = nullptr;
+    trap->bindings = nullptr;
     return OX_OK;
   });
 }

@@ -1,4 +1,4 @@
-/* SNMP messages in BER: version 1 (RFC 1157) and version 2c (RFC 1901, RFC 3416). */
+/* SNMP messages and traps in BER: version 1 (RFC 1157) and version 2c (RFC 1901, RFC 3416). */
 #ifndef OXBASE_OXS_H
 #define OXBASE_OXS_H
 
@@ -10,6 +10,7 @@ extern "C" {
 
 enum { OXS_V1 = 0, OXS_V2C = 1 };
 enum { OXS_GET = 0, OXS_GETNEXT = 1, OXS_RESPONSE = 2, OXS_SET = 3 };
+enum { OXS_TRAP = 4, OXS_INFORM = 6, OXS_TRAP2 = 7 };
 
 /* An SNMP message. The caller fills it for encoding; oxsSnmpDecode fills it, and oxsSnmpFree releases its parts. */
 typedef struct oxsSnmpMessage {
@@ -43,6 +44,46 @@ OX_API OX_RESULT OX_CALL oxsSnmpDecode(const void* buffer, uint32_t length, oxsS
 
 /* Releases the community and the bindings of a decoded message and clears both. Returns 0, also for null. */
 OX_API OX_RESULT OX_CALL oxsSnmpFree(oxsSnmpMessage* message);
+
+/* A trap of any version in the terms of version 1. The caller fills it for encoding; oxsSnmpTrapDecode fills it, and
+ * oxsSnmpTrapFree releases its parts. */
+typedef struct oxsSnmpTrap {
+  uint32_t version;         /* OXS_V1, OXS_V2C; OXS_V1 after every decoding */
+  unsigned char* community; /* bytes, no terminator counted */
+  uint32_t communityLength;
+  uint32_t pduType;      /* OXS_TRAP, OXS_TRAP2; OXS_INFORM in decoding */
+  char* enterprise;      /* object identifier in dotted text; null for none */
+  uint32_t agentAddress; /* IPv4, in network order as the bytes lie in memory; version 1 only */
+  uint32_t genericTrap;  /* 0 coldStart ... 5 egpNeighborLoss, 6 for a trap of the enterprise's own */
+  uint32_t specificTrap;
+  uint32_t timeStamp; /* hundredths of a second since the agent started */
+  dnode* bindings;
+  uint32_t requestId; /* OXS_INFORM and OXS_TRAP2 only; signed on the wire */
+} oxsSnmpTrap;
+
+/*
+ * Encodes a trap into one new block that the caller releases with oxcMemFree. The record and its list are only read.
+ * An OXS_TRAP2 carries its time stamp and, when there is an enterprise of less than 1022 characters, its identifier as
+ * bindings behind those of the list: under 1.3.6.1.6.3.1.1.5 the identifier is the enterprise and genericTrap + 1, else
+ * the enterprise, 0 and specificTrap. Version and PDU type may be mixed.
+ * Returns 0; 111 for a null trap, a version or PDU type out of range, an identifier with a last number of 2^31 or more,
+ * and all that oxsSnmpEncode refuses; 3; 391. On failure *buffer is null, *length 0.
+ */
+OX_API OX_RESULT OX_CALL oxsSnmpTrapEncode(const oxsSnmpTrap* trap, void** buffer, uint32_t* length);
+
+/*
+ * Decodes a trap or an inform into the caller's record, which need not be initialised; trailing bytes are ignored.
+ * In a message of version 2c, sysUpTime.0 becomes the time stamp, and snmpTrapOID.0 with snmpTrapEnterprise.0 becomes
+ * enterprise, generic and specific number; these bindings are not in the list. An identifier under
+ * 1.3.6.1.6.3.1.1.5 is a generic trap, of the enterprise that is sent beside it if any; of any other the last number is
+ * the specific one, and a 0 before it is dropped. Without an identifier all three are 0 and null.
+ * Returns 0, and the caller releases the parts with oxsSnmpTrapFree; 112 for malformed input and for messages of other
+ * kinds; 3; 391; 1 for a null argument. On failure the record is all zero.
+ */
+OX_API OX_RESULT OX_CALL oxsSnmpTrapDecode(const void* buffer, uint32_t length, oxsSnmpTrap* trap);
+
+/* Releases community, enterprise and bindings of a decoded trap and clears them. Returns 0, also for null. */
+OX_API OX_RESULT OX_CALL oxsSnmpTrapFree(oxsSnmpTrap* trap);
 
 #ifdef __cplusplus
 }
