@@ -1,7 +1,9 @@
 #include "access/reports.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
+#include <vector>
 
 #include "access/session.h"
 #include "access/wire.h"
@@ -29,25 +31,20 @@ OX_RESULT fetch(const NextFetch& next, MessagePtr& report) {
   return session().exchange(frame, report);
 }
 
-// Tells when a report has come before, without keeping them all: it keeps the 1st, 2nd, 4th, ... and so sees every
-// round of reports that repeats, at the latest in its second turn.
-class Repetition {
+// The reports that were postponed: at most one of each receiver, since the manager waits for the answer to one before
+// it sends the next.
+class Postponed {
  public:
-  [[nodiscard]] bool seen(std::uint32_t receiver, std::uint32_t reference) noexcept {
-    if (count_ != 0 && receiver == receiver_ && reference == reference_) return true;
-    if (++count_ == next_kept_) {
-      next_kept_ *= 2;
-      receiver_ = receiver;
-      reference_ = reference;
-    }
+  // Notes it; true when it has been noted before.
+  [[nodiscard]] bool again(std::uint32_t receiver, std::uint32_t reference) {
+    const std::pair report(receiver, reference);
+    if (std::find(reports_.begin(), reports_.end(), report) != reports_.end()) return true;
+    reports_.push_back(report);
     return false;
   }
 
  private:
-  std::uint32_t count_ = 0;
-  std::uint32_t next_kept_ = 1;
-  std::uint32_t receiver_ = 0;
-  std::uint32_t reference_ = 0;
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> reports_;
 };
 
 }  // namespace
@@ -57,7 +54,7 @@ void set_report_handler(std::uint32_t command, ReportHandler handler) noexcept {
 }
 
 void fetch_reports() {
-  Repetition postponed;
+  Postponed postponed;
   for (NextFetch next;;) {
     MessagePtr report;
     if (fetch(next, report) != OX_OK) {
@@ -68,7 +65,7 @@ void fetch_reports() {
     const std::uint32_t receiver = report->destination_id;
     const std::uint32_t reference = report->reference;
     next = dispatch(std::move(report));
-    if (next.postponed && postponed.seen(receiver, reference)) return;
+    if (next.postponed && postponed.again(receiver, reference)) return;
   }
 }
 

@@ -329,9 +329,7 @@ TEST_F(AsyncTest, PostponedReportsAreNotFetchedForEver) {
   const struct {
     const char* what;
     std::vector<std::uint32_t> references;
-  } rows[] = {{"one again and again", {1, 1}},
-              {"two in turn", {1, 2, 1, 2}},
-              {"a round not entered at its start", {1, 2, 3, 2}}};
+  } rows[] = {{"one again and again", {1, 1}}, {"two in turn", {1, 2, 1}}, {"not from the start", {1, 2, 3, 2}}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     for (const std::uint32_t reference : row.references) {

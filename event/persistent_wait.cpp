@@ -1,0 +1,175 @@
+// Persistent waits: deliveries that are taken or refused one by one, by number, and the memory of the last one taken.
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "access/async_request.h"
+#include "access/reports.h"
+#include "access/session.h"
+#include "common/trace.h"
+#include "event/event_request.h"
+#include "event/evmsg.h"
+#include "event/wait_list.h"
+#include "platform/registry.h"
+
+namespace ox::event {
+namespace {
+
+constexpr std::size_t name_limit = 64;
+constexpr char key_prefix[] = "Software\\CORVID\\OXBASE\\evWaitKey\\";
+constexpr char number_name[] = "lastReceiveNumber";
+constexpr std::uint32_t nothing_received = 0xFFFFFFFF;
+
+struct PersistentWait {
+  Queue links;
+  oxeEventCallback callback;
+  void* argument;
+  std::uint32_t wire_id;     // our name for it in messages
+  std::uint32_t manager_id;  // the manager's
+  evflt* filter;
+  std::uint32_t last_number;  // of the delivery taken last
+  bool remembers;             // the registry has a key for it
+  bool closed;                // while its callback ran: it goes when the last of them returns
+  std::uint32_t running;      // callbacks; an error may be told inside another's
+  char key[sizeof key_prefix + name_limit];
+};
+
+constinit WaitList<PersistentWait> waits;
+constinit std::uint32_t last_wire_id = 0;
+constinit bool delivering = false;  // a callback with events runs: another delivery has to wait for its end
+
+PersistentWait* find_by_wire_id(std::uint32_t wire_id) noexcept {
+  return waits.find_if([wire_id](const PersistentWait& wait) { return wait.wire_id == wire_id; });
+}
+
+// The key is made by whoever installs the wait's application, never here: without one there is no memory.
+void recall(PersistentWait& wait) {
+  wait.last_number = nothing_received;
+  wait.remembers = platform::registry_has_key(wait.key);
+  if (wait.remembers) (void)platform::registry_read(wait.key, number_name, wait.last_number);
+}
+
+// A number that cannot be kept costs a repetition in a later process, not the delivery.
+void remember(PersistentWait& wait, std::uint32_t number) noexcept {
+  wait.last_number = number;
+  if (!wait.remembers) return;
+  (void)guarded([&] { return platform::registry_write(wait.key, number_name, number); });
+}
+
+OX_RESULT call(PersistentWait& wait, evmsg* events, OX_RESULT code) {
+  ++wait.running;
+  const OX_RESULT result = wait.callback(&wait, 0, wait.argument, events, code);
+  --wait.running;
+  return result;
+}
+
+// What the manager gets to know about a delivery.
+enum class Answer { taken, refused, postponed };
+
+// The callback's answer; no call is a delivery taken.
+Answer hand_over(PersistentWait& wait, evmsg_ptr events) {
+  if (!events || oxeEvfltMatch(events.get(), wait.filter) == 0) return Answer::taken;
+  if (delivering) return Answer::postponed;
+  delivering = true;
+  const OX_RESULT refused = call(wait, events.release(), OX_OK);
+  delivering = false;
+  return refused == OX_OK ? Answer::taken : Answer::refused;
+}
+
+// Errors come before the number is looked at, and are taken and refused like events.
+Answer deliver(PersistentWait& wait, const Message& report) {
+  OX_RESULT code = report.type == type_connection_notice ? OX_RESULT{OX_ECLOSED} : report.error;
+  if (code == OX_OK && report.reference == wait.last_number) return Answer::taken;
+  evmsg* events = nullptr;
+  if (code == OX_OK) code = oxeEvmsgDecode(report.data, report.data_length, &events);
+  Answer answer = Answer::taken;
+  if (code == OX_OK) {
+    answer = hand_over(wait, evmsg_ptr(events));
+  } else if (call(wait, nullptr, code) != OX_OK) {
+    answer = Answer::refused;
+  }
+  if (answer == Answer::taken) remember(wait, report.reference);
+  return answer;
+}
+
+NextFetch next_fetch(Answer answer, std::uint32_t number) noexcept {
+  switch (answer) {
+    case Answer::taken:
+      return {.type = type_fetch_taken, .reference = number};
+    case Answer::refused:
+      return {.type = type_fetch_refused, .reference = number};
+    case Answer::postponed:
+      break;
+  }
+  return {.postponed = true};
+}
+
+NextFetch on_delivery(MessagePtr report) {
+  PersistentWait* const wait = find_by_wire_id(report->destination_id);
+  if (wait == nullptr) return on_application_data(std::move(report));
+  const Answer answer = deliver(*wait, *report);
+  if (wait->closed && wait->running == 0) (void)waits.take(wait);
+  return next_fetch(answer, report->reference);
+}
+
+OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void** handle) {
+  if (handle != nullptr) *handle = nullptr;
+  if (name == nullptr || *name == '\0' || handle == nullptr) return OX_EMISSING;
+  const std::size_t length = std::strlen(name);
+  if (length > name_limit) return OX_EWAITNAME;
+  if (!session().connected()) return OX_ENOSESSION;
+  if (callback == nullptr) return OX_EARG;
+  wait_ptr<PersistentWait> wait = make_wait<PersistentWait>("evwait_001");
+  if (!wait) return OX_ENOMEM;
+  std::memcpy(wait->key, key_prefix, sizeof key_prefix);
+  std::memcpy(wait->key + sizeof key_prefix - 1, name, length + 1);
+  recall(*wait);
+  wait->wire_id =
+      make_wire_id(wait.get(), last_wire_id, [](std::uint32_t id) { return find_by_wire_id(id) != nullptr; });
+  set_report_handler(code_wait_open, on_delivery);
+  MessagePtr reply;
+  const OX_RESULT result =
+      request({.command = code_wait_open, .source_id = wait->wire_id}, {PayloadPart::bytes(name, length + 1)}, reply);
+  if (result != OX_OK) return result;
+  wait->callback = callback;
+  wait->argument = argument;
+  wait->manager_id = reply->source_id;
+  *handle = waits.add(std::move(wait));
+  return OX_OK;
+}
+
+OX_RESULT close(const void* handle) {
+  PersistentWait* const wait = waits.find(handle);
+  if (wait == nullptr || wait->closed) return OX_EMISSING;
+  MessagePtr reply;
+  const OX_RESULT result = request({.command = code_wait_close, .destination_id = wait->manager_id}, {}, reply);
+  if (wait->running != 0) {
+    wait->closed = true;
+  } else {
+    (void)waits.take(wait);
+  }
+  return result;
+}
+
+}  // namespace
+}  // namespace ox::event
+
+using namespace ox;
+
+OX_RESULT OX_CALL oxeEventWaitOpenEx(const char* name, oxeEventCallback callback, void* argument, void** wait) {
+  OX_TRACE(trace::messages, "<S:oxeEventWaitOpenEx(%s,%x,%x,%x)>\n", trace::text(name), trace::word(callback),
+           trace::word(argument), trace::word(wait));
+  return traced_as(trace::messages, "<E:oxeEventWaitOpenEx[%d]>\n",
+                   [&] { return event::open(name, callback, argument, wait); });
+}
+
+OX_RESULT OX_CALL oxeEventWaitFilterEx(void* wait, const evflt* filter) {
+  OX_TRACE(trace::messages, "<S:oxeEventWaitFilterEx(%x,%x)>\n", trace::word(wait), trace::word(filter));
+  return traced_as(trace::messages, "<E:oxeEventWaitFilterEx[%d]>\n",
+                   [&] { return event::waits.set_filter(wait, filter); });
+}
+
+OX_RESULT OX_CALL oxeEventWaitCloseEx(void* wait) {
+  OX_TRACE(trace::messages, "<S:oxeEventWaitCloseEx(%x)>\n", trace::word(wait));
+  return traced_as(trace::messages, "<E:oxeEventWaitCloseEx[%d]>\n", [&] { return event::close(wait); });
+}
