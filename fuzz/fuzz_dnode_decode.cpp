@@ -1,25 +1,13 @@
 // Any bytes as an encoded data node list: decoded, looked at in every way, encoded, and stable from then on.
-#include <cstdlib>
 #include <cstring>
-#include <vector>
 
-#include <oxbase/oxc.h>
 #include <oxbase/oxd.h>
+
+#include "fuzz/target.h"
 
 namespace {
 
-struct Block {
-  void* bytes = nullptr;
-  uint32_t size = 0;
-  Block() = default;
-  Block(const Block&) = delete;
-  Block& operator=(const Block&) = delete;
-  ~Block() { oxcMemFree(bytes); }
-};
-
-void require(bool holds) {
-  if (!holds) std::abort();
-}
+using ox::fuzz::expect;
 
 void walk(dnode* list) {
   for (dnode* node = list; node != nullptr; node = oxdNext(node)) {
@@ -29,7 +17,7 @@ void walk(dnode* list) {
     uint64_t wide = 0;
     oxIconLocation location{};
     for (const auto get : {oxdGetCompName, oxdGetCompType, oxdGetAmibName}) {
-      if (get(node, &text) == OX_OK) require(std::strlen(text) < 65536);
+      if (get(node, &text) == OX_OK) expect(std::strlen(text) < 65536);
     }
     for (const auto get : {oxdGetReqTime, oxdGetRspTime, oxdGetDnodeId, oxdGetErrCode, oxdGetValueByUlong}) {
       (void)get(node, &number);
@@ -38,30 +26,33 @@ void walk(dnode* list) {
     (void)oxdGetValueByLong(node, &whole);
     (void)oxdGetValueByUlonglong(node, &wide);
     (void)oxdGetIconLocation(node, &location);
-    require(oxdGetValueByStr(node) != nullptr && oxdGetValueByRawStr(node) != nullptr);
-    require(oxdGetValueByCodeStr(node) != nullptr);
-    require(oxdDnodeToStr("%C%T%AB%AN%AS%QD%QS%SN%30V%-30W\n", node) != nullptr);
+    expect(oxdGetValueByStr(node) != nullptr && oxdGetValueByRawStr(node) != nullptr);
+    expect(oxdGetValueByCodeStr(node) != nullptr);
+    expect(oxdDnodeToStr("%C%T%AB%AN%AS%QD%QS%SN%30V%-30W\n", node) != nullptr);
     dnode* copy = oxdCopy(node);
-    require(copy != nullptr && oxdGetValueSize(copy) == oxdGetValueSize(node));
+    expect(copy != nullptr && oxdGetValueSize(copy) == oxdGetValueSize(node));
     (void)oxdFree(copy);
   }
 }
 
+// The list as bytes; the list is released.
+std::string encoded(dnode* list) {
+  void* block = nullptr;
+  uint32_t size = 0;
+  expect(oxdEncode(list, &block, &size) == OX_OK);
+  std::string bytes(static_cast<char*>(block), size);
+  (void)oxcMemFree(block);
+  (void)oxdFree(list);
+  return bytes;
+}
+
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const std::vector<uint8_t> exact(data, data + size);
+void ox::fuzz::run(std::string_view input) {
   dnode* list = nullptr;
-  if (oxdDecode(exact.data(), static_cast<uint32_t>(size), &list) == OX_OK && list != nullptr) {
-    walk(list);
-    Block once, twice;
-    require(oxdEncode(list, &once.bytes, &once.size) == OX_OK);
-    dnode* again = nullptr;
-    require(oxdDecode(once.bytes, once.size, &again) == OX_OK);
-    require(oxdEncode(again, &twice.bytes, &twice.size) == OX_OK);
-    require(once.size == twice.size && std::memcmp(once.bytes, twice.bytes, once.size) == 0);
-    (void)oxdFree(again);
-    (void)oxdFree(list);
-  }
-  return 0;
+  if (oxdDecode(input.data(), static_cast<uint32_t>(input.size()), &list) != OX_OK || list == nullptr) return;
+  walk(list);
+  const std::string once = encoded(list);
+  expect(oxdDecode(once.data(), static_cast<uint32_t>(once.size()), &list) == OX_OK);
+  expect(encoded(list) == once);
 }

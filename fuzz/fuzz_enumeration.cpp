@@ -2,16 +2,13 @@
 #include <algorithm>
 
 #include "amib/enumeration.h"
-#include "amib/tree.h"
 #include "fuzz/amib_tree.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void ox::fuzz::run(std::string_view input) {
   using namespace ox::amib;
-  using ox::fuzz::expect;
-  if (!is_attached()) ox::fuzz::load_small_tree();
+  keep_small_tree();
   EnumTable table;
-  const std::string path =
-      ox::fuzz::folder().write("input.enm", std::string_view(reinterpret_cast<const char*>(data), size));
+  const std::string path = folder().write("input.enm", input);
   (void)read_enum_file(path.c_str(), table);
   order_enumerations(table);
   for (const Enumeration& enumeration : table) {
@@ -24,5 +21,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       expect(item_value(item.text.c_str(), value) == OX_OK && value == item.value);
     }
   }
-  return 0;
 }

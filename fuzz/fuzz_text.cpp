@@ -1,19 +1,13 @@
 // Conversions of numbers, times and addresses: what is accepted prints as a text that reads back the same.
 #include <array>
-#include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <string>
-
-#include <oxbase/oxc.h>
 
 #include "common/addresses.h"
+#include "fuzz/target.h"
 
 namespace {
 
-void expect(bool condition) {
-  if (!condition) std::abort();
-}
+using ox::fuzz::expect;
 
 // Reads the text; when it is accepted, prints the value, and reads and prints that once more. Texts are compared, not
 // values: at the end of summer time two times have one text.
@@ -62,19 +56,16 @@ void addresses(const std::string& text) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < 1) return 0;
-  const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
-  numbers(text, data[0] % 40);
+void ox::fuzz::run(std::string_view input) {
+  if (input.empty()) return;
+  const std::string text(input.substr(1));
+  numbers(text, static_cast<unsigned char>(input.front()) % 40);
   there_and_back<std::uint32_t>(text, oxcStrToTticks, oxcTticksToStr);
   there_and_back<std::uint32_t>(text, oxcStrToUxTime, oxcUxTimeToStr);
   addresses(text);
-  if (size >= 16) {
-    char room[46];
-    Ipv6 address{};
-    Ipv6 again{};
-    std::memcpy(address.data(), data, address.size());
-    expect(ox::parse_ipv6(ox::print_ipv6(address, room), again) == OX_OK && again == address);
-  }
-  return 0;
+  if (input.size() < 16) return;
+  char room[46];
+  Ipv6 address{}, again{};
+  std::memcpy(address.data(), input.data(), address.size());
+  expect(ox::parse_ipv6(ox::print_ipv6(address, room), again) == OX_OK && again == address);
 }

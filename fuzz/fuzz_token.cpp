@@ -1,19 +1,11 @@
 // The token splitter: what it delivers lies inside the line, in order. The wildcard matcher: it agrees with the plain
 // table method.
-#include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <vector>
-
-#include <oxbase/oxc.h>
-
 #include "common/shift_jis.h"
+#include "fuzz/target.h"
 
 namespace {
 
-void expect(bool condition) {
-  if (!condition) std::abort();
-}
+using ox::fuzz::expect;
 
 void split(std::string line, const char* separators, std::uint32_t maximum) {
   std::vector<char> block(line.c_str(), line.c_str() + std::string(line.c_str()).size() + 1);
@@ -56,16 +48,16 @@ bool table_match(const std::vector<std::uint32_t>& pattern, const std::vector<st
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < 2) return 0;
-  const std::string input(reinterpret_cast<const char*>(data) + 1, size - 1);
+void ox::fuzz::run(std::string_view input) {
+  if (input.size() < 2) return;
+  const auto choice = static_cast<unsigned char>(input.front());
+  const std::string line(input.substr(1));
   const char* const separators[] = {nullptr, ".", "/", ":", " ,\t", ""};
-  split(input, separators[data[0] % 6], data[0] / 6);
+  split(line, separators[choice % 6], choice / 6);
 
-  const std::size_t cut = input.find('\n');
-  if (cut == std::string::npos || size > 512) return 0;
-  const std::string pattern(input.substr(0, cut).c_str());
-  const std::string text(input.substr(cut + 1).c_str());
+  const std::size_t cut = line.find('\n');
+  if (cut == std::string::npos || input.size() > 512) return;
+  const std::string pattern(line.substr(0, cut).c_str());
+  const std::string text(line.substr(cut + 1).c_str());
   expect((oxcRegMatch(pattern.c_str(), text.c_str()) != 0) == table_match(units(pattern), units(text)));
-  return 0;
 }
