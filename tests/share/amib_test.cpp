@@ -1,6 +1,4 @@
 // The AMIB definitions that come with the system: among themselves, and against a real agent.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -9,14 +7,10 @@
 #include <string>
 #include <vector>
 
-#include <oxbase/oxb.h>
-#include <oxbase/oxc.h>
-#include <oxbase/oxf.h>
-
+#include "tests/amib/tree_fixture.h"
 #include "tests/snmp/packet.h"
 #include "tests/snmp/test_message.h"
 #include "tests/support/snmpd.h"
-#include "tests/support/system_root.h"
 #include "tests/support/udp_socket.h"
 
 namespace ox::test {
@@ -24,7 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
-using namespace std::string_literals;
 
 // The files of an extension in the order in which a manager reads them.
 std::vector<std::string> files(const std::string& extension) {
@@ -47,21 +40,14 @@ void every_line(const std::string& extension, Visit visit) {
   }
 }
 
-class ShareAmib : public testing::Test {
+class ShareAmib : public TreeTest {
  protected:
   void SetUp() override {
     fs::create_directories(work_dir() + "/public");
     fs::copy(OX_SHARE_DIR "/public/amib", work_dir() + "/public/amib", fs::copy_options::recursive);
-    oxbInitAmibTree(OXB_TREE);
-    for (const std::string& file : files(".def")) {
-      const OX_RESULT result = oxbAddAmibTree(file.c_str());
-      const char* where = nullptr;
-      uint32_t line = 0;
-      (void)oxfGetErrorFile(&where, &line);
-      ASSERT_EQ(0u, result) << file << ":" << line;
-    }
+    TreeTest::SetUp();
+    for (const std::string& file : files(".def")) ASSERT_EQ(0u, oxbAddAmibTree(file.c_str())) << error_position();
   }
-  void TearDown() override { EXPECT_EQ(0u, oxbDeleteAmibTree(OXB_TREE)); }
 };
 
 std::string numeric(const std::string& path) {
@@ -170,12 +156,10 @@ TEST_F(ShareAmib, ARealAgentAgrees) {
   std::string name = "1.3.6.1.2.1";
   std::set<uint32_t> seen;
   for (uint32_t request = 1; name.compare(0, 12, "1.3.6.1.2.1.") == 0 || request == 1; ++request) {
-    Message next;
-    next.version = OXS_V2C;
+    Message next({OX_NULL, bytes("00")}, name.c_str());
     next.set_community("public");
     next.pduType = OXS_GETNEXT;
     next.requestId = request;
-    add_binding(next.bindings, name.c_str(), {OX_NULL, "\0"s});
     socket.send(encoded(next), agent.port());
     Message answer;
     ASSERT_EQ(0u, decode(socket.receive(10s), answer)) << name;

@@ -105,7 +105,6 @@ TEST(Agent, AnswersWhatIsEncoded) {
     request.version = version;
     request.pduType = type;
     request.requestId = 0xFEDCBA98;  // negative on the wire
-    oxcMemFree(request.community);
     request.set_community(type == OXS_SET ? "private" : "public");
     std::string wire;
     EXPECT_EQ(0u, encode(request, wire, type == OXS_SET ? oxsSnmpEncode : oxsSnmpEncodeWithNull));

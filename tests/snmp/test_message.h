@@ -48,6 +48,7 @@ struct Message : oxsSnmpMessage {
     add_binding(bindings, name, value);
   }
   void set_community(std::string_view text) {
+    oxcMemFree(community);
     community = static_cast<unsigned char*>(oxcMemAlloc(static_cast<uint32_t>(text.size()), "test"));
     text.copy(reinterpret_cast<char*>(community), text.size());
     communityLength = static_cast<uint32_t>(text.size());
