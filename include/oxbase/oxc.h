@@ -1,6 +1,6 @@
 /*
  * Common runtime: tracked memory, queue lists, debug trace, error texts, installation settings, text conversions,
- * tokens and patterns, file checks, the shared reader of definition files.
+ * tokens and patterns, file checks, the shared reader of definition files, trap definitions.
  */
 #ifndef OXBASE_OXC_H
 #define OXBASE_OXC_H
@@ -351,6 +351,116 @@ OX_API uint32_t OX_CALL oxcGetConflineno(void);
 
 /* Closes the thread's reader. Returns 0. */
 OX_API OX_RESULT OX_CALL oxcEndConfigEntry(void);
+
+/* ---- Trap definitions -------------------------------------------------------------------------------------------
+ * How the system reports a kind of trap: files in "public/trap" of the work directory (docs/files.md). A list is
+ * built by one thread; then any number of them may search it.
+ */
+
+/* One definition. The texts are blocks of oxcMemAlloc that belong to the record; null for lines that a file has not. */
+typedef struct oxcTrTag {
+  struct oxcTrTag* next; /* in the list's order */
+  struct oxcTrTag* prev;
+  char* enterprise;      /* dotted text */
+  uint32_t genericCode;  /* as in oxsSnmpTrap */
+  uint32_t anyGeneric;   /* 1: for every generic number */
+  uint32_t specificCode; /* as in oxsSnmpTrap */
+  uint32_t anySpecific;  /* 1: for every specific number */
+  uint32_t severity;     /* 1 to 4 */
+  char* summary;
+  char* detail; /* may hold placeholders, see oxcTrReMakeDetail */
+  char* deal;   /* what the operator should do */
+  int32_t logging;
+  char* action;
+  char* alertType;
+  char* kind;
+  char* source;
+  uint32_t eventId;
+  char* timeStamp[2];   /* identifiers of the bindings that carry the time, both or neither */
+  uint32_t userDefined; /* 1: from USER.DEF */
+  char* file;           /* where the definition stands; null for one that was not read from a file */
+  uint32_t line;        /* of its "Enterprise" */
+} oxcTrTag;
+
+/* A list of definitions with its index. Opaque. */
+typedef struct oxcTrConf oxcTrConf;
+
+/*
+ * Read all definition files into a new list, which the caller releases with oxcTrFreeConf: USER.DEF first, OXBASE.DEF
+ * last, the others by name between them. A file that cannot be opened is passed over. The second and the third then
+ * write the reload flag as "False"; the third reads the directory "public/alblock" too.
+ * Return 0, also without any file; 3; 152 for a work directory too long; 1 for a null argument.
+ */
+OX_API OX_RESULT OX_CALL oxcTrCreateList(oxcTrConf** list);
+OX_API OX_RESULT OX_CALL oxcTrCreateList2(oxcTrConf** list);
+OX_API OX_RESULT OX_CALL oxcTrCreateList3(oxcTrConf** list);
+
+/* An empty list; null when memory runs out. Release it, and all its records, with oxcTrFreeConf, which returns 0. */
+OX_API oxcTrConf* OX_CALL oxcTrAllocConf(void);
+OX_API OX_RESULT OX_CALL oxcTrFreeConf(oxcTrConf* list);
+
+/* Reads one file into a list. Returns 0; 142; 3, with some of its records in the list; 1 for a null argument. */
+OX_API OX_RESULT OX_CALL oxcTrMakeConfList(oxcTrConf* list, const char* path);
+
+/* An empty record; null when memory runs out. oxcTrFreeTag releases a record that is on no list; it returns 0. */
+OX_API oxcTrTag* OX_CALL oxcTrAllocTag(void);
+OX_API OX_RESULT OX_CALL oxcTrFreeTag(oxcTrTag* tag);
+
+/*
+ * Puts a record into a list, which takes it over: among those of its enterprise, exact numbers before one "any" mark
+ * before two; then user-defined ones first; then behind those that are there. Enterprise and numbers must not change
+ * any more. Returns 0; 3, with the record still the caller's; 1 for a null argument.
+ */
+OX_API OX_RESULT OX_CALL oxcTrAddConfList(oxcTrConf* list, oxcTrTag* tag);
+
+/* The first record, whose next leads through the list; null for an empty list or a null argument. */
+OX_API const oxcTrTag* OX_CALL oxcTrFirstTag(const oxcTrConf* list);
+
+/*
+ * Finds the first record of an enterprise whose numbers, or "any" marks, match. The index is asked, not the list.
+ * Returns 0 and the list's own record; 122, also for a null or empty enterprise; 1 for another null argument.
+ * oxcTrSearchTrap gives a generic trap (0 to 5) that its enterprise does not define the definition that it has under
+ * 1.3.6.1.6.3.1.1.5. oxcTrSearchSeverity gives the severity of what oxcTrSearchTagConfList finds.
+ */
+OX_API OX_RESULT OX_CALL oxcTrSearchTagConfList(const oxcTrConf* list, const char* enterprise, uint32_t genericCode,
+                                                uint32_t specificCode, const oxcTrTag** tag);
+OX_API OX_RESULT OX_CALL oxcTrSearchTrap(const oxcTrConf* list, const char* enterprise, uint32_t genericCode,
+                                         uint32_t specificCode, const oxcTrTag** tag);
+OX_API OX_RESULT OX_CALL oxcTrSearchSeverity(const oxcTrConf* list, const char* enterprise, uint32_t genericCode,
+                                             uint32_t specificCode, uint32_t* severity);
+
+struct dnode;
+
+/*
+ * The detail text of one trap, in a new block that the caller releases with oxcMemFree: the record's, with the values
+ * of the trap's bindings for the placeholders, in display form and parted by ", ":
+ *   *%all*      the values               "3, down"
+ *   *%allleaf*  with the attributes' names, as the AMIB tree knows them   "ifIndex.3=3, ifOperStatus.3=down"
+ *   *%allnum*   with the identifiers     "1.3.6.1.2.1.2.2.1.1.3=3, ..."
+ *   *%1*        the value of the first binding; nothing for a number that the trap has not
+ * A record without detail gives the empty text. Returns 0; 3; 1 for a null record or output.
+ */
+OX_API OX_RESULT OX_CALL oxcTrReMakeDetail(const oxcTrTag* tag, struct dnode* bindings, char** detail);
+
+/*
+ * The reload flag, the registry value "TrapConfReloadFlag": Set writes "True", to ask the readers of the definitions to
+ * read them anew; Get tells whether it is "True". Return 0; 1 for a null argument; the mapped platform error.
+ */
+OX_API OX_RESULT OX_CALL oxcTrSetReloadFlag(void);
+OX_API OX_RESULT OX_CALL oxcTrGetReloadFlag(uint32_t* flag);
+
+/*
+ * Called for a fault of a definition file: a code for its kind and the word or key that it is about. A line at fault is
+ * passed over by the readers above, as far as the fault goes: nothing else of the file is lost.
+ */
+typedef void(OX_CALL* oxcTrFault)(void* argument, const char* path, uint32_t line, OX_RESULT code, const char* subject);
+
+/*
+ * Reads a file for its faults alone: 77 an unknown key, 4 a line before the first "Enterprise", 68 an open quote, 70
+ * and 88 numbers, 87 a line over 1021 characters, 125 an enterprise that is no identifier, 195 a definition without a
+ * number or a severity. Returns 0, faults or none; 142; 3; 1 for a null argument.
+ */
+OX_API OX_RESULT OX_CALL oxcTrCheckFile(const char* path, oxcTrFault fault, void* argument);
 
 #ifdef __cplusplus
 }
