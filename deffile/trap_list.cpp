@@ -80,7 +80,8 @@ void oxcTrConf::add(tag_ptr& tag) {
     throw;
   }
   ++added_;
-  link(entry->second, 2 * marks_set(marks_of(*tag)) + others, tag.release());
+  const std::size_t rank = 2 * marks_set(marks_of(*tag)) + others;
+  link(entry->second, rank, tag.release());
 }
 
 const oxcTrTag* oxcTrConf::find(std::string_view enterprise, std::uint32_t generic,
