@@ -35,7 +35,7 @@ constexpr std::uint32_t nothing_to_fetch = 6;
 
 void handle_no_subscription(Manager&, const Request& request) { request.reply(error_reply(OX_EHANDLE)); }
 
-void handle_fetch(Manager&, const Request& request) { request.reply({.data = {}, .type = nothing_to_fetch}); }
+void handle_fetch(Manager&, const Request& request) { request.reply({.type = nothing_to_fetch}); }
 
 void route(Manager& manager, const Request& request) {
   const std::string& destination = request.message.destination;

@@ -32,6 +32,9 @@ void Session::drop(const std::string& reason) {
   server_.drop(id_, reason);
 }
 
+// Clients end their sessions by closing them: only half a message is worth a line.
+void Session::peer_closed() { drop(frames_.in_message() ? "closed in the middle of a message" : ""); }
+
 void Session::set_timer(std::uint32_t seconds, const char* reason) {
   timer_.expires_after(std::chrono::seconds(seconds));
   timer_.async_wait([weak = weak_from_this(), reason](const asio::error_code& error) {
@@ -51,7 +54,7 @@ void Session::read() {
 void Session::received(platform::Error error, std::size_t count) {
   reading_ = false;
   if (closed_) return;
-  if (platform::is_pipe_closed(error)) return drop({});
+  if (platform::is_pipe_closed(error)) return peer_closed();
   if (error != platform::error_none) return drop("read error " + std::to_string(error));
   frames_.append(std::span(input_).first(count));
   if (!greeted_) take_greeting();
@@ -120,7 +123,7 @@ void Session::write(Bytes bytes) {
 void Session::written(platform::Error error) {
   if (closed_) return;
   timer_.cancel();
-  if (platform::is_pipe_closed(error)) return drop({});
+  if (platform::is_pipe_closed(error)) return peer_closed();
   if (error != platform::error_none) return drop("write error " + std::to_string(error));
   answering_ = false;
   output_ = {};

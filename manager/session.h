@@ -36,6 +36,7 @@ class Session : public std::enable_shared_from_this<Session> {
   void written(platform::Error error);
   void set_timer(std::uint32_t seconds, const char* reason);
   void drop(const std::string& reason);
+  void peer_closed();
 
   Server& server_;
   std::uint32_t id_;
