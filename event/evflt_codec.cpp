@@ -14,7 +14,7 @@ OX_RESULT encode(const evflt& filter, void** buffer, std::uint32_t* length) noex
   if (size > UINT32_MAX) return OX_ENOMEM;
   auto block = make_tracked_array<unsigned char>(static_cast<std::uint32_t>(size), "evflt_encode");
   if (!block) return OX_ENOMEM;
-  Writer out(block.get(), static_cast<std::size_t>(size));
+  Writer out(block.get(), size);
   out.put(filter.on);
   (void)every_criterion([&](const auto& criterion) {
     if (filter.has(criterion.bit)) put(out, filter.*criterion.member);

@@ -78,7 +78,7 @@ OX_RESULT append(Output& output, const evmsg& event) noexcept {
   if (size > UINT32_MAX - output.size()) return OX_EENCODEDLONG;
   unsigned char* const at = output.extend(static_cast<std::uint32_t>(size));
   if (at == nullptr) return OX_ENOMEM;
-  Writer out(at, static_cast<std::size_t>(size));
+  Writer out(at, size);
   put(out, event, nodes);
   out.finish();
   return OX_OK;

@@ -38,7 +38,7 @@ OX_RESULT encode(const evmsg& event, void** buffer, std::uint32_t* length) noexc
   if (size > UINT32_MAX) return OX_EENCODEDLONG;
   auto block = make_tracked_array<unsigned char>(static_cast<std::uint32_t>(size), "ev_encode_r21");
   if (!block) return OX_ENOMEM;
-  Writer out(block.get(), static_cast<std::size_t>(size));
+  Writer out(block.get(), size);
   every_number([&](const auto& field) { return put(out, event.*field.member), true; });
   every_text([&](const auto& field) { return put(out, static_cast<const Text&>(event.*field.member)), true; });
   out.put_bytes(nodes.bytes.get(), nodes.size);

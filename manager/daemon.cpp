@@ -33,7 +33,7 @@ void log_fault(const std::string& file, std::uint32_t line, const std::string& t
 // Reads what the manager needs beside the tree. A fault in the types' files is logged, and the rest is used.
 bool take_up(Manager& manager, const std::string& data) {
   (void)manager.vocabulary.read(oxcGetWorkdir(), log_fault);
-  return ensure_directory(data) && manager.journal.load(manager.store, log_fault);
+  return ensure_directory(data) && manager.journal.load(manager.store, log_fault) && manager.events.open(log_fault);
 }
 
 int serve(Manager& manager) {
@@ -46,8 +46,7 @@ int serve(Manager& manager) {
   asio::signal_set signals(manager.loop, SIGINT, SIGTERM);
   signals.async_wait([&](const asio::error_code& error, int signal) {
     if (error) return;
-    log(Severity::information,
-        "ended by signal " + std::to_string(signal) + ", " + std::to_string(oxcGetMemValue(1)) + " blocks in use");
+    log(Severity::information, "ended by signal " + std::to_string(signal));
     manager.loop.stop();
   });
   log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
@@ -75,7 +74,8 @@ int run_daemon() {
   const std::string data = join(oxcGetWorkdir(), "data");
   asio::io_context loop;
   Manager manager(loop, settings, data);
-  const int code = take_up(manager, data) ? serve(manager) : fail("the component store cannot be read");
+  const int code =
+      take_up(manager, data) ? serve(manager) : fail("the component store or the event log cannot be read");
   (void)oxbDeleteAmibTree(OXB_TREE);
   return code;
 }

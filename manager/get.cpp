@@ -1,3 +1,5 @@
+#include "manager/get.h"
+
 #include <algorithm>
 #include <array>
 #include <asio/post.hpp>
@@ -28,7 +30,8 @@ struct Place {
 // A get request until its reply.
 class GetJob : public std::enable_shared_from_this<GetJob> {
  public:
-  GetJob(Manager& manager, const Request& request) : manager_(manager), reply_(request.reply), timer_(manager.loop) {}
+  GetJob(Manager& manager, std::function<void(Reply)> reply)
+      : manager_(manager), reply_(std::move(reply)), timer_(manager.loop) {}
 
   // An error is the reply; otherwise the job replies itself.
   OX_RESULT start(const std::string& component, const std::string& names, std::uint32_t limit);
@@ -276,18 +279,28 @@ void GetJob::finish() {
 
 }  // namespace
 
-// The options have no meaning for this manager, and the selection words neither: both are read and passed over.
-void handle_get(Manager& manager, const Request& request) {
-  PayloadReader payload(request.message.data);
-  const std::string component = payload.text();
-  const std::string names = payload.text();
-  (void)payload.u32();  // options
-  const std::uint32_t limit = payload.u32();
+OX_RESULT read_values(Manager& manager, const std::string& component, const std::string& names, std::uint32_t limit,
+                      std::function<void(Reply)> reply) {
+  return std::make_shared<GetJob>(manager, std::move(reply))->start(component, names, limit);
+}
+
+OX_RESULT GetRequest::read(std::span<const std::byte> bytes) {
+  PayloadReader payload(bytes);
+  component = payload.text();
+  names = payload.text();
+  options = payload.u32();
+  limit = payload.u32();
   if (payload.u16() != 0) (void)payload.bytes(20);
-  if (payload.error() != OX_OK) return request.reply(error_reply(payload.error()));
-  if (names.empty()) return request.reply(error_reply(OX_EAMIBNAME));
-  const auto job = std::make_shared<GetJob>(manager, request);
-  if (const OX_RESULT result = job->start(component, names, limit)) request.reply(error_reply(result));
+  if (payload.error() != OX_OK) return payload.error();
+  return names.empty() ? OX_RESULT{OX_EAMIBNAME} : OX_RESULT{OX_OK};
+}
+
+// The options have no meaning for this manager.
+void handle_get(Manager& manager, const Request& request) {
+  GetRequest get;
+  OX_RESULT result = get.read(request.message.data);
+  if (result == OX_OK) result = read_values(manager, get.component, get.names, get.limit, request.reply);
+  if (result != OX_OK) request.reply(error_reply(result));
 }
 
 }  // namespace ox::manager

@@ -49,9 +49,7 @@ OX_RESULT check_target(const Manager& manager, ComponentName& target) {
   return manager.vocabulary.has_type(target.type) ? OX_RESULT{OX_OK} : OX_RESULT{OX_ENOTYPE};
 }
 
-Reply changed(Manager& manager, const Change& change) {
-  return error_reply(manager.journal.commit(manager.store, std::span(&change, 1)));
-}
+Reply changed(Manager& manager, const Change& change) { return error_reply(manager.commit(std::span(&change, 1))); }
 
 using Handler = void (*)(Manager&, NodeList, const Request&);
 

@@ -4,12 +4,17 @@
 #include <asio/io_context.hpp>
 #include <string>
 
+#include "manager/clients.h"
 #include "manager/collected.h"
+#include "manager/event_handles.h"
+#include "manager/event_log.h"
 #include "manager/journal.h"
 #include "manager/locks.h"
+#include "manager/persistent_waits.h"
 #include "manager/settings.h"
 #include "manager/snmp_engine.h"
 #include "manager/store.h"
+#include "manager/subscriptions.h"
 #include "manager/vocabulary.h"
 
 namespace ox::manager {
@@ -20,13 +25,33 @@ struct Manager {
         settings(with),
         journal(data_directory),
         snmp(event_loop, with.snmp_in_flight),
-        collected(data_directory, with.max_data) {}
+        collected(data_directory, with.max_data),
+        events(event_loop, settings, make_event_store(data_directory)),
+        clients(with.max_report_bytes),
+        subscriptions(*this),
+        waits(*this) {}
 
   // The component of that name, its type put in the canonical form: 197 for an unknown type, 84 for an unknown one.
   [[nodiscard]] OX_RESULT find(ComponentName& name) const {
     name.type = Vocabulary::canonical_type(name.type);
     if (!vocabulary.has_type(name.type)) return OX_ENOTYPE;
     return store.has(name) ? OX_OK : OX_ENOCOMP;
+  }
+
+  // Writes a batch of changes, and reports them to those who watch. 0, or 144 with the store as it was.
+  [[nodiscard]] OX_RESULT commit(std::span<const Change> batch) {
+    if (const OX_RESULT result = journal.commit(store, batch)) return result;
+    subscriptions.changed(batch);
+    return OX_OK;
+  }
+
+  // Takes away what a client had.
+  void end_session(std::uint32_t session) {
+    locks.end_session(session);
+    event_handles.end_session(session);
+    subscriptions.end_session(session);
+    waits.end_session(session);
+    clients.end_session(session);
   }
 
   asio::io_context& loop;
@@ -37,6 +62,11 @@ struct Manager {
   Locks locks;
   SnmpEngine snmp;
   Collected collected;
+  EventHandles event_handles;
+  EventLog events;
+  Clients clients;
+  Subscriptions subscriptions;
+  PersistentWaits waits;
 };
 
 }  // namespace ox::manager

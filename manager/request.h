@@ -2,17 +2,26 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 
 #include "manager/frame.h"
 #include "manager/node_list.h"
 
 namespace ox::manager {
 
+// What a report's header says that a reply's repeats of the request.
+struct ReportHeading {
+  std::uint32_t command = 0;
+  std::uint32_t destination_id = 0;
+  std::uint32_t reference = 0;
+};
+
 struct Reply {
   std::uint32_t error = 0;
   std::uint32_t source_id = 0;
-  Bytes data{};
+  Bytes data;
   std::uint32_t type = 2;
+  std::optional<ReportHeading> report{};
 };
 
 struct Request {
@@ -21,7 +30,7 @@ struct Request {
   std::function<void(Reply)> reply;  // to be called once, from the event loop, in the handler or later
 };
 
-[[nodiscard]] inline Reply error_reply(std::uint32_t error) { return {.error = error}; }
+[[nodiscard]] inline Reply error_reply(std::uint32_t error) { return {.error = error, .data = {}}; }
 
 // A reply with a list of nodes.
 [[nodiscard]] Reply node_reply(std::uint32_t error, const NodeList& nodes);

@@ -16,26 +16,18 @@ struct Route {
   void (*handler)(Manager&, const Request&);
 };
 constexpr std::array routes{
-    Route{1, 1, &handle_get},
-    Route{1, 3, &handle_no_subscription},
-    Route{1, 4, &handle_set},
-    Route{1, 6, &handle_no_subscription},
-    Route{1, 7, &handle_no_subscription},
-    Route{1, 8, &handle_management},
-    Route{1, 14, &handle_lock},
-    Route{4, 14, &handle_unlock},
-    Route{1, 21, &handle_append},
-    Route{1, 22, &handle_data_size},
-    Route{5, 0, &handle_fetch},
+    Route{1, 1, &handle_get},          Route{1, 2, &handle_asy_get},      Route{1, 3, &handle_asy_close},
+    Route{1, 4, &handle_set},          Route{1, 5, &handle_asy_set},      Route{1, 6, &handle_asy_close},
+    Route{1, 7, &handle_asy_control},  Route{1, 8, &handle_management},   Route{1, 10, &handle_event_open},
+    Route{1, 11, &handle_event_close}, Route{1, 12, &handle_event_send},  Route{1, 13, &handle_event_cancel},
+    Route{1, 14, &handle_lock},        Route{4, 14, &handle_unlock},      Route{1, 15, &handle_log_get},
+    Route{1, 16, &handle_log_check},   Route{1, 17, &handle_log_uncheck}, Route{1, 18, &handle_log_delete},
+    Route{1, 19, &handle_log_modify},  Route{1, 21, &handle_append},      Route{1, 22, &handle_data_size},
+    Route{1, 25, &handle_wait_open},   Route{1, 26, &handle_wait_close},  Route{5, 0, &handle_fetch},
+    Route{7, 0, &handle_taken},        Route{8, 0, &handle_refused},
 };
 
-constexpr std::uint32_t nothing_to_fetch = 6;
-
 }  // namespace
-
-void handle_no_subscription(Manager&, const Request& request) { request.reply(error_reply(OX_EHANDLE)); }
-
-void handle_fetch(Manager&, const Request& request) { request.reply({.type = nothing_to_fetch}); }
 
 void route(Manager& manager, const Request& request) {
   const std::string& destination = request.message.destination;

@@ -39,7 +39,7 @@ void Server::drop(std::uint32_t id, const std::string& reason) {
   if (!reason.empty()) {
     log(Severity::warning, "client of process " + std::to_string(session->process()) + " dropped: " + reason);
   }
-  manager_.locks.end_session(id);
+  manager_.end_session(id);
   // The connection may be in the middle of calling one of its handlers.
   asio::post(manager_.loop, [session] { session->close(); });
 }

@@ -15,7 +15,11 @@ Session::Session(Server& server, std::uint32_t id, std::unique_ptr<platform::Pip
       frames_(server.manager().settings.max_frame) {}
 
 void Session::start() {
-  set_timer(server_.manager().settings.greeting_timeout, "no greeting in time");
+  timer_.expires_after(std::chrono::seconds(server_.manager().settings.greeting_timeout));
+  timer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+    const auto self = weak.lock();
+    if (!error && self && !self->greeted_) self->drop("no greeting in time");
+  });
   read();
 }
 
@@ -32,14 +36,18 @@ void Session::drop(const std::string& reason) {
   server_.drop(id_, reason);
 }
 
-// Clients end their sessions by closing them: only half a message is worth a line.
-void Session::peer_closed() { drop(frames_.in_message() ? "closed in the middle of a message" : ""); }
-
-void Session::set_timer(std::uint32_t seconds, const char* reason) {
-  timer_.expires_after(std::chrono::seconds(seconds));
-  timer_.async_wait([weak = weak_from_this(), reason](const asio::error_code& error) {
+// One timer looks after a write now and then: setting one for each would cost more than most writes.
+void Session::watch_write(std::chrono::steady_clock::time_point since) {
+  const auto limit = std::chrono::seconds(server_.manager().settings.send_timeout);
+  write_watched_ = true;
+  timer_.expires_at(since + limit);
+  timer_.async_wait([weak = weak_from_this(), limit](const asio::error_code& error) {
     const auto self = weak.lock();
-    if (!error && self) self->drop(reason);
+    if (error || !self || self->closed_) return;
+    self->write_watched_ = false;
+    if (!self->writing_since_) return;
+    if (std::chrono::steady_clock::now() - *self->writing_since_ >= limit) return self->drop("answer not read in time");
+    self->watch_write(*self->writing_since_);
   });
 }
 
@@ -54,7 +62,7 @@ void Session::read() {
 void Session::received(platform::Error error, std::size_t count) {
   reading_ = false;
   if (closed_) return;
-  if (platform::is_pipe_closed(error)) return peer_closed();
+  if (platform::is_pipe_closed(error)) return drop({});
   if (error != platform::error_none) return drop("read error " + std::to_string(error));
   frames_.append(std::span(input_).first(count));
   if (!greeted_) take_greeting();
@@ -63,7 +71,8 @@ void Session::received(platform::Error error, std::size_t count) {
 }
 
 void Session::take_greeting() {
-  switch (frames_.next_greeting(event_name_)) {
+  std::string event_name;
+  switch (frames_.next_greeting(event_name)) {
     case FrameReader::Result::incomplete:
       return;
     case FrameReader::Result::broken:
@@ -73,6 +82,7 @@ void Session::take_greeting() {
   }
   greeted_ = true;
   timer_.cancel();
+  server_.manager().clients.open(id_, process_, event_name);
   answering_ = true;
   write(greeting_answer(OX_OK));
 }
@@ -108,13 +118,19 @@ void Session::reply(const Message& request, Reply reply) {
   message.type = reply.type;
   message.error = reply.error;
   message.source_id = reply.source_id;
+  if (reply.report) {
+    message.command = reply.report->command;
+    message.destination_id = reply.report->destination_id;
+    message.reference = reply.report->reference;
+  }
   message.data = std::move(reply.data);
   write(encode_reply(message));
 }
 
 void Session::write(Bytes bytes) {
   output_ = std::move(bytes);
-  set_timer(server_.manager().settings.send_timeout, "answer not read in time");
+  writing_since_ = std::chrono::steady_clock::now();
+  if (!write_watched_) watch_write(*writing_since_);
   connection_->write_all(output_, [weak = weak_from_this()](platform::Error error, std::size_t) {
     if (const auto self = weak.lock()) self->written(error);
   });
@@ -122,8 +138,8 @@ void Session::write(Bytes bytes) {
 
 void Session::written(platform::Error error) {
   if (closed_) return;
-  timer_.cancel();
-  if (platform::is_pipe_closed(error)) return peer_closed();
+  writing_since_.reset();
+  if (platform::is_pipe_closed(error)) return drop({});
   if (error != platform::error_none) return drop("write error " + std::to_string(error));
   answering_ = false;
   output_ = {};

@@ -3,8 +3,10 @@
 
 #include <array>
 #include <asio/steady_timer.hpp>
+#include <chrono>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "manager/frame.h"
@@ -34,20 +36,20 @@ class Session : public std::enable_shared_from_this<Session> {
   void reply(const Message& request, Reply reply);
   void write(Bytes bytes);
   void written(platform::Error error);
-  void set_timer(std::uint32_t seconds, const char* reason);
+  void watch_write(std::chrono::steady_clock::time_point since);
   void drop(const std::string& reason);
-  void peer_closed();
 
   Server& server_;
   std::uint32_t id_;
   std::unique_ptr<platform::PipeConnection> connection_;
   std::uint32_t process_;
-  asio::steady_timer timer_;
+  asio::steady_timer timer_;  // of the greeting, then of unread answers
+  std::optional<std::chrono::steady_clock::time_point> writing_since_;
+  bool write_watched_ = false;
   FrameReader frames_;
   std::array<std::byte, 16384> input_{};
   Bytes output_;
   std::deque<Message> waiting_;
-  std::string event_name_;  // the client's notification event, for reports
   bool greeted_ = false;
   bool answering_ = false;  // a request is with its handler, or an answer is being written
   bool reading_ = false;

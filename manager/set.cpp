@@ -79,7 +79,7 @@ void SetJob::start(std::uint32_t limit) {
   }
   if (!sound) return finish();
   for (std::size_t i = 0; i < targets_.size(); ++i) (this->*writers[i]->write)(i);
-  if (const OX_RESULT result = manager_.journal.commit(manager_.store, batch_)) {
+  if (const OX_RESULT result = manager_.commit(batch_)) {
     for (Target& target : targets_) target.code = result;
     return finish();
   }
@@ -160,8 +160,20 @@ void SetJob::ask_agent(const ComponentName& component, const std::vector<std::si
 }
 
 void SetJob::take_codes(const std::vector<std::size_t>& targets, const std::vector<OX_RESULT>& codes) {
-  if (finished_) return;
-  for (std::size_t i = 0; i < targets.size(); ++i) targets_[targets[i]].code = codes[i];
+  std::vector<Change> written;
+  for (std::size_t i = 0; i < targets.size(); ++i) {
+    Target& target = targets_[targets[i]];
+    if (codes[i] == OX_OK && !finished_) {
+      Change change;
+      change.kind = Change::Kind::set;
+      change.component = target.component;
+      change.path = target.path;
+      change.value = value_of(target.node);
+      written.push_back(std::move(change));
+    }
+    if (!finished_) target.code = codes[i];
+  }
+  manager_.subscriptions.changed(written);
 }
 
 void SetJob::operation_ended() {
@@ -193,15 +205,18 @@ void write_values(Manager& manager, NodeList nodes, std::uint32_t limit, std::fu
   std::make_shared<SetJob>(manager, std::move(nodes), std::move(reply))->start(limit);
 }
 
-void handle_set(Manager& manager, const Request& request) {
-  PayloadReader payload(request.message.data);
+OX_RESULT read_set(std::span<const std::byte> bytes, NodeList& nodes, std::uint32_t& limit) {
+  PayloadReader payload(bytes);
   (void)payload.u32();
-  const std::uint32_t limit = payload.u32();
+  limit = payload.u32();
   const auto list = payload.bytes(payload.u16());
+  return payload.error() != OX_OK ? payload.error() : decode_nodes(list, nodes);
+}
+
+void handle_set(Manager& manager, const Request& request) {
   NodeList nodes;
-  OX_RESULT result = payload.error();
-  if (result == OX_OK) result = decode_nodes(list, nodes);
-  if (result != OX_OK) return request.reply(error_reply(result));
+  std::uint32_t limit = 0;
+  if (const OX_RESULT result = read_set(request.message.data, nodes, limit)) return request.reply(error_reply(result));
   write_values(manager, std::move(nodes), limit, request.reply);
 }
 

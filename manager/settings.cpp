@@ -28,6 +28,11 @@ constexpr std::array numbers{
     Number{"SnmpRetries", &Settings::snmp_retries, 0, 100},
     Number{"SnmpBindings", &Settings::snmp_bindings, 1, 100},
     Number{"SnmpInFlight", &Settings::snmp_in_flight, 1, 100000},
+    Number{"EventLogAge", &Settings::event_log_age, 1, 36500},
+    Number{"EventLogSize", &Settings::event_log_size, 65536, 0x7FFFFFFF},
+    Number{"MaxReports", &Settings::max_reports, 1, 10000000},
+    Number{"MaxReportBytes", &Settings::max_report_bytes, 4096, 1u << 30},
+    Number{"PollInterval", &Settings::poll_interval, 1, 86400},
 };
 
 // What the library reads from this file itself.

@@ -13,14 +13,19 @@ struct Settings {
   std::uint32_t max_queue = 16;        // requests of one client waiting to be answered
   std::uint32_t max_nodes = 100000;    // data nodes of one answer
   std::uint32_t max_clients = 4000;
-  std::uint32_t max_data = 64u << 20;   // bytes of one file of collected data
-  std::uint32_t greeting_timeout = 10;  // seconds
-  std::uint32_t send_timeout = 30;      // seconds that a client may leave an answer unread
-  std::uint32_t request_timeout = 300;  // seconds, for requests without a limit of their own
-  std::uint32_t snmp_timeout = 1000;    // milliseconds
-  std::uint32_t snmp_retries = 3;       // after the first attempt
-  std::uint32_t snmp_bindings = 16;     // variable bindings of one SNMP request
-  std::uint32_t snmp_in_flight = 256;   // SNMP requests waiting for their answers
+  std::uint32_t max_data = 64u << 20;         // bytes of one file of collected data
+  std::uint32_t greeting_timeout = 10;        // seconds
+  std::uint32_t send_timeout = 30;            // seconds that a client may leave an answer unread
+  std::uint32_t request_timeout = 300;        // seconds, for requests without a limit of their own
+  std::uint32_t snmp_timeout = 1000;          // milliseconds
+  std::uint32_t snmp_retries = 3;             // after the first attempt
+  std::uint32_t snmp_bindings = 16;           // variable bindings of one SNMP request
+  std::uint32_t snmp_in_flight = 256;         // SNMP requests waiting for their answers
+  std::uint32_t event_log_age = 90;           // days that events are kept
+  std::uint32_t event_log_size = 256u << 20;  // bytes of all events kept
+  std::uint32_t max_reports = 100000;         // events that a wait may be behind
+  std::uint32_t max_report_bytes = 1u << 20;  // of the values that one client has not fetched
+  std::uint32_t poll_interval = 60;           // seconds between two looks at watched values of agents
 };
 
 [[nodiscard]] std::string settings_file();

@@ -7,6 +7,8 @@
 
 #include <oxbase/oxbytes.h>
 
+#include "manager/checksum.h"
+
 namespace ox::manager {
 namespace {
 
@@ -22,21 +24,7 @@ constexpr std::array forms{
     Form{Kind::unset, "unset", 3},   Form{Kind::relate, "relation", 5}, Form{Kind::unrelate, "unrelated", 5},
 };
 
-constexpr std::array<std::uint32_t, 256> crc_table = [] {
-  std::array<std::uint32_t, 256> table{};
-  for (std::uint32_t byte = 0; byte < 256; ++byte) {
-    std::uint32_t crc = byte;
-    for (int bit = 0; bit < 8; ++bit) crc = (crc & 1) != 0 ? crc >> 1 ^ 0xEDB88320u : crc >> 1;
-    table[byte] = crc;
-  }
-  return table;
-}();
-
-std::uint32_t checksum(std::string_view text) {
-  std::uint32_t crc = 0xFFFFFFFF;
-  for (const char c : text) crc = crc >> 8 ^ crc_table[(crc ^ static_cast<unsigned char>(c)) & 0xFF];
-  return ~crc;
-}
+std::uint32_t checksum(std::string_view text) { return crc32(std::as_bytes(std::span(text))); }
 
 constexpr std::string_view digits = "0123456789abcdef";
 

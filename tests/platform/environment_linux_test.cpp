@@ -63,7 +63,6 @@ TEST(Codepage, TextBecomesThatOfTheLocale) {
       {"\x87\x40", "①"},
       {"\x83", "?"},
       {"\x81\x20x", "? x"},
-      {"\x81\x7F", "?\x7F"},
       {"\xFD\xA0|", "??|"},
       {"", ""},
   };

@@ -1,8 +1,7 @@
-// The real programs in the test's system root.
+// A real manager daemon in the test's system root.
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "tests/support/child_process.h"
 
@@ -26,8 +25,7 @@ class Daemon {
   ChildProcess process_;
 };
 
-// Runs one of the programs to its end: its exit status, a blank, and all that it has printed.
-[[nodiscard]] std::string run_program(std::vector<std::string> arguments,
-                                      const std::vector<std::string>& environment = {});
+// Runs "oxmgrd --check"; its exit status and output.
+int check_installation(std::string& output);
 
 }  // namespace ox::test

@@ -1,16 +1,11 @@
-// Installations in the test's system root: the shipped one, and the little that a session needs around it.
+// What a session needs around it: message texts, the running base services, and the AMIB tree.
 #pragma once
 
 #include "platform/named_event.h"
 
 namespace ox::test {
 
-// Copies the shipped files to where the manager and the library look for them. Once in a test process; later calls do
-// nothing.
-void lay_down_installation();
-
-// Message texts, the running base services and an AMIB tree, for as long as it lives. The tree is built by this
-// process.
+// An installation in the private system root, for as long as it lives. The tree is built by this process.
 class Installation {
  public:
   enum class Missing { nothing, base_services, tree, messages };
@@ -21,7 +16,7 @@ class Installation {
 
  private:
   platform::NamedEvent base_services_;
-  bool tree_;
+  bool tree_ = false;
 };
 
 }  // namespace ox::test

@@ -1,0 +1,13 @@
+// The checksum of the manager's files.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace ox::manager {
+
+// CRC-32, the reflected polynomial EDB88320.
+[[nodiscard]] std::uint32_t crc32(std::span<const std::byte> bytes);
+
+}  // namespace ox::manager

@@ -1,0 +1,242 @@
+#include "platform/registry.h"
+#include "tests/manager/event_fixture.h"
+
+namespace ox::manager {
+namespace {
+
+class EventRequestTest : public EventManagerTest {
+ protected:
+  using Criteria = std::function<void(evflt*)>;
+
+  Reply log(const Criteria& criteria) {
+    const FilterPtr filter(oxeEvfltAlloc());
+    criteria(filter.get());
+    void* buffer = nullptr;
+    std::uint32_t length = 0;
+    EXPECT_EQ(0u, oxeEvfltEncode(filter.get(), &buffer, &length));
+    const auto* const first = static_cast<const std::byte*>(buffer);
+    const Bytes body(first, first + length);
+    (void)oxcMemFree(buffer);
+    return ask(1, 15, body);
+  }
+  std::string logged(const Criteria& criteria = [](evflt*) {}) {
+    const Reply reply = log(criteria);
+    return reply.error != 0 ? std::to_string(reply.error) : memos(reply.data);
+  }
+};
+
+TEST_F(EventRequestTest, EventsAreNumberedAndCompleted) {
+  const std::uint32_t handle = open_handle();
+  const Reply bare = ask(1, 12, event([](evmsg*) {}), 1, handle);
+  ASSERT_EQ(0u, bare.error);
+  EventPtr completed;
+  ASSERT_EQ(0u, decode_events(bare.data, completed));
+  EXPECT_EQ(1u, number_of(completed.get(), &oxeEvmsgGetSndId));
+  EXPECT_EQ(1u, number_of(completed.get(), &oxeEvmsgGetEventId));
+  EXPECT_EQ("prog", text_of(completed.get(), &oxeEvmsgGetSender));
+  EXPECT_EQ(oxcGetMyComm(), text_of(completed.get(), &oxeEvmsgGetCommName));
+  EXPECT_NE(0u, number_of(completed.get(), &oxeEvmsgGetOccurTime));
+
+  const Reply full = ask(1, 12, event([](evmsg* made) {
+                           (void)oxeEvmsgSetSndId(made, 99);
+                           (void)oxeEvmsgSetSender(made, "other");
+                           (void)oxeEvmsgSetEventId(made, 7);
+                           (void)oxeEvmsgSetOccurTime(made, 5);
+                         }),
+                         1, handle);
+  ASSERT_EQ(0u, decode_events(full.data, completed));
+  EXPECT_EQ(2u, number_of(completed.get(), &oxeEvmsgGetSndId)) << "the manager's, not the sender's";
+  EXPECT_EQ(7u, number_of(completed.get(), &oxeEvmsgGetEventId));
+  EXPECT_EQ("other", text_of(completed.get(), &oxeEvmsgGetSender));
+  EXPECT_EQ(5u, number_of(completed.get(), &oxeEvmsgGetOccurTime));
+
+  EXPECT_EQ(OX_EUNSUPPORTED, ask(1, 12, event([](evmsg*) {}), 2, handle).error) << "another session's handle";
+  EXPECT_EQ(OX_EINCOMPLETE, ask(1, 12, {}, 1, handle).error);
+  EXPECT_EQ(OX_EARG, ask(1, 12, Bytes(3), 1, handle).error);
+  EXPECT_EQ(0u, ask(1, 11, {}, 1, handle).error);
+  EXPECT_EQ(OX_EUNSUPPORTED, ask(1, 11, {}, 1, handle).error);
+  EXPECT_EQ(OX_EUNSUPPORTED, ask(1, 12, event([](evmsg*) {}), 1, handle).error);
+  restart();
+  EXPECT_EQ(3u, post("after the restart"));
+}
+
+TEST_F(EventRequestTest, LogIsSearchedAndMarked) {
+  EXPECT_EQ("122", logged());
+  for (const char* memo : {"a1", "b1", "a2", "b2", "a3"}) (void)post(memo);
+  const struct {
+    Criteria criteria;
+    const char* found;
+  } cases[] = {
+      {[](evflt*) {}, "a1 b1 a2 b2 a3"},
+      {[](evflt* f) { (void)oxeEvfltSetPattern(f, OX_EVFLT_MEMO, "a*"); }, "a1 a2 a3"},
+      {[](evflt* f) { (void)oxeEvfltSetNumber(f, OX_EVFLT_FIRST, 2); }, "a1 b1"},
+      {[](evflt* f) { (void)oxeEvfltSetNumber(f, OX_EVFLT_LAST, 2); }, "b2 a3"},
+      {[](evflt* f) {
+         (void)oxeEvfltSetPattern(f, OX_EVFLT_MEMO, "b*");
+         (void)oxeEvfltSetNumber(f, OX_EVFLT_LAST, 1);
+       },
+       "b2"},
+      {[](evflt* f) { (void)oxeEvfltSetNumber(f, OX_EVFLT_LAST, 9); }, "a1 b1 a2 b2 a3"},
+      {[](evflt* f) { (void)oxeEvfltSetNumber(f, OX_EVFLT_SNDID, 4); }, "b2"},
+      {[](evflt* f) { (void)oxeEvfltSetPattern(f, OX_EVFLT_MEMO, "c*"); }, "122"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(c.found, logged(c.criteria));
+  EXPECT_EQ(OX_EARG, ask(1, 15, Bytes(2)).error);
+
+  const auto checked = [](evflt* f) { (void)oxeEvfltSetNumber(f, OX_EVFLT_FLAGBIT1, 1); };
+  Bytes two = with_id(2);
+  const Bytes four = with_id(4);
+  two.insert(two.end(), four.begin(), four.end());
+  EXPECT_EQ(0u, ask(1, 16, two).error);
+  EXPECT_EQ("b1 b2", logged(checked));
+  EXPECT_EQ(0u, ask(1, 17, with_id(2)).error);
+  EXPECT_EQ("b2", logged(checked));
+  EXPECT_EQ(0u, ask(1, 19, event([](evmsg* made) {
+                      (void)oxeEvmsgSetSndId(made, 1);
+                      (void)oxeEvmsgSetMemo(made, "changed");
+                    }))
+                    .error);
+  EXPECT_EQ(0u, ask(1, 18, two).error);
+  EXPECT_EQ("changed a2 a3", logged());
+  for (const std::uint32_t command : {16, 17, 18, 19}) {
+    EXPECT_EQ(OX_ENOTFOUND, ask(1, command, with_id(4)).error) << command;
+    EXPECT_EQ(OX_EABSENT, ask(1, command, event([](evmsg*) {})).error) << command;
+    EXPECT_EQ(OX_EINCOMPLETE, ask(1, command, {}).error) << command;
+  }
+  restart();
+  EXPECT_EQ("changed a2 a3", logged());
+}
+
+TEST_F(EventRequestTest, LogKeepsToItsSizeAndAge) {
+  settings_.event_log_size = 65536;
+  restart();
+  for (int i = 0; i < 300; ++i) (void)post(std::string(1000, 'x'));
+  EXPECT_LE(manager_->events.store().bytes(), 65536u);
+  EXPECT_GE(manager_->events.store().bytes(), 50000u);
+  const auto future = static_cast<std::uint32_t>(std::time(nullptr)) + 91 * 86400;
+  (void)open_wait("old", 1);
+  manager_->end_session(1);
+  manager_->events.tidy(future);
+  EXPECT_EQ("122", logged());
+  EXPECT_TRUE(manager_->events.marks().empty()) << "a wait that nobody has had open for so long is forgotten";
+}
+
+TEST_F(EventRequestTest, WaitsOfEachKindReportTheirEvents) {
+  EXPECT_EQ(0u, watch("system:system", "sysmib.oxMessage.oxEventMessage2.0", 11, 2).error);
+  EXPECT_EQ(0u, watch("system:system", "sysmib.oxMessage.oxTrapMessage.0", 12, 3).error);
+  EXPECT_EQ(0u, watch("system:system", "sysmib.oxMessage.oxEventMessage.0", 13, 4).error);
+  (void)post("plain");
+  (void)post("trap", [](evmsg* made) { (void)oxeEvmsgSetEventType(made, OX_EVENT_TRAP); });
+  EXPECT_EQ("2>11 plain", fetch(2));
+  EXPECT_EQ("2>11 trap", fetch(2));
+  EXPECT_EQ("nothing", fetch(2));
+  EXPECT_EQ("2>12 trap", fetch(3));
+  EXPECT_EQ("nothing", fetch(3));
+  Message message;
+  message.type = 5;
+  NodeList nodes;
+  ASSERT_EQ(0u, decode_nodes(send(message, 4).data, nodes));
+  std::uint32_t type = 0;
+  std::uint32_t size = 0;
+  const void* value = nullptr;
+  ASSERT_EQ(0u, oxdGetValue(nodes.get(), &type, &size, &value));
+  evmsg* older = nullptr;
+  ASSERT_EQ(0u, oxeEvmsgDecodeR21(value, size, &older));
+  EXPECT_EQ("plain", text_of(EventPtr(older).get(), &oxeEvmsgGetMemo));
+  EXPECT_EQ("2>13 !266", [&] {
+    (void)post(std::string(70000, 'x'));
+    (void)fetch(4);
+    return fetch(4);
+  }());
+}
+
+TEST_F(EventRequestTest, ReaderThatStaysAwayLosesOnlyItsOwn) {
+  settings_.max_reports = 10;
+  restart();
+  for (const std::uint32_t session : {2, 3}) {
+    (void)watch("system:system", "sysmib.oxMessage.oxEventMessage2.0", 5, session);
+  }
+  for (int i = 1; i <= 20; ++i) {
+    (void)post(std::to_string(i));
+    EXPECT_EQ("2>5 " + std::to_string(i), fetch(2));
+  }
+  EXPECT_EQ("2>5 !85", fetch(3));
+  for (int i = 16; i <= 20; ++i) EXPECT_EQ("2>5 " + std::to_string(i), fetch(3));
+  EXPECT_EQ("nothing", fetch(3));
+}
+
+TEST_F(EventRequestTest, PersistentWaitsDeliverUntilTaken) {
+  EXPECT_EQ(OX_EMISSING, open_wait("", 1).error);
+  EXPECT_EQ(OX_EWAITNAME, open_wait(std::string(65, 'x'), 1).error);
+  (void)post("before");
+  const Reply opened = open_wait("w", 21);
+  ASSERT_EQ(0u, opened.error);
+  EXPECT_EQ(OX_EEXISTS, open_wait("w", 22, 2).error);
+  std::uint32_t remembered = 0;
+  EXPECT_EQ(0u, platform::registry_read("SOFTWARE\\CORVID\\OXBASE\\evWaitKey\\w", "lastReceiveNumber", remembered));
+  EXPECT_EQ(0xFFFFFFFF, remembered);
+  EXPECT_EQ("nothing", fetch());
+
+  for (const char* memo : {"one", "two", "three"}) (void)post(memo);
+  EXPECT_EQ("25>21 one", fetch());
+  EXPECT_EQ("nothing", fetch()) << "one at a time, and not again while it is with the client";
+  EXPECT_EQ("25>21 two", fetch(1, 7, 2));
+  EXPECT_EQ("nothing", fetch(1, 7, 99)) << "not the number that is out";
+  restart();  // the second was not taken
+  EXPECT_EQ(0u, open_wait("w", 23).error);
+  EXPECT_EQ("25>23 two", fetch());
+  EXPECT_EQ(3u, number_);
+  EXPECT_EQ("25>23 three", take());
+  manager_->end_session(1);
+  (void)post("four");
+  const Reply again = open_wait("w", 24, 2);
+  EXPECT_EQ("25>24 three", fetch(2));
+  EXPECT_EQ(OX_EHANDLE, ask(1, 26, {}, 1, again.source_id).error);
+  EXPECT_EQ(0u, ask(1, 26, {}, 2, again.source_id).error) << "closed inside its callback";
+  EXPECT_EQ("nothing", take(2));
+  (void)open_wait("w", 25, 2);
+  EXPECT_EQ("25>25 four", fetch(2)) << "what the callback took after the close is taken";
+  EXPECT_EQ("nothing", take(2));
+}
+
+TEST_F(EventRequestTest, DeliveriesThatArePutOffOrRefusedComeAgain) {
+  (void)open_wait("a", 1);
+  (void)open_wait("b", 2);
+  (void)post("x");
+  EXPECT_EQ("25>1 x", fetch());
+  EXPECT_EQ("25>2 x", fetch()) << "while the callback of the first runs";
+  EXPECT_EQ("nothing", fetch());
+  EXPECT_EQ("25>2 x", take()) << "the first is taken, the other comes again";
+  EXPECT_EQ("nothing", refuse());
+  (void)post("y");
+  EXPECT_EQ("25>1 y", fetch());
+  EXPECT_EQ("nothing", take());
+  loop_.restart();
+  loop_.run_one_for(std::chrono::seconds(10));  // the pause after a refusal
+  EXPECT_EQ("25>2 x", fetch()) << "before what came later";
+  EXPECT_EQ("25>2 y", take());
+  EXPECT_EQ("nothing", take());
+}
+
+TEST_F(EventRequestTest, DeletedEventsAreOwedToWaitsAndCancelledOnesAreNot) {
+  (void)open_wait("w", 1);
+  const std::uint32_t deleted = post("deleted");
+  const std::uint32_t cancelled = post("cancelled");
+  (void)post("kept");
+  const std::uint32_t handle = open_handle();
+  EXPECT_EQ(0u, ask(1, 18, with_id(deleted)).error);
+  EXPECT_EQ(0u, ask(1, 13, with_id(cancelled), 1, handle).error);
+  EXPECT_EQ(OX_ENOTFOUND, ask(1, 13, with_id(cancelled), 1, handle).error);
+  EXPECT_EQ(OX_EUNSUPPORTED, ask(1, 13, with_id(1), 2, handle).error);
+  EXPECT_EQ("kept", logged());
+  restart();
+  (void)open_wait("w", 1);
+  EXPECT_EQ("25>1 deleted", fetch());
+  EXPECT_EQ("25>1 kept", take());
+  EXPECT_EQ("nothing", take());
+  manager_->events.tidy(static_cast<std::uint32_t>(std::time(nullptr)));
+  EXPECT_EQ(1u, manager_->events.store().after(0, 100, 1u << 20).size());
+}
+
+}  // namespace
+}  // namespace ox::manager

@@ -1,0 +1,101 @@
+#include "tests/manager/event_fixture.h"
+
+namespace ox::manager {
+namespace {
+
+class SubscriptionTest : public EventManagerTest {
+ protected:
+  Reply set_later(const std::vector<Setting>& settings, std::uint32_t handle) {
+    Message message;
+    message.type = 1;
+    message.command = 5;
+    message.source_id = handle;
+    message.data = set_payload(settings);
+    return send(message);
+  }
+};
+
+TEST_F(SubscriptionTest, ChangesOfStoredValuesAreReported) {
+  (void)manage(5, {{1, "ruleEnt"}, {8, "day"}});
+  (void)set({{"ruleEnt:day", "11.13.1.0", "prog"}});
+  const Reply exact = watch("ruleEnt:day", "obj.ruleEnt.1.0,11.13.4.0", 1);
+  (void)watch("ruleEnt:*", "11.13.4", 2, 2);
+  (void)watch("ruleEnt:day", "11.13.1.0", 3, 3, 0);
+  EXPECT_NE(0u, exact.source_id);
+  EXPECT_EQ("nothing", fetch()) << "option 64: only changes";
+  EXPECT_EQ("2>3 ruleEnt:day 11.13.1.0 = prog", fetch(3)) << "without it, the values as they are come first";
+
+  (void)set({{"ruleEnt:day", "11.13.1.0", "new"}, {"ruleEnt:day", "11.13.4.0", "7"}});
+  EXPECT_EQ("2>1 ruleEnt:day 11.13.1.0 = new ruleEnt:day 11.13.4.0 = 7", fetch()) << "one set, one report";
+  EXPECT_EQ("2>2 ruleEnt:day 11.13.4.0 = 7", fetch(2));
+  EXPECT_EQ("2>3 ruleEnt:day 11.13.1.0 = new", fetch(3));
+
+  (void)manage(5, {{1, "ruleEnt"}, {8, "night"}});
+  EXPECT_EQ("2>2 ruleEnt:night 11.1.1.0 = night", fetch(2));
+  (void)manage(6, {{1, "ruleEnt"}, {8, "day"}});
+  EXPECT_EQ(0u, fetch(2).find("2>2 ruleEnt:day 11.1.1.0")) << "it is gone";
+  EXPECT_EQ(0u, fetch().find("2>1 ruleEnt:day 11.1.1.0"));
+  EXPECT_EQ("nothing", fetch(2));
+
+  EXPECT_EQ(OX_EHANDLE, close_request(6, exact.source_id, 2).error) << "another session's";
+  EXPECT_EQ(1u, close_request(6, exact.source_id).error);
+  EXPECT_EQ(OX_EHANDLE, close_request(6, exact.source_id).error);
+  (void)manage(5, {{1, "ruleEnt"}, {8, "day"}});
+  EXPECT_EQ("nothing", fetch());
+}
+
+TEST_F(SubscriptionTest, WrongRequestIsToldByAReportToo) {
+  const struct {
+    const char* component;
+    const char* names;
+    std::uint32_t code;
+  } cases[] = {{"ruleEnt:none", "11.13", OX_ENOCOMP},
+               {"nothing:*", "11.1", OX_ENOTYPE},
+               {"system", "11.1", OX_ECOMPNAME},
+               {"system:system", "obj.nosuch", OX_EAMIBNAME},
+               {"system:system", "", OX_EAMIBNAME}};
+  for (const auto& c : cases) {
+    const Reply reply = watch(c.component, c.names, 9);
+    EXPECT_EQ(c.code, reply.error) << c.component;
+    EXPECT_EQ(0u, reply.source_id);
+    EXPECT_EQ("2>9 !" + std::to_string(c.code), fetch());
+  }
+  EXPECT_EQ("nothing", fetch());
+}
+
+TEST_F(SubscriptionTest, SetReportsOnce) {
+  (void)manage(5, {{1, "ruleEnt"}, {8, "day"}});
+  EXPECT_EQ(0u, set_later({{"ruleEnt:day", "11.13.4.0", "7"}}, 31).error);
+  EXPECT_EQ("2>31", fetch().replace(0, 1, "2").substr(0, 4));
+  EXPECT_EQ("nothing", fetch());
+  EXPECT_EQ(0u, set_later({{"ruleEnt:none", "11.13.4.0", "7"}}, 32).error);
+  EXPECT_EQ("5>32 !84 ruleEnt:none 11.13.4.0 ! 84", fetch());
+  EXPECT_EQ(OX_EINCOMPLETE, set_later({}, 33).error);
+  const Reply closed = set_later({{"ruleEnt:day", "11.13.4.0", "8"}}, 34);
+  EXPECT_EQ(OX_EHANDLE, close_request(3, closed.source_id).error) << "it is over, and its report waits";
+  EXPECT_EQ("5>34 ruleEnt:day 11.13.4.0", fetch());
+}
+
+TEST_F(SubscriptionTest, ClientThatDoesNotFetchIsBounded) {
+  settings_.max_report_bytes = 4096;
+  restart();
+  (void)manage(5, {{1, "ruleEnt"}, {8, "day"}});
+  (void)watch("ruleEnt:day", "11.13.4.0", 1, 1);
+  (void)watch("ruleEnt:day", "11.13.4.0", 2, 2);
+  for (int i = 0; i < 100; ++i) {
+    (void)set({{"ruleEnt:day", "11.13.4.0", std::to_string(i)}});
+    EXPECT_EQ("2>2 ruleEnt:day 11.13.4.0 = " + std::to_string(i), fetch(2));
+  }
+  int kept = 0;
+  std::string report = fetch();
+  for (; report == "2>1 ruleEnt:day 11.13.4.0 = " + std::to_string(kept); ++kept) report = fetch();
+  EXPECT_GT(kept, 5);
+  EXPECT_LT(kept, 50);
+  EXPECT_EQ("2>1 !85", report) << "told of the gap where it is";
+  EXPECT_EQ("nothing", fetch());
+  (void)set({{"ruleEnt:day", "11.13.4.0", "5"}});
+  EXPECT_EQ("2>1 ruleEnt:day 11.13.4.0 = 5", fetch());
+}
+
+}  // namespace
+}  // namespace ox::manager
