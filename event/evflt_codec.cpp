@@ -11,16 +11,15 @@ OX_RESULT encode(const evflt& filter, void** buffer, std::uint32_t* length) noex
     if (filter.has(criterion.bit)) size += wire_size(filter.*criterion.member);
     return true;
   });
-  if (size > UINT32_MAX) return OX_ENOMEM;
-  auto block = make_tracked_array<unsigned char>(static_cast<std::uint32_t>(size), "evflt_encode");
+  if (size > UINT32_MAX - copy_step) return OX_ENOMEM;
+  auto block = make_tracked_array<unsigned char>(static_cast<std::uint32_t>(size) + copy_step, "evflt_encode");
   if (!block) return OX_ENOMEM;
-  Writer out(block.get(), size);
+  FieldWriter out(block.get());
   out.put(filter.on);
   (void)every_criterion([&](const auto& criterion) {
-    if (filter.has(criterion.bit)) put(out, filter.*criterion.member);
+    if (filter.has(criterion.bit)) out.put(filter.*criterion.member);
     return true;
   });
-  out.finish();
   *length = static_cast<std::uint32_t>(size);
   *buffer = block.release();
   return OX_OK;

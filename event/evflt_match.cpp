@@ -62,6 +62,7 @@ void keep_first(evmsg** list, std::uint32_t count) noexcept {
 
 void keep_last(evmsg** list, std::uint32_t count) noexcept {
   evmsg* event = (*list)->prev;
+  if (event == nullptr) return;  // one event that was never on a list
   for (; event != *list && count > 1; --count) event = event->prev;
   if (event == *list) return;
   evmsg* const before = *list;

@@ -18,6 +18,18 @@ void release(const evmsg& event, const Text& field) noexcept {
   if (own_block) (void)oxcMemFree(field.text);
 }
 
+// Marks a field that has got its value, and one that is about to lose it.
+template <class Kind>
+void mark(evmsg& event, const Field<Kind>& field) noexcept {
+  event.present |= field.bit;
+  event.wire_bytes += wire_size(event.*field.member);
+}
+template <class Kind>
+void unmark(evmsg& event, const Field<Kind>& field) noexcept {
+  if (event.has(field.bit)) event.wire_bytes -= wire_size(event.*field.member);
+  event.present &= ~field.bit;
+}
+
 template <class Kind>
 OX_RESULT assign_text(evmsg& event, const Field<Kind>& field, const char* text) noexcept {
   if (text == nullptr || *text == '\0') return OX_OK;
@@ -25,15 +37,15 @@ OX_RESULT assign_text(evmsg& event, const Field<Kind>& field, const char* text) 
   if (!copy_text(text, copy)) return OX_ENOMEM;
   clear(event, field);
   event.*field.member = copy;
-  event.present |= field.bit;
+  mark(event, field);
   return OX_OK;
 }
 
 template <class Kind>
 void clear_text(evmsg& event, const Field<Kind>& field) noexcept {
+  unmark(event, field);
   release(event, event.*field.member);
   event.*field.member = {};
-  event.present &= ~field.bit;
 }
 
 void free_event(evmsg* event) noexcept {
@@ -65,8 +77,9 @@ std::uint32_t time_of(const void* element) noexcept {
 }  // namespace
 
 evmsg_ptr make_event(std::uint32_t text_bytes) noexcept {
-  if (text_bytes > UINT32_MAX - sizeof(evmsg)) return nullptr;
-  void* const block = oxcMemAlloc(static_cast<std::uint32_t>(sizeof(evmsg) + text_bytes), "evmsg_000");
+  constexpr std::uint32_t fixed = sizeof(evmsg) + copy_step;
+  if (text_bytes > UINT32_MAX - fixed) return nullptr;
+  void* const block = oxcMemAlloc(fixed + text_bytes, "evmsg_000");
   if (block == nullptr) return nullptr;
   evmsg* const event = new (block) evmsg{};
   event->text_bytes = text_bytes;
@@ -74,8 +87,9 @@ evmsg_ptr make_event(std::uint32_t text_bytes) noexcept {
 }
 
 OX_RESULT assign(evmsg& event, const Field<Number>& field, Number value) noexcept {
+  unmark(event, field);
   event.*field.member = value;
-  event.present |= field.bit;
+  mark(event, field);
   return OX_OK;
 }
 
@@ -108,13 +122,13 @@ OX_RESULT assign(evmsg& event, const Field<NodeList>& field, const dnode* list) 
 OX_RESULT assign(evmsg& event, const Field<Address>& field, const void* address) noexcept {
   if (address == nullptr) return OX_OK;
   std::memcpy((event.*field.member).bytes, address, sizeof(Address::bytes));
-  event.present |= field.bit;
+  if (!event.has(field.bit)) mark(event, field);
   return OX_OK;
 }
 
 void clear(evmsg& event, const Field<Number>& field) noexcept {
+  unmark(event, field);
   event.*field.member = 0;
-  event.present &= ~field.bit;
 }
 
 void clear(evmsg& event, const Field<Text>& field) noexcept { clear_text(event, field); }
@@ -126,8 +140,8 @@ void clear(evmsg& event, const Field<NodeList>& field) noexcept {
 }
 
 void clear(evmsg& event, const Field<Address>& field) noexcept {
+  unmark(event, field);
   event.*field.member = {};
-  event.present &= ~field.bit;
 }
 
 }  // namespace ox::event

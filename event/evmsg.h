@@ -51,7 +51,8 @@ struct evmsg {
   evmsg* next;
   evmsg* prev;
   std::uint32_t present;
-  std::uint32_t text_bytes;  // behind the record
+  std::uint32_t text_bytes;  // behind the record; copy_step more are there
+  std::uint64_t wire_bytes;  // of the fields that are present, without the list of data nodes
 #define X(kind, Stem, member, bit) ox::event::kind member;
   OX_EVMSG_FIELDS(X)
 #undef X

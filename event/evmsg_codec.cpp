@@ -9,47 +9,22 @@
 namespace ox::event {
 namespace {
 
-using event::put;
-using event::wire_size;
-
-// Lists are encoded before the event is sized; only their length is known here.
-[[nodiscard]] std::size_t wire_size(const EncodedNodes& nodes) noexcept { return sizeof(std::uint32_t) + nodes.size; }
-void put(Writer& out, const EncodedNodes& nodes) noexcept {
+// Lists are encoded before the event is sized.
+void put(FieldWriter& out, const evmsg&, const Field<NodeList>&, const EncodedNodes& nodes) noexcept {
   out.put(nodes.size);
   out.put_bytes(nodes.bytes.get(), nodes.size);
 }
-
 template <class Kind>
-[[nodiscard]] const Kind& payload(const evmsg& event, const Field<Kind>& field, const EncodedNodes&) noexcept {
-  return event.*field.member;
-}
-[[nodiscard]] const EncodedNodes& payload(const evmsg&, const Field<NodeList>&, const EncodedNodes& nodes) noexcept {
-  return nodes;
-}
-
-[[nodiscard]] std::uint64_t wire_size(const evmsg& event, const EncodedNodes& nodes) noexcept {
-  std::uint64_t total = sizeof event.present;
-  every_field([&](const auto& field) {
-    if (event.has(field.bit)) total += wire_size(payload(event, field, nodes));
-    return true;
-  });
-  return total;
-}
-
-void put(Writer& out, const evmsg& event, const EncodedNodes& nodes) noexcept {
-  out.put(event.present);
-  every_field([&](const auto& field) {
-    if (event.has(field.bit)) put(out, payload(event, field, nodes));
-    return true;
-  });
+void put(FieldWriter& out, const evmsg& event, const Field<Kind>& field, const EncodedNodes&) noexcept {
+  out.put(event.*field.member);
 }
 
 // A block that is the right size for one event, and grows by doubling for a list.
 class Output {
  public:
-  // Room for `size` more bytes, in one piece. Null when memory runs out.
+  // Room for `size` more bytes, in one piece, and a copy_step behind them. Null when memory runs out.
   [[nodiscard]] unsigned char* extend(std::uint32_t size) noexcept {
-    const std::uint32_t needed = used_ + size;
+    const std::uint32_t needed = used_ + size + copy_step;
     if (needed > room_) {
       const std::uint32_t room = std::max(needed, room_ > UINT32_MAX / 2 ? UINT32_MAX - 4 : 2 * room_);
       void* const larger = oxcMemRealloc(block_.get(), room, "ev_encode");
@@ -59,7 +34,7 @@ class Output {
       room_ = room;
     }
     unsigned char* const at = block_.get() + used_;
-    used_ = needed;
+    used_ += size;
     return at;
   }
   [[nodiscard]] std::uint32_t size() const noexcept { return used_; }
@@ -73,15 +48,21 @@ class Output {
 
 OX_RESULT append(Output& output, const evmsg& event) noexcept {
   EncodedNodes nodes;
-  if (const OX_RESULT result = nodes.encode(event.dnode_list)) return result;
-  const std::uint64_t size = wire_size(event, nodes);
-  if (size > UINT32_MAX - output.size()) return OX_EENCODEDLONG;
+  std::uint64_t size = sizeof event.present + event.wire_bytes;
+  if (event.has(fields::dnode_list.bit)) {
+    if (const OX_RESULT result = nodes.encode(event.dnode_list)) return result;
+    size += sizeof nodes.size + nodes.size;
+  }
+  if (size > UINT32_MAX - copy_step - output.size()) return OX_EENCODEDLONG;
   unsigned char* const at = output.extend(static_cast<std::uint32_t>(size));
   if (at == nullptr) return OX_ENOMEM;
-  Writer out(at, size);
-  put(out, event, nodes);
-  out.finish();
-  return OX_OK;
+  FieldWriter out(at);
+  out.put(event.present);
+  (void)every_field([&](const auto& field) {
+    if (event.has(field.bit)) put(out, event, field, nodes);
+    return true;
+  });
+  return out.position() == at + size ? OX_OK : OX_EARG;
 }
 
 OX_RESULT encode(const evmsg* list, void** buffer, std::uint32_t* length, bool first_only) noexcept {
@@ -137,16 +118,19 @@ OX_RESULT decode(const void* buffer, std::uint32_t length, evmsg** list) noexcep
 
 void store(evmsg& event, const Field<Number>& field, const View& view, char*&) noexcept {
   event.*field.member = view.number;
+  event.wire_bytes += wire_size(event.*field.member);
 }
 template <class AnyText>
 void store(evmsg& event, const Field<AnyText>& field, const View& view, char*& room) noexcept {
   std::memcpy(room, view.bytes, view.size);
   (event.*field.member).text = room;
   (event.*field.member).size = view.size;
+  event.wire_bytes += wire_size(event.*field.member);
   room += view.size;
 }
 void store(evmsg& event, const Field<Address>& field, const View& view, char*&) noexcept {
   std::memcpy((event.*field.member).bytes, view.bytes, view.size);
+  event.wire_bytes += wire_size(event.*field.member);
 }
 void store(evmsg&, const Field<NodeList>&, const View&, char*&) noexcept {}
 

@@ -11,7 +11,9 @@ namespace ox::event {
 
 using Number = std::uint32_t;
 
-// An owned text, its terminator counted in the size. All zero when absent.
+// An owned text, its terminator counted in the size. All zero when absent. Its block reaches on to the next multiple of
+// copy_step, so that whole steps can be read from it.
+inline constexpr std::uint32_t copy_step = 16;
 struct Text {
   char* text;
   std::uint32_t size;
@@ -32,16 +34,44 @@ struct Address {
 [[nodiscard]] inline std::size_t wire_size(const Memo& field) noexcept { return sizeof(std::uint32_t) + field.size; }
 [[nodiscard]] inline std::size_t wire_size(const Address& field) noexcept { return sizeof field.bytes; }
 
-inline void put(Writer& out, const Number& field) noexcept { out.put(field); }
-inline void put(Writer& out, const Text& field) noexcept {
-  out.put(static_cast<std::uint16_t>(field.size));
-  out.put_bytes(field.text, field.size);
-}
-inline void put(Writer& out, const Memo& field) noexcept {
-  out.put(field.size - 1);
-  out.put_bytes(field.text, field.size);
-}
-inline void put(Writer& out, const Address& field) noexcept { out.put_bytes(field.bytes, sizeof field.bytes); }
+// Writes fields into a block that reaches copy_step beyond their end: texts are copied in whole steps, the last of
+// which may run over into what comes next. A call of memcpy for each would cost more than its bytes.
+class FieldWriter {
+ public:
+  explicit FieldWriter(unsigned char* block) noexcept : position_(block) {}
+
+  void put(const Number& field) noexcept { put_integer(field); }
+  void put(const Text& field) noexcept {
+    put_integer(static_cast<std::uint16_t>(field.size));
+    put_text(field);
+  }
+  void put(const Memo& field) noexcept {
+    put_integer(field.size - 1);
+    put_text(field);
+  }
+  void put(const Address& field) noexcept { put_bytes(field.bytes, sizeof field.bytes); }
+  void put_bytes(const void* bytes, std::size_t size) noexcept {
+    if (size != 0) std::memcpy(position_, bytes, size);
+    position_ += size;
+  }
+  [[nodiscard]] const unsigned char* position() const noexcept { return position_; }
+
+ private:
+  template <class Integer>
+  void put_integer(Integer value) noexcept {
+    value = big_endian(value);
+    std::memcpy(position_, &value, sizeof value);
+    position_ += sizeof value;
+  }
+  void put_text(const Text& field) noexcept {
+    for (std::uint32_t at = 0; at < field.size; at += copy_step) {
+      std::memcpy(position_ + at, field.text + at, copy_step);
+    }
+    position_ += field.size;
+  }
+
+  unsigned char* position_;
+};
 
 // A field as it lies in received bytes.
 struct View {
@@ -79,8 +109,9 @@ struct View {
 // A text of its own block, tagged as str_set tags them. False when memory runs out.
 [[nodiscard]] inline bool copy_text(const char* text, Text& copy) noexcept {
   const std::size_t size = std::strlen(text) + 1;
-  if (size > UINT32_MAX) return false;
-  auto* block = static_cast<char*>(oxcMemAlloc(static_cast<std::uint32_t>(size), "str_set"));
+  if (size > UINT32_MAX - copy_step) return false;
+  const auto room = static_cast<std::uint32_t>(size + copy_step - 1) / copy_step * copy_step;
+  auto* block = static_cast<char*>(oxcMemAlloc(room, "str_set"));
   if (block == nullptr) return false;
   std::memcpy(block, text, size);
   copy.text = block;

@@ -155,6 +155,10 @@ TEST_F(EvfltTest, FirstAndLastShortenAList) {
       oxeEvfltFirstLast(&list, nullptr);
       oxeEvmsgFree(list);
     }
+    evmsg* one = oxeEvmsgAlloc();  // on no list
+    oxeEvfltFirstLast(&one, filter);
+    EXPECT_NE(nullptr, one);
+    oxeEvmsgFree(one);
     evmsg* none = nullptr;
     oxeEvfltFirstLast(&none, filter);
     oxeEvfltFirstLast(nullptr, filter);
