@@ -15,27 +15,32 @@ void put(FieldWriter& out, const evmsg&, const Field<NodeList>&, const EncodedNo
   out.put_bytes(nodes.bytes.get(), nodes.size);
 }
 template <class Kind>
-void put(FieldWriter& out, const evmsg& event, const Field<Kind>& field, const EncodedNodes&) noexcept {
+[[gnu::always_inline]] inline void put(FieldWriter& out, const evmsg& event, const Field<Kind>& field,
+                                       const EncodedNodes&) noexcept {
   out.put(event.*field.member);
 }
 
-// A block that is the right size for one event, and grows by doubling for a list.
+// The block that the encoding is written to, with a copy_step behind what is used.
 class Output {
  public:
-  // Room for `size` more bytes, in one piece, and a copy_step behind them. Null when memory runs out.
+  // Room for `size` more bytes, in one piece. Null when memory runs out.
   [[nodiscard]] unsigned char* extend(std::uint32_t size) noexcept {
-    const std::uint32_t needed = used_ + size + copy_step;
-    if (needed > room_) {
-      const std::uint32_t room = std::max(needed, room_ > UINT32_MAX / 2 ? UINT32_MAX - 4 : 2 * room_);
-      void* const larger = oxcMemRealloc(block_.get(), room, "ev_encode");
-      if (larger == nullptr) return nullptr;
-      (void)block_.release();
-      block_.reset(static_cast<unsigned char*>(larger));
-      room_ = room;
+    if (size + copy_step > room_ - used_) [[unlikely]] {
+      if (!grow(used_ + size + copy_step)) return nullptr;
     }
     unsigned char* const at = block_.get() + used_;
     used_ += size;
     return at;
+  }
+  // At least twice the room there was, so that a long list is not copied for each of its events.
+  [[nodiscard]] bool grow(std::uint32_t needed) noexcept {
+    const std::uint32_t room = std::max(needed, room_ > UINT32_MAX / 2 ? UINT32_MAX - 4 : 2 * room_);
+    void* const larger = oxcMemRealloc(block_.get(), room, "ev_encode");
+    if (larger == nullptr) return false;
+    (void)block_.release();
+    block_.reset(static_cast<unsigned char*>(larger));
+    room_ = room;
+    return true;
   }
   [[nodiscard]] std::uint32_t size() const noexcept { return used_; }
   [[nodiscard]] void* release() noexcept { return block_.release(); }
@@ -45,6 +50,15 @@ class Output {
   std::uint32_t used_ = 0;
   std::uint32_t room_ = 0;
 };
+
+// Without the lists of data nodes, whose size is known when they are encoded.
+std::uint64_t known_size(const evmsg* list, bool first_only) noexcept {
+  std::uint64_t size = 0;
+  for (const evmsg* event = list; event != nullptr; event = first_only ? nullptr : event->next) {
+    size += sizeof event->present + event->wire_bytes;
+  }
+  return size;
+}
 
 OX_RESULT append(Output& output, const evmsg& event) noexcept {
   EncodedNodes nodes;
@@ -57,16 +71,22 @@ OX_RESULT append(Output& output, const evmsg& event) noexcept {
   unsigned char* const at = output.extend(static_cast<std::uint32_t>(size));
   if (at == nullptr) return OX_ENOMEM;
   FieldWriter out(at);
-  out.put(event.present);
-  (void)every_field([&](const auto& field) {
-    if (event.has(field.bit)) put(out, event, field, nodes);
-    return true;
-  });
+  const std::uint32_t present = event.present;  // read once: the bytes written might be its own, for the compiler
+  out.put(present);
+#define X(kind, Stem, member, bit) \
+  if ((present & bit) != 0) put(out, event, fields::member, nodes);
+  OX_EVMSG_FIELDS(X)
+#undef X
   return out.position() == at + size ? OX_OK : OX_EARG;
 }
 
 OX_RESULT encode(const evmsg* list, void** buffer, std::uint32_t* length, bool first_only) noexcept {
   Output output;
+  if (list != nullptr) {
+    const std::uint64_t size = known_size(list, first_only) + copy_step;
+    if (size > UINT32_MAX) return OX_EENCODEDLONG;
+    if (!output.grow(static_cast<std::uint32_t>(size))) return OX_ENOMEM;
+  }
   for (const evmsg* event = list; event != nullptr; event = first_only ? nullptr : event->next) {
     if (const OX_RESULT result = append(output, *event)) return result;
   }

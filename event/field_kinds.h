@@ -40,16 +40,16 @@ class FieldWriter {
  public:
   explicit FieldWriter(unsigned char* block) noexcept : position_(block) {}
 
-  void put(const Number& field) noexcept { put_integer(field); }
-  void put(const Text& field) noexcept {
+  [[gnu::always_inline]] void put(const Number& field) noexcept { put_integer(field); }
+  [[gnu::always_inline]] void put(const Text& field) noexcept {
     put_integer(static_cast<std::uint16_t>(field.size));
     put_text(field);
   }
-  void put(const Memo& field) noexcept {
+  [[gnu::always_inline]] void put(const Memo& field) noexcept {
     put_integer(field.size - 1);
     put_text(field);
   }
-  void put(const Address& field) noexcept { put_bytes(field.bytes, sizeof field.bytes); }
+  [[gnu::always_inline]] void put(const Address& field) noexcept { put_bytes(field.bytes, sizeof field.bytes); }
   void put_bytes(const void* bytes, std::size_t size) noexcept {
     if (size != 0) std::memcpy(position_, bytes, size);
     position_ += size;
@@ -63,7 +63,7 @@ class FieldWriter {
     std::memcpy(position_, &value, sizeof value);
     position_ += sizeof value;
   }
-  void put_text(const Text& field) noexcept {
+  [[gnu::always_inline]] void put_text(const Text& field) noexcept {
     for (std::uint32_t at = 0; at < field.size; at += copy_step) {
       std::memcpy(position_ + at, field.text + at, copy_step);
     }

@@ -3,11 +3,13 @@
 
 namespace {
 
+using ox::fuzz::expect;
+
 // A filter of many criteria that reads what events hold.
 evflt* every_text() {
   evflt* const filter = oxeEvfltAlloc();
   for (const uint32_t bit : {OX_EVFLT_SENDER, OX_EVFLT_COMMNAME, OX_EVFLT_COMPTYPE, OX_EVFLT_MSGFILE, OX_EVFLT_MEMO}) {
-    require(oxeEvfltSet(filter, bit, reinterpret_cast<uintptr_t>("*a?*b*")) == OX_OK);
+    expect(oxeEvfltSet(filter, bit, reinterpret_cast<uintptr_t>("*a?*b*")) == OX_OK);
   }
   return filter;
 }
@@ -17,30 +19,39 @@ void visit(evmsg* list) {
   for (evmsg* event = list; event != nullptr; event = oxeEvmsgNext(event)) {
     (void)oxeEvfltMatch(event, filter);
     const char* text = nullptr;
-    if (oxeEvmsgGetMemo(event, &text) == OX_OK) require(oxeEvmsgSetSender(event, text) == OX_OK && *text != '\0');
-    if (oxeEvmsgGetMapName(event, &text) == OX_OK) require(oxeEvmsgSetMapName(event, text) == OX_OK);
+    if (oxeEvmsgGetMemo(event, &text) == OX_OK) expect(oxeEvmsgSetSender(event, text) == OX_OK && *text != '\0');
+    if (oxeEvmsgGetMapName(event, &text) == OX_OK) expect(oxeEvmsgSetMapName(event, text) == OX_OK);
     // A sender longer than its length word can tell would not come back.
     if (oxeEvmsgGetSender(event, &text) == OX_OK && std::strlen(text) > 65534) (void)oxeEvmsgClrSender(event);
   }
   (void)oxeEvfltFree(filter);
 }
 
-void events(const void* data, uint32_t size) {
-  evmsg* list = nullptr;
-  const OX_RESULT result = oxeEvmsgDecode(data, size, &list);
-  if (result != OX_OK) return require(list == nullptr);
-  visit(list);
-  Block once, twice;
-  const OX_RESULT encoded = oxeEvmsgEncode(list, &once.bytes, &once.size, 0);
+// Releases the list.
+OX_RESULT encode(evmsg* list, std::string& wire) {
+  void* block = nullptr;
+  uint32_t length = 0;
+  const OX_RESULT result = oxeEvmsgEncode(list, &block, &length, 0);
+  wire = ox::fuzz::take_block(block, length);
   (void)oxeEvmsgFree(list);
-  if (encoded == OX_EENCODEDLONG) return;  // a node's text that has become a terminator too long
-  require(encoded == OX_OK);
-  evmsg* again = nullptr;
-  require(oxeEvmsgDecode(once.bytes, once.size, &again) == OX_OK);
-  require(oxeEvmsgEncode(again, &twice.bytes, &twice.size, 0) == OX_OK && once == twice);
-  (void)oxeEvmsgFree(again);
+  return result;
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) { return run_decoder(data, size, events); }
+void ox::fuzz::run(std::string_view input) {
+  const uint32_t blocks = oxcGetMemValue(1);
+  evmsg* list = nullptr;
+  if (oxeEvmsgDecode(input.data(), static_cast<uint32_t>(input.size()), &list) == OX_OK) {
+    visit(list);
+    std::string wire, again;
+    const OX_RESULT encoded = encode(list, wire);
+    expect(encoded == OX_OK || encoded == OX_EENCODEDLONG);  // a node's text may have become a terminator too long
+    evmsg* same = nullptr;
+    expect(oxeEvmsgDecode(wire.data(), static_cast<uint32_t>(wire.size()), &same) == OX_OK);
+    expect(encode(same, again) == OX_OK && wire == again);
+  } else {
+    expect(list == nullptr);
+  }
+  expect(oxcGetMemValue(1) == blocks);
+}

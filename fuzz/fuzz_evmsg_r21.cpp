@@ -3,18 +3,31 @@
 
 namespace {
 
-void older_event(const void* data, uint32_t size) {
-  evmsg* event = nullptr;
-  if (oxeEvmsgDecodeR21(data, size, &event) != OX_OK) return require(event == nullptr);
-  Block once, twice;
-  const OX_RESULT encoded = oxeEvmsgEncodeR21(event, &once.bytes, &once.size);
+// Releases the event.
+OX_RESULT encode(evmsg* event, std::string& wire) {
+  void* block = nullptr;
+  uint32_t length = 0;
+  const OX_RESULT result = oxeEvmsgEncodeR21(event, &block, &length);
+  wire = ox::fuzz::take_block(block, length);
   (void)oxeEvmsgFree(event);
-  if (encoded == OX_EENCODEDLONG) return;  // more data nodes than one may send
-  require(encoded == OX_OK && oxeEvmsgDecodeR21(once.bytes, once.size, &event) == OX_OK);
-  require(oxeEvmsgEncodeR21(event, &twice.bytes, &twice.size) == OX_OK && once == twice);
-  (void)oxeEvmsgFree(event);
+  return result;
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) { return run_decoder(data, size, older_event); }
+void ox::fuzz::run(std::string_view input) {
+  const uint32_t blocks = oxcGetMemValue(1);
+  evmsg* event = nullptr;
+  if (oxeEvmsgDecodeR21(input.data(), static_cast<uint32_t>(input.size()), &event) == OX_OK) {
+    std::string wire, again;
+    const OX_RESULT encoded = encode(event, wire);
+    expect(encoded == OX_OK || encoded == OX_EENCODEDLONG);  // more data nodes than may be sent
+    if (encoded == OX_OK) {
+      expect(oxeEvmsgDecodeR21(wire.data(), static_cast<uint32_t>(wire.size()), &event) == OX_OK);
+      expect(encode(event, again) == OX_OK && wire == again);
+    }
+  } else {
+    expect(event == nullptr);
+  }
+  expect(oxcGetMemValue(1) == blocks);
+}
