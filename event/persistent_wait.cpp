@@ -27,11 +27,10 @@ struct PersistentWait {
   std::uint32_t wire_id;     // our name for it in messages
   std::uint32_t manager_id;  // the manager's
   evflt* filter;
-  std::uint32_t last_number;  // of the delivery taken last
-  bool remembers;             // the registry has a key for it
-  bool closed;                // while its callback ran: it goes when the last of them returns
-  std::uint32_t running;      // callbacks; an error may be told inside another's
-  char key[sizeof key_prefix + name_limit];
+  std::uint32_t last_number;         // of the delivery taken last
+  platform::RegistryNumber* memory;  // null when the registry has no key for it
+  bool closed;                       // while its callback ran: it goes when the last of them returns
+  std::uint32_t running;             // callbacks; an error may be told inside another's
 };
 
 constinit WaitList<PersistentWait> waits;
@@ -43,17 +42,19 @@ PersistentWait* find_by_wire_id(std::uint32_t wire_id) noexcept {
 }
 
 // The key is made by whoever installs the wait's application, never here: without one there is no memory.
-void recall(PersistentWait& wait) {
+void recall(PersistentWait& wait, const char* name) {
   wait.last_number = nothing_received;
-  wait.remembers = platform::registry_has_key(wait.key);
-  if (wait.remembers) (void)platform::registry_read(wait.key, number_name, wait.last_number);
+  auto memory = std::make_unique<platform::RegistryNumber>();
+  if (memory->open((std::string(key_prefix) + name).c_str(), number_name) != platform::error_none) return;
+  (void)memory->read(wait.last_number);
+  wait.memory = memory.release();
 }
 
 // A number that cannot be kept costs a repetition in a later process, not the delivery.
 void remember(PersistentWait& wait, std::uint32_t number) noexcept {
   wait.last_number = number;
-  if (!wait.remembers) return;
-  (void)guarded([&] { return platform::registry_write(wait.key, number_name, number); });
+  if (wait.memory == nullptr) return;
+  (void)guarded([&] { return wait.memory->write(number); });
 }
 
 OX_RESULT call(PersistentWait& wait, evmsg* events, OX_RESULT code) {
@@ -121,9 +122,7 @@ OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void
   if (callback == nullptr) return OX_EARG;
   wait_ptr<PersistentWait> wait = make_wait<PersistentWait>("evwait_001");
   if (!wait) return OX_ENOMEM;
-  std::memcpy(wait->key, key_prefix, sizeof key_prefix);
-  std::memcpy(wait->key + sizeof key_prefix - 1, name, length + 1);
-  recall(*wait);
+  recall(*wait, name);
   wait->wire_id =
       make_wire_id(wait.get(), last_wire_id, [](std::uint32_t id) { return find_by_wire_id(id) != nullptr; });
   set_report_handler(code_wait_open, on_delivery);

@@ -10,11 +10,12 @@
 
 namespace ox::event {
 
-// Wait is a tracked record with the queue links first, and with a member `filter` that it owns.
+// Wait is a tracked record with the queue links first, and with a member `filter` that it owns, perhaps `memory`, too.
 template <class Wait>
 struct WaitDelete {
   void operator()(Wait* wait) const noexcept {
     (void)oxeEvfltFree(wait->filter);
+    if constexpr (requires { wait->memory; }) delete wait->memory;
     (void)oxcMemFree(wait);
   }
 };

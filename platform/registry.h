@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "platform/error.h"
@@ -21,5 +22,26 @@ namespace ox::platform {
 // Write a value, making the key when it is absent. A reader sees the old file or the new one, never half of it.
 [[nodiscard]] Error registry_write(const char* key, const char* name, const char* text);
 [[nodiscard]] Error registry_write(const char* key, const char* name, std::uint32_t number);
+
+// A number of a key that is written often, by one process at a time: a write costs far less than a registry_write(),
+// and survives the end of the process in any way. Other readers see it at the latest when the owner has gone in good
+// order.
+class RegistryNumber {
+ public:
+  RegistryNumber();
+  ~RegistryNumber();
+  RegistryNumber(const RegistryNumber&) = delete;
+  RegistryNumber& operator=(const RegistryNumber&) = delete;
+
+  // error_file_not_found when there is no such key; it is not made. Throws std::bad_alloc.
+  [[nodiscard]] Error open(const char* key, const char* name);
+  // error_file_not_found while there is no number.
+  [[nodiscard]] Error read(std::uint32_t& number) const;
+  [[nodiscard]] Error write(std::uint32_t number);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
 
 }  // namespace ox::platform

@@ -310,6 +310,23 @@ TEST_F(WaitTest, TheNumberSurvivesTheWaitWhereTheRegistryHasAKey) {
     EXPECT_EQ(remembers ? 1u : 3u, got.size());
   }
   EXPECT_FALSE(platform::registry_has_key("Software\\CORVID\\OXBASE\\evWaitKey\\keyless"));
+  std::uint32_t number = 0;
+  EXPECT_EQ(platform::error_none, platform::registry_read(key_of_app, "lastReceiveNumber", number));
+  EXPECT_EQ(42u, number);
+
+  // As a process that dies leaves it: kept, though the wait was not closed; but an edited registry comes first.
+  std::vector<void*> abandoned = {open_persistent()};
+  (void)answers_to({delivery(43, event_bytes(3))});
+  for (const std::uint32_t kept : {43u, 50u}) {
+    if (kept == 50) {
+      ASSERT_EQ(platform::error_none, platform::registry_write(key_of_app, "lastReceiveNumber", kept));
+    }
+    got.clear();
+    abandoned.push_back(open_persistent());
+    (void)answers_to({delivery(kept, event_bytes(3)), delivery(44, event_bytes(4))});
+    EXPECT_EQ((std::vector<Delivery>{{abandoned.back(), {4}, 0}}), got);
+  }
+  for (void* const wait : abandoned) close_persistent(wait);
 }
 
 TEST_F(WaitTest, AWaitClosedInItsCallbackGoesWithIt) {
