@@ -61,10 +61,10 @@ void oxcTrConf::link(Enterprise& enterprise, std::size_t rank, oxcTrTag* tag) no
 }
 
 void oxcTrConf::note(Enterprise& enterprise, const oxcTrTag& tag, std::uint64_t order) {
-  const std::size_t marks = marks_of(tag);
+  const std::size_t own_marks = marks_of(tag);
   const Place place{&tag, order};
   const auto [found, made] =
-      enterprise.numbers[marks].try_emplace(key_of(marks, tag.genericCode, tag.specificCode), place);
+      enterprise.numbers[own_marks].try_emplace(key_of(own_marks, tag.genericCode, tag.specificCode), place);
   if (!made && order < found->second.order) found->second = place;
 }
 
