@@ -125,7 +125,7 @@ bool print_formatted(dnode* list, const std::string& format) {
   return good;
 }
 
-bool print_json(dnode* list) {
+bool print_json(dnode* list, int indent) {
   nlohmann::json nodes = nlohmann::json::array();
   bool good = true;
   for (dnode* node = list; node != nullptr; node = oxdNext(node)) {
@@ -143,7 +143,7 @@ bool print_json(dnode* list) {
     nodes.push_back(std::move(entry));
   }
   // Bytes that are no UTF-8 are replaced: a stored text may be in any code.
-  std::puts(nodes.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+  std::puts(nodes.dump(indent, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
   return good;
 }
 

@@ -14,6 +14,7 @@ bool print_table(dnode* list, bool raw);
 bool print_formatted(dnode* list, const std::string& format);
 
 // Prints a JSON array: {"component", "name", "path", "type", "value", "text"} or {..., "error", "message"}.
-bool print_json(dnode* list);
+// Indent -1 puts it on one line.
+bool print_json(dnode* list, int indent = 2);
 
 }  // namespace tool

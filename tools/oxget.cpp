@@ -1,4 +1,5 @@
 // oxget: reads values.
+#include <cstdio>
 #include <memory>
 
 #include "tools/cli.h"
@@ -15,6 +16,8 @@ struct Options {
   bool raw = false;
   uint32_t bits = 0;
   uint32_t timeout = 0;
+  bool watch = false;
+  uint32_t count = 0;
 };
 
 std::string joined(const std::vector<std::string>& names) {
@@ -23,19 +26,68 @@ std::string joined(const std::vector<std::string>& names) {
   return list;
 }
 
+bool print(const Options& options, dnode* list) {
+  if (options.json) return tool::print_json(list, options.watch ? -1 : 2);
+  return options.format.empty() ? tool::print_table(list, options.raw) : tool::print_formatted(list, options.format);
+}
+
+const char* manager(const Options& options) { return options.manager.empty() ? nullptr : options.manager.c_str(); }
+
+// ---- Watching ----
+
+struct Watch {
+  const Options& options;
+  uint32_t reports = 0;
+  OX_RESULT failure = OX_OK;
+};
+
+void OX_CALL on_report(void*, void* argument, dnode* list, OX_RESULT code) {
+  Watch& watch = *static_cast<Watch*>(argument);
+  const std::unique_ptr<dnode, decltype(&oxdFree)> owner(list, oxdFree);
+  if (code == OX_ETOOMANY) {
+    std::fputs("oxget: reports have been lost here\n", stderr);
+  } else if (list == nullptr) {
+    watch.failure = code;
+  } else {
+    (void)print(watch.options, list);
+    (void)std::fflush(stdout);
+    ++watch.reports;
+  }
+}
+
+bool connection_lost = false;
+void OX_CALL on_disconnect(uint32_t, OX_RESULT, uint32_t) { connection_lost = true; }
+
+int watch(const Options& options) {
+  constexpr uint32_t forever = 0xFFFFFFFF;
+  tool::require(oxaInit(on_disconnect), "manager");
+  const std::string names = joined(options.names);
+  Watch watched{options};
+  void* request = nullptr;
+  tool::require(oxaAsyGet(manager(options), options.component.c_str(), names.c_str(), nullptr, options.bits,
+                          options.timeout, on_report, &watched, &request),
+                options.component);
+  const auto goes_on = [&] {
+    return watched.failure == OX_OK && !connection_lost && (options.count == 0 || watched.reports < options.count);
+  };
+  while (goes_on() && oxaDispatch(forever) == OX_OK) {
+  }
+  if (connection_lost) throw tool::Failure("manager", OX_ECLOSED);
+  tool::require(watched.failure, options.component + " " + names);
+  tool::require(oxaClose(request), options.component);
+  return tool::exit_ok;
+}
+
 int get(const Options& options) {
   tool::open_session();
   const std::string names = joined(options.names);
   dnode* list = nullptr;
   const OX_RESULT result =
-      oxaGet(options.manager.empty() ? nullptr : options.manager.c_str(), options.component.c_str(), names.c_str(),
-             nullptr, options.bits, options.timeout, &list);
+      oxaGet(manager(options), options.component.c_str(), names.c_str(), nullptr, options.bits, options.timeout, &list);
   const std::unique_ptr<dnode, decltype(&oxdFree)> owner(list, oxdFree);
   // 121 means that some nodes carry errors of their own: they are shown beside the values.
   if (result != OX_ENODES) tool::require(result, options.component + " " + names);
-  const bool good = options.json             ? tool::print_json(list)
-                    : options.format.empty() ? tool::print_table(list, options.raw)
-                                             : tool::print_formatted(list, options.format);
+  const bool good = print(options, list);
   return good && result == OX_OK ? tool::exit_ok : tool::exit_failed;
 }
 
@@ -51,8 +103,12 @@ int main(int argc, char** argv) {
                                 "%SS answer time; widths as in printf; \\n and \\t");
   app.add_flag("-j,--json", options.json, "JSON for machines")->excludes(format);
   app.add_flag("-r,--raw", options.raw, "raw values, without enumeration names")->excludes(format);
-  app.add_option("-t,--timeout", options.timeout, "seconds to wait for the values (0: the manager's own)");
+  app.add_option("-t,--timeout", options.timeout,
+                 "seconds to wait for the values; with --watch, between two looks at values of agents "
+                 "(0: the manager's own)");
   app.add_option("-o,--options", options.bits, "option bits of the request");
+  auto* watching = app.add_flag("-w,--watch", options.watch, "go on: print the values, then every change of them");
+  app.add_option("-n,--count", options.count, "with --watch: end after that many reports")->needs(watching);
   app.add_option("-m,--manager", options.manager, "name of the manager (default: the local one)");
   app.footer(
       "Examples:\n"
@@ -60,6 +116,7 @@ int main(int argc, char** argv) {
       "  oxget node:router1 .interfaces.ifTable\n"
       "  oxget 'node:*' '.system.{sysName,sysUpTime}.0' --json\n"
       "  oxget system:system obj.cmn.cmnName.0 --format '%C %V\\n'\n"
+      "  oxget --watch 'node:*' .system.sysUpTime.0 -t 10\n"
       "Exit code: 0 all values read, 1 an error (its text on stderr or beside the value), 2 usage.");
-  return tool::run(app, tool::arguments(argc, argv), [&] { return get(options); });
+  return tool::run(app, tool::arguments(argc, argv), [&] { return options.watch ? watch(options) : get(options); });
 }
