@@ -22,6 +22,17 @@ Unit unit_at(const char* text) noexcept {
   return {static_cast<std::uint32_t>(first << 8 | static_cast<unsigned char>(text[1])), 2};
 }
 
+// The next place from `text` on where what follows a "*" can begin to match.
+const char* next_candidate(const char* text, Unit wanted) noexcept {
+  if (wanted.code == '*' || wanted.code == '?') return text;
+  while (*text != '\0') {
+    const Unit found = unit_at(text);
+    if (found.code == wanted.code) break;
+    text += found.size;
+  }
+  return text;
+}
+
 }  // namespace
 
 // Only the last "*" ever has to be tried again: what matched before an earlier one is the shortest beginning that can
@@ -34,13 +45,14 @@ bool wildcard_match(const char* pattern, const char* text) noexcept {
     const Unit found = unit_at(text);
     if (wanted.code == '*') {
       after_star = ++pattern;
-      star_text = text;
+      if (*pattern == '\0') return true;
+      text = star_text = next_candidate(text, unit_at(pattern));
     } else if (wanted.code == '?' || wanted.code == found.code) {
       pattern += wanted.size;
       text += found.size;
     } else if (after_star != nullptr) {
       star_text += unit_at(star_text).size;
-      text = star_text;
+      text = star_text = next_candidate(star_text, unit_at(after_star));
       pattern = after_star;
     } else {
       return false;
