@@ -110,8 +110,8 @@ void modify(Manager& manager, StoredEvent event, const evmsg* given) {
 std::optional<StoredEvent> find_listed(Manager& manager, const evmsg* given) {
   const auto sequence = manager.events.sequence_of(number_of(given, &oxeEvmsgGetSndId));
   if (!sequence) return {};
-  auto event = manager.events.store().get(*sequence);
-  if (event && !event->listed) event.reset();
+  std::optional<StoredEvent> event = manager.events.store().get(*sequence);
+  if (!event || !event->listed) return {};
   return event;
 }
 
