@@ -1,6 +1,6 @@
 #include "access/notifier.h"
 
-#include <semaphore>
+#include <future>
 #include <utility>
 
 #include "platform/environment.h"
@@ -23,12 +23,13 @@ void run(platform::NamedEvent& event, const platform::ReportWindow::Poster& wind
 
 void Notifier::start(platform::NamedEvent event, platform::ReportWindow::Poster window) {
   event_ = std::make_unique<platform::NamedEvent>(std::move(event));
-  std::binary_semaphore ready(0);
-  thread_ = std::thread([&ready, &event = *event_, window = std::move(window)] {
-    ready.release();
+  std::promise<void> ready;  // no semaphore: where it has no call of the system, its waiter can miss the release
+  const std::future<void> started = ready.get_future();
+  thread_ = std::thread([ready = std::move(ready), &event = *event_, window = std::move(window)]() mutable {
+    ready.set_value();
     run(event, window);
   });
-  ready.acquire();
+  started.wait();
 }
 
 void Notifier::stop() noexcept {
