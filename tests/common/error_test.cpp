@@ -27,14 +27,14 @@ namespace fs = std::filesystem;
 using namespace std::string_view_literals;
 using ox::platform::SharedBlock;
 using ox::test::home_dir;
-using ox::test::read_file;
+using ox::test::read_text;
 using ox::test::write_file;
 
 namespace {
 
 constexpr char block_name[] = "Global\\ox_errmsg";
 
-std::string message_path() { return home_dir() + "/LIB/LOCALE/0409/OXERROR.MSG"; }
+std::string message_path() { return ox::test::native(home_dir() + "/LIB/LOCALE/0409/OXERROR.MSG"); }
 
 const char* const absent = "-";
 
@@ -179,7 +179,7 @@ TEST_F(ErrorTextTest, NumbersOfPlatformAndRuntimeBecomeCodes) {
     EXPECT_EQ(code, oxcGetCRunError()) << number;
   }
   oxcSetDebugMask(0);
-  const std::string trace = read_file(ox::test::work_dir() + "/tmp/codes_00.dbg");
+  const std::string trace = read_text(ox::test::work_dir() + "/tmp/codes_00.dbg");
   for (const char* line : {"<X:oxcGetWinError[87]>\n", "<X:oxcGetCRunError[35]>\n"}) {
     EXPECT_NE(std::string::npos, trace.find(line)) << line;
   }

@@ -12,6 +12,7 @@
 #include "common/error_position.h"
 #include "common/open_retry.h"
 #include "common/trace_control.h"
+#include "platform/environment.h"
 #include "platform/file.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/system_root.h"
@@ -20,6 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
+using ox::test::native;
 using ox::test::work_dir;
 using ox::test::write_file;
 
@@ -111,8 +113,8 @@ TEST(FileList, BaseFirstOthersByNameUserLast) {
   }
   oxfFileList* list = nullptr;
   ASSERT_EQ(0u, oxfGetFileList(directory.c_str(), ".def", 0, &list));
-  EXPECT_EQ(directory + "/Oxbase.def", oxfGetFileName(list));
-  EXPECT_EQ(directory + "/USER.DEF", oxfGetFileName(oxfGetFilePrev(list))) << "the head's prev is the tail";
+  EXPECT_EQ(native(directory + "/Oxbase.def"), oxfGetFileName(list));
+  EXPECT_EQ(native(directory + "/USER.DEF"), oxfGetFileName(oxfGetFilePrev(list))) << "the head's prev is the tail";
   EXPECT_EQ(0u, oxfDestroyFileList(list));
   EXPECT_EQ(0u, oxcGetMemValue(1));
   write_file(directory + "/a-name-too-long-for-the-short-text-optimisation.def", "");
@@ -150,13 +152,14 @@ TEST(FileTrace, LinesAreThoseOfTheVocabulary) {
       "oxcCFileOpen", [] { return 0; }, [](int) { return false; }, [](uint32_t) {});
   (void)oxcSetDebugMask(0);
   ox::trace::detach();
-  EXPECT_EQ("<S:oxfGetFileList(" + directory + ",.def,14)>\nfile list {\n\t" + directory +
-                "/user.def(3)\n}\n<E:oxfGetFileList[0]>\n"
+  EXPECT_EQ("<S:oxfGetFileList(" + directory + ",.def,14)>\nfile list {\n\t" + native(directory) +
+                ox::platform::path_separator +
+                "user.def(3)\n}\n<E:oxfGetFileList[0]>\n"
                 "<S:oxfGetFileList((null),(null),0)>\n<E:oxfGetFileList[1]>\n"
                 "<S:oxcCFileOpen()>\n<E:oxcCFileOpen(0)>\n"
                 "<X:oxcCFileOpen(cnt = 1)>\n<X:oxcCFileOpen(cnt = 2)>\n<X:oxcCFileOpen(cnt = 3)>\n"
                 "<X:oxcCFileOpen(cnt = 4)>\n",
-            ox::test::read_file(work_dir() + "/tmp/files_00.dbg"));
+            ox::test::read_text(work_dir() + "/tmp/files_00.dbg"));
 }
 
 TEST(ErrorPosition, ANullFileSetsOnlyTheLineAndThreadsAreApart) {

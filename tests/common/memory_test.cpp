@@ -70,7 +70,7 @@ TEST_F(MemoryTest, DamagedAndUnknownBlocksAreReportedAndReleased) {
   oxcSetMemDebug(1);
   oxcMemFree(unknown);
   EXPECT_EQ(blocks, oxcGetMemValue(live));
-  const std::string text = ox::test::read_file(log);
+  const std::string text = ox::test::read_text(log);
   EXPECT_NE(std::string::npos, text.find("=== Destroied Memory(0x")) << text;
   EXPECT_NE(std::string::npos, text.find("=== NOT_FOUND_MEM_LIST(0x")) << text;
 }
@@ -78,10 +78,10 @@ TEST_F(MemoryTest, DamagedAndUnknownBlocksAreReportedAndReleased) {
 TEST_F(MemoryTest, TheListFileShowsLiveBlocksInOrder) {
   const std::string file = ox::test::work_dir() + "/tmp/list.log";
   oxcMemDebugListOut(file.c_str());
-  EXPECT_NE(std::string::npos, ox::test::read_file(file).find("\nmemlisthead==NULL\n\n"));
+  EXPECT_NE(std::string::npos, ox::test::read_text(file).find("\nmemlisthead==NULL\n\n"));
   void* const blocks[] = {oxcMemAlloc(16, "first"), oxcMemAlloc(4096, "second")};
   oxcMemDebugListOut(file.c_str());
-  const std::string text = ox::test::read_file(file);
+  const std::string text = ox::test::read_text(file);
   const auto at = text.find("mem_size=0000000016(0x00000010)");
   EXPECT_NE(std::string::npos, at);
   EXPECT_LT(at, text.find("mem_descr=second\n"));

@@ -96,7 +96,7 @@ TEST_F(DnodeFormat, APrintedListIsOneLinePerNode) {
   oxcSetDebugMask(0x400);
   EXPECT_EQ(0u, oxdPrintLog("%C\n", list));
   oxcSetDebugMask(0);
-  EXPECT_EQ("a%s\nb\n", ox::test::read_file(ox::test::work_dir() + "/tmp/lines_00.txt"));
+  EXPECT_EQ("a%s\nb\n", ox::test::read_text(ox::test::work_dir() + "/tmp/lines_00.txt"));
   ox::trace::detach();
   oxdFree(list);
 }

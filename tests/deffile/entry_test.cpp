@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using ox::test::read_file;
+using ox::test::read_text;
 using ox::test::work_dir;
 using ox::test::write_file;
 
@@ -172,10 +172,10 @@ TEST_F(UserFile, IsReplacedAndNeverLeftEmpty) {
   EXPECT_EQ(1u, ox::close_after_writing());
   write_file(temporary, "left by a crash, longer than what comes");
   EXPECT_EQ(0u, rewrite({entry}));
-  EXPECT_EQ("a:\t1\n", read_file(path));
+  EXPECT_EQ("a:\t1\n", read_text(path));
   oxcConfigEntry* const others[] = {made("comptype:", {}), made("\nb:", {"x y", "z"})};
   EXPECT_EQ(0u, rewrite({others[0], entry, others[1]}));
-  EXPECT_EQ("comptype:\ta:\t1\n\nb:\tx y\tz\n", read_file(path));
+  EXPECT_EQ("comptype:\ta:\t1\n\nb:\tx y\tz\n", read_text(path));
   for (oxcConfigEntry* other : others) EXPECT_EQ(0u, oxfClrConfent(other));
   for (int i = 0; i < 2; ++i) {
     EXPECT_EQ(0u, rewrite({}));
@@ -192,7 +192,7 @@ TEST_F(UserFile, AFailureKeepsTheOldOne) {
     EXPECT_NE(0u, rewrite({entry}));
     fs::remove(temporary);
   }
-  EXPECT_EQ("old:\t1\n", read_file(path));
+  EXPECT_EQ("old:\t1\n", read_text(path));
   fs::remove(path);
   fs::create_directory(path);
   EXPECT_EQ(138u, rewrite({entry}));

@@ -308,7 +308,7 @@ TEST_F(SnmpMessage, EveryAllocationMayFail) {
 }
 
 TEST(SnmpInstallation, IsAskedForOnce) {
-  write_file(system_root() + "/registry.reg", "Windows Registry Editor Version 5.00\n");
+  remove_settings();
   oxsSnmpMessage message{};
   void* buffer = nullptr;
   uint32_t length = 0;

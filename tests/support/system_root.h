@@ -14,6 +14,9 @@ namespace ox::test {
 // Writes the installation's registry values HomeDir and WorkDir.
 void install_settings();
 
+// Removes them, and everything else of the registry: nothing is installed.
+void remove_settings();
+
 // Removes the root and whatever else the test process has left on the machine.
 void remove_system();
 
@@ -26,5 +29,14 @@ void set_environment(const char* name, const char* value);
 // Writes a file, making the directories on the way, and reads one whole.
 void write_file(const std::string& path, std::string_view contents);
 [[nodiscard]] std::string read_file(const std::string& path);
+
+// Reads a text file as the C runtime does: lines end with "\n" alone.
+[[nodiscard]] std::string read_text(const std::string& path);
+
+// A path in the platform's own spelling, as composed paths have it.
+[[nodiscard]] std::string native(std::string path);
+
+// A group of the base system in which nobody is.
+[[nodiscard]] const char* foreign_group();
 
 }  // namespace ox::test

@@ -28,6 +28,10 @@ void install_settings() {
                  work_dir() + "\"\n");
 }
 
+const char* foreign_group() { return "tape"; }
+
+void remove_settings() { fs::remove(system_root() + "/registry.reg"); }
+
 bool make_full_file(const std::string& path) {
   fs::create_symlink("/dev/full", path);
   return true;

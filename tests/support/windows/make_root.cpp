@@ -18,12 +18,6 @@ namespace {
 
 constexpr char settings_key[] = "SOFTWARE\\CORVID\\OXBASE";
 
-// Everything of the private system: the level above the roots of its keys.
-void remove_registry() {
-  const std::string any = platform::registry_path("");
-  (void)::RegDeleteTreeA(HKEY_LOCAL_MACHINE, any.substr(0, any.size() - 1).c_str());
-}
-
 // The library's DLL is told of a thread's end; a test program that holds its parts itself sees to it here.
 void NTAPI on_thread(void* /*module*/, DWORD reason, void* /*reserved*/) {
   if (reason == DLL_THREAD_DETACH) platform::detach_thread_slot();
@@ -46,17 +40,25 @@ void set_environment(const char* name, const char* value) { (void)::_putenv_s(na
 
 void install_settings() {
   (void)system_root();
-  remove_registry();  // of an earlier process of the same number that was ended
+  remove_settings();  // of an earlier process of the same number that was ended
   if (platform::registry_write(settings_key, "HomeDir", home_dir().c_str()) != platform::error_none ||
       platform::registry_write(settings_key, "WorkDir", work_dir().c_str()) != platform::error_none) {
     std::abort();
   }
 }
 
+const char* foreign_group() { return "Guests"; }
+
+// Everything of the private system: the level above the roots of its keys.
+void remove_settings() {
+  const std::string any = platform::registry_path("");
+  (void)::RegDeleteTreeA(HKEY_LOCAL_MACHINE, any.substr(0, any.size() - 1).c_str());
+}
+
 bool make_full_file(const std::string& /*path*/) { return false; }
 
 void remove_system() {
-  remove_registry();
+  remove_settings();
   std::error_code ignored;  // a file that is still open keeps its folder
   fs::remove_all(system_root(), ignored);
 }
