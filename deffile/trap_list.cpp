@@ -80,7 +80,8 @@ void oxcTrConf::add(tag_ptr& tag) {
     throw;
   }
   ++added_;
-  const std::size_t rank = 2 * marks_set(marks_of(*tag)) + others;
+  const std::size_t rank =
+      std::size_t{2} * static_cast<std::size_t>(marks_set(marks_of(*tag))) + static_cast<std::size_t>(others);
   link(entry->second, rank, tag.release());
 }
 

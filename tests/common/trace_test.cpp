@@ -98,7 +98,7 @@ TEST_F(TraceTest, AnotherProcessSwitchesThroughTheControlBlock) {
 
 TEST_F(TraceTest, NamesBecomePatterns) {
   const std::string tmp = work_dir() + "/tmp";
-  const std::string moved = ox::test::system_root() + "/moved";
+  const std::string moved = native(ox::test::system_root() + "/moved");
   char id[16];
   std::snprintf(id, sizeof id, "ox%x", ox::platform::process_id());
   using Rows = std::vector<std::pair<std::string, std::string>>;

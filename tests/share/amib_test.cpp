@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 std::vector<std::string> files(const std::string& extension) {
   std::vector<std::string> found;
   for (const auto& entry : fs::directory_iterator(OX_SHARE_DIR "/public/amib")) {
-    if (entry.path().extension() == extension) found.push_back(entry.path());
+    if (entry.path().extension() == extension) found.push_back(entry.path().string());
   }
   std::sort(found.begin(), found.end());
   std::stable_partition(found.begin(), found.end(), [](const fs::path& path) { return path.stem() == "oxbase"; });

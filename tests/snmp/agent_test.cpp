@@ -41,7 +41,7 @@ std::string run(std::vector<std::string> arguments, const std::vector<std::strin
   UdpSocket agent;
   arguments.insert(arguments.end(), {"-m", "", "-On", "-r0", "-t5", agent.address()});
   arguments.insert(arguments.end(), operands.begin(), operands.end());
-  ChildProcess tool(arguments, output, Snmpd::environment(folder));
+  ChildProcess tool(arguments, output, agent_environment(folder));
   std::uint16_t from = 0;
   const std::string request = agent.receive(20s, &from);
   Message message;

@@ -10,7 +10,7 @@ namespace ox::test {
 class ChildProcess {
  public:
   ChildProcess() = default;  // none
-  // Starts arguments[0], looked for in PATH and the system's sbin folders. Output and errors go to `output_file`.
+  // Starts arguments[0], on Linux looked for in the system's folders too. Output and errors go to `output_file`.
   // `environment` holds "NAME=value" additions. Throws std::runtime_error when it cannot be started.
   ChildProcess(const std::vector<std::string>& arguments, const std::string& output_file,
                const std::vector<std::string>& environment = {});
@@ -21,11 +21,11 @@ class ChildProcess {
   [[nodiscard]] int pid() const noexcept { return pid_; }  // 0: none, or ended and waited for
   [[nodiscard]] bool running();
 
-  // Waits for the end; the exit status, 128 + signal for a killed one, -1 when the time is over.
+  // Waits for the end; the exit status, 128 + signal for one that was killed on Linux, -1 when the time is over.
   int wait(std::chrono::milliseconds limit);
-  // SIGTERM, and SIGKILL when that does not help within two seconds.
-  void terminate();
-  // SIGKILL.
+  // Asks it to end: by SIGTERM, on Windows by Ctrl+C on the console that the test shares with what it starts.
+  void ask_to_end();
+  // Ends it without asking.
   void kill();
 
  private:

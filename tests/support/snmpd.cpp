@@ -37,15 +37,9 @@ Snmpd::Snmpd(const std::string& folder, const std::string& configuration) : fold
   }
 }
 
-std::vector<std::string> Snmpd::environment(const std::string& folder) {
-  return {"SNMPCONFPATH=" + folder, "SNMP_PERSISTENT_DIR=" + folder + "/data", "MIBS=", "MIBDIRS=" + folder};
-}
-
 void Snmpd::start() {
   const std::string log = folder_ + "/snmpd.log";
-  process_ = ChildProcess({"snmpd", "-f", "-Lo", "-C", "-c", folder_ + "/snmpd.conf", "-p", folder_ + "/snmpd.pid",
-                           "-I", "-smux", address()},
-                          log, environment(folder_));
+  process_ = AgentProcess(folder_, address());
   const auto end = steady_clock::now() + std::chrono::seconds(20);
   while (process_.running() && steady_clock::now() < end) {
     if (answers()) return;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/child_process.h"
+#include "tests/support/agent_process.h"
 
 namespace ox::test {
 
@@ -23,15 +23,12 @@ class Snmpd {
   void stop() { process_.kill(); }
   void start();
 
-  // Variables that keep the agent's command-line tools away from the machine's own configuration.
-  [[nodiscard]] static std::vector<std::string> environment(const std::string& folder);
-
  private:
   bool answers();
 
   std::string folder_;
   std::uint16_t port_ = 0;
-  ChildProcess process_;
+  AgentProcess process_;
 };
 
 }  // namespace ox::test

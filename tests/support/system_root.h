@@ -36,6 +36,9 @@ void write_file(const std::string& path, std::string_view contents);
 // A path in the platform's own spelling, as composed paths have it.
 [[nodiscard]] std::string native(std::string path);
 
+// A Japanese text as a program shows it on a system of that language. The argument is UTF-8.
+[[nodiscard]] std::string as_shown_in_japan(const char* text);
+
 // A group of the base system in which nobody is.
 [[nodiscard]] const char* foreign_group();
 

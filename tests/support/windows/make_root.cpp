@@ -55,6 +55,14 @@ void remove_settings() {
   (void)::RegDeleteTreeA(HKEY_LOCAL_MACHINE, any.substr(0, any.size() - 1).c_str());
 }
 
+std::string as_shown_in_japan(const char* text) {
+  wchar_t wide[256];
+  char narrow[512];
+  (void)::MultiByteToWideChar(CP_UTF8, 0, text, -1, wide, 256);
+  (void)::WideCharToMultiByte(932, 0, wide, -1, narrow, sizeof narrow, nullptr, nullptr);
+  return narrow;
+}
+
 bool make_full_file(const std::string& /*path*/) { return false; }
 
 void remove_system() {

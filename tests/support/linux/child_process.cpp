@@ -78,10 +78,8 @@ int ChildProcess::wait(std::chrono::milliseconds limit) {
   return status_;
 }
 
-void ChildProcess::terminate() {
-  if (!running()) return;
-  ::kill(pid_, SIGTERM);
-  if (wait(std::chrono::seconds(2)) == -1) kill();
+void ChildProcess::ask_to_end() {
+  if (running()) ::kill(pid_, SIGTERM);
 }
 
 void ChildProcess::kill() {

@@ -1,0 +1,53 @@
+#!/bin/sh
+# Installs the Windows build into a scratch folder, builds app.c against it in both documented ways and runs it; then
+# looks at the DLL itself.
+# usage: installed_tree_windows.sh BUILD SOURCE TOOLCHAIN RUNNER
+set -eu
+scratch=$(mktemp -d)
+key='HKLM\SOFTWARE\CORVID\OXBASE'
+trap 'rm -rf "$scratch"' EXIT
+cmake --install "$1" --prefix "$scratch/tree" >/dev/null
+
+pc=$(find "$scratch/tree" -name oxbase.pc)
+export PKG_CONFIG_PATH="${pc%/*}"
+# shellcheck disable=SC2046
+i686-w64-mingw32-gcc-posix -std=c99 -Wall -Wextra -Werror "$2/app.c" -o "$scratch/tree/bin/by-pkg-config.exe" \
+  $(pkg-config --cflags --libs oxbase)
+mkdir "$scratch/project"
+cp "$2/app.c" "$scratch/project/"
+cat >"$scratch/project/CMakeLists.txt" <<END
+cmake_minimum_required(VERSION 3.25)
+project(app C)
+find_package(oxbase 1 REQUIRED)
+add_executable(app app.c)
+target_link_libraries(app PRIVATE oxbase::oxbase)
+END
+cmake -G Ninja -S "$scratch/project" -B "$scratch/build" -DCMAKE_TOOLCHAIN_FILE="$3" -DCMAKE_PREFIX_PATH="$scratch/tree" >/dev/null
+cmake --build "$scratch/build" >/dev/null
+cp "$scratch/build/app.exe" "$scratch/tree/bin/by-cmake.exe"
+
+# The installation of the machine's own system: no other test uses it.
+mkdir -p "$scratch/work/tmp"
+share=$(find "$scratch/tree/share" -type d -name LIB)
+"$4" reg add "$key" /v HomeDir /d "Z:$(dirname "$share" | tr / '\\')" /f >/dev/null
+"$4" reg add "$key" /v WorkDir /d "Z:$(echo "$scratch/work" | tr / '\\')" /f >/dev/null
+for app in by-pkg-config by-cmake; do
+  "$4" "$scratch/tree/bin/$app.exe"
+done
+"$4" reg delete "$key" /f >/dev/null
+
+# Exactly the declared functions are exported, undecorated; nothing but the system's libraries is needed.
+dll=$scratch/tree/bin/oxbase.dll
+i686-w64-mingw32-objdump -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/.*\] \(.*\)/\1/p' | grep -v '^Ordinal' |
+  sed 's/.* //' | sort >"$scratch/exported"
+cat "$scratch/tree"/include/oxbase/*.h | tr '\n' ' ' | grep -oE 'OX_CALL [*]*[A-Za-z_0-9]+\(' | sed -E 's/OX_CALL [*]*//; s/\(//' |
+  sort -u >"$scratch/declared"
+diff "$scratch/declared" "$scratch/exported"
+for file in "$scratch"/tree/bin/*.dll "$scratch"/tree/bin/ox*.exe; do
+  if i686-w64-mingw32-objdump -p "$file" | sed -n 's/.*DLL Name: //p' | tr 'A-Z' 'a-z' |
+    grep -vxE 'advapi32.dll|kernel32.dll|msvcrt.dll|user32.dll|ws2_32.dll|mswsock.dll|oxbase.dll'; then
+    echo "${file##*/} needs more than the system" >&2
+    exit 1
+  fi
+  i686-w64-mingw32-objdump -h "$file" | grep -q '\.rsrc' || { echo "${file##*/} has no version resource" >&2; exit 1; }
+done

@@ -1,0 +1,38 @@
+// A part of a test that runs in a process of its own, of the same program and in the same system root. The two take
+// turns: each waits for the other's signal.
+#pragma once
+
+#include <string>
+
+#include "platform/named_event.h"
+#include "tests/support/child_process.h"
+
+namespace ox::test {
+
+class OtherProcess {
+ public:
+  // The part's result is the process's exit status, 0 for success. It begins when it is first signalled.
+  using Part = int (*)(OtherProcess& owner);
+
+  // The test's side: starts the part of that name with a text for it.
+  explicit OtherProcess(const std::string& part, const std::string& text = "-");
+
+  [[nodiscard]] bool wait();
+  void signal() { theirs_.set(); }
+  [[nodiscard]] int result() { return process_.wait(std::chrono::seconds(20)); }
+  [[nodiscard]] const std::string& text() const { return text_; }
+
+  // Declares a part: static const bool ... = OtherProcess::declare("name", function);
+  static bool declare(const char* name, Part part);
+  // The process's own part, where it was started as one; false otherwise.
+  static bool run(int argc, char** argv, int& status);
+
+ private:
+  OtherProcess() = default;
+  platform::NamedEvent ours_;
+  platform::NamedEvent theirs_;
+  std::string text_;
+  ChildProcess process_;
+};
+
+}  // namespace ox::test
