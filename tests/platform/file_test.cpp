@@ -38,8 +38,8 @@ TEST(File, AnExclusiveOpenerKeepsOthersOutAndTheContentsIn) {
   ASSERT_NE(nullptr, file = open_exclusive(path.c_str(), "w"));
   std::fputs("new", file);
   EXPECT_EQ(error_none, sync_file(file));
-  EXPECT_EQ("new", read_file(path));
   std::fclose(file);
+  EXPECT_EQ("new", read_file(path));
   EXPECT_EQ(nullptr, open_exclusive(path_of("none").c_str(), "r"));
   EXPECT_EQ(error_file_not_found, last_error());
 }

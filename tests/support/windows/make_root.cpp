@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <vector>
 
 #include "platform/registry.h"
 #include "platform/windows/private_system.h"
@@ -67,8 +68,11 @@ bool make_full_file(const std::string& /*path*/) { return false; }
 
 void remove_system() {
   remove_settings();
-  std::error_code ignored;  // a file that is still open keeps its folder
-  fs::remove_all(system_root(), ignored);
+  // A file that is still open keeps its folder: then remove_all of this C++ library tries for ever.
+  std::error_code ignored;
+  std::vector<fs::path> paths{system_root()};
+  for (const auto& entry : fs::recursive_directory_iterator(system_root(), ignored)) paths.push_back(entry.path());
+  for (auto path = paths.rbegin(); path != paths.rend(); ++path) fs::remove(*path, ignored);
 }
 
 }  // namespace ox::test
