@@ -1,8 +1,7 @@
-// Events and their bytes, as tests make and compare them.
+// Events and filters and their bytes, as tests make and compare them.
 #pragma once
 
-#include <gtest/gtest.h>
-
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,56 +9,59 @@
 #include <oxbase/oxc.h>
 #include <oxbase/oxe.h>
 
-#include "tests/support/byte_text.h"
+#include "tests/access/report_peer.h"
 
 namespace ox::test {
 
-[[nodiscard]] inline std::string take_block(void* block, std::uint32_t length) {
-  std::string bytes(static_cast<const char*>(block), length);
-  oxcMemFree(block);
-  return bytes;
-}
+using EventTest = BlocksTest<testing::Test>;
 
-[[nodiscard]] inline std::string encode(const evmsg* list, std::uint32_t first_only = 0) {
+inline constexpr const char* every_field_wire =
+    "00FFFFFF 80000001 0004 'abc' 00 00000403 00000004 00000005 0005 'comm' 00 0005 'type' 00 0005 'name' 00 "
+    "00000009 0000000A 0005 'file' 00 0000000C 0004 'opt' 00 00000003 'abc' 00 0000000F 00000008 0004 0004 '1.0' 00 "
+    "0004 'pub' 00 0006 '1.3.6' 00 0A000001 00000014 00000015 00000016 0004 'map' 00 '0123456789'";
+
+template <class Object, class... Options>
+[[nodiscard]] std::string encode_by(OX_RESULT(OX_CALL* encoder)(const Object*, void**, std::uint32_t*, Options...),
+                                    const Object* object, Options... options) {
   void* block = nullptr;
   std::uint32_t length = 0;
-  EXPECT_EQ(0u, oxeEvmsgEncode(list, &block, &length, first_only));
-  return take_block(block, length);
-}
-
-// From a block of the exact size, so that the sanitizer sees a read past it.
-[[nodiscard]] inline OX_RESULT decode(std::string_view wire, evmsg** list) {
-  const std::vector<char> exact(wire.begin(), wire.end());
-  return oxeEvmsgDecode(exact.data(), static_cast<std::uint32_t>(exact.size()), list);
-}
-
-// The send identifiers of a list, in order.
-[[nodiscard]] inline std::vector<std::uint32_t> ids(const evmsg* list) {
-  std::vector<std::uint32_t> result;
-  for (const evmsg* event = list; event != nullptr; event = oxeEvmsgNext(event)) {
-    EXPECT_EQ(0u, oxeEvmsgGetSndId(event, &result.emplace_back()));
-  }
+  EXPECT_EQ(0u, encoder(object, &block, &length, options...));
+  const std::string result(static_cast<const char*>(block), length);
+  oxcMemFree(block);
   return result;
 }
+[[nodiscard]] inline std::string encode(const evmsg* list) { return encode_by(oxeEvmsgEncode, list, 0u); }
+[[nodiscard]] inline std::string encode(const evflt* filter) { return encode_by(oxeEvfltEncode, filter); }
 
-[[nodiscard]] inline evmsg* events_of(const std::vector<std::uint32_t>& wanted) {
+// From a block of the exact size, so that the sanitizer sees a read past it.
+template <class Object>
+[[nodiscard]] OX_RESULT decode_by(OX_RESULT(OX_CALL* decoder)(const void*, std::uint32_t, Object**),
+                                  std::string_view wire, Object** object) {
+  const std::vector<char> exact(wire.begin(), wire.end());
+  return decoder(exact.data(), static_cast<std::uint32_t>(exact.size()), object);
+}
+
+// Events that have a send identifier each, and nothing else.
+[[nodiscard]] inline std::string event_bytes(std::initializer_list<std::uint32_t> ids) {
+  std::string wire;
+  for (const std::uint32_t id : ids) wire += word(1) + word(id);
+  return wire;
+}
+[[nodiscard]] inline evmsg* events_of(std::string_view wire) {
   evmsg* list = nullptr;
-  for (const std::uint32_t id : wanted) {
-    evmsg* const event = oxeEvmsgAlloc();
-    EXPECT_EQ(0u, oxeEvmsgSetSndId(event, id));
-    oxcQueueAdd(&list, event);
-  }
+  EXPECT_EQ(0u, decode_by(oxeEvmsgDecode, wire, &list));
   return list;
 }
 
-// Compares the live blocks before and after.
-class EventTest : public testing::Test {
- protected:
-  void SetUp() override { blocks_ = oxcGetMemValue(1); }
-  void TearDown() override { EXPECT_EQ(blocks_, oxcGetMemValue(1)); }
-
- private:
-  std::uint32_t blocks_ = 0;
-};
+// The send identifiers of a list: "1 2 3".
+[[nodiscard]] inline std::string ids(const evmsg* list) {
+  std::string result;
+  for (const evmsg* event = list; event != nullptr; event = oxeEvmsgNext(event)) {
+    std::uint32_t id = 0;
+    EXPECT_EQ(0u, oxeEvmsgGetSndId(event, &id));
+    result += (result.empty() ? "" : " ") + std::to_string(id);
+  }
+  return result;
+}
 
 }  // namespace ox::test
