@@ -122,15 +122,13 @@ function(ox_test name)
                        PROPERTIES TIMEOUT 120 FIXTURES_REQUIRED runs ENVIRONMENT "${arg_ENVIRONMENT}")
 endfunction()
 
-# A test program over the shared library and the real programs: ox_road_test(road_test PROGRAMS oxmgrd SOURCES ...)
+# A test program beside the real programs: ox_road_test(road_test PROGRAMS oxmgrd FLOORS ... SOURCES ...)
 # The programs are built first; OX_PROGRAMS is the folder they stand in.
 function(ox_road_test name)
-  cmake_parse_arguments(arg "" "" "PROGRAMS;SOURCES;LIBS" ${ARGN})
-  add_executable(${name} ${arg_SOURCES})
+  cmake_parse_arguments(arg "" "" "PROGRAMS;FLOORS;SOURCES;LIBS" ${ARGN})
+  ox_test(${name} FLOORS ${arg_FLOORS} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS})
   target_compile_definitions(${name} PRIVATE OX_PROGRAMS="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
-  target_link_libraries(${name} PRIVATE ox_flags oxbase ox_test_support GTest::gtest ${arg_LIBS})
   add_dependencies(${name} ${arg_PROGRAMS})
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120 FIXTURES_REQUIRED runs)
 endfunction()
 
 # A benchmark program: ox_bench(snmp_bench FLOORS platform common ... SOURCES ... LIBS ...)

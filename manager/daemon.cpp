@@ -46,7 +46,8 @@ int serve(Manager& manager) {
   asio::signal_set signals(manager.loop, SIGINT, SIGTERM);
   signals.async_wait([&](const asio::error_code& error, int signal) {
     if (error) return;
-    log(Severity::information, "ended by signal " + std::to_string(signal));
+    log(Severity::information,
+        "ended by signal " + std::to_string(signal) + ", " + std::to_string(oxcGetMemValue(1)) + " blocks in use");
     manager.loop.stop();
   });
   log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());

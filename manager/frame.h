@@ -18,9 +18,9 @@ struct Message {
   std::uint32_t error = 0;
   std::uint32_t source_id = 0;
   std::uint32_t destination_id = 0;
-  std::string destination;  // the manager addressed; empty for the local one
+  std::string destination{};  // the manager addressed; empty for the local one
   std::uint32_t reference = 0;
-  Bytes data;
+  Bytes data{};
 };
 
 // Takes a client's byte stream apart: the greeting first, then messages in the client's form. Nothing is believed:
@@ -35,6 +35,8 @@ class FrameReader {
   // The notification event's name.
   [[nodiscard]] Result next_greeting(std::string& event_name);
   [[nodiscard]] Result next(Message& message);
+  // A greeting or a message has begun and its end is missing.
+  [[nodiscard]] bool in_message() const { return !rest().empty(); }
   // Why the stream is broken; a literal.
   [[nodiscard]] const char* fault() const { return fault_; }
 

@@ -19,7 +19,7 @@ struct ReportHeading {
 struct Reply {
   std::uint32_t error = 0;
   std::uint32_t source_id = 0;
-  Bytes data;
+  Bytes data{};
   std::uint32_t type = 2;
   std::optional<ReportHeading> report{};
 };
@@ -30,7 +30,7 @@ struct Request {
   std::function<void(Reply)> reply;  // to be called once, from the event loop, in the handler or later
 };
 
-[[nodiscard]] inline Reply error_reply(std::uint32_t error) { return {.error = error, .data = {}}; }
+[[nodiscard]] inline Reply error_reply(std::uint32_t error) { return {.error = error}; }
 
 // A reply with a list of nodes.
 [[nodiscard]] Reply node_reply(std::uint32_t error, const NodeList& nodes);

@@ -36,6 +36,9 @@ void Session::drop(const std::string& reason) {
   server_.drop(id_, reason);
 }
 
+// Clients end their sessions by closing them: only half a message is worth a line.
+void Session::peer_closed() { drop(frames_.in_message() ? "closed in the middle of a message" : ""); }
+
 // One timer looks after a write now and then: setting one for each would cost more than most writes.
 void Session::watch_write(std::chrono::steady_clock::time_point since) {
   const auto limit = std::chrono::seconds(server_.manager().settings.send_timeout);
@@ -62,7 +65,7 @@ void Session::read() {
 void Session::received(platform::Error error, std::size_t count) {
   reading_ = false;
   if (closed_) return;
-  if (platform::is_pipe_closed(error)) return drop({});
+  if (platform::is_pipe_closed(error)) return peer_closed();
   if (error != platform::error_none) return drop("read error " + std::to_string(error));
   frames_.append(std::span(input_).first(count));
   if (!greeted_) take_greeting();
@@ -139,7 +142,7 @@ void Session::write(Bytes bytes) {
 void Session::written(platform::Error error) {
   if (closed_) return;
   writing_since_.reset();
-  if (platform::is_pipe_closed(error)) return drop({});
+  if (platform::is_pipe_closed(error)) return peer_closed();
   if (error != platform::error_none) return drop("write error " + std::to_string(error));
   answering_ = false;
   output_ = {};

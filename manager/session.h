@@ -38,6 +38,7 @@ class Session : public std::enable_shared_from_this<Session> {
   void written(platform::Error error);
   void watch_write(std::chrono::steady_clock::time_point since);
   void drop(const std::string& reason);
+  void peer_closed();
 
   Server& server_;
   std::uint32_t id_;

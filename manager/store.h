@@ -15,7 +15,7 @@ namespace ox::manager {
 
 struct Value {
   std::uint32_t type = 0;
-  std::string bytes;  // in the data node's stored form
+  std::string bytes{};  // in the data node's stored form
   bool operator==(const Value&) const = default;
 };
 
@@ -30,10 +30,10 @@ struct Relation {
 struct Change {
   enum class Kind { add, remove, set, unset, relate, unrelate };
   Kind kind = Kind::add;
-  ComponentName component;  // add, remove, set, unset
-  Oid path;                 // set, unset
-  Value value;              // set
-  Relation relation;        // relate, unrelate
+  ComponentName component{};  // add, remove, set, unset
+  Oid path{};                 // set, unset
+  Value value{};              // set
+  Relation relation{};        // relate, unrelate
 };
 
 using Values = std::map<Oid, Value>;

@@ -1,14 +1,27 @@
 #include "tools/cli.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <random>
 #include <vector>
 
 namespace tool {
 
-Failure::Failure(const std::string& subject, OX_RESULT code)
-    : std::runtime_error(subject + ": " + oxcStrError(code) + " (" + std::to_string(code) + ")") {}
+std::string on_one_line(std::string text) {
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
+  std::replace_if(
+      text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
+  return text;
+}
+
+// A data node shows its text in the encoding of the process.
+std::string error_text(OX_RESULT code) {
+  const std::unique_ptr<dnode, decltype(&oxdFree)> node(oxdAlloc(1), oxdFree);
+  if (node == nullptr || oxdSetText(node.get(), oxcStrError(code)) != OX_OK) throw std::bad_alloc();
+  return on_one_line(oxdGetValueByStr(node.get()));
+}
 
 std::vector<std::string> arguments(int argc, char** argv) { return {argv + 1, argv + argc}; }
 
@@ -24,9 +37,14 @@ int run(CLI::App& app, std::vector<std::string> arguments, const std::function<i
     if (std::fflush(stdout) != 0) throw std::runtime_error("standard output: write failure");
     return result;
   } catch (const std::exception& error) {
+    const std::string line = app.get_name() + ": " + error.what();
     (void)std::fflush(stdout);
-    (void)std::fprintf(stderr, "%s: %s\n", app.get_name().c_str(), error.what());
-    return exit_failed;
+    if (const auto* failure = dynamic_cast<const Failure*>(&error)) {
+      (void)oxcPerror(line.c_str(), failure->code());
+      return exit_failed;
+    }
+    (void)std::fprintf(stderr, "%s\n", line.c_str());
+    return dynamic_cast<const Usage*>(&error) != nullptr ? exit_usage : exit_failed;
   }
 }
 

@@ -14,15 +14,33 @@ inline constexpr int exit_ok = 0;
 inline constexpr int exit_failed = 1;  // the request failed; its error text is on stderr
 inline constexpr int exit_usage = 2;
 
-// A result code on its way to the user: "subject: text".
+// A result code on its way to the user, who sees "subject: error 84: text".
 class Failure : public std::runtime_error {
  public:
-  Failure(const std::string& subject, OX_RESULT code);
+  Failure(const std::string& subject, OX_RESULT code)
+      : std::runtime_error(subject + ": error " + std::to_string(code)), code_(code) {}
+  [[nodiscard]] OX_RESULT code() const noexcept { return code_; }
+
+ private:
+  OX_RESULT code_;
+};
+
+// A command line that parses and still makes no sense; the exit code is 2.
+class Usage : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
 };
 
 inline void require(OX_RESULT code, const std::string& subject) {
   if (code != OX_OK) throw Failure(subject, code);
 }
+
+// The text of a result code on one line, in the terminal's encoding: oxcStrError's is in code page 932 on a Japanese
+// system.
+std::string error_text(OX_RESULT code);
+
+// Text on one line, whatever it holds.
+std::string on_one_line(std::string text);
 
 // Parses the command line and runs the body, whose result is the exit code. Prints what either throws.
 int run(CLI::App& app, std::vector<std::string> arguments, const std::function<int()>& body);

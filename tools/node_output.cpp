@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include <oxbase/oxbase.h>
+#include "tools/cli.h"
 
 namespace tool {
 namespace {
@@ -43,14 +43,6 @@ uint32_t error_of(const dnode* node) {
   uint32_t code = 0;
   (void)oxdGetErrCode(node, &code);
   return code;
-}
-
-// One line, whatever the text holds.
-std::string on_one_line(std::string text) {
-  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
-  return text;
 }
 
 nlohmann::json number_of(const dnode* node) {
@@ -101,7 +93,7 @@ bool print_table(dnode* list, bool raw) {
     const uint32_t error = error_of(node);
     good = good && error == OX_OK;
     Row row{component_of(node), name_of(node), {}};
-    row.value = error != OX_OK ? std::string("error: ") + oxcStrError(error) + " (" + std::to_string(error) + ")"
+    row.value = error != OX_OK ? "error " + std::to_string(error) + ": " + error_text(error)
                 : raw          ? oxdGetValueByRawStr(node)
                                : oxdGetValueByStr(node);
     component_width = std::max(component_width, row.component.size());
@@ -133,7 +125,7 @@ bool print_json(dnode* list, int indent) {
     if (const uint32_t error = error_of(node)) {
       good = false;
       entry["error"] = error;
-      entry["message"] = on_one_line(oxcStrError(error));
+      entry["message"] = error_text(error);
     } else {
       entry["type"] = oxdGetValueType(node);
       entry["text"] = oxdGetValueByStr(node);

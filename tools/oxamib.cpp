@@ -124,7 +124,7 @@ int check(std::vector<std::string> files) {
   if (files.empty()) files = tool::definition_files();
   int result = tool::exit_ok;
   tool::load_tree(files, [&](const std::string& file, uint32_t line, OX_RESULT code) {
-    std::printf("%s:%u: %s (%u)\n", file.c_str(), line, oxcStrError(code), code);
+    std::printf("%s:%u: error %u: %s\n", file.c_str(), line, code, tool::error_text(code).c_str());
     result = tool::exit_failed;
   });
   return result;

@@ -108,8 +108,8 @@ void write_values(const Options& options) {
 }
 
 int set(const Options& options) {
-  if (options.pairs.size() % 2 != 0) throw std::runtime_error("every attribute needs a value");
-  if (options.pairs.empty() && !options.add && !options.remove) throw std::runtime_error("nothing to set");
+  if (options.pairs.size() % 2 != 0) throw tool::Usage("every attribute needs a value");
+  if (options.pairs.empty() && !options.add && !options.remove) throw tool::Usage("nothing to set");
   tool::open_session();
   if (options.add) manage(options, component_add);
   if (!options.pairs.empty()) write_values(options);

@@ -26,7 +26,7 @@ uint32_t parse_mask(const std::string& text) {
       mask |= bit.bit;
       known = true;
     }
-    if (!known) throw std::runtime_error("mask: \"" + name + "\" is neither a number nor a bit's name");
+    if (!known) throw tool::Usage("mask: \"" + name + "\" is neither a number nor a bit's name");
   }
   return mask;
 }
@@ -106,7 +106,7 @@ int main(int argc, char** argv) {
       "Exit code: 0 done, 1 an error, 2 usage.");
   return tool::run(app, tool::arguments(argc, argv), [&] {
     const bool changes = !change.mask.empty() || !change.console.empty() || !change.file.empty();
-    if (changes && processes.empty()) throw std::runtime_error("a change needs the ids of the processes");
+    if (changes && processes.empty()) throw tool::Usage("a change needs the ids of the processes");
     if (changes) {
       for (const uint32_t process : processes) apply(process, change);
     }

@@ -11,7 +11,7 @@
 #include "manager/definitions.h"
 #include "manager/manager.h"
 #include "manager/router.h"
-#include "tests/support/shipped_installation.h"
+#include "tests/support/installation.h"
 #include "tests/support/system_root.h"
 
 namespace ox::manager {

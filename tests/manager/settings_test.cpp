@@ -2,10 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "manager/vocabulary.h"
-#include "tests/support/shipped_installation.h"
+#include "tests/support/installation.h"
 #include "tests/support/system_root.h"
 
 namespace ox::manager {
@@ -18,9 +16,9 @@ class SettingsTest : public testing::Test {
  protected:
   void SetUp() override { test::lay_down_installation(); }  // for the texts of the faults
 
-  std::string faults_;
-  Report report_ = [this](const std::string&, std::uint32_t line, const std::string& text) {
-    faults_ += std::to_string(line) + ": " + text + '\n';
+  std::string faulty_lines_;
+  Report report_ = [this](const std::string&, std::uint32_t line, const std::string&) {
+    faulty_lines_ += std::to_string(line) + ' ';
   };
 };
 
@@ -30,16 +28,13 @@ TEST_F(SettingsTest, EveryFaultHasItsLineAndCostsOnlyItsSetting) {
   const std::string file = work_dir() + "/conf/oxmgrd.cf";
   write_file(file,
              "# comment\nMaxFrame:\t70000\nMaxQueue:\tmany\nCommunityName:\tmgr1\nSockPort:\t8806\nSnmpRetrys:\t1\n"
-             "SnmpRetries:\t1 2\nno colon\nSnmpTimeout:\t250\nSnmpBindings:\t0\n");
+             "SnmpRetries:\t1 2\nno colon\nSnmpTimeout:\t250\nSnmpBindings:\t0\nMaxQueue:\t10001\n");
   EXPECT_FALSE(read_settings(file, settings, report_));
+  EXPECT_EQ("3 6 7 8 10 11 ", faulty_lines_);
   EXPECT_EQ(70000u, settings.max_frame);
   EXPECT_EQ(250u, settings.snmp_timeout);
   EXPECT_EQ(Settings().max_queue, settings.max_queue);
   EXPECT_EQ(Settings().snmp_bindings, settings.snmp_bindings);
-  for (const char* start :
-       {"3: MaxQueue", "6: unknown setting SnmpRetrys", "7: SnmpRetries needs", "8: ", "10: SnmpBindings"}) {
-    EXPECT_NE(std::string::npos, faults_.find(start)) << start << " in:\n" << faults_;
-  }
 }
 
 TEST_F(SettingsTest, TypesAndRelationTypesOfTheInstallation) {
@@ -48,7 +43,7 @@ TEST_F(SettingsTest, TypesAndRelationTypesOfTheInstallation) {
              "reltype:\tvlan-node\nsrctype:\tvlan\ndsttype:\tprinter\nrelclass:\trefered\n"
              "reltype:\tmap-icon\nsrctype:\tvlan\nreltype:\tfree\n");
   Vocabulary words;
-  EXPECT_TRUE(words.read(work_dir(), report_)) << faults_;
+  EXPECT_TRUE(words.read(work_dir(), report_)) << faulty_lines_;
   EXPECT_TRUE(words.has_type("vlan"));
   EXPECT_FALSE(words.has_type("modem"));
   EXPECT_EQ("node", Vocabulary::canonical_type("modem"));
@@ -59,7 +54,7 @@ TEST_F(SettingsTest, TypesAndRelationTypesOfTheInstallation) {
 
   write_file(work_dir() + "/public/reltype/b.def", "reltype:\tr\nrelclass:\trefers\nsrctype:\tnothing\ncolour:\tred\n");
   EXPECT_FALSE(words.read(work_dir(), report_));
-  EXPECT_EQ(3, std::count(faults_.begin(), faults_.end(), '\n')) << faults_;
+  EXPECT_EQ("2 3 4 ", faulty_lines_);
 }
 
 }  // namespace

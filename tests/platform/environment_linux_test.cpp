@@ -63,6 +63,7 @@ TEST(Codepage, TextBecomesThatOfTheLocale) {
       {"\x87\x40", "①"},
       {"\x83", "?"},
       {"\x81\x20x", "? x"},
+      {"\x81\x7F", "?\x7F"},
       {"\xFD\xA0|", "??|"},
       {"", ""},
   };

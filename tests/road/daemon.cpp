@@ -6,7 +6,7 @@
 
 #include <oxbase/oxc.h>
 
-#include "tests/support/shipped_installation.h"
+#include "tests/support/installation.h"
 #include "tests/support/system_root.h"
 
 namespace ox::test {
@@ -14,7 +14,7 @@ namespace {
 
 constexpr auto patience = std::chrono::seconds(20);
 
-std::string program() { return OX_PROGRAMS "/oxmgrd"; }
+std::string program(const std::string& name) { return OX_PROGRAMS "/" + name; }
 
 }  // namespace
 
@@ -26,7 +26,7 @@ Daemon::Daemon() {
 void Daemon::start() {
   static int starts = 0;  // each start has a log of its own
   log_file_ = system_root() + "/oxmgrd" + std::to_string(++starts) + ".log";
-  process_ = ChildProcess({program(), "--foreground"}, log_file_);
+  process_ = ChildProcess({program("oxmgrd"), "--foreground"}, log_file_);
   const auto end = std::chrono::steady_clock::now() + patience;
   while (log().find("serving the installation") == std::string::npos) {
     if (!process_.running() || std::chrono::steady_clock::now() > end) throw std::runtime_error("oxmgrd: " + log());
@@ -41,13 +41,12 @@ int Daemon::end() {
 
 std::string Daemon::log() const { return read_file(log_file_); }
 
-int check_installation(std::string& output) {
-  lay_down_installation();
-  const std::string file = system_root() + "/check.log";
-  ChildProcess process({program(), "--check"}, file);
-  const int status = process.wait(patience);
-  output = read_file(file);
-  return status;
+std::string run_program(std::vector<std::string> arguments, const std::vector<std::string>& environment) {
+  const std::string file = system_root() + "/output";
+  write_file(file, "");
+  arguments[0] = program(arguments[0]);
+  const int status = ChildProcess(arguments, file, environment).wait(patience);
+  return std::to_string(status) + ' ' + read_file(file);
 }
 
 }  // namespace ox::test

@@ -1,7 +1,8 @@
-// A real manager daemon in the test's system root.
+// The real programs in the test's system root.
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "tests/support/child_process.h"
 
@@ -25,7 +26,8 @@ class Daemon {
   ChildProcess process_;
 };
 
-// Runs "oxmgrd --check"; its exit status and output.
-int check_installation(std::string& output);
+// Runs one of the programs to its end: its exit status, a blank, and all that it has printed.
+[[nodiscard]] std::string run_program(std::vector<std::string> arguments,
+                                      const std::vector<std::string>& environment = {});
 
 }  // namespace ox::test

@@ -2,32 +2,49 @@
 #pragma once
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 
 #include "platform/pipe.h"
+#include "tests/support/scripted_peer.h"
 
 namespace ox::test {
 
 class RawClient {
  public:
-  RawClient();  // connects; throws std::runtime_error
+  RawClient() {
+    if (const auto error = pipe_.open("\\\\.\\PIPE\\ox_stdpipe")) {
+      throw std::runtime_error("pipe: " + std::to_string(error));
+    }
+  }
 
-  void send(const std::string& bytes);
-  // Sends the greeting; the result code of its answer.
-  std::uint32_t greet(const std::string& event_name = "none");
+  void send(const std::string& bytes) { (void)pipe_.write_all(std::as_bytes(std::span(bytes))); }
   // Exactly that many bytes; fewer when the manager has closed the connection.
-  std::string receive(std::size_t count);
+  std::string receive(std::size_t count) {
+    std::string bytes(count, '\0');
+    std::size_t at = 0;
+    for (std::size_t got = 0; at < count; at += got) {
+      if (pipe_.read_some(std::as_writable_bytes(std::span(bytes)).subspan(at), got) != platform::error_none) break;
+    }
+    return bytes.substr(0, at);
+  }
   // Waits until the manager closes the connection, dropping what it sends.
-  void wait_for_end();
+  void wait_for_end() {
+    while (!receive(1).empty()) {
+    }
+  }
+  // Whether the greeting is accepted.
+  bool greet() {
+    send(half(7) + text("none"));
+    return receive(4) == half(4) + half(0);
+  }
 
-  // One request and its reply: the error, and in *data the payload.
-  std::uint32_t ask(int type, int command, const std::string& payload, std::string* data = nullptr);
-  // A get: the error, then " path = value" for each node.
-  std::string get(const std::string& component, const std::string& names);
-
-  // A message in the client's form, and a text of its payload.
-  static std::string message(int type, int command, const std::string& payload);
-  static std::string text(const std::string& text);
+  // A request in the client's form.
+  static std::string message(std::uint32_t command, const std::string& payload) {
+    const auto data = static_cast<std::uint32_t>(payload.size()) + 9;
+    return word(49) + text("pipeHeader") + word(data) + half(2) + half(1) + half(command) + std::string(22, '\0') +
+           text("pipeData").substr(2) + payload;
+  }
 
  private:
   platform::Pipe pipe_;

@@ -1,143 +1,153 @@
-// The event tools and the example application, against a real manager.
+// The tools as people and stored commands call them.
 #include <gtest/gtest.h>
-
-#include <sstream>
-#include <thread>
 
 #include <oxbase/oxc.h>
 
+#include "common/trace_control.h"
+#include "platform/environment.h"
 #include "tests/road/daemon.h"
+#include "tests/support/installation.h"
+#include "tests/support/snmpd.h"
 #include "tests/support/system_root.h"
 
 namespace ox::test {
 namespace {
 
-constexpr auto patience = std::chrono::seconds(60);
-
-class ToolRoad : public testing::Test {
- protected:
-  struct Started {
-    std::string output;
-    ChildProcess process;
-
-    // What it has printed so far; waits until that has the text.
-    std::string until(const std::string& text) const {
-      for (int i = 0; i < 6000 && read_file(output).find(text) == std::string::npos; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-      }
-      return read_file(output);
-    }
-    std::string end(int expected = 0) {
-      EXPECT_EQ(expected, process.wait(patience)) << read_file(output);
-      return read_file(output);
-    }
-  };
-  // "oxevent send --memo x": words without quotes.
-  Started start(const std::string& command) {
-    std::vector<std::string> words;
-    std::istringstream in(command);
-    for (std::string word; in >> word;) words.push_back(word);
-    words.front() = OX_PROGRAMS "/" + words.front();
-    const std::string output = system_root() + "/out" + std::to_string(++count_);
-    return {output, ChildProcess(words, output)};
-  }
-  std::string run(const std::string& command, int expected = 0) { return start(command).end(expected); }
-
-  Daemon daemon_;
-
- private:
-  int count_ = 0;
+// A command line, and what it prints: the exit status and the whole output, or with a "~" in front a part of it. A word
+// in single quotes may hold blanks.
+struct Call {
+  std::string line;
+  std::string printed;
 };
 
-TEST_F(ToolRoad, EventsAreSentAwaitedAndKept) {
-  const std::string fields =
-      "--type 0x103 --id 7 --ref-id 6 --time 1000 --recover-time 2000 --msg-number 5 --flag 2 --community c "
-      "--msg-file f.msg --opt-msg o --memo m --map top --component node:r1 --sender tester";
-  const std::string sent = run("oxevent send --json " + fields);
-  for (const char* part :
-       {"\"sndId\":1,", "\"eventType\":259", "\"eventId\":7", "\"refEventId\":6", "\"occurTime\":1000",
-        "\"recoverTime\":2000", "\"msgNumber\":5", "\"flag\":2", "\"commName\":\"c\"", "\"msgFile\":\"f.msg\"",
-        "\"optMsg\":\"o\"", "\"memo\":\"m\"", "\"mapName\":\"top\"", "\"compType\":\"node\"", "\"compName\":\"r1\"",
-        "\"sender\":\"tester\""}) {
-    EXPECT_NE(std::string::npos, sent.find(part)) << part << " in " << sent;
+std::vector<std::string> words_of(const std::string& line) {
+  std::vector<std::string> words(1);
+  bool quoted = false;
+  for (const char c : line) {
+    if (c == '\'') {
+      quoted = !quoted;
+    } else if (c == ' ' && !quoted) {
+      words.emplace_back();
+    } else {
+      words.back() += c;
+    }
   }
-  (void)run("oxevent send --memo other");
-  // Each criterion finds the first event alone, and its opposite does not.
-  const struct {
-    const char* right;
-    const char* wrong;
-  } criteria[] = {{"--from 500 --to 1500", "--from 1001 --to 1500"},
-                  {"--send-id 1", "--send-id 9"},
-                  {"--sender test*", "--sender best*"},
-                  {"--min-level 3", "--min-level 4"},
-                  {"--id 7", "--id 8"},
-                  {"--ref-id 6", "--ref-id 7"},
-                  {"--community c", "--community d"},
-                  {"--comp-type nod?", "--comp-type no"},
-                  {"--comp-name r*", "--comp-name q*"},
-                  {"--msg-file *.msg", "--msg-file *.txt"},
-                  {"--msg-number 5", "--msg-number 4"},
-                  {"--memo m", "--memo M"},
-                  {"--flag-bit2 1", "--class 1024"},
-                  {"--first 1", "--agent 1"},
-                  {"--last 2 --memo m", "--generic 0"},
-                  {"--checked 0 --id 7", "--checked 1"},
-                  {"--ref-id 6", "--specific 0"},
-                  {"--ref-id 6", "--enterprise *"},
-                  {"--ref-id 6", "--snmp-community *"},
-                  {"--ref-id 6", "--ipx 00112233445566778899"}};
-  for (const auto& c : criteria) {
-    EXPECT_EQ(sent, run(std::string("oxevent log list --json ") + c.right)) << c.right;
-    EXPECT_EQ("", run(std::string("oxevent log list --json ") + c.wrong)) << c.wrong;
-  }
-  (void)run("oxevent log check 1");
-  EXPECT_NE(std::string::npos, run("oxevent log list --checked 1").find("checked  node:r1"));
-  (void)run("oxevent log uncheck 1");
-  EXPECT_EQ(sent, run("oxevent log list --json --first 1"));
-  (void)run("oxevent log delete 1");
-  (void)run("oxevent cancel 2");
-  EXPECT_EQ("", run("oxevent log list"));
-  EXPECT_NE("", run("oxevent cancel 2", 1));
-  EXPECT_NE("", run("oxevent wait --count x", 2));
-  EXPECT_NE("", run("oxevent wait --ipx 12", 1));
+  return words;
 }
 
-TEST_F(ToolRoad, WaitsGoOnWhereTheyEnded) {
-  Started plain = start("oxevent wait --memo *2 --count 1");
-  Started persistent = start("oxevent wait --persistent night --count 2");
-  // What comes before they listen is not theirs: events are sent until both have had theirs.
-  for (int i = 0; (plain.process.running() || persistent.process.running()) && i < 600; ++i) {
-    (void)run("oxevent send --memo a2");
+void expect(const std::vector<Call>& calls, const std::vector<std::string>& environment = {}) {
+  for (const auto& [line, expected] : calls) {
+    const std::string printed = run_program(words_of(line), environment);
+    if (expected[0] != '~') {
+      EXPECT_EQ(expected, printed) << line;
+    } else {
+      EXPECT_EQ(expected.substr(1, 2), printed.substr(0, 2)) << line << '\n' << printed;
+      EXPECT_NE(std::string::npos, printed.find(expected.substr(3))) << line << '\n' << printed;
+    }
   }
-  EXPECT_NE(std::string::npos, plain.end().find("a2"));
-  (void)persistent.end();
-  (void)run("oxevent send --memo more");
-  const std::string later = run("oxevent wait --persistent night --count 1 --json --timeout 60");
-  EXPECT_NE(std::string::npos, later.find("\"sndId\"")) << later;
-  EXPECT_NE(std::string::npos, run("oxevent wait --timeout 1 --count 1", 1).find("the time is over"));
 }
 
-TEST_F(ToolRoad, WatchShowsValuesAndTheirChanges) {
-  (void)run("oxset --add ruleEnt:day");
-  Started watch = start("oxget --watch --count 3 ruleEnt:* 11.1.1.0,11.13.1.0");
-  EXPECT_NE(std::string::npos, watch.until("day").find("ruleEnt:day"));
-  (void)run("oxset ruleEnt:day 11.13.1.0 prog");
-  (void)run("oxset --add ruleEnt:night");
-  const std::string shown = watch.end();
-  EXPECT_NE(std::string::npos, shown.find("prog")) << shown;
-  EXPECT_NE(std::string::npos, shown.find("ruleEnt:night")) << shown;
-  EXPECT_NE(std::string::npos, run("oxget --watch ruleEnt:none 11.1", 1).find("(84)"));
+TEST(Tools, ReadWriteAndRefuse) {
+  Daemon daemon;
+  const Snmpd agent(system_root() + "/agent");
+  for (const std::string version : {"v1", "v2c"}) {
+    const std::string node = "node:" + version;
+    expect({
+        {"oxset --add " + node + " obj.node.nodeAddress.0 127.0.0.1 obj.node.nodePort.0 " +
+             std::to_string(agent.port()) + " obj.node.nodeWriteCommunity.0 private obj.node.nodeSnmpVersion.0 " +
+             version,
+         "0 "},
+        {"oxget " + node + " .system.sysDescr.0", "0 " + node + "  .system.sysDescr.0  agent of the tests\n"},
+        {"oxset " + node + " .1.6.0 'rack\t" + version + "' .1.4.0 me", "0 "},
+        {"oxget " + node + " .1.{4,6}.0 --format %AN=%V\\n",
+         "0 1.3.6.1.2.1.1.4.0=me\n1.3.6.1.2.1.1.6.0=rack\t" + version + "\n"},
+        {"oxget " + node + " .system -f %AN,", "~0 1.3.6.1.2.1.1.1.0,1.3.6.1.2.1.1.2.0,1.3.6.1.2.1.1.3.0,"},
+        {"oxget " + node + " .1.1.5,.1.4.0", "~1 error 157: "},
+        {"oxget " + node + " .1.1.5,.1.4.0", "~1 \n" + node + "  .system.sysContact.0  me\n"},
+        {"oxget " + node + " .1.1.5 --json", "~1 \"error\": 157"},
+        {"oxget " + node + " .system.sysNoSuch.0", "~1 oxget: " + node + " .system.sysNoSuch.0: error 125: The"},
+        {"oxset " + node + " .1.1.0 x", "~1 error 5: "},
+        {"oxset --add " + node, "~1 error 207: "},
+    });
+  }
+  expect({
+      {"oxget node:v2c obj.node.nodeSnmpVersion.0 --json",
+       "0 [\n  {\n    \"component\": \"node:v2c\",\n    \"name\": \"obj.node.nodeSnmpVersion.0\",\n"
+       "    \"path\": \"11.5.5.0\",\n    \"text\": \"v2c(1)\",\n    \"type\": 1,\n    \"value\": 1\n  }\n]\n"},
+      {"oxget node:v2c obj.node.nodeSnmpVersion.0 --raw", "~0   1\n"},
+      {"oxset --add ruleEnt:night", "0 "},
+      {"oxset -nopass ruleEnt:night 11.13.10.0 1", "0 "},
+      {"oxget ruleEnt:* 11.13", "0 ruleEnt:night  obj.ruleEnt.ruleRequest.0  1\n"},
+      {"oxset --delete ruleEnt:night", "0 "},
+      {"oxget ruleEnt:night 11.13", "~1 error 84: "},
+      {"oxget node:v1", "~2 names is required"},
+      {"oxget node:v1 x --json -f y", "~2 excludes"},
+      {"oxset node:v1 .1.4.0", "2 oxset: every attribute needs a value\n"},
+  });
+  EXPECT_EQ(0, daemon.end());
 }
 
-TEST_F(ToolRoad, ExampleReactsAndEnds) {
-  Started example = start("watch_events 2");
-  (void)example.until("waiting");
-  (void)run("oxevent send --type 0x101 --memo low");
-  (void)run("oxevent send --type 0x102 --memo first");
-  (void)run("oxevent send --type 0x103 --memo second");
-  EXPECT_EQ("waiting\nevent 2: first\nevent 3: second\n", example.end());
-  EXPECT_EQ(std::string::npos, run("oxevent log list --checked 1").find("low"));
-  EXPECT_NE(std::string::npos, run("oxevent log list --checked 1").find("second"));
+TEST(Tools, TheTreeWithAndWithoutAManager) {
+  lay_down_installation();
+  const std::string folder = system_root() + "/site/";
+  write_file(folder + "child.def", "leafA siteA.1 INTEGER read-only CONF-ACS\n");
+  write_file(folder + "site.def", "siteA obj.900 AMIBNONE not-accessible NULL-ACS\n");
+  write_file(folder + "bad.def",
+             "siteB obj.901 AMIBNONE not-accessible NULL-ACS\nsiteC siteB.1 Integer read-only CONF-ACS\n");
+  write_file(folder + "orphan.def", "siteD nothing.1 INTEGER read-only CONF-ACS\n");
+  const std::string definitions = work_dir() + "/public/amib/oxbase.def ";
+  const std::vector<Call> calls = {
+      {"oxamib tree .2.1", "0 ifNumber(1)  INTEGER read-only SNMP-ACS\n"},
+      {"oxamib tree obj.cmn", "~0 cmn(1)\n  cmnName(1)  DisplayString read-write CONF-ACS\n"},
+      {"oxamib name .1.5.0", "~0 1.3.6.1.2.1.1.5.0  iso.org.dod.internet.mgmt.mib-2.system.sysName.0"},
+      {"oxamib name obj.cmn.cmnName.0 -j", "~0 \"path\": \"11.1.1.0\""},
+      {"oxamib name .noSuch", "~1 oxamib: .noSuch: error 125: "},
+      {"oxamib expand a.{b,c{1,2}}.0", "0 a.b.0\na.c1.0\na.c2.0\n"},
+      {"oxamib expand a.{b", "~1 error 128: "},
+      {"oxamib enum obj.node.nodeSnmpVersion", "0 v1(0)\nv2c(1)\n"},
+      {"oxamib", "~2 subcommand"},
+  };
+  expect(calls);
+  expect({
+      {"oxamib check", "0 "},
+      {"oxamib check " + definitions + folder + "child.def " + folder + "site.def", "0 "},
+      {"oxamib check " + definitions + folder + "bad.def", "~1 " + folder + "bad.def:2: error "},
+      {"oxamib check " + folder + "orphan.def", "~1 " + folder + "orphan.def:1: error 131: "},
+  });
+  // Error texts are stored in code page 932, which no terminal is set to here.
+  expect({{"oxamib name .noSuch", "1 oxamib: .noSuch: error 125: AMIB名に誤りがあるか、定義されていません。\n"},
+          {"oxamib check " + folder + "orphan.def",
+           "1 " + folder + "orphan.def:1: error 131: AMIB定義の親が見つかりません。\n"}},
+         {"LC_ALL=ja_JP.UTF-8"});
+  const Daemon daemon;
+  expect(calls);
+}
+
+TEST(Tools, TraceOfARunningProcessIsSwitched) {
+  lay_down_installation();
+  trace::detach();  // what was made before the system root was known
+  trace::attach();
+  const std::string self = std::to_string(platform::process_id());
+  const std::string file = work_dir() + "/tmp/switched_00.dbg";
+  ASSERT_EQ(0u, oxcDebugOutput(0, (work_dir() + "/tmp/switched.dbg").c_str()));
+  const std::string row = "~0 " + self + "  ";
+  expect({{"oxtrace " + self + " --mask general,messages --file off",
+           row + "0x00000240      off   off  general,messages\n"},
+          {"oxtrace", row + "0x00000240      off   off  general,messages\n"}});
+  (void)oxcDebugOut("file off\n");
+  expect(
+      {{"oxtrace " + self + " --file on --json", "~0 \"file\": true,\n    \"mask\": 576,\n    \"process\": " + self}});
+  (void)oxcDebugOut("file on\n");
+  expect({{"oxtrace " + self + " -m none", row + "0x00000000      off    on  none\n"}});
+  (void)oxcDebugOut("mask off\n");
+  EXPECT_EQ("file on\n", read_file(file));
+  expect({
+      {"oxtrace 4194305", "~1 error 193: "},
+      {"oxtrace " + self + " --mask generally", "~2 neither a number nor a bit's name"},
+      {"oxtrace --mask none", "~2 needs the ids"},
+      {"oxtrace " + self + " --file maybe", "~2 "},
+      {"oxtrace " + self + " --console on --file off", row + "0x00000000       on   off  none\n"},
+  });
 }
 
 }  // namespace

@@ -2,20 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include <oxbase/oxb.h>
 
 #include "tests/support/system_root.h"
+
+namespace fs = std::filesystem;
 
 namespace ox::test {
 namespace {
 
 constexpr std::uint32_t tree_key = 1120;
-
-void write_messages() {
-  for (const char* language : {"0409", "0411"}) {
-    write_file(home_dir() + "/LIB/LOCALE/" + language + "/OXERROR.MSG", "17:Connection lost\r\n");
-  }
-}
 
 void build_tree() {
   const std::string file = work_dir() + "/public/amib/session.def";
@@ -29,15 +27,23 @@ void build_tree() {
 
 }  // namespace
 
-Installation::Installation(Missing missing) {
-  if (missing != Missing::messages) write_messages();
+void lay_down_installation() {
+  const fs::path share = OX_SHARE_DIR;
+  const auto options = fs::copy_options::recursive | fs::copy_options::skip_existing;
+  fs::copy(share / "LIB", fs::path(home_dir()) / "LIB", options);
+  for (const char* folder : {"public", "conf"}) fs::copy(share / folder, fs::path(work_dir()) / folder, options);
+  fs::create_directories(fs::path(work_dir()) / "data");
+}
+
+Installation::Installation(Missing missing) : tree_(missing != Missing::tree) {
+  for (const char* language : {"0409", "0411"}) {
+    if (missing == Missing::messages) continue;
+    write_file(home_dir() + "/LIB/LOCALE/" + language + "/OXERROR.MSG", "17:Connection lost\r\n");
+  }
   if (missing != Missing::base_services) {
     EXPECT_EQ(platform::error_none, base_services_.create("Global\\OxWaitEvent", platform::Access::machine));
   }
-  if (missing != Missing::tree) {
-    build_tree();
-    tree_ = true;
-  }
+  if (tree_) build_tree();
 }
 
 Installation::~Installation() {

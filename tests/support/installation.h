@@ -1,11 +1,16 @@
-// What a session needs around it: message texts, the running base services, and the AMIB tree.
+// Installations in the test's system root: the shipped one, and the little that a session needs around it.
 #pragma once
 
 #include "platform/named_event.h"
 
 namespace ox::test {
 
-// An installation in the private system root, for as long as it lives. The tree is built by this process.
+// Copies the shipped files to where the manager and the library look for them. Once in a test process; later calls do
+// nothing.
+void lay_down_installation();
+
+// Message texts, the running base services and an AMIB tree, for as long as it lives. The tree is built by this
+// process.
 class Installation {
  public:
   enum class Missing { nothing, base_services, tree, messages };
@@ -16,7 +21,7 @@ class Installation {
 
  private:
   platform::NamedEvent base_services_;
-  bool tree_ = false;
+  bool tree_;
 };
 
 }  // namespace ox::test

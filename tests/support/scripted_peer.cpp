@@ -5,7 +5,7 @@
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
 #include <chrono>
-#include <utility>
+#include <optional>
 
 #include "platform/named_event.h"
 #include "platform/server/pipe_server.h"
@@ -45,6 +45,16 @@ struct ScriptedPeer::Server {
     }
     return !stopping;
   }
+
+  // Starts an operation of the connection and waits for its end: the bytes transferred, nothing after a failure.
+  template <class Start>
+  std::optional<std::size_t> transfer(Start start) {
+    std::optional<std::pair<Error, std::size_t>> end;
+    start([&end](Error error, std::size_t count) { end.emplace(error, count); });
+    if (!run_until([&] { return end.has_value(); })) connection.reset();  // before what the handler refers to goes
+    if (!end || end->first != platform::error_none) return std::nullopt;
+    return end->second;
+  }
 };
 
 ScriptedPeer::ScriptedPeer() : server_(std::make_unique<Server>()) {
@@ -60,39 +70,10 @@ ScriptedPeer::~ScriptedPeer() {
   thread_.join();
 }
 
-void ScriptedPeer::answer_greetings(Answer answer) {
-  const std::scoped_lock lock(mutex_);
-  greeting_answer_ = std::move(answer);
-}
-void ScriptedPeer::answer(Answer answer) {
-  const std::scoped_lock lock(mutex_);
-  answers_.push_back(std::move(answer));
-}
-void ScriptedPeer::otherwise(std::string bytes) {
-  const std::scoped_lock lock(mutex_);
-  otherwise_.pieces = {std::move(bytes)};
-}
-void ScriptedPeer::on_request(std::function<void()> hook) {
-  const std::scoped_lock lock(mutex_);
-  hook_ = std::move(hook);
-}
-std::vector<std::string> ScriptedPeer::greetings() {
-  const std::scoped_lock lock(mutex_);
-  return std::exchange(greetings_, {});
-}
-std::vector<std::string> ScriptedPeer::requests() {
-  const std::scoped_lock lock(mutex_);
-  return std::exchange(requests_, {});
-}
-
 void ScriptedPeer::announce() {
-  std::string name;
-  {
-    const std::scoped_lock lock(mutex_);
-    name = event_name_;
-  }
+  const std::scoped_lock lock(mutex_);
   platform::NamedEvent event;
-  ASSERT_EQ(platform::error_none, event.open(name.c_str())) << name;
+  ASSERT_EQ(platform::error_none, event.open(event_name_.c_str())) << event_name_;
   event.set();
 }
 
@@ -109,22 +90,10 @@ void ScriptedPeer::run() {
 bool ScriptedPeer::read(std::string& bytes, std::size_t size) {
   while (bytes.size() < size) {
     char buffer[4096];
-    const std::size_t wanted = std::min(size - bytes.size(), sizeof buffer);
-    bool done = false;
-    Error failure = platform::error_none;
-    std::size_t got = 0;
-    server_->connection->read_some(std::as_writable_bytes(std::span(buffer).first(wanted)),
-                                   [&](Error error, std::size_t count) {
-                                     done = true;
-                                     failure = error;
-                                     got = count;
-                                   });
-    if (!server_->run_until([&] { return done; })) {
-      server_->connection.reset();  // before the handler's locals go
-      return false;
-    }
-    if (failure != platform::error_none) return false;
-    bytes.append(buffer, got);
+    const auto room = std::as_writable_bytes(std::span(buffer).first(std::min(size - bytes.size(), sizeof buffer)));
+    const auto got = server_->transfer([&](auto handler) { server_->connection->read_some(room, handler); });
+    if (!got) return false;
+    bytes.append(buffer, *got);
   }
   return true;
 }
@@ -132,17 +101,8 @@ bool ScriptedPeer::read(std::string& bytes, std::size_t size) {
 bool ScriptedPeer::deliver(const Answer& answer) {
   for (const std::string& piece : answer.pieces) {
     if (&piece != &answer.pieces.front()) std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    bool done = false;
-    Error failure = platform::error_none;
-    server_->connection->write_all(std::as_bytes(std::span(piece)), [&](Error error, std::size_t) {
-      done = true;
-      failure = error;
-    });
-    if (!server_->run_until([&] { return done; })) {
-      server_->connection.reset();
-      return false;
-    }
-    if (failure != platform::error_none) return false;
+    const auto bytes = std::as_bytes(std::span(piece));
+    if (!server_->transfer([&](auto handler) { server_->connection->write_all(bytes, handler); })) return false;
   }
   return !answer.close;
 }
@@ -174,27 +134,20 @@ Answer ScriptedPeer::next_answer() {
 }
 
 void ScriptedPeer::serve_connection() {
-  std::string greeting;
-  if (!read(greeting, 2) || !read(greeting, 2 + number(greeting))) return;
-  Answer answer;
+  std::string bytes;
+  if (!read(bytes, 2) || !read(bytes, 2 + number(bytes))) return;
+  Answer next;
   {
     const std::scoped_lock lock(mutex_);
-    event_name_ = greeting.size() > 4 ? greeting.substr(4, greeting.size() - 5) : "";
-    greetings_.push_back(greeting);
-    answer = greeting_answer_;
+    event_name_ = bytes.size() > 4 ? bytes.substr(4, bytes.size() - 5) : "";
+    greetings_.push_back(bytes);
+    next = greeting_answer_;
   }
-  if (!deliver(answer)) return;
-  for (;;) {
-    std::string request;
-    if (!read_request(request)) return;
-    std::function<void()> hook;
-    {
-      const std::scoped_lock lock(mutex_);
-      requests_.push_back(request);
-      hook = hook_;
-    }
-    if (hook) hook();
-    if (!deliver(next_answer())) return;
+  for (; deliver(next); next = next_answer()) {
+    bytes.clear();
+    if (!read_request(bytes)) return;
+    const std::scoped_lock lock(mutex_);
+    requests_.push_back(bytes);
   }
 }
 

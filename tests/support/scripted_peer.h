@@ -3,12 +3,12 @@
 
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace ox::test {
@@ -47,23 +47,29 @@ class ScriptedPeer {
   ScriptedPeer& operator=(const ScriptedPeer&) = delete;
 
   // What greetings are answered with; a success by default.
-  void answer_greetings(Answer answer);
+  void answer_greetings(Answer answer) { set(greeting_answer_, std::move(answer)); }
   // Answers to the next requests, in order. When there are none left, `otherwise` answers; nothing by default.
-  void answer(Answer answer);
+  void answer(Answer answer) {
+    const std::scoped_lock lock(mutex_);
+    answers_.push_back(std::move(answer));
+  }
   void answer(std::string bytes) { answer(Answer{{std::move(bytes)}}); }
-  void otherwise(std::string bytes);
-  // Called on the peer's thread with every request, before it is answered.
-  void on_request(std::function<void()> hook);
+  void otherwise(std::string bytes) { set(otherwise_, Answer{{std::move(bytes)}}); }
 
   // Every greeting and every request since the last call, as received.
-  [[nodiscard]] std::vector<std::string> greetings();
-  [[nodiscard]] std::vector<std::string> requests();
+  [[nodiscard]] std::vector<std::string> greetings() { return set(greetings_, {}); }
+  [[nodiscard]] std::vector<std::string> requests() { return set(requests_, {}); }
 
   // Signals the last session's notification event.
   void announce();
 
  private:
   struct Server;
+  template <class T>
+  T set(T& member, T value) {
+    const std::scoped_lock lock(mutex_);
+    return std::exchange(member, std::move(value));
+  }
   void run();
   void serve_connection();
   [[nodiscard]] bool read(std::string& bytes, std::size_t size);
@@ -75,7 +81,6 @@ class ScriptedPeer {
   Answer greeting_answer_;
   std::deque<Answer> answers_;
   Answer otherwise_;
-  std::function<void()> hook_;
   std::vector<std::string> greetings_;
   std::vector<std::string> requests_;
   std::string event_name_;

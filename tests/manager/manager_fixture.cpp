@@ -1,0 +1,111 @@
+#include "tests/manager/manager_fixture.h"
+
+#include <sstream>
+
+#include <oxbase/oxb.h>
+
+#include "manager/definitions.h"
+#include "tests/support/installation.h"
+#include "tests/support/scripted_peer.h"
+#include "tests/support/system_root.h"
+
+namespace ox::manager {
+namespace {
+
+const Report no_faults = [](const std::string& file, std::uint32_t line, const std::string& text) {
+  ADD_FAILURE() << file << ':' << line << ": " << text;
+};
+
+std::string shown(dnode* node) {
+  const auto field = [&](auto getter) {
+    const char* text = "";
+    (void)getter(node, &text);
+    return std::string(text);
+  };
+  const std::string name = field(oxdGetCompType) + ':' + field(oxdGetCompName) + ' ' + field(oxdGetAmibName);
+  std::uint32_t code = 0;
+  if (oxdGetErrCode(node, &code) == OX_OK && code != 0) return name + " ! " + std::to_string(code);
+  return oxdGetValueType(node) >= 0 ? name + " = " + oxdGetValueByRawStr(node) : name;
+}
+
+// "type:name", AMIB name and text; the text is parsed as a value of the attribute.
+NodePtr value_node(const std::string& component, const std::string& path, const std::string& text) {
+  NodePtr node = make_node();
+  if (const auto colon = component.find(':'); colon != component.npos) {
+    (void)oxdSetCompType(node.get(), component.substr(0, colon).c_str());
+    (void)oxdSetCompName(node.get(), component.substr(colon + 1).c_str());
+  }
+  (void)oxdSetAmibName(node.get(), path.c_str());
+  if (text.empty() || oxdSetValueByStr(node.get(), 0, text.c_str()) == OX_OK) return node;
+  (void)oxdSetText(node.get(), text.c_str());
+  return node;
+}
+
+Bytes bytes_of(const std::string& text) {
+  const auto bytes = std::as_bytes(std::span(text));
+  return {bytes.begin(), bytes.end()};
+}
+
+}  // namespace
+
+void ManagerTest::SetUp() {
+  test::lay_down_installation();
+  bool sound = true;
+  ASSERT_EQ(0u, hold_tree(amib_files(no_faults, sound), no_faults));
+  manager_.emplace(loop_, settings_, test::work_dir() + "/data");
+  ASSERT_TRUE(manager_->journal.load(manager_->store, no_faults));
+}
+
+void ManagerTest::TearDown() { (void)oxbDeleteAmibTree(OXB_TREE); }
+
+Reply ManagerTest::ask(const Message& message, std::uint32_t session) {
+  std::optional<Reply> answer;
+  route(*manager_, {session, message, [&](Reply reply) { answer = std::move(reply); }});
+  loop_.restart();
+  while (!answer && loop_.run_one() != 0) {
+  }
+  EXPECT_TRUE(answer) << "no reply to type " << message.type << " command " << message.command;
+  return answer ? std::move(*answer) : Reply{.error = 0xFFFF};
+}
+
+Reply ManagerTest::ask(std::uint32_t type, std::uint32_t command, const std::string& payload, std::uint32_t session,
+                       std::uint32_t destination_id) {
+  return ask({.type = type, .command = command, .destination_id = destination_id, .data = bytes_of(payload)}, session);
+}
+
+Message ManagerTest::message(const std::string& text) {
+  std::istringstream words(text);
+  std::string verb, component, path, value;
+  words >> verb;
+  NodeList nodes;
+  if (verb == "get") {
+    std::uint32_t limit = 0;
+    words >> component >> path >> limit;
+    const std::string names = test::text(component) + test::text(path);
+    return {.type = 1, .command = 1, .data = bytes_of(names + test::word(0) + test::word(limit) + test::half(0))};
+  }
+  if (verb == "set") {
+    while (words >> component >> path >> value) nodes.add(value_node(component, path, value));
+    const Bytes list = node_reply(0, nodes).data;
+    const std::string head = std::string(8, '\0') + test::half(static_cast<std::uint32_t>(list.size()));
+    Message set{.type = 1, .command = 4, .data = bytes_of(head)};
+    set.data.insert(set.data.end(), list.begin(), list.end());
+    return set;
+  }
+  while (std::getline(words >> std::ws, path, '=') && std::getline(words, value, ' ')) {
+    nodes.add(value_node("", path.find('.') == path.npos ? "10.7." + path + ".0" : path, value));
+  }
+  const auto code = static_cast<std::uint32_t>(std::stoul(verb));
+  return {.type = 1, .command = 8, .error = code, .data = node_reply(0, nodes).data};
+}
+
+std::string ManagerTest::ask(const std::string& words) {
+  const Reply reply = ask(message(words));
+  std::string text = std::to_string(reply.error);
+  NodeList nodes;
+  EXPECT_EQ(0u, decode_nodes(reply.data, nodes));
+  for (dnode* node = nodes.get(); node != nullptr; node = oxdNext(node)) text += "; " + shown(node);
+  return text;
+}
+
+}  // namespace ox::manager

@@ -1,0 +1,45 @@
+// A manager without its pipe: requests go straight to the router.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+
+#include "manager/manager.h"
+#include "manager/request.h"
+#include "manager/router.h"
+
+namespace ox::manager {
+
+class ManagerTest : public testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  // Sends a request and runs the loop until it is answered.
+  Reply ask(const Message& message, std::uint32_t session = 1);
+  Reply ask(std::uint32_t type, std::uint32_t command, const std::string& payload, std::uint32_t session = 1,
+            std::uint32_t destination_id = 0);
+
+  // A request in words: "get COMPONENT NAMES" with a time limit if wanted, "set COMPONENT PATH TEXT ..." with as many
+  // threes as wanted, or a management code and its arguments, "5 1=node 8=r1", whose AMIB names are "10.7.N.0" or
+  // given.
+  static Message message(const std::string& words);
+  // The answer: its error, and after "; " every node: "84", "0; node:r1 11.5.2.0 = 161; node:r1 11.5.3.0 ! 125".
+  std::string ask(const std::string& words);
+
+  struct Exchange {
+    std::string words;
+    std::string answer;
+  };
+  void expect(const std::vector<Exchange>& exchanges) {
+    for (const Exchange& one : exchanges) EXPECT_EQ(one.answer, ask(one.words)) << one.words;
+  }
+
+  asio::io_context loop_;
+  Settings settings_;
+  std::optional<Manager> manager_;
+};
+
+}  // namespace ox::manager

@@ -1,0 +1,144 @@
+// The event tools and the example application, against a real manager.
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <thread>
+
+#include <oxbase/oxc.h>
+
+#include "tests/road/daemon.h"
+#include "tests/support/system_root.h"
+
+namespace ox::test {
+namespace {
+
+constexpr auto patience = std::chrono::seconds(60);
+
+class ToolRoad : public testing::Test {
+ protected:
+  struct Started {
+    std::string output;
+    ChildProcess process;
+
+    // What it has printed so far; waits until that has the text.
+    std::string until(const std::string& text) const {
+      for (int i = 0; i < 6000 && read_file(output).find(text) == std::string::npos; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      }
+      return read_file(output);
+    }
+    std::string end(int expected = 0) {
+      EXPECT_EQ(expected, process.wait(patience)) << read_file(output);
+      return read_file(output);
+    }
+  };
+  // "oxevent send --memo x": words without quotes.
+  Started start(const std::string& command) {
+    std::vector<std::string> words;
+    std::istringstream in(command);
+    for (std::string word; in >> word;) words.push_back(word);
+    words.front() = OX_PROGRAMS "/" + words.front();
+    const std::string output = system_root() + "/out" + std::to_string(++count_);
+    return {output, ChildProcess(words, output)};
+  }
+  std::string run(const std::string& command, int expected = 0) { return start(command).end(expected); }
+
+  Daemon daemon_;
+
+ private:
+  int count_ = 0;
+};
+
+TEST_F(ToolRoad, EventsAreSentAwaitedAndKept) {
+  const std::string fields =
+      "--type 0x103 --id 7 --ref-id 6 --time 1000 --recover-time 2000 --msg-number 5 --flag 2 --community c "
+      "--msg-file f.msg --opt-msg o --memo m --map top --component node:r1 --sender tester";
+  const std::string sent = run("oxevent send --json " + fields);
+  for (const char* part :
+       {"\"sndId\":1,", "\"eventType\":259", "\"eventId\":7", "\"refEventId\":6", "\"occurTime\":1000",
+        "\"recoverTime\":2000", "\"msgNumber\":5", "\"flag\":2", "\"commName\":\"c\"", "\"msgFile\":\"f.msg\"",
+        "\"optMsg\":\"o\"", "\"memo\":\"m\"", "\"mapName\":\"top\"", "\"compType\":\"node\"", "\"compName\":\"r1\"",
+        "\"sender\":\"tester\""}) {
+    EXPECT_NE(std::string::npos, sent.find(part)) << part << " in " << sent;
+  }
+  (void)run("oxevent send --memo other");
+  // Each criterion finds the first event alone, and its opposite does not.
+  const struct {
+    const char* right;
+    const char* wrong;
+  } criteria[] = {{"--from 500 --to 1500", "--from 1001 --to 1500"},
+                  {"--send-id 1", "--send-id 9"},
+                  {"--sender test*", "--sender best*"},
+                  {"--min-level 3", "--min-level 4"},
+                  {"--id 7", "--id 8"},
+                  {"--ref-id 6", "--ref-id 7"},
+                  {"--community c", "--community d"},
+                  {"--comp-type nod?", "--comp-type no"},
+                  {"--comp-name r*", "--comp-name q*"},
+                  {"--msg-file *.msg", "--msg-file *.txt"},
+                  {"--msg-number 5", "--msg-number 4"},
+                  {"--memo m", "--memo M"},
+                  {"--flag-bit2 1", "--class 1024"},
+                  {"--first 1", "--agent 1"},
+                  {"--last 2 --memo m", "--generic 0"},
+                  {"--checked 0 --id 7", "--checked 1"},
+                  {"--ref-id 6", "--specific 0"},
+                  {"--ref-id 6", "--enterprise *"},
+                  {"--ref-id 6", "--snmp-community *"},
+                  {"--ref-id 6", "--ipx 00112233445566778899"}};
+  for (const auto& c : criteria) {
+    EXPECT_EQ(sent, run(std::string("oxevent log list --json ") + c.right)) << c.right;
+    EXPECT_EQ("", run(std::string("oxevent log list --json ") + c.wrong)) << c.wrong;
+  }
+  (void)run("oxevent log check 1");
+  EXPECT_NE(std::string::npos, run("oxevent log list --checked 1").find("checked  node:r1"));
+  (void)run("oxevent log uncheck 1");
+  EXPECT_EQ(sent, run("oxevent log list --json --first 1"));
+  (void)run("oxevent log delete 1");
+  (void)run("oxevent cancel 2");
+  EXPECT_EQ("", run("oxevent log list"));
+  EXPECT_NE("", run("oxevent cancel 2", 1));
+  EXPECT_NE("", run("oxevent wait --count x", 2));
+  EXPECT_NE("", run("oxevent wait --ipx 12", 1));
+}
+
+TEST_F(ToolRoad, WaitsGoOnWhereTheyEnded) {
+  Started plain = start("oxevent wait --memo *2 --count 1");
+  Started persistent = start("oxevent wait --persistent night --count 2");
+  // What comes before they listen is not theirs: events are sent until both have had theirs.
+  for (int i = 0; (plain.process.running() || persistent.process.running()) && i < 600; ++i) {
+    (void)run("oxevent send --memo a2");
+  }
+  EXPECT_NE(std::string::npos, plain.end().find("a2"));
+  (void)persistent.end();
+  (void)run("oxevent send --memo more");
+  const std::string later = run("oxevent wait --persistent night --count 1 --json --timeout 60");
+  EXPECT_NE(std::string::npos, later.find("\"sndId\"")) << later;
+  EXPECT_NE(std::string::npos, run("oxevent wait --timeout 1 --count 1", 1).find("the time is over"));
+}
+
+TEST_F(ToolRoad, WatchShowsValuesAndTheirChanges) {
+  (void)run("oxset --add ruleEnt:day");
+  Started watch = start("oxget --watch --count 3 ruleEnt:* 11.1.1.0,11.13.1.0");
+  EXPECT_NE(std::string::npos, watch.until("day").find("ruleEnt:day"));
+  (void)run("oxset ruleEnt:day 11.13.1.0 prog");
+  (void)run("oxset --add ruleEnt:night");
+  const std::string shown = watch.end();
+  EXPECT_NE(std::string::npos, shown.find("prog")) << shown;
+  EXPECT_NE(std::string::npos, shown.find("ruleEnt:night")) << shown;
+  EXPECT_NE(std::string::npos, run("oxget --watch ruleEnt:none 11.1", 1).find("(84)"));
+}
+
+TEST_F(ToolRoad, ExampleReactsAndEnds) {
+  Started example = start("watch_events 2");
+  (void)example.until("waiting");
+  (void)run("oxevent send --type 0x101 --memo low");
+  (void)run("oxevent send --type 0x102 --memo first");
+  (void)run("oxevent send --type 0x103 --memo second");
+  EXPECT_EQ("waiting\nevent 2: first\nevent 3: second\n", example.end());
+  EXPECT_EQ(std::string::npos, run("oxevent log list --checked 1").find("low"));
+  EXPECT_NE(std::string::npos, run("oxevent log list --checked 1").find("second"));
+}
+
+}  // namespace
+}  // namespace ox::test
