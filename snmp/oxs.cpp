@@ -91,6 +91,15 @@ OX_RESULT OX_CALL oxsSnmpTrapDecode(const void* buffer, uint32_t length, oxsSnmp
   });
 }
 
+OX_RESULT OX_CALL oxsSnmpInformAnswer(const void* buffer, uint32_t length, void** answer, uint32_t* answerLength) {
+  OX_ENTRY("oxsSnmpInformAnswer", ":%x:%u", trace::word(buffer), length);
+  return traced("oxsSnmpInformAnswer", [&] {
+    return snmp::encode_checked(answer, answerLength, [&](void*& block, uint32_t& size) {
+      return buffer != nullptr ? snmp::answer_inform(buffer, length, block, size) : OX_RESULT{OX_EARG};
+    });
+  });
+}
+
 OX_RESULT OX_CALL oxsSnmpTrapFree(oxsSnmpTrap* trap) {
   OX_ENTRY("oxsSnmpTrapFree", ":%x", trace::word(trap));
   return traced("oxsSnmpTrapFree", [&] {

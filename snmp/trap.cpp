@@ -142,4 +142,24 @@ OX_RESULT decode_trap(const void* buffer, std::uint32_t length, oxsSnmpTrap& tra
   return OX_OK;
 }
 
+OX_RESULT answer_inform(const void* buffer, std::uint32_t length, void*& answer,
+                        std::uint32_t& answer_length) noexcept {
+  Envelope envelope;
+  oxsSnmpTrap ignored{};
+  TrapPdu parts;
+  ber::Element whole;
+  if (!ber::ElementReader(static_cast<const unsigned char*>(buffer), length).next(whole)) return OX_EDECODE;
+  if (!open_envelope(buffer, length, envelope) || envelope.pdu.tag != tag_of(OXS_INFORM)) return OX_EDECODE;
+  if (!open_trap(envelope.pdu, ignored, parts)) return OX_EDECODE;
+  const auto* bytes = static_cast<const unsigned char*>(buffer);
+  const auto size = static_cast<std::uint32_t>(whole.content + whole.size - bytes);
+  auto copy = make_tracked_array<unsigned char>(size, "snmp_message");
+  if (!copy) return OX_ENOMEM;
+  std::memcpy(copy.get(), bytes, size);
+  copy[envelope.community.content + envelope.community.size - bytes] = tag_of(OXS_RESPONSE);
+  answer = copy.release();
+  answer_length = size;
+  return OX_OK;
+}
+
 }  // namespace ox::snmp

@@ -11,4 +11,8 @@ namespace ox::snmp {
 [[nodiscard]] OX_RESULT encode_trap(const oxsSnmpTrap* trap, void*& buffer, std::uint32_t& length) noexcept;
 [[nodiscard]] OX_RESULT decode_trap(const void* buffer, std::uint32_t length, oxsSnmpTrap& trap) noexcept;
 
+// The answer to an inform. 112, 3.
+[[nodiscard]] OX_RESULT answer_inform(const void* buffer, std::uint32_t length, void*& answer,
+                                      std::uint32_t& answer_length) noexcept;
+
 }  // namespace ox::snmp

@@ -82,6 +82,14 @@ OX_API OX_RESULT OX_CALL oxsSnmpTrapEncode(const oxsSnmpTrap* trap, void** buffe
  */
 OX_API OX_RESULT OX_CALL oxsSnmpTrapDecode(const void* buffer, uint32_t length, oxsSnmpTrap* trap);
 
+/*
+ * The answer to an inform, in a new block that the caller releases with oxcMemFree: the same message with a response
+ * for its PDU (RFC 3416, 4.2.7). Returns 0; 112 for a message that is no inform; 3; 391; 1 for a null argument. On
+ * failure *answer is null, *answerLength 0.
+ */
+OX_API OX_RESULT OX_CALL oxsSnmpInformAnswer(const void* buffer, uint32_t length, void** answer,
+                                             uint32_t* answerLength);
+
 /* Releases community, enterprise and bindings of a decoded trap and clears them. Returns 0, also for null. */
 OX_API OX_RESULT OX_CALL oxsSnmpTrapFree(oxsSnmpTrap* trap);
 

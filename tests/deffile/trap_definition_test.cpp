@@ -245,6 +245,9 @@ TEST_F(TrapDefinitions, EveryAllocationMayFail) {
     oxcTrFreeConf(list);
     return result;
   });
+}
+
+TEST(TrapDetail, EveryAllocationMayFail) {
   dnode* bindings = oxdAlloc(1);
   oxdSetAmibName(bindings, "1.3");
   oxdSetText(bindings, "a text that no string keeps in itself");

@@ -292,6 +292,26 @@ TEST_F(SnmpTrap, CutAndDamagedTrapsAreRefusedOrWhole) {
   EXPECT_GT(survivors, 3000);
 }
 
+TEST_F(SnmpTrap, InformsAreAnsweredWithTheirOwnBytes) {
+  const auto answer_to = [](const std::string& wire, std::string& answer) {
+    void* buffer = nullptr;
+    uint32_t length = 0;
+    const OX_RESULT result = oxsSnmpInformAnswer(wire.data(), static_cast<uint32_t>(wire.size()), &buffer, &length);
+    answer.assign(static_cast<char*>(buffer), length);
+    oxcMemFree(buffer);
+    return result;
+  };
+  const std::vector<std::string> messages = samples();
+  const std::string& inform = messages[2];
+  std::string answer;
+  EXPECT_EQ(0u, answer_to(inform + "trailing", answer));
+  std::string expected = inform;
+  expected[expected.find('\xA6')] = '\xA2';
+  EXPECT_EQ(expected, answer);
+  EXPECT_EQ(112u, answer_to(messages[1], answer));
+  EXPECT_EQ(112u, answer_to(inform.substr(0, 30), answer));
+}
+
 TEST_F(SnmpTrap, EveryAllocationMayFail) {
   for (const std::string& wire : samples()) {
     every_allocation_may_fail([&] {
