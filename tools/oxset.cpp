@@ -3,6 +3,7 @@
 
 #include "tools/cli.h"
 #include "tools/node_output.h"
+#include "tools/value_argument.h"
 
 namespace {
 
@@ -25,31 +26,6 @@ constexpr uint32_t component_delete = 14;
 constexpr char type_argument[] = "10.7.1.0";
 constexpr char name_argument[] = "10.7.8.0";
 
-const std::map<std::string, uint32_t> types{{"INTEGER", OX_INTEGER},
-                                            {"Counter", OX_COUNTER},
-                                            {"Gauge", OX_GAUGE},
-                                            {"TimeTicks", OX_TIMETICKS},
-                                            {"UnixTime", OX_UNIXTIME},
-                                            {"IpAddress", OX_IPADDRESS},
-                                            {"OctetString", OX_OCTETSTRING},
-                                            {"DisplayString", OX_DISPLAYSTRING},
-                                            {"PhysAddress", OX_PHYSADDRESS},
-                                            {"ObjectID", OX_OBJECTID},
-                                            {"Counter64", OX_COUNTER64},
-                                            {"Ipv6Address", OX_IPV6ADDRESS},
-                                            {"CodeString", OX_CODESTRING}};
-
-// A value given by its enumeration name, "up" or "up(1)", as its number; any other text as it is.
-std::string number_of_item(const char* path, const std::string& text) {
-  int32_t value = 0;
-  const char* item = nullptr;
-  for (uint32_t i = 0; oxbEnumItem(path, i, &value, &item) == OX_OK; ++i) {
-    const std::string whole = item;
-    if (text == whole || text == whole.substr(0, whole.rfind('('))) return std::to_string(value);
-  }
-  return text;
-}
-
 using Nodes = std::unique_ptr<dnode, decltype(&oxdFree)>;
 
 Nodes make_nodes(std::size_t count) {
@@ -70,10 +46,7 @@ void fill(dnode* node, const Options& options, const std::string& name, const st
   const auto [type, entry] = parts(options.component);
   tool::require(oxdSetCompType(node, type.c_str()), subject);
   tool::require(oxdSetCompName(node, entry.c_str()), subject);
-  tool::require(oxdSetAmibName(node, name.c_str()), subject);
-  const char* path = "";
-  tool::require(oxdGetAmibName(node, &path), subject);
-  tool::require(oxdSetValueByStr(node, options.type, number_of_item(path, value).c_str()), subject + " = " + value);
+  tool::set_value(node, name, options.type, value, subject);
 }
 
 const char* manager_of(const Options& options) { return options.manager.empty() ? nullptr : options.manager.c_str(); }
@@ -127,7 +100,7 @@ int main(int argc, char** argv) {
   auto* add = app.add_flag("--add", options.add, "make the component first");
   app.add_flag("--delete", options.remove, "delete the component")->excludes(add);
   app.add_option("--type", options.type, "value type when the attribute is not in the tree, or another is wanted")
-      ->transform(CLI::CheckedTransformer(types, CLI::ignore_case));
+      ->transform(CLI::CheckedTransformer(tool::value_types, CLI::ignore_case));
   app.add_flag("-v,--verbose", options.verbose, "print the values as the manager took them");
   app.add_flag("-j,--json", options.json, "print them as JSON");
   app.add_flag("--nopass", options.no_password, "do not ask for a logon (also -nopass; nothing is asked today)");
