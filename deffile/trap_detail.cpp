@@ -31,7 +31,7 @@ std::string leaf_of(const dnode* node) {
   std::size_t at = name.size();
   while (at != 0 && (name[at - 1] == '.' || (name[at - 1] >= '0' && name[at - 1] <= '9'))) --at;
   if (at == 0) return path;
-  const std::size_t dot = name.rfind('.', at);
+  const std::size_t dot = name.rfind('.', at - 1);
   return std::string(dot == std::string_view::npos ? name : name.substr(dot + 1));
 }
 

@@ -1,4 +1,5 @@
 // oxtrap: sends, receives, reads and explains SNMP traps.
+#include <algorithm>
 #include <asio.hpp>
 #include <chrono>
 #include <cstdio>
@@ -132,7 +133,7 @@ std::vector<std::string> datagrams(const std::vector<std::string>& hex, const st
   std::string joined;
   for (const std::string& word : hex) joined += word;
   if (!joined.empty()) all.push_back(tool::from_hex(joined));
-  if (all.empty()) throw std::runtime_error("no datagram given");
+  if (all.empty()) throw tool::Usage("no datagram given");
   return all;
 }
 
@@ -154,7 +155,7 @@ class Show {
     try {
       tool::decode_trap(datagram, trap);
     } catch (const tool::Failure& failure) {
-      (void)std::fprintf(stderr, "oxtrap: %s\n", failure.what());
+      (void)std::fprintf(stderr, "oxtrap: %s\n", tool::message_of(failure).c_str());
       return false;
     }
     const oxcTrTag* tag = tool::definition_of(definitions_.get(), trap);
@@ -256,11 +257,19 @@ int main(int argc, char** argv) {
       "Examples:\n"
       "  oxtrap send manager -g linkDown .interfaces.ifTable.ifEntry.ifIndex.3 3\n"
       "  oxtrap send -V 1 manager:8162 -e 1.3.6.1.4.1.64312.2 -s 17 1.3.6.1.4.1.64312.2.1.0:DisplayString 'fan 2'\n"
+      "  oxtrap send manager -e 1.3.6.1.4.1.64312.2 -s 3 -- 1.3.6.1.4.1.64312.2.2.0:INTEGER -5\n"
       "  oxtrap decode 302e0201010406...\n"
       "  oxtrap listen --port 8162\n"
       "  oxtrap explain --file unknown.hex\n"
       "Exit code: 0 done, 1 an error, a fault in a file or bytes that are no trap, 2 usage.");
-  return tool::run(app, tool::arguments(argc, argv), [&] {
+  // Behind "--", which the parser would end the command at, a value may begin with a dash.
+  std::vector<std::string> arguments = tool::arguments(argc, argv);
+  const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
+  std::vector<std::string> behind(dashes != arguments.end() ? dashes + 1 : dashes, arguments.end());
+  arguments.erase(dashes, arguments.end());
+  return tool::run(app, std::move(arguments), [&] {
+    std::vector<std::string>& words = *sender ? options.bindings : hex;
+    words.insert(words.end(), behind.begin(), behind.end());
     if (*sender) return send(options, sender->count("--time") != 0);
     if (*decoder) return show_all(datagrams(hex, file), json ? Form::json : Form::text);
     if (*explainer) return show_all(datagrams(hex, file), Form::explained);

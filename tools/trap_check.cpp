@@ -10,6 +10,8 @@
 namespace tool {
 namespace {
 
+std::string coded(OX_RESULT code) { return "error " + std::to_string(code) + ": " + error_text(code); }
+
 class Check {
  public:
   void fault(const std::string& place, const std::string& text) {
@@ -21,11 +23,10 @@ class Check {
   void read(const std::string& file, oxcTrConf* list) {
     const auto note = [](void* check, const char* path, uint32_t line, OX_RESULT code, const char* subject) {
       const std::string about = *subject != '\0' ? std::string(subject) + ": " : "";
-      static_cast<Check*>(check)->fault(path + (":" + std::to_string(line)),
-                                        about + oxcStrError(code) + " (" + std::to_string(code) + ")");
+      static_cast<Check*>(check)->fault(path + (":" + std::to_string(line)), about + coded(code));
     };
     const OX_RESULT result = oxcTrCheckFile(file.c_str(), note, this);
-    if (result != OX_OK) return fault(file, std::string(oxcStrError(result)) + " (" + std::to_string(result) + ")");
+    if (result != OX_OK) return fault(file, coded(result));
     require(oxcTrMakeConfList(list, file.c_str()), file);
   }
 
@@ -86,7 +87,7 @@ void Check::try_sample(const std::string& place, const std::string& words, const
     detail = detail_of(*wanted, trap);
     if (found != wanted) fault(place, "the sample finds " + (found != nullptr ? place_of(*found) : "no definition"));
   } catch (const std::exception& error) {
-    fault(place, error.what());
+    fault(place, message_of(error));
   }
 }
 

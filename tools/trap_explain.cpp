@@ -86,7 +86,7 @@ void print_reason(const oxcTrTag& tag, const Trap& trap) {
 
 void print_definition(const Trap& trap, const std::string& datagram) {
   const bool standard = trap.genericTrap < 6;
-  std::printf("\nNothing defines it. To paste into USER.DEF:\n\n");
+  std::printf("Nothing defines it. To paste into USER.DEF:\n\n");
   std::printf("Enterprise\t%s\n", trap.enterprise);
   std::printf("GenericCode\t%u\nSpecificCode\t%s\n", trap.genericTrap,
               standard ? "*" : std::to_string(trap.specificTrap).c_str());

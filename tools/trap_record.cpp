@@ -69,7 +69,7 @@ void Trap::set_enterprise(const std::string& text) {
 }
 
 void Trap::add_bindings(const std::vector<std::string>& words) {
-  if (words.size() % 2 != 0) throw std::runtime_error("every binding needs a value");
+  if (words.size() % 2 != 0) throw Usage("every binding needs a value");
   for (std::size_t i = 0; i < words.size(); i += 2) {
     const std::string& word = words[i];
     const std::size_t colon = word.find(':');
@@ -145,6 +145,11 @@ std::string to_hex(const std::string& bytes) {
     text += pair;
   }
   return text;
+}
+
+std::string message_of(const std::exception& error) {
+  const auto* failure = dynamic_cast<const Failure*>(&error);
+  return failure != nullptr ? std::string(error.what()) + ": " + error_text(failure->code()) : error.what();
 }
 
 std::string detail_of(const oxcTrTag& tag, const Trap& trap) {

@@ -40,6 +40,9 @@ void attach_names();
 [[nodiscard]] std::string from_hex(const std::string& text);
 [[nodiscard]] std::string to_hex(const std::string& bytes);
 
+// What went wrong, on one line.
+[[nodiscard]] std::string message_of(const std::exception& error);
+
 // The detail of a definition for a trap.
 [[nodiscard]] std::string detail_of(const oxcTrTag& tag, const Trap& trap);
 
