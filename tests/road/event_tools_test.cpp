@@ -126,7 +126,7 @@ TEST_F(ToolRoad, WatchShowsValuesAndTheirChanges) {
   const std::string shown = watch.end();
   EXPECT_NE(std::string::npos, shown.find("prog")) << shown;
   EXPECT_NE(std::string::npos, shown.find("ruleEnt:night")) << shown;
-  EXPECT_NE(std::string::npos, run("oxget --watch ruleEnt:none 11.1", 1).find("(84)"));
+  EXPECT_NE(std::string::npos, run("oxget --watch ruleEnt:none 11.1", 1).find("error 84"));
 }
 
 TEST_F(ToolRoad, ExampleReactsAndEnds) {
