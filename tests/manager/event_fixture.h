@@ -30,7 +30,7 @@ class EventManagerTest : public ManagerTest {
   // Sends an event with that memo; its send identifier.
   std::uint32_t post(
       const std::string& memo, const Fill& more = [](evmsg*) {}) {
-    if (handle_ == 0) handle_ = open_handle(sender_session);
+    if (manager_->event_handles.sender(handle_, sender_session) == nullptr) handle_ = open_handle(sender_session);
     const Reply reply = ask(1, 12, event([&](evmsg* made) {
                               (void)oxeEvmsgSetMemo(made, memo.c_str());
                               more(made);
