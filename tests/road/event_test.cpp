@@ -24,10 +24,11 @@ namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr std::uint32_t plain_events = 500;  // of each sender
+constexpr std::uint32_t persistent_events = 100;
 #else
 constexpr std::uint32_t plain_events = 25000;
+constexpr std::uint32_t persistent_events = 5000;
 #endif
-constexpr std::uint32_t persistent_events = 20;
 constexpr std::uint32_t senders = 4;
 constexpr std::uint32_t waiters = 20;
 

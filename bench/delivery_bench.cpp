@@ -1,0 +1,207 @@
+// Events through a real manager, from a sending process to waiting ones: the time of one delivery while events flow,
+// and the time from sending to the callback of single ones. All processes run on the caller's CPUs.
+#include <benchmark/benchmark.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <vector>
+
+#include <oxbase/oxa.h>
+#include <oxbase/oxe.h>
+
+#include "manager/daemon.h"
+#include "manager/log.h"
+#include "platform/registry.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint64_t flow = 2000;  // events of one measurement
+constexpr std::uint64_t singles = 1000;
+
+[[noreturn]] void give_up(const char* what, OX_RESULT code) {
+  std::fprintf(stderr, "%s: %u\n", what, code);
+  std::_Exit(1);
+}
+
+// What the processes share.
+struct Board {
+  std::atomic<std::uint64_t> delivered;
+  std::atomic<int> ready;
+  Clock::time_point called;  // the last callback
+  double flow_seconds;
+  double median_seconds;
+  double late_seconds;  // the 99th of a hundred
+};
+Board* board = nullptr;
+
+void install() {
+  if (std::getenv("OXBASE_SYSTEM") == nullptr) {
+    std::string made = (fs::temp_directory_path() / "oxbench-XXXXXX").string();
+    if (mkdtemp(made.data()) == nullptr || setenv("OXBASE_SYSTEM", made.c_str(), 1) != 0) give_up("system root", 0);
+  }
+  const fs::path root = fs::path(std::getenv("OXBASE_SYSTEM")) / "delivery";
+  constexpr auto over = fs::copy_options::recursive | fs::copy_options::overwrite_existing;
+  fs::create_directories(root / "work");
+  fs::create_directories(root / "home");
+  fs::copy(OX_SHARE_DIR "/LIB", root / "home/LIB", over);
+  fs::copy(OX_SHARE_DIR "/public", root / "work/public", over);
+  constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
+  if (ox::platform::registry_write(key, "HomeDir", (root / "home").c_str()) != 0 ||
+      ox::platform::registry_write(key, "WorkDir", (root / "work").c_str()) != 0) {
+    give_up("registry", 0);
+  }
+}
+
+// The manager, a process of its own that ends with the benchmark.
+class Manager {
+ public:
+  Manager() {
+    install();
+    void* const memory = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) give_up("mmap", 0);
+    board = new (memory) Board{};
+    pid_ = fork();
+    if (pid_ != 0) return;
+    ox::manager::log_to_stderr();
+    _exit(ox::manager::run_daemon());
+  }
+  ~Manager() {
+    (void)kill(pid_, SIGTERM);
+    (void)waitpid(pid_, nullptr, 0);
+  }
+  Manager(const Manager&) = delete;
+  Manager& operator=(const Manager&) = delete;
+
+ private:
+  pid_t pid_ = 0;
+};
+
+void open_session() {
+  OX_RESULT result = oxaInit(nullptr);
+  for (int tries = 0; tries < 10 && result != OX_OK; ++tries) result = oxaInit(nullptr);
+  if (result != OX_OK) give_up("session", result);
+}
+
+OX_RESULT OX_CALL on_events(void*, std::uint32_t, void*, evmsg* list, OX_RESULT code) {
+  if (code != OX_OK) give_up("delivery", code);
+  board->called = Clock::now();
+  (void)oxeEvmsgFree(list);
+  ++board->delivered;
+  return OX_OK;
+}
+
+pid_t start_waiter() {
+  const pid_t pid = fork();
+  if (pid != 0) return pid;
+  open_session();
+  void* wait = nullptr;
+  if (const OX_RESULT result = oxeEventWaitOpen(nullptr, 0, on_events, nullptr, &wait)) give_up("wait", result);
+  ++board->ready;
+  while (oxaDispatch(0xFFFFFFFF) == OX_OK) {
+  }
+  _exit(0);
+}
+
+class Sender {
+ public:
+  Sender() {
+    open_session();
+    if (const OX_RESULT result = oxeEventOpen(nullptr, "bench", &handle_)) give_up("handle", result);
+  }
+  void send() const {
+    evmsg* const event = oxeEvmsgAlloc();
+    (void)oxeEvmsgSetEventType(event, OX_EVENT_LEVELLED | 3);
+    (void)oxeEvmsgSetCompType(event, "node");
+    (void)oxeEvmsgSetCompName(event, "router1");
+    (void)oxeEvmsgSetMemo(event, "line 3 is down");
+    if (const OX_RESULT result = oxeEventSend(handle_, event)) give_up("send", result);
+    (void)oxeEvmsgFree(event);
+  }
+
+ private:
+  std::uint32_t handle_ = 0;
+};
+
+void wait_for(std::uint64_t deliveries) {
+  while (board->delivered < deliveries) usleep(20);
+}
+
+// Many events, as fast as they are answered for.
+void measure_flow(const Sender& sender, std::uint64_t waiters) {
+  const auto begin = Clock::now();
+  for (std::uint64_t i = 0; i < flow; ++i) sender.send();
+  wait_for(flow * waiters);
+  board->flow_seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+// Events one by one.
+void measure_singles(const Sender& sender) {
+  std::vector<double> seconds;
+  for (std::uint64_t i = 0; i < singles; ++i) {
+    const auto begin = Clock::now();
+    sender.send();
+    wait_for(i + 1);
+    seconds.push_back(std::chrono::duration<double>(board->called - begin).count());
+  }
+  std::sort(seconds.begin(), seconds.end());
+  board->median_seconds = seconds[singles / 2];
+  board->late_seconds = seconds[singles * 99 / 100];
+}
+
+// A session belongs to its process and lasts as long: each measurement has processes of its own.
+void measure(int waiters, bool as_flow) {
+  static const Manager manager;
+  board->delivered = 0;
+  board->ready = 0;
+  std::vector<pid_t> pids;
+  for (int i = 0; i < waiters; ++i) pids.push_back(start_waiter());
+  const pid_t sending = fork();
+  if (sending == 0) {
+    const Sender sender;
+    while (board->ready < waiters) usleep(1000);
+    as_flow ? measure_flow(sender, static_cast<std::uint64_t>(waiters)) : measure_singles(sender);
+    _exit(0);
+  }
+  (void)waitpid(sending, nullptr, 0);
+  for (const pid_t pid : pids) {
+    (void)kill(pid, SIGKILL);
+    (void)waitpid(pid, nullptr, 0);
+  }
+}
+
+void event_delivery(benchmark::State& state) {
+  const auto waiters = static_cast<int>(state.range(0));
+  for (auto _ : state) {
+    measure(waiters, true);
+    state.SetIterationTime(board->flow_seconds / static_cast<double>(flow * static_cast<std::uint64_t>(waiters)));
+  }
+}
+BENCHMARK(event_delivery)->Arg(1)->Arg(20)->Iterations(1)->UseManualTime();
+
+void event_latency_median(benchmark::State& state) {
+  for (auto _ : state) {
+    measure(1, false);
+    state.SetIterationTime(board->median_seconds);
+  }
+}
+BENCHMARK(event_latency_median)->Iterations(1)->UseManualTime();
+
+void event_latency_99th_of_100(benchmark::State& state) {
+  for (auto _ : state) {
+    measure(1, false);
+    state.SetIterationTime(board->late_seconds);
+  }
+}
+BENCHMARK(event_latency_99th_of_100)->Iterations(1)->UseManualTime();
+
+}  // namespace
