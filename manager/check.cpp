@@ -15,6 +15,7 @@
 #include "manager/paths.h"
 #include "manager/settings.h"
 #include "manager/store.h"
+#include "manager/trap_check.h"
 #include "manager/vocabulary.h"
 #include "platform/environment.h"
 #include "platform/file.h"
@@ -152,6 +153,7 @@ bool check_installation(const Report& report) {
   sound = check_amib(report) && sound;
   Vocabulary vocabulary;
   sound = vocabulary.read(oxcGetWorkdir(), report) && sound;
+  sound = check_trap_definitions(report) && sound;
   Store store;
   return Journal(join(oxcGetWorkdir(), "data")).load(store, report) && sound;
 }
