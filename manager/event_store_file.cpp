@@ -152,7 +152,7 @@ class FileEventStore final : public EventStore {
     bool live = true;
   };
   struct Segment {
-    std::uint64_t size = 0;
+    std::size_t size = 0;
     std::size_t live = 0;  // events in it
     bool full = false;     // nothing is appended any more
   };
