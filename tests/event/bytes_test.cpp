@@ -62,7 +62,7 @@ TEST_F(BytesTest, WhatAPeerMaySend) {
       {"an empty list is absent", events, "00008000 00000000", 0, "00000000"},
       {"a text that ends too early", events, "00000002 0004 'a' 00 'c' 00", 1, ""},
       {"a text without an end", events, "00000002 0003 'abc'", 1, ""},
-      {"a memo of all lengths", events, "00002000 FFFFFFFF 00", 1, ""},
+      {"a memo of all lengths", events, "00002000 FFFFFFFF", 1, ""},
       {"a broken list", events, "00008000 00000003 0004 00", 71, ""},
       {"no events", events, "", 0, ""},
 

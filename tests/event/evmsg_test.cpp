@@ -79,15 +79,6 @@ TEST_F(EvmsgTest, AccessorsOfEveryField) {
   oxeEvmsgFree(e);
 }
 
-TEST_F(EvmsgTest, DecodedTextsAreReplacedAndClearedLikeOthers) {
-  evmsg* const event = events_of(bytes(every_field_wire));
-  EXPECT_EQ(0u, oxeEvmsgSetMemo(event, "a longer memo than before"));
-  EXPECT_EQ(0u, oxeEvmsgClrMapName(event));
-  fill_every_field(event);
-  EXPECT_EQ(bytes(every_field_wire), encode(event));
-  oxeEvmsgFree(event);
-}
-
 TEST_F(EvmsgTest, Lists) {
   evmsg* const list = events_of(event_bytes({1, 2, 3}));
   EXPECT_EQ(event_bytes({1}), encode_by<evmsg>(oxeEvmsgEncode, list, 1u));

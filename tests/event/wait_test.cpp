@@ -130,7 +130,6 @@ TEST_F(WaitTest, WhatPlainAndIconWaitsAreTold) {
     ReplyFields report;
     const char* told;
   } rows[] = {
-      {"no filter", nullptr, {.data = eights}, "[8 7]"},
       {"the first passes", filter, {.data = sevens}, "[7 8]"},
       {"the first fails", filter, {.data = eights}, ""},
       {"the filter is taken away", nullptr, {.data = eights}, "[8 7]"},
@@ -143,7 +142,6 @@ TEST_F(WaitTest, WhatPlainAndIconWaitsAreTold) {
       {"an error", filter, {.error = 84, .data = sevens}, "[!84]"},
       {"three nodes", filter, {.data = value_bytes(event_bytes({7})) + eights + sevens}, "[7][7 8]"},
       {"another machine's manager is gone", nullptr, {.type = 4}, "[!166]"},
-      {"an icon", nullptr, {.destination_id = icon, .data = status + name}, "top r12 3!0"},
       {"name first", nullptr, {.destination_id = icon, .data = name + status}, "top r12 3!0"},
       {"no name", nullptr, {.destination_id = icon, .data = status}, "top - 3!0"},
       {"a name of another type", nullptr, {.destination_id = icon, .data = opaque}, "- - 0!0"},
@@ -204,7 +202,6 @@ TEST_F(WaitTest, EachDeliveryIsTakenOrRefusedByItsNumber) {
       {"filtered", 5, delivery(43, event_bytes({8})), "", 7},
       {"filtered, again", 5, delivery(43, seven), "", 7},
       {"no events", 5, delivery(44, ""), "", 7},
-      {"broken", 0, delivery(45, broken), "[!1]", 7},
       {"broken, and refused", 5, delivery(46, broken), "[!1]", 8},
       {"an error", 0, error, "[!84]", 7},
       {"an error of the number before", 0, error, "[!84]", 7},
@@ -289,14 +286,16 @@ TEST_F(WaitTest, DeliveriesInsideACallbackArePutOff) {
   (void)peer.requests();
   in_callback = [&](void* running) -> OX_RESULT {
     EXPECT_EQ(told == "[7][!84][8]" ? other : wait, running);
+    if (told == "[7][!84]") {
+      EXPECT_EQ(0u, oxeEventWaitCloseEx(wait));
+    }
     if (told != "[7]") return 0;
-    // The manager sends what was not taken again; this loop gives up then. An error is told all the same, to the wait
-    // whose callback this is, which is closed in it.
+    // An error is told all the same, to the wait whose callback this is, and closes it there. The manager sends what
+    // was not taken again; this loop gives up then.
     answer({.command = 25, .error = 84, .reference = 7});
+    peer.answer(reply_bytes({}));  // of the closing
     for (const ReplyFields& report : {for_other, delivery(43, event_bytes({9})), for_other}) answer(report);
     dispatch();
-    peer.answer(reply_bytes({}));
-    EXPECT_EQ(0u, oxeEventWaitCloseEx(wait));
     answer(for_other);  // of the outer loop
     answer(delivery(43, event_bytes({9})));
     peer.answer(nothing);
@@ -306,7 +305,7 @@ TEST_F(WaitTest, DeliveriesInsideACallbackArePutOff) {
   dispatch();
   EXPECT_EQ("[7][!84][8]", told);
   std::vector<std::string> requests = peer.requests();
-  requests.erase(requests.begin() + 5);  // the closing
+  requests.erase(requests.begin() + 2);  // the closing
   EXPECT_EQ((std::vector{fetch_bytes(), fetch_bytes(), fetch_bytes(7, 7), fetch_bytes(), fetch_bytes(),
                          fetch_bytes(7, 41), fetch_bytes(7, 42), fetch_bytes(7, 43)}),
             requests);
