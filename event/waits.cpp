@@ -23,12 +23,14 @@ struct RidingWait {
   std::uint32_t flags;  // the caller's; kept
   void* request;
   evflt* filter;
+  std::uint32_t serial;  // tells it from an earlier wait at the same address
 };
 using EventWait = RidingWait<oxeEventCallback>;
 using IconWait = RidingWait<oxeEventIconCallback>;
 
 constinit WaitList<EventWait> event_waits;
 constinit WaitList<IconWait> icon_waits;
+constinit std::uint32_t last_serial = 0;
 
 template <class Wait, class Callback>
 OX_RESULT open_wait(WaitList<Wait>& waits, const char* session, const char* component, const char* path,
@@ -39,6 +41,7 @@ OX_RESULT open_wait(WaitList<Wait>& waits, const char* session, const char* comp
   wait->callback = callback;
   wait->argument = argument;
   wait->flags = flags;
+  wait->serial = ++last_serial;
   const OX_RESULT result =
       oxaAsyGet(session, component, path, nullptr, watch_option, 0, on_report, wait.get(), &wait->request);
   if (result != OX_OK) return result;
@@ -83,15 +86,17 @@ void deliver(EventWait& wait, const dnode* node, OX_RESULT code) {
   }
 }
 
-// A callback may close its wait, and open another at the same address: the request tells the two apart.
+// A callback may close its wait, and open another at the same address, with its request at the same address, too.
 void OX_CALL on_events(void* request, void* argument, dnode* list, OX_RESULT code) {
   OX_TRACE(trace::messages, "<S:oxeEventWaitCbfunc(%x,%x,%x,%x)>\n", trace::word(request), trace::word(argument),
            trace::word(list), code);
   const std::unique_ptr<dnode, FreeNodes> nodes(list);
   const dnode* node = list;
+  const EventWait* const told = event_waits.find(argument);
+  const std::uint32_t serial = told != nullptr ? told->serial : 0;
   do {
     EventWait* const wait = event_waits.find(argument);
-    if (wait == nullptr || wait->request != request) break;
+    if (wait == nullptr || wait->serial != serial) break;
     deliver(*wait, node, node != nullptr || code != OX_OK ? code : OX_RESULT{OX_ENOVALUE});
     node = code == OX_OK ? oxdNext(node) : nullptr;
   } while (node != nullptr);
