@@ -192,6 +192,7 @@ std::deque<EventRef>::iterator EventLog::find_recent(Sequence sequence) {
 
 void EventLog::add(EventReader& reader, Sequence place) {
   reader.place = place;
+  reader.turn = ++last_turn_;
   readers_.insert(&reader);
   if (place < committed_) return reader.wake();
   idle_.insert(&reader);

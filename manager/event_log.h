@@ -41,6 +41,7 @@ class EventReader {
   virtual void wake() = 0;
 
   const bool traps_only;
+  std::uint64_t turn = 0;     // readers are woken in the order in which they came
   Sequence place = 0;         // what was read last
   std::deque<EventRef> page;  // read ahead from the files
 };
@@ -111,8 +112,13 @@ class EventLog {
   bool scheduled_ = false;
   std::deque<EventRef> recent_;  // the newest committed events
   std::size_t recent_bytes_ = 0;
-  std::set<EventReader*> readers_;
-  std::set<EventReader*> idle_;  // those of them that have read everything
+  struct InTurn {
+    bool operator()(const EventReader* a, const EventReader* b) const { return a->turn < b->turn; }
+  };
+  using Readers = std::set<EventReader*, InTurn>;
+  Readers readers_;
+  Readers idle_;  // those of them that have read everything
+  std::uint64_t last_turn_ = 0;
 };
 
 }  // namespace ox::manager

@@ -25,7 +25,7 @@ find_package(oxbase 1 REQUIRED)
 add_executable(app app.c)
 target_link_libraries(app PRIVATE oxbase::oxbase)
 END
-cmake -S "$scratch/project" -B "$scratch/build" -DCMAKE_PREFIX_PATH="$scratch/tree" >/dev/null
+cmake -G Ninja -S "$scratch/project" -B "$scratch/build" -DCMAKE_PREFIX_PATH="$scratch/tree" >/dev/null
 cmake --build "$scratch/build" >/dev/null
 "$scratch/build/app"
 
