@@ -2,6 +2,7 @@
 #include <atomic>
 #include <functional>
 #include <map>
+#include <mutex>
 #include <thread>
 
 #include <oxbase/oxs.h>
@@ -16,6 +17,7 @@ namespace {
 // A version 1 agent with integer values in order of their names.
 class ScriptedAgent {
  public:
+  std::mutex changing;  // of what is not atomic
   std::map<Oid, std::uint32_t> values;
   std::atomic<std::size_t> most_bindings = 100;  // more are too big
   std::atomic<int> silent = 0;                   // requests left unanswered first
@@ -41,6 +43,7 @@ class ScriptedAgent {
   }
 
   void answer(oxsSnmpMessage& message, std::uint16_t to) {
+    const std::lock_guard lock(changing);
     NodeList bindings;
     std::uint32_t index = 0;
     for (const dnode* node = message.bindings; node != nullptr; node = oxdNext(node)) {
@@ -93,6 +96,7 @@ class SnmpTest : public ManagerTest {
     ASSERT_EQ('0', ask("set node:r1 11.5.1.0 127.0.0.1 node:r1 11.5.2.0 " + agent_.port() +
                        " node:r1 11.5.3.0 public node:r1 11.5.5.0 0")[0]);
     const auto interfaces = [](const std::string& path) { return *parse_oid("1.3.6.1.2.1.2." + path); };
+    const std::lock_guard lock(agent_.changing);
     agent_.values[interfaces("1.0")] = 3;  // ifNumber
     for (const std::string column : {"1", "7", "8", "10"}) {
       for (const std::string row : {"1", "2", "3"}) {
@@ -132,6 +136,7 @@ TEST_F(SnmpTest, StarsInInstances) {
   for (const Oid& instance : {Oid{7, 2}, {7, 2, 1}, {7, 2, 1, 1}, {7, 3, 1}}) {
     Oid path = status;
     path.insert(path.end(), instance.begin(), instance.end());
+    const std::lock_guard lock(agent_.changing);
     agent_.values[path] = 1;
   }
   expect({{"get node:r1 .2.2.1.7.*.2.*",
@@ -158,7 +163,10 @@ TEST_F(SnmpTest, LostRequestsAreRepeatedAndSilenceIsAnError) {
 
 TEST_F(SnmpTest, SetMapsTheAgentsErrors) {
   (void)ask("5 1=ruleEnt 8=r");
-  agent_.refuse = [](const Oid& name) { return name.back() == 2 ? 17u : name.back() == 3 ? 5u : 0u; };
+  {
+    const std::lock_guard lock(agent_.changing);
+    agent_.refuse = [](const Oid& name) { return name.back() == 2 ? 17u : name.back() == 3 ? 5u : 0u; };
+  }
   const std::string row1 = "node:r1 1.3.6.1.2.1.2.2.1.7.1";
   const std::string row2 = "node:r1 1.3.6.1.2.1.2.2.1.7.2";
   const std::string row3 = "node:r1 1.3.6.1.2.1.2.2.1.7.3";
