@@ -17,7 +17,7 @@ struct Envelope {
   ber::Element pdu;
 };
 
-// The parts of a message. False for anything else; bytes behind it are ignored, further elements in it must be
+// The fields of a message. False for anything else; bytes behind it are ignored, further elements in it must be
 // well-formed. What stands in the PDU is not looked at yet: it is at depth 3.
 [[nodiscard]] bool open_envelope(const void* message, std::uint32_t length, Envelope& envelope) noexcept;
 
@@ -29,7 +29,7 @@ struct Pdu {
   ber::Element bindings;
 };
 
-// The parts of a PDU, whatever its tag. False for anything else.
+// The fields of a PDU, whatever its tag. False for anything else.
 [[nodiscard]] bool open_pdu(const ber::Element& element, Pdu& pdu) noexcept;
 
 // Puts the three numbers in front of the binding list that has been written, and closes the PDU.

@@ -54,7 +54,7 @@ constexpr std::uint32_t trap_bound =
 // ---- Reading
 // ---------------------------------------------------------------------------------------------------------
 
-// The parts of a trap in place. The enterprise and the four numbers are version 1's.
+// The fields of a trap in place. The enterprise and the four numbers are version 1's.
 struct TrapPdu {
   ber::Element enterprise{ber::object_identifier, nullptr, 0};
   ber::Element bindings{};

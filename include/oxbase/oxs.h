@@ -36,7 +36,7 @@ OX_API OX_RESULT OX_CALL oxsSnmpEncodeWithNull(const oxsSnmpMessage* message, vo
 
 /*
  * Decodes one message into the caller's record, which need not be initialised; trailing bytes are ignored.
- * Returns 0, and the caller releases the parts with oxsSnmpFree; 112 for malformed input; 3; 391; 1 for a null
+ * Returns 0, and the caller releases its contents with oxsSnmpFree; 112 for malformed input; 3; 391; 1 for a null
  * argument. On failure the record has no community and no bindings. The exception values of version 2 (RFC 3416, 4.2.1)
  * give a node without value and with error code 157.
  */
@@ -77,8 +77,8 @@ OX_API OX_RESULT OX_CALL oxsSnmpTrapEncode(const oxsSnmpTrap* trap, void** buffe
  * enterprise, generic and specific number; these bindings are not in the list. An identifier under
  * 1.3.6.1.6.3.1.1.5 is a generic trap, of the enterprise that is sent beside it if any; of any other the last number is
  * the specific one, and a 0 before it is dropped. Without an identifier all three are 0 and null.
- * Returns 0, and the caller releases the parts with oxsSnmpTrapFree; 112 for malformed input and for messages of other
- * kinds; 3; 391; 1 for a null argument. On failure the record is all zero.
+ * Returns 0, and the caller releases its contents with oxsSnmpTrapFree; 112 for malformed input and for messages of
+ * other kinds; 3; 391; 1 for a null argument. On failure the record is all zero.
  */
 OX_API OX_RESULT OX_CALL oxsSnmpTrapDecode(const void* buffer, uint32_t length, oxsSnmpTrap* trap);
 
