@@ -5,7 +5,7 @@
 #include <string>
 
 #include "manager/event_record.h"
-#include "tests/manager/bench_manager.h"
+#include "tests/manager/manager_fixture.h"
 
 namespace ox::manager {
 
@@ -54,34 +54,23 @@ class EventManagerTest : public ManagerTest {
 
   Reply watch(const std::string& component, const std::string& names, std::uint32_t handle, std::uint32_t session = 1,
               std::uint32_t options = 64) {
-    Message message;
-    message.type = 1;
-    message.command = 2;
-    message.source_id = handle;
-    message.data = get_payload(component, names, options);
-    return send(message, session);
+    PayloadWriter payload;
+    payload.text(component);
+    payload.text(names);
+    payload.u32(options);
+    payload.u32(0);
+    payload.u16(0);
+    return ask({.type = 1, .command = 2, .source_id = handle, .data = std::move(payload.out())}, session);
   }
   Reply open_wait(const std::string& name, std::uint32_t user_word, std::uint32_t session = 1) {
-    Message message;
-    message.type = 1;
-    message.command = 25;
-    message.source_id = user_word;
-    message.data = text_body(name);
-    return send(message, session);
+    return ask({.type = 1, .command = 25, .source_id = user_word, .data = text_body(name)}, session);
   }
   Reply close_request(std::uint32_t command, std::uint32_t id, std::uint32_t session = 1) {
-    Message message;
-    message.type = 1;
-    message.command = command;
-    message.source_id = id;
-    return send(message, session);
+    return ask({.type = 1, .command = command, .source_id = id}, session);
   }
   // The next report: "nothing", or "command>receiver" with "!error", and the memos of its events, the nodes of a value.
   std::string fetch(std::uint32_t session = 1, std::uint32_t type = 5, std::uint32_t reference = 0xFFFFFFFF) {
-    Message message;
-    message.type = type;
-    message.reference = reference;
-    const Reply reply = send(message, session);
+    const Reply reply = ask({.type = type, .reference = reference}, session);
     if (!reply.report) return reply.type == 6 && reply.error == 0 ? "nothing" : "no report";
     number_ = reply.report->reference;
     std::string text = std::to_string(reply.report->command) + '>' + std::to_string(reply.report->destination_id);

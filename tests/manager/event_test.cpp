@@ -51,10 +51,10 @@ TEST_F(EventRequestTest, EventsAreNumberedAndCompleted) {
   EXPECT_EQ(5u, number_of(completed.get(), &oxeEvmsgGetOccurTime));
 
   EXPECT_EQ(OX_EUNSUPPORTED, ask(1, 12, event([](evmsg*) {}), 2, handle).error) << "another session's handle";
-  EXPECT_EQ(OX_EINCOMPLETE, ask(1, 12, {}, 1, handle).error);
+  EXPECT_EQ(OX_EINCOMPLETE, ask(1, 12, "", 1, handle).error);
   EXPECT_EQ(OX_EARG, ask(1, 12, Bytes(3), 1, handle).error);
-  EXPECT_EQ(0u, ask(1, 11, {}, 1, handle).error);
-  EXPECT_EQ(OX_EUNSUPPORTED, ask(1, 11, {}, 1, handle).error);
+  EXPECT_EQ(0u, ask(1, 11, "", 1, handle).error);
+  EXPECT_EQ(OX_EUNSUPPORTED, ask(1, 11, "", 1, handle).error);
   EXPECT_EQ(OX_EUNSUPPORTED, ask(1, 12, event([](evmsg*) {}), 1, handle).error);
   restart();
   EXPECT_EQ(3u, post("after the restart"));
@@ -101,7 +101,7 @@ TEST_F(EventRequestTest, LogIsSearchedAndMarked) {
   for (const std::uint32_t command : {16, 17, 18, 19}) {
     EXPECT_EQ(OX_ENOTFOUND, ask(1, command, with_id(4)).error) << command;
     EXPECT_EQ(OX_EABSENT, ask(1, command, event([](evmsg*) {})).error) << command;
-    EXPECT_EQ(OX_EINCOMPLETE, ask(1, command, {}).error) << command;
+    EXPECT_EQ(OX_EINCOMPLETE, ask(1, command, "").error) << command;
   }
   restart();
   EXPECT_EQ("changed a2 a3", logged());
@@ -135,7 +135,7 @@ TEST_F(EventRequestTest, WaitsOfEachKindReportTheirEvents) {
   Message message;
   message.type = 5;
   NodeList nodes;
-  ASSERT_EQ(0u, decode_nodes(send(message, 4).data, nodes));
+  ASSERT_EQ(0u, decode_nodes(ask(message, 4).data, nodes));
   std::uint32_t type = 0;
   std::uint32_t size = 0;
   const void* value = nullptr;
@@ -191,8 +191,8 @@ TEST_F(EventRequestTest, PersistentWaitsDeliverUntilTaken) {
   (void)post("four");
   const Reply again = open_wait("w", 24, 2);
   EXPECT_EQ("25>24 three", fetch(2));
-  EXPECT_EQ(OX_EHANDLE, ask(1, 26, {}, 1, again.source_id).error);
-  EXPECT_EQ(0u, ask(1, 26, {}, 2, again.source_id).error) << "closed inside its callback";
+  EXPECT_EQ(OX_EHANDLE, ask(1, 26, "", 1, again.source_id).error);
+  EXPECT_EQ(0u, ask(1, 26, "", 2, again.source_id).error) << "closed inside its callback";
   EXPECT_EQ("nothing", take(2));
   (void)open_wait("w", 25, 2);
   EXPECT_EQ("25>25 four", fetch(2)) << "what the callback took after the close is taken";

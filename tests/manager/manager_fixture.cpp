@@ -5,6 +5,7 @@
 #include <oxbase/oxb.h>
 
 #include "manager/definitions.h"
+#include "manager/paths.h"
 #include "tests/support/installation.h"
 #include "tests/support/scripted_peer.h"
 #include "tests/support/system_root.h"
@@ -15,18 +16,6 @@ namespace {
 const Report no_faults = [](const std::string& file, std::uint32_t line, const std::string& text) {
   ADD_FAILURE() << file << ':' << line << ": " << text;
 };
-
-std::string shown(dnode* node) {
-  const auto field = [&](auto getter) {
-    const char* text = "";
-    (void)getter(node, &text);
-    return std::string(text);
-  };
-  const std::string name = field(oxdGetCompType) + ':' + field(oxdGetCompName) + ' ' + field(oxdGetAmibName);
-  std::uint32_t code = 0;
-  if (oxdGetErrCode(node, &code) == OX_OK && code != 0) return name + " ! " + std::to_string(code);
-  return oxdGetValueType(node) >= 0 ? name + " = " + oxdGetValueByRawStr(node) : name;
-}
 
 // "type:name", AMIB name and text; the text is parsed as a value of the attribute.
 NodePtr value_node(const std::string& component, const std::string& path, const std::string& text) {
@@ -48,12 +37,36 @@ Bytes bytes_of(const std::string& text) {
 
 }  // namespace
 
+std::string ManagerTest::shown(dnode* node) {
+  const auto field = [&](auto getter) {
+    const char* text = "";
+    (void)getter(node, &text);
+    return std::string(text);
+  };
+  const std::string name = field(oxdGetCompType) + ':' + field(oxdGetCompName) + ' ' + field(oxdGetAmibName);
+  std::uint32_t code = 0;
+  if (oxdGetErrCode(node, &code) == OX_OK && code != 0) return name + " ! " + std::to_string(code);
+  return oxdGetValueType(node) >= 0 ? name + " = " + oxdGetValueByRawStr(node) : name;
+}
+
 void ManagerTest::SetUp() {
   test::lay_down_installation();
   bool sound = true;
   ASSERT_EQ(0u, hold_tree(amib_files(no_faults, sound), no_faults));
-  manager_.emplace(loop_, settings_, test::work_dir() + "/data");
+  start_manager();
+}
+
+void ManagerTest::start_manager() {
+  const std::string data = test::work_dir() + "/data";
+  ASSERT_TRUE(ensure_directory(data));
+  manager_.emplace(loop_, settings_, data);
   ASSERT_TRUE(manager_->journal.load(manager_->store, no_faults));
+  ASSERT_TRUE(manager_->events.open(no_faults));
+}
+
+void ManagerTest::restart() {
+  manager_.reset();
+  start_manager();
 }
 
 void ManagerTest::TearDown() { (void)oxbDeleteAmibTree(OXB_TREE); }
@@ -68,9 +81,14 @@ Reply ManagerTest::ask(const Message& message, std::uint32_t session) {
   return answer ? std::move(*answer) : Reply{.error = 0xFFFF};
 }
 
+Reply ManagerTest::ask(std::uint32_t type, std::uint32_t command, Bytes payload, std::uint32_t session,
+                       std::uint32_t destination_id) {
+  return ask({.type = type, .command = command, .destination_id = destination_id, .data = std::move(payload)}, session);
+}
+
 Reply ManagerTest::ask(std::uint32_t type, std::uint32_t command, const std::string& payload, std::uint32_t session,
                        std::uint32_t destination_id) {
-  return ask({.type = type, .command = command, .destination_id = destination_id, .data = bytes_of(payload)}, session);
+  return ask(type, command, bytes_of(payload), session, destination_id);
 }
 
 Message ManagerTest::message(const std::string& text) {

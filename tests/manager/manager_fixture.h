@@ -19,6 +19,8 @@ class ManagerTest : public testing::Test {
 
   // Sends a request and runs the loop until it is answered.
   Reply ask(const Message& message, std::uint32_t session = 1);
+  Reply ask(std::uint32_t type, std::uint32_t command, Bytes payload, std::uint32_t session = 1,
+            std::uint32_t destination_id = 0);
   Reply ask(std::uint32_t type, std::uint32_t command, const std::string& payload, std::uint32_t session = 1,
             std::uint32_t destination_id = 0);
 
@@ -28,6 +30,11 @@ class ManagerTest : public testing::Test {
   static Message message(const std::string& words);
   // The answer: its error, and after "; " every node: "84", "0; node:r1 11.5.2.0 = 161; node:r1 11.5.3.0 ! 125".
   std::string ask(const std::string& words);
+
+  // "type:name", path, and the value or the error.
+  static std::string shown(dnode* node);
+  // Ends the manager without a word and starts another on the same files.
+  void restart();
 
   struct Exchange {
     std::string words;
@@ -40,6 +47,9 @@ class ManagerTest : public testing::Test {
   asio::io_context loop_;
   Settings settings_;
   std::optional<Manager> manager_;
+
+ private:
+  void start_manager();
 };
 
 }  // namespace ox::manager

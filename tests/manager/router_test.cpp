@@ -32,10 +32,10 @@ TEST_F(RouterTest, EveryPayloadCutShortIsRefused) {
 }
 
 TEST_F(RouterTest, UnknownRequests) {
-  EXPECT_EQ(OX_EUNSUPPORTED, ask(1, 99, {}).error);
-  EXPECT_EQ(OX_EUNSUPPORTED, ask(9, 1, {}).error);
-  EXPECT_EQ(OX_EHANDLE, ask(1, 7, {}).error);
-  EXPECT_EQ(6u, ask(5, 0, {}).type);  // nothing to fetch
+  EXPECT_EQ(OX_EUNSUPPORTED, ask(1, 99, "").error);
+  EXPECT_EQ(OX_EUNSUPPORTED, ask(9, 1, "").error);
+  EXPECT_EQ(OX_EHANDLE, ask(1, 7, "").error);
+  EXPECT_EQ(6u, ask(5, 0, "").type);  // nothing to fetch
   EXPECT_EQ(OX_ENOPIPE, ask({.type = 1, .command = 1, .destination = "elsewhere"}).error);
   expect({{"77", "6"}, {"5", "56"}});
   EXPECT_EQ(OX_EFORMAT, ask(1, 22, half(3) + "abc" + text("b")).error) << "a text without its end";
@@ -136,9 +136,9 @@ TEST_F(RouterTest, LocksExcludeAndEndWithTheirSession) {
   EXPECT_NE(0u, held.source_id);
   EXPECT_EQ(OX_EEXISTS, lock(2, 0).error);
   EXPECT_EQ(OX_EEXISTS, lock(2, 1).error);
-  EXPECT_EQ(OX_EHANDLE, ask(4, 14, {}, 2, held.source_id).error) << "another session's lock";
-  EXPECT_EQ(0u, ask(4, 14, {}, 1, held.source_id).error);
-  EXPECT_EQ(OX_EHANDLE, ask(4, 14, {}, 1, held.source_id).error);
+  EXPECT_EQ(OX_EHANDLE, ask(4, 14, "", 2, held.source_id).error) << "another session's lock";
+  EXPECT_EQ(0u, ask(4, 14, "", 1, held.source_id).error);
+  EXPECT_EQ(OX_EHANDLE, ask(4, 14, "", 1, held.source_id).error);
 
   EXPECT_EQ(0u, lock(1, 1).error);
   EXPECT_EQ(0u, lock(2, 1).error);
