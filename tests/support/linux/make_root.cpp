@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "platform/linux/object.h"
 #include "tests/support/system_root.h"
 
 namespace fs = std::filesystem;
@@ -39,6 +40,9 @@ bool make_full_file(const std::string& path) {
   return true;
 }
 
-void remove_system() { fs::remove_all(system_root()); }
+void remove_system() {
+  platform::sweep_objects();  // left by processes that tests have killed; without the root nobody finds them again
+  fs::remove_all(system_root());
+}
 
 }  // namespace ox::test
