@@ -1,6 +1,7 @@
 #include "common/block_index.h"
 
-#include <cstring>
+#include <algorithm>
+#include <iterator>
 
 #include "platform/heap.h"
 
@@ -8,14 +9,11 @@ namespace ox::memory {
 namespace {
 
 constexpr std::size_t first_slots = 1024;
-constexpr std::size_t chunk_records = 128;
+constexpr std::uint32_t gone = UINT32_MAX;  // the size of a record whose block was released; no block has it
+
+[[nodiscard]] bool is_live(const Record& slot) noexcept { return slot.block != nullptr && slot.size != gone; }
 
 }  // namespace
-
-struct BlockIndex::Chunk {
-  Chunk* next;
-  Record records[chunk_records];
-};
 
 std::size_t BlockIndex::home(const void* block) const noexcept {
   // Blocks lie at multiples of 16, or of 8 on 32-bit systems; the multiplication spreads what is left over the word.
@@ -24,106 +22,71 @@ std::size_t BlockIndex::home(const void* block) const noexcept {
 }
 
 // The slot of a block, or the empty one where it would stand.
-std::size_t BlockIndex::slot_of(const void* block) const noexcept {
+Record* BlockIndex::slot_of(const void* block) const noexcept {
   std::size_t slot = home(block);
   while (slots_[slot].block != nullptr && slots_[slot].block != block) slot = (slot + 1) & mask_;
-  return slot;
+  return &slots_[slot];
 }
 
 Record* BlockIndex::find(const void* block) const noexcept {
-  return slots_ != nullptr ? slots_[slot_of(block)].record : nullptr;
+  if (slots_ == nullptr) return nullptr;
+  Record* record = slot_of(block);
+  return is_live(*record) ? record : nullptr;
 }
 
-// Makes room for one more.
+// Makes room for one more: at most two thirds of the slots hold a block, live or gone.
 bool BlockIndex::reserve() noexcept {
-  if (slots_ != nullptr && used_ < (mask_ + 1) / 2) return true;
-  const std::size_t count = slots_ != nullptr ? 2 * (mask_ + 1) : first_slots;
-  auto* slots = static_cast<Slot*>(platform::heap_allocate_zeroed(count * sizeof(Slot)));
-  if (slots == nullptr) return slots_ != nullptr && used_ < mask_;  // fuller than it should be, but it works
-  platform::heap_free(slots_);
+  const std::size_t present = slots_ != nullptr ? mask_ + 1 : 0;
+  if (3 * (used_ + 1) <= 2 * present) return true;
+  // Where most blocks are gone, the same size will do.
+  const std::size_t count = std::max(3 * live_ >= present ? 2 * present : present, first_slots);
+  auto* slots = static_cast<Record*>(platform::heap_allocate_zeroed(count * sizeof(Record)));
+  if (slots == nullptr) return used_ + 1 < present;  // fuller than it should be, but it works
+  Record* const old = slots_;
   slots_ = slots;
   mask_ = count - 1;
-  used_ = 0;
-  for (Record* record = head_; record != nullptr; record = record->next) insert(record);
+  used_ = live_;
+  for (std::size_t i = 0; i < present; ++i) {
+    if (is_live(old[i])) *slot_of(old[i].block) = old[i];
+  }
+  platform::heap_free(old);
   return true;
 }
 
-void BlockIndex::insert(Record* record) noexcept {
-  slots_[slot_of(record->block)] = {record->block, record};
-  ++used_;
+bool BlockIndex::add(const Record& record) noexcept {
+  if (!reserve()) return false;
+  put(record);
+  return true;
 }
 
-void BlockIndex::erase(std::size_t slot) noexcept {
-  std::size_t gap = slot;
-  for (std::size_t at = (gap + 1) & mask_; slots_[at].block != nullptr; at = (at + 1) & mask_) {
-    // An entry may fill the gap when its home does not lie between the gap and itself.
-    const std::size_t distance = (at - home(slots_[at].block)) & mask_;
-    if (distance >= ((at - gap) & mask_)) {
-      slots_[gap] = slots_[at];
-      gap = at;
-    }
-  }
-  slots_[gap] = {nullptr, nullptr};
-  --used_;
+void BlockIndex::put(const Record& record) noexcept {
+  Record* slot = slot_of(record.block);
+  if (!is_live(*slot)) ++live_;  // else the block went back to the system behind the allocator's back
+  if (slot->block == nullptr) ++used_;
+  *slot = record;
 }
 
-Record* BlockIndex::take_record() noexcept {
-  if (free_ == nullptr) {
-    auto* chunk = static_cast<Chunk*>(platform::heap_allocate_zeroed(sizeof(Chunk)));
-    if (chunk == nullptr) return nullptr;
-    chunk->next = chunks_;
-    chunks_ = chunk;
-    for (std::size_t i = chunk_records; i-- != 0;) {
-      chunk->records[i].next = free_;
-      free_ = &chunk->records[i];
-    }
-  }
-  Record* record = free_;
-  free_ = record->next;
-  return record;
-}
-
-Record* BlockIndex::add(void* block) noexcept {
-  if (!reserve()) return nullptr;
-  Record* record = take_record();
-  if (record == nullptr) return nullptr;
-  *record = {};
-  record->block = block;
-  if (head_ == nullptr) {
-    head_ = record->prev = record;
-  } else {
-    record->prev = head_->prev;
-    head_->prev->next = record;
-    head_->prev = record;
-  }
-  insert(record);
-  return record;
-}
-
-void BlockIndex::move(Record* record, void* block) noexcept {
-  erase(slot_of(record->block));
-  record->block = block;
-  insert(record);
+bool BlockIndex::move(Record* record, void* block) noexcept {
+  Record moved = *record;
+  remove(record);
+  moved.block = block;
+  return add(moved);
 }
 
 void BlockIndex::remove(Record* record) noexcept {
-  erase(slot_of(record->block));
-  if (record == head_) {
-    head_ = record->next;
-    if (head_ != nullptr) head_->prev = record->prev;
-  } else {
-    record->prev->next = record->next;
-    (record->next != nullptr ? record->next : head_)->prev = record->prev;
-  }
-  record->next = free_;
-  free_ = record;
+  record->size = gone;
+  --live_;
+}
+
+std::vector<Record> BlockIndex::records() const {
+  std::vector<Record> all;
+  if (slots_ == nullptr) return all;
+  all.reserve(live_);
+  std::copy_if(slots_, slots_ + mask_ + 1, std::back_inserter(all), is_live);
+  return all;
 }
 
 void BlockIndex::clear() noexcept {
-  while (Chunk* chunk = chunks_) {
-    chunks_ = chunk->next;
-    platform::heap_free(chunk);
-  }
   platform::heap_free(slots_);
   *this = BlockIndex();
 }

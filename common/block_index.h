@@ -1,58 +1,50 @@
-// The records of live tracked blocks, found by address in constant time and listed in allocation order.
+// The records of live tracked blocks, found by address in constant time.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-
-#include <oxbase/oxtypes.h>
+#include <vector>
 
 namespace ox::memory {
 
 // A tracked block.
 struct Record {
-  Record* next;
-  Record* prev;
   void* block;
-  std::uint32_t serial;
-  std::uint32_t size;  // as requested
   const char* tag;
+  std::uint32_t serial;  // rises with every allocation, and so tells their order
+  std::uint32_t size;    // as requested
 };
 
+// Open addressing with linear probing. The records stand in the slots themselves and no links join them, so that an
+// allocation and a release touch one line of memory each; whoever wants the blocks in order sorts by serial. A released
+// block's slot is kept: the system soon gives the same address again.
 class BlockIndex {
  public:
   constexpr BlockIndex() = default;
 
-  [[nodiscard]] Record* first() const noexcept { return head_; }
+  // Records are found, changed and removed through the address of their slot, which holds until the next add, move or
+  // remove.
   [[nodiscard]] Record* find(const void* block) const noexcept;
-  // Appends a zero-filled record of the block to the list. Null when memory runs out.
-  [[nodiscard]] Record* add(void* block) noexcept;
-  // Gives a record another block; the record keeps its place in the list.
-  void move(Record* record, void* block) noexcept;
+  // False when memory runs out.
+  [[nodiscard]] bool add(const Record& record) noexcept;
+  // Gives a record another block. False when memory runs out; the record is gone then.
+  [[nodiscard]] bool move(Record* record, void* block) noexcept;
   void remove(Record* record) noexcept;
+  // Copies of all records, in no order. Throws std::bad_alloc.
+  [[nodiscard]] std::vector<Record> records() const;
   // Gives everything back to the system, at unload.
   void clear() noexcept;
 
  private:
-  // Open addressing with linear probing: at most half of the slots are used, a removal closes its gap.
-  struct Slot {
-    const void* block;
-    Record* record;
-  };
-  struct Chunk;
-
   [[nodiscard]] std::size_t home(const void* block) const noexcept;
-  [[nodiscard]] std::size_t slot_of(const void* block) const noexcept;
+  [[nodiscard]] Record* slot_of(const void* block) const noexcept;
   [[nodiscard]] bool reserve() noexcept;
-  void insert(Record* record) noexcept;
-  void erase(std::size_t slot) noexcept;
-  [[nodiscard]] Record* take_record() noexcept;
+  void put(const Record& record) noexcept;
 
-  Record* head_ = nullptr;
-  Slot* slots_ = nullptr;
+  Record* slots_ = nullptr;
   std::size_t mask_ = 0;  // slots - 1
-  std::size_t used_ = 0;
-  Record* free_ = nullptr;   // linked through next
-  Chunk* chunks_ = nullptr;  // records come from the system in chunks
+  std::size_t used_ = 0;  // slots with a block, live or gone
+  std::size_t live_ = 0;
 };
 
 }  // namespace ox::memory

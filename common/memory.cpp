@@ -2,6 +2,7 @@
 // while tracking is on, and for any number of threads while it is off.
 #include "common/memory.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 
@@ -54,15 +55,11 @@ void account(std::uint32_t added, std::uint32_t removed) noexcept {
 
 void set_guard(void* block, std::uint32_t size) noexcept { static_cast<unsigned char*>(block)[size] = guard; }
 
-// The record of a block that is not tracked yet, with the present serial. Null when memory runs out.
-[[nodiscard]] Record* track(void* block, std::uint32_t size, const char* tag) noexcept {
-  Record* record = state.blocks.add(block);
-  if (record == nullptr) return nullptr;
-  record->serial = state.serial.get();
-  record->size = size;
-  record->tag = tag;
+// Starts to track a block, with the present serial. False when memory runs out.
+[[nodiscard]] bool track(void* block, std::uint32_t size, const char* tag) noexcept {
+  if (!state.blocks.add({block, tag, state.serial.get(), size})) return false;
   account(size, 0);
-  return record;
+  return true;
 }
 
 using SystemAllocate = void* (*)(std::size_t) noexcept;
@@ -75,14 +72,13 @@ void* allocate(std::uint32_t size, const char* tag, SystemAllocate system) noexc
   state.live.add(1, tracked);
   state.serial.add(1, tracked);
   if (!tracked) return block;
-  const Record* record = track(block, size, tag);
-  if (record == nullptr) {
+  if (!track(block, size, tag)) {
     // The two counters stay raised: callers that watch them see the attempt.
     platform::heap_free(block);
     return nullptr;
   }
   set_guard(block, size);
-  OX_TRACE(trace::memory, "MEM(%05u:%x:+:%u:%u:%s)\n", record->serial, trace::word(block), state.live.get(), size,
+  OX_TRACE(trace::memory, "MEM(%05u:%x:+:%u:%u:%s)\n", state.serial.get(), trace::word(block), state.live.get(), size,
            trace::text(tag));
   return block;
 }
@@ -113,9 +109,9 @@ void* reallocate(void* block, std::uint32_t size, const char* tag) noexcept {
     return result;
   }
   account(size, record->size);
-  if (record->block != result) state.blocks.move(record, result);
   record->size = size;
   record->tag = tag;
+  if (record->block != result && !state.blocks.move(record, result)) account(0, size);
   return result;
 }
 
@@ -159,7 +155,15 @@ void release(void* block) noexcept {
 
 }  // namespace
 
-const Record* live_blocks() noexcept { return state.blocks.first(); }
+std::vector<Record> live_blocks() {
+  std::vector<Record> blocks = state.blocks.records();
+  // By age, which is right even when the serial has wrapped.
+  const std::uint32_t now = state.serial.get();
+  std::sort(blocks.begin(), blocks.end(),
+            [now](const Record& a, const Record& b) { return now - a.serial > now - b.serial; });
+  return blocks;
+}
+
 void detach() noexcept { state.blocks.clear(); }
 
 }  // namespace ox::memory
