@@ -148,8 +148,7 @@ void trap_decode_rival_netsnmp(benchmark::State& state) {
 }
 BENCHMARK(trap_decode_rival_netsnmp)->Arg(OXS_V1)->Arg(OXS_V2C);
 
-// ---- Definitions
-// ---------------------------------------------------------------------------------------------------------
+// ---- Definitions ----
 
 constexpr int per_enterprise = 20;
 

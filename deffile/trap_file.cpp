@@ -57,8 +57,7 @@ bool is_identifier(std::string_view text) noexcept {
   return std::all_of(text.begin(), text.end(), [](char c) { return is_digit(c) || c == '.'; });
 }
 
-// ---- Fields
-// ---------------------------------------------------------------------------------------------------------
+// ---- Fields ----
 
 // Stores a value. A code for what is wrong with it; only OX_ENOMEM ends the reading.
 using Store = OX_RESULT (*)(oxcTrTag& tag, char* value);
@@ -138,8 +137,7 @@ constexpr std::array fields{
 // Keys that say something about a definition to those who check it, not to the system.
 constexpr std::string_view remarks[] = {"Sample", "Expect"};
 
-// ---- The file
-// ---------------------------------------------------------------------------------------------------------
+// ---- The file ----
 
 class TrapFile {
  public:

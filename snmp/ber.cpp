@@ -81,8 +81,7 @@ bool unsigned_number(const Element& element, Number& value) noexcept {
 
 }  // namespace
 
-// ---- Writing
-// ---------------------------------------------------------------------------------------------------------
+// ---- Writing ----
 
 void ReverseWriter::put_long_length(std::uint32_t length) noexcept {
   const std::size_t before = size();
@@ -188,8 +187,7 @@ bool ReverseWriter::put_identifier(std::string_view text) noexcept {
   return true;
 }
 
-// ---- Reading
-// ---------------------------------------------------------------------------------------------------------
+// ---- Reading ----
 
 bool ElementReader::long_length(std::size_t& size, std::size_t& header) const noexcept {
   const std::size_t count = size & 0x7F;

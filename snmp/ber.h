@@ -29,8 +29,7 @@ inline constexpr Tag no_such_instance = 0x81;
 inline constexpr Tag end_of_mib_view = 0x82;
 inline constexpr Tag first_pdu = 0xA0;
 
-// ---- Writing
-// ---------------------------------------------------------------------------------------------------------
+// ---- Writing ----
 
 // No element has more bytes before its content than this.
 inline constexpr std::uint32_t header_bound = 6;
@@ -91,8 +90,7 @@ class ReverseWriter {
   unsigned char* end_;
 };
 
-// ---- Reading
-// ---------------------------------------------------------------------------------------------------------
+// ---- Reading ----
 
 // An element in place.
 struct Element {

@@ -16,8 +16,7 @@ namespace {
 // The error code of a node whose object or instance the agent does not have (RFC 3416, 4.2.1).
 constexpr std::uint32_t no_such_value = OX_ENOSUCHVALUE;
 
-// ---- Writing
-// ---------------------------------------------------------------------------------------------------------
+// ---- Writing ----
 
 std::string_view without_terminator(std::string_view text) noexcept {
   if (!text.empty() && text.back() == '\0') text.remove_suffix(1);
@@ -77,8 +76,7 @@ OX_RESULT put_binding(ber::ReverseWriter& out, const dnode& node, bool null_valu
   return OX_OK;
 }
 
-// ---- Reading
-// ---------------------------------------------------------------------------------------------------------
+// ---- Reading ----
 
 OX_RESULT take_name(const ber::Element& element, dnode& node) noexcept {
   if (element.tag != ber::object_identifier || element.size == 0) return OX_EDECODE;

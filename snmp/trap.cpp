@@ -14,8 +14,7 @@ namespace {
 
 constexpr ber::Tag tag_of(std::uint32_t pdu_type) noexcept { return static_cast<ber::Tag>(ber::first_pdu + pdu_type); }
 
-// ---- Writing
-// ---------------------------------------------------------------------------------------------------------
+// ---- Writing ----
 
 // Space for the PDU of version 1 without its bindings and its enterprise.
 constexpr std::uint32_t trap_bound =
@@ -51,8 +50,7 @@ constexpr std::uint32_t trap_bound =
   return OX_OK;
 }
 
-// ---- Reading
-// ---------------------------------------------------------------------------------------------------------
+// ---- Reading ----
 
 // The fields of a trap in place. The enterprise and the four numbers are version 1's.
 struct TrapPdu {

@@ -81,8 +81,7 @@ int send(const SendOptions& options, bool time_given) {
   return tool::exit_ok;
 }
 
-// ---- Reading
-// ---------------------------------------------------------------------------------------------------------
+// ---- Reading ----
 
 // A message's length, from its first bytes; 0 when they begin none.
 std::size_t message_size(const std::string& bytes, std::size_t at) {
@@ -137,8 +136,7 @@ std::vector<std::string> datagrams(const std::vector<std::string>& hex, const st
   return all;
 }
 
-// ---- Showing
-// ---------------------------------------------------------------------------------------------------------
+// ---- Showing ----
 
 enum class Form { text, json, explained };
 
