@@ -27,7 +27,8 @@ class ServiceMark {
   std::unique_ptr<Impl> impl_;
 };
 
-// Starts a program of the installation (found beside the library or on the path) without waiting for it.
+// Starts a program of the installation (found beside the library or on the path) without waiting for its end. On
+// Windows it returns when the program's windows are there and wait for input.
 [[nodiscard]] Error start_program(const char* program);
 
 }  // namespace ox::platform

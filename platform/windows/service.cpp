@@ -76,8 +76,9 @@ Error start(const std::string& command) {
                        &process) == FALSE) {
     return fail_last();
   }
-  Handle(process.hThread).close();
-  Handle(process.hProcess).close();
+  const Handle thread(process.hThread);
+  const Handle started(process.hProcess);
+  (void)::WaitForInputIdle(started.get(), INFINITE);  // fails at once for a program without windows
   return error_none;
 }
 
