@@ -11,6 +11,7 @@
 #include "manager/manager.h"
 #include "manager/paths.h"
 #include "manager/server.h"
+#include "manager/trap_receiver.h"
 #include "platform/named_event.h"
 #include "platform/service.h"
 
@@ -50,8 +51,11 @@ int serve(Manager& manager) {
         "ended by signal " + std::to_string(signal) + ", " + std::to_string(oxcGetMemValue(1)) + " blocks in use");
     manager.loop.stop();
   });
+  TrapReceiver traps(manager);
+  if (manager.settings.trap_port != 0) traps.start();
   log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
   manager.loop.run();
+  if (manager.settings.trap_port != 0) traps.end();
   return 0;
 }
 

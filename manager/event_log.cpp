@@ -76,7 +76,7 @@ void EventLog::complete(evmsg* event, const std::string& sender) {
   }
 }
 
-void EventLog::submit(EventPtr event, const std::string& sender, Done done) {
+Sequence EventLog::submit(EventPtr event, const std::string& sender, Done done, bool listed) {
   do {
     ++given_;
   } while (!is_send_id(given_));
@@ -85,11 +85,12 @@ void EventLog::submit(EventPtr event, const std::string& sender, Done done) {
   made->sequence = given_;
   made->trap = is_trap(event.get());
   made->body = encode_event(event.get());
-  store_->put({made->sequence, static_cast<std::uint32_t>(std::time(nullptr)), true, made->body});
+  store_->put({made->sequence, static_cast<std::uint32_t>(std::time(nullptr)), listed, made->body});
   fresh_.push_back(made);
   when_safe([done = std::move(done), made](bool safe) {
     done(safe ? OX_RESULT{OX_OK} : OX_RESULT{OX_EWRITE}, safe ? made->body : Bytes());
   });
+  return made->sequence;
 }
 
 std::optional<Sequence> EventLog::sequence_of(std::uint32_t send_id) const {

@@ -54,9 +54,9 @@ class EventLog {
   [[nodiscard]] bool open(const Report& report);
 
   // Gives the event its number and what else the sender has left out, and logs it. `done` gets the completed event when
-  // it is safe, or 144.
+  // it is safe, or 144. One that is not to be listed goes to the waits alone. Returns its number.
   using Done = std::function<void(OX_RESULT, const Bytes&)>;
-  void submit(EventPtr event, const std::string& sender, Done done);
+  Sequence submit(EventPtr event, const std::string& sender, Done done, bool listed = true);
 
   // The sequence of the event with that send identifier, logged or not; nothing when there was none yet.
   [[nodiscard]] std::optional<Sequence> sequence_of(std::uint32_t send_id) const;

@@ -1,6 +1,7 @@
 #include "manager/settings.h"
 
 #include <array>
+#include <asio/ip/address.hpp>
 #include <string_view>
 
 #include "manager/entry_file.h"
@@ -33,6 +34,10 @@ constexpr std::array numbers{
     Number{"MaxReports", &Settings::max_reports, 1, 10000000},
     Number{"MaxReportBytes", &Settings::max_report_bytes, 4096, 1u << 30},
     Number{"PollInterval", &Settings::poll_interval, 1, 86400},
+    Number{"TrapPort", &Settings::trap_port, 0, 65535},
+    Number{"TrapBuffer", &Settings::trap_buffer, 4096, 1u << 30},
+    Number{"TrapRepeatWindow", &Settings::trap_repeat_window, 0, 86400},
+    Number{"TrapReportInterval", &Settings::trap_report_interval, 1, 86400},
 };
 
 // What the library reads from this file itself.
@@ -44,6 +49,13 @@ std::string take(const Entry& entry, Settings& settings) {
   if (entry.count() != 1) return keyword + " needs one value";
   for (const std::string_view name : of_the_library) {
     if (name == keyword) return {};
+  }
+  if (keyword == "TrapAddress") {
+    asio::error_code error;
+    (void)asio::ip::make_address(entry.value(0), error);
+    if (error) return "TrapAddress must be an IP address";
+    settings.trap_address = entry.value(0);
+    return {};
   }
   for (const Number& number : numbers) {
     if (number.keyword != keyword) continue;

@@ -26,6 +26,11 @@ struct Settings {
   std::uint32_t max_reports = 100000;         // events that a wait may be behind
   std::uint32_t max_report_bytes = 1u << 20;  // of the values that one client has not fetched
   std::uint32_t poll_interval = 60;           // seconds between two looks at watched values of agents
+  std::uint32_t trap_port = 0;                // 0: no traps are received
+  std::string trap_address = "0.0.0.0";       // of this machine, where they are received; 0.0.0.0 or :: for all
+  std::uint32_t trap_buffer = 8u << 20;       // bytes of traps that the system holds while the manager is busy
+  std::uint32_t trap_repeat_window = 5;       // seconds in which the same trap is counted as a repeat; 0: never
+  std::uint32_t trap_report_interval = 10;    // seconds between two events about traps that were lost
 };
 
 [[nodiscard]] std::string settings_file();

@@ -8,7 +8,6 @@ namespace ox::manager {
 namespace {
 
 // Instance 0 of the attributes of "obj.node".
-const Oid node_address{11, 5, 1, 0};
 const Oid node_port{11, 5, 2, 0};
 const Oid node_read_community{11, 5, 3, 0};
 const Oid node_write_community{11, 5, 4, 0};
@@ -39,7 +38,7 @@ OX_RESULT read_code(const Values& values, const Oid& path, std::string& text) {
 }
 
 OX_RESULT read_address(const Values& values, asio::ip::address& address) {
-  const auto found = values.find(node_address);
+  const auto found = values.find(node_address_path);
   if (found == values.end() || found->second.bytes.size() != 4) return OX_EMISSING;
   asio::ip::address_v4::bytes_type bytes;
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(found->second.bytes[i]);

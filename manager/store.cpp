@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <utility>
 
 #include <oxbase/oxc.h>
@@ -14,6 +15,10 @@ struct BuiltIn {
   std::string_view name;
 };
 constexpr std::array built_in{BuiltIn{"system", "system"}};
+
+bool is_agent_address(const ComponentName& name, const Oid& path) {
+  return name.type == "node" && path == node_address_path;
+}
 
 }  // namespace
 
@@ -33,11 +38,9 @@ void Store::apply(const Change& change) {
     case Change::Kind::remove:
       return remove(change.component);
     case Change::Kind::set:
-      if (Values* values = find(change.component)) values->insert_or_assign(change.path, change.value);
-      return;
+      return set(change.component, change.path, change.value);
     case Change::Kind::unset:
-      if (Values* values = find(change.component)) values->erase(change.path);
-      return;
+      return unset(change.component, change.path);
     case Change::Kind::relate:
       return relate(change.relation);
     case Change::Kind::unrelate:
@@ -47,11 +50,29 @@ void Store::apply(const Change& change) {
 
 void Store::add(const ComponentName& name) { types_[name.type].try_emplace(name.name); }
 
+void Store::set(const ComponentName& name, const Oid& path, const Value& value) {
+  Values* const values = find(name);
+  if (values == nullptr) return;
+  values->insert_or_assign(path, value);
+  if (!is_agent_address(name, path)) return;
+  agents_.erase(name.name);
+  std::uint32_t address = 0;
+  if (value.bytes.size() != sizeof address) return;
+  std::memcpy(&address, value.bytes.data(), sizeof address);
+  agents_.set(name.name, address);
+}
+
+void Store::unset(const ComponentName& name, const Oid& path) {
+  if (Values* values = find(name)) values->erase(path);
+  if (is_agent_address(name, path)) agents_.erase(name.name);
+}
+
 void Store::remove(const ComponentName& name) {
   const auto type = types_.find(name.type);
   if (is_built_in(name) || type == types_.end()) return;
   for (const Relation& relation : relations_of(name)) unrelate(relation);
   type->second.erase(name.name);
+  if (name.type == "node") agents_.erase(name.name);
   if (type->second.empty()) types_.erase(type);
 }
 

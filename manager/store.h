@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "manager/agent_index.h"
 #include "manager/component_name.h"
 #include "manager/oid.h"
 
@@ -38,6 +39,9 @@ struct Change {
 
 using Values = std::map<Oid, Value>;
 
+// Where a node says the address of its agent.
+inline const Oid node_address_path{11, 5, 1, 0};
+
 class Store {
  public:
   Store();  // with the built-in components
@@ -49,6 +53,8 @@ class Store {
   // Null for an unknown component.
   [[nodiscard]] const Values* values(const ComponentName& name) const;
   [[nodiscard]] const Value* value(const ComponentName& name, const Oid& path) const;
+  // The nodes by the addresses of their agents.
+  [[nodiscard]] const AgentIndex& agents() const { return agents_; }
   // The components of a type whose names match the pattern, by name.
   [[nodiscard]] std::vector<ComponentName> matching(const ComponentName& pattern) const;
   [[nodiscard]] static bool is_built_in(const ComponentName& name);
@@ -67,6 +73,8 @@ class Store {
   using Components = std::map<std::string, Values, std::less<>>;
 
   void add(const ComponentName& name);
+  void set(const ComponentName& name, const Oid& path, const Value& value);
+  void unset(const ComponentName& name, const Oid& path);
   void remove(const ComponentName& name);
   void relate(const Relation& relation);
   void unrelate(const Relation& relation);
@@ -76,6 +84,7 @@ class Store {
   std::set<Relation> relations_;
   std::map<ComponentName, std::set<const Relation*>> by_end_;  // into relations_
   std::map<std::string, std::uint32_t> next_number_;
+  AgentIndex agents_;
 };
 
 }  // namespace ox::manager

@@ -1,0 +1,55 @@
+#include "manager/trap_repeats.h"
+
+#include <utility>
+
+namespace ox::manager {
+namespace {
+
+constexpr std::size_t overhead = 128;  // of a kind beside its key
+
+}  // namespace
+
+bool TrapRepeats::count(std::string_view key, std::uint32_t time_stamp) {
+  const auto kind = kinds_.find(key);
+  if (kind == kinds_.end() || kind->second.age != age_) return false;
+  ++kind->second.count;
+  kind->second.time_stamp = time_stamp;
+  return true;
+}
+
+void TrapRepeats::open(std::string_view key, std::uint32_t first, bool listed, Clock::time_point now) {
+  const auto known = kinds_.find(key);
+  if (known != kinds_.end()) {
+    known->second.first = first;
+    known->second.age = age_;
+    return;
+  }
+  if (bytes_ + key.size() + overhead > most_bytes_) return;
+  const auto kind = kinds_.emplace(std::string(key), Known{.first = first, .listed = listed, .age = age_}).first;
+  windows_.push_back({now + window_, &*kind});
+  bytes_ += key.size() + overhead;
+}
+
+std::optional<TrapRepeats::Clock::time_point> TrapRepeats::next_end() const {
+  return windows_.empty() ? std::nullopt : std::optional(windows_.front().end);
+}
+
+std::optional<TrapRepeats::Told> TrapRepeats::take(Clock::time_point now) {
+  while (!windows_.empty() && windows_.front().end <= now) {
+    Window window = windows_.front();
+    windows_.pop_front();
+    auto& [key, known] = *window.kind;
+    if (known.count != 0) {
+      window.end = now + window_;
+      windows_.push_back(window);
+      Told told{key, known};
+      known.count = 0;
+      return told;
+    }
+    bytes_ -= key.size() + overhead;
+    kinds_.erase(kinds_.find(key));
+  }
+  return {};
+}
+
+}  // namespace ox::manager
