@@ -1,4 +1,4 @@
-// The codec against real tools and a real agent.
+// The codec against real tools. Against a real agent it is put by the shipped definitions and the manager.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -6,9 +6,10 @@
 
 #include "tests/snmp/packet.h"
 #include "tests/snmp/test_message.h"
+#include "tests/support/agent_process.h"
 #include "tests/support/child_process.h"
-#include "tests/support/snmpd.h"
 #include "tests/support/system_root.h"
+#include "tests/support/texts.h"
 #include "tests/support/udp_socket.h"
 
 namespace ox::test {
@@ -75,63 +76,17 @@ TEST(Tools, RequestsComeThroughByteForByteAndAnswersAreUnderstood) {
 }
 
 TEST(Tools, SetRequestsOfEveryType) {
-  const std::pair<const char*, std::string> values[] = {{"i", "0"},
-                                                        {"i", "-2147483648"},
-                                                        {"u", "4294967295"},
-                                                        {"t", "128"},
-                                                        {"a", "255.0.0.1"},
-                                                        {"s", ""},
-                                                        {"s", std::string(300, 'x')},
-                                                        {"x", "0080FF"},
-                                                        {"n", "0"},
-                                                        {"o", ".1.3.16384.2097152.4294967295"}};
   std::vector<std::string> operands;
-  for (const auto& [type, value] : values) {
-    operands.insert(operands.end(), {".1.3.6.1.4.1.64312.2." + std::to_string(operands.size()), type, value});
+  for (const std::string& value : split("i 0|i -2147483648|u 4294967295|t 128|a 255.0.0.1|s |x 0080FF|n 0|"
+                                        "o .1.3.16384.2097152.4294967295|s " +
+                                        repeated("x", 300))) {
+    const std::string name = ".1.3.6.1.4.1.64312.2." + std::to_string(operands.size());
+    operands.insert(operands.end(), {name, value.substr(0, 1), value.substr(2)});
   }
   for (const char* version : {"-v1", "-v2c"}) {
     const std::string printed = run({"snmpset", version, "-c", "private"}, operands);
     EXPECT_NE(std::string::npos, printed.find("INTEGER: -2147483648")) << printed;
     EXPECT_NE(std::string::npos, printed.find("IpAddress: 255.0.0.1")) << printed;
-  }
-}
-
-TEST(Agent, AnswersWhatIsEncoded) {
-  const Snmpd agent(system_root() + "/agent");
-  UdpSocket socket;
-  const auto ask = [&](uint32_t version, uint32_t type, const char* name, Message& answer,
-                       const Stored& value = {OX_NULL, bytes("00")}) {
-    Message request(value, name);
-    request.version = version;
-    request.pduType = type;
-    request.requestId = 0xFEDCBA98;  // negative on the wire
-    request.set_community(type == OXS_SET ? "private" : "public");
-    std::string wire;
-    EXPECT_EQ(0u, encode(request, wire, type == OXS_SET ? oxsSnmpEncode : oxsSnmpEncodeWithNull));
-    socket.send(wire, agent.port());
-    ASSERT_EQ(0u, decode(socket.receive(10s), answer));
-    EXPECT_EQ(uint32_t{OXS_RESPONSE}, answer.pduType);
-    EXPECT_EQ(request.requestId, answer.requestId);
-  };
-  for (const uint32_t version : {OXS_V1, OXS_V2C}) {
-    SCOPED_TRACE(version);
-    Message description, missing, done, contact;
-    ask(version, OXS_GET, "1.3.6.1.2.1.1.1.0", description);
-    EXPECT_EQ(0u, description.errorStatus);
-    EXPECT_EQ("agent of the tests", value_of(description.bindings).bytes);
-
-    uint32_t code = 0;
-    ask(version, OXS_GET, "1.3.6.1.2.1.1.1.1", missing);
-    EXPECT_EQ(version == OXS_V1 ? 2u : 0u, missing.errorStatus);  // noSuchName
-    EXPECT_EQ(version == OXS_V1 ? 31u : 0u, oxdGetErrCode(missing.bindings, &code));
-    EXPECT_EQ(version == OXS_V1 ? 0u : 157u, code);
-
-    const std::string text = "the operator of version " + std::to_string(version);
-    ask(version, OXS_SET, "1.3.6.1.2.1.1.4.0", done, {OX_DISPLAYSTRING, text});
-    EXPECT_EQ(0u, done.errorStatus);
-    ask(version, OXS_GETNEXT, "1.3.6.1.2.1.1.4", contact);
-    EXPECT_STREQ("1.3.6.1.2.1.1.4.0", name_of(contact.bindings));
-    EXPECT_EQ(text, value_of(contact.bindings).bytes);
   }
 }
 

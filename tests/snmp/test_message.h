@@ -1,14 +1,14 @@
-// Messages and their values as the tests write and read them.
+// Messages, traps and their values as the tests write and read them.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <string_view>
 
-#include <oxbase/oxc.h>
 #include <oxbase/oxs.h>
+
+#include "tests/support/blocks.h"
 
 namespace ox::test {
 
@@ -19,10 +19,7 @@ struct Stored {
 };
 
 inline void set_raw(dnode* node, const Stored& value) {
-  const auto size = static_cast<uint32_t>(value.bytes.size());
-  void* block = oxcMemAlloc(size, "test");
-  value.bytes.copy(static_cast<char*>(block), size);
-  ASSERT_EQ(0u, oxdSetRawValue(node, value.type, size, block));
+  ASSERT_EQ(0u, oxdSetRawValue(node, value.type, static_cast<uint32_t>(value.bytes.size()), block_of(value.bytes)));
 }
 
 inline void add_binding(dnode*& list, const char* name, const Stored& value) {
@@ -32,55 +29,46 @@ inline void add_binding(dnode*& list, const char* name, const Stored& value) {
   oxcQueueAdd(&list, node);
 }
 
-// A message that owns its parts.
-struct Message : oxsSnmpMessage {
-  Message() : oxsSnmpMessage{} {}
-  Message(const Message&) = delete;
-  Message& operator=(const Message&) = delete;
-  ~Message() { oxsSnmpFree(this); }
+// A message or a trap that owns its parts.
+template <class Record, auto release>
+struct Owned : Record {
+  Owned() : Record{} {}
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  ~Owned() { release(this); }
 
+  void set_community(std::string_view text) {
+    oxcMemFree(this->community);
+    this->community = static_cast<unsigned char*>(block_of(text));
+    this->communityLength = static_cast<uint32_t>(text.size());
+  }
+};
+
+struct Message : Owned<oxsSnmpMessage, oxsSnmpFree> {
+  Message() = default;
   // The message that response() builds.
-  explicit Message(const Stored& value, const char* name = "1.3") : Message() {
+  explicit Message(const Stored& value, const char* name = "1.3") {
     version = OXS_V2C;
     set_community("c");
     pduType = OXS_RESPONSE;
     requestId = 1;
     add_binding(bindings, name, value);
   }
-  void set_community(std::string_view text) {
-    oxcMemFree(community);
-    community = static_cast<unsigned char*>(oxcMemAlloc(static_cast<uint32_t>(text.size()), "test"));
-    text.copy(reinterpret_cast<char*>(community), text.size());
-    communityLength = static_cast<uint32_t>(text.size());
-  }
 };
 
-inline OX_RESULT encode(const oxsSnmpMessage& message, std::string& bytes,
+inline OX_RESULT encode(const oxsSnmpMessage& message, std::string* bytes,
                         decltype(&oxsSnmpEncode) call = oxsSnmpEncode) {
-  void* buffer = &bytes;
-  uint32_t length = 77;
-  const OX_RESULT result = call(&message, &buffer, &length);
-  if (result != OX_OK) {
-    EXPECT_EQ(nullptr, buffer);
-    EXPECT_EQ(0u, length);
-  } else {
-    bytes.assign(static_cast<const char*>(buffer), length);
-  }
-  oxcMemFree(buffer);
-  return result;
+  return take_block([&](void** block, uint32_t* length) { return call(&message, block, length); }, bytes);
 }
 
-inline std::string encoded(const oxsSnmpMessage& message) {
+inline std::string encoded(const oxsSnmpMessage& message, decltype(&oxsSnmpEncode) call = oxsSnmpEncode) {
   std::string bytes;
-  EXPECT_EQ(0u, encode(message, bytes));
+  EXPECT_EQ(0u, encode(message, &bytes, call));
   return bytes;
 }
 
-// From a block of exactly the bytes' size, so that an overread is seen.
 inline OX_RESULT decode(std::string_view bytes, oxsSnmpMessage& message) {
-  const auto block = std::make_unique<char[]>(bytes.size());
-  bytes.copy(block.get(), bytes.size());
-  return oxsSnmpDecode(block.get(), static_cast<uint32_t>(bytes.size()), &message);
+  return give_block(bytes, [&](void* block, uint32_t size) { return oxsSnmpDecode(block, size, &message); });
 }
 
 inline Stored value_of(const dnode* node) {
@@ -89,10 +77,6 @@ inline Stored value_of(const dnode* node) {
   const void* bytes = nullptr;
   if (oxdGetValue(node, &type, &size, &bytes) != OX_OK) return {0, ""};
   return {type, std::string(static_cast<const char*>(bytes), size)};
-}
-
-inline std::string community_of(const oxsSnmpMessage& message) {
-  return {reinterpret_cast<const char*>(message.community), message.communityLength};
 }
 
 inline const char* name_of(const dnode* node) {
