@@ -8,27 +8,25 @@
 namespace ox {
 namespace {
 
-// One character as a 16-bit unit, the lead byte of a double-byte one in the high half, so that "*" and "?" are never
-// found inside one. 0 at the end.
-struct Unit {
-  std::uint32_t code;
-  unsigned size;
-};
+// Of a text that is not at its end. A single byte, as nearly all are, costs one comparison.
+unsigned size_at(const char* text) noexcept {
+  return static_cast<unsigned char>(*text) < 0x80 ? 1 : character_size(text);
+}
 
-Unit unit_at(const char* text) noexcept {
-  if (*text == '\0') return {0, 0};
-  const auto first = static_cast<unsigned char>(text[0]);
-  if (character_size(text) == 1) return {first, 1};
-  return {static_cast<std::uint32_t>(first << 8 | static_cast<unsigned char>(text[1])), 2};
+// Whether the same character begins at both; `size` is that of the text's. So "*" and "?" are never found inside a
+// double-byte one.
+bool same_character(const char* pattern, const char* text, unsigned size) noexcept {
+  if (*pattern != *text) return false;
+  return size == 1 ? size_at(pattern) == 1 : pattern[1] == text[1];
 }
 
 // The next place from `text` on where what follows a "*" can begin to match.
-const char* next_candidate(const char* text, Unit wanted) noexcept {
-  if (wanted.code == '*' || wanted.code == '?') return text;
+const char* next_candidate(const char* text, const char* wanted) noexcept {
+  if (*wanted == '?') return text;
   while (*text != '\0') {
-    const Unit found = unit_at(text);
-    if (found.code == wanted.code) break;
-    text += found.size;
+    const unsigned size = size_at(text);
+    if (same_character(wanted, text, size)) break;
+    text += size;
   }
   return text;
 }
@@ -40,26 +38,28 @@ const char* next_candidate(const char* text, Unit wanted) noexcept {
 bool wildcard_match(const char* pattern, const char* text) noexcept {
   const char* after_star = nullptr;
   const char* star_text = nullptr;  // where the text continues after what the last "*" has taken so far
-  while (*text != '\0') {
-    const Unit wanted = unit_at(pattern);
-    const Unit found = unit_at(text);
-    if (wanted.code == '*') {
-      after_star = ++pattern;
+  for (;;) {
+    if (*pattern == '*') {
+      while (*pattern == '*') ++pattern;
       if (*pattern == '\0') return true;
-      text = star_text = next_candidate(text, unit_at(pattern));
-    } else if (wanted.code == '?' || wanted.code == found.code) {
-      pattern += wanted.size;
-      text += found.size;
-    } else if (after_star != nullptr) {
-      star_text += unit_at(star_text).size;
-      text = star_text = next_candidate(star_text, unit_at(after_star));
-      pattern = after_star;
+      after_star = pattern;
+      text = star_text = next_candidate(text, pattern);
+    }
+    if (*text == '\0') return *pattern == '\0';
+    const unsigned size = size_at(text);
+    if (*pattern == '?') {
+      ++pattern;
+      text += size;
+    } else if (same_character(pattern, text, size)) {
+      pattern += size;
+      text += size;
     } else {
-      return false;
+      if (after_star == nullptr) return false;
+      star_text += size_at(star_text);
+      text = star_text = next_candidate(star_text, after_star);
+      pattern = after_star;
     }
   }
-  while (*pattern == '*') ++pattern;
-  return *pattern == '\0';
 }
 
 namespace {
