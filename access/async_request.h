@@ -36,7 +36,7 @@ using AsyncRequestPtr = std::unique_ptr<AsyncRequest, AsyncRequestRelease>;
 // A number for a record in messages: its address where that has 32 bits, else a number that `taken` does not know.
 template <class Record, class Taken>
 [[nodiscard]] std::uint32_t make_wire_id(const Record* record, std::uint32_t& last, Taken taken) noexcept {
-  if constexpr (sizeof record == sizeof(std::uint32_t)) return trace::word(record);
+  if constexpr (sizeof(std::uintptr_t) == sizeof(std::uint32_t)) return trace::word(record);
   do {
     ++last;
   } while (last == 0 || taken(last));

@@ -29,7 +29,7 @@ Line format_line(const unsigned char* bytes, std::uint32_t count) noexcept {
   Line line;
   std::fill(line.text, line.text + line_size, ' ');
   line.text[text_column - 3] = ':';
-  for (std::uint32_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     line.text[3 * i] = digits[bytes[i] >> 4];
     line.text[3 * i + 1] = digits[bytes[i] & 15];
     line.text[text_column + i] = shown(bytes[i]);

@@ -22,6 +22,7 @@ int check() {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): without memory for its own options it may end as it likes.
 int main(int argc, char** argv) {
   CLI::App app("The manager daemon: holds the AMIB, the components and their values, and reads the network.");
   bool check_only = false;

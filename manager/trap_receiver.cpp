@@ -193,8 +193,7 @@ void TrapReceiver::answer(const Bytes& bytes, const udp::endpoint& to) {
   if (socket_.is_open()) socket_.send_to(asio::buffer(bytes), to, 0, ignored);
 }
 
-// ---- Repeats
-// ---------------------------------------------------------------------------------------------------------
+// ---- Repeats ----
 
 void TrapReceiver::tell_repeats_later() {
   const auto end = repeats_.next_end();
@@ -232,8 +231,7 @@ void TrapReceiver::tell_repeats(std::size_t most, TrapRepeats::Clock::time_point
   }
 }
 
-// ---- Losses
-// ---------------------------------------------------------------------------------------------------------
+// ---- Losses ----
 
 void TrapReceiver::count_overflow() {
   const auto dropped = platform::dropped_datagrams(socket_);

@@ -50,7 +50,8 @@ void close_envelope(ber::ReverseWriter& out, std::uint32_t version, const void* 
 
 // Space that close_envelope() needs at most.
 [[nodiscard]] constexpr std::uint64_t envelope_bound(std::uint32_t community_length) noexcept {
-  return 3 * ber::header_bound + sizeof(std::uint32_t) + ber::number_bound + std::uint64_t{community_length};
+  return std::uint64_t{3} * ber::header_bound + sizeof(std::uint32_t) + ber::number_bound +
+         std::uint64_t{community_length};
 }
 
 // A new block with what has been written. 3.

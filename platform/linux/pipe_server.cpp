@@ -146,7 +146,7 @@ class Server final : public PipeServer {
       asio::error_code ignored;
       if (lock) (void)::unlink(path.c_str());
       acceptor.close(ignored);
-      pause.cancel();
+      pause.cancel(ignored);
       lock.close();
     }
   };
