@@ -1,20 +1,26 @@
 // Events through a real manager, from a sending process to waiting ones: the time of one delivery while events flow,
-// and the time from sending to the callback of single ones. All processes run on the caller's CPUs.
+// and the time from sending to the callback of single ones; and traps, from the network to a wait. All processes run on
+// the caller's CPUs.
 #include <benchmark/benchmark.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <asio/buffer.hpp>
+#include <asio/io_context.hpp>
+#include <asio/ip/udp.hpp>
 #include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <vector>
 
 #include <oxbase/oxa.h>
 #include <oxbase/oxe.h>
+#include <oxbase/oxs.h>
 
 #include "manager/daemon.h"
 #include "manager/log.h"
@@ -23,10 +29,13 @@
 namespace {
 
 namespace fs = std::filesystem;
+using asio::ip::udp;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t flow = 2000;  // events of one measurement
 constexpr std::uint64_t singles = 1000;
+constexpr std::uint64_t traps = 100000;
+constexpr std::uint64_t traps_ahead = 4000;  // sent and not delivered yet: fewer than the socket's buffer holds
 
 [[noreturn]] void give_up(const char* what, OX_RESULT code) {
   std::fprintf(stderr, "%s: %u\n", what, code);
@@ -44,6 +53,15 @@ struct Board {
 };
 Board* board = nullptr;
 
+// A free one, the same in every process.
+std::uint16_t trap_port() {
+  static const std::uint16_t port = [] {
+    asio::io_context loop;
+    return udp::socket(loop, {asio::ip::address_v4::loopback(), 0}).local_endpoint().port();
+  }();
+  return port;
+}
+
 void install() {
   if (std::getenv("OXBASE_SYSTEM") == nullptr) {
     std::string made = (fs::temp_directory_path() / "oxbench-XXXXXX").string();
@@ -55,6 +73,8 @@ void install() {
   fs::create_directories(root / "home");
   fs::copy(OX_SHARE_DIR "/LIB", root / "home/LIB", over);
   fs::copy(OX_SHARE_DIR "/public", root / "work/public", over);
+  fs::create_directories(root / "work/conf");
+  std::ofstream(root / "work/conf/oxmgrd.cf") << "TrapAddress:\t127.0.0.1\nTrapPort:\t" << trap_port() << '\n';
   constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
   if (ox::platform::registry_write(key, "HomeDir", (root / "home").c_str()) != 0 ||
       ox::platform::registry_write(key, "WorkDir", (root / "work").c_str()) != 0) {
@@ -145,6 +165,50 @@ void measure_flow(const Sender& sender, std::uint64_t waiters) {
 }
 
 // Events one by one.
+// A trap as a device sends it when a link goes down, no two alike.
+std::vector<unsigned char> make_trap(std::uint64_t number) {
+  char enterprise[] = "1.3.6.1.4.1.64312.2";
+  unsigned char community[] = "public";
+  oxsSnmpTrap trap{};
+  trap.version = OXS_V2C;
+  trap.community = community;
+  trap.communityLength = sizeof community - 1;
+  trap.pduType = OXS_TRAP2;
+  trap.enterprise = enterprise;
+  trap.specificTrap = 17;
+  const char* const names[] = {"1.3.6.1.2.1.2.2.1.1.3", "1.3.6.1.2.1.2.2.1.7.3", "1.3.6.1.2.1.2.2.1.8.3"};
+  for (const char* name : names) {
+    dnode* const node = oxdAlloc(1);
+    (void)oxdSetAmibName(node, name);
+    (void)oxdSetLong(node, static_cast<std::int32_t>(number));
+    (void)oxcQueueAdd(&trap.bindings, node);
+  }
+  void* bytes = nullptr;
+  std::uint32_t length = 0;
+  if (const OX_RESULT result = oxsSnmpTrapEncode(&trap, &bytes, &length)) give_up("trap", result);
+  const auto* const first = static_cast<unsigned char*>(bytes);
+  std::vector<unsigned char> made(first, first + length);
+  (void)oxcMemFree(bytes);
+  (void)oxdFree(trap.bindings);
+  return made;
+}
+
+// As many as the wait takes.
+void measure_traps() {
+  std::vector<std::vector<unsigned char>> made;
+  for (std::uint64_t i = 0; i < traps; ++i) made.push_back(make_trap(i));
+  asio::io_context loop;
+  udp::socket socket(loop, udp::v4());
+  socket.connect({asio::ip::address_v4::loopback(), trap_port()});
+  const auto begin = Clock::now();
+  for (std::uint64_t i = 0; i < traps; ++i) {
+    if (i >= traps_ahead) wait_for(i - traps_ahead + 1);
+    (void)socket.send(asio::buffer(made[i]));
+  }
+  wait_for(traps);
+  board->flow_seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
 void measure_singles(const Sender& sender) {
   std::vector<double> seconds;
   for (std::uint64_t i = 0; i < singles; ++i) {
@@ -159,7 +223,8 @@ void measure_singles(const Sender& sender) {
 }
 
 // A session belongs to its process and lasts as long: each measurement has processes of its own.
-void measure(int waiters, bool as_flow) {
+enum class Kind { flow, singles, traps };
+void measure(int waiters, Kind kind) {
   static const Manager manager;
   board->delivered = 0;
   board->ready = 0;
@@ -169,7 +234,9 @@ void measure(int waiters, bool as_flow) {
   if (sending == 0) {
     const Sender sender;
     while (board->ready < waiters) usleep(1000);
-    as_flow ? measure_flow(sender, static_cast<std::uint64_t>(waiters)) : measure_singles(sender);
+    if (kind == Kind::flow) measure_flow(sender, static_cast<std::uint64_t>(waiters));
+    if (kind == Kind::singles) measure_singles(sender);
+    if (kind == Kind::traps) measure_traps();
     _exit(0);
   }
   (void)waitpid(sending, nullptr, 0);
@@ -182,15 +249,24 @@ void measure(int waiters, bool as_flow) {
 void event_delivery(benchmark::State& state) {
   const auto waiters = static_cast<int>(state.range(0));
   for (auto _ : state) {
-    measure(waiters, true);
+    measure(waiters, Kind::flow);
     state.SetIterationTime(board->flow_seconds / static_cast<double>(flow * static_cast<std::uint64_t>(waiters)));
   }
 }
 BENCHMARK(event_delivery)->Arg(1)->Arg(20)->Iterations(1)->UseManualTime();
 
+void trap_to_wait(benchmark::State& state) {
+  for (auto _ : state) {
+    measure(1, Kind::traps);
+    state.SetIterationTime(board->flow_seconds / static_cast<double>(traps));
+  }
+  state.counters["per_second"] = static_cast<double>(traps) / board->flow_seconds;
+}
+BENCHMARK(trap_to_wait)->Iterations(1)->UseManualTime();
+
 void event_latency_median(benchmark::State& state) {
   for (auto _ : state) {
-    measure(1, false);
+    measure(1, Kind::singles);
     state.SetIterationTime(board->median_seconds);
   }
 }
@@ -198,7 +274,7 @@ BENCHMARK(event_latency_median)->Iterations(1)->UseManualTime();
 
 void event_latency_99th_of_100(benchmark::State& state) {
   for (auto _ : state) {
-    measure(1, false);
+    measure(1, Kind::singles);
     state.SetIterationTime(board->late_seconds);
   }
 }
