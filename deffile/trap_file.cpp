@@ -210,6 +210,7 @@ class TrapFile {
     if (!tag_) return OX_ENOMEM;
     given_ = 0;
     tag_->severity = 1;
+    tag_->logging = 1;  // an event that nobody finds in the log must be meant
     tag_->userDefined = user_ ? 1 : 0;
     tag_->line = line_;
     if (!is_identifier(enterprise)) fault(line_, OX_EAMIBNAME, enterprise);

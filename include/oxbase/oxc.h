@@ -368,9 +368,9 @@ typedef struct oxcTrTag {
   uint32_t anySpecific;  /* 1: for every specific number */
   uint32_t severity;     /* 1 to 4 */
   char* summary;
-  char* detail; /* may hold placeholders, see oxcTrReMakeDetail */
-  char* deal;   /* what the operator should do */
-  int32_t logging;
+  char* detail;    /* may hold placeholders, see oxcTrReMakeDetail */
+  char* deal;      /* what the operator should do */
+  int32_t logging; /* 0: not into the event log; 1 without a line */
   char* action;
   char* alertType;
   char* kind;

@@ -83,29 +83,29 @@ TEST_F(TrapDefinitions, LinesAreTakenAsTheyAreMeant) {
   const struct {
     std::string text, list;
   } cases[] = {
-      {"Enterprise 1.3.6.1.4.1.64312.2\nGenericCode 6\nSpecificCode *\nSeverity 9\n",
+      {"Enterprise 1.3.6.1.4.1.64312.2\nGenericCode 6\nSpecificCode *\nSeverity 9\nLogging 0\n",
        "1.3.6.1.4.1.64312.2 6/* 1 0,0\n"},
       {"Enterprise\t1.3\r\nGenericCode *\r\nSpecificCode 0x10\r\nSeverity 4\r\nSummary two words\r\n"
        "Detail\t\"a 'quoted' text\"\r\nDeal 'do it' now\r\nLogging -1\r\nAction run \"x\"\r\nAlertType t\r\n"
        "TESKind k\r\nSource s\r\nEventID 4294967295",
        "1.3 */16 4|two words|a 'quoted' text|'do it' now|run \"x\"|t|k|s -1,4294967295\n"},
       {"Summary lost\nEnterprise 1.3\n# comment\nsummary other case\n  Summary  kept \nSummary \"open\nUnknown x\n\n",
-       "1.3 0/0 1|kept 0,0\n"},
+       "1.3 0/0 1|kept 1,0\n"},
       {"Enterprise 1.3\nGenericCode 010\nSpecificCode 9x\nSeverity high\nEventID -1\nSpecificCode 7\nSpecificCode *\n"
        "SpecificCode 5\n",
-       "1.3 8/5 1 0,0\n"},
+       "1.3 8/5 1 1,0\n"},
       {"Enterprise 1.3\nTimeStamp 1\n",
-       "1.3 0/0 1|1.3.6.1.4.1.64312.2.3.26.1.5.0|1.3.6.1.4.1.64312.2.3.26.1.6.0 0,0\n"},
-      {"Enterprise 1.3\nTimeStamp \"1 1.1\t1.2\"\n", "1.3 0/0 1|1.1|1.2 0,0\n"},
+       "1.3 0/0 1|1.3.6.1.4.1.64312.2.3.26.1.5.0|1.3.6.1.4.1.64312.2.3.26.1.6.0 1,0\n"},
+      {"Enterprise 1.3\nTimeStamp \"1 1.1\t1.2\"\n", "1.3 0/0 1|1.1|1.2 1,0\n"},
       {"Enterprise 1.3\nTimeStamp 0\nEnterprise 1.4\nTimeStamp 1 1.1\nEnterprise 1.5\nTimeStamp 1 2 3 4\nEnterprise\n",
-       "1.3 0/0 1 0,0\n1.4 0/0 1 0,0\n1.5 0/0 1 0,0\n 0/0 1 0,0\n"},
+       "1.3 0/0 1 1,0\n1.4 0/0 1 1,0\n1.5 0/0 1 1,0\n 0/0 1 1,0\n"},
       {"Enterprise 1.3\nSummary " + long_text + "Enterprise 1.4\nSeverity 2\nSummary " + long_text + "\r\nLogging 1",
        "1.3 0/0 2|" + long_text + " 1,0\n"},
       {"", ""},
   };
   for (const auto& c : cases) EXPECT_EQ(c.list, print(read(c.text))) << c.text;
-  EXPECT_EQ("1.3 0/0 1 0,0,user\n", print(read("Enterprise 1.3\n", "User.Def")));
-  EXPECT_EQ("1.3 0/0 1 0,0\n", print(read("Enterprise 1.3\n", "xuser.def")));
+  EXPECT_EQ("1.3 0/0 1 1,0,user\n", print(read("Enterprise 1.3\n", "User.Def")));
+  EXPECT_EQ("1.3 0/0 1 1,0\n", print(read("Enterprise 1.3\n", "xuser.def")));
   EXPECT_EQ(142u, oxcTrMakeConfList(list_, path_of("none.def").c_str()));
 }
 
