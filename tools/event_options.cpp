@@ -52,7 +52,7 @@ constexpr CriterionRow criterion_rows[] = {
     {"--flag-bit2", "second bit of the flag word: 1 set, 0 clear", OX_EVFLT_FLAGBIT2, false},
     {"--snmp-community", "community of the trap, a pattern", OX_EVFLT_SNMPCOMMNAME, true},
     {"--enterprise", "enterprise of the trap, a pattern", OX_EVFLT_SNMPENTERPRISES, true},
-    {"--agent", "agent address of the trap, as a number", OX_EVFLT_SNMPAGENTADDR, false},
+    {"--agent", "agent address of the trap, as 192.0.2.1 or as a number", OX_EVFLT_SNMPAGENTADDR, true},
     {"--generic", "generic trap number", OX_EVFLT_SNMPGENTRAP, false},
     {"--specific", "specific trap number", OX_EVFLT_SNMPSPECTRAP, false},
     {"--ipx", "source address of a trap over IPX, 20 hexadecimal digits", OX_EVFLT_SNMPSRCIPXADDR, true},
@@ -99,9 +99,17 @@ OX_RESULT set_time(evflt* filter, uint32_t bit, const std::string& text) {
   return result != OX_OK ? result : oxeEvfltSetNumber(filter, bit, seconds);
 }
 
+OX_RESULT set_agent(evflt* filter, const std::string& text) {
+  uint32_t address = 0;
+  const bool number = text.find_first_not_of("0123456789") == text.npos;
+  const OX_RESULT result = number ? oxcStrToUlong(text.c_str(), 10, &address) : oxcStrToIpAddr(text.c_str(), &address);
+  return result != OX_OK ? result : oxeEvfltSetNumber(filter, OX_EVFLT_SNMPAGENTADDR, address);
+}
+
 OX_RESULT set_criterion(evflt* filter, uint32_t bit, const Given& given) {
   if (given.number) return oxeEvfltSetNumber(filter, bit, *given.number);
   if (bit == OX_EVFLT_SNMPSRCIPXADDR) return set_address(filter, given.text);
+  if (bit == OX_EVFLT_SNMPAGENTADDR) return set_agent(filter, given.text);
   if (bit == OX_EVFLT_FROMTIME || bit == OX_EVFLT_TOTIME) return set_time(filter, bit, given.text);
   return oxeEvfltSetPattern(filter, bit, given.text.c_str());
 }

@@ -1,5 +1,6 @@
 #include "tools/event_output.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -55,6 +56,12 @@ uint32_t number_of(const evmsg* event, OX_RESULT(OX_CALL* get)(const evmsg*, uin
   return number;
 }
 
+std::string agent_text(const evmsg* event) {
+  uint32_t address = 0;
+  if (oxeEvmsgGetSnmpAgentAddr(event, &address) != OX_OK) return {};
+  return oxcIpAddrToStr(address);
+}
+
 std::string nodes_text(const evmsg* event) {
   dnode* nodes = nullptr;
   std::string text;
@@ -76,6 +83,7 @@ void print_json(const evmsg* event) {
   for (const TextField& field : text_fields) {
     if (const std::string text = text_of(event, field.get); !text.empty()) object[field.name] = text;
   }
+  if (const std::string agent = agent_text(event); !agent.empty()) object["snmpAgent"] = agent;
   if (const std::string nodes = nodes_text(event); !nodes.empty()) object["nodes"] = nodes;
   // Texts may be in code page 932; what is no UTF-8 is replaced.
   std::puts(object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
@@ -89,6 +97,8 @@ void print_line(const evmsg* event) {
   for (const std::string& more : {text_of(event, &oxeEvmsgGetMemo), nodes_text(event)}) {
     if (!more.empty()) text += (text.empty() ? "" : " ") + more;
   }
+  if (const std::string agent = agent_text(event); !agent.empty()) text += " [" + agent + ']';
+  std::replace(text.begin(), text.end(), '\n', ' ');
   std::printf("%8u  %s  %-4x %s  %-20s  %s  %s\n", number_of(event, &oxeEvmsgGetSndId), time != nullptr ? time : "-",
               number_of(event, &oxeEvmsgGetEventType),
               (number_of(event, &oxeEvmsgGetFlag) & 1) != 0 ? "checked" : "       ", component.c_str(),
