@@ -247,6 +247,7 @@ int main(int argc, char** argv) {
   auto* checker =
       app.add_subcommand("check", "check definition files and try their samples; faults as file:line: text");
   checker->add_option("files", files, "files, in reading order (default: those of the installation)");
+  auto* reloader = app.add_subcommand("reload", "have the manager read the definition files anew, within a second");
   auto* listener = app.add_subcommand("listen", "print the traps that arrive, and answer informs");
   listener->add_option("-p,--port", port, "UDP port (default: 162)");
   listener->add_option("-n,--count", count, "end after so many datagrams");
@@ -272,6 +273,10 @@ int main(int argc, char** argv) {
     if (*decoder) return show_all(datagrams(hex, file), json ? Form::json : Form::text);
     if (*explainer) return show_all(datagrams(hex, file), Form::explained);
     if (*listener) return listen(port, count, json);
+    if (*reloader) {
+      tool::require(oxcTrSetReloadFlag(), "reload");
+      return tool::exit_ok;
+    }
     tool::attach_names();
     return tool::check_definitions(files) == 0 ? tool::exit_ok : tool::exit_failed;
   });

@@ -1,0 +1,244 @@
+// Traps on the road: from real senders through a real manager to those who wait.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cctype>
+#include <chrono>
+#include <optional>
+#include <thread>
+
+#include "tests/road/daemon.h"
+#include "tests/support/agent_process.h"
+#include "tests/support/installation.h"
+#include "tests/support/system_root.h"
+#include "tests/support/udp_socket.h"
+
+namespace ox::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr std::uint64_t flood_events = 1000;
+#else
+constexpr std::uint64_t flood_events = 20000;
+#endif
+
+const std::string own = "1.3.6.1.4.1.64312.2";
+
+std::string file(const std::string& name) { return system_root() + "/" + name; }
+
+std::uint64_t count_of(const std::string& text, const std::string& part) {
+  std::uint64_t count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) ++count;
+  return count;
+}
+
+// The sum of the numbers that stand right before a text.
+std::uint64_t sum_before(const std::string& text, const std::string& part) {
+  std::uint64_t sum = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
+    const std::size_t begin = text.find_last_not_of("0123456789", at - 1) + 1;
+    if (begin < at) sum += std::stoull(text.substr(begin, at - begin));
+  }
+  return sum;
+}
+
+constexpr char flooding[] = "\"snmpSpecTrap\":5,";  // of the events of a flood's traps
+
+// What events tell of the datagrams that were sent.
+struct Told {
+  explicit Told(const std::string& text)
+      : repeats(sum_before(text, " time")),
+        events(count_of(text, flooding) - count_of(text, "(repeated ")),
+        malformed(sum_before(text, " malformed")),
+        overflowed(sum_before(text, " lost because")) {}
+  [[nodiscard]] std::uint64_t received() const { return events + repeats + malformed; }
+
+  std::uint64_t repeats, events, malformed, overflowed;
+};
+
+// From hex digits.
+std::string bytes_of(const std::string& answer) {
+  std::string digits = answer.substr(answer.find(' ') + 1);
+  std::erase_if(digits, [](unsigned char c) { return std::isxdigit(c) == 0; });
+  std::string bytes;
+  for (std::size_t i = 0; i < digits.size(); i += 2) {
+    bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+  }
+  return bytes;
+}
+
+class TrapRoad : public testing::Test {
+ protected:
+  // With settings beside the port.
+  void start(const std::string& settings) {
+    lay_down_installation();
+    port_ = UdpSocket().port();
+    write_file(work_dir() + "/conf/oxmgrd.cf",
+               "TrapAddress:\t127.0.0.1\nTrapPort:\t" + std::to_string(port_) + '\n' + settings);
+    daemon_.emplace();
+  }
+  [[nodiscard]] std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
+
+  static std::string run(std::vector<std::string> command) { return run_program(std::move(command)); }
+  // The events of the log that came from traps, oldest first.
+  static std::string logged() { return run({"oxevent", "log", "list", "--json", "--class", "1024"}); }
+
+  // One of the machine's own senders.
+  void send(std::vector<std::string> command, const std::vector<std::string>& rest) const {
+    if (command[0] == "snmpinform") command.emplace_back("-Ci");
+    command.insert(command.end(), {"-On", "-r0", "-t10", "-c", "test community", address()});
+    command.insert(command.end(), rest.begin(), rest.end());
+    write_file(file("sent"), "");
+    EXPECT_EQ(0, ChildProcess(command, file("sent"), agent_environment(file("sender"))).wait(20s))
+        << read_file(file("sent"));
+  }
+
+  // Starts somebody who waits for traps, and returns when it hears them.
+  void start_wait(ChildProcess& waiter, const std::string& output, std::vector<std::string> command) const {
+    command[0] = OX_PROGRAMS "/" + command[0];
+    waiter = ChildProcess(command, output);
+    for (int i = 0; i < 2000 && read_file(output).find("\"snmpSpecTrap\":4711") == std::string::npos; ++i) {
+      ASSERT_EQ("0 ",
+                run({"oxtrap", "send", address(), "-e", own, "-s", "4711", "1.3:INTEGER", std::to_string(++markers_)}));
+    }
+  }
+  static std::string until(const std::string& output, const std::string& text) {
+    for (int i = 0; i < 2000 && read_file(output).find(text) == std::string::npos; ++i) {
+      std::this_thread::sleep_for(10ms);
+    }
+    return read_file(output);
+  }
+
+  std::optional<Daemon> daemon_;
+  std::uint16_t port_ = 0;
+  mutable std::uint64_t markers_ = 0;
+};
+
+TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
+  start("TrapRepeatWindow:\t0\n");
+  const std::string user = work_dir() + "/public/trap/USER.DEF";
+  EXPECT_EQ(0u, run({"oxset", "--add", "node:r1", "11.5.1.0", "192.0.2.9"}).find("0 "));
+  EXPECT_EQ(0u, run({"oxset", "--add", "node:local", "11.5.1.0", "127.0.0.1"}).find("0 "));
+  ChildProcess plain;
+  ChildProcess traps;
+  start_wait(traps, file("traps"), {"oxevent", "wait", "--json", "--traps"});
+  start_wait(plain, file("plain"), {"oxevent", "wait", "--json", "--class", "1024"});
+
+  // A generic trap by the standard's definition; one of a standard module; an inform; a proxy's; an unknown one.
+  send({"snmptrap", "-v1"}, {"." + own, "192.0.2.9", "2", "0", "1234", ".1.3.6.1.2.1.2.2.1.1.3", "i", "3"});
+  send({"snmptrap", "-v2c"}, {"4294967295", ".1.3.6.1.2.1.14.16.2.14", "." + own + ".3.0", "a", "192.0.2.1"});
+  send({"snmpinform", "-v2c"}, {"55", ".1.3.6.1.6.3.1.1.5.5", ".1.3.6.1.6.3.1.1.4.3.0", "o", "." + own});
+  send({"snmptrap", "-v2c"}, {"56", ".1.3.6.1.6.3.1.1.5.4", ".1.3.6.1.6.3.18.1.3.0", "a", "192.0.2.9"});
+  send({"snmptrap", "-v1"}, {"." + own, "0.0.0.0", "6", "17", "1", "." + own + ".1.0", "s", "fan 2"});
+  // The user's definition comes before the standard's as soon as it is read.
+  write_file(user, "Enterprise " + own +
+                       "\nGenericCode 2\nSpecificCode *\nSeverity 4\nSummary own\nDetail port *%1*\n" +
+                       "Source me\nEventID 77\nLogging 0\nTimeStamp 1 " + own + ".8.0 " + own + ".9.0\n");
+  EXPECT_EQ("0 ", run({"oxtrap", "reload"}));
+  EXPECT_NE(std::string::npos, until(file("oxmgrd1.log"), "44 trap definitions").find("44 trap"));
+  send({"snmptrap", "-v1"}, {"." + own, "192.0.2.9", "2", "0", "1235", ".1.3.6.1.2.1.2.2.1.1.3", "i", "3",
+                             "." + own + ".8.0", "u", "1000000000", "." + own + ".9.0", "t", "0"});
+
+  const std::string community = R"("snmpCommName":"test community","snmpEnterprises":")";
+  const char* const expected[][9] = {
+      {R"("eventType":1283,)", R"("snmpGenTrap":2,"snmpSpecTrap":0,"snmpTimeStamp":1234,)",
+       R"("compType":"node","compName":"r1","optMsg":"linkDown: an interface is down",)",
+       R"("memo":"An interface went down. ifIndex.3=3\nLook at the interface and its cable;)",
+       R"("snmpEnterprises":"1.3.6.1.4.1.64312.2","snmpAgent":"192.0.2.9","nodes":"1.3.6.1.2.1.2.2.1.1.3=3")"},
+      {R"("eventType":1284,)", R"("snmpGenTrap":6,"snmpSpecTrap":14,"snmpTimeStamp":4294967295,)",
+       R"("compName":"local","optMsg":"ospfLsdbOverflow)", R"("snmpEnterprises":"1.3.6.1.2.1.14.16.2")",
+       R"("snmpAgent":"127.0.0.1")"},
+      {R"("eventType":1282,)", R"("snmpGenTrap":4,"snmpSpecTrap":0,"snmpTimeStamp":55,)",
+       R"("optMsg":"authenticationFailure: a request was refused")", R"("snmpEnterprises":"1.3.6.1.4.1.64312.2")"},
+      {R"("snmpGenTrap":3,)", R"("compName":"r1","optMsg":"linkUp: an interface is up")", R"("snmpAgent":"192.0.2.9")"},
+      {R"("eventType":1281,)", R"("flag":2,)", R"("snmpGenTrap":6,"snmpSpecTrap":17,"snmpTimeStamp":1,)",
+       R"("compName":"local","optMsg":"unknown trap: 17 of 1.3.6.1.4.1.64312.2","memo":"enterprises.64312.2.1.0=fan 2")"},
+      {R"("eventType":1284,"eventId":77,"occurTime":1000000000,)", R"("snmpGenTrap":2,)", R"("sender":"me",)",
+       R"("optMsg":"own","memo":"port 3")"},
+  };
+  for (const char* output : {"traps", "plain"}) {
+    const std::string text = until(file(output), "\"own\"");
+    std::size_t at = 0;
+    for (const auto& event : expected) {
+      const std::size_t found = text.find(event[0], at);
+      ASSERT_NE(std::string::npos, found) << event[0] << " in " << text.substr(at);
+      const std::size_t begin = text.rfind('\n', found) + 1;
+      at = text.find('\n', found);
+      const std::string line = text.substr(begin, at - begin);
+      for (const char* part : event) {
+        if (part == nullptr) break;
+        EXPECT_NE(std::string::npos, line.find(part)) << part << " in " << line;
+      }
+      EXPECT_NE(std::string::npos, line.find(community)) << line;
+      EXPECT_EQ(std::string::npos, line.find("recoverTime")) << line;
+    }
+  }
+  const std::string log = logged();
+  EXPECT_NE(std::string::npos, log.find("linkUp"));
+  EXPECT_EQ(std::string::npos, log.find("\"own\"")) << "an event that is not to be logged";
+  EXPECT_EQ(1u, count_of(run({"oxevent", "log", "list", "--flag-bit2", "1", "--specific", "17"}), "unknown trap"));
+  EXPECT_NE(std::string::npos, run({"oxevent", "log", "list", "--agent", "192.0.2.9"}).find(" [192.0.2.9]\n"));
+}
+
+TEST_F(TrapRoad, AnAnsweredInformOutlivesTheManager) {
+  start("");
+  for (int i = 1; i <= 3; ++i) {
+    send({"snmpinform", "-v2c"}, {"1", ".1.3.6.1.6.3.1.1.5.1", "." + own + ".1.0", "i", std::to_string(i)});
+    daemon_->kill();
+    daemon_->start();
+  }
+  EXPECT_EQ(3u, count_of(logged(), "\"coldStart"));
+}
+
+// Everything that was sent is found again, by kind, while somebody sends faster than the manager can take it.
+TEST_F(TrapRoad, TheBooksBalanceUnderAFlood) {
+  start("TrapBuffer:\t4096\nTrapRepeatWindow:\t1\nTrapReportInterval:\t1\n");
+  ChildProcess waiter;
+  start_wait(waiter, file("events"), {"oxevent", "wait", "--json"});
+  const std::string trap =
+      bytes_of(run({"oxtrap", "send", "x", "--hex", "-e", own, "-s", "5", "1.3:INTEGER", "1077952576"}));
+  const std::size_t number = trap.find("@@@@");
+  ASSERT_NE(std::string::npos, number);
+  std::atomic<bool> ended = false;
+  std::uint64_t sent = 0;
+  std::thread sender([&] {
+    UdpSocket socket;
+    std::string datagram = trap;
+    for (std::uint32_t i = 0; !ended; ++i, ++sent) {
+      // Of eight, one says the same again, and one is cut short.
+      for (std::size_t digit = 0; digit < 3 && i % 8 != 6; ++digit) {
+        datagram[number + 3 - digit] = static_cast<char>(i >> (8 * digit));
+      }
+      socket.send(std::string_view(datagram).substr(0, datagram.size() - (i % 8 == 7 ? 1 : 0)), port_);
+    }
+  });
+  std::uint64_t events = 0;
+  for (int requests = 0; events < flood_events && requests < 2000; ++requests) {
+    EXPECT_EQ("0 ", run({"oxget", "system:system", "11.1.1.0"}).substr(0, 2));
+    events = count_of(read_file(file("events")), flooding);
+  }
+  ended = true;
+  sender.join();
+  const auto told = [&] { return Told(read_file(file("events"))); };
+  Told all = told();
+  for (int i = 0; i < 200 && all.received() + all.overflowed < sent; ++i, all = told()) {
+    std::this_thread::sleep_for(100ms);
+  }
+  EXPECT_EQ(sent, all.received() + all.overflowed);
+  EXPECT_GE(sent, 5 * all.received()) << "this was no flood";
+  EXPECT_GE(all.events, flood_events);
+  EXPECT_LT(0u, all.repeats);
+  EXPECT_LT(0u, all.malformed);
+  EXPECT_EQ(count_of(read_file(file("events")), flooding), count_of(logged(), flooding));
+  EXPECT_EQ(0, daemon_->end());
+  const std::string books =
+      std::to_string(all.received() + markers_) + " received: " + std::to_string(all.events + markers_) + " events, " +
+      std::to_string(all.repeats) + " repeats, " + std::to_string(all.overflowed) +
+      " lost because the socket's buffer was full, " + std::to_string(all.malformed) + " malformed";
+  EXPECT_NE(std::string::npos, daemon_->log().find("traps: " + books + "\n")) << books << '\n' << daemon_->log();
+}
+
+}  // namespace
+}  // namespace ox::test
