@@ -19,6 +19,7 @@
 #include <vector>
 
 #include <oxbase/oxa.h>
+#include <oxbase/oxc.h>
 #include <oxbase/oxe.h>
 #include <oxbase/oxs.h>
 
@@ -223,7 +224,7 @@ void measure_singles(const Sender& sender) {
 }
 
 // A session belongs to its process and lasts as long: each measurement has processes of its own.
-enum class Kind { flow, singles, traps };
+enum class Kind { many_events, single_events, many_traps };
 void measure(int waiters, Kind kind) {
   static const Manager manager;
   board->delivered = 0;
@@ -234,9 +235,9 @@ void measure(int waiters, Kind kind) {
   if (sending == 0) {
     const Sender sender;
     while (board->ready < waiters) usleep(1000);
-    if (kind == Kind::flow) measure_flow(sender, static_cast<std::uint64_t>(waiters));
-    if (kind == Kind::singles) measure_singles(sender);
-    if (kind == Kind::traps) measure_traps();
+    if (kind == Kind::many_events) measure_flow(sender, static_cast<std::uint64_t>(waiters));
+    if (kind == Kind::single_events) measure_singles(sender);
+    if (kind == Kind::many_traps) measure_traps();
     _exit(0);
   }
   (void)waitpid(sending, nullptr, 0);
@@ -249,7 +250,7 @@ void measure(int waiters, Kind kind) {
 void event_delivery(benchmark::State& state) {
   const auto waiters = static_cast<int>(state.range(0));
   for (auto _ : state) {
-    measure(waiters, Kind::flow);
+    measure(waiters, Kind::many_events);
     state.SetIterationTime(board->flow_seconds / static_cast<double>(flow * static_cast<std::uint64_t>(waiters)));
   }
 }
@@ -257,7 +258,7 @@ BENCHMARK(event_delivery)->Arg(1)->Arg(20)->Iterations(1)->UseManualTime();
 
 void trap_to_wait(benchmark::State& state) {
   for (auto _ : state) {
-    measure(1, Kind::traps);
+    measure(1, Kind::many_traps);
     state.SetIterationTime(board->flow_seconds / static_cast<double>(traps));
   }
   state.counters["per_second"] = static_cast<double>(traps) / board->flow_seconds;
@@ -266,7 +267,7 @@ BENCHMARK(trap_to_wait)->Iterations(1)->UseManualTime();
 
 void event_latency_median(benchmark::State& state) {
   for (auto _ : state) {
-    measure(1, Kind::singles);
+    measure(1, Kind::single_events);
     state.SetIterationTime(board->median_seconds);
   }
 }
@@ -274,7 +275,7 @@ BENCHMARK(event_latency_median)->Iterations(1)->UseManualTime();
 
 void event_latency_99th_of_100(benchmark::State& state) {
   for (auto _ : state) {
-    measure(1, Kind::singles);
+    measure(1, Kind::single_events);
     state.SetIterationTime(board->late_seconds);
   }
 }

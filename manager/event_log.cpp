@@ -39,6 +39,12 @@ bool is_absent(const evmsg* event, NumberGetter get) {
   return get(event, &number) != OX_OK;
 }
 
+// For one more.
+template <class Element>
+void make_room(std::vector<Element>& list) {
+  if (list.size() == list.capacity()) list.reserve(2 * list.size() + 16);
+}
+
 // 0 means no event, and 0xFFFFFFFF no report: they are left out.
 bool is_send_id(Sequence sequence) {
   const auto id = static_cast<std::uint32_t>(sequence);
@@ -76,6 +82,7 @@ void EventLog::complete(evmsg* event, const std::string& sender) {
   }
 }
 
+// Either all of it happens or, when memory runs out, nothing but that a number is left out.
 Sequence EventLog::submit(EventPtr event, const std::string& sender, Done done, bool listed) {
   do {
     ++given_;
@@ -85,12 +92,17 @@ Sequence EventLog::submit(EventPtr event, const std::string& sender, Done done, 
   made->sequence = given_;
   made->trap = is_trap(event.get());
   made->body = encode_event(event.get());
-  store_->put({made->sequence, static_cast<std::uint32_t>(std::time(nullptr)), listed, made->body});
-  fresh_.push_back(made);
-  when_safe([done = std::move(done), made](bool safe) {
+  std::function<void(bool)> told = [done = std::move(done), made](bool safe) {
     done(safe ? OX_RESULT{OX_OK} : OX_RESULT{OX_EWRITE}, safe ? made->body : Bytes());
-  });
-  return made->sequence;
+  };
+  make_room(fresh_);
+  make_room(safe_);
+  schedule();
+  store_->put({made->sequence, static_cast<std::uint32_t>(std::time(nullptr)), listed, made->body});
+  const Sequence sequence = made->sequence;
+  fresh_.push_back(std::move(made));
+  safe_.push_back(std::move(told));
+  return sequence;
 }
 
 std::optional<Sequence> EventLog::sequence_of(std::uint32_t send_id) const {
@@ -143,10 +155,11 @@ void EventLog::when_safe(std::function<void(bool)> done) {
 
 // What the loop has taken from the clients in this turn is in its queue already, before this.
 void EventLog::schedule() {
-  if (std::exchange(scheduled_, true)) return;
+  if (scheduled_) return;
   asio::post(loop_, [this] {
     if (scheduled_) flush();
   });
+  scheduled_ = true;
 }
 
 void EventLog::flush() {

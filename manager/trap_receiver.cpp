@@ -125,8 +125,8 @@ void TrapReceiver::end() {
 void TrapReceiver::wait() {
   socket_.async_wait(udp::socket::wait_read, [this](const asio::error_code& error) {
     if (error == asio::error::operation_aborted) return;
+    wait();  // first: it takes over the memory of what has just ended, and needs none
     if (!error) receive();
-    wait();
   });
 }
 
@@ -141,8 +141,10 @@ void TrapReceiver::receive() {
     }
   }
   count_overflow();
-  if (repeats_.next_end()) tell_repeats_later();
-  if (books_.lost() != told_.lost()) tell_losses_later();
+  guarded([this] {
+    tell_repeats_later();
+    if (books_.lost() != told_.lost()) tell_losses_later();
+  });
 }
 
 void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint& sender) {
@@ -197,14 +199,15 @@ void TrapReceiver::answer(const Bytes& bytes, const udp::endpoint& to) {
 
 void TrapReceiver::tell_repeats_later() {
   const auto end = repeats_.next_end();
-  if (!end || std::exchange(repeats_due_, true)) return;
+  if (!end || repeats_due_) return;
   repeat_timer_.expires_at(*end);
   repeat_timer_.async_wait([this](const asio::error_code& error) {
     if (error) return;
     repeats_due_ = false;
     guarded([this] { tell_repeats(most_told, TrapRepeats::Clock::now()); });
-    tell_repeats_later();
+    guarded([this] { tell_repeats_later(); });
   });
+  repeats_due_ = true;
 }
 
 void TrapReceiver::tell_repeats(std::size_t most, TrapRepeats::Clock::time_point now) {
@@ -241,7 +244,7 @@ void TrapReceiver::count_overflow() {
 
 // The first loss is told soon; those that follow are told together.
 void TrapReceiver::tell_losses_later() {
-  if (std::exchange(losses_due_, true)) return;
+  if (losses_due_) return;
   loss_timer_.expires_at(std::max(last_loss_report_ + std::chrono::seconds(manager_.settings.trap_report_interval),
                                   std::chrono::steady_clock::now() + first_report));
   loss_timer_.async_wait([this](const asio::error_code& error) {
@@ -250,6 +253,7 @@ void TrapReceiver::tell_losses_later() {
     last_loss_report_ = std::chrono::steady_clock::now();
     guarded([this] { tell_losses(); });
   });
+  losses_due_ = true;
 }
 
 void TrapReceiver::tell_losses() {

@@ -1,5 +1,6 @@
 #include "manager/trap_repeats.h"
 
+#include <new>
 #include <utility>
 
 namespace ox::manager {
@@ -25,9 +26,14 @@ void TrapRepeats::open(std::string_view key, std::uint32_t first, bool listed, C
     return;
   }
   if (bytes_ + key.size() + overhead > most_bytes_) return;
-  const auto kind = kinds_.emplace(std::string(key), Known{.first = first, .listed = listed, .age = age_}).first;
-  windows_.push_back({now + window_, &*kind});
-  bytes_ += key.size() + overhead;
+  try {
+    windows_.push_back({now + window_, nullptr});
+    windows_.back().kind =
+        &*kinds_.emplace(std::string(key), Known{.first = first, .listed = listed, .age = age_}).first;
+    bytes_ += key.size() + overhead;
+  } catch (const std::bad_alloc&) {
+    if (!windows_.empty() && windows_.back().kind == nullptr) windows_.pop_back();
+  }
 }
 
 std::optional<TrapRepeats::Clock::time_point> TrapRepeats::next_end() const {

@@ -16,7 +16,7 @@ class TrapRepeats {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // At most `most_bytes` of keys are kept: what comes beyond that is never a repeat.
+  // At most `most_bytes` of keys are kept: what comes beyond that, or without memory, is never a repeat.
   TrapRepeats(std::chrono::seconds window, std::size_t most_bytes) : window_(window), most_bytes_(most_bytes) {}
 
   // What is known of the traps that are alike.

@@ -1,0 +1,142 @@
+// Traps inside the manager: whose they are, what is a repeat, and what memory running out costs.
+#include <gtest/gtest.h>
+
+#include "manager/trap_receiver.h"
+#include "tests/manager/manager_fixture.h"
+#include "tests/support/fault_heap.h"
+#include "tests/support/udp_socket.h"
+
+namespace ox::manager {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(AgentIndex, FollowsTheStore) {
+  Store store;
+  const auto change = [](Change::Kind kind, const char* node, std::string address = {}) {
+    return Change{kind, {"node", node}, {11, 5, 1, 0}, {6, std::move(address)}, {}};
+  };
+  constexpr std::uint32_t first = 0x01010101;
+  constexpr std::uint32_t second = 0x02020202;
+  using Kind = Change::Kind;
+  const struct {
+    Change change;
+    std::string owner_of_first, owner_of_second;
+  } steps[] = {
+      {change(Kind::set, "b", "\1\1\1\1"), "", ""},  // there is no such node yet
+      {change(Kind::add, "b"), "", ""},
+      {change(Kind::set, "b", "\1\1\1\1"), "b", ""},
+      {change(Kind::add, "a"), "b", ""},
+      {change(Kind::set, "a", "\1\1\1\1"), "a", ""},
+      {change(Kind::set, "a", "\2\2\2\2"), "b", "a"},
+      {change(Kind::unset, "a"), "b", ""},
+      {change(Kind::set, "a", "\2\2\2\2"), "b", "a"},
+      {change(Kind::remove, "a"), "b", ""},
+      {change(Kind::add, "a"), "b", ""},
+      {change(Kind::set, "b", "\1\1"), "", ""},
+  };
+  const auto owner = [&](std::uint32_t address) {
+    const std::string* const node = store.agents().find(address);
+    return node == nullptr ? std::string() : *node;
+  };
+  for (const auto& step : steps) {
+    store.apply(step.change);
+    EXPECT_EQ(step.owner_of_first, owner(first)) << &step - steps;
+    EXPECT_EQ(step.owner_of_second, owner(second)) << &step - steps;
+  }
+}
+
+TEST(TrapRepeats, AreCountedAsLongAsTheyCome) {
+  const auto begin = TrapRepeats::Clock::now();
+  TrapRepeats repeats(5s, 400);
+  const auto told = [&](std::chrono::seconds at) {
+    std::string text;
+    while (const auto one = repeats.take(begin + at)) {
+      text += one->key + std::to_string(one->known.count) + " of " + std::to_string(one->known.first) + ' ';
+    }
+    return text;
+  };
+  EXPECT_FALSE(repeats.count("a", 1));
+  repeats.open("a", 7, true, begin);
+  repeats.open("b", 8, true, begin + 1s);
+  EXPECT_TRUE(repeats.count("a", 2));
+  EXPECT_TRUE(repeats.count("a", 3));
+  EXPECT_EQ("", told(4s));
+  EXPECT_EQ("a2 of 7 ", told(6s));  // b had none, and is forgotten
+  EXPECT_FALSE(repeats.count("b", 4));
+  EXPECT_TRUE(repeats.count("a", 5)) << "the next window";
+  EXPECT_EQ("a1 of 7 ", told(11s));
+  EXPECT_EQ("", told(16s));
+  EXPECT_FALSE(repeats.count("a", 6));
+  EXPECT_FALSE(repeats.next_end());
+
+  // No more than is allowed is kept, and what is kept counts on.
+  repeats.open("c", 1, true, begin);
+  repeats.open(std::string(400, 'd'), 2, true, begin);
+  EXPECT_FALSE(repeats.count(std::string(400, 'd'), 1));
+  EXPECT_TRUE(repeats.count("c", 1));
+  // The log has not taken the first event: what comes is new, and what was counted is told.
+  repeats.forget();
+  EXPECT_FALSE(repeats.count("c", 2));
+  repeats.open("c", 9, true, begin);
+  EXPECT_TRUE(repeats.count("c", 3));
+  EXPECT_EQ("c2 of 9 ", told(5s));
+}
+
+std::string trap_of(std::uint32_t number) {
+  char enterprise[] = "1.3.6.1.4.1.64312.2";
+  unsigned char community[] = "public";
+  oxsSnmpTrap trap{};
+  trap.version = OXS_V2C;
+  trap.community = community;
+  trap.communityLength = sizeof community - 1;
+  trap.pduType = OXS_TRAP2;
+  trap.enterprise = enterprise;
+  trap.specificTrap = number;
+  NodeList bindings;
+  NodePtr node = make_node();
+  (void)oxdSetAmibName(node.get(), "1.3.6.1.4.1.64312.2.1.0");
+  (void)oxdSetText(node.get(), "fan");
+  bindings.add(std::move(node));
+  trap.bindings = bindings.get();
+  void* bytes = nullptr;
+  std::uint32_t length = 0;
+  EXPECT_EQ(0u, oxsSnmpTrapEncode(&trap, &bytes, &length));
+  std::string made(static_cast<const char*>(bytes), length);
+  (void)oxcMemFree(bytes);
+  return made;
+}
+
+using TrapManagerTest = ManagerTest;
+
+TEST_F(TrapManagerTest, WithoutMemoryATrapIsCountedAndNothingElseIsLost) {
+  test::UdpSocket sender;
+  manager_->settings.trap_address = "127.0.0.1";
+  manager_->settings.trap_port = test::UdpSocket().port();
+  TrapReceiver traps(*manager_);
+  traps.start();
+  const TrapBooks& books = traps.books();
+  const auto send = [&](int number) {
+    sender.send(trap_of(static_cast<std::uint32_t>(number)), static_cast<std::uint16_t>(manager_->settings.trap_port));
+  };
+  send(0);
+  while (books.events == 0) (void)loop_.run_one();
+  bool reached = true;
+  for (int n = 1; reached; ++n) {
+    send(n);
+    const std::uint64_t before = books.received;
+    test::fail_allocation(n);
+    while (books.received == before) (void)loop_.run_one();
+    reached = test::stop_failing();
+    manager_->events.flush();
+    EXPECT_EQ(books.received, books.events + books.without_memory) << "allocation " << n;
+    ASSERT_LT(n, 1000);
+  }
+  EXPECT_LT(10u, books.without_memory);
+  EXPECT_EQ(books.events, manager_->events.store().after(0, 10000, 1u << 30).size());
+  traps.end();
+  EXPECT_EQ(books.events + 1, manager_->events.store().after(0, 10000, 1u << 30).size()) << "the losses are told";
+}
+
+}  // namespace
+}  // namespace ox::manager
