@@ -5,29 +5,27 @@
 #include <cerrno>
 #include <filesystem>
 #include <map>
-#include <regex>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include <oxbase/oxc.h>
 
 #include "common/error_text.h"
 #include "common/message_file.h"
-#include "common/trace_control.h"
-#include "platform/codepage.h"
-#include "platform/environment.h"
 #include "platform/registry.h"
 #include "platform/shared_block.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/in_threads.h"
 #include "tests/support/system_root.h"
+#include "tests/support/traced.h"
 
 namespace fs = std::filesystem;
 using namespace std::string_view_literals;
 using ox::platform::SharedBlock;
 using ox::test::home_dir;
-using ox::test::read_text;
 using ox::test::write_file;
 
 namespace {
@@ -46,12 +44,7 @@ std::string look_up(std::string_view image, uint32_t code) {
 }
 
 TEST(MessageFileTest, OddLines) {
-  const struct {
-    const char* what;
-    std::string_view image;
-    uint32_t code;
-    const char* text;
-  } rows[] = {
+  const std::tuple<const char*, std::string_view, uint32_t, const char*> rows[] = {
       {"leading zeros are decimal", "0189:File not found\r\n", 189, "File not found"},
       {"the first of two", "7:one\r\n7:two\r\n", 7, "one"},
       {"a line without colon is no line", "7\r\n8:eight\r\n", 8, "eight"},
@@ -72,7 +65,7 @@ TEST(MessageFileTest, OddLines) {
       {"a blank line before the end", "\n\r\n7:a\r\n\n", 7, "a"},
       {"no file", "", 0, absent},
   };
-  for (const auto& row : rows) EXPECT_EQ(row.text, look_up(row.image, row.code)) << row.what;
+  for (const auto& [what, image, code, text] : rows) EXPECT_EQ(text, look_up(image, code)) << what;
 }
 
 class ErrorTextTest : public testing::Test {
@@ -133,11 +126,9 @@ TEST_F(ErrorTextTest, ProcessesShareTheCopyOfTheFirst) {
   SharedBlock first;
   ASSERT_EQ(0u, first.create_from_file(block_name, other.c_str(), ox::platform::Access::machine));
   for (int round = 0; round < 20; ++round) {
-    std::vector<std::thread> threads;  // that race for the first load
-    for (int i = 0; i < 8; ++i) {
-      threads.emplace_back([&] { EXPECT_STREQ(round == 0 ? "of the first" : "of the second", oxcStrError(7)); });
-    }
-    for (std::thread& thread : threads) thread.join();
+    ox::test::in_threads(8, [&](int) {  // that race for the first load
+      EXPECT_STREQ(round == 0 ? "of the first" : "of the second", oxcStrError(7));
+    });
     ox::detach_error_texts();
     first = SharedBlock();
     EXPECT_EQ(ox::platform::error_file_not_found, first.open(block_name, SharedBlock::Mode::read));
@@ -163,28 +154,24 @@ TEST_F(ErrorTextTest, EveryAllocationMayFail) {
 }
 
 TEST_F(ErrorTextTest, NumbersOfPlatformAndRuntimeBecomeCodes) {
-  ox::trace::attach();
-  ASSERT_EQ(OX_OK, oxcDebugOutput(0, (ox::test::work_dir() + "/tmp/codes.dbg").c_str()));
-  oxcSetDebugMask(0x40);
   const std::map<uint32_t, OX_RESULT> platform_codes = {{0, 0},     {2, 189},   {5, 5},     {14, 3},
                                                         {16, 148},  {19, 144},  {87, 259},  {110, 142},
                                                         {145, 148}, {183, 207}, {1006, 78}, {0xFFFFFFFF, 259}};
-  for (const auto& [error, code] : platform_codes) {
-    ox::platform::set_last_error(error);
-    EXPECT_EQ(code, oxcGetWinError()) << error;
-  }
   const std::map<int, OX_RESULT> runtime_codes = {{-1, 261}, {0, 0}, {1, 5001}, {2, 5002}, {34, 5034}, {35, 261}};
-  for (const auto& [number, code] : runtime_codes) {
-    errno = number;
-    EXPECT_EQ(code, oxcGetCRunError()) << number;
-  }
-  oxcSetDebugMask(0);
-  const std::string trace = read_text(ox::test::work_dir() + "/tmp/codes_00.dbg");
+  const std::string trace = ox::test::traced(0x40, [&] {
+    for (const auto& [error, code] : platform_codes) {
+      ox::platform::set_last_error(error);
+      EXPECT_EQ(code, oxcGetWinError()) << error;
+    }
+    for (const auto& [number, code] : runtime_codes) {
+      errno = number;
+      EXPECT_EQ(code, oxcGetCRunError()) << number;
+    }
+  });
   for (const char* line : {"<X:oxcGetWinError[87]>\n", "<X:oxcGetCRunError[35]>\n"}) {
     EXPECT_NE(std::string::npos, trace.find(line)) << line;
   }
   EXPECT_EQ(std::string::npos, trace.find("<X:oxcGetWinError[2]>\n"));
-  ox::trace::detach();
 }
 
 }  // namespace

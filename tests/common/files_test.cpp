@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -11,11 +12,10 @@
 
 #include "common/error_position.h"
 #include "common/open_retry.h"
-#include "common/trace_control.h"
 #include "platform/environment.h"
 #include "platform/file.h"
 #include "tests/support/fault_heap.h"
-#include "tests/support/system_root.h"
+#include "tests/support/traced.h"
 
 namespace fs = std::filesystem;
 
@@ -91,11 +91,7 @@ TEST(FileList, BaseFirstOthersByNameUserLast) {
                            "def", "adef", "user.enm", "oxbase", "myuser.def", "c.def.bak", "d.def/in-a-directory"}) {
     write_file(directory + "/" + name, "");
   }
-  const struct {
-    const char* extension;
-    uint32_t mask;
-    const char* names;
-  } rows[] = {
+  const std::tuple<const char*, uint32_t, const char*> rows[] = {
       {".def", 0, " Oxbase.def:1 a.def:2 aa.DEF:2 b.def:2 B1.Def:2 myuser.def:2 USER.DEF:3"},
       {".def", 1, " Oxbase.def:1"},
       {".def", 2, " a.def:2 aa.DEF:2 b.def:2 B1.Def:2 myuser.def:2"},
@@ -105,10 +101,10 @@ TEST(FileList, BaseFirstOthersByNameUserLast) {
       {".none", 0, ""},
       {"user.def", 0, " myuser.def:2 USER.DEF:2"},
   };
-  for (const auto& row : rows) {
+  for (const auto& [extension, mask, expected] : rows) {
     oxfFileList* list = reinterpret_cast<oxfFileList*>(1);
-    ASSERT_EQ(0u, oxfGetFileList(directory.c_str(), row.extension, row.mask, &list));
-    EXPECT_EQ(row.names, names(list)) << row.extension << " " << row.mask;
+    ASSERT_EQ(0u, oxfGetFileList(directory.c_str(), extension, mask, &list));
+    EXPECT_EQ(expected, names(list)) << extension << " " << mask;
     EXPECT_EQ(0u, oxfFileListFree(list));
   }
   oxfFileList* list = nullptr;
@@ -140,47 +136,39 @@ TEST(FileList, BadArgumentsAndLimits) {
 }
 
 TEST(FileTrace, LinesAreThoseOfTheVocabulary) {
-  ox::trace::attach();
   const std::string directory = work_dir() + "/traced";
   write_file(directory + "/user.def", "");
-  ASSERT_EQ(0u, oxcDebugOutput(0, (work_dir() + "/tmp/files.dbg").c_str()));
-  (void)oxcSetDebugMask(ox::trace::general);
-  EXPECT_EQ(0u, oxfGetFileList(directory.c_str(), ".def", 0x14, nullptr));
-  EXPECT_EQ(1u, oxfGetFileList(nullptr, nullptr, 0, nullptr));
-  EXPECT_EQ(nullptr, oxcCFileOpen(nullptr, "r"));
-  (void)ox::open_with_retry(
-      "oxcCFileOpen", [] { return 0; }, [](int) { return false; }, [](uint32_t) {});
-  (void)oxcSetDebugMask(0);
-  ox::trace::detach();
-  EXPECT_EQ("<S:oxfGetFileList(" + directory + ",.def,14)>\nfile list {\n\t" + native(directory) +
-                ox::platform::path_separator +
-                "user.def(3)\n}\n<E:oxfGetFileList[0]>\n"
-                "<S:oxfGetFileList((null),(null),0)>\n<E:oxfGetFileList[1]>\n"
-                "<S:oxcCFileOpen()>\n<E:oxcCFileOpen(0)>\n"
-                "<X:oxcCFileOpen(cnt = 1)>\n<X:oxcCFileOpen(cnt = 2)>\n<X:oxcCFileOpen(cnt = 3)>\n"
-                "<X:oxcCFileOpen(cnt = 4)>\n",
-            ox::test::read_text(work_dir() + "/tmp/files_00.dbg"));
+  const std::string lines = ox::test::traced(ox::trace::general, [&] {
+    EXPECT_EQ(0u, oxfGetFileList(directory.c_str(), ".def", 0x14, nullptr));
+    EXPECT_EQ(1u, oxfGetFileList(nullptr, nullptr, 0, nullptr));
+    EXPECT_EQ(nullptr, oxcCFileOpen(nullptr, "r"));
+    (void)ox::open_with_retry(
+        "oxcCFileOpen", [] { return 0; }, [](int) { return false; }, [](uint32_t) {});
+  });
+  EXPECT_EQ("<S:oxfGetFileList(" + directory + ",.def,14)>\nfile list {\n\t" + native(directory + "/user.def") +
+                "(3)\n}\n<E:oxfGetFileList[0]>\n<S:oxfGetFileList((null),(null),0)>\n<E:oxfGetFileList[1]>\n"
+                "<S:oxcCFileOpen()>\n<E:oxcCFileOpen(0)>\n<X:oxcCFileOpen(cnt = 1)>\n<X:oxcCFileOpen(cnt = 2)>\n"
+                "<X:oxcCFileOpen(cnt = 3)>\n<X:oxcCFileOpen(cnt = 4)>\n",
+            lines);
 }
 
-TEST(ErrorPosition, ANullFileSetsOnlyTheLineAndThreadsAreApart) {
+// "file:line", "-" for no file.
+std::string error_position() {
   const char* file = "x";
   uint32_t line = 77;
   EXPECT_EQ(0u, oxfGetErrorFile(&file, &line));
-  EXPECT_EQ(nullptr, file);
-  EXPECT_EQ(0u, line);
+  EXPECT_EQ(0u, oxfGetErrorFile(nullptr, nullptr));
+  return (file != nullptr ? file : "-") + (":" + std::to_string(line));
+}
+
+TEST(ErrorPosition, ANullFileSetsOnlyTheLineAndThreadsAreApart) {
+  EXPECT_EQ("-:0", error_position());
   (void)ox::oxfSetErrorFile(std::string(2000, 'f').c_str(), 3);
   (void)ox::oxfSetErrorFile(nullptr, 4);
-  std::thread([] {
-    const char* other = "x";
-    (void)oxfGetErrorFile(&other, nullptr);
-    EXPECT_EQ(nullptr, other);
-  }).join();
-  EXPECT_EQ(0u, oxfGetErrorFile(&file, &line));
-  EXPECT_EQ(std::string(1023, 'f'), file);
-  EXPECT_EQ(4u, line);
+  std::thread([] { EXPECT_EQ("-:0", error_position()); }).join();
+  EXPECT_EQ(std::string(1023, 'f') + ":4", error_position());
   (void)ox::oxfSetErrorFile("", 0);
-  EXPECT_EQ(0u, oxfGetErrorFile(&file, &line));
-  EXPECT_EQ(nullptr, file);
+  EXPECT_EQ("-:0", error_position());
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <oxbase/oxc.h>
@@ -48,17 +49,14 @@ class QueueTest : public testing::Test {
 };
 
 TEST_F(QueueTest, DeletionAtEveryPlaceKeepsTheInvariants) {
-  struct Row {
-    const char* before;
-    char removed;
-    const char* after;
-  };
-  for (const Row& row : {Row{"abc", 'a', "bc"}, Row{"abc", 'b', "ac"}, Row{"abc", 'c', "ab"}, Row{"a", 'a', ""}}) {
-    SCOPED_TRACE(row.before + std::string(" - ") + row.removed);
-    Item* head = list(row.before);
-    EXPECT_EQ(OX_OK, oxcQueueDel(&head, &at(row.removed)));
-    EXPECT_EQ(row.after, names(head));
-    EXPECT_TRUE(at(row.removed).next == nullptr && at(row.removed).prev == nullptr);
+  using Row = std::tuple<const char*, char, const char*>;
+  for (const auto& [before, removed, after] :
+       {Row{"abc", 'a', "bc"}, Row{"abc", 'b', "ac"}, Row{"abc", 'c', "ab"}, Row{"a", 'a', ""}}) {
+    SCOPED_TRACE(before + std::string(" - ") + removed);
+    Item* head = list(before);
+    EXPECT_EQ(OX_OK, oxcQueueDel(&head, &at(removed)));
+    EXPECT_EQ(after, names(head));
+    EXPECT_TRUE(at(removed).next == nullptr && at(removed).prev == nullptr);
   }
 }
 

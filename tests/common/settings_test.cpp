@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
-#include <utility>
+#include <tuple>
 
 #include <oxbase/oxc.h>
 
@@ -13,9 +12,11 @@
 #include "platform/registry.h"
 #include "platform/service.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/given.h"
 #include "tests/support/system_root.h"
 
 using ox::settings::registry_key;
+using ox::test::given;
 using ox::test::native;
 
 namespace {
@@ -61,15 +62,17 @@ TEST(SettingsTest, SwitchesHaveTheirDefaults) {
   EXPECT_EQ(3u, oxcGetEnvProduct());
 }
 
-TEST(SettingsTest, BrandIsReadEveryTime) {
-  uint32_t brand = 1;
-  EXPECT_EQ(OX_OK, oxcGetBrandingID(&brand));
-  EXPECT_EQ(64312u, brand);
+TEST(SettingsTest, BrandAndProductsAreReadEveryTime) {
+  EXPECT_EQ(1u, oxcIsOxbaseInstalled());
+  EXPECT_EQ(0u, oxcIsOxwatchInstalled());
+  ASSERT_EQ(0u, ox::platform::registry_write("SOFTWARE\\CORVID\\OXWATCH", "CurrentVersion", "1"));
+  EXPECT_EQ(1u, oxcIsOxwatchInstalled());
+
+  EXPECT_EQ("64312", given<uint32_t>(oxcGetBrandingID));
   set("Branding", 7u);
-  EXPECT_EQ(OX_OK, oxcGetBrandingID(&brand));
+  EXPECT_EQ("7", given<uint32_t>(oxcGetBrandingID));
   set("Branding", "seven");
-  EXPECT_NE(OX_OK, oxcGetBrandingID(&brand));
-  EXPECT_EQ(7u, brand);
+  EXPECT_EQ('!', given<uint32_t>(oxcGetBrandingID)[0]);
   EXPECT_EQ(OX_EARG, oxcGetBrandingID(nullptr));
 }
 
@@ -81,24 +84,14 @@ TEST(SettingsTest, ServicesRunWhileTheirDaemonsHoldThem) {
     ox::platform::ServiceMark mark;
     ASSERT_EQ(0u, mark.hold(services[held].first));
     for (uint32_t i = 0; i < 6; ++i) {
-      uint32_t running = 2;
-      EXPECT_EQ(OX_OK, oxcIsServiceRunning(i, &running));
-      EXPECT_EQ(i == held ? 1u : 0u, running) << services[i].first << " with " << services[held].first << " held";
+      const std::string running = i == held ? "1" : "0";
+      EXPECT_EQ(running, given<uint32_t>(oxcIsServiceRunning, i)) << services[i].first << ", " << held << " held";
       const auto is_running = services[i].second;
-      EXPECT_TRUE(is_running == nullptr || is_running() == running) << services[i].first;
+      EXPECT_TRUE(is_running == nullptr || std::to_string(is_running()) == running) << services[i].first;
     }
   }
-  uint32_t running = 2;
-  EXPECT_EQ(OX_EUNSUPPORTED, oxcIsServiceRunning(6, &running));
-  EXPECT_EQ(2u, running);
+  EXPECT_EQ("!" + std::to_string(OX_EUNSUPPORTED), given<uint32_t>(oxcIsServiceRunning, 6u));
   EXPECT_EQ(OX_EARG, oxcIsServiceRunning(0, nullptr));
-}
-
-TEST(SettingsTest, InstalledProductsHaveKeys) {
-  EXPECT_EQ(1u, oxcIsOxbaseInstalled());
-  EXPECT_EQ(0u, oxcIsOxwatchInstalled());
-  ASSERT_EQ(0u, ox::platform::registry_write("SOFTWARE\\CORVID\\OXWATCH", "CurrentVersion", "1"));
-  EXPECT_EQ(1u, oxcIsOxwatchInstalled());
 }
 
 TEST(SettingsTest, UserMustBeInTheGroupOnceThereIsOne) {
@@ -115,19 +108,16 @@ TEST(SettingsTest, UserOutsideTheGroupIsDenied) {
 }
 
 TEST(VersionTest, ComparesNumberByNumber) {
-  const struct {
-    const char* a;
-    const char* b;
-    int32_t order;
-  } rows[] = {{"2.10", "2.9", 1},     {"2.09", "2.9", 0},
-              {"2", "2.0.0", 0},      {"2.0.1", "2", 1},
-              {nullptr, "0", 0},      {"", "1", -1},
-              {"1.2a", "1.2b", -1},   {"1.10a", "1.9b", 1},
-              {"4294967297", "1", 1}, {"99999999999999999999", "100000000000000000000", -1}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(row.order, oxcVersionCmp(row.a, row.b)) << (row.a != nullptr ? row.a : "null") << " " << row.b;
-    EXPECT_EQ(-row.order, oxcVersionCmp(row.b, row.a)) << row.b;
+  const std::tuple<std::string, std::string, int32_t> rows[] = {
+      {"2.10", "2.9", 1},   {"2.09", "2.9", 0},     {"2", "2.0.0", 0},
+      {"2.0.1", "2", 1},    {"", "1", -1},          {"1.2a", "1.2b", -1},
+      {"1.10a", "1.9b", 1}, {"4294967297", "1", 1}, {"99999999999999999999", "100000000000000000000", -1}};
+  for (const auto& [a, b, order] : rows) {
+    EXPECT_EQ(order, oxcVersionCmp(a.c_str(), b.c_str())) << a << " " << b;
+    EXPECT_EQ(-order, oxcVersionCmp(b.c_str(), a.c_str())) << b << " " << a;
   }
+  EXPECT_EQ(0, oxcVersionCmp(nullptr, "0"));
+  EXPECT_EQ(0, oxcVersionCmp("0", nullptr));
 }
 
 TEST(PathTest, AllSeparatorsBecomeThePlatforms) {

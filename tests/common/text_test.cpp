@@ -3,33 +3,35 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 
 #include <oxbase/oxbytes.h>
 #include <oxbase/oxc.h>
 
 #include "common/memory.h"
 #include "platform/environment.h"
+#include "tests/support/byte_text.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/given.h"
+#include "tests/support/texts.h"
 
 namespace {
 
-// Expects `parse` to answer each text with `code` and to leave its output alone.
-template <class Parse>
-void refuses(Parse parse, OX_RESULT code, std::initializer_list<const char*> texts) {
-  for (const char* text : texts) {
-    uint32_t value = 77;
-    EXPECT_EQ(code, parse(text, &value)) << text;
-    EXPECT_EQ(77u, value) << text;
+using ox::test::given;
+
+// Expects `parse` to refuse each text, with bars between them, with `code`.
+template <class Value = uint32_t, class Parse>
+void refuses(Parse parse, OX_RESULT code, const char* texts) {
+  for (const std::string& text : ox::test::split(texts)) {
+    EXPECT_EQ("!" + std::to_string(code), given<Value>(parse, text.c_str())) << text;
   }
 }
 
 using Rows = std::initializer_list<std::pair<uint32_t, const char*>>;
 void both_ways(const char*(OX_CALL* print)(uint32_t), OX_RESULT(OX_CALL* parse)(const char*, uint32_t*), Rows rows) {
   for (const auto& [value, text] : rows) {
-    uint32_t parsed = 77;
     EXPECT_STREQ(text, print(value));
-    EXPECT_EQ(0u, parse(text, &parsed)) << text;
-    EXPECT_EQ(value, parsed) << text;
+    EXPECT_EQ(std::to_string(value), given<uint32_t>(parse, text)) << text;
   }
 }
 
@@ -40,12 +42,8 @@ TEST(Bytes, CursorBytesAreBigEndianAndStringsCarryTheirLength) {
   EXPECT_EQ(0u, set_long(&out, 0x89ABCDEF));
   EXPECT_EQ(0u, set_str(&out, "ab", 3));
   EXPECT_EQ(0u, set_str(&out, nullptr, 0));
-  const std::string expected(
-      "\x23\x45\x89\xAB\xCD\xEF\0\x03"
-      "ab\0\0\0",
-      13);
-  EXPECT_EQ(expected, std::string(reinterpret_cast<char*>(wire), static_cast<std::size_t>(out - wire)));
-
+  const std::string expected = ox::test::bytes("2345 89ABCDEF 0003 'ab'00 0000");
+  EXPECT_EQ(expected, std::string(wire, out));
   const unsigned char* in = wire;
   EXPECT_EQ(0x2345u, get_short(&in));
   EXPECT_EQ(0x89ABCDEFu, peek_long(in));
@@ -95,60 +93,49 @@ TEST(BoundedCopy, ATextThatDoesNotFitChangesNothing) {
 TEST(KeywordTable, FirstMatchWinsAndAnEmptyTextEndsIt) {
   const oxcKeyword nulls[] = {{"on", 1}, {"ON", 2}, {"on", 3}, {"off", 1}, {nullptr, 0}};
   const oxcKeyword empties[] = {{"a", 7}, {"", 9}};
-  uint32_t value = 0;
-  const char* text = nullptr;
-  EXPECT_EQ(0u, oxcStrToValue(nulls, "on", &value));
-  EXPECT_EQ(1u, value);
-  EXPECT_EQ(183u, oxcStrToValue(nulls, "On", &value));
-  EXPECT_EQ(183u, oxcStrToValue(empties, "", &value));
-  EXPECT_EQ(183u, oxcStrToValue(nullptr, "on", &value));
-  EXPECT_EQ(0u, oxcValueToStr(nulls, 1, &text));
-  EXPECT_STREQ("on", text);
-  EXPECT_EQ(183u, oxcValueToStr(empties, 9, &text));
+  const auto value_of = [](const oxcKeyword* table, const char* text) {
+    return given<uint32_t>(oxcStrToValue, table, text);
+  };
+  const auto text_of = [](const oxcKeyword* table, uint32_t value) {
+    return given<const char*>(oxcValueToStr, table, value);
+  };
+  EXPECT_EQ("1", value_of(nulls, "on"));
+  EXPECT_EQ("on", text_of(nulls, 1));
+  for (const auto& [table, text] : {std::pair{nulls, "On"}, {empties, ""}, {nullptr, "on"}}) {
+    EXPECT_EQ("!183", value_of(table, text));
+  }
+  EXPECT_EQ("!183", text_of(empties, 9));
 }
 
 TEST(NumberText, Forms) {
-  const struct {
-    const char* text;
-    uint32_t base;
-    OX_RESULT codes[3];  // as a signed, an unsigned and a long number
-    uint64_t value;
-  } rows[] = {
-      {"010", 10, {0, 0, 0}, 10},
-      {"010", 0, {0, 0, 0}, 8},
-      {"0x1f", 0, {0, 0, 0}, 31},
-      {"0X1F", 16, {0, 0, 0}, 31},
-      {"7u", 10, {70, 0, 0}, 7},
-      {"+5", 10, {0, 70, 70}, 5},
-      {"zz", 36, {0, 0, 0}, 1295},
-      {"1", 1, {1, 1, 1}, 0},
-      {"-2147483648", 10, {0, 70, 70}, 0xFFFFFFFF80000000},
-      {"-2147483649", 10, {88, 70, 70}, 0},
-      {"2147483647", 10, {0, 0, 0}, 2147483647},
-      {"2147483648", 10, {88, 0, 0}, 2147483648},
-      {"4294967295U", 10, {70, 0, 0}, 4294967295},
-      {"4294967296", 10, {88, 88, 0}, 4294967296},
-      {"18446744073709551615", 10, {88, 88, 0}, UINT64_MAX},
-      {"36893488147419103232", 10, {88, 88, 88}, 0},  // wraps to 0
+  // Text and base; what it is as a signed, an unsigned and a long number.
+  const std::tuple<const char*, uint32_t, const char*, const char*, const char*> rows[] = {
+      {"010", 10, "10", "10", "10"},
+      {"010", 0, "8", "8", "8"},
+      {"0x1f", 0, "31", "31", "31"},
+      {"0X1F", 16, "31", "31", "31"},
+      {"7u", 10, "!70", "7", "7"},
+      {"+5", 10, "5", "!70", "!70"},
+      {"zz", 36, "1295", "1295", "1295"},
+      {"1", 1, "!1", "!1", "!1"},
+      {"-2147483648", 10, "-2147483648", "!70", "!70"},
+      {"-2147483649", 10, "!88", "!70", "!70"},
+      {"2147483647", 10, "2147483647", "2147483647", "2147483647"},
+      {"2147483648", 10, "!88", "2147483648", "2147483648"},
+      {"4294967295U", 10, "!70", "4294967295", "4294967295"},
+      {"4294967296", 10, "!88", "!88", "4294967296"},
+      {"18446744073709551615", 10, "!88", "!88", "18446744073709551615"},
+      {"36893488147419103232", 10, "!88", "!88", "!88"},  // wraps to 0
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.text);
-    int32_t number = -77;
-    uint32_t unsigned_number = 77;
-    uint64_t long_number = 77;
-    EXPECT_EQ(row.codes[0], oxcStrToLong(row.text, row.base, &number));
-    EXPECT_EQ(row.codes[1], oxcStrToUlong(row.text, row.base, &unsigned_number));
-    EXPECT_EQ(row.codes[2], oxcStrToUlonglong(row.text, row.base, &long_number));
-    EXPECT_EQ(row.codes[0] == 0 ? static_cast<int32_t>(row.value) : -77, number);
-    EXPECT_EQ(row.codes[1] == 0 ? row.value : 77, unsigned_number);
-    EXPECT_EQ(row.codes[2] == 0 ? row.value : 77, long_number);
+  for (const auto& [text, base, as_signed, as_unsigned, as_long] : rows) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(as_signed, given<int32_t>(oxcStrToLong, text, base));
+    EXPECT_EQ(as_unsigned, given<uint32_t>(oxcStrToUlong, text, base));
+    EXPECT_EQ(as_long, given<uint64_t>(oxcStrToUlonglong, text, base));
   }
-  const auto parse = [](const char* text, uint32_t* value) {
-    int32_t number = 0;
-    EXPECT_EQ(70u, oxcStrToLong(text, 0, &number));
-    return oxcStrToUlong(text, 0, value);
-  };
-  refuses(parse, 70, {"", " 1", "1 ", "08", "0x", "0xg", "+-5", "U", "7UU", "99999999999999999999z"});
+  const char wrong[] = "| 1|1 |08|0x|0xg|+-5|U|7UU|99999999999999999999z";
+  refuses<int32_t>([](const char* text, int32_t* value) { return oxcStrToLong(text, 0, value); }, 70, wrong);
+  refuses([](const char* text, uint32_t* value) { return oxcStrToUlong(text, 0, value); }, 70, wrong);
   EXPECT_STREQ("-2147483648", oxcLongToStr(INT32_MIN));
   EXPECT_STREQ("4294967295", oxcUlongToStr(UINT32_MAX));
   EXPECT_STREQ("18446744073709551615", oxcUlonglongToStr(UINT64_MAX));
@@ -163,12 +150,9 @@ TEST(TimeTicks, TextsBothWays) {
              {360000, "1:00:00.00"},
              {8640000, "24:00:00.00"},
              {UINT32_MAX, "11930:27:52.95"}});
-  refuses(oxcStrToTticks, 70,
-          {"", ".05", "1", "1:00", "1.5", "1.005", "1:60.00", "1:5.00", "1:00:00:00.00", "1.00 ", "-1.00"});
-  refuses(oxcStrToTticks, 88, {"11930:27:52.96", "99999999999999999999.00"});
-  uint32_t ticks = 0;
-  EXPECT_EQ(0u, oxcStrToTticks("90.00", &ticks));
-  EXPECT_EQ(9000u, ticks);
+  refuses(oxcStrToTticks, 70, "|.05|1|1:00|1.5|1.005|1:60.00|1:5.00|1:00:00:00.00|1.00 |-1.00");
+  refuses(oxcStrToTticks, 88, "11930:27:52.96|99999999999999999999.00");
+  EXPECT_EQ("9000", given<uint32_t>(oxcStrToTticks, "90.00"));
 }
 
 TEST(CalendarTime, LocalTextsOverTheWholeRange) {
@@ -201,12 +185,10 @@ TEST(CalendarTime, MissingPartsAndBadTexts) {
     EXPECT_TRUE(shown.ends_with(means)) << text << " is " << shown;
   }
   refuses(oxcStrToUxTime, 70,
-          {"",           ".",        "5",         "/",       "2009/09/03x", "2009/02/29",  "2009/13/01",  "2009/0/1",
-           "2009/1/32",  "24:00",    "1:60",      "1:00:60", "2009/1/1.",   "2009/1/1.1:", "2009/1/1/1",  "1:1:1:1",
-           "1969/12/30", "2107/1/1", "99999/1/1", "1/",      "Past",        "1:00 ",       "2009/1/1.1.1"});
-  for (const auto& [word, fixed] : {std::pair{"past", 662655600u}, {"present", 0u}, {"future", 2145916800u}}) {
-    EXPECT_EQ(0u, oxcStrToUxTime(word, &seconds));
-    EXPECT_EQ(fixed, seconds) << word;
+          "|.|5|/|2009/09/03x|2009/02/29|2009/13/01|2009/0/1|2009/1/32|24:00|1:60|1:00:60|2009/1/1.|2009/1/1.1:|"
+          "2009/1/1/1|1:1:1:1|1969/12/30|2107/1/1|99999/1/1|1/|Past|1:00 |2009/1/1.1.1");
+  for (const auto& [word, fixed] : {std::pair{"past", "662655600"}, {"present", "0"}, {"future", "2145916800"}}) {
+    EXPECT_EQ(fixed, given<uint32_t>(oxcStrToUxTime, word));
   }
 }
 

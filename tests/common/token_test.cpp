@@ -1,23 +1,21 @@
 // The token splitter and the wildcard matcher.
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 #include <oxbase/oxc.h>
 
+#include "tests/support/texts.h"
+
 namespace {
 
+using ox::test::repeated, ox::test::split;
+
 TEST(Token, QuotesEscapesAndDoubleBytes) {
-  const struct {
-    const char* line;
-    const char* separators;
-    uint32_t maximum;
-    OX_RESULT result;
-    std::vector<std::string> tokens;
-  } cases[] = {
+  // Line, separators, room, result, tokens.
+  const std::tuple<std::string, const char*, uint32_t, OX_RESULT, std::vector<std::string>> cases[] = {
       {"", nullptr, 8, 0, {}},
       {" \t ", nullptr, 8, 0, {}},
       {"  a  b\tc\t", nullptr, 8, 0, {"a", "b", "c"}},
@@ -41,14 +39,13 @@ TEST(Token, QuotesEscapesAndDoubleBytes) {
       {"\xB1\\ \xB2 c", nullptr, 8, 0, {"\xB1 \xB2", "c"}},  // half-width letters are single bytes
       {"a \x83", nullptr, 8, 0, {"a", "\x83"}},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.line);
-    const std::string given(c.line);
+  for (const auto& [given, separators, maximum, result, expected] : cases) {
+    SCOPED_TRACE(given);
     std::vector<char> line(given.c_str(), given.c_str() + given.size() + 1);  // exact, so that an overread is seen
-    std::vector<char*> tokens(c.maximum);
+    std::vector<char*> tokens(maximum);
     uint32_t count = 77;
-    EXPECT_EQ(c.result, oxcToken(line.data(), c.separators, tokens.data(), c.maximum, &count));
-    EXPECT_EQ(c.tokens, std::vector<std::string>(tokens.begin(), tokens.begin() + count));
+    EXPECT_EQ(result, oxcToken(line.data(), separators, tokens.data(), maximum, &count));
+    EXPECT_EQ(expected, std::vector<std::string>(tokens.begin(), tokens.begin() + count));
   }
   EXPECT_EQ(1u, oxcToken(nullptr, nullptr, nullptr, 0, nullptr));
 }
@@ -60,12 +57,10 @@ TEST(Wildcard, Patterns) {
       "\x83";
   const std::string failing = " a|? |a A|a*b abc|?? abc|ab abc|abc ab|?? \x83\x5C|\x83* \x83\x5C|*\x5C \x83\x5C";
   for (const auto& [rows, expected] : {std::pair{matching, 1u}, {failing, 0u}}) {
-    std::istringstream lines(rows);
-    for (std::string row; std::getline(lines, row, '|');) {
-      const std::string pattern = row.substr(0, row.find(' '));
-      const std::string text = row.substr(row.find(' ') + 1);
-      EXPECT_EQ(expected, oxcRegMatch(pattern.c_str(), text.c_str())) << testing::PrintToString(row);
-      EXPECT_EQ(expected, oxcRegMatch2(pattern.c_str(), text.c_str())) << testing::PrintToString(row);
+    for (const std::string& row : split(rows)) {
+      const std::vector<std::string> both = split(row, ' ');
+      EXPECT_EQ(expected, oxcRegMatch(both[0].c_str(), both[1].c_str())) << testing::PrintToString(row);
+      EXPECT_EQ(expected, oxcRegMatch2(both[0].c_str(), both[1].c_str())) << testing::PrintToString(row);
     }
   }
   EXPECT_EQ(0u, oxcRegMatch(nullptr, "a"));
@@ -73,9 +68,7 @@ TEST(Wildcard, Patterns) {
 }
 
 TEST(Wildcard, ManyStarsEnd) {
-  std::string pattern;
-  for (int i = 0; i < 100; ++i) pattern += "*a";
-  pattern += "b";
+  const std::string pattern = repeated("*a", 100) + "b";
   EXPECT_EQ(0u, oxcRegMatch(pattern.c_str(), std::string(20000, 'a').c_str()));
 }
 

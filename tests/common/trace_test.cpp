@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -14,6 +13,7 @@
 #include "common/trace_file.h"
 #include "platform/environment.h"
 #include "platform/registry.h"
+#include "tests/support/in_threads.h"
 #include "tests/support/system_root.h"
 
 namespace fs = std::filesystem;
@@ -119,13 +119,9 @@ TEST_F(TraceTest, NamesBecomePatterns) {
 
 TEST_F(TraceTest, LinesOfSeveralThreadsDoNotMix) {
   start("threads.dbg");
-  std::vector<std::thread> writers;
-  for (int i = 0; i < 4; ++i) {
-    writers.emplace_back([i] {
-      for (int n = 0; n < 200; ++n) oxcDebugOut("%s\n", std::string(64, static_cast<char>('a' + i)).c_str());
-    });
-  }
-  for (std::thread& writer : writers) writer.join();
+  ox::test::in_threads(4, [](int i) {
+    for (int n = 0; n < 200; ++n) oxcDebugOut("%s\n", std::string(64, static_cast<char>('a' + i)).c_str());
+  });
   const std::string text = read_text(file("threads_00.dbg"));
   ASSERT_EQ(4u * 200 * 65, text.size());
   for (std::size_t at = 0; at < text.size(); at += 65) {
