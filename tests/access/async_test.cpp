@@ -72,6 +72,12 @@ TEST_F(AsyncTest, RegistrationAndClosing) {
       take_id();
       EXPECT_NE(0u, id);
       EXPECT_EQ(request_bytes({.command = c.command, .session = mgr, .source = id, .body = bytes(c.body)}), sent);
+      peer.answer(reply_bytes({.error = 84}));
+      EXPECT_EQ(84u, oxaControl(request, 9, "data", 4));
+      EXPECT_EQ(
+          request_bytes(
+              {.command = 7, .error = 9, .session = mgr, .source = id, .destination = 0x80000007, .body = "data"}),
+          peer.requests().at(0));
       peer.answer(reply_bytes({.error = error}));
       EXPECT_EQ(result, oxaClose(request));
       EXPECT_EQ(request_bytes({.command = c.close_command, .session = mgr, .source = 0x80000007}),
@@ -201,21 +207,17 @@ struct Receiver {
 
 TEST_F(AsyncTest, ApplicationData) {
   Receiver receiver;
-  const struct {
-    oxcApDataCallback callback;
-    OX_RESULT result;
-    std::uint32_t answer;
-    const char* got;
-  } rows[] = {{nullptr, 0, 7, ""},
-              {Receiver::receive, 0, 7, "(9, 3, \"dat\", 4)"},
-              {Receiver::receive, 5, 8, "(9, 3, \"dat\", 4)"},
-              {nullptr, 0, 7, ""}};
-  for (const auto& row : rows) {
-    receiver = {row.result, ""};
-    EXPECT_EQ(0u, oxcApDataReceive(row.callback, &receiver));
+  const std::tuple<oxcApDataCallback, OX_RESULT, std::uint32_t, const char*> rows[] = {
+      {nullptr, 0, 7, ""},
+      {Receiver::receive, 0, 7, "(9, 3, \"dat\", 4)"},
+      {Receiver::receive, 5, 8, "(9, 3, \"dat\", 4)"},
+      {nullptr, 0, 7, ""}};
+  for (const auto& [callback, result, answered, got] : rows) {
+    receiver = {result, ""};
+    EXPECT_EQ(0u, oxcApDataReceive(callback, &receiver));
     deliver({{.command = 25, .error = 3, .destination_id = 9, .data = "data", .reference = 41}});
-    EXPECT_EQ(row.got, receiver.got);
-    EXPECT_EQ((std::vector{fetch_bytes(), fetch_bytes(row.answer, 41)}), peer.requests());
+    EXPECT_EQ(got, receiver.got);
+    EXPECT_EQ((std::vector{fetch_bytes(), fetch_bytes(answered, 41)}), peer.requests());
   }
   std::uint32_t length = 0;
   EXPECT_EQ(122u, oxcApDataRead(nullptr, 0, &length));

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <sstream>
 #include <string>
-
-#include <oxbase/oxc.h>
+#include <tuple>
 
 #include "access/transport.h"
+#include "tests/support/blocks.h"
 #include "tests/support/byte_text.h"
 #include "tests/support/scripted_peer.h"
 
@@ -17,13 +17,8 @@ namespace {
 
 std::string text_of(std::span<const unsigned char> bytes) { return {bytes.begin(), bytes.end()}; }
 
-// Every test leaves as many blocks as it found.
 class MessageTest : public testing::Test {
- protected:
-  void TearDown() override { EXPECT_EQ(live_, oxcGetMemValue(1)); }
-
- private:
-  const std::uint32_t live_ = oxcGetMemValue(1);
+  const SameBlocks same_blocks_;
 };
 
 // A stream of given bytes, handed out at most `step` bytes a read, that ends after them.
@@ -91,11 +86,7 @@ TEST_F(MessageTest, FieldsArriveHoweverTheStreamIsCut) {
 
 TEST_F(MessageTest, LengthsThatContradictEachOther) {
   const std::string fixed = " 0002 0001 0001 0000 0000 0000 00000000 00000000 ";
-  const struct {
-    const char* what;
-    std::string wire;
-    const char* message;
-  } cases[] = {
+  const std::tuple<const char*, std::string, const char*> cases[] = {
       {"header length 0", "00000000 00000000" + fixed + "0000 0000 00000000", "71"},
       {"header length one short of the least", "00000023 00000000" + fixed + "0000 0000 00000000", "71"},
       {"header length over the most", "00020023 00000000" + fixed + "0000 0000 00000000", "71"},
@@ -108,12 +99,12 @@ TEST_F(MessageTest, LengthsThatContradictEachOther) {
       {"bytes behind the reference are left alone", "00000026 00000000" + fixed + "0000 0000 00000000 FFFF",
        "38 0 2 1 1 0 0 0 0 0 - - 0 -"},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    Stream stream(bytes(c.wire));
+  for (const auto& [what, wire, message] : cases) {
+    SCOPED_TRACE(what);
+    Stream stream(bytes(wire));
     MessageReader reader(stream);
-    EXPECT_EQ(c.message, next(reader));
-    EXPECT_EQ(std::strlen(c.message) > 2, reader.in_step());
+    EXPECT_EQ(message, next(reader));
+    EXPECT_EQ(std::strlen(message) > 2, reader.in_step());
   }
 }
 

@@ -14,6 +14,7 @@ namespace ox::test {
 struct RequestFields {
   std::uint32_t type = 1;
   std::uint32_t command = 0;
+  std::uint32_t error = 0;
   std::string session{};  // with its terminator when there is one
   std::uint32_t source = 0;
   std::uint32_t destination = 0;
@@ -25,8 +26,8 @@ struct RequestFields {
   const auto size = static_cast<std::uint32_t>(fields.session.size());
   const auto body = static_cast<std::uint32_t>(fields.body.size());
   return word(49 + size) + bytes("000B 'pipeHeader' 00") + word(body != 0 ? body + 9 : 0) + half(2) +
-         half(fields.type) + half(fields.command) + half(0) + word(0) + word(fields.source) + word(fields.destination) +
-         half(0) + half(size) + fields.session + word(fields.reference) +
+         half(fields.type) + half(fields.command) + half(fields.error) + word(0) + word(fields.source) +
+         word(fields.destination) + half(0) + half(size) + fields.session + word(fields.reference) +
          (body != 0 ? bytes("'pipeData' 00") + fields.body : "");
 }
 

@@ -2,13 +2,12 @@
 #include "access/request.h"
 
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include <oxbase/oxc.h>
-
-#include "tests/support/byte_text.h"
+#include "tests/access/report_peer.h"
+#include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
-#include "tests/support/session_fixture.h"
 
 namespace ox::test {
 namespace {
@@ -35,43 +34,43 @@ TEST_F(RequestTest, EveryRequestsBytes) {
   dnode* const list = node_of("11.1.1.0");
   dnode* answer = nullptr;
   std::uint32_t number = 0;
-  // The head: length, length of the data part; type, command, error; destination id; destination name.
+  const std::string mgr("mgr\0", 4), no_name(1, '\0');
   const struct {
     std::function<OX_RESULT()> call;
-    std::string_view head;
-    std::string data_part;
+    RequestFields fields;
+    const char* body = "";
   } cases[] = {
-      {[&] { return get(&answer); }, "00000031 00000028 0001 0001 0000 00000000 0000",
-       "'pipeData' 00 0008 'map:top' 00 0009 '11.1.1.0' 00 0000001F 00000014 0000"},
+      {[&] { return get(&answer); }, {.command = 1}, "0008 'map:top' 00 0009 '11.1.1.0' 00 0000001F 00000014 0000"},
       {[&] { return oxaGet("mgr", "", "11.15", &selection, 0, 0, nullptr); },
-       "00000035 00000032 0001 0001 0000 00000000 0004 'mgr' 00",
-       "'pipeData' 00 0001 00 0006 '11.15' 00 00000000 00000000 0001 00000001 00000002 00000003 00000004 FFFFFFFF"},
-      {[&] { return oxaSet("mgr", 0, 30, list, &answer); }, "00000035 00000020 0001 0004 0000 00000000 0004 'mgr' 00",
-       "'pipeData' 00 00000000 0000001E 000D 0004 0009 '11.1.1.0' 00"},
-      {[&] { return oxaSet(nullptr, 1, 2, nullptr, nullptr); }, "00000031 00000013 0001 0004 0000 00000000 0000",
-       "'pipeData' 00 00000001 00000002 0000"},
+       {.command = 1, .session = mgr},
+       "0001 00 0006 '11.15' 00 00000000 00000000 0001 00000001 00000002 00000003 00000004 FFFFFFFF"},
+      {[&] { return oxaSet("mgr", 0, 30, list, &answer); },
+       {.command = 4, .session = mgr},
+       "00000000 0000001E 000D 0004 0009 '11.1.1.0' 00"},
+      {[&] { return oxaSet(nullptr, 1, 2, nullptr, nullptr); }, {.command = 4}, "00000001 00000002 0000"},
       // An empty name is not no name; an empty list makes no data part.
-      {[&] { return oxaMgmtControl("", 41, list, &answer); }, "00000032 00000016 0001 0008 0029 00000000 0001 00",
-       "'pipeData' 00 0004 0009 '11.1.1.0' 00"},
-      {[&] { return oxaMgmtControl(nullptr, 5, nullptr, nullptr); }, "00000031 00000000 0001 0008 0005 00000000 0000",
-       ""},
+      {[&] { return oxaMgmtControl("", 41, list, &answer); },
+       {.command = 8, .error = 41, .session = no_name},
+       "0004 0009 '11.1.1.0' 00"},
+      {[&] { return oxaMgmtControl(nullptr, 5, nullptr, nullptr); }, {.command = 8, .error = 5}},
       {[&] { return oxaCompLock("mgr", "map:top", 3, &number); },
-       "00000035 00000017 0001 000E 0000 00000000 0004 'mgr' 00", "'pipeData' 00 0008 'map:top' 00 00000003"},
-      {[] { return oxaCompUnlock(0x11223344); }, "00000031 00000000 0004 000E 0000 11223344 0000", ""},
-      {[] { return oxaCompUnlock2(0x11223344, "mgr"); }, "00000035 00000000 0004 000E 0000 11223344 0004 'mgr' 00", ""},
-      {[&] { return oxaDataAppend(nullptr, 7, 8, "a", "", list); }, "00000031 00000029 0001 0015 0000 00000000 0000",
-       "'pipeData' 00 00000007 00000008 0002 'a' 00 0001 00 0000000D 0004 0009 '11.1.1.0' 00"},
-      {[&] { return oxaDataGetSize(nullptr, "a", "bc", &number); }, "00000031 00000012 0001 0016 0000 00000000 0000",
-       "'pipeData' 00 0002 'a' 00 0003 'bc' 00"},
+       {.command = 14, .session = mgr},
+       "0008 'map:top' 00 00000003"},
+      {[] { return oxaCompUnlock(0x11223344); }, {.type = 4, .command = 14, .destination = 0x11223344}},
+      {[] { return oxaCompUnlock2(0x11223344, "mgr"); },
+       {.type = 4, .command = 14, .session = mgr, .destination = 0x11223344}},
+      {[&] { return oxaDataAppend(nullptr, 7, 8, "a", "", list); },
+       {.command = 21},
+       "00000007 00000008 0002 'a' 00 0001 00 0000000D 0004 0009 '11.1.1.0' 00"},
+      {[&] { return oxaDataGetSize(nullptr, "a", "bc", &number); }, {.command = 22}, "0002 'a' 00 0003 'bc' 00"},
   };
   for (const auto& c : cases) {
-    std::string wire(c.head);  // what is the same in all of them goes between
-    wire.insert(42, "0000 ").insert(33, "0000 0000 00000000 ").insert(18, "0002 ").insert(9, "000B 'pipeHeader' 00 ");
-    wire += " 00000000 " + c.data_part;
-    SCOPED_TRACE(wire);
+    SCOPED_TRACE(testing::Message() << c.fields.command << " " << c.body);
+    RequestFields fields = c.fields;
+    fields.body = bytes(c.body);
     peer.answer(reply_bytes({.error = 84}));
     EXPECT_EQ(84u, c.call());
-    EXPECT_EQ(std::vector{bytes(wire)}, peer.requests());
+    EXPECT_EQ(std::vector{request_bytes(fields)}, peer.requests());
   }
   oxdFree(list);
 }
@@ -83,11 +82,8 @@ TEST_F(RequestTest, LongRequestsArriveWhole) {
     const std::string manager(size > 8113 ? size : 3, 'm');
     peer.answer(reply_bytes({.error = 122}));
     ASSERT_EQ(122u, oxaGet(manager.c_str(), component.c_str(), "11", nullptr, 0, 0, nullptr));
-    EXPECT_EQ(word(static_cast<std::uint32_t>(50 + manager.size())) + bytes("000B 'pipeHeader' 00") +
-                  word(static_cast<std::uint32_t>(27 + size)) +
-                  bytes("0002 0001 0001 0000 0000 0000 00000000 00000000 0000") + text(manager) +
-                  bytes("00000000 'pipeData' 00") + text(component) + text("11") + std::string(10, '\0'),
-              peer.requests().at(0));
+    const std::string body = text(component) + text("11") + std::string(10, '\0');
+    EXPECT_EQ(request_bytes({.command = 1, .session = manager + '\0', .body = body}), peer.requests().at(0));
   }
 }
 
@@ -143,19 +139,19 @@ std::string taken(dnode* list) {
 }
 
 TEST_F(RequestTest, Answers) {
-  const auto live = oxcGetMemValue(1);
+  const SameBlocks same_blocks;
   const auto set = [](dnode** list) { return oxaSet(nullptr, 0, 0, nullptr, list); };
   const auto manage = [](dnode** list) { return oxaMgmtControl(nullptr, 5, nullptr, list); };
   const std::string broken = one_node.substr(0, 9);
   const struct {
     const char* what;
-    std::function<OX_RESULT(dnode**)> call;
+    OX_RESULT (*call)(dnode**);
     ReplyFields reply;
     OX_RESULT result;
     const char* list;
-    OX_RESULT without_list;  // when the caller does not ask for it
+    OX_RESULT without_list = result;  // when the caller does not ask for it
   } cases[] = {
-      {"nodes", get, {.data = one_node}, 0, "11.1.1.0", 0},
+      {"nodes", get, {.data = one_node}, 0, "11.1.1.0"},
       {"nodes and 122", get, {.error = 122, .data = one_node}, 0, "11.1.1.0", 0},
       {"nodes and an error", get, {.error = 84, .data = one_node}, 121, "11.1.1.0", 121},
       {"nothing", get, {}, 122, "untouched", 122},
@@ -189,26 +185,21 @@ TEST_F(RequestTest, Answers) {
   EXPECT_EQ(0x80000009u, number);
   EXPECT_EQ(0u, answered(size, {.data = bytes("00010203 04")}));
   EXPECT_EQ(0x00010203u, number);
-  EXPECT_EQ(live, oxcGetMemValue(1));
 }
 
 TEST_F(RequestTest, ALostOrBrokenConnectionEndsTheSession) {
   const std::string reply = reply_bytes({.data = one_node});
-  const struct {
-    const char* what;
-    Answer answer;
-    OX_RESULT result;
-  } cases[] = {
+  const std::tuple<const char*, Answer, OX_RESULT> cases[] = {
       {"in two pieces", {.pieces = {reply.substr(0, 36), reply.substr(36)}}, 0},
       {"closed before the reply", {.close = true}, 17},
       {"closed in the data", {.pieces = {reply.substr(0, 40)}, .close = true}, 17},
       {"a length that cannot be", {.pieces = {bytes("0000000A") + reply}}, 71},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    peer.answer(c.answer);
-    EXPECT_EQ(c.result, get(nullptr));
-    if (c.result == 0) continue;
+  for (const auto& [what, answer, result] : cases) {
+    SCOPED_TRACE(what);
+    peer.answer(answer);
+    EXPECT_EQ(result, get(nullptr));
+    if (result == 0) continue;
     EXPECT_EQ(14u, get(nullptr));
     EXPECT_EQ(14u, oxaSet(nullptr, 0, 0, nullptr, nullptr));
     EXPECT_EQ(14u, oxaCompUnlock(1));

@@ -3,21 +3,18 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
-
-#include <oxbase/oxc.h>
 
 #include "access/reports.h"
 #include "platform/environment.h"
 #include "platform/named_event.h"
 #include "platform/registry.h"
-#include "tests/support/byte_text.h"
-#include "tests/support/session_fixture.h"
+#include "tests/access/report_peer.h"
 
 namespace ox::test {
 namespace {
 
-constexpr std::uint32_t limit_ms = 10000;  // for waits that a fault would make endless
 constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
 
 OX_RESULT any_request() { return oxaCompUnlock(1); }
@@ -27,11 +24,7 @@ TEST(Init, GreetingBytesAndAnswers) {
   ScriptedPeer peer;
   EXPECT_EQ(14u, any_request());
   EXPECT_EQ(-1, oxaGetReportFd());
-  const struct {
-    const char* what;
-    Answer answer;
-    OX_RESULT result;
-  } refusals[] = {
+  const std::tuple<const char*, Answer, OX_RESULT> refusals[] = {
       {"refused", {.pieces = {bytes("0004 0005")}}, 5},
       {"refused with more than the code", {.pieces = {bytes("0006 0187 ABCD")}}, 391},
       {"too short to hold a code", {.pieces = {bytes("0003 00")}}, 71},
@@ -39,10 +32,10 @@ TEST(Init, GreetingBytesAndAnswers) {
       {"closed in the answer", {.pieces = {bytes("0004 00")}, .close = true}, 17},
       {"closed in what follows the code", {.pieces = {bytes("0006 0000 AB")}, .close = true}, 17},
   };
-  for (const auto& c : refusals) {
-    SCOPED_TRACE(c.what);
-    peer.answer_greetings(c.answer);
-    EXPECT_EQ(c.result, oxaInit(nullptr));
+  for (const auto& [what, answer, result] : refusals) {
+    SCOPED_TRACE(what);
+    peer.answer_greetings(answer);
+    EXPECT_EQ(result, oxaInit(nullptr));
     EXPECT_EQ(14u, any_request());
     EXPECT_EQ(14u, oxaDispatch(0));
   }
@@ -111,40 +104,28 @@ NextFetch ask_back(MessagePtr) {
   return {};
 }
 
-using ReportTest = SessionTest;
-
 TEST_F(ReportTest, ReportsAreFetchedUntilThereAreNone) {
-  const std::string head = "00000031 000B 'pipeHeader' 00 00000000 0002 ";
-  const std::string fetch = bytes(head + "0005 0000 0000 0000 0000 00000000 00000000 0000 0000 FFFFFFFF");
-  const std::string acknowledging = bytes(head + "0007 0000 0000 0000 0000 00000000 00000000 0000 0000 00000029");
-  const std::string unlock = bytes(head + "0004 000E 0000 0000 0000 00000000 00000001 0000 0000 00000000");
-  const auto live = oxcGetMemValue(1);
+  const std::string fetch = fetch_bytes(), acknowledging = fetch_bytes(7, 41);
+  const std::string unlock = request_bytes({.type = 4, .command = 14, .destination = 1});
   set_report_handler(25, acknowledge);
   set_report_handler(2, ask_back);
-  peer.answer(reply_bytes({.command = 25, .data = "one"}));
-  peer.answer(reply_bytes({.command = 25, .data = "two"}));
-  peer.answer(reply_bytes({.command = 2}));
-  peer.answer(reply_bytes({.error = 84}));                       // of the request that the handler sends
-  peer.answer(reply_bytes({.command = 99, .data = "unknown"}));  // released unread
-  peer.answer(reply_bytes({.command = 5, .data = "no handler"}));
-  peer.answer(reply_bytes({.type = 6, .command = 25}));
-  peer.announce();
-  EXPECT_EQ(0u, oxaDispatch(limit_ms));
+  deliver({{.command = 25, .data = "one"},
+           {.command = 25, .data = "two"},
+           {.command = 2},
+           {.error = 84},                       // of the request that the handler sends
+           {.command = 99, .data = "unknown"},  // released unread
+           {.command = 5, .data = "no handler"},
+           {.type = 6, .command = 25}});
   EXPECT_EQ((std::vector{fetch, acknowledging, acknowledging, unlock, fetch, fetch, fetch}), peer.requests());
   EXPECT_EQ((std::vector<std::string>{"one", "two"}), handled);
-  EXPECT_EQ(live, oxcGetMemValue(1));
-
-  peer.answer(reply_bytes({.type = 6}));  // announced again: fetched again
-  peer.announce();
-  EXPECT_EQ(0u, oxaDispatch(limit_ms));
+  dispatch();  // announced again: fetched again
   EXPECT_EQ(std::vector{fetch}, peer.requests());
 }
 
 TEST_F(ReportTest, AFailingFetchTellsTheDisconnectOnce) {
   for (int i = 0; i < 2; ++i) {
     peer.answer(Answer{.close = true});
-    peer.announce();
-    EXPECT_EQ(0u, oxaDispatch(limit_ms));
+    dispatch();
     EXPECT_EQ((Disconnects{{0, 17, 0}}), disconnects);
     EXPECT_EQ(14u, any_request());
     open_anew();
@@ -155,7 +136,7 @@ TEST_F(ReportTest, AFailingRequestTellsTheDisconnectAtTheNextDispatch) {
   peer.answer(Answer{.close = true});
   EXPECT_EQ(17u, any_request());
   EXPECT_TRUE(disconnects.empty());
-  EXPECT_EQ(0u, oxaDispatch(limit_ms));
+  EXPECT_EQ(0u, oxaDispatch(10000));
   EXPECT_EQ((Disconnects{{0, 17, 0}}), disconnects);
 }
 
