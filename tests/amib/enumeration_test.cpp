@@ -1,7 +1,10 @@
 // Enumeration and description files.
 #include "amib/enumeration.h"
 
+#include <tuple>
+
 #include "tests/amib/tree_fixture.h"
+#include "tests/support/given.h"
 
 namespace ox::amib {
 namespace {
@@ -32,36 +35,30 @@ TEST_F(EnumerationTest, FileRules) {
                      "obj.cmn.cmnName:\n{ first line\nx(y)(10)\n}\n"
                      "obj.cmn:\n{\nlost(1)\n}",  // the last line has no end
                      table));
-  ASSERT_EQ(3u, table.size());
-  EXPECT_EQ("11.1.2", table[0].path);
-  ASSERT_EQ(2u, table[0].items.size());
-  EXPECT_EQ(-1, table[0].items[0].value);
-  EXPECT_EQ("up (2)", table[0].items[1].text);
-  EXPECT_EQ("again(0)", table[1].items[0].text);
-  EXPECT_EQ("11.1.1", table[2].path);
-  EXPECT_EQ(10, table[2].items[0].value);
+  std::string seen;
+  for (const auto& [path, items] : table) {
+    for (const auto& item : items) seen += path + " " + item.text + " " + std::to_string(item.value) + "|";
+  }
+  EXPECT_EQ("11.1.2 down(-1) -1|11.1.2 up (2) 2|11.1.2 again(0) 0|11.1.1 x(y)(10) 10|", seen);
 }
 
 TEST_F(EnumerationTest, FileFaults) {
   const std::string open = "obj.cmn.cmnState:\n{\n";
-  const struct {
-    OX_RESULT result;
-    std::string text;
-  } rows[] = {{4, "a(1)\n}\n"},
-              {70, open + "up\n"},
-              {70, open + "up1)\n"},
-              {70, open + "up()\n"},
-              {70, open + "up(1x)\n"},
-              {70, open + "up(1) \n"},
-              {88, open + "up(2147483648)\n"},
-              {76, open + " \t\n"},
-              {76, open + std::string(1022, 'u') + "(1)\n"},
-              {87, std::string(8191, 'u') + "\n"},
-              {126, std::string(4096, '1') + ":\n{\n}\n"}};
-  for (const auto& row : rows) {
+  const std::pair<OX_RESULT, std::string> rows[] = {{4, "a(1)\n}\n"},
+                                                    {70, open + "up\n"},
+                                                    {70, open + "up1)\n"},
+                                                    {70, open + "up()\n"},
+                                                    {70, open + "up(1x)\n"},
+                                                    {70, open + "up(1) \n"},
+                                                    {88, open + "up(2147483648)\n"},
+                                                    {76, open + " \t\n"},
+                                                    {76, open + std::string(1022, 'u') + "(1)\n"},
+                                                    {87, std::string(8191, 'u') + "\n"},
+                                                    {126, std::string(4096, '1') + ":\n{\n}\n"}};
+  for (const auto& [result, text] : rows) {
     EnumTable table;
-    EXPECT_EQ(row.result, read(row.text, table)) << row.text.substr(0, 60);
-    EXPECT_EQ("test.enm:" + std::to_string(std::count(row.text.begin(), row.text.end(), '\n')), error_position());
+    EXPECT_EQ(result, read(text, table)) << text.substr(0, 60);
+    EXPECT_EQ("test.enm:" + std::to_string(std::count(text.begin(), text.end(), '\n')), error_position());
   }
 }
 
@@ -89,37 +86,32 @@ TEST_F(EnumerationTest, LookUp) {
   EXPECT_EQ("odd(-3) up(1) down(2) user(7) ", items);
   EXPECT_EQ(183u, oxbEnumItem("obj.cmn.cmnState", 4, &value, &text));
 
-  EXPECT_EQ(0u, oxbStrToEnum("up(-12)", &value));
-  EXPECT_EQ(-12, value);
-  EXPECT_EQ(70u, oxbStrToEnum("up(1", &value));
-  EXPECT_EQ(70u, oxbStrToEnum("1)", &value));
+  EXPECT_EQ("-12", test::given<int32_t>(oxbStrToEnum, "up(-12)"));
+  for (const char* wrong : {"up(1", "1)"}) EXPECT_EQ("!70", test::given<int32_t>(oxbStrToEnum, wrong));
   ASSERT_EQ(0u, oxbDeleteAmibTree(OXB_TREE));
   EXPECT_EQ("5", text_of("obj.cmn.cmnState", 5, 14));
 }
 
+// What was found at the first use holds for the process.
 TEST_F(EnumerationTest, WithoutFilesThereIsNone) {
-  const char* text = nullptr;
   EXPECT_EQ("1", text_of("obj.cmn.cmnState", 1, 183));
-  EXPECT_EQ(183u, oxbAmibToDesc("obj", &text));
+  EXPECT_EQ("!183", test::given<const char*>(oxbAmibToDesc, "obj"));
 }
 
 TEST_F(EnumerationTest, Descriptions) {
   const std::string good = "# texts\nobj.cmn.cmnName\tThe name.\r\nobj.nosuch\tNone\n11.1.2\tIts state.\tOr so.\n";
-  const auto description = [](const char* path, OX_RESULT expected = 0) {
-    const char* text = "";
-    EXPECT_EQ(expected, oxbAmibToDesc(path, &text)) << path;
-    return std::string(text);
-  };
+  const auto description = [](const char* path) { return test::given<const char*>(oxbAmibToDesc, path); };
   install("oxbase.dsc", good + "bad line\n");
-  description("obj.cmn.cmnName", 4);
+  EXPECT_EQ("!4", description("obj.cmn.cmnName"));
   EXPECT_EQ("oxbase.dsc:5", error_position());
   install("oxbase.dsc", good);
   install("user.dsc", "obj.cmn.1\tAnother text.\n");
   EXPECT_EQ("Another text.", description("11.1.1.0"));
   EXPECT_EQ("Its state.\tOr so.", description("obj.cmn.cmnState"));
-  for (const char* undescribed : {"obj.cmn", "iso", "obj.cmn.cmnList"}) description(undescribed, 183);
-  description("obj.nosuch", 125);
-  description(nullptr, 125);
+  for (const char* undescribed : {"obj.cmn", "iso", "obj.cmn.cmnList"}) EXPECT_EQ("!183", description(undescribed));
+  for (const char* unknown : {"obj.nosuch", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ("!125", description(unknown));
+  }
   EXPECT_EQ(1u, oxbAmibToDesc("obj", nullptr));
 }
 

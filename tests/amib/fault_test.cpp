@@ -100,16 +100,5 @@ TEST_F(AmibFaultTest, Enumerations) {
   each_allocation_fails([&] { return guarded(read); }, [](bool) {}, true);
 }
 
-TEST_F(AmibFaultTest, Expansion) {
-  test::every_allocation_may_fail([] {
-    uint32_t count = 7;
-    char* results[4];
-    const OX_RESULT result = oxbDeploy("{a,b}.{c,d}", &count, results, 4);
-    EXPECT_EQ(result == 0 ? 4u : 0u, count);
-    while (count != 0) (void)oxcMemFree(results[--count]);
-    return result;
-  });
-}
-
 }  // namespace
 }  // namespace ox::amib

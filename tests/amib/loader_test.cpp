@@ -1,7 +1,7 @@
 // Definition files: what is accepted, what is refused and where, and that a refused file leaves no trace.
 #include <cstring>
 #include <thread>
-#include <vector>
+#include <tuple>
 
 #include "amib/shared_blocks.h"
 #include "amib/tree.h"
@@ -25,15 +25,13 @@ class LoaderTest : public TreeTest {
   }
 };
 
-struct Fault {
-  const char* what;
-  OX_RESULT result;
-  int line;  // 0: none recorded
-  std::string text;
-};
-
-std::vector<Fault> faults() {
-  return {
+TEST_F(LoaderTest, FaultsAreToldAndLeaveTheTreeAsItWas) {
+  load_small_tree();
+  const std::string before = image();
+  std::string too_many;
+  for (int i = 0; i < 21000; ++i) too_many += std::string(60, 'n') + " obj." + std::to_string(i) + leaf;
+  // Line 0: none is recorded.
+  const std::tuple<const char*, OX_RESULT, int, std::string> faults[] = {
       {"four fields", 4, 2, "# comment\na obj.5 INTEGER read-only\n"},
       {"no dot", 4, 1, "a obj INTEGER read-only CONF-ACS\n"},
       {"no number", 70, 1, "a obj." + leaf},
@@ -58,22 +56,12 @@ std::vector<Fault> faults() {
       {"no parent, after a name that stood before", 356, 2, "cmnList obj.5" + inner + "b nobody.1" + leaf},
       {"line of 8191 characters with its end", 87, 2, "\n#" + std::string(8189, '.') + "\n"},
       {"line without end", 87, 1, std::string(20000, 'a')},
-      {"too many definitions", 191, 0,
-       [] {
-         std::string text;
-         for (int i = 0; i < 21000; ++i) text += std::string(60, 'n') + " obj." + std::to_string(i) + leaf;
-         return text;
-       }()},
+      {"too many definitions", 191, 0, too_many},
   };
-}
-
-TEST_F(LoaderTest, FaultsAreToldAndLeaveTheTreeAsItWas) {
-  load_small_tree();
-  const std::string before = image();
-  for (const Fault& fault : faults()) {
-    SCOPED_TRACE(fault.what);
-    EXPECT_EQ(fault.result, add("fault.def", fault.text));
-    EXPECT_EQ(fault.line == 0 ? "" : "fault.def:" + std::to_string(fault.line), error_position());
+  for (const auto& [what, result, line, text] : faults) {
+    SCOPED_TRACE(what);
+    EXPECT_EQ(result, add("fault.def", text));
+    EXPECT_EQ(line == 0 ? "" : "fault.def:" + std::to_string(line), error_position());
     EXPECT_TRUE(before == image());
     EXPECT_EQ(nullptr, search_shm_entry(1122));
   }
