@@ -1,14 +1,14 @@
 // Nodes for the tests: with every block accounted for, and with a tree of a few attributes and one enumeration.
 #pragma once
 
-#include <cstdlib>
 #include <string>
 
-#include <oxbase/oxc.h>
 #include <oxbase/oxd.h>
 
 #include "platform/environment.h"
 #include "tests/amib/tree_fixture.h"
+#include "tests/support/blocks.h"
+#include "tests/support/texts.h"
 
 namespace ox::test {
 
@@ -23,11 +23,7 @@ inline void fill(dnode* node) {
   oxdSetText(node, "value");
 }
 
-inline std::string arcs(int count) {
-  std::string path = "1";
-  while (--count > 0) path += ".1";
-  return path;
-}
+inline std::string arcs(int count) { return "1" + repeated(".1", count - 1); }
 
 inline std::string encoded(const dnode* list) {
   void* buffer = nullptr;
@@ -40,12 +36,9 @@ inline std::string encoded(const dnode* list) {
 
 class CountedNodeTest : public testing::Test {
  protected:
-  ~CountedNodeTest() override {
-    oxdFree(node_);
-    EXPECT_EQ(blocks_, oxcGetMemValue(1));
-  }
+  ~CountedNodeTest() override { oxdFree(node_); }
 
-  const uint32_t blocks_ = oxcGetMemValue(1);
+  const SameBlocks same_blocks_;
   dnode* node_ = oxdAlloc(1);
 };
 

@@ -1,17 +1,18 @@
-// Text forms of values, both ways.
+// Text forms of values, both ways, and of nodes.
 #include <cstring>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "platform/codepage.h"
 #include "tests/data/data_fixture.h"
 #include "tests/support/byte_text.h"
 #include "tests/support/fault_heap.h"
-#include "tests/support/system_root.h"
+#include "tests/support/traced.h"
 
 namespace {
 
-using ox::test::bytes;
+using ox::test::bytes, ox::test::repeated, ox::test::split;
 
 class ValueText : public ox::test::TreeNodeTest {
  protected:
@@ -21,10 +22,7 @@ class ValueText : public ox::test::TreeNodeTest {
   // Bytes as peers and raw setters may give them.
   void expect_shown(uint32_t type, std::string_view value, std::string_view display, std::string_view raw) {
     SCOPED_TRACE(type);
-    const auto size = static_cast<uint32_t>(value.size());
-    void* block = oxcMemAlloc(size, "test");
-    value.copy(static_cast<char*>(block), size);
-    ASSERT_EQ(0u, oxdSetRawValue(node_, type, size, block));
+    ASSERT_EQ(0u, oxdSetRawValue(node_, type, static_cast<uint32_t>(value.size()), ox::test::block_of(value)));
     EXPECT_EQ(display, oxdGetValueByStr(node_));
     EXPECT_EQ(raw, oxdGetValueByRawStr(node_));
   }
@@ -80,30 +78,26 @@ TEST_F(ValueText, TextsAreParsedIntoTheirStoredFormAndShown) {
 }
 
 TEST_F(ValueText, WrongTextsAreRefusedAndTheValueKept) {
-  const struct {
-    OX_RESULT result;
-    uint32_t type;
-    std::vector<const char*> texts;
-  } rows[] = {
-      {88, OX_INTEGER, {"2147483648"}},
-      {70, OX_COUNTER, {"-1"}},
-      {70, OX_UNIXTIME, {"2009/09/03x"}},
-      {70, OX_OCTETSTRING, {"", "0x", "0X01", "01:", "01:2", "01-02"}},
-      {70, OX_PHYSADDRESS, {"0g"}},
-      {70, OX_OPAQUE, {"+1"}},
-      {125, OX_OBJECTID, {"", "nosuch", "sysDescr"}},
-      {412, OX_IPV6PREFIX, {"2001:db8::", "2001:db8::/129", "2001:db8::/", "2001:db8/32"}},
-      {70, OX_IPV6IFID, {"1:2:3", "1:2:3:4:5", "1:2::4", "10000:2:3:4"}},
-      {1, OX_INTEGER, {nullptr}},
-      {27, 0, {"1"}},
+  const std::tuple<OX_RESULT, uint32_t, const char*> rows[] = {
+      {88, OX_INTEGER, "2147483648"},
+      {70, OX_COUNTER, "-1"},
+      {70, OX_UNIXTIME, "2009/09/03x"},
+      {70, OX_OCTETSTRING, "|0x|0X01|01:|01:2|01-02"},
+      {70, OX_PHYSADDRESS, "0g"},
+      {70, OX_OPAQUE, "+1"},
+      {125, OX_OBJECTID, "|nosuch|sysDescr"},
+      {412, OX_IPV6PREFIX, "2001:db8::|2001:db8::/129|2001:db8::/|2001:db8/32"},
+      {70, OX_IPV6IFID, "1:2:3|1:2:3:4:5|1:2::4|10000:2:3:4"},
+      {27, 0, "1"},
   };
   oxdSetText(node_, "kept");
-  for (const auto& row : rows) {
-    for (const char* text : row.texts) {
-      EXPECT_EQ(row.result, oxdSetValueByStr(node_, row.type, text)) << row.type << " " << text;
-      EXPECT_EQ(bytes("'kept' 00"), stored());
+  for (const auto& [result, type, texts] : rows) {
+    for (const std::string& text : split(texts)) {
+      EXPECT_EQ(result, oxdSetValueByStr(node_, type, text.c_str())) << type << " " << text;
     }
   }
+  EXPECT_EQ(1u, oxdSetValueByStr(node_, OX_INTEGER, nullptr));
+  EXPECT_EQ(bytes("'kept' 00"), stored());
 }
 
 TEST_F(ValueText, TheAttributeGivesTypeAndNames) {
@@ -125,8 +119,7 @@ TEST_F(ValueText, TheAttributeGivesTypeAndNames) {
 
 TEST_F(ValueText, BytesOfAnySizeAndTypeAreShown) {
   const std::string shown(255, 'a');
-  std::string hex = "0x";
-  for (int i = 0; i < 300; ++i) hex += "61:";
+  const std::string hex = "0x" + repeated("61:", 300);
   expect_shown(OX_OPAQUE, shown, shown, shown);
   expect_shown(OX_OPAQUE, shown + "a", shown + "....", shown + "....");
   expect_shown(OX_OPAQUE, "", "", "");
@@ -186,6 +179,89 @@ TEST_F(ValueText, JapaneseTextsAreConvertedForDisplayOnly) {
     EXPECT_EQ(oxcGetEnvLang() == 1 ? ox::platform::from_cp932(text) : text, oxdGetValueByStr(node_));
     EXPECT_STREQ(text, oxdGetValueByRawStr(node_));
   }
+}
+
+class DnodeFormat : public ox::test::TreeNodeTest {
+ protected:
+  DnodeFormat() {
+    ox::test::fill(node_);
+    oxdSetBytes(node_, OX_OCTETSTRING, "abc", 3);
+    oxdClrErrCode(node_);
+  }
+};
+
+TEST_F(DnodeFormat, EachConversion) {
+  // Format, a full node, an empty one if it differs.
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      {"100%%", "100%", nullptr},
+      {"%T:%C", "map:top", "(no_comptype):(no_compname)"},
+      {"%AB", "cmnName.0", "(no_amibname)"},
+      {"%AN", "11.1.1.0", "(no_amibname)"},
+      {"%AS", "obj.cmn.cmnName.0", "(no_amibname)"},
+      {"%QD", "Thu Sep  3 10:20:30 2009", "(no_reqtime)"},
+      {"%QN", "1251973230", "(no_reqtime)"},
+      {"%QS", "2009/09/03.10:20:30", "(no_reqtime)"},
+      {"%SD", "Tue Jan 19 03:14:08 2038", "(no_rsptime)"},
+      {"%SN", "2147483648", "(no_rsptime)"},
+      {"%SS", "2038/01/19.03:14:08", "(no_rsptime)"},
+      {"%V", "abc", "(no_value)"},
+      {"%W", "0x61:62:63", "(no_value)"},
+      {nullptr, "top\t2009/09/03.10:20:30\tcmnName.0             \tabc\n",
+       "(no_compname)\t(no_reqtime)\t(no_amibname)         \t(no_value)\n"},
+      // Widths: never cutting, right-justified without the sign.
+      {"[%5C%-5C%2C]", "[  toptop  top]", "[(no_compname)(no_compname)(no_compname)]"},
+      {"[%-3%]", "[%  ]", nullptr},
+      {"%4097C", "(too_long)", nullptr},
+      {"%99999999999999999999C", "(too_long)", nullptr},
+      // What is wrong is passed over with its field.
+      {"%xC", "(format_error)C", nullptr},
+      {"%-9AxC", "(format_error)C", nullptr},
+      {"%9999x", "(format_error)", nullptr},
+      {"a%-22", "a(format_error)", nullptr},
+      {"a%A", "a(format_error)", nullptr},
+      {"%--C", "(format_error)C", nullptr},
+  };
+  dnode* nothing = oxdAlloc(1);
+  for (const auto& [format, full, empty] : rows) {
+    SCOPED_TRACE(format != nullptr ? format : "(default)");
+    EXPECT_STREQ(full, oxdDnodeToStr(format, node_));
+    EXPECT_STREQ(empty != nullptr ? empty : full, oxdDnodeToStr(format, nothing));
+    EXPECT_STREQ(empty != nullptr ? empty : full, oxdDnodeToStr(format, nullptr));
+  }
+  oxdFree(nothing);
+
+  oxdSetErrCode(node_, 84);  // stands for the value
+  const std::string text = oxcStrError(84);
+  EXPECT_EQ(text + "|" + text, oxdDnodeToStr("%V|%W", node_));
+  const std::string path = ox::test::arcs(65);
+  oxdSetAmibName(node_, path.c_str());
+  EXPECT_EQ(path + "|(bad AMIB name)|(bad AMIB name)", oxdDnodeToStr("%AN|%AB|%AS", node_));
+}
+
+TEST_F(DnodeFormat, LinesGrowAndSayWhenTheyCannot) {
+  std::string format = repeated("%4096C|", 40);
+  const std::string line = repeated(std::string(4093, ' ') + "top|", 40);
+  EXPECT_EQ(line, oxdDnodeToStr(format.c_str(), node_));
+  format += format;
+  ox::test::fail_allocation(1);
+  const char* text = oxdDnodeToStr(format.c_str(), node_);
+  EXPECT_TRUE(ox::test::stop_failing());
+  EXPECT_STREQ("(no_memory)", text);
+  EXPECT_EQ(line + line, oxdDnodeToStr(format.c_str(), node_));
+}
+
+TEST_F(DnodeFormat, APrintedListIsOneLinePerNode) {
+  dnode* list = oxdAlloc(2);
+  oxdSetCompName(list, "a%s");  // never a format
+  oxdSetCompName(oxdNext(list), "b");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(0u, oxdPrint("%C\n", list));
+  EXPECT_EQ(0u, oxdPrint("%C\n", nullptr));
+  EXPECT_EQ("a%s\nb\n", testing::internal::GetCapturedStdout());
+  // The trace carries the same lines, and nothing while its mask is clear.
+  EXPECT_EQ("a%s\nb\n", ox::test::traced(0x400, [&] { EXPECT_EQ(0u, oxdPrintLog("%C\n", list)); }));
+  EXPECT_EQ("", ox::test::traced(0, [&] { EXPECT_EQ(0u, oxdPrintLog("hidden\n", list)); }));
+  oxdFree(list);
 }
 
 }  // namespace
