@@ -1,23 +1,29 @@
-// Keyword definition files: the entry reader, the writer, the user file.
+// Keyword definition files: the entry reader, the writer, the user file, and the daemon's settings.
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include <oxbase/oxf.h>
 
+#include "deffile/daemon_settings.h"
 #include "deffile/entry_writer.h"
 #include "deffile/user_file.h"
+#include "platform/environment.h"
+#include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/system_root.h"
+#include "tests/support/texts.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-using ox::test::read_text;
+using ox::test::read_text, ox::test::repeated, ox::test::SameBlocks, ox::test::split;
 using ox::test::work_dir;
 using ox::test::write_file;
 
@@ -39,20 +45,11 @@ void set_file(const std::string& contents) {
   ASSERT_EQ(0u, oxcSetConfigEntry(path.c_str()));
 }
 
-std::string repeated(const std::string& text, int count) {
-  std::string result;
-  for (int i = 0; i < count; ++i) result += text;
-  return result;
-}
-
 TEST(EntryReader, LinesAndTheirNumbers) {
   const std::string longest(4095, 'k');
   const std::string filling(8188, 'x');  // with the keyword, the buffer but for the line end
-  const struct {
-    const char* what;
-    std::string contents;
-    std::string entries;  // each with the number of its line
-  } rows[] = {
+  // What, contents, entries: each with the number of its line.
+  const std::tuple<const char*, std::string, std::string> rows[] = {
       {"an empty file", "", " 122@0"},
       {"only comments", "# a:b\n\n#\n", " 122@3"},
       {"values", "comptype: node\t\"a b\"  c\\ d\nsupertype:\n attr :x#y\n",
@@ -72,17 +69,17 @@ TEST(EntryReader, LinesAndTheirNumbers) {
       {"the buffer ends in a CR of the text", "a:" + filling + "\rb:1\n", " a|" + filling + "\r@1 b|1@2 122@2"},
       {"a zero byte ends the line's text", std::string("a:1\0 2\nb:1\n", 11), " a|1@1 b|1@2 122@2"},
   };
-  for (const auto& row : rows) {
-    set_file(row.contents);
+  const SameBlocks same_blocks;
+  for (const auto& [what, contents, entries] : rows) {
+    set_file(contents);
     std::string seen;
     while (!seen.ends_with(" 122@" + std::to_string(oxcGetConflineno()))) {
       seen += " " + next_entry();
       seen += "@" + std::to_string(oxcGetConflineno());
     }
-    EXPECT_EQ(row.entries, seen) << row.what;
+    EXPECT_EQ(entries, seen) << what;
   }
   EXPECT_EQ(0u, oxcEndConfigEntry());
-  EXPECT_EQ(0u, oxcGetMemValue(1));
 }
 
 TEST(EntryReader, FilterRewindAndOtherUsers) {
@@ -127,6 +124,7 @@ oxcConfigEntry* made(const char* keyword, std::vector<const char*> v) {
 }
 
 TEST(EntryMaking, ValuesAreCopiedAndFailuresGiveNone) {
+  const SameBlocks same_blocks;
   oxcConfigEntry* entry = made("k:", {"a", nullptr, "c"});
   EXPECT_EQ(nullptr, entry->values[1]);
   EXPECT_STREQ("c", entry->values[2]);
@@ -145,7 +143,6 @@ TEST(EntryMaking, ValuesAreCopiedAndFailuresGiveNone) {
   EXPECT_EQ(0u, oxfSetConfent(&entry, std::string(4096, 'k').c_str(), 0));
   EXPECT_EQ(0u, oxfSetConfent(&entry, "k", 1025));
   EXPECT_EQ(untouched, entry);
-  EXPECT_EQ(0u, oxcGetMemValue(1));
 }
 
 class UserFile : public testing::Test {
@@ -154,12 +151,12 @@ class UserFile : public testing::Test {
   void TearDown() override {
     EXPECT_FALSE(fs::exists(temporary));
     EXPECT_EQ(0u, oxfClrConfent(entry));
-    EXPECT_EQ(0u, oxcGetMemValue(1));
   }
   static OX_RESULT rewrite(std::vector<const oxcConfigEntry*> entries) {
     return ox::rewrite_user_file("public\\comptype", entries);
   }
 
+  const SameBlocks same_blocks;
   const std::string directory = work_dir() + "/public/comptype";
   const std::string path = directory + "/user.def";
   const std::string temporary = directory + "/user.tmp";
@@ -197,6 +194,51 @@ TEST_F(UserFile, AFailureKeepsTheOldOne) {
   fs::create_directory(path);
   EXPECT_EQ(138u, rewrite({entry}));
   EXPECT_EQ(152u, ox::rewrite_user_file(std::string(260, 'd'), {}));
+}
+
+void set_settings(const std::string& contents) { write_file(work_dir() + "/conf/oxmgrd.cf", contents); }
+
+TEST(DaemonSettings, PortNumber) {
+  EXPECT_EQ(8806u, oxcGetPortNumber());
+  for (const char* text :
+       {"SockPort: 9000\n", "# comment\nbroken line\nother:'\nSockPort:\t\"9000\" more\nSockPort: 9002\n"}) {
+    set_settings(text);
+    EXPECT_EQ(9000u, oxcGetPortNumber()) << text;
+  }
+  set_settings("SockPort: 65535");
+  EXPECT_EQ(65535u, oxcGetPortNumber());
+  for (const std::string& text :
+       split("SockPort: 65536|SockPort: 0|SockPort: 0x2328|SockPort: -1|SockPort:|sockport: 9000")) {
+    set_settings(text + "\n");
+    EXPECT_EQ(8806u, oxcGetPortNumber()) << text;
+  }
+}
+
+// The name is made once per process, so each form has a test case of its own.
+TEST(ManagerName, Configured) {
+  set_settings("CommunityName: \"east-1.example_net\"\n");
+  EXPECT_STREQ("east-1.example_net", oxcGetMyComm());
+  set_settings("CommunityName: later\n");
+  EXPECT_STREQ("east-1.example_net", oxcGetMyComm());
+}
+TEST(ManagerName, ConfiguredButNotPossible) {
+  set_settings("CommunityName: \"two words\"\n");
+  EXPECT_STREQ("manager1", oxcGetMyComm());
+}
+TEST(ManagerName, MadeOfTheHostName) {
+  set_settings("CommunityName:\n");
+  const std::string host = ox::platform::computer_name();
+  EXPECT_EQ(ox::comm_namecheck("mgr_" + host) && !host.empty() ? "mgr_" + host : "manager1", oxcGetMyComm());
+}
+
+TEST(ManagerName, Check) {
+  for (const std::string& good : split("a|HOST1|1-a_b.c|" + std::string(63, 'x'))) {
+    EXPECT_TRUE(ox::comm_namecheck(good)) << good;
+  }
+  for (const std::string& bad : split("|a b|a:b|*|a,b|\x83\x5C|" + std::string(64, 'x'))) {
+    EXPECT_FALSE(ox::comm_namecheck(bad)) << bad;
+  }
+  EXPECT_FALSE(ox::comm_namecheck({"a\0", 2}));
 }
 
 }  // namespace

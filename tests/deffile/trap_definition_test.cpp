@@ -7,6 +7,7 @@
 #include <oxbase/oxc.h>
 #include <oxbase/oxd.h>
 
+#include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/system_root.h"
 
@@ -19,15 +20,8 @@ std::string path_of(const std::string& name) { return work_dir() + "/public/trap
 
 class TrapDefinitions : public testing::Test {
  protected:
-  void SetUp() override {
-    install_settings();
-    std::filesystem::remove_all(work_dir() + "/public");
-    before_ = oxcGetMemValue(1);
-  }
-  void TearDown() override {
-    oxcTrFreeConf(list_);
-    EXPECT_EQ(before_, oxcGetMemValue(1));
-  }
+  TrapDefinitions() { std::filesystem::remove_all(work_dir() + "/public"); }
+  ~TrapDefinitions() override { oxcTrFreeConf(list_); }
 
   // A list of one file.
   oxcTrConf* read(const std::string& text, const std::string& name = "a.def") {
@@ -53,10 +47,8 @@ class TrapDefinitions : public testing::Test {
     return tag != nullptr ? tag->summary : "-";
   }
 
+  const SameBlocks same_blocks_;
   oxcTrConf* list_ = nullptr;
-
- private:
-  uint32_t before_ = 0;
 };
 
 // All of a record in one line; texts that are missing are left out.
@@ -80,9 +72,7 @@ std::string print(const oxcTrConf* list) {
 
 TEST_F(TrapDefinitions, LinesAreTakenAsTheyAreMeant) {
   const std::string long_text(1021 - 8, 'x');
-  const struct {
-    std::string text, list;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {"Enterprise 1.3.6.1.4.1.64312.2\nGenericCode 6\nSpecificCode *\nSeverity 9\nLogging 0\n",
        "1.3.6.1.4.1.64312.2 6/* 1 0,0\n"},
       {"Enterprise\t1.3\r\nGenericCode *\r\nSpecificCode 0x10\r\nSeverity 4\r\nSummary two words\r\n"
@@ -103,7 +93,7 @@ TEST_F(TrapDefinitions, LinesAreTakenAsTheyAreMeant) {
        "1.3 0/0 2|" + long_text + " 1,0\n"},
       {"", ""},
   };
-  for (const auto& c : cases) EXPECT_EQ(c.list, print(read(c.text))) << c.text;
+  for (const auto& [text, list] : cases) EXPECT_EQ(list, print(read(text))) << text;
   EXPECT_EQ("1.3 0/0 1 1,0,user\n", print(read("Enterprise 1.3\n", "User.Def")));
   EXPECT_EQ("1.3 0/0 1 1,0\n", print(read("Enterprise 1.3\n", "xuser.def")));
   EXPECT_EQ(142u, oxcTrMakeConfList(list_, path_of("none.def").c_str()));
@@ -163,6 +153,10 @@ TEST_F(TrapDefinitions, TheFirstOfTheListThatMatchesIsFound) {
   EXPECT_EQ("block 6/any", find("1.1", 6, 3));
   EXPECT_STREQ("block 6/any", tag->prev->summary);
   EXPECT_STREQ("b any/3", tag->next->summary);
+
+  read("Enterprise 1.3.6.1.6.3.1.1.5\nGenericCode *\nSummary any standard trap\n");
+  EXPECT_EQ("any standard trap", find("1.9", 5, 0, oxcTrSearchTrap));
+  EXPECT_EQ("-", find("1.9", 6, 0, oxcTrSearchTrap));
 }
 
 TEST_F(TrapDefinitions, TheReloadFlagIsTakenBackByWhoReads) {
@@ -186,9 +180,7 @@ TEST(TrapDetail, HoldsTheValuesOfTheBindings) {
   oxdSetLong(bindings, 3);
   oxdSetAmibName(oxdNext(bindings), "1.3.6.1.2.1.31.1.1.1.1.3");
   oxdSetText(oxdNext(bindings), "eth *%1*");
-  const struct {
-    const char *detail, *text;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"values: *%all*.", "values: 3, eth *%1*."},
       {"*%allnum*", "1.3.6.1.2.1.2.2.1.1.3=3, 1.3.6.1.2.1.31.1.1.1.1.3=eth *%1*"},
       {"*%allleaf*", "1.3.6.1.2.1.2.2.1.1.3=3, 1.3.6.1.2.1.31.1.1.1.1.3=eth *%1*"},
@@ -199,18 +191,23 @@ TEST(TrapDetail, HoldsTheValuesOfTheBindings) {
       {nullptr, ""},
   };
   oxcTrTag tag{};
-  for (const auto& c : cases) {
-    tag.detail = const_cast<char*>(c.detail);
+  const auto made = [&](const char* detail, dnode* list) {
+    tag.detail = const_cast<char*>(detail);
     char* text = nullptr;
-    ASSERT_EQ(0u, oxcTrReMakeDetail(&tag, bindings, &text));
-    EXPECT_STREQ(c.text, text);
+    EXPECT_EQ(0u, oxcTrReMakeDetail(&tag, list, &text));
+    const std::string result = text;
     oxcMemFree(text);
-  }
-  char* text = nullptr;
-  tag.detail = const_cast<char*>("all: *%all*");
-  ASSERT_EQ(0u, oxcTrReMakeDetail(&tag, nullptr, &text));
-  EXPECT_STREQ("all: ", text);
-  oxcMemFree(text);
+    return result;
+  };
+  for (const auto& [detail, text] : cases) EXPECT_EQ(text, made(detail, bindings));
+  EXPECT_EQ("all: ", made("all: *%all*", nullptr));
+  oxdSetText(bindings, "a text that no string keeps in itself");
+  every_allocation_may_fail([&] {
+    char* text = nullptr;
+    const OX_RESULT result = oxcTrReMakeDetail(&tag, bindings, &text);
+    oxcMemFree(text);
+    return result;
+  });
   oxdFree(bindings);
 }
 
@@ -245,22 +242,6 @@ TEST_F(TrapDefinitions, EveryAllocationMayFail) {
     oxcTrFreeConf(list);
     return result;
   });
-}
-
-TEST(TrapDetail, EveryAllocationMayFail) {
-  dnode* bindings = oxdAlloc(1);
-  oxdSetAmibName(bindings, "1.3");
-  oxdSetText(bindings, "a text that no string keeps in itself");
-  oxcTrTag tag{};
-  char detail[] = "*%all*";
-  tag.detail = detail;
-  every_allocation_may_fail([&] {
-    char* made = nullptr;
-    const OX_RESULT result = oxcTrReMakeDetail(&tag, bindings, &made);
-    oxcMemFree(made);
-    return result;
-  });
-  oxdFree(bindings);
 }
 
 }  // namespace
