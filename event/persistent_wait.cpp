@@ -41,9 +41,9 @@ PersistentWait* find_by_wire_id(std::uint32_t wire_id) noexcept {
   return waits.find_if([wire_id](const PersistentWait& wait) { return wait.wire_id == wire_id; });
 }
 
-// The key is made by whoever installs the wait's application, never here: without one there is no memory.
+// The key is made by the installer of the wait's application or by the manager, never here: without one there is no
+// memory.
 void recall(PersistentWait& wait, const char* name) {
-  wait.last_number = nothing_received;
   auto memory = std::make_unique<platform::RegistryNumber>();
   if (memory->open((std::string(key_prefix) + name).c_str(), number_name) != platform::error_none) return;
   (void)memory->read(wait.last_number);
@@ -113,6 +113,22 @@ NextFetch on_delivery(MessagePtr report) {
   return next_fetch(answer, report->reference);
 }
 
+OX_RESULT close_at_manager(const PersistentWait& wait) {
+  MessagePtr reply;
+  return request({.command = code_wait_close, .destination_id = wait.manager_id}, {}, reply);
+}
+
+// A manager that hears of a name for the first time makes its key. What fails here must not leave the wait open there.
+OX_RESULT recall_new(PersistentWait& wait, const char* name) {
+  if (wait.memory != nullptr) return OX_OK;
+  const OX_RESULT result = guarded([&]() -> OX_RESULT {
+    recall(wait, name);
+    return OX_OK;
+  });
+  if (result != OX_OK) (void)close_at_manager(wait);
+  return result;
+}
+
 OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void** handle) {
   if (handle != nullptr) *handle = nullptr;
   if (name == nullptr || *name == '\0' || handle == nullptr) return OX_EMISSING;
@@ -122,6 +138,7 @@ OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void
   if (callback == nullptr) return OX_EARG;
   wait_ptr<PersistentWait> wait = make_wait<PersistentWait>("evwait_001");
   if (!wait) return OX_ENOMEM;
+  wait->last_number = nothing_received;
   recall(*wait, name);
   wait->wire_id =
       make_wire_id(wait.get(), last_wire_id, [](std::uint32_t id) { return find_by_wire_id(id) != nullptr; });
@@ -133,6 +150,7 @@ OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void
   wait->callback = callback;
   wait->argument = argument;
   wait->manager_id = reply->source_id;
+  if (const OX_RESULT recalled = recall_new(*wait, name)) return recalled;
   *handle = waits.add(std::move(wait));
   return OX_OK;
 }
@@ -140,8 +158,7 @@ OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void
 OX_RESULT close(const void* handle) {
   PersistentWait* const wait = waits.find(handle);
   if (wait == nullptr || wait->closed) return OX_EMISSING;
-  MessagePtr reply;
-  const OX_RESULT result = request({.command = code_wait_close, .destination_id = wait->manager_id}, {}, reply);
+  const OX_RESULT result = close_at_manager(*wait);
   if (wait->running != 0) {
     wait->closed = true;
   } else {
