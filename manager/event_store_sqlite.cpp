@@ -2,6 +2,9 @@
 //
 // A commit has written its changes to the database's log file, which the death of this process cannot undo; the disk is
 // made to hold them at checkpoints. Losing power may cost the last moments, never the file.
+//
+// The numbers are written when an erasure may have taken the last event, or moved the beginning: else the events tell
+// the last one themselves, and a commit of one event has one page to write.
 #include <sqlite3.h>
 
 #include <algorithm>
@@ -19,6 +22,7 @@ constexpr char schema[] = R"(
   PRAGMA locking_mode = EXCLUSIVE;
   PRAGMA journal_mode = WAL;
   PRAGMA synchronous = NORMAL;
+  PRAGMA wal_autocheckpoint = 4000;  -- pages: the loop stands still while the disk takes them
   CREATE TABLE IF NOT EXISTS events (
     sequence INTEGER PRIMARY KEY, arrived INTEGER NOT NULL, listed INTEGER NOT NULL, body BLOB NOT NULL);
   CREATE INDEX IF NOT EXISTS unlisted ON events (sequence) WHERE listed = 0;
@@ -124,15 +128,13 @@ class SqliteEventStore final : public EventStore {
     if (event.sequence <= last_) bytes_ -= size_of(length_.in(db()).with(event.sequence));
     note(put_.in(db()).with(event.sequence).with(event.arrived).with(event.listed ? 1 : 0).with(event.body).run());
     bytes_ += event.body.size();
-    if (event.sequence > last_) {
-      last_ = event.sequence;
-      numbers_changed_ = true;
-    }
+    last_ = std::max(last_, event.sequence);
   }
   void erase(Sequence sequence) override {
     begin();
     bytes_ -= size_of(length_.in(db()).with(sequence));
     note(erase_.in(db()).with(sequence).run());
+    erased_from_end(sequence);
   }
   void erase_up_to(Sequence sequence) override {
     begin();
@@ -145,6 +147,7 @@ class SqliteEventStore final : public EventStore {
     begin();
     bytes_ -= size_of(unlisted_size_.in(db()).with(sequence));
     note(erase_unlisted_.in(db()).with(sequence).run());
+    erased_from_end(sequence);
   }
   void put_wait(const std::string& name, const WaitMark& mark) override {
     begin();
@@ -205,6 +208,7 @@ class SqliteEventStore final : public EventStore {
  private:
   [[nodiscard]] sqlite3* db() const { return database_.get(); }
   void note(bool good) { sound_ = sound_ && good; }
+  void erased_from_end(Sequence sequence) { numbers_changed_ = numbers_changed_ || sequence >= last_; }
   void begin() {
     if (begun_) return;
     begun_ = true;
@@ -256,7 +260,7 @@ class SqliteEventStore final : public EventStore {
   Statement put_wait_{"INSERT OR REPLACE INTO waits VALUES (?, ?, ?)"};
   Statement erase_wait_{"DELETE FROM waits WHERE name = ?"};
   Statement put_numbers_{"UPDATE numbers SET last = ?, erased = ?"};
-  Statement get_numbers_{"SELECT last, erased FROM numbers"};
+  Statement get_numbers_{"SELECT max(last, (SELECT ifnull(max(sequence), 0) FROM events)), erased FROM numbers"};
   Statement after_{"SELECT * FROM events WHERE sequence > ? ORDER BY sequence"};
   Statement before_{"SELECT * FROM events WHERE sequence < ? ORDER BY sequence DESC"};
   Statement get_{"SELECT * FROM events WHERE sequence = ?"};

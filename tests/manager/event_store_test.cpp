@@ -78,6 +78,20 @@ TEST_P(EventStoreTest, WhatWasCommittedIsThereAgainAndNothingElse) {
   EXPECT_EQ(0u, store_->bytes());
   EXPECT_EQ(5u, store_->last()) << "numbers are not given twice";
   EXPECT_EQ(4u, store_->erased());
+  store_->put(event(6));
+  store_->put(event(7, 4, 1000, false));
+  ASSERT_TRUE(store_->commit());
+  store_->erase_unlisted_up_to(7);
+  ASSERT_TRUE(store_->commit());
+  reopen();
+  EXPECT_EQ("6", all());
+  EXPECT_EQ(7u, store_->last());
+  store_->put(event(8));
+  ASSERT_TRUE(store_->commit());
+  store_->erase(8);
+  ASSERT_TRUE(store_->commit());
+  reopen();
+  EXPECT_EQ(8u, store_->last());
   EXPECT_EQ("", faults_);
 }
 
