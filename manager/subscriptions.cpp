@@ -236,9 +236,10 @@ void Subscriptions::add_changes(Subscription& subscription, const Change& change
     node = change.kind == Change::Kind::set ? value_node(change.path, change.value) : deleted_node(change.path);
   }
   complete(node.get(), change.component);
-  // The next poll is not to tell it again.
+  // The next poll is not to tell it again, nor one that is under way.
   if (subscription.poll_interval != 0 && is_of_agent(node.get())) {
-    subscription.polled[place_of(node.get())] = contents_of(node.get());
+    const std::string place = place_of(node.get());
+    subscription.polled[place] = subscription.meanwhile[place] = contents_of(node.get());
   }
   nodes.add(std::move(node));
 }
@@ -268,7 +269,8 @@ void Subscriptions::poll_later(Subscription& subscription) {
 void Subscriptions::poll(std::uint32_t id, bool report_all, bool silent) {
   const auto found = gets_.find(id);
   if (found == gets_.end()) return;
-  const Subscription& subscription = *found->second;
+  Subscription& subscription = *found->second;
+  subscription.meanwhile.clear();
   const auto take = [this, id, report_all, silent](const Reply& reply) {
     const auto asked = gets_.find(id);
     if (asked != gets_.end()) polled(*asked->second, reply, report_all, silent);
@@ -288,12 +290,14 @@ void Subscriptions::polled(Subscription& subscription, const Reply& reply, bool 
       const std::string place = place_of(node.get());
       const auto& contents = now[place] = contents_of(node.get());
       const auto before = subscription.polled.find(place);
-      tell = tell || (!silent && (before == subscription.polled.end() || before->second != contents));
+      const bool is_new = before == subscription.polled.end() || before->second != contents;
+      tell = tell || (!silent && is_new && !subscription.meanwhile.contains(place));
     }
     if (!tell) continue;
     if (code_of(node.get()) != OX_OK) error = OX_ENODES;
     told.add(std::move(node));
   }
+  for (const auto& [place, contents] : subscription.meanwhile) now[place] = contents;
   for (const auto& [place, contents] : subscription.polled) {
     if (!now.contains(place)) told.add(gone_node(place));
   }

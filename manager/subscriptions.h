@@ -32,6 +32,8 @@ struct Subscription {
   std::vector<std::unique_ptr<EventSubscription>> events;
   std::unique_ptr<asio::steady_timer> timer;
   std::map<std::string, std::string> polled;  // the agents' values as they were reported last
+  std::map<std::string, std::string>
+      meanwhile;  // those reported since the last look began, which may not have seen them
 };
 
 class Subscriptions {

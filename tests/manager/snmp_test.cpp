@@ -8,7 +8,7 @@
 #include <oxbase/oxs.h>
 
 #include "manager/snmp_binding.h"
-#include "tests/manager/manager_fixture.h"
+#include "tests/manager/event_fixture.h"
 #include "tests/support/udp_socket.h"
 
 namespace ox::manager {
@@ -86,11 +86,12 @@ class ScriptedAgent {
   }};
 };
 
-class SnmpTest : public ManagerTest {
+class SnmpTest : public EventManagerTest {
  protected:
   void SetUp() override {
     settings_.snmp_timeout = 200;
     settings_.snmp_retries = 2;
+    settings_.poll_interval = 1;
     ManagerTest::SetUp();
     (void)ask("5 1=node 8=r1");
     ASSERT_EQ('0', ask("set node:r1 11.5.1.0 127.0.0.1 node:r1 11.5.2.0 " + agent_.port() +
@@ -189,6 +190,33 @@ TEST_F(SnmpTest, OtherRequestsAreServedWhileAnAgentIsSilent) {
   while (!answered && loop_.run_one() != 0) {
   }
   EXPECT_TRUE(answered);
+}
+
+TEST_F(SnmpTest, WatchedValuesAreLookedAtAgain) {
+  const auto report = [&](std::uint32_t session) {
+    std::string text = fetch(session);
+    for (; text == "nothing"; text = fetch(session)) {
+      loop_.restart();
+      loop_.run_one();
+    }
+    return text;
+  };
+  const auto change = [&](const char* path, std::optional<std::uint32_t> value) {
+    const std::lock_guard lock(agent_.changing);
+    agent_.values.erase(*parse_oid(path));
+    if (value) agent_.values[*parse_oid(path)] = *value;
+  };
+  const char* const number = "1.3.6.1.2.1.2.1.0";
+  const char* const status2 = "1.3.6.1.2.1.2.2.1.7.2";
+  (void)watch("node:r1", ".2.1.0,.2.2.1.7.1", 1, 1, 0);
+  EXPECT_EQ("2>1 node:r1 1.3.6.1.2.1.2.1.0 = 3 node:r1 1.3.6.1.2.1.2.2.1.7.1 = 71", report(1));
+  (void)watch("node:r1", ".2.2.1.7", 2, 2);  // changes only
+  change(number, 4);
+  EXPECT_EQ("2>1 node:r1 1.3.6.1.2.1.2.1.0 = 4", report(1)) << "what has not changed is not told";
+  (void)ask(std::string("set node:r1 ") + status2 + " 2");
+  EXPECT_EQ(std::string("2>2 node:r1 ") + status2 + " = 2", report(2)) << "what we write is told at once";
+  change(status2, {});
+  EXPECT_EQ(std::string("2>2 node:r1 ") + status2 + " = (deleted)", report(2)) << "and not again by the next look";
 }
 
 }  // namespace
