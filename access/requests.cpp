@@ -8,6 +8,7 @@
 #include "common/bytes.h"
 #include "common/memory.h"
 #include "common/trace.h"
+#include "data/dnode.h"
 
 namespace ox {
 
@@ -76,11 +77,6 @@ OX_RESULT exchange_set(const RequestHeader& header, std::uint32_t first, std::ui
 
 namespace {
 
-struct FreeList {
-  void operator()(dnode* list) const noexcept { (void)oxdFree(list); }
-};
-using ListPtr = std::unique_ptr<dnode, FreeList>;
-
 // For requests whose answer is their result alone.
 OX_RESULT request(const RequestHeader& header, std::initializer_list<PayloadPart> payload) {
   MessagePtr reply;
@@ -111,7 +107,7 @@ OX_RESULT get(const char* manager, const char* component, const char* amib_name,
   if (sent != OX_OK) return sent;
   dnode* decoded = nullptr;
   if (const OX_RESULT result = decode_reply(*reply, decoded)) return result;
-  ListPtr nodes(decoded);
+  data::dnode_ptr nodes(decoded);
   const OX_RESULT result = result_of_get(reply->error, nodes != nullptr);
   if (list != nullptr && nodes) *list = nodes.release();
   return result;

@@ -56,10 +56,6 @@ void free_event(evmsg* event) noexcept {
   (void)oxcMemFree(event);
 }
 
-struct FreeNodes {
-  void operator()(dnode* list) const noexcept { (void)oxdFree(list); }
-};
-
 // From the middle of a list: the events before stay a list of their own.
 void cut_before(evmsg* event) noexcept {
   evmsg* const before = event->prev;

@@ -5,6 +5,7 @@
 #include <oxbase/oxa.h>
 
 #include "common/trace.h"
+#include "data/dnode.h"
 #include "event/evmsg.h"
 #include "event/wait_list.h"
 
@@ -57,10 +58,6 @@ OX_RESULT close_wait(WaitList<Wait>& waits, const void* handle) {
   return oxaClose(wait->request);
 }
 
-struct FreeNodes {
-  void operator()(dnode* list) const noexcept { (void)oxdFree(list); }
-};
-
 // The events in the value of a node. A node without a value tells why by its error code.
 OX_RESULT events_of(const dnode* node, evmsg_ptr& events) {
   std::uint32_t size = 0;
@@ -90,7 +87,7 @@ void deliver(EventWait& wait, const dnode* node, OX_RESULT code) {
 void OX_CALL on_events(void* request, void* argument, dnode* list, OX_RESULT code) {
   OX_TRACE(trace::messages, "<S:oxeEventWaitCbfunc(%x,%x,%x,%x)>\n", trace::word(request), trace::word(argument),
            trace::word(list), code);
-  const std::unique_ptr<dnode, FreeNodes> nodes(list);
+  const data::dnode_ptr nodes(list);
   const dnode* node = list;
   const EventWait* const told = event_waits.find(argument);
   const std::uint32_t serial = told != nullptr ? told->serial : 0;
@@ -101,6 +98,16 @@ void OX_CALL on_events(void* request, void* argument, dnode* list, OX_RESULT cod
     node = code == OX_OK ? oxdNext(node) : nullptr;
   } while (node != nullptr);
   OX_TRACE(trace::messages, "<E:oxeEventWaitCbfunc[%d]>\n", 0);
+}
+
+// Both kinds are traced under the name of the first: they are the same wait on another value.
+OX_RESULT open_event_wait(const char* session, const char* path, std::uint32_t flags, oxeEventCallback callback,
+                          void* argument, void** wait) {
+  OX_TRACE(trace::messages, "<S:oxeEventWait(%s,%x,%x,%x,%x)>\n", trace::text(session), flags, trace::word(callback),
+           trace::word(argument), trace::word(wait));
+  return traced_as(trace::messages, "<E:oxeEventWait[%d]>\n", [&] {
+    return open_wait(event_waits, session, "system:system", path, flags, callback, argument, on_events, wait);
+  });
 }
 
 // What an icon report's nodes say.
@@ -124,7 +131,7 @@ struct IconState {
 };
 
 void OX_CALL on_icon(void*, void* argument, dnode* list, OX_RESULT code) {
-  const std::unique_ptr<dnode, FreeNodes> nodes(list);
+  const data::dnode_ptr nodes(list);
   IconWait* const wait = icon_waits.find(argument);
   if (wait == nullptr) return;
   const IconState icon(code == OX_OK ? list : nullptr);
@@ -150,21 +157,12 @@ using namespace ox::event;
 
 OX_RESULT OX_CALL oxeEventWaitOpen(const char* session, uint32_t flags, oxeEventCallback callback, void* argument,
                                    void** wait) {
-  OX_TRACE(trace::messages, "<S:oxeEventWait(%s,%x,%x,%x,%x)>\n", trace::text(session), flags, trace::word(callback),
-           trace::word(argument), trace::word(wait));
-  return traced_as(trace::messages, "<E:oxeEventWait[%d]>\n", [&] {
-    return open_wait(event_waits, session, "system:system", events_path, flags, callback, argument, on_events, wait);
-  });
+  return open_event_wait(session, events_path, flags, callback, argument, wait);
 }
 
-// Traced under the name of the other: both are the same wait on another value.
 OX_RESULT OX_CALL oxeTrapWaitOpen(const char* session, uint32_t flags, oxeEventCallback callback, void* argument,
                                   void** wait) {
-  OX_TRACE(trace::messages, "<S:oxeEventWait(%s,%x,%x,%x,%x)>\n", trace::text(session), flags, trace::word(callback),
-           trace::word(argument), trace::word(wait));
-  return traced_as(trace::messages, "<E:oxeEventWait[%d]>\n", [&] {
-    return open_wait(event_waits, session, "system:system", traps_path, flags, callback, argument, on_events, wait);
-  });
+  return open_event_wait(session, traps_path, flags, callback, argument, wait);
 }
 
 OX_RESULT OX_CALL oxeEventWaitFilter(void* wait, const evflt* filter) {
