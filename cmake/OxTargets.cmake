@@ -109,9 +109,13 @@ endfunction()
 
 # A test program over the inside of some floors: ox_test(amib_test FLOORS platform common amib SOURCES ...)
 # Every test case runs as a process of its own, in a system root of its own. The floors' heap is replaced by one whose
-# n-th allocation can fail (tests/support). ENVIRONMENT holds "NAME=value" for the cases' processes.
+# n-th allocation can fail (tests/support). ENVIRONMENT holds "NAME=value" for the cases' processes, TIMEOUT the seconds
+# that one of them may take.
 function(ox_test name)
-  cmake_parse_arguments(arg "" "" "FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(arg "" "TIMEOUT" "FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
   add_executable(${name} ${arg_SOURCES})
   list(REMOVE_ITEM arg_FLOORS heap)
   foreach(floor IN LISTS arg_FLOORS)
@@ -119,14 +123,14 @@ function(ox_test name)
   endforeach()
   target_link_libraries(${name} PRIVATE ox_flags ox_test_support ox_test_heap GTest::gtest ${arg_LIBS})
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
-                       PROPERTIES TIMEOUT 120 FIXTURES_REQUIRED runs ENVIRONMENT "${arg_ENVIRONMENT}")
+                       PROPERTIES TIMEOUT ${arg_TIMEOUT} FIXTURES_REQUIRED runs ENVIRONMENT "${arg_ENVIRONMENT}")
 endfunction()
 
 # A test program beside the real programs: ox_road_test(road_test PROGRAMS oxmgrd FLOORS ... SOURCES ...)
 # The programs are built first; OX_PROGRAMS is the folder they stand in.
 function(ox_road_test name)
-  cmake_parse_arguments(arg "" "" "PROGRAMS;FLOORS;SOURCES;LIBS" ${ARGN})
-  ox_test(${name} FLOORS ${arg_FLOORS} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS})
+  cmake_parse_arguments(arg "" "TIMEOUT" "PROGRAMS;FLOORS;SOURCES;LIBS" ${ARGN})
+  ox_test(${name} FLOORS ${arg_FLOORS} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS} TIMEOUT ${arg_TIMEOUT})
   target_compile_definitions(${name} PRIVATE OX_PROGRAMS="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
   add_dependencies(${name} ${arg_PROGRAMS})
 endfunction()

@@ -6,7 +6,9 @@
 
 #include <oxbase/oxc.h>
 
+#include "platform/registry.h"
 #include "tests/road/daemon.h"
+#include "tests/support/snmpd.h"
 #include "tests/support/system_root.h"
 
 namespace ox::test {
@@ -111,6 +113,10 @@ TEST_F(ToolRoad, WaitsGoOnWhereTheyEnded) {
   }
   EXPECT_NE(std::string::npos, plain.end().find("a2"));
   (void)persistent.end();
+  std::uint32_t number = 0;
+  EXPECT_EQ(0u, platform::registry_read("SOFTWARE\\CORVID\\OXBASE\\evWaitKey\\night", "lastReceiveNumber", number));
+  EXPECT_GT(number, 1u) << "also the first process of a wait remembers";
+  EXPECT_NE(0xFFFFFFFF, number);
   (void)run("oxevent send --memo more");
   const std::string later = run("oxevent wait --persistent night --count 1 --json --timeout 60");
   EXPECT_NE(std::string::npos, later.find("\"sndId\"")) << later;
@@ -127,6 +133,19 @@ TEST_F(ToolRoad, WatchShowsValuesAndTheirChanges) {
   EXPECT_NE(std::string::npos, shown.find("prog")) << shown;
   EXPECT_NE(std::string::npos, shown.find("ruleEnt:night")) << shown;
   EXPECT_NE(std::string::npos, run("oxget --watch ruleEnt:none 11.1", 1).find("error 84"));
+
+  // One agent under two names: what is written by the one is seen by the next look at the other.
+  const Snmpd agent(system_root() + "/agent");
+  for (const std::string node : {"node:a", "node:b"}) {
+    (void)run("oxset --add " + node + " obj.node.nodeAddress.0 127.0.0.1 obj.node.nodePort.0 " +
+              std::to_string(agent.port()) + " obj.node.nodeWriteCommunity.0 private");
+  }
+  Started polled = start("oxget --watch --count 2 --timeout 1 node:a .system.sysDescr.0,.system.sysContact.0");
+  (void)polled.until("agent of the tests");
+  (void)run("oxset node:b .system.sysContact.0 nightwatch");
+  const std::string seen = polled.end();
+  EXPECT_NE(std::string::npos, seen.find("nightwatch")) << seen;
+  EXPECT_EQ(seen.find("agent of the tests"), seen.rfind("agent of the tests")) << "what has not changed is not told";
 }
 
 TEST_F(ToolRoad, ExampleReactsAndEnds) {
