@@ -6,6 +6,7 @@
 #include <asio/steady_timer.hpp>
 #include <ctime>
 
+#include "manager/figures.h"
 #include "manager/handlers.h"
 #include "manager/selection.h"
 #include "manager/snmp_agent.h"
@@ -52,6 +53,7 @@ class GetJob : public std::enable_shared_from_this<GetJob> {
   OX_RESULT find_components(const std::string& text);
   void read(std::size_t slot);
   void read_stored(std::size_t slot);
+  void read_figures(std::size_t slot);
   void read_nothing(std::size_t) {}
   void read_from_agent(std::size_t slot);
   void read_below(std::size_t slot);
@@ -134,6 +136,15 @@ void GetJob::read_stored(std::size_t slot) {
     (void)emit(slot, text_node(component_name_path, place.component->name));
   } else if (const Value* value = manager_.store.value(*place.component, place.selection->path)) {
     (void)emit(slot, value_node(place.selection->path, *value));
+  } else {
+    read_figures(slot);
+  }
+}
+
+void GetJob::read_figures(std::size_t slot) {
+  const Place& place = places_[slot];
+  for (const Figure& figure : figures_of(manager_, *place.component)) {
+    if (place.selection->covers(figure.path) && !emit(slot, figure_node(figure))) return;
   }
 }
 
@@ -159,6 +170,7 @@ void GetJob::read_below(std::size_t slot) {
     if (known && (oxbAccessControl(node) & OXB_READ) != 0 && !emit(slot, value_node(value->first, value->second)))
       return;
   }
+  read_figures(slot);
   if (place.component->type != "node") return;
   const std::vector<Oid>& columns = agent_columns(selection);
   if (columns.empty()) return;

@@ -15,6 +15,7 @@
 #include "manager/snmp_engine.h"
 #include "manager/store.h"
 #include "manager/subscriptions.h"
+#include "manager/trap_books.h"
 #include "manager/vocabulary.h"
 
 namespace ox::manager {
@@ -67,6 +68,7 @@ struct Manager {
   Clients clients;
   Subscriptions subscriptions;
   PersistentWaits waits;
+  TrapBooks trap_books;
 };
 
 }  // namespace ox::manager

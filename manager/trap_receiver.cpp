@@ -86,6 +86,7 @@ TrapReceiver::TrapReceiver(Manager& manager)
       definitions_(manager.loop),
       repeats_(std::chrono::seconds(manager.settings.trap_repeat_window), most_repeat_bytes),
       socket_(manager.loop),
+      books_(manager.trap_books),
       repeat_timer_(manager.loop),
       loss_timer_(manager.loop) {}
 

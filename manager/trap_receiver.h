@@ -11,7 +11,6 @@
 #include <string>
 
 #include "manager/manager.h"
-#include "manager/trap_books.h"
 #include "manager/trap_definitions.h"
 #include "manager/trap_repeats.h"
 #include "platform/server/datagrams.h"
@@ -26,8 +25,6 @@ class TrapReceiver {
   void start();
   // Tells what has not been told yet. The event log is flushed.
   void end();
-
-  [[nodiscard]] const TrapBooks& books() const { return books_; }
 
  private:
   [[nodiscard]] asio::error_code bind(const asio::ip::udp::endpoint& at);
@@ -48,7 +45,7 @@ class TrapReceiver {
   TrapRepeats repeats_;
   asio::ip::udp::socket socket_;
   platform::DatagramBatch batch_;
-  TrapBooks books_;
+  TrapBooks& books_;           // the manager's
   std::uint32_t dropped_ = 0;  // by the system, as it counts
   asio::steady_timer repeat_timer_;
   bool repeats_due_ = false;

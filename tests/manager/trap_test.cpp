@@ -115,7 +115,7 @@ TEST_F(TrapManagerTest, WithoutMemoryATrapIsCountedAndNothingElseIsLost) {
   manager_->settings.trap_port = test::UdpSocket().port();
   TrapReceiver traps(*manager_);
   traps.start();
-  const TrapBooks& books = traps.books();
+  const TrapBooks& books = manager_->trap_books;
   const auto send = [&](int number) {
     sender.send(trap_of(static_cast<std::uint32_t>(number)), static_cast<std::uint16_t>(manager_->settings.trap_port));
   };

@@ -232,6 +232,10 @@ TEST_F(TrapRoad, TheBooksBalanceUnderAFlood) {
   EXPECT_LT(0u, all.repeats);
   EXPECT_LT(0u, all.malformed);
   EXPECT_EQ(count_of(read_file(file("events")), flooding), count_of(logged(), flooding));
+  const std::string counted = run({"oxget", "system:system", "sysmib.oxTraps"});
+  for (const std::uint64_t count : {all.received() + markers_, all.repeats, all.malformed, all.overflowed}) {
+    EXPECT_NE(std::string::npos, counted.find(' ' + std::to_string(count) + '\n')) << count << " in " << counted;
+  }
   EXPECT_EQ(0, daemon_->end());
   const std::string books =
       std::to_string(all.received() + markers_) + " received: " + std::to_string(all.events + markers_) + " events, " +
