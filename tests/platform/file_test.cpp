@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/system_root.h"
@@ -45,13 +46,8 @@ TEST(File, AnExclusiveOpenerKeepsOthersOutAndTheContentsIn) {
 }
 
 TEST(File, OpeningFollowsTheDisposition) {
-  const struct {
-    const char* what;
-    std::uint32_t disposition;
-    bool present;
-    Error error;
-    const char* contents;  // afterwards
-  } rows[] = {
+  // What, disposition, whether the file is there, result, contents afterwards.
+  const std::tuple<const char*, std::uint32_t, bool, Error, const char*> rows[] = {
       {"create new", 1, false, error_none, ""},
       {"create new over one", 1, true, error_file_exists, "old"},
       {"create always", 2, false, error_none, ""},
@@ -65,18 +61,16 @@ TEST(File, OpeningFollowsTheDisposition) {
       {"no such way", 6, true, error_invalid_parameter, "old"},
   };
   const std::string path = path_of("disposition");
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
+  for (const auto& [what, disposition, present, error, contents] : rows) {
+    SCOPED_TRACE(what);
     std::filesystem::remove(path);
-    if (row.present) write_file(path, "old");
-    const std::intptr_t file = open_file(path.c_str(), read | write, 3, nullptr, row.disposition, 0, nullptr);
-    EXPECT_EQ(row.error, file != -1 ? Error{error_none} : last_error());
+    if (present) write_file(path, "old");
+    const std::intptr_t file = open_file(path.c_str(), read | write, 3, nullptr, disposition, 0, nullptr);
+    EXPECT_EQ(error, file != -1 ? Error{error_none} : last_error());
     const std::intptr_t second = open_file(path.c_str(), read, 3, nullptr, 3, 0, nullptr);
-    EXPECT_EQ(row.contents != nullptr, second != -1);  // sharing opens live together
+    EXPECT_EQ(contents != nullptr, second != -1);  // sharing opens live together
     for (const std::intptr_t opened : {file, second}) close_file(opened);
-    if (row.contents != nullptr) {
-      EXPECT_EQ(row.contents, read_file(path));
-    }
+    EXPECT_EQ(contents != nullptr ? contents : "none", second != -1 ? read_file(path) : "none");
   }
 }
 

@@ -17,6 +17,7 @@
 #include "platform/service.h"
 #include "platform/shared_block.h"
 #include "tests/platform/forked.h"
+#include "tests/support/in_threads.h"
 #include "tests/support/system_root.h"
 
 namespace ox::platform {
@@ -134,30 +135,22 @@ TEST(NamedObjects, AllHoldersOfANameHoldTheSameBlock) {
     ASSERT_EQ(error_none, again.open("race", Mode::read));
     EXPECT_TRUE(fs::equivalent(file(block), file(again)));
   };
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (int round = 0; round < 300; ++round) hold_once();
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  test::in_threads(4, [&](int) {
+    for (int round = 0; round < 300; ++round) hold_once();
+  });
   EXPECT_EQ(0, objects_of_root());
 }
 
 TEST(NamedObjects, TheLastOfTwoWhoGiveUpAtOnceRemovesIt) {
   for (int round = 0; round < 200; ++round) {
-    SharedBlock first;
-    SharedBlock second;
-    ASSERT_EQ(error_none, first.create("both", 10, Access::machine));
-    ASSERT_EQ(error_none, second.open("both", Mode::write));
+    SharedBlock holders[2];
+    ASSERT_EQ(error_none, holders[0].create("both", 10, Access::machine));
+    ASSERT_EQ(error_none, holders[1].open("both", Mode::write));
     std::atomic<int> ready{0};
-    const auto give_up = [&ready](SharedBlock& block) {
+    test::in_threads(2, [&](int i) {
       for (++ready; ready != 2;) std::this_thread::yield();
-      block = SharedBlock();
-    };
-    std::thread other([&] { give_up(second); });
-    give_up(first);
-    other.join();
+      holders[i] = SharedBlock();
+    });
     ASSERT_EQ(0, objects_of_root()) << "round " << round;
   }
 }

@@ -3,10 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
-#include <vector>
 
 #include "tests/platform/registry_value.h"
+#include "tests/support/in_threads.h"
 
 namespace ox::platform {
 namespace {
@@ -44,19 +43,18 @@ TEST(Registry, FailuresLeaveTheOutputsAlone) {
 }
 
 TEST(Registry, WritersDoNotLoseEachOthersValues) {
-  std::vector<std::thread> threads;
-  std::vector<std::string> names;
-  for (const std::string writer : {"a", "b", "c", "d"}) {
-    for (int i = 0; i < 12; ++i) names.push_back(writer + std::to_string(i));
-    threads.emplace_back([mine = std::vector<std::string>(names.end() - 12, names.end())] {
-      for (const std::string& name : mine) {
-        EXPECT_EQ(error_none, registry_write(key, name.c_str(), name.c_str()));
+  const auto name_of = [](int writer, int value) { return std::to_string(writer) + "/" + std::to_string(value); };
+  for (const bool writing : {true, false}) {
+    test::in_threads(4, [&](int writer) {
+      for (int i = 0; i < 12; ++i) {
+        const std::string name = name_of(writer, i);
+        if (writing) {
+          EXPECT_EQ(error_none, registry_write(key, name.c_str(), name.c_str()));
+        }
         EXPECT_EQ(name, registry_value(name));
       }
     });
   }
-  for (std::thread& thread : threads) thread.join();
-  for (const std::string& name : names) EXPECT_EQ(name, registry_value(name));
 }
 
 }  // namespace

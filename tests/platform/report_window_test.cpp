@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "platform/named_event.h"
@@ -68,25 +69,22 @@ void awkward(std::uint32_t message) {
 }
 
 TEST(ReportWindow, HandlersMayPumpPostAndDestroy) {
-  const struct {
-    const char* what;
-    std::vector<std::uint32_t> posted;
-    std::vector<std::uint32_t> seen;
-    bool alive;
-  } rows[] = {{"pumping again runs the rest", {1, 10, 11}, {1, 10, 11}, true},
-              {"what a handler posts waits for the next turn", {2}, {2}, true},
-              {"nothing runs in a destroyed window", {3, 12}, {3}, false}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
+  using Messages = std::vector<std::uint32_t>;
+  const std::tuple<const char*, Messages, Messages, bool> rows[] = {
+      {"pumping again runs the rest", {1, 10, 11}, {1, 10, 11}, true},
+      {"what a handler posts waits for the next turn", {2}, {2}, true},
+      {"nothing runs in a destroyed window", {3, 12}, {3}, false}};
+  for (const auto& [what, posted, expected, alive] : rows) {
+    SCOPED_TRACE(what);
     seen.clear();
     ReportWindow window;
     window_of_handler = &window;
     ASSERT_EQ(error_none, window.create(awkward));
     poster_of_handler = window.poster();
-    for (const std::uint32_t message : row.posted) ASSERT_EQ(error_none, poster_of_handler.post(message));
+    for (const std::uint32_t message : posted) ASSERT_EQ(error_none, poster_of_handler.post(message));
     window.dispatch(0);
-    EXPECT_EQ(row.seen, seen);
-    EXPECT_EQ(row.alive, poster_of_handler.alive());
+    EXPECT_EQ(expected, seen);
+    EXPECT_EQ(alive, poster_of_handler.alive());
     poster_of_handler = {};
   }
 }
