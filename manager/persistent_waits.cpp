@@ -11,7 +11,7 @@ namespace ox::manager {
 namespace {
 
 constexpr std::size_t longest_name = 64;
-constexpr std::size_t most_unanswered = 1000;  // of closed waits of one session
+constexpr int most_of_session = 1000;
 constexpr auto refusal_pause = std::chrono::seconds(1);
 constexpr char memory_key[] = "SOFTWARE\\CORVID\\OXBASE\\evWaitKey\\";
 constexpr char memory_value[] = "lastReceiveNumber";
@@ -117,6 +117,8 @@ OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, 
   if (name.empty()) return OX_EMISSING;
   if (name.size() > longest_name) return OX_EWAITNAME;
   if (by_name_.contains(name)) return OX_EEXISTS;
+  const auto of_session = [&](const auto& entry) { return entry.second->session() == session; };
+  if (std::count_if(waits_.begin(), waits_.end(), of_session) >= most_of_session) return OX_ETOOMANY;
   const auto mark = manager_.events.marks().find(name);
   const Sequence taken = mark != manager_.events.marks().end() ? mark->second.taken : manager_.events.last();
   do {
@@ -142,12 +144,11 @@ bool PersistentWaits::close(std::uint32_t id, std::uint32_t session) {
   const auto found = waits_.find(id);
   if (found == waits_.end() || found->second->session() != session) return false;
   leave(*found->second);
-  // A wait that is closed inside its callback is still to hear whether the delivery is taken.
+  // A wait that is closed inside its callback, which is that of the earliest delivery, is still to hear whether the
+  // delivery is taken. What was put off is never answered.
   Deliveries& deliveries = unanswered_[session];
-  for (Delivery& delivery : deliveries) {
-    if (delivery.wait == found->second.get()) delivery.wait = nullptr;
-  }
-  if (deliveries.size() > most_unanswered) deliveries.pop_front();
+  if (!deliveries.empty() && deliveries.front().wait == found->second.get()) deliveries.front().wait = nullptr;
+  std::erase_if(deliveries, [&](const Delivery& delivery) { return delivery.wait == found->second.get(); });
   waits_.erase(found);
   return true;
 }
@@ -212,8 +213,11 @@ void handle_wait_open(Manager& manager, const Request& request) {
   reply.error =
       manager.waits.open(request.session, name.substr(0, name.find('\0')), request.message.source_id, reply.source_id);
   if (reply.error != OX_OK) return request.reply(std::move(reply));
-  manager.events.when_safe(
-      [answer = request.reply, reply](bool safe) { answer(safe ? reply : error_reply(OX_EWRITE)); });
+  manager.events.when_safe([&manager, session = request.session, answer = request.reply, reply](bool safe) {
+    if (safe) return answer(reply);
+    (void)manager.waits.close(reply.source_id, session);
+    answer(error_reply(OX_EWRITE));
+  });
 }
 
 void handle_wait_close(Manager& manager, const Request& request) {

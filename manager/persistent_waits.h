@@ -24,7 +24,7 @@ class PersistentWaits {
   PersistentWaits& operator=(const PersistentWaits&) = delete;
 
   // Opens the wait for a session, which knows it by `user_word`. A new name begins with the next event.
-  // 0 and the wait's id; 195, 418 for the name; 207 when a session has it open.
+  // 0 and the wait's id; 195, 418 for the name; 207 when a session has it open; 85 when the session has too many.
   [[nodiscard]] OX_RESULT open(std::uint32_t session, const std::string& name, std::uint32_t user_word,
                                std::uint32_t& id);
   [[nodiscard]] bool close(std::uint32_t id, std::uint32_t session);

@@ -201,7 +201,7 @@ TEST_F(EventRequestTest, PersistentWaitsDeliverUntilTaken) {
 
 TEST_F(EventRequestTest, DeliveriesThatArePutOffOrRefusedComeAgain) {
   (void)open_wait("a", 1);
-  (void)open_wait("b", 2);
+  const Reply b = open_wait("b", 2);
   (void)post("x");
   EXPECT_EQ("25>1 x", fetch());
   EXPECT_EQ("25>2 x", fetch()) << "while the callback of the first runs";
@@ -216,6 +216,16 @@ TEST_F(EventRequestTest, DeliveriesThatArePutOffOrRefusedComeAgain) {
   EXPECT_EQ("25>2 x", fetch()) << "before what came later";
   EXPECT_EQ("25>2 y", take());
   EXPECT_EQ("nothing", take());
+
+  (void)post("z");
+  EXPECT_EQ("25>1 z", fetch());
+  EXPECT_EQ("25>2 z", fetch());
+  EXPECT_EQ(0u, ask(1, 26, "", 1, b.source_id).error) << "closed inside the other's callback";
+  (void)open_wait("b", 3);
+  EXPECT_EQ("25>3 z", take());
+  (void)post("last");
+  EXPECT_EQ("25>3 last", take()) << "the answer was that of the new wait";
+  EXPECT_EQ("25>1 last", take());
 }
 
 TEST_F(EventRequestTest, DeletedEventsAreOwedToWaitsAndCancelledOnesAreNot) {
