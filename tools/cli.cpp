@@ -18,7 +18,7 @@ std::string on_one_line(std::string text) {
 
 // A data node shows its text in the encoding of the process.
 std::string error_text(OX_RESULT code) {
-  const std::unique_ptr<dnode, decltype(&oxdFree)> node(oxdAlloc(1), oxdFree);
+  const NodesPtr node(oxdAlloc(1));
   if (node == nullptr || oxdSetText(node.get(), oxcStrError(code)) != OX_OK) throw std::bad_alloc();
   return on_one_line(oxdGetValueByStr(node.get()));
 }
@@ -88,7 +88,7 @@ std::vector<std::string> definition_files() {
   const std::string directory = std::string(oxcGetWorkdir()) + "/public/amib";
   oxfFileList* list = nullptr;
   require(oxfGetFileList(directory.c_str(), ".def", 0, &list), directory);
-  const std::unique_ptr<oxfFileList, decltype(&oxfFileListFree)> owner(list, oxfFileListFree);
+  const Owner<oxfFileList, oxfFileListFree> owner(list);
   std::vector<std::string> files;
   for (const oxfFileList* file = list; file != nullptr; file = oxfGetFileNext(file)) {
     files.emplace_back(oxfGetFileName(file));

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -38,6 +39,15 @@ inline void require(OX_RESULT code, const std::string& subject) {
 // The text of a result code on one line, in the terminal's encoding: oxcStrError's is in code page 932 on a Japanese
 // system.
 std::string error_text(OX_RESULT code);
+
+// Owns what that function of the library releases.
+template <auto release>
+struct Release {
+  void operator()(auto* record) const noexcept { (void)release(record); }
+};
+template <class Record, auto release>
+using Owner = std::unique_ptr<Record, Release<release>>;
+using NodesPtr = Owner<dnode, oxdFree>;
 
 // Text on one line, whatever it holds.
 std::string on_one_line(std::string text);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <list>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -10,14 +9,8 @@
 
 namespace tool {
 
-struct FreeEvents {
-  void operator()(evmsg* list) const noexcept { (void)oxeEvmsgFree(list); }
-};
-using EventPtr = std::unique_ptr<evmsg, FreeEvents>;
-struct FreeFilter {
-  void operator()(evflt* filter) const noexcept { (void)oxeEvfltFree(filter); }
-};
-using FilterPtr = std::unique_ptr<evflt, FreeFilter>;
+using EventPtr = Owner<evmsg, oxeEvmsgFree>;
+using FilterPtr = Owner<evflt, oxeEvfltFree>;
 
 // An option's value: a text, or a number.
 struct Given {

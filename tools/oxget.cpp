@@ -43,7 +43,7 @@ struct Watch {
 
 void OX_CALL on_report(void*, void* argument, dnode* list, OX_RESULT code) {
   Watch& watch = *static_cast<Watch*>(argument);
-  const std::unique_ptr<dnode, decltype(&oxdFree)> owner(list, oxdFree);
+  const tool::NodesPtr owner(list);
   if (code == OX_ETOOMANY) {
     std::fputs("oxget: reports have been lost here\n", stderr);
   } else if (list == nullptr) {
@@ -84,7 +84,7 @@ int get(const Options& options) {
   dnode* list = nullptr;
   const OX_RESULT result =
       oxaGet(manager(options), options.component.c_str(), names.c_str(), nullptr, options.bits, options.timeout, &list);
-  const std::unique_ptr<dnode, decltype(&oxdFree)> owner(list, oxdFree);
+  const tool::NodesPtr owner(list);
   // 121 means that some nodes carry errors of their own: they are shown beside the values.
   if (result != OX_ENODES) tool::require(result, options.component + " " + names);
   const bool good = print(options, list);

@@ -26,10 +26,8 @@ constexpr uint32_t component_delete = 14;
 constexpr char type_argument[] = "10.7.1.0";
 constexpr char name_argument[] = "10.7.8.0";
 
-using Nodes = std::unique_ptr<dnode, decltype(&oxdFree)>;
-
-Nodes make_nodes(std::size_t count) {
-  Nodes nodes(oxdAlloc(static_cast<uint32_t>(count)), oxdFree);
+tool::NodesPtr make_nodes(std::size_t count) {
+  tool::NodesPtr nodes(oxdAlloc(static_cast<uint32_t>(count)));
   if (nodes == nullptr) throw tool::Failure("values", OX_ENOMEM);
   return nodes;
 }
@@ -53,7 +51,7 @@ const char* manager_of(const Options& options) { return options.manager.empty() 
 
 void manage(const Options& options, uint32_t code) {
   const auto [type, entry] = parts(options.component);
-  const Nodes list = make_nodes(2);
+  const tool::NodesPtr list = make_nodes(2);
   dnode* node = list.get();
   tool::require(oxdSetAmibName(node, type_argument), options.component);
   tool::require(oxdSetText(node, type.c_str()), options.component);
@@ -64,14 +62,14 @@ void manage(const Options& options, uint32_t code) {
 }
 
 void write_values(const Options& options) {
-  const Nodes list = make_nodes(options.pairs.size() / 2);
+  const tool::NodesPtr list = make_nodes(options.pairs.size() / 2);
   std::size_t i = 0;
   for (dnode* node = list.get(); node != nullptr; node = oxdNext(node), i += 2) {
     fill(node, options, options.pairs[i], options.pairs[i + 1]);
   }
   dnode* answer = nullptr;
   const OX_RESULT result = oxaSet(manager_of(options), 0, options.timeout, list.get(), &answer);
-  const Nodes owner(answer, oxdFree);
+  const tool::NodesPtr owner(answer);
   if (options.json) {
     (void)tool::print_json(answer);
   } else if (options.verbose || result == OX_ENODES) {

@@ -9,10 +9,7 @@
 
 namespace tool {
 
-struct FreeDefinitions {
-  void operator()(oxcTrConf* list) const { (void)oxcTrFreeConf(list); }
-};
-using Definitions = std::unique_ptr<oxcTrConf, FreeDefinitions>;
+using Definitions = Owner<oxcTrConf, oxcTrFreeConf>;
 
 // The installation's definitions.
 [[nodiscard]] Definitions read_definitions();
