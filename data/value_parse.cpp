@@ -126,7 +126,7 @@ OX_RESULT parse_interface_id(std::uint32_t type, const char* text, ParsedValue& 
     const bool last = i + 2 == bytes.size();
     const std::size_t end = last ? rest.size() : rest.find(':');
     std::uint16_t group = 0;
-    if (end == std::string_view::npos || end > 4 || !hex_number(rest.substr(0, end), group)) return OX_EFORMAT;
+    if (end > 4 || !hex_number(rest.substr(0, end), group)) return OX_EFORMAT;
     bytes[i] = static_cast<unsigned char>(group >> 8);
     bytes[i + 1] = static_cast<unsigned char>(group & 0xFF);
     rest.remove_prefix(last ? end : end + 1);

@@ -24,7 +24,7 @@ std::string path_of(const dnode* node) {
 
 // The label of the attribute and its instance, "ifIndex.3"; the identifier where the tree knows no name.
 std::string leaf_of(const dnode* node) {
-  const std::string path = path_of(node);
+  std::string path = path_of(node);
   const char* text = nullptr;
   if (oxbStrName(path.c_str(), &text) != OX_OK) return path;
   std::string_view name = text;

@@ -256,7 +256,7 @@ class FileEventStore final : public EventStore {
     last_ = std::max(last_, entry.sequence);
   }
 
-  void drop(std::deque<Entry>::iterator entry) {
+  void drop(const std::deque<Entry>::iterator& entry) {
     if (!entry->live) return;
     entry->live = false;
     bytes_ -= entry->length;

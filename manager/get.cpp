@@ -58,7 +58,7 @@ class GetJob : public std::enable_shared_from_this<GetJob> {
   void read_from_agent(std::size_t slot);
   void read_below(std::size_t slot);
   void ask_agents();
-  void ask_agent(const ComponentName& component, AgentWork work);
+  void ask_agent(const ComponentName& component, const AgentWork& work);
   const std::vector<Oid>& agent_columns(const Selection& selection);
   bool emit(std::size_t slot, NodePtr node);
   void fail(std::size_t slot, OX_RESULT code) { (void)emit(slot, error_node(places_[slot].selection->path, code)); }
@@ -196,10 +196,10 @@ const std::vector<Oid>& GetJob::agent_columns(const Selection& selection) {
 }
 
 void GetJob::ask_agents() {
-  for (auto& [component, work] : agents_) ask_agent(component, std::move(work));
+  for (const auto& [component, work] : agents_) ask_agent(component, work);
 }
 
-void GetJob::ask_agent(const ComponentName& component, AgentWork work) {
+void GetJob::ask_agent(const ComponentName& component, const AgentWork& work) {
   Agent agent;
   if (const OX_RESULT result = agent_of(manager_.store, component, manager_.settings, agent)) {
     for (const Wanted& wanted : work.instances) fail(wanted.slot, result);

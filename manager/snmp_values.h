@@ -28,8 +28,8 @@ void snmp_get(SnmpEngine& engine, const Agent& agent, std::size_t bindings, std:
 // Every instance below each column, columns in parallel. A column ends at the end of its subtree, at the end of the
 // agent's view, at "noSuchName", and at a name that does not increase, which a broken agent would repeat for ever.
 // A failure of the agent gives one node, with the column's name and the code.
-void snmp_walk(SnmpEngine& engine, const Agent& agent, std::size_t bindings, std::vector<Wanted> columns, Emit emit,
-               Done done);
+void snmp_walk(SnmpEngine& engine, const Agent& agent, std::size_t bindings, const std::vector<Wanted>& columns,
+               Emit emit, Done done);
 
 // Sets all values in one request. The handler receives one code for each node.
 void snmp_set(SnmpEngine& engine, const Agent& agent, const NodeList& values,

@@ -109,8 +109,8 @@ class Walk : public std::enable_shared_from_this<Walk> {
 
 }  // namespace
 
-void snmp_walk(SnmpEngine& engine, const Agent& agent, std::size_t bindings, std::vector<Wanted> columns, Emit emit,
-               Done done) {
+void snmp_walk(SnmpEngine& engine, const Agent& agent, std::size_t bindings, const std::vector<Wanted>& columns,
+               Emit emit, Done done) {
   std::make_shared<Walk>(engine, agent, bindings, columns, std::move(emit), std::move(done))->run();
 }
 

@@ -128,7 +128,7 @@ OX_RESULT take_trap_facts(data::dnode_ptr& list, oxsSnmpTrap& trap, tracked_ptr<
   if (!identifiers.trap) return OX_OK;
   std::string_view text = split_identifier(identifier_of(*identifiers.trap), trap);
   const bool generic = identifier_of(*identifiers.trap).starts_with(standard_prefix);
-  if (generic && identifiers.enterprise && identifier_of(*identifiers.enterprise) != "") {
+  if (generic && identifiers.enterprise && !identifier_of(*identifiers.enterprise).empty()) {
     text = identifier_of(*identifiers.enterprise);
   }
   return copy_enterprise(text, enterprise);

@@ -30,7 +30,7 @@ std::string path_of(const dnode* node) {
 
 // The dotted name, with the two long standard prefixes in their short forms.
 std::string name_of(const dnode* node) {
-  const std::string path = path_of(node);
+  std::string path = path_of(node);
   const char* name = nullptr;
   if (oxbStrName(path.c_str(), &name) != OX_OK) return path;
   std::string_view text = name;
