@@ -8,7 +8,7 @@ namespace {
 // The attributes of "sysmib.oxTraps", in the order of their numbers.
 constexpr std::array trap_figures{
     &TrapBooks::received,  &TrapBooks::events,         &TrapBooks::repeats,  &TrapBooks::overflowed,
-    &TrapBooks::malformed, &TrapBooks::without_memory, &TrapBooks::unlogged,
+    &TrapBooks::malformed, &TrapBooks::without_memory, &TrapBooks::unlogged, &TrapBooks::idle_actions,
 };
 
 }  // namespace

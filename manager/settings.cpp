@@ -38,6 +38,7 @@ constexpr std::array numbers{
     Number{"TrapBuffer", &Settings::trap_buffer, 4096, 1u << 30},
     Number{"TrapRepeatWindow", &Settings::trap_repeat_window, 0, 86400},
     Number{"TrapReportInterval", &Settings::trap_report_interval, 1, 86400},
+    Number{"TrapActions", &Settings::trap_actions, 0, 1000},
 };
 
 // What the library reads from this file itself.

@@ -31,6 +31,7 @@ struct Settings {
   std::uint32_t trap_buffer = 8u << 20;       // bytes of traps that the system holds while the manager is busy
   std::uint32_t trap_repeat_window = 5;       // seconds in which the same trap is counted as a repeat; 0: never
   std::uint32_t trap_report_interval = 10;    // seconds between two events about traps that were lost
+  std::uint32_t trap_actions = 8;             // actions of trap definitions that run at once
 };
 
 [[nodiscard]] std::string settings_file();

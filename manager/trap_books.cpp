@@ -14,6 +14,7 @@ constexpr std::array losses{
     Loss{&TrapBooks::malformed, " malformed"},
     Loss{&TrapBooks::without_memory, " dropped for want of memory"},
     Loss{&TrapBooks::unlogged, " not taken by the event log"},
+    Loss{&TrapBooks::idle_actions, " actions not run"},
 };
 
 }  // namespace

@@ -15,8 +15,9 @@ struct TrapBooks {
   std::uint64_t without_memory = 0;  // dropped for want of memory
   std::uint64_t unlogged = 0;        // the log did not take the event
   std::uint64_t overflowed = 0;      // dropped by the system before they were received: the socket's buffer was full
+  std::uint64_t idle_actions = 0;    // actions of events that were not run
 
-  [[nodiscard]] std::uint64_t lost() const { return malformed + without_memory + unlogged + overflowed; }
+  [[nodiscard]] std::uint64_t lost() const { return malformed + without_memory + unlogged + overflowed + idle_actions; }
 };
 
 // "3 lost because the socket's buffer was full, 1 malformed": what was lost since earlier books.

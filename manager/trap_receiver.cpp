@@ -86,6 +86,7 @@ TrapReceiver::TrapReceiver(Manager& manager)
       definitions_(manager.loop),
       repeats_(std::chrono::seconds(manager.settings.trap_repeat_window), most_repeat_bytes),
       socket_(manager.loop),
+      actions_(manager.settings.trap_actions),
       books_(manager.trap_books),
       repeat_timer_(manager.loop),
       loss_timer_(manager.loop) {}
@@ -172,16 +173,20 @@ void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint
   }
   set_trap_times(event.get(), trap, definition);
   const bool listed = definition == nullptr || definition->logging != 0;
-  const Sequence given = submit(std::move(event), listed, std::move(answer), sender);
+  Follow follow{std::move(answer), sender, {}};
+  if (definition != nullptr && definition->action != nullptr) follow.action = definition->action;
+  const Sequence given = submit(std::move(event), listed, std::move(follow));
   if (counting) repeats_.open(key, static_cast<std::uint32_t>(given), listed, TrapRepeats::Clock::now());
 }
 
-// An inform is answered when its event is safe: until then its sender keeps it, and sends it again.
-Sequence TrapReceiver::submit(EventPtr event, bool listed, Bytes answer, const udp::endpoint& sender) {
-  const auto done = [this, answer = std::move(answer), sender](OX_RESULT result, const Bytes&) {
+// An inform is answered when its event is safe: until then its sender keeps it, and sends it again. An action is for an
+// event that has a number.
+Sequence TrapReceiver::submit(EventPtr event, bool listed, Follow follow) {
+  const auto done = [this, follow = std::move(follow)](OX_RESULT result, const Bytes& body) {
     if (result == OX_OK) {
       ++books_.events;
-      if (!answer.empty()) this->answer(answer, sender);
+      if (!follow.answer.empty()) answer(follow.answer, follow.sender);
+      if (!follow.action.empty()) act(follow.action, body);
       return;
     }
     ++books_.unlogged;
@@ -189,6 +194,18 @@ Sequence TrapReceiver::submit(EventPtr event, bool listed, Bytes answer, const u
     tell_losses_later();
   };
   return manager_.events.submit(std::move(event), sender_name, done, listed);
+}
+
+void TrapReceiver::act(const std::string& action, const Bytes& body) {
+  guarded([&] {
+    EventPtr event;
+    if (decode_events(body, event) != OX_OK) throw std::bad_alloc();
+    const std::string fault = actions_.run(action, event.get());
+    if (fault.empty()) return;
+    ++books_.idle_actions;
+    action_fault_ = fault;
+    tell_losses_later();
+  });
 }
 
 void TrapReceiver::answer(const Bytes& bytes, const udp::endpoint& to) {
@@ -260,8 +277,11 @@ void TrapReceiver::tell_losses_later() {
 void TrapReceiver::tell_losses() {
   std::string detail = losses_text(books_, told_);
   if (books_.malformed != told_.malformed) detail += "; the last malformed one came from " + malformed_from_;
-  log(Severity::warning, "traps lost: " + detail);
-  tell(2, "traps have been lost", detail, [this, now = books_](OX_RESULT result, const Bytes&) {
+  if (books_.idle_actions != told_.idle_actions) detail += "; the last action: " + action_fault_;
+  const bool traps = books_.lost() - books_.idle_actions != told_.lost() - told_.idle_actions;
+  const std::string summary = traps ? "traps have been lost" : "actions have not been run";
+  log(Severity::warning, summary + ": " + detail);
+  tell(2, summary, detail, [this, now = books_](OX_RESULT result, const Bytes&) {
     if (result == OX_OK) {
       told_ = now;
     } else if (socket_.is_open()) {

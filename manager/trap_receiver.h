@@ -11,6 +11,7 @@
 #include <string>
 
 #include "manager/manager.h"
+#include "manager/trap_actions.h"
 #include "manager/trap_definitions.h"
 #include "manager/trap_repeats.h"
 #include "platform/server/datagrams.h"
@@ -31,7 +32,14 @@ class TrapReceiver {
   void wait();
   void receive();
   void take(std::span<const std::byte> datagram, const asio::ip::udp::endpoint& sender);
-  Sequence submit(EventPtr event, bool listed, Bytes answer, const asio::ip::udp::endpoint& sender);
+  // What is to be done when an event is safe: an inform answered, a program run.
+  struct Follow {
+    Bytes answer;
+    asio::ip::udp::endpoint sender;
+    std::string action;
+  };
+  Sequence submit(EventPtr event, bool listed, Follow follow);
+  void act(const std::string& action, const Bytes& body);
   void answer(const Bytes& bytes, const asio::ip::udp::endpoint& to);
   void tell_repeats_later();
   void tell_repeats(std::size_t most, TrapRepeats::Clock::time_point now);
@@ -45,6 +53,7 @@ class TrapReceiver {
   TrapRepeats repeats_;
   asio::ip::udp::socket socket_;
   platform::DatagramBatch batch_;
+  TrapActions actions_;
   TrapBooks& books_;           // the manager's
   std::uint32_t dropped_ = 0;  // by the system, as it counts
   asio::steady_timer repeat_timer_;
@@ -54,6 +63,7 @@ class TrapReceiver {
   std::chrono::steady_clock::time_point last_loss_report_{};
   TrapBooks told_;  // losses have been told up to here
   std::string malformed_from_;
+  std::string action_fault_;
 };
 
 }  // namespace ox::manager

@@ -135,7 +135,12 @@ TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
   // The user's definition comes before the standard's as soon as it is read.
   write_file(user, "Enterprise " + own +
                        "\nGenericCode 2\nSpecificCode *\nSeverity 4\nSummary own\nDetail port *%1*\n" +
-                       "Source me\nEventID 77\nLogging 0\nTimeStamp 1 " + own + ".8.0 " + own + ".9.0\n");
+                       "Source me\nEventID 77\nLogging 0\nTimeStamp 1 " + own + ".8.0 " + own + ".9.0\n" +
+                       "Action /bin/sh " + file("act.sh") + " 'two words'\n");
+  write_file(file("act.sh"),
+             "echo \"$1|$OX_SEVERITY|$OX_SUMMARY|$OX_DETAIL|$OX_COMPTYPE:$OX_COMPNAME|$OX_AGENT|"
+             "$OX_ENTERPRISE $OX_GENERIC $OX_SPECIFIC\" >" +
+                 file("acted") + "\n");
   EXPECT_EQ("0 ", run({"oxtrap", "reload"}));
   EXPECT_NE(std::string::npos, until(file("oxmgrd1.log"), "44 trap definitions").find("44 trap"));
   send({"snmptrap", "-v1"}, {"." + own, "192.0.2.9", "2", "0", "1235", ".1.3.6.1.2.1.2.2.1.1.3", "i", "3",
@@ -175,6 +180,7 @@ TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
       EXPECT_EQ(std::string::npos, line.find("recoverTime")) << line;
     }
   }
+  EXPECT_EQ("two words|4|own|port 3|node:r1|192.0.2.9|" + own + " 2 0\n", until(file("acted"), "\n"));
   const std::string log = logged();
   EXPECT_NE(std::string::npos, log.find("linkUp"));
   EXPECT_EQ(std::string::npos, log.find("\"own\"")) << "an event that is not to be logged";
@@ -182,14 +188,26 @@ TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
   EXPECT_NE(std::string::npos, run({"oxevent", "log", "list", "--agent", "192.0.2.9"}).find(" [192.0.2.9]\n"));
 }
 
+// What an action runs holds nothing of the manager's that the next one needs.
 TEST_F(TrapRoad, AnAnsweredInformOutlivesTheManager) {
-  start("");
+  start("TrapActions:\t1\n");
+  write_file(work_dir() + "/public/trap/USER.DEF",
+             "Enterprise 1.3.6.1.6.3.1.1.5\nGenericCode 0\nSpecificCode *\nSummary coldStart\nAction sleep 3\n");
+  EXPECT_EQ("0 ", run({"oxtrap", "reload"}));
+  (void)until(file("oxmgrd1.log"), "44 trap definitions");
   for (int i = 1; i <= 3; ++i) {
     send({"snmpinform", "-v2c"}, {"1", ".1.3.6.1.6.3.1.1.5.1", "." + own + ".1.0", "i", std::to_string(i)});
     daemon_->kill();
     daemon_->start();
   }
   EXPECT_EQ(3u, count_of(logged(), "\"coldStart"));
+  for (const char* number : {"4", "5"}) {
+    EXPECT_EQ("0 ", run({"oxtrap", "send", address(), "-g", "0", "1.3:INTEGER", number}));
+  }
+  const std::string told = until(file("oxmgrd4.log"), "actions not run");
+  EXPECT_NE(std::string::npos,
+            told.find("actions have not been run: 1 actions not run; the last action: 1 are running"))
+      << told;
 }
 
 // Everything that was sent is found again, by kind, while somebody sends faster than the manager can take it.
