@@ -220,6 +220,17 @@ std::vector<std::string> samples() {
           wire_of(1, 0xA6, bytes("020101 020100 020100") + element(0x30, facts + values))};
 }
 
+// As the common senders put them on the wire: a trap of each version, an inform.
+std::vector<std::string> captured() {
+  return {bytes("304F02010004067075626C6963A44206092B0601040183F638024004C0000209020102020100430204D23025300F060A2B06"
+                "01020102020101030201033012060A2B060102010202010203040465746833"),
+          bytes("307402010104067075626C6963A767020430D3D0400201000201003059301106082B06010201010300430500FFFFFFFF3017"
+                "060A2B06010603010104010006092B060102010E10020E3012060A2B0601040183F63803004004C00002013017060A2B0601"
+                "040183F6380301460900FFFFFFFFFFFFFFFF"),
+          bytes("305C02010104067075626C6963A64F020441BF5E0A0201000201003041300D06082B060102010103004301373017060A2B06"
+                "010603010104010006092B06010603010105053017060A2B06010603010104030006092B0601040183F63802")};
+}
+
 TEST_F(SnmpTrap, CutAndDamagedTrapsAreRefusedOrWhole) {
   const auto taken = [](std::string_view wire) {
     Trap trap;
@@ -227,7 +238,9 @@ TEST_F(SnmpTrap, CutAndDamagedTrapsAreRefusedOrWhole) {
     EXPECT_FALSE(result == 0 && print(trap).empty());
     return result;
   };
-  for (const std::string& good : samples()) EXPECT_GT(cut_and_damage(good, taken, 112), 1000);
+  for (const auto& messages : {samples(), captured()}) {
+    for (const std::string& good : messages) EXPECT_GT(cut_and_damage(good, taken, 112), 700);
+  }
 }
 
 TEST_F(SnmpTrap, InformsAreAnsweredWithTheirOwnBytes) {
