@@ -37,6 +37,12 @@ struct ReportWindow::Poster::Shared {
     return ::DefWindowProcA(window, message, word, more);
   }
 
+  // Something that was posted can be dispatched: what is being posted just now is counted in `waiting` already.
+  [[nodiscard]] bool has_arrived() const {
+    MSG message{};
+    return ::PeekMessageA(&message, window, WM_COMMAND, WM_COMMAND, PM_NOREMOVE) != FALSE;
+  }
+
   // The next message of the thread; false when there is none, or when it is the window's and `own` are used up.
   bool dispatch_one(std::uint32_t& own) const {
     MSG message{};
@@ -54,10 +60,26 @@ struct ReportWindow::Poster::Shared {
     return true;
   }
 
-  // Everything that is there now; no more, so that a handler that posts again does not hold the caller for ever.
-  void dispatch_waiting() const {
-    std::uint32_t own = waiting;
+  // Everything that is there now, of what was posted at most `own`: a handler that posts again does not hold the caller
+  // for ever.
+  void dispatch_waiting(std::uint32_t own) const {
     for (std::uint32_t left = queue_limit; left != 0 && dispatch_one(own); --left) {
+    }
+  }
+
+  // Until something was posted, the time is over or the application is to end. Messages of other windows are served on
+  // the way.
+  void wait(std::uint32_t milliseconds) const {
+    const DWORD start = ::GetTickCount();
+    while (alive && !has_arrived()) {
+      const DWORD passed = ::GetTickCount() - start;
+      if (milliseconds != infinite && passed >= milliseconds) return;
+      const DWORD rest = milliseconds == infinite ? INFINITE : milliseconds - passed;
+      // Also for what was looked at before and left.
+      if (::MsgWaitForMultipleObjectsEx(0, nullptr, rest, QS_ALLINPUT, MWMO_INPUTAVAILABLE) != WAIT_OBJECT_0) return;
+      MSG quit{};
+      if (::PeekMessageA(&quit, nullptr, WM_QUIT, WM_QUIT, PM_NOREMOVE) != FALSE) return;
+      dispatch_waiting(0);
     }
   }
 };
@@ -114,19 +136,8 @@ void ReportWindow::dispatch(std::uint32_t milliseconds) {
   // Its own reference: a handler may destroy the window.
   const std::shared_ptr<Poster::Shared> shared = shared_;
   if (shared == nullptr || shared->owner != ::GetCurrentThreadId()) return;
-  const DWORD start = ::GetTickCount();
-  // Messages of other windows are served on the way.
-  while (shared->alive && shared->waiting == 0) {
-    const DWORD passed = ::GetTickCount() - start;
-    if (milliseconds != infinite && passed >= milliseconds) break;
-    const DWORD rest = milliseconds == infinite ? INFINITE : milliseconds - passed;
-    if (::MsgWaitForMultipleObjects(0, nullptr, FALSE, rest, QS_ALLINPUT) != WAIT_OBJECT_0) break;
-    if (shared->waiting != 0) break;
-    MSG quit{};
-    if (::PeekMessageA(&quit, nullptr, WM_QUIT, WM_QUIT, PM_NOREMOVE) != FALSE) return;
-    shared->dispatch_waiting();
-  }
-  shared->dispatch_waiting();
+  if (milliseconds != 0) shared->wait(milliseconds);
+  shared->dispatch_waiting(shared->waiting);
 }
 
 ReportWindow::Poster::Poster() = default;
