@@ -10,9 +10,9 @@ namespace {
 bool attach() noexcept {
   using namespace ox::platform;
   if (!attach_thread_slot()) return false;
-  if (attach_icmp()) {
-    if (on_process_attach()) return true;
-    detach_icmp();
+  if (on_process_attach()) {
+    if (attach_icmp()) return true;
+    on_process_detach();
   }
   release_thread_slots();
   return false;
@@ -21,8 +21,8 @@ bool attach() noexcept {
 void detach() noexcept {
   using namespace ox::platform;
   release_thread_slots();
-  on_process_detach();
   detach_icmp();
+  on_process_detach();
 }
 
 }  // namespace

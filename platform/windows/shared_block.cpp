@@ -63,7 +63,7 @@ Error SharedBlock::create(const char* name, std::size_t size, Access access) {
     return fail(error_already_exists);
   }
   if (!mapping) return fail(error);
-  made.base_ = ::MapViewOfFile(mapping.get(), FILE_MAP_READ | FILE_MAP_WRITE, 0, 0, 0);  // zero-filled by the system
+  made.base_ = ::MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, 0);  // zero-filled by the system
   if (made.base_ == nullptr) return fail_last();
   made.size_ = size;
   *this = std::move(made);
@@ -76,7 +76,7 @@ Error SharedBlock::open(const char* name, Mode mode) {
   opened.impl_ = std::make_unique<Impl>();
   Handle& mapping = opened.impl_->mapping;
   const std::string object = object_name(name);
-  DWORD access = mode == Mode::read ? FILE_MAP_READ : FILE_MAP_READ | FILE_MAP_WRITE;
+  DWORD access = mode == Mode::read ? FILE_MAP_READ : FILE_MAP_WRITE;
   mapping = Handle(::OpenFileMappingA(access, FALSE, object.c_str()));
   if (!mapping && mode == Mode::write_or_read && ::GetLastError() == ERROR_ACCESS_DENIED) {
     access = FILE_MAP_READ;
