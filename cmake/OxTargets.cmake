@@ -129,8 +129,9 @@ endfunction()
 # A test program beside the real programs: ox_road_test(road_test PROGRAMS oxmgrd FLOORS ... SOURCES ...)
 # The programs are built first; OX_PROGRAMS is the folder they stand in.
 function(ox_road_test name)
-  cmake_parse_arguments(arg "" "TIMEOUT" "PROGRAMS;FLOORS;SOURCES;LIBS" ${ARGN})
-  ox_test(${name} FLOORS ${arg_FLOORS} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS} TIMEOUT ${arg_TIMEOUT})
+  cmake_parse_arguments(arg "" "TIMEOUT" "PROGRAMS;FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
+  ox_test(${name} FLOORS ${arg_FLOORS} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS}
+          ENVIRONMENT ${arg_ENVIRONMENT} TIMEOUT ${arg_TIMEOUT})
   target_compile_definitions(${name} PRIVATE OX_PROGRAMS="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
   add_dependencies(${name} ${arg_PROGRAMS})
 endfunction()

@@ -171,7 +171,7 @@ TEST_F(AsyncTest, CallbacksCloseOpenAndDispatch) {
   const ReplyFields for_inner = {.command = 2, .destination_id = id, .data = one_node};
   void* opened = nullptr;
   in_callback = [&](void* reported) {
-    if (reported == inner) return;
+    if (opened != nullptr) return;  // again: for the inner one, or for the new one where the closed one stood
     close(reported);
     opened = open(2);
     deliver({for_inner, for_outer});

@@ -7,6 +7,7 @@
 #include <oxbase/oxc.h>
 #include <oxbase/oxd.h>
 
+#include "platform/registry.h"
 #include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/system_root.h"
@@ -168,7 +169,10 @@ TEST_F(TrapDefinitions, TheReloadFlagIsTakenBackByWhoReads) {
   EXPECT_EQ(1u, read_flag());
   create(oxcTrCreateList2);
   EXPECT_EQ(0u, read_flag());
-  EXPECT_NE(std::string::npos, read_file(system_root() + "/registry.reg").find("\"TrapConfReloadFlag\"=\"False\""));
+  std::string written;
+  EXPECT_EQ(platform::error_none,
+            platform::registry_read("SOFTWARE\\CORVID\\OXBASE", "TrapConfReloadFlag", written, 9));
+  EXPECT_EQ("False", written);
   EXPECT_EQ(0u, oxcTrSetReloadFlag());
   create(oxcTrCreateList3);
   EXPECT_EQ(0u, read_flag());

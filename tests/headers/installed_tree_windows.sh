@@ -38,8 +38,7 @@ done
 
 # Exactly the declared functions are exported, undecorated; nothing but the system's libraries is needed.
 dll=$scratch/tree/bin/oxbase.dll
-i686-w64-mingw32-objdump -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/.*\] \(.*\)/\1/p' | grep -v '^Ordinal' |
-  sed 's/.* //' | sort >"$scratch/exported"
+i686-w64-mingw32-objdump -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/.*\[ *[0-9]*\].* //p' | sort >"$scratch/exported"
 cat "$scratch/tree"/include/oxbase/*.h | tr '\n' ' ' | grep -oE 'OX_CALL [*]*[A-Za-z_0-9]+\(' | sed -E 's/OX_CALL [*]*//; s/\(//' |
   sort -u >"$scratch/declared"
 diff "$scratch/declared" "$scratch/exported"

@@ -145,6 +145,7 @@ TEST_P(EventFilesTest, WriteThatWasCutShortIsDropped) {
   ASSERT_TRUE(store_->commit());
   const std::string bytes = test::read_file(newest());
   for (std::size_t size = whole; size <= bytes.size(); ++size) {
+    store_.reset();
     fs::remove_all(directory_);
     test::write_file(directory_ + "/events.1.log", bytes.substr(0, size));
     reopen();

@@ -1,6 +1,5 @@
 #include "tests/road/daemon.h"
 
-#include <csignal>
 #include <stdexcept>
 #include <thread>
 
@@ -35,18 +34,18 @@ void Daemon::start() {
 }
 
 int Daemon::end() {
-  ::kill(process_.pid(), SIGTERM);
+  process_.ask_to_end();
   return process_.wait(patience);
 }
 
-std::string Daemon::log() const { return read_file(log_file_); }
+std::string Daemon::log() const { return read_text(log_file_); }
 
-std::string run_program(std::vector<std::string> arguments, const std::vector<std::string>& environment) {
+std::string run_program(std::vector<std::string> arguments) {
   const std::string file = system_root() + "/output";
   write_file(file, "");
   arguments[0] = program(arguments[0]);
-  const int status = ChildProcess(arguments, file, environment).wait(patience);
-  return std::to_string(status) + ' ' + read_file(file);
+  const int status = ChildProcess(arguments, file).wait(patience);
+  return std::to_string(status) + ' ' + read_text(file);
 }
 
 }  // namespace ox::test

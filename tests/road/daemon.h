@@ -1,6 +1,7 @@
 // The real programs in the test's system root.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,7 @@ class Daemon {
 
   void start();
   void kill() { process_.kill(); }
-  // Ends it with SIGTERM; the exit status.
+  // Asks it to end; the exit status.
   int end();
   [[nodiscard]] int pid() const { return process_.pid(); }
   // What it has logged since its last start.
@@ -27,7 +28,9 @@ class Daemon {
 };
 
 // Runs one of the programs to its end: its exit status, a blank, and all that it has printed.
-[[nodiscard]] std::string run_program(std::vector<std::string> arguments,
-                                      const std::vector<std::string>& environment = {});
+[[nodiscard]] std::string run_program(std::vector<std::string> arguments);
+
+// What this process and that one hold of the system: files, handles, shared objects of this system root.
+[[nodiscard]] std::vector<std::ptrdiff_t> held_by_this_and(int pid);
 
 }  // namespace ox::test

@@ -1,14 +1,8 @@
 // Events on the road: real senders and waiters, each a process of its own, and a manager that is killed.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <chrono>
-#include <functional>
-#include <memory>
 #include <new>
 #include <string>
 #include <thread>
@@ -17,19 +11,15 @@
 #include <oxbase/oxa.h>
 #include <oxbase/oxe.h>
 
+#include "platform/shared_block.h"
 #include "tests/road/daemon.h"
+#include "tests/support/other_process.h"
 #include "tests/support/system_root.h"
 
 namespace ox::test {
 namespace {
 
-// Of each sender. Under a sanitizer a delivery costs so much more that the full number would take minutes; the races
-// and the memory that it watches are the same for fewer.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::uint32_t events_of_sender = 500;
-#else
-constexpr std::uint32_t events_of_sender = 25000;
-#endif
+constexpr std::uint32_t events_of_sender = OX_EVENTS;
 constexpr std::uint32_t senders = 4;
 constexpr std::uint32_t waiters = 20;
 constexpr auto patience = std::chrono::minutes(2);  // without any event
@@ -41,46 +31,17 @@ struct Board {
   std::atomic<std::uint32_t> failures;  // with a line on the standard error stream each
   // Events of each sender that nobody answered for: they may have been lost with the manager, or not.
   std::atomic<bool> unanswered[senders][events_of_sender + 1];
-  // The last number that each waiter has had of each sender.
-  std::uint32_t had[waiters][senders];
+  std::uint32_t next[senders];          // what each sends next
+  std::uint32_t had[waiters][senders];  // the last number that each waiter has had of each sender
 };
-
-class EventRoad : public testing::Test {
- protected:
-  void SetUp() override {
-    void* const memory = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    ASSERT_NE(MAP_FAILED, memory);
-    board = new (memory) Board{};
-  }
-  void TearDown() override { (void)munmap(board, sizeof(Board)); }
-
-  // Runs it in a process of its own; its result is the exit status.
-  pid_t start(const std::function<int()>& body) {
-    const pid_t pid = fork();
-    if (pid == 0) _exit(body());
-    return pid;
-  }
-  static int end_of(pid_t pid) {
-    int status = -1;
-    (void)waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + status;
-  }
-  void wait_until(const std::function<bool()>& condition) const {
-    for (int i = 0; i < 30000 && !condition() && board->failures == 0; ++i) {
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    EXPECT_TRUE(condition());
-  }
-
-  Board* board = nullptr;
-};
+constexpr char board_name[] = "road.board";
 
 constexpr int done = 0;
 constexpr int connection_lost = 1;
 constexpr int failed = 2;
 
 int fail(Board& board, const char* what, std::uint32_t code) {
-  std::fprintf(stderr, "process %d: %s (%u)\n", static_cast<int>(getpid()), what, code);
+  std::fprintf(stderr, "%s (%u)\n", what, code);
   ++board.failures;
   return failed;
 }
@@ -152,8 +113,28 @@ evmsg* event_of(std::uint32_t sender, std::uint32_t number) {
   return event;
 }
 
-// Sends what is left from `next` on; the first that is not sent is left there.
-OX_RESULT send_all(Board& board, std::uint32_t sender, std::uint32_t& next) {
+// What the processes do. A process has one connection in its life: who loses the manager goes on as a new one.
+using Role = int (*)(Board& board, std::uint32_t number);
+
+template <Role role>
+int play(OtherProcess& process) {
+  platform::SharedBlock block;
+  if (block.open(board_name, platform::SharedBlock::Mode::write) != platform::error_none) return failed;
+  OX_RESULT result = oxaInit(on_disconnect);
+  for (int tries = 0; result != OX_OK && tries < 60; ++tries) result = oxaInit(on_disconnect);  // a second each
+  if (result != OX_OK) return failed;
+  return role(*static_cast<Board*>(block.data()), static_cast<std::uint32_t>(std::stoul(process.text())));
+}
+
+int wait_plainly(Board& board, std::uint32_t number) { return Waiter{board, number, false}.run(nullptr); }
+
+int wait_persistently(Board& board, std::uint32_t number) {
+  return Waiter{board, number, true}.run(name_of(number).c_str());
+}
+
+// Sends what is left; the first that is not sent is left there.
+OX_RESULT send_all(Board& board, std::uint32_t sender) {
+  std::uint32_t& next = board.next[sender];
   std::uint32_t handle = 0;
   OX_RESULT result = oxeEventOpen(nullptr, "road", &handle);
   for (; result == OX_OK && next <= events_of_sender; ++next) {
@@ -166,73 +147,19 @@ OX_RESULT send_all(Board& board, std::uint32_t sender, std::uint32_t& next) {
   return result;
 }
 
-TEST_F(EventRoad, EveryWaiterHasEveryEventInOrder) {
-  const Daemon daemon;
-  std::vector<pid_t> processes;
-  for (std::uint32_t number = 0; number < waiters; ++number) {
-    processes.push_back(start([&] {
-      if (const OX_RESULT result = oxaInit(on_disconnect)) return fail(*board, "oxaInit", result);
-      return Waiter{*board, number, false}.run(nullptr);
-    }));
-  }
-  wait_until([&] { return board->ready == waiters; });
-  for (std::uint32_t sender = 0; sender < senders; ++sender) {
-    processes.push_back(start([&] {
-      std::uint32_t next = 1;
-      OX_RESULT result = oxaInit(nullptr);
-      if (result == OX_OK) result = send_all(*board, sender, next);
-      return result == OX_OK ? done : fail(*board, "send", result);
-    }));
-  }
-  for (const pid_t process : processes) EXPECT_EQ(done, end_of(process));
-  EXPECT_EQ(senders * events_of_sender, board->sent);
+int send_plainly(Board& board, std::uint32_t sender) {
+  const OX_RESULT result = send_all(board, sender);
+  return result == OX_OK ? done : fail(board, "send", result);
 }
 
-// A process has one connection in its life: whoever outlives the manager goes on as a new process.
-int live_on(const std::function<int()>& life) {
-  for (int lives = 0; lives < 20; ++lives) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-      OX_RESULT result = oxaInit(on_disconnect);
-      for (int tries = 0; result != OX_OK && tries < 60; ++tries) result = oxaInit(on_disconnect);  // a second each
-      _exit(result == OX_OK ? life() : failed);
-    }
-    int status = 0;
-    (void)waitpid(pid, &status, 0);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != connection_lost) return WEXITSTATUS(status);
-  }
-  return failed;
-}
-
-TEST_F(EventRoad, PersistentWaitsOutliveTheManager) {
-  Daemon daemon;
-  std::vector<pid_t> processes;
-  for (std::uint32_t number = 0; number < waiters; ++number) {
-    processes.push_back(start([&] {
-      return live_on([&] { return Waiter{*board, number, true}.run(name_of(number).c_str()); });
-    }));
-  }
-  wait_until([&] { return board->ready >= waiters; });
-  auto* const next = static_cast<std::uint32_t*>(
-      mmap(nullptr, sizeof(std::uint32_t) * senders, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  for (std::uint32_t sender = 0; sender < senders; ++sender) {
-    next[sender] = 1;
-    processes.push_back(start([&] {
-      return live_on([&] {
-        const OX_RESULT result = send_all(*board, sender, next[sender]);
-        if (result == OX_OK) return done;
-        if (result != OX_ECLOSED && result != OX_ENOSESSION) return fail(*board, "send", result);
-        // The last one is sent again and again: by it the waiters know the end.
-        if (result == OX_ECLOSED && next[sender] < events_of_sender) board->unanswered[sender][next[sender]++] = true;
-        return connection_lost;
-      });
-    }));
-  }
-  wait_until([&] { return board->sent >= senders * events_of_sender / 2; });
-  daemon.kill();
-  daemon.start();
-  for (const pid_t process : processes) EXPECT_EQ(done, end_of(process));
-  (void)munmap(next, sizeof(std::uint32_t) * senders);
+int send_persistently(Board& board, std::uint32_t sender) {
+  const OX_RESULT result = send_all(board, sender);
+  if (result == OX_OK) return done;
+  if (result != OX_ECLOSED && result != OX_ENOSESSION) return fail(board, "send", result);
+  // The last one is sent again and again: by it the waiters know the end.
+  std::uint32_t& next = board.next[sender];
+  if (result == OX_ECLOSED && next < events_of_sender) board.unanswered[sender][next++] = true;
+  return connection_lost;
 }
 
 // What the icon wait's callback was told: "top router 3".
@@ -244,22 +171,105 @@ void OX_CALL on_icon(void*, void* argument, const char* component, const char* n
                                                    (name != nullptr ? name : "-") + ' ' + std::to_string(status);
 }
 
+int watch_icon(Board& board, std::uint32_t) {
+  std::string told;
+  void* wait = nullptr;
+  const OX_RESULT result = oxeEventIconWaitOpen(nullptr, "top", on_icon, &told, &wait);
+  if (result != OX_OK) return fail(board, "no icon wait", result);
+  ++board.ready;
+  if (oxaDispatch(60000) != OX_OK || told != "top router 3") return fail(board, told.c_str(), 0);
+  return oxeEventIconWaitClose(wait) == OX_OK ? done : failed;
+}
+
+[[maybe_unused]] const bool declared[] = {
+    OtherProcess::declare("wait", play<wait_plainly>),
+    OtherProcess::declare("send", play<send_plainly>),
+    OtherProcess::declare("wait persistently", play<wait_persistently>),
+    OtherProcess::declare("send persistently", play<send_persistently>),
+    OtherProcess::declare("watch an icon", play<watch_icon>),
+};
+
+class EventRoad : public testing::Test {
+ protected:
+  struct Actor {
+    std::string role;
+    std::string number;
+    ChildProcess process;
+    int lives = 0;
+
+    void live() {
+      process = OtherProcess::start(role, number);
+      ++lives;
+    }
+  };
+
+  void SetUp() override {
+    ASSERT_EQ(platform::error_none, block_.create(board_name, sizeof(Board), platform::Access::machine));
+    board = new (block_.data()) Board{};
+    for (std::uint32_t& next : board->next) next = 1;
+  }
+  void start(const std::string& role, std::uint32_t number) {
+    actors_.push_back({role, std::to_string(number), {}, 0});
+    actors_.back().live();
+  }
+  void all_end_well() {
+    for (int i = 0; i < 100000 && !actors_.empty(); ++i) {
+      std::erase_if(actors_, [](Actor& actor) {
+        if (actor.process.running()) return false;
+        const int status = actor.process.wait(std::chrono::milliseconds(0));
+        if (status == connection_lost && actor.lives < 20) {
+          actor.live();
+          return false;
+        }
+        EXPECT_EQ(done, status) << actor.role << ' ' << actor.number << '\n' << OtherProcess::log();
+        return true;
+      });
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_TRUE(actors_.empty()) << actors_.front().role << ' ' << actors_.front().number;
+  }
+  template <class Condition>
+  void wait_until(Condition condition) const {
+    for (int i = 0; i < 30000 && !condition() && board->failures == 0; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_TRUE(condition()) << OtherProcess::log();
+  }
+
+  Board* board = nullptr;
+
+ private:
+  platform::SharedBlock block_;
+  std::vector<Actor> actors_;
+};
+
+TEST_F(EventRoad, EveryWaiterHasEveryEventInOrder) {
+  const Daemon daemon;
+  for (std::uint32_t number = 0; number < waiters; ++number) start("wait", number);
+  wait_until([&] { return board->ready == waiters; });
+  for (std::uint32_t sender = 0; sender < senders; ++sender) start("send", sender);
+  all_end_well();
+  EXPECT_EQ(senders * events_of_sender, board->sent);
+}
+
+TEST_F(EventRoad, PersistentWaitsOutliveTheManager) {
+  Daemon daemon;
+  for (std::uint32_t number = 0; number < waiters; ++number) start("wait persistently", number);
+  wait_until([&] { return board->ready >= waiters; });
+  for (std::uint32_t sender = 0; sender < senders; ++sender) start("send persistently", sender);
+  wait_until([&] { return board->sent >= senders * events_of_sender / 2; });
+  daemon.kill();
+  daemon.start();
+  all_end_well();
+}
+
 TEST_F(EventRoad, IconWaitsAreToldOfAnIconsChange) {
   const Daemon daemon;
   ASSERT_EQ("0 ", run_program({"oxset", "--add", "map:top"}));
-  const pid_t waiter = start([&] {
-    std::string told;
-    void* wait = nullptr;
-    OX_RESULT result = oxaInit(on_disconnect);
-    if (result == OX_OK) result = oxeEventIconWaitOpen(nullptr, "top", on_icon, &told, &wait);
-    if (result != OX_OK) return fail(*board, "no icon wait", result);
-    ++board->ready;
-    if (oxaDispatch(60000) != OX_OK || told != "top router 3") return fail(*board, told.c_str(), 0);
-    return oxeEventIconWaitClose(wait) == OX_OK ? done : failed;
-  });
+  start("watch an icon", 0);
   wait_until([&] { return board->ready == 1; });
   EXPECT_EQ("0 ", run_program({"oxset", "map:top", "obj.map.mapIconStatus.0", "3", "obj.map.mapIconName.0", "router"}));
-  EXPECT_EQ(done, end_of(waiter));
+  all_end_well();
 }
 
 }  // namespace

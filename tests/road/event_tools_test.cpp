@@ -24,14 +24,14 @@ class ToolRoad : public testing::Test {
 
     // What it has printed so far; waits until that has the text.
     std::string until(const std::string& text) const {
-      for (int i = 0; i < 6000 && read_file(output).find(text) == std::string::npos; ++i) {
+      for (int i = 0; i < 6000 && read_text(output).find(text) == std::string::npos; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
       }
-      return read_file(output);
+      return read_text(output);
     }
     std::string end(int expected = 0) {
-      EXPECT_EQ(expected, process.wait(patience)) << read_file(output);
-      return read_file(output);
+      EXPECT_EQ(expected, process.wait(patience)) << read_text(output);
+      return read_text(output);
     }
   };
   // "oxevent send --memo x": words without quotes.

@@ -1,15 +1,17 @@
 // Traps on the road: from real senders through a real manager to those who wait.
 #include <gtest/gtest.h>
 
+#include <asio/io_context.hpp>
 #include <atomic>
 #include <cctype>
 #include <chrono>
 #include <optional>
 #include <thread>
 
+#include "platform/server/datagrams.h"
 #include "tests/road/daemon.h"
-#include "tests/support/agent_process.h"
 #include "tests/support/installation.h"
+#include "tests/support/machine_process.h"
 #include "tests/support/system_root.h"
 #include "tests/support/udp_socket.h"
 
@@ -18,11 +20,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr std::uint64_t flood_events = 1000;
-#else
-constexpr std::uint64_t flood_events = 20000;
-#endif
+constexpr std::uint64_t flood_events = OX_EVENTS;
 
 const std::string own = "1.3.6.1.4.1.64312.2";
 
@@ -58,6 +56,13 @@ struct Told {
   std::uint64_t repeats, events, malformed, overflowed;
 };
 
+// Not every system tells how many datagrams it dropped.
+bool dropped_are_counted() {
+  asio::io_context loop;
+  asio::ip::udp::socket socket(loop, asio::ip::udp::v4());
+  return platform::dropped_datagrams(socket).has_value();
+}
+
 // From hex digits.
 std::string bytes_of(const std::string& answer) {
   std::string digits = answer.substr(answer.find(' ') + 1);
@@ -91,8 +96,7 @@ class TrapRoad : public testing::Test {
     command.insert(command.end(), {"-On", "-r0", "-t10", "-c", "test community", address()});
     command.insert(command.end(), rest.begin(), rest.end());
     write_file(file("sent"), "");
-    EXPECT_EQ(0, ChildProcess(command, file("sent"), agent_environment(file("sender"))).wait(20s))
-        << read_file(file("sent"));
+    EXPECT_EQ(0, MachineProcess(command, file("sent"), file("sender")).wait(20s)) << read_file(file("sent"));
   }
 
   // Starts somebody who waits for traps, and returns when it hears them.
@@ -240,12 +244,17 @@ TEST_F(TrapRoad, TheBooksBalanceUnderAFlood) {
   ended = true;
   sender.join();
   const auto told = [&] { return Told(read_file(file("events"))); };
+  const bool all_counted = dropped_are_counted();
   Told all = told();
-  for (int i = 0; i < 200 && all.received() + all.overflowed < sent; ++i, all = told()) {
+  for (int i = 0; i < (all_counted ? 200 : 40) && all.received() + all.overflowed < sent; ++i, all = told()) {
     std::this_thread::sleep_for(100ms);
   }
-  EXPECT_EQ(sent, all.received() + all.overflowed);
-  EXPECT_GE(sent, 5 * all.received()) << "this was no flood";
+  if (all_counted) {
+    EXPECT_EQ(sent, all.received() + all.overflowed);
+    EXPECT_GE(sent, 5 * all.received()) << "this was no flood";
+  } else {
+    EXPECT_GE(sent, all.received());
+  }
   EXPECT_GE(all.events, flood_events);
   EXPECT_LT(0u, all.repeats);
   EXPECT_LT(0u, all.malformed);
@@ -257,8 +266,9 @@ TEST_F(TrapRoad, TheBooksBalanceUnderAFlood) {
   EXPECT_EQ(0, daemon_->end());
   const std::string books =
       std::to_string(all.received() + markers_) + " received: " + std::to_string(all.events + markers_) + " events, " +
-      std::to_string(all.repeats) + " repeats, " + std::to_string(all.overflowed) +
-      " lost because the socket's buffer was full, " + std::to_string(all.malformed) + " malformed";
+      std::to_string(all.repeats) + " repeats, " +
+      (all_counted ? std::to_string(all.overflowed) + " lost because the socket's buffer was full, " : "") +
+      std::to_string(all.malformed) + " malformed";
   EXPECT_NE(std::string::npos, daemon_->log().find("traps: " + books + "\n")) << books << '\n' << daemon_->log();
 }
 

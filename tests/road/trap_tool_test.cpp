@@ -8,8 +8,8 @@
 #include <oxbase/oxc.h>
 
 #include "tests/road/daemon.h"
-#include "tests/support/agent_process.h"
 #include "tests/support/installation.h"
+#include "tests/support/machine_process.h"
 #include "tests/support/system_root.h"
 #include "tests/support/udp_socket.h"
 
@@ -49,8 +49,7 @@ TEST_F(TrapTool, RealSendersAreHeardAndInformsAnswered) {
     if (command[0] == "snmptrap") command.erase(std::find(command.begin(), command.end(), "-Ci"));
     command.insert(command.end(), rest.begin(), rest.end());
     write_file(file("sent"), "");
-    EXPECT_EQ(0, ChildProcess(command, file("sent"), agent_environment(file("sender"))).wait(20s))
-        << read_file(file("sent"));
+    EXPECT_EQ(0, MachineProcess(command, file("sent"), file("sender")).wait(20s)) << read_file(file("sent"));
   };
   const std::string own = ".1.3.6.1.4.1.64312.2";
   send({"snmptrap", "-v1"}, {own, "192.0.2.9", "2", "0", "1234", ".1.3.6.1.2.1.2.2.1.1.3", "i", "3"});
@@ -85,9 +84,10 @@ TEST_F(TrapTool, ARealReceiverPrintsWhatIsSent) {
   const std::string destination = "127.0.0.1:" + port;
   write_file(file("receiver/snmptrapd.conf"), "disableAuthorization yes\n");
   write_file(file("receiver.log"), "");
-  ChildProcess receiver({"snmptrapd", "-f", "-C", "-c", file("receiver/snmptrapd.conf"), "-Lo", "-On", "-m", "", "-F",
-                         "%P|%N|%w.%q|%T|%a|%v\\n", "-p", file("receiver/pid"), destination},
-                        file("receiver.log"), agent_environment(file("receiver")));
+  MachineProcess receiver(
+      {"snmptrapd", "-f", "-C", "-c", machine_path(file("receiver/snmptrapd.conf")), "-Lo", "-On", "-m", "", "-F",
+       "%P|%N|%w.%q|%T|%a|%v\\n", "-p", machine_path(file("receiver/pid")), destination},
+      file("receiver.log"), file("receiver"));
   const auto end = std::chrono::steady_clock::now() + 20s;
   while (read_file(file("receiver.log")).find("|0.9") == std::string::npos) {
     ASSERT_TRUE(receiver.running() && std::chrono::steady_clock::now() < end) << read_file(file("receiver.log"));

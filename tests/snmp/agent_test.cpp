@@ -6,8 +6,7 @@
 
 #include "tests/snmp/packet.h"
 #include "tests/snmp/test_message.h"
-#include "tests/support/agent_process.h"
-#include "tests/support/child_process.h"
+#include "tests/support/machine_process.h"
 #include "tests/support/system_root.h"
 #include "tests/support/texts.h"
 #include "tests/support/udp_socket.h"
@@ -42,7 +41,7 @@ std::string run(std::vector<std::string> arguments, const std::vector<std::strin
   UdpSocket agent;
   arguments.insert(arguments.end(), {"-m", "", "-On", "-r0", "-t5", agent.address()});
   arguments.insert(arguments.end(), operands.begin(), operands.end());
-  ChildProcess tool(arguments, output, agent_environment(folder));
+  MachineProcess tool(arguments, output, folder);
   std::uint16_t from = 0;
   const std::string request = agent.receive(20s, &from);
   Message message;

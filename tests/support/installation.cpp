@@ -37,8 +37,9 @@ void lay_down_installation() {
 
 Installation::Installation(Missing missing) : tree_(missing != Missing::tree) {
   for (const char* language : {"0409", "0411"}) {
-    if (missing == Missing::messages) continue;
-    write_file(home_dir() + "/LIB/LOCALE/" + language + "/OXERROR.MSG", "17:Connection lost\r\n");
+    const std::string file = home_dir() + "/LIB/LOCALE/" + language + "/OXERROR.MSG";
+    // Windows keeps a file as it is while somebody has it mapped.
+    if (missing != Missing::messages && !fs::exists(file)) write_file(file, "17:Connection lost\r\n");
   }
   if (missing != Missing::base_services) {
     EXPECT_EQ(platform::error_none, base_services_.create("Global\\OxWaitEvent", platform::Access::machine));

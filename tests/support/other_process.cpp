@@ -13,13 +13,16 @@ namespace {
 
 using platform::Access;
 
-constexpr char marker[] = "--part";
+constexpr char in_turns[] = "--part";
+constexpr char alone[] = "--process";
 constexpr std::uint32_t patience_ms = 20'000;
 
 std::map<std::string, OtherProcess::Part>& parts() {
   static std::map<std::string, OtherProcess::Part> declared;
   return declared;
 }
+
+std::string log_file() { return system_root() + "/part.log"; }
 
 [[maybe_unused]] const bool known = (part_runner() = &OtherProcess::run) != nullptr;
 
@@ -30,8 +33,14 @@ bool OtherProcess::declare(const char* name, Part part) { return parts().emplace
 OtherProcess::OtherProcess(const std::string& part, const std::string& text) {
   EXPECT_EQ(platform::error_none, ours_.create("turn.test", Access::machine));
   EXPECT_EQ(platform::error_none, theirs_.create("turn.part", Access::machine));
-  process_ = ChildProcess({own_program(), marker, part, text}, system_root() + "/part.log");
+  process_ = ChildProcess({own_program(), in_turns, part, text}, log_file());
 }
+
+ChildProcess OtherProcess::start(const std::string& part, const std::string& text) {
+  return ChildProcess({own_program(), alone, part, text}, log_file());
+}
+
+std::string OtherProcess::log() { return read_file(log_file()); }
 
 bool OtherProcess::wait() {
   if (ours_.wait(patience_ms) != platform::error_none) return false;
@@ -40,12 +49,13 @@ bool OtherProcess::wait() {
 }
 
 bool OtherProcess::run(int argc, char** argv, int& status) {
-  if (argc != 4 || std::string(argv[1]) != marker) return false;
+  const std::string kind = argc == 4 ? argv[1] : "";
+  if (kind != in_turns && kind != alone) return false;
   OtherProcess owner;
   owner.text_ = argv[3];
-  const bool opened =
-      owner.ours_.open("turn.part") == platform::error_none && owner.theirs_.open("turn.test") == platform::error_none;
-  status = opened && owner.wait() ? parts().at(argv[2])(owner) : 99;
+  const bool ready = kind == alone || (owner.ours_.open("turn.part") == platform::error_none &&
+                                       owner.theirs_.open("turn.test") == platform::error_none && owner.wait());
+  status = ready ? parts().at(argv[2])(owner) : 99;
   return true;
 }
 

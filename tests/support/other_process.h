@@ -17,6 +17,11 @@ class OtherProcess {
   // The test's side: starts the part of that name with a text for it.
   explicit OtherProcess(const std::string& part, const std::string& text = "-");
 
+  // Starts the part as a process without turns, which begins at once.
+  static ChildProcess start(const std::string& part, const std::string& text);
+  // What all of them have printed.
+  [[nodiscard]] static std::string log();
+
   [[nodiscard]] bool wait();
   void signal() { theirs_.set(); }
   [[nodiscard]] int result() { return process_.wait(std::chrono::seconds(20)); }

@@ -39,7 +39,10 @@ Snmpd::Snmpd(const std::string& folder, const std::string& configuration) : fold
 
 void Snmpd::start() {
   const std::string log = folder_ + "/snmpd.log";
-  process_ = AgentProcess(folder_, address());
+  const std::string files = machine_path(folder_);
+  process_ = MachineProcess(
+      {"snmpd", "-f", "-Lo", "-C", "-c", files + "/snmpd.conf", "-p", files + "/snmpd.pid", "-I", "-smux", address()},
+      log, folder_);
   const auto end = steady_clock::now() + std::chrono::seconds(20);
   while (process_.running() && steady_clock::now() < end) {
     if (answers()) return;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/agent_process.h"
+#include "tests/support/machine_process.h"
 
 namespace ox::test {
 
@@ -28,7 +28,7 @@ class Snmpd {
 
   std::string folder_;
   std::uint16_t port_ = 0;
-  AgentProcess process_;
+  MachineProcess process_;
 };
 
 }  // namespace ox::test

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/windows/handle.h"
+#include "tests/support/windows/command_line.h"
 
 namespace ox::test {
 namespace {
@@ -31,18 +32,6 @@ void prepare_once() {
     return ::AllocConsole() != FALSE;
   }();
   (void)done;
-}
-
-// As the C runtime takes a command line apart.
-std::string quoted(const std::string& argument) {
-  std::string text = "\"";
-  std::size_t backslashes = 0;
-  for (const char c : argument) {
-    if (c == '"') text.append(backslashes + 1, '\\');
-    backslashes = c == '\\' ? backslashes + 1 : 0;
-    text += c;
-  }
-  return text.append(backslashes, '\\') + '"';
 }
 
 std::string environment_block(const std::vector<std::string>& additions) {
@@ -81,8 +70,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const std:
   how.hStdInput = input.get();
   how.hStdOutput = output.get();
   how.hStdError = output.get();
-  std::string line;
-  for (const std::string& argument : arguments) line += (line.empty() ? "" : " ") + quoted(argument);
+  std::string line = command_line(arguments);
   std::string block = environment_block(environment);
   PROCESS_INFORMATION made{};
   if (::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, block.data(), nullptr, &how, &made) == FALSE) {
