@@ -215,8 +215,10 @@ TEST_F(SnmpTest, WatchedValuesAreLookedAtAgain) {
   EXPECT_EQ("2>1 node:r1 1.3.6.1.2.1.2.1.0 = 4", report(1)) << "what has not changed is not told";
   (void)ask(std::string("set node:r1 ") + status2 + " 2");
   EXPECT_EQ(std::string("2>2 node:r1 ") + status2 + " = 2", report(2)) << "what we write is told at once";
+  change("1.3.6.1.2.1.2.2.1.7.3", 1);
+  EXPECT_EQ("2>2 node:r1 1.3.6.1.2.1.2.2.1.7.3 = 1", report(2)) << "and not again by the next look";
   change(status2, {});
-  EXPECT_EQ(std::string("2>2 node:r1 ") + status2 + " = (deleted)", report(2)) << "and not again by the next look";
+  EXPECT_EQ(std::string("2>2 node:r1 ") + status2 + " = (deleted)", report(2));
 }
 
 }  // namespace
