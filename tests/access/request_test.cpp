@@ -8,6 +8,7 @@
 #include "tests/access/report_peer.h"
 #include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/given.h"
 
 namespace ox::test {
 namespace {
@@ -152,13 +153,13 @@ TEST_F(RequestTest, Answers) {
     OX_RESULT without_list = result;  // when the caller does not ask for it
   } cases[] = {
       {"nodes", get, {.data = one_node}, 0, "11.1.1.0"},
-      {"nodes and 122", get, {.error = 122, .data = one_node}, 0, "11.1.1.0", 0},
-      {"nodes and an error", get, {.error = 84, .data = one_node}, 121, "11.1.1.0", 121},
-      {"nothing", get, {}, 122, "untouched", 122},
-      {"an error without nodes", get, {.error = 84}, 84, "untouched", 84},
-      {"broken nodes", get, {.error = 84, .data = broken}, 71, "untouched", 71},
-      {"nodes and the error of a set", set, {.error = 84, .data = one_node}, 84, "11.1.1.0", 84},
-      {"an error of management", manage, {.error = 207}, 207, "null", 207},
+      {"nodes and 122", get, {.error = 122, .data = one_node}, 0, "11.1.1.0"},
+      {"nodes and an error", get, {.error = 84, .data = one_node}, 121, "11.1.1.0"},
+      {"nothing", get, {}, 122, "untouched"},
+      {"an error without nodes", get, {.error = 84}, 84, "untouched"},
+      {"broken nodes", get, {.error = 84, .data = broken}, 71, "untouched"},
+      {"nodes and the error of a set", set, {.error = 84, .data = one_node}, 84, "11.1.1.0"},
+      {"an error of management", manage, {.error = 207}, 207, "null"},
       {"broken nodes of management", manage, {.error = 207, .data = broken}, 71, "null", 207},
   };
   for (const auto& c : cases) {
@@ -170,21 +171,17 @@ TEST_F(RequestTest, Answers) {
     EXPECT_EQ(c.without_list, c.call(nullptr));
   }
 
-  std::uint32_t number = 77;
   const auto answered = [&](auto call, const ReplyFields& reply) {
     peer.answer(reply_bytes(reply));
-    return call();
+    return given<std::uint32_t>(call);
   };
-  const auto lock = [&] { return oxaCompLock(nullptr, "map:top", 0, &number); };
-  const auto size = [&] { return oxaDataGetSize(nullptr, "", "", &number); };
-  EXPECT_EQ(5u, answered(lock, {.error = 5, .source_id = 9}));
-  EXPECT_EQ(71u, answered(size, {.data = bytes("000102")}));
-  EXPECT_EQ(122u, answered(size, {.error = 122, .data = bytes("00010203")}));
-  EXPECT_EQ(77u, number);
-  EXPECT_EQ(0u, answered(lock, {.source_id = 0x80000009}));
-  EXPECT_EQ(0x80000009u, number);
-  EXPECT_EQ(0u, answered(size, {.data = bytes("00010203 04")}));
-  EXPECT_EQ(0x00010203u, number);
+  const auto lock = [](std::uint32_t* id) { return oxaCompLock(nullptr, "map:top", 0, id); };
+  const auto size = [](std::uint32_t* count) { return oxaDataGetSize(nullptr, "", "", count); };
+  EXPECT_EQ("!5", answered(lock, {.error = 5, .source_id = 9}));
+  EXPECT_EQ("!71", answered(size, {.data = bytes("000102")}));
+  EXPECT_EQ("!122", answered(size, {.error = 122, .data = bytes("00010203")}));
+  EXPECT_EQ(std::to_string(0x80000009), answered(lock, {.source_id = 0x80000009}));
+  EXPECT_EQ(std::to_string(0x00010203), answered(size, {.data = bytes("00010203 04")}));
 }
 
 TEST_F(RequestTest, ALostOrBrokenConnectionEndsTheSession) {

@@ -19,11 +19,8 @@ class Snmpd {
   [[nodiscard]] std::uint16_t port() const noexcept { return port_; }
   [[nodiscard]] std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
 
-  // The agent goes away without a word, and comes back on the same port.
-  void stop() { process_.kill(); }
-  void start();
-
  private:
+  void start();
   bool answers();
 
   std::string folder_;
