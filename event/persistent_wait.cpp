@@ -118,17 +118,6 @@ OX_RESULT close_at_manager(const PersistentWait& wait) {
   return request({.command = code_wait_close, .destination_id = wait.manager_id}, {}, reply);
 }
 
-// A manager that hears of a name for the first time makes its key. What fails here must not leave the wait open there.
-OX_RESULT recall_new(PersistentWait& wait, const char* name) {
-  if (wait.memory != nullptr) return OX_OK;
-  const OX_RESULT result = guarded([&]() -> OX_RESULT {
-    recall(wait, name);
-    return OX_OK;
-  });
-  if (result != OX_OK) (void)close_at_manager(wait);
-  return result;
-}
-
 OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void** handle) {
   if (handle != nullptr) *handle = nullptr;
   if (name == nullptr || *name == '\0' || handle == nullptr) return OX_EMISSING;
@@ -139,7 +128,6 @@ OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void
   wait_ptr<PersistentWait> wait = make_wait<PersistentWait>("evwait_001");
   if (!wait) return OX_ENOMEM;
   wait->last_number = nothing_received;
-  recall(*wait, name);
   wait->wire_id =
       make_wire_id(wait.get(), last_wire_id, [](std::uint32_t id) { return find_by_wire_id(id) != nullptr; });
   set_report_handler(code_wait_open, on_delivery);
@@ -150,7 +138,16 @@ OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void
   wait->callback = callback;
   wait->argument = argument;
   wait->manager_id = reply->source_id;
-  if (const OX_RESULT recalled = recall_new(*wait, name)) return recalled;
+  // Not before: the memory of a wait that another process has open is that process's, and that of a new name has only
+  // now been made. What fails here must not leave the wait open at the manager, which would deliver to nobody.
+  const OX_RESULT recalled = guarded([&]() -> OX_RESULT {
+    recall(*wait, name);
+    return OX_OK;
+  });
+  if (recalled != OX_OK) {
+    (void)close_at_manager(*wait);
+    return recalled;
+  }
   *handle = waits.add(std::move(wait));
   return OX_OK;
 }

@@ -232,8 +232,8 @@ TEST_F(WaitTest, TheNumberSurvivesTheWaitWhereTheRegistryHasAKey) {
   } rows[] = {
       {"app", 41, {41, 42}, "[42]", true},        {"app", 0, {42, 42}, "", true},
       {"keyless", 0, {41, 42}, "[41][42]", true}, {"keyless", 0, {42, 42}, "[42]", true},
-      {"app", 0, {43, 43}, "[43]", false},        {"app", 0, {43, 44}, "[44]", false},
-      {"app", 50, {50, 45}, "[45]", false},
+      {"app", 0, {43, 44}, "[43][44]", false},    {"app", 0, {44, 45}, "[45]", false},
+      {"app", 50, {50, 46}, "[46]", false},
   };
   std::vector<void*> abandoned;
   for (const auto& row : rows) {
@@ -242,7 +242,12 @@ TEST_F(WaitTest, TheNumberSurvivesTheWaitWhereTheRegistryHasAKey) {
       ASSERT_EQ(platform::error_none, platform::registry_write(key, "lastReceiveNumber", row.edited));
     }
     void* const wait = open_persistent(row.name);
-    for (const std::uint32_t number : row.numbers) deliver({delivery(number, event_bytes({number}))});
+    for (const std::uint32_t number : row.numbers) {
+      deliver({delivery(number, event_bytes({number}))});
+      peer.answer(reply_bytes({.error = 207}));  // another who would open it gets nothing, and spoils nothing
+      void* refused = nullptr;
+      EXPECT_EQ(207u, oxeEventWaitOpenEx(row.name, note, this, &refused));
+    }
     EXPECT_EQ(row.told, std::exchange(told, ""));
     if (row.close) {
       close_persistent(wait);
@@ -254,7 +259,7 @@ TEST_F(WaitTest, TheNumberSurvivesTheWaitWhereTheRegistryHasAKey) {
   for (void* const wait : abandoned) close_persistent(wait);
   std::uint32_t number = 0;
   EXPECT_EQ(platform::error_none, platform::registry_read(key, "lastReceiveNumber", number));
-  EXPECT_EQ(45u, number);
+  EXPECT_EQ(46u, number);
 }
 
 TEST_F(WaitTest, AWaitClosedInItsCallbackGoesWithIt) {
