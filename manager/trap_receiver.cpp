@@ -20,6 +20,9 @@ using asio::ip::udp;
 constexpr char sender_name[] = "oxmgrd";
 constexpr std::size_t most_repeat_bytes = 16u << 20;
 constexpr std::size_t most_told = 64;  // in one turn
+// A byte of an identifier becomes at most four characters: in a datagram of this size none is longer than a text of an
+// event may be.
+constexpr std::size_t surely_fits = 16000;
 constexpr auto first_report = std::chrono::seconds(1);
 
 // A decoded trap.
@@ -65,7 +68,15 @@ std::string key_of(const evmsg* event) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-// What a timer does must not end the daemon.
+// Whether what is encoded can be read again.
+bool can_travel(const evmsg* event) {
+  EventPtr again;
+  const OX_RESULT result = decode_events(encode_event(event), again);
+  if (result == OX_ENOMEM) throw std::bad_alloc();
+  return result == OX_OK && encode_event(again.get()) == encode_event(event);
+}
+
+// What fails for want of memory between two traps must not end the daemon.
 template <class Call>
 void guarded(const Call& call) {
   try {
@@ -116,10 +127,13 @@ void TrapReceiver::start() {
 }
 
 void TrapReceiver::end() {
-  socket_.close();
+  asio::error_code ignored;
+  socket_.close(ignored);
   const auto every = TrapRepeats::Clock::now() + std::chrono::seconds(manager_.settings.trap_repeat_window + 1);
-  tell_repeats(static_cast<std::size_t>(-1), every);
-  if (books_.lost() != told_.lost()) tell_losses();
+  guarded([&] {
+    tell_repeats(static_cast<std::size_t>(-1), every);
+    if (books_.lost() != told_.lost()) tell_losses();
+  });
   manager_.events.flush();
   log(Severity::information, "traps: " + books_text(books_));
 }
@@ -153,23 +167,18 @@ void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint
   Trap trap;
   const OX_RESULT decoded = oxsSnmpTrapDecode(datagram.data(), static_cast<std::uint32_t>(datagram.size()), &trap);
   if (decoded == OX_ENOMEM) throw std::bad_alloc();
-  if (decoded != OX_OK) {
-    ++books_.malformed;
-    malformed_from_ = text_of(sender);
-    return;
-  }
+  if (decoded != OX_OK) return refuse(sender);
   const oxcTrTag* const definition = definitions_.find(trap);
   const std::uint32_t agent = agent_of(trap, address_of(sender));
   EventPtr event = make_trap_event(trap, agent, manager_.store.agents().find(agent), definition);
+  if (datagram.size() > surely_fits && !can_travel(event.get())) return refuse(sender);
   Bytes answer = answer_to(trap, datagram);
   const bool counting = manager_.settings.trap_repeat_window != 0;
   const std::string key = counting ? key_of(event.get()) : std::string();
   if (counting && repeats_.count(key, trap.timeStamp)) {
     ++books_.repeats;
-    if (answer.empty()) return;
-    return manager_.events.when_safe([this, answer = std::move(answer), sender](bool safe) {
-      if (safe) this->answer(answer, sender);
-    });
+    if (!answer.empty()) answer_when_safe(std::move(answer), sender);
+    return;
   }
   set_trap_times(event.get(), trap, definition);
   const bool listed = definition == nullptr || definition->logging != 0;
@@ -177,6 +186,11 @@ void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint
   if (definition != nullptr && definition->action != nullptr) follow.action = definition->action;
   const Sequence given = submit(std::move(event), listed, std::move(follow));
   if (counting) repeats_.open(key, static_cast<std::uint32_t>(given), listed, TrapRepeats::Clock::now());
+}
+
+void TrapReceiver::refuse(const udp::endpoint& sender) {
+  malformed_from_ = text_of(sender);
+  ++books_.malformed;
 }
 
 // An inform is answered when its event is safe: until then its sender keeps it, and sends it again. An action is for an
@@ -191,7 +205,7 @@ Sequence TrapReceiver::submit(EventPtr event, bool listed, Follow follow) {
     }
     ++books_.unlogged;
     repeats_.forget();
-    tell_losses_later();
+    guarded([this] { tell_losses_later(); });
   };
   return manager_.events.submit(std::move(event), sender_name, done, listed);
 }
@@ -213,6 +227,15 @@ void TrapReceiver::answer(const Bytes& bytes, const udp::endpoint& to) {
   if (socket_.is_open()) socket_.send_to(asio::buffer(bytes), to, 0, ignored);
 }
 
+// One that is not answered for want of memory comes again.
+void TrapReceiver::answer_when_safe(Bytes bytes, const udp::endpoint& to) {
+  guarded([&] {
+    manager_.events.when_safe([this, bytes = std::move(bytes), to](bool safe) {
+      if (safe) answer(bytes, to);
+    });
+  });
+}
+
 // ---- Repeats ----
 
 void TrapReceiver::tell_repeats_later() {
@@ -232,24 +255,33 @@ void TrapReceiver::tell_repeats(std::size_t most, TrapRepeats::Clock::time_point
   for (std::size_t told = 0; told < most; ++told) {
     const auto repeats = repeats_.take(now);
     if (!repeats) return;
-    const auto& known = repeats->known;
-    EventPtr event;
-    if (decode_events(std::as_bytes(std::span(repeats->key)), event) != OX_OK) throw std::bad_alloc();
-    const std::string summary = text_of(event.get(), &oxeEvmsgGetOptMsg) + " (repeated " + std::to_string(known.count) +
-                                (known.count == 1 ? " time" : " times") + " in " +
-                                std::to_string(manager_.settings.trap_repeat_window) + " s)";
-    const std::uint32_t defined = number_of(event.get(), &oxeEvmsgGetEventId);
-    require(oxeEvmsgSetOptMsg(event.get(), summary.c_str()));
-    require(oxeEvmsgSetRefEventId(event.get(), defined != 0 ? defined : known.first));
-    require(oxeEvmsgSetSnmpTimeStamp(event.get(), known.time_stamp));
-    const auto done = [this, count = known.count](OX_RESULT result, const Bytes&) {
-      if (result == OX_OK) return;
-      books_.repeats -= count;
-      books_.unlogged += count;
-      tell_losses_later();
-    };
-    (void)manager_.events.submit(std::move(event), sender_name, done, known.listed);
+    try {
+      tell(*repeats);
+    } catch (const std::bad_alloc&) {
+      books_.repeats -= repeats->known.count;
+      books_.without_memory += repeats->known.count;
+    }
   }
+}
+
+void TrapReceiver::tell(const TrapRepeats::Told& repeats) {
+  const auto& known = repeats.known;
+  EventPtr event;
+  if (decode_events(std::as_bytes(std::span(repeats.key)), event) != OX_OK) throw std::bad_alloc();
+  const std::string summary = text_of(event.get(), &oxeEvmsgGetOptMsg) + " (repeated " + std::to_string(known.count) +
+                              (known.count == 1 ? " time" : " times") + " in " +
+                              std::to_string(manager_.settings.trap_repeat_window) + " s)";
+  const std::uint32_t defined = number_of(event.get(), &oxeEvmsgGetEventId);
+  require(oxeEvmsgSetOptMsg(event.get(), summary.c_str()));
+  require(oxeEvmsgSetRefEventId(event.get(), defined != 0 ? defined : known.first));
+  require(oxeEvmsgSetSnmpTimeStamp(event.get(), known.time_stamp));
+  const auto done = [this, count = known.count](OX_RESULT result, const Bytes&) {
+    if (result == OX_OK) return;
+    books_.repeats -= count;
+    books_.unlogged += count;
+    guarded([this] { tell_losses_later(); });
+  };
+  (void)manager_.events.submit(std::move(event), sender_name, done, known.listed);
 }
 
 // ---- Losses ----
@@ -285,7 +317,7 @@ void TrapReceiver::tell_losses() {
     if (result == OX_OK) {
       told_ = now;
     } else if (socket_.is_open()) {
-      tell_losses_later();
+      guarded([this] { tell_losses_later(); });
     }
   });
 }

@@ -32,6 +32,7 @@ class TrapReceiver {
   void wait();
   void receive();
   void take(std::span<const std::byte> datagram, const asio::ip::udp::endpoint& sender);
+  void refuse(const asio::ip::udp::endpoint& sender);
   // What is to be done when an event is safe: an inform answered, a program run.
   struct Follow {
     Bytes answer;
@@ -41,8 +42,10 @@ class TrapReceiver {
   Sequence submit(EventPtr event, bool listed, Follow follow);
   void act(const std::string& action, const Bytes& body);
   void answer(const Bytes& bytes, const asio::ip::udp::endpoint& to);
+  void answer_when_safe(Bytes bytes, const asio::ip::udp::endpoint& to);
   void tell_repeats_later();
   void tell_repeats(std::size_t most, TrapRepeats::Clock::time_point now);
+  void tell(const TrapRepeats::Told& repeats);
   void count_overflow();
   void tell_losses_later();
   void tell_losses();

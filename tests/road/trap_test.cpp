@@ -1,10 +1,12 @@
 // Traps on the road: from real senders through a real manager to those who wait.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <asio/io_context.hpp>
 #include <atomic>
 #include <cctype>
 #include <chrono>
+#include <cstdlib>
 #include <optional>
 #include <thread>
 
@@ -12,6 +14,8 @@
 #include "tests/road/daemon.h"
 #include "tests/support/installation.h"
 #include "tests/support/machine_process.h"
+#include "tests/support/other_process.h"
+#include "tests/support/own_program.h"
 #include "tests/support/system_root.h"
 #include "tests/support/udp_socket.h"
 
@@ -72,6 +76,29 @@ std::string bytes_of(const std::string& answer) {
     bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
   }
   return bytes;
+}
+
+// What actions run: this program, with a file.
+const bool acts = OtherProcess::declare("act", [](OtherProcess& owner) {
+  std::string seen;
+  for (const char* name : {"OX_SEVERITY", "OX_SUMMARY", "OX_DETAIL", "OX_COMPTYPE", "OX_COMPNAME", "OX_AGENT",
+                           "OX_ENTERPRISE", "OX_GENERIC", "OX_SPECIFIC"}) {
+    const char* const value = std::getenv(name);
+    seen += std::string(value != nullptr ? value : "none") + '|';
+  }
+  write_file(owner.text(), seen + '\n');
+  return 0;
+});
+const bool rests = OtherProcess::declare("rest", [](OtherProcess& owner) {
+  for (int i = 0; i < 6000 && read_file(owner.text()).empty(); ++i) std::this_thread::sleep_for(10ms);
+  return 0;
+});
+
+std::string own_action(const std::string& part, const std::string& name) {
+  write_file(file(name), "");
+  std::string action = own_program() + " --process " + part + " '" + file(name) + '\'';
+  std::replace(action.begin(), action.end(), '\\', '/');
+  return action;
 }
 
 class TrapRoad : public testing::Test {
@@ -139,12 +166,8 @@ TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
   // The user's definition comes before the standard's as soon as it is read.
   write_file(user, "Enterprise " + own +
                        "\nGenericCode 2\nSpecificCode *\nSeverity 4\nSummary own\nDetail port *%1*\n" +
-                       "Source me\nEventID 77\nLogging 0\nTimeStamp 1 " + own + ".8.0 " + own + ".9.0\n" +
-                       "Action /bin/sh " + file("act.sh") + " 'two words'\n");
-  write_file(file("act.sh"),
-             "echo \"$1|$OX_SEVERITY|$OX_SUMMARY|$OX_DETAIL|$OX_COMPTYPE:$OX_COMPNAME|$OX_AGENT|"
-             "$OX_ENTERPRISE $OX_GENERIC $OX_SPECIFIC\" >" +
-                 file("acted") + "\n");
+                       "Source me\nEventID 77\nLogging 0\nTimeStamp 1 " + own + ".8.0 " + own + ".9.0\n" + "Action " +
+                       own_action("act", "what it saw") + '\n');
   EXPECT_EQ("0 ", run({"oxtrap", "reload"}));
   EXPECT_NE(std::string::npos, until(file("oxmgrd1.log"), "44 trap definitions").find("44 trap"));
   send({"snmptrap", "-v1"}, {"." + own, "192.0.2.9", "2", "0", "1235", ".1.3.6.1.2.1.2.2.1.1.3", "i", "3",
@@ -184,7 +207,7 @@ TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
       EXPECT_EQ(std::string::npos, line.find("recoverTime")) << line;
     }
   }
-  EXPECT_EQ("two words|4|own|port 3|node:r1|192.0.2.9|" + own + " 2 0\n", until(file("acted"), "\n"));
+  EXPECT_EQ("4|own|port 3|node|r1|192.0.2.9|" + own + "|2|0|\n", until(file("what it saw"), "\n"));
   const std::string log = logged();
   EXPECT_NE(std::string::npos, log.find("linkUp"));
   EXPECT_EQ(std::string::npos, log.find("\"own\"")) << "an event that is not to be logged";
@@ -196,7 +219,8 @@ TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
 TEST_F(TrapRoad, AnAnsweredInformOutlivesTheManager) {
   start("TrapActions:\t1\n");
   write_file(work_dir() + "/public/trap/USER.DEF",
-             "Enterprise 1.3.6.1.6.3.1.1.5\nGenericCode 0\nSpecificCode *\nSummary coldStart\nAction sleep 3\n");
+             "Enterprise 1.3.6.1.6.3.1.1.5\nGenericCode 0\nSpecificCode *\nSummary coldStart\nAction " +
+                 own_action("rest", "the end") + '\n');
   EXPECT_EQ("0 ", run({"oxtrap", "reload"}));
   (void)until(file("oxmgrd1.log"), "44 trap definitions");
   for (int i = 1; i <= 3; ++i) {
@@ -212,6 +236,7 @@ TEST_F(TrapRoad, AnAnsweredInformOutlivesTheManager) {
   EXPECT_NE(std::string::npos,
             told.find("actions have not been run: 1 actions not run; the last action: 1 are running"))
       << told;
+  write_file(file("the end"), "now");
 }
 
 // Everything that was sent is found again, by kind, while somebody sends faster than the manager can take it.
