@@ -144,8 +144,11 @@ TEST_F(Road, ManySessionsLeaveNothingBehind) {
   open_one(0);
   const std::vector<std::ptrdiff_t> before = held();
   for (int i = 1; i <= OX_SESSIONS; ++i) open_one(i);
-  const auto grown = [&] {  // the session before may still have been on its way out then
-    return !std::equal(before.begin(), before.end(), held().begin(), [](auto then, auto now) { return now <= then; });
+  // The session before may still have been on its way out then, and the runtime keeps what a few threads had. Anything
+  // that only one session in fifty left would be more.
+  const auto grown = [&] {
+    return !std::equal(before.begin(), before.end(), held().begin(),
+                       [](auto then, auto now) { return now <= then + 3; });
   };
   wait_for([&] { return !grown(); });
   EXPECT_FALSE(grown()) << testing::PrintToString(before) << " before, now " << testing::PrintToString(held());
