@@ -104,9 +104,9 @@ std::string own_action(const std::string& part, const std::string& name) {
 class TrapRoad : public testing::Test {
  protected:
   // With settings beside the port.
-  void start(const std::string& settings) {
+  void start(const std::string& settings, std::uint16_t port = 0) {
     lay_down_installation();
-    port_ = UdpSocket().port();
+    port_ = port != 0 ? port : UdpSocket().port();
     write_file(work_dir() + "/conf/oxmgrd.cf",
                "TrapAddress:\t127.0.0.1\nTrapPort:\t" + std::to_string(port_) + '\n' + settings);
     daemon_.emplace();
@@ -136,7 +136,7 @@ class TrapRoad : public testing::Test {
     }
   }
   static std::string until(const std::string& output, const std::string& text) {
-    for (int i = 0; i < 2000 && read_file(output).find(text) == std::string::npos; ++i) {
+    for (int i = 0; i < 6000 && read_file(output).find(text) == std::string::npos; ++i) {
       std::this_thread::sleep_for(10ms);
     }
     return read_file(output);
@@ -213,6 +213,14 @@ TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
   EXPECT_EQ(std::string::npos, log.find("\"own\"")) << "an event that is not to be logged";
   EXPECT_EQ(1u, count_of(run({"oxevent", "log", "list", "--flag-bit2", "1", "--specific", "17"}), "unknown trap"));
   EXPECT_NE(std::string::npos, run({"oxevent", "log", "list", "--agent", "192.0.2.9"}).find(" [192.0.2.9]\n"));
+}
+
+TEST_F(TrapRoad, APortThatIsTakenIsTold) {
+  const UdpSocket other;
+  start("", other.port());
+  EXPECT_NE(std::string::npos,
+            run({"oxevent", "log", "list", "--min-level", "4"}).find("no traps are received on " + address()));
+  EXPECT_EQ(0, daemon_->end());
 }
 
 // What an action runs holds nothing of the manager's that the next one needs.
