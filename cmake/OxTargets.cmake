@@ -18,6 +18,8 @@ target_compile_definitions(ox_flags INTERFACE ASIO_STANDALONE ASIO_DISABLE_STD_A
 if(WIN32)
   # The newest calls are of Windows 7; the headers without what nobody needs, and without macros for min and max.
   target_compile_definitions(ox_flags INTERFACE _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)
+  # What the 32-bit heap gives: the compiler says 16, and Asio then has no use for half of the memory that it keeps.
+  target_compile_options(ox_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-faligned-new=8>)
   # Function names in the backtraces that Wine prints.
   target_compile_options(ox_flags INTERFACE $<$<CONFIG:Debug,RelWithDebInfo>:-gdwarf-4>)
 endif()
