@@ -82,7 +82,7 @@ void guarded(const Call& call) {
   try {
     call();
   } catch (const std::bad_alloc&) {
-    log(Severity::error, "out of memory: what became of traps cannot be told");
+    log(Severity::error, "out of memory while traps are received");
   }
 }
 
@@ -138,11 +138,17 @@ void TrapReceiver::end() {
   log(Severity::information, "traps: " + books_text(books_));
 }
 
+// Begun before what has come is taken: as a rule it takes over the memory of the wait that has just ended.
 void TrapReceiver::wait() {
-  socket_.async_wait(udp::socket::wait_read, [this](const asio::error_code& error) {
-    if (error == asio::error::operation_aborted) return;
-    wait();  // first: it takes over the memory of what has just ended, and needs none
-    if (!error) receive();
+  if (waiting_ || !socket_.is_open()) return;
+  guarded([this] {
+    socket_.async_wait(udp::socket::wait_read, [this](const asio::error_code& error) {
+      waiting_ = false;
+      wait();
+      if (!error) receive();
+      wait();  // when the first one has found no memory
+    });
+    waiting_ = true;
   });
 }
 
@@ -300,6 +306,7 @@ void TrapReceiver::tell_losses_later() {
   loss_timer_.async_wait([this](const asio::error_code& error) {
     if (error) return;
     losses_due_ = false;
+    wait();
     last_loss_report_ = std::chrono::steady_clock::now();
     guarded([this] { tell_losses(); });
   });

@@ -55,6 +55,7 @@ class TrapReceiver {
   TrapDefinitions definitions_;
   TrapRepeats repeats_;
   asio::ip::udp::socket socket_;
+  bool waiting_ = false;
   platform::DatagramBatch batch_;
   TrapActions actions_;
   TrapBooks& books_;           // the manager's
