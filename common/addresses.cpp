@@ -39,7 +39,7 @@ bool hex_bytes(std::string_view text, std::span<unsigned char> bytes) noexcept {
   return true;
 }
 
-// Cuts the part before the first separator off the text; the whole text when there is none.
+// Cuts what stands before the first separator off the text; the whole text when there is none.
 std::string_view cut(std::string_view& text, char separator, bool& more) noexcept {
   const std::size_t end = text.find(separator);
   more = end != std::string_view::npos;

@@ -10,7 +10,7 @@
 
 namespace ox::trace {
 
-// A file name with a place for the two digits of the rotation index. The parts are kept apart: a "%" in a user's
+// A file name with a place for the two digits of the rotation index. Its pieces are kept apart: a "%" in a user's
 // directory or file name has no meaning.
 struct NamePattern {
   std::string before;

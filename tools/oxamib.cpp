@@ -156,7 +156,7 @@ int main(int argc, char** argv) {
   bool details = false;
   bool json = false;
 
-  auto* tree = app.add_subcommand("tree", "print the tree, or the part below a path");
+  auto* tree = app.add_subcommand("tree", "print the tree, or what is below a path");
   tree->add_option("path", path, "where to begin");
   tree->add_flag("-l,--long", details, "type, access and interface of inner nodes too");
   auto* name = app.add_subcommand("name", "numeric path, name and description of paths");

@@ -11,13 +11,13 @@ namespace ox::test {
 
 class OtherProcess {
  public:
-  // The part's result is the process's exit status, 0 for success. It begins when it is first signalled.
+  // Its result is the process's exit status, 0 for success. It begins when it is first signalled.
   using Part = int (*)(OtherProcess& owner);
 
-  // The test's side: starts the part of that name with a text for it.
+  // The test's side: starts the one of that name with a text for it.
   explicit OtherProcess(const std::string& part, const std::string& text = "-");
 
-  // Starts the part as a process without turns, which begins at once.
+  // Starts it as a process without turns, which begins at once.
   static ChildProcess start(const std::string& part, const std::string& text);
   // What all of them have printed.
   [[nodiscard]] static std::string log();
