@@ -48,16 +48,73 @@ std::uint64_t sum_before(const std::string& text, const std::string& part) {
 
 constexpr char flooding[] = "\"snmpSpecTrap\":5,";  // of the events of a flood's traps
 
-// What events tell of the datagrams that were sent.
-struct Told {
-  explicit Told(const std::string& text)
-      : repeats(sum_before(text, " time")),
-        events(count_of(text, flooding) - count_of(text, "(repeated ")),
-        malformed(sum_before(text, " malformed")),
-        overflowed(sum_before(text, " lost because")) {}
-  [[nodiscard]] std::uint64_t received() const { return events + repeats + malformed; }
+// What became of the datagrams that reached the manager.
+struct Books {
+  // As events tell it, and markers beside them.
+  static Books told(const std::string& text, std::uint64_t markers) {
+    Books books{0, markers + count_of(text, flooding) - count_of(text, "(repeated "), sum_before(text, " time"),
+                sum_before(text, " lost because"), sum_before(text, " malformed")};
+    books.received = books.events + books.repeats + books.malformed;
+    return books;
+  }
+  // As the manager's values say it.
+  static Books kept() {
+    const std::string text = run_program({"oxget", "system:system", "sysmib.oxTraps"});
+    EXPECT_EQ("0 ", text.substr(0, 2));
+    Books books{};
+    std::size_t end = 0;
+    for (const auto number :
+         {&Books::received, &Books::events, &Books::repeats, &Books::overflowed, &Books::malformed}) {
+      end = text.find('\n', end + 1);
+      books.*number = std::stoull(text.substr(text.rfind(' ', end)));
+    }
+    return books;
+  }
+  // As the daemon's log says it at its end.
+  [[nodiscard]] std::string text() const {
+    return "traps: " + std::to_string(received) + " received: " + std::to_string(events) + " events, " +
+           std::to_string(repeats) + " repeats, " +
+           (overflowed != 0 ? std::to_string(overflowed) + " lost because the socket's buffer was full, " : "") +
+           std::to_string(malformed) + " malformed\n";
+  }
+  bool operator==(const Books&) const = default;
 
-  std::uint64_t repeats, events, malformed, overflowed;
+  std::uint64_t received, events, repeats, overflowed, malformed;
+};
+
+// Sends traps as fast as it can.
+class Flood {
+ public:
+  Flood(const std::string& trap, std::uint16_t port) {
+    for (char name = 'a'; name < 'e'; ++name) senders_.emplace_back([=, this] { send(trap, name, port); });
+  }
+  ~Flood() { end(); }
+  [[nodiscard]] std::uint64_t sent() const { return sent_; }
+  std::uint64_t end() {
+    ended_ = true;
+    for (std::thread& sender : senders_) sender.join();
+    senders_.clear();
+    return sent_;
+  }
+
+ private:
+  // The trap's number, four bytes "@@@@", says who sends it and which it is.
+  void send(std::string datagram, char name, std::uint16_t port) {
+    UdpSocket socket;
+    const std::size_t number = datagram.find("@@@@");
+    datagram.at(number) = name;
+    for (std::uint32_t i = 0; !ended_; ++i, ++sent_) {
+      // Of eight, one says the same again, and one is cut short.
+      for (std::size_t digit = 0; digit < 3 && i % 8 != 6; ++digit) {
+        datagram[number + 3 - digit] = static_cast<char>(i >> (8 * digit));
+      }
+      socket.send(std::string_view(datagram).substr(0, datagram.size() - (i % 8 == 7 ? 1 : 0)), port);
+    }
+  }
+
+  std::atomic<bool> ended_ = false;
+  std::atomic<std::uint64_t> sent_ = 0;
+  std::vector<std::thread> senders_;
 };
 
 // Not every system tells how many datagrams it dropped.
@@ -247,66 +304,37 @@ TEST_F(TrapRoad, AnAnsweredInformOutlivesTheManager) {
   write_file(file("the end"), "now");
 }
 
-// Everything that was sent is found again, by kind, while somebody sends faster than the manager can take it.
+// Everything that was sent is found again, by kind, while five times as much is sent as the manager can take. The wait,
+// which gets little of the machine, may be as far behind as it likes.
 TEST_F(TrapRoad, TheBooksBalanceUnderAFlood) {
-  start("TrapBuffer:\t4096\nTrapRepeatWindow:\t1\nTrapReportInterval:\t1\n");
+  start("TrapBuffer:\t4096\nTrapRepeatWindow:\t1\nTrapReportInterval:\t1\nMaxReports:\t10000000\n");
   ChildProcess waiter;
   start_wait(waiter, file("events"), {"oxevent", "wait", "--json"});
-  const std::string trap =
-      bytes_of(run({"oxtrap", "send", "x", "--hex", "-e", own, "-s", "5", "1.3:INTEGER", "1077952576"}));
-  const std::size_t number = trap.find("@@@@");
-  ASSERT_NE(std::string::npos, number);
-  std::atomic<bool> ended = false;
-  std::uint64_t sent = 0;
-  std::thread sender([&] {
-    UdpSocket socket;
-    std::string datagram = trap;
-    for (std::uint32_t i = 0; !ended; ++i, ++sent) {
-      // Of eight, one says the same again, and one is cut short.
-      for (std::size_t digit = 0; digit < 3 && i % 8 != 6; ++digit) {
-        datagram[number + 3 - digit] = static_cast<char>(i >> (8 * digit));
-      }
-      socket.send(std::string_view(datagram).substr(0, datagram.size() - (i % 8 == 7 ? 1 : 0)), port_);
-    }
-  });
-  std::uint64_t events = 0;
-  for (int requests = 0; events < flood_events && requests < 2000; ++requests) {
-    EXPECT_EQ("0 ", run({"oxget", "system:system", "11.1.1.0"}).substr(0, 2));
-    events = count_of(read_file(file("events")), flooding);
+  Flood flood(bytes_of(run({"oxtrap", "send", "x", "--hex", "-e", own, "-s", "5", "1.3:INTEGER", "1077952576"})),
+              port_);
+  Books kept{};
+  for (int i = 0; i < 2000 && (kept.events < flood_events || flood.sent() < 6 * kept.received); ++i) {
+    kept = Books::kept();
   }
-  ended = true;
-  sender.join();
-  const auto told = [&] { return Told(read_file(file("events"))); };
+  const std::uint64_t sent = flood.end() + markers_;
   const bool all_counted = dropped_are_counted();
-  Told all = told();
+  Books told{};
   // Where the dropped are not counted, the end is when nothing more is told.
-  for (int quiet = 0; quiet < (all_counted ? 200 : 40) && all.received() + all.overflowed < sent;) {
+  for (int quiet = 0; quiet < (all_counted ? 200 : 40) && (told != kept || kept.received + kept.overflowed < sent);) {
     std::this_thread::sleep_for(100ms);
-    const std::uint64_t before = all.received();
-    all = told();
-    quiet = all.received() == before ? quiet + 1 : 0;
+    kept = Books::kept();
+    const Books before = std::exchange(told, Books::told(read_file(file("events")), markers_));
+    quiet = told == before ? quiet + 1 : 0;
   }
-  if (all_counted) {
-    EXPECT_EQ(sent, all.received() + all.overflowed);
-    EXPECT_GE(sent, 2 * all.received()) << "this was no flood";
-  } else {
-    EXPECT_GE(sent, all.received());
-  }
-  EXPECT_GE(all.events, flood_events);
-  EXPECT_LT(0u, all.repeats);
-  EXPECT_LT(0u, all.malformed);
+  EXPECT_EQ(told.text(), kept.text());
+  EXPECT_EQ(all_counted ? sent : kept.received + kept.overflowed, kept.received + kept.overflowed);
+  EXPECT_GE(sent, 5 * kept.received) << "this was no flood";
+  EXPECT_GE(kept.events, flood_events);
+  EXPECT_LT(0u, kept.repeats);
+  EXPECT_LT(0u, kept.malformed);
   EXPECT_EQ(count_of(read_file(file("events")), flooding), count_of(logged(), flooding));
-  const std::string counted = run({"oxget", "system:system", "sysmib.oxTraps"});
-  for (const std::uint64_t count : {all.received() + markers_, all.repeats, all.malformed, all.overflowed}) {
-    EXPECT_NE(std::string::npos, counted.find(' ' + std::to_string(count) + '\n')) << count << " in " << counted;
-  }
   EXPECT_EQ(0, daemon_->end());
-  const std::string books =
-      std::to_string(all.received() + markers_) + " received: " + std::to_string(all.events + markers_) + " events, " +
-      std::to_string(all.repeats) + " repeats, " +
-      (all_counted ? std::to_string(all.overflowed) + " lost because the socket's buffer was full, " : "") +
-      std::to_string(all.malformed) + " malformed";
-  EXPECT_NE(std::string::npos, daemon_->log().find("traps: " + books + "\n")) << books << '\n' << daemon_->log();
+  EXPECT_NE(std::string::npos, daemon_->log().find(kept.text())) << kept.text() << '\n' << daemon_->log();
 }
 
 }  // namespace
