@@ -12,8 +12,7 @@ namespace ox::test {
 namespace {
 
 constexpr auto patience = std::chrono::seconds(20);
-
-std::string program(const std::string& name) { return OX_PROGRAMS "/" + name; }
+constexpr auto pause = std::chrono::milliseconds(10);
 
 }  // namespace
 
@@ -25,11 +24,11 @@ Daemon::Daemon() {
 void Daemon::start() {
   static int starts = 0;  // each start has a log of its own
   log_file_ = system_root() + "/oxmgrd" + std::to_string(++starts) + ".log";
-  process_ = ChildProcess({program("oxmgrd"), "--foreground"}, log_file_);
+  process_ = start_program({"oxmgrd", "--foreground"}, log_file_);
   const auto end = std::chrono::steady_clock::now() + patience;
   while (log().find("serving the installation") == std::string::npos) {
     if (!process_.running() || std::chrono::steady_clock::now() > end) throw std::runtime_error("oxmgrd: " + log());
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::this_thread::sleep_for(pause);
   }
 }
 
@@ -40,12 +39,36 @@ int Daemon::end() {
 
 std::string Daemon::log() const { return read_text(log_file_); }
 
-std::string run_program(std::vector<std::string> arguments) {
+std::vector<std::string> words_of(const std::string& line) {
+  std::vector<std::string> words(1);
+  bool quoted = false;
+  for (const char c : line) {
+    if (c == '\'') {
+      quoted = !quoted;
+    } else if (c == ' ' && !quoted) {
+      words.emplace_back();
+    } else {
+      words.back() += c;
+    }
+  }
+  return words;
+}
+
+ChildProcess start_program(std::vector<std::string> words, const std::string& output) {
+  words.front() = OX_PROGRAMS "/" + words.front();
+  write_file(output, "");
+  return {words, output};
+}
+
+std::string run_program(std::vector<std::string> words) {
   const std::string file = system_root() + "/output";
-  write_file(file, "");
-  arguments[0] = program(arguments[0]);
-  const int status = ChildProcess(arguments, file).wait(patience);
+  const int status = start_program(std::move(words), file).wait(patience);
   return std::to_string(status) + ' ' + read_text(file);
+}
+
+std::string wait_for_text(const std::string& file, const std::string& text) {
+  for (int i = 0; i < 6000 && read_text(file).find(text) == std::string::npos; ++i) std::this_thread::sleep_for(pause);
+  return read_text(file);
 }
 
 }  // namespace ox::test

@@ -27,8 +27,16 @@ class Daemon {
   ChildProcess process_;
 };
 
+// A command line's words; one in single quotes may hold blanks.
+[[nodiscard]] std::vector<std::string> words_of(const std::string& line);
+// Starts one of the programs; what it prints goes to the file.
+[[nodiscard]] ChildProcess start_program(std::vector<std::string> words, const std::string& output);
 // Runs one of the programs to its end: its exit status, a blank, and all that it has printed.
-[[nodiscard]] std::string run_program(std::vector<std::string> arguments);
+[[nodiscard]] std::string run_program(std::vector<std::string> words);
+[[nodiscard]] inline std::string run(const std::string& line) { return run_program(words_of(line)); }
+
+// Waits until a file holds the text, a minute at most; what the file holds then.
+std::string wait_for_text(const std::string& file, const std::string& text);
 
 // What this process and that one hold of the system: files, handles, shared objects of this system root.
 [[nodiscard]] std::vector<std::ptrdiff_t> held_by_this_and(int pid);

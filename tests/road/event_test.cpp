@@ -162,31 +162,11 @@ int send_persistently(Board& board, std::uint32_t sender) {
   return connection_lost;
 }
 
-// What the icon wait's callback was told: "top router 3".
-void OX_CALL on_icon(void*, void* argument, const char* component, const char* name, std::uint32_t status,
-                     OX_RESULT code) {
-  *static_cast<std::string*>(argument) = code != OX_OK
-                                             ? "error " + std::to_string(code)
-                                             : std::string(component != nullptr ? component : "-") + ' ' +
-                                                   (name != nullptr ? name : "-") + ' ' + std::to_string(status);
-}
-
-int watch_icon(Board& board, std::uint32_t) {
-  std::string told;
-  void* wait = nullptr;
-  const OX_RESULT result = oxeEventIconWaitOpen(nullptr, "top", on_icon, &told, &wait);
-  if (result != OX_OK) return fail(board, "no icon wait", result);
-  ++board.ready;
-  if (oxaDispatch(60000) != OX_OK || told != "top router 3") return fail(board, told.c_str(), 0);
-  return oxeEventIconWaitClose(wait) == OX_OK ? done : failed;
-}
-
 [[maybe_unused]] const bool declared[] = {
     OtherProcess::declare("wait", play<wait_plainly>),
     OtherProcess::declare("send", play<send_plainly>),
     OtherProcess::declare("wait persistently", play<wait_persistently>),
     OtherProcess::declare("send persistently", play<send_persistently>),
-    OtherProcess::declare("watch an icon", play<watch_icon>),
 };
 
 class EventRoad : public testing::Test {
@@ -260,15 +240,6 @@ TEST_F(EventRoad, PersistentWaitsOutliveTheManager) {
   wait_until([&] { return board->sent >= senders * events_of_sender / 2; });
   daemon.kill();
   daemon.start();
-  all_end_well();
-}
-
-TEST_F(EventRoad, IconWaitsAreToldOfAnIconsChange) {
-  const Daemon daemon;
-  ASSERT_EQ("0 ", run_program({"oxset", "--add", "map:top"}));
-  start("watch an icon", 0);
-  wait_until([&] { return board->ready == 1; });
-  EXPECT_EQ("0 ", run_program({"oxset", "map:top", "obj.map.mapIconStatus.0", "3", "obj.map.mapIconName.0", "router"}));
   all_end_well();
 }
 

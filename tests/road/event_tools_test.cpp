@@ -1,10 +1,8 @@
-// The event tools and the example application, against a real manager.
+// The event tools, the example application and a wait for icons, against a real manager.
 #include <gtest/gtest.h>
 
-#include <sstream>
-#include <thread>
-
-#include <oxbase/oxc.h>
+#include <oxbase/oxa.h>
+#include <oxbase/oxe.h>
 
 #include "platform/registry.h"
 #include "tests/road/daemon.h"
@@ -22,28 +20,17 @@ class ToolRoad : public testing::Test {
     std::string output;
     ChildProcess process;
 
-    // What it has printed so far; waits until that has the text.
-    std::string until(const std::string& text) const {
-      for (int i = 0; i < 6000 && read_text(output).find(text) == std::string::npos; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-      }
-      return read_text(output);
-    }
+    std::string until(const std::string& text) const { return wait_for_text(output, text); }
     std::string end(int expected = 0) {
       EXPECT_EQ(expected, process.wait(patience)) << read_text(output);
       return read_text(output);
     }
   };
-  // "oxevent send --memo x": words without quotes.
-  Started start(const std::string& command) {
-    std::vector<std::string> words;
-    std::istringstream in(command);
-    for (std::string word; in >> word;) words.push_back(word);
-    words.front() = OX_PROGRAMS "/" + words.front();
+  Started start(const std::string& line) {
     const std::string output = system_root() + "/out" + std::to_string(++count_);
-    return {output, ChildProcess(words, output)};
+    return {output, start_program(words_of(line), output)};
   }
-  std::string run(const std::string& command, int expected = 0) { return start(command).end(expected); }
+  std::string run(const std::string& line, int expected = 0) { return start(line).end(expected); }
 
   Daemon daemon_;
 
@@ -157,6 +144,25 @@ TEST_F(ToolRoad, ExampleReactsAndEnds) {
   EXPECT_EQ("waiting\nevent 2: first\nevent 3: second\n", example.end());
   EXPECT_EQ(std::string::npos, run("oxevent log list --checked 1").find("low"));
   EXPECT_NE(std::string::npos, run("oxevent log list --checked 1").find("second"));
+}
+
+// What the icon wait's callback was told.
+void OX_CALL on_icon(void*, void* told, const char* component, const char* name, std::uint32_t status, OX_RESULT code) {
+  const auto shown = [](const char* text) { return text != nullptr ? text : "-"; };
+  *static_cast<std::string*>(told) +=
+      std::string(shown(component)) + ' ' + shown(name) + ' ' + std::to_string(status) + '!' + std::to_string(code);
+}
+
+TEST_F(ToolRoad, IconWaitsAreToldOfAnIconsChange) {
+  (void)run("oxset --add map:top");
+  std::string told;
+  void* wait = nullptr;
+  ASSERT_EQ(0u, oxaInit(nullptr));
+  ASSERT_EQ(0u, oxeEventIconWaitOpen(nullptr, "top", on_icon, &told, &wait));
+  (void)run("oxset map:top obj.map.mapIconStatus.0 3 obj.map.mapIconName.0 router");
+  EXPECT_EQ(0u, oxaDispatch(60000));
+  EXPECT_EQ("top router 3!0", told);
+  EXPECT_EQ(0u, oxeEventIconWaitClose(wait));
 }
 
 }  // namespace

@@ -14,9 +14,9 @@ TEST(JapaneseTools, ErrorTextsAreJapanese) {
   const std::string file = system_root() + "/orphan.def";
   write_file(file, "siteD nothing.1 INTEGER read-only CONF-ACS\n");
   EXPECT_EQ("1 oxamib: .noSuch: error 125: " + as_shown_in_japan("AMIB名に誤りがあるか、定義されていません。") + "\n",
-            run_program({"oxamib", "name", ".noSuch"}));
+            run("oxamib name .noSuch"));
   EXPECT_EQ("1 " + file + ":1: error 131: " + as_shown_in_japan("AMIB定義の親が見つかりません。") + "\n",
-            run_program({"oxamib", "check", file}));
+            run("oxamib check " + file));
 }
 
 }  // namespace

@@ -47,8 +47,7 @@ class Road : public testing::Test {
 TEST_F(Road, ManagerKilledInTheMiddleOfARequest) {
   Daemon daemon;
   UdpSocket silent;
-  ASSERT_EQ("0 ", run_program({"oxset", "--add", "node:silent", "obj.node.nodeAddress.0", "127.0.0.1",
-                               "obj.node.nodePort.0", std::to_string(silent.port())}));
+  ASSERT_EQ("0 ", run("oxset --add node:silent 11.5.1.0 127.0.0.1 11.5.2.0 " + std::to_string(silent.port())));
   ASSERT_EQ(0u, oxaInit(nullptr));
   std::thread killer([&] {
     EXPECT_NE("", silent.receive(std::chrono::seconds(20)));
@@ -64,7 +63,7 @@ TEST_F(Road, AcknowledgedSetsSurviveKillAndTheNextStartFindsNoLeftover) {
   for (int round = 0; round < 3; ++round) {
     for (int i = 0; i < 3; ++i) {
       const std::string number = std::to_string(10 * round + i);
-      ASSERT_EQ("0 ", run_program({"oxset", "--add", "node:r" + number, "obj.node.nodePort.0", "1" + number}));
+      ASSERT_EQ("0 ", run("oxset --add node:r" + number + " obj.node.nodePort.0 1" + number));
     }
     ASSERT_EQ(0u, oxaInit(nullptr));
     daemon.kill();
@@ -168,7 +167,7 @@ TEST_F(Road, ManySessionsLeaveNothingBehind) {
 
 TEST_F(Road, SecondManagerStandsBackAndTheFirstEndsCleanly) {
   Daemon daemon;
-  const std::string second = run_program({"oxmgrd", "--foreground"});
+  const std::string second = run("oxmgrd --foreground");
   EXPECT_EQ("1 ", second.substr(0, 2));
   EXPECT_NE(std::string::npos, second.find("another manager serves this system")) << second;
   EXPECT_EQ(0, daemon.end());
@@ -177,7 +176,7 @@ TEST_F(Road, SecondManagerStandsBackAndTheFirstEndsCleanly) {
 
 TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
   lay_down_installation();
-  EXPECT_EQ("0 The installation is sound.\n", run_program({"oxmgrd", "--check"}));
+  EXPECT_EQ("0 The installation is sound.\n", run("oxmgrd --check"));
 
   write_file(work_dir() + "/public/amib/site.def",
              "siteA obj.900 AMIBNONE not-accessible NULL-ACS\nsiteB siteA.1 Integer read-only CONF-ACS\n"
@@ -188,7 +187,7 @@ TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
   write_file(work_dir() + "/public/trap/USER.DEF", "Enterprise 1.3\nGenericCode *\nSpecificCode *\nSeverity 5\n");
   const std::string messages = home_dir() + "/LIB/LOCALE/0409/OXERROR.MSG";
   write_file(messages, read_file(messages) + "no code\r\n");
-  const std::string output = run_program({"oxmgrd", "--check"});
+  const std::string output = run("oxmgrd --check");
   EXPECT_EQ("1 ", output.substr(0, 2));
   for (const char* fault : {"site.def:2: ", "site.def:3: ", "site.def:5: ", "oxmgrd.cf:1: unknown setting MaxFrames",
                             "components.def:1: the end is missing", "OXERROR.MSG:", "USER.DEF:4: Severity: "}) {

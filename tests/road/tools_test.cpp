@@ -13,31 +13,15 @@
 namespace ox::test {
 namespace {
 
-// A command line, and what it prints: the exit status and the whole output, or with a "~" in front a part of it. A word
-// in single quotes may hold blanks.
+// A command line, and what it prints: the exit status and the whole output, or with a "~" in front a part of it.
 struct Call {
   std::string line;
   std::string printed;
 };
 
-std::vector<std::string> words_of(const std::string& line) {
-  std::vector<std::string> words(1);
-  bool quoted = false;
-  for (const char c : line) {
-    if (c == '\'') {
-      quoted = !quoted;
-    } else if (c == ' ' && !quoted) {
-      words.emplace_back();
-    } else {
-      words.back() += c;
-    }
-  }
-  return words;
-}
-
 void expect(const std::vector<Call>& calls) {
   for (const auto& [line, expected] : calls) {
-    const std::string printed = run_program(words_of(line));
+    const std::string printed = run(line);
     if (expected[0] != '~') {
       EXPECT_EQ(expected, printed) << line;
     } else {

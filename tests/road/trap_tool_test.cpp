@@ -8,6 +8,7 @@
 #include <oxbase/oxc.h>
 
 #include "tests/road/daemon.h"
+#include "tests/support/byte_text.h"
 #include "tests/support/installation.h"
 #include "tests/support/machine_process.h"
 #include "tests/support/system_root.h"
@@ -18,61 +19,54 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Waits until a file holds a text; false when that takes too long.
 bool comes_to_hold(const std::string& file, const std::string& text) {
-  const auto end = std::chrono::steady_clock::now() + 20s;
-  while (read_file(file).find(text) == std::string::npos) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(10ms);
-  }
-  return true;
-}
-
-std::string without_blanks(std::string text) {
-  std::erase_if(text, [](char c) { return c == ' ' || c == '\n' || c == '\t'; });
-  return text;
+  return wait_for_text(file, text).find(text) != std::string::npos;
 }
 
 class TrapTool : public testing::Test {
  protected:
   void SetUp() override { lay_down_installation(); }
   static std::string file(const std::string& name) { return system_root() + "/" + name; }
+  // A trap's datagram as the tool prints it, with line ends or in one line.
+  static std::string lines_of(const std::string& options) { return run("oxtrap send x --hex " + options).substr(2); }
+  static std::string in_one(std::string lines) {
+    std::replace(lines.begin(), lines.end(), '\n', ' ');
+    return lines;
+  }
 };
 
 TEST_F(TrapTool, RealSendersAreHeardAndInformsAnswered) {
   const std::string port = std::to_string(UdpSocket().port());
-  write_file(file("traps"), "");
-  ChildProcess listener({OX_PROGRAMS "/oxtrap", "listen", "-p", port, "-n", "4", "-j"}, file("traps"));
+  ChildProcess listener = start_program(words_of("oxtrap listen -p " + port + " -n 4 -j"), file("traps"));
   ASSERT_TRUE(comes_to_hold(file("traps"), "listening"));
-  const auto send = [&](std::vector<std::string> command, const std::vector<std::string>& rest) {
-    command.insert(command.end(), {"-Ci", "-On", "-r0", "-t10", "-c", "test community", "127.0.0.1:" + port});
-    if (command[0] == "snmptrap") command.erase(std::find(command.begin(), command.end(), "-Ci"));
-    command.insert(command.end(), rest.begin(), rest.end());
+  const auto send = [&](const std::string& command, const std::string& trap) {
+    const std::string options = " -On -r0 -t10 -c 'test community' 127.0.0.1:" + port + ' ';
     write_file(file("sent"), "");
-    EXPECT_EQ(0, MachineProcess(command, file("sent"), file("sender")).wait(20s)) << read_file(file("sent"));
+    EXPECT_EQ(0, MachineProcess(words_of(command + options + trap), file("sent"), file("sender")).wait(20s))
+        << read_file(file("sent"));
   };
   const std::string own = ".1.3.6.1.4.1.64312.2";
-  send({"snmptrap", "-v1"}, {own, "192.0.2.9", "2", "0", "1234", ".1.3.6.1.2.1.2.2.1.1.3", "i", "3"});
-  send({"snmptrap", "-v1"}, {own, "192.0.2.9", "6", "17", "1", own + ".1.0", "s", "fan 2", own + ".2.0", "u", "7"});
-  send({"snmptrap", "-v2c"}, {"4294967295", ".1.3.6.1.2.1.14.16.2.14", own + ".3.0", "a", "192.0.2.1"});
-  send({"snmpinform", "-v2c"}, {"55", ".1.3.6.1.6.3.1.1.5.5", ".1.3.6.1.6.3.1.1.4.3.0", "o", own});
+  send("snmptrap -v1", own + " 192.0.2.9 2 0 1234 .1.3.6.1.2.1.2.2.1.1.3 i 3");
+  send("snmptrap -v1", own + " 192.0.2.9 6 17 1 " + own + ".1.0 s 'fan 2' " + own + ".2.0 u 7");
+  send("snmptrap -v2c", "4294967295 .1.3.6.1.2.1.14.16.2.14 " + own + ".3.0 a 192.0.2.1");
+  send("snmpinform -v2c -Ci", "55 .1.3.6.1.6.3.1.1.5.5 .1.3.6.1.6.3.1.1.4.3.0 o " + own);
   EXPECT_EQ(0, listener.wait(20s));
   const std::string heard = read_file(file("traps"));
+  const char* const parts[] = {
+      R"("agent":"192.0.2.9","bindings":[{"name":"iso.org.dod.internet.mgmt.mib-2.interfaces.ifTable.ifEntry.ifIndex.3")",
+      R"("community":"test community","definition":{"deal":"Look at the interface)",
+      R"("detail":"An interface went down. ifIndex.3=3")",
+      R"("enterprise":"1.3.6.1.4.1.64312.2","generic":2,"message":"trap of version 1","request":0,"specific":0,"time":1234})",
+      R"("text":"7","type":"Gauge"}],"community":"test community","enterprise":"1.3.6.1.4.1.64312.2","generic":6)",
+      R"("specific":17,"time":1})",
+      R"("text":"192.0.2.1","type":"IpAddress")",
+      R"("severity":4,"summary":"ospfLsdbOverflow: the OSPF database is full"},"enterprise":"1.3.6.1.2.1.14.16.2")",
+      R"("specific":14,"time":4294967295})",
+      R"("summary":"authenticationFailure: a request was refused"},"enterprise":"1.3.6.1.4.1.64312.2","generic":4)",
+      R"("message":"inform")",
+  };
   std::size_t at = 0;
-  for (
-      const char* part : {
-          R"("agent":"192.0.2.9","bindings":[{"name":"iso.org.dod.internet.mgmt.mib-2.interfaces.ifTable.ifEntry.ifIndex.3")",
-          R"("community":"test community","definition":{"deal":"Look at the interface)",
-          R"("detail":"An interface went down. ifIndex.3=3")",
-          R"("enterprise":"1.3.6.1.4.1.64312.2","generic":2,"message":"trap of version 1","request":0,"specific":0,"time":1234})",
-          R"("text":"7","type":"Gauge"}],"community":"test community","enterprise":"1.3.6.1.4.1.64312.2","generic":6)",
-          R"("specific":17,"time":1})",
-          R"("text":"192.0.2.1","type":"IpAddress")",
-          R"("severity":4,"summary":"ospfLsdbOverflow: the OSPF database is full"},"enterprise":"1.3.6.1.2.1.14.16.2")",
-          R"("specific":14,"time":4294967295})",
-          R"("summary":"authenticationFailure: a request was refused"},"enterprise":"1.3.6.1.4.1.64312.2","generic":4)",
-          R"("message":"inform")",
-      }) {
+  for (const char* part : parts) {
     const std::size_t found = heard.find(part, at);
     ASSERT_NE(std::string::npos, found) << part << '\n' << heard.substr(at);
     at = found;
@@ -84,44 +78,50 @@ TEST_F(TrapTool, ARealReceiverPrintsWhatIsSent) {
   const std::string destination = "127.0.0.1:" + port;
   write_file(file("receiver/snmptrapd.conf"), "disableAuthorization yes\n");
   write_file(file("receiver.log"), "");
-  MachineProcess receiver(
-      {"snmptrapd", "-f", "-C", "-c", machine_path(file("receiver/snmptrapd.conf")), "-Lo", "-On", "-m", "", "-F",
-       "%P|%N|%w.%q|%T|%a|%v\\n", "-p", machine_path(file("receiver/pid")), destination},
-      file("receiver.log"), file("receiver"));
+  const std::string folder = machine_path(file("receiver"));
+  MachineProcess receiver(words_of("snmptrapd -f -C -c " + folder + "/snmptrapd.conf -Lo -On -m '' -F " +
+                                   "%P|%N|%w.%q|%T|%a|%v\\n -p " + folder + "/pid " + destination),
+                          file("receiver.log"), file("receiver"));
   const auto end = std::chrono::steady_clock::now() + 20s;
   while (read_file(file("receiver.log")).find("|0.9") == std::string::npos) {
     ASSERT_TRUE(receiver.running() && std::chrono::steady_clock::now() < end) << read_file(file("receiver.log"));
-    EXPECT_EQ("0 ", run_program({"oxtrap", "send", "-V", "1", destination, "-g", "0", "-s", "9"}));
+    EXPECT_EQ("0 ", run("oxtrap send -V 1 " + destination + " -g 0 -s 9"));
     std::this_thread::sleep_for(50ms);
   }
   const std::string own = "1.3.6.1.4.1.64312.2";
-  const std::vector<std::string> bindings = {
-      own + ".1.0:INTEGER",       "-5",        own + ".2.0:Counter",   "4294967295",
-      own + ".3.0:DisplayString", "two words", own + ".4.0:IpAddress", "192.0.2.1",
-      own + ".5.0:ObjectID",      own,         own + ".6.0:Counter64", "18446744073709551615"};
-  const std::string printed = "." + own + ".1.0 = INTEGER: -5|." + own + ".2.0 = Counter32: 4294967295|." + own +
-                              ".3.0 = STRING: \"two words\"|." + own + ".4.0 = IpAddress: 192.0.2.1|." + own +
-                              ".5.0 = OID: ." + own + "|." + own + ".6.0 = Counter64: 18446744073709551615";
-  for (const std::string version : {"1", "2c"}) {
-    std::vector<std::string> command = {"oxtrap", "send", "-V",          version, destination, "-e",
-                                        own,      "-s",   "17",          "-a",    "192.0.2.7", "--time",
-                                        "4711",   "-c",   "secret word", "--"};
-    command.insert(command.end(), bindings.begin(), bindings.end());
-    EXPECT_EQ("0 ", run_program(command));
+  const struct {
+    const char* type;
+    std::string value, printed;
+  } bindings[] = {{"INTEGER", "-5", "INTEGER: -5"},
+                  {"Counter", "4294967295", "Counter32: 4294967295"},
+                  {"DisplayString", "'two words'", "STRING: \"two words\""},
+                  {"IpAddress", "192.0.2.1", "IpAddress: 192.0.2.1"},
+                  {"ObjectID", own, "OID: ." + own},
+                  {"Counter64", "18446744073709551615", "Counter64: 18446744073709551615"}};
+  std::string sent;
+  std::string printed;
+  for (const auto& binding : bindings) {
+    const std::string name = own + '.' + std::to_string(&binding - bindings + 1) + ".0";
+    sent += ' ' + name + ':' + binding.type + ' ' + binding.value;
+    printed += "|." + name + " = " + binding.printed;
   }
-  const std::string version1 = "TRAP, SNMP v1, community secret word|." + own + "|6..17|4711|192.0.2.7|";
-  const std::string version2 =
-      "|.1.3.6.1.2.1.1.3.0 = Timeticks: (4711) 0:00:47.11|.1.3.6.1.6.3.1.1.4.1.0 = OID: ." + own + ".0.17";
+  for (const std::string version : {"1 ", "2c "}) {
+    EXPECT_EQ("0 ", run("oxtrap send -V " + version + destination + " -e " + own +
+                        " -s 17 -a 192.0.2.7 --time 4711 -c 'secret word' --" + sent));
+  }
   EXPECT_TRUE(comes_to_hold(file("receiver.log"), "TRAP2, SNMP v2c, community secret word"));
   EXPECT_TRUE(comes_to_hold(file("receiver.log"), own + ".0.17\n"));
   std::string log = read_file(file("receiver.log"));
-  for (std::size_t tab = 0; (tab = log.find('\t', tab)) != std::string::npos;) log[tab] = '|';
+  std::replace(log.begin(), log.end(), '\t', '|');
+  const std::string version1 = "TRAP, SNMP v1, community secret word|." + own + "|6..17|4711|192.0.2.7|";
+  const std::string version2 =
+      "|.1.3.6.1.2.1.1.3.0 = Timeticks: (4711) 0:00:47.11|.1.3.6.1.6.3.1.1.4.1.0 = OID: ." + own + ".0.17";
   EXPECT_NE(std::string::npos, log.find(printed + version2)) << log;
   EXPECT_NE(std::string::npos, log.find(version1)) << log;
 }
 
 TEST_F(TrapTool, ChecksFilesAndTheirSamples) {
-  EXPECT_EQ("0 ", run_program({"oxtrap", "check"}));
+  EXPECT_EQ("0 ", run("oxtrap check"));
   const std::string path = file("my.def");
   write_file(path,
              "Enterprise 1.3.6.1.4.1.64312.2\nGenericCode 6\nSpecificCode 17\nSeverity 2\nDetail fan *%1*\n"
@@ -133,7 +133,7 @@ TEST_F(TrapTool, ChecksFilesAndTheirSamples) {
                 path + ":9: the sample finds no definition\n" +                   //
                 path + ":10: datagram: error 112: " + oxcStrError(112) + "\n" + path +
                 ":11: v1 or v2c, enterprise, generic and specific number, or hex and a datagram are needed\n",
-            run_program({"oxtrap", "check", path}));
+            run("oxtrap check " + path));
 }
 
 TEST_F(TrapTool, ExplainsWhatMatchedWhatNearlyDidAndWhatToPaste) {
@@ -142,42 +142,33 @@ TEST_F(TrapTool, ExplainsWhatMatchedWhatNearlyDidAndWhatToPaste) {
              "Enterprise 1.3.6.1.4.1.64312.2\nGenericCode *\nSpecificCode *\nSeverity 2\nSummary mine\n"
              "Enterprise 1.3.6.1.4.1.64312.3.0\nGenericCode 6\nSpecificCode 17\nSeverity 2\nSummary with 0\n"
              "Enterprise 1.3.6.1.4.1.64312.2\nGenericCode 6\nSpecificCode 18\nSeverity 2\nSummary other\n");
-  const auto explain = [](const std::string& enterprise, const std::string& generic) {
-    std::string hex =
-        run_program({"oxtrap", "send", "x", "--hex", "--time", "1", "-e", enterprise, "-g", generic, "-s", "17"});
-    hex = without_blanks(hex.substr(2));
-    return run_program({"oxtrap", "explain", hex}) + "\nhex " + hex;
+  const auto explain = [](const std::string& enterprise) {
+    const std::string hex = in_one(lines_of("--time 1 -e " + enterprise + " -g 6 -s 17"));
+    return run("oxtrap explain '" + hex + '\'') + "\nhex " + hex;
   };
-  const std::string matched = explain("1.3.6.1.4.1.64312.2", "6");
+  const std::string matched = explain("1.3.6.1.4.1.64312.2");
   EXPECT_NE(std::string::npos, matched.find("USER.DEF:1: mine (generic *, specific *): the enterprise is equal, any"));
   EXPECT_NE(std::string::npos, matched.find("USER.DEF:11: other (generic 6, specific 18): the specific number is 17"));
-  const std::string unknown = explain("1.3.6.1.4.1.64312.3", "6");
+  const std::string unknown = explain("1.3.6.1.4.1.64312.3");
   EXPECT_NE(std::string::npos, unknown.find("its enterprise is written 1.3.6.1.4.1.64312.3.0"));
   // What is to be pasted defines the trap: its own sample says so.
   const std::size_t pasted = unknown.find("\nEnterprise\t1.3.6.1.4.1.64312.3\n");
   ASSERT_NE(std::string::npos, pasted) << unknown;
   write_file(file("pasted.def"), unknown.substr(pasted, unknown.rfind("\nhex ") - pasted));
-  EXPECT_EQ("0 ", run_program({"oxtrap", "check", file("pasted.def")}));
+  EXPECT_EQ("0 ", run("oxtrap check " + file("pasted.def")));
 }
 
 TEST_F(TrapTool, DecodesFilesInBothForms) {
-  std::string hex;
-  for (const char* generic : {"coldStart", "linkUp"}) {
-    hex += run_program({"oxtrap", "send", "x", "--hex", "-g", generic}).substr(2);
-  }
+  const std::string hex = lines_of("-g coldStart") + lines_of("-g linkUp");
   write_file(file("hex"), "# two traps\n" + hex + "\n");
-  const std::string from_hex = run_program({"oxtrap", "decode", "-f", file("hex")});
+  const std::string from_hex = run("oxtrap decode -f " + file("hex"));
   EXPECT_NE(std::string::npos, from_hex.find("coldStart"));
   EXPECT_NE(std::string::npos, from_hex.find("linkUp"));
-  std::string binary;
-  const std::string digits = without_blanks(hex);
-  for (std::size_t i = 0; i < digits.size(); i += 2) {
-    binary += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-  }
+  const std::string binary = bytes(in_one(hex));
   write_file(file("binary"), binary);
-  EXPECT_EQ(from_hex, run_program({"oxtrap", "decode", "-f", file("binary")}));
+  EXPECT_EQ(from_hex, run("oxtrap decode -f " + file("binary")));
   write_file(file("binary"), binary.substr(0, binary.size() - 1));
-  EXPECT_EQ("1 ", run_program({"oxtrap", "decode", "-f", file("binary")}).substr(0, 2));
+  EXPECT_EQ("1 ", run("oxtrap decode -f " + file("binary")).substr(0, 2));
 }
 
 }  // namespace

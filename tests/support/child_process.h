@@ -2,7 +2,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ox::test {
@@ -10,16 +12,18 @@ namespace ox::test {
 class ChildProcess {
  public:
   ChildProcess() = default;  // none
-  // Starts arguments[0], on Linux looked for in the system's folders too. Output and errors go to `output_file`.
-  // `environment` holds "NAME=value" additions. Throws std::runtime_error when it cannot be started.
-  ChildProcess(const std::vector<std::string>& arguments, const std::string& output_file,
-               const std::vector<std::string>& environment = {});
-  ChildProcess(ChildProcess&& other) noexcept;
-  ChildProcess& operator=(ChildProcess&& other) noexcept;
-  ~ChildProcess();  // kill()
+  // Starts arguments[0]. Output and errors go to `output_file`. Throws std::runtime_error when it cannot be started.
+  ChildProcess(const std::vector<std::string>& arguments, const std::string& output_file);
+  ChildProcess(ChildProcess&& other) noexcept { *this = std::move(other); }
+  ChildProcess& operator=(ChildProcess&& other) noexcept {
+    std::swap(process_, other.process_);
+    std::swap(status_, other.status_);
+    return *this;
+  }
+  ~ChildProcess() { kill(); }
 
-  [[nodiscard]] int pid() const noexcept { return pid_; }  // 0: none, or ended and waited for
-  [[nodiscard]] bool running();
+  [[nodiscard]] int pid() const noexcept;
+  [[nodiscard]] bool running() { return wait({}) == -1 && process_ != 0; }
 
   // Waits for the end; the exit status, 128 + signal for one that was killed on Linux, -1 when the time is over.
   int wait(std::chrono::milliseconds limit);
@@ -29,7 +33,7 @@ class ChildProcess {
   void kill();
 
  private:
-  int pid_ = 0;
+  std::intptr_t process_ = 0;  // its id or handle; 0: none, or ended and waited for
   int status_ = -1;
 };
 

@@ -24,9 +24,12 @@ std::map<std::string, OtherProcess::Part>& parts() {
 
 std::string log_file() { return system_root() + "/part.log"; }
 
-[[maybe_unused]] const bool known = (part_runner() = &OtherProcess::run) != nullptr;
-
 }  // namespace
+
+std::string& own_program() {
+  static std::string path;
+  return path;
+}
 
 bool OtherProcess::declare(const char* name, Part part) { return parts().emplace(name, part).second; }
 

@@ -8,9 +8,6 @@
 namespace ox::test {
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
-
 // A get request of version 1 for sysUpTime.0, community "public".
 constexpr std::string_view probe(
     "\x30\x26\x02\x01\x00\x04\x06public\xA0\x19\x02\x01\x01\x02\x01\x00\x02\x01\x00\x30\x0E\x30\x0C\x06\x08"
@@ -19,42 +16,30 @@ constexpr std::string_view probe(
 
 }  // namespace
 
-Snmpd::Snmpd(const std::string& folder, const std::string& configuration) : folder_(folder) {
-  write_file(folder_ + "/snmpd.conf",
-             "rocommunity public 127.0.0.1\n"
-             "rwcommunity private 127.0.0.1\n"
-             "sysDescr agent of the tests\n" +
-                 configuration + "\n");
+Snmpd::Snmpd(const std::string& folder) {
+  const std::string log = folder + "/snmpd.log";
+  const std::string files = machine_path(folder);
+  write_file(folder + "/snmpd.conf",
+             "rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\nsysDescr agent of the tests\n");
+  write_file(log, "");
   // Another process may take the port between the look and the start: then the agent ends, and the next one is tried.
   for (int attempt = 0; attempt < 5; ++attempt) {
     port_ = UdpSocket().port();
-    try {
-      start();
-      return;
-    } catch (const std::runtime_error&) {
-      if (attempt == 4) throw;
+    process_ = MachineProcess({"snmpd", "-f", "-Lo", "-C", "-c", files + "/snmpd.conf", "-p", files + "/snmpd.pid",
+                               "-I", "-smux", "127.0.0.1:" + std::to_string(port_)},
+                              log, folder);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (process_.running() && std::chrono::steady_clock::now() < end) {
+      if (answers()) return;
     }
   }
-}
-
-void Snmpd::start() {
-  const std::string log = folder_ + "/snmpd.log";
-  const std::string files = machine_path(folder_);
-  process_ = MachineProcess(
-      {"snmpd", "-f", "-Lo", "-C", "-c", files + "/snmpd.conf", "-p", files + "/snmpd.pid", "-I", "-smux", address()},
-      log, folder_);
-  const auto end = steady_clock::now() + std::chrono::seconds(20);
-  while (process_.running() && steady_clock::now() < end) {
-    if (answers()) return;
-  }
-  process_.kill();
   throw std::runtime_error("snmpd does not answer: " + read_file(log));
 }
 
-bool Snmpd::answers() {
+bool Snmpd::answers() const {
   UdpSocket socket;
   socket.send(probe, port_);
-  return !socket.receive(milliseconds(100)).empty();
+  return !socket.receive(std::chrono::milliseconds(100)).empty();
 }
 
 }  // namespace ox::test

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "tests/support/make_root.h"
+#include "platform/registry.h"
 
 namespace fs = std::filesystem;
 
@@ -27,6 +27,14 @@ const std::string& system_root() {
 std::string home_dir() { return system_root() + "/home"; }
 std::string work_dir() { return system_root() + "/work"; }
 
+void install_settings() {
+  const char* const key = "SOFTWARE\\CORVID\\OXBASE";
+  (void)system_root();
+  remove_settings();  // of an earlier process of the same number that was ended
+  ASSERT_EQ(platform::error_none, platform::registry_write(key, "HomeDir", home_dir().c_str()));
+  ASSERT_EQ(platform::error_none, platform::registry_write(key, "WorkDir", work_dir().c_str()));
+}
+
 void write_file(const std::string& path, std::string_view contents) {
   fs::create_directories(fs::path(path).parent_path());
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
@@ -34,14 +42,8 @@ void write_file(const std::string& path, std::string_view contents) {
   ASSERT_TRUE(file.good()) << path;
 }
 
-std::string read_file(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  EXPECT_TRUE(file.good()) << path;
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-std::string read_text(const std::string& path) {
-  std::ifstream file(path);
+std::string read_file(const std::string& path, std::ios::openmode mode) {
+  std::ifstream file(path, mode);
   EXPECT_TRUE(file.good()) << path;
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }

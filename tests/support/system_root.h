@@ -1,6 +1,7 @@
 // A private system root for the test process: nothing that a test does is seen outside it.
 #pragma once
 
+#include <ios>
 #include <string>
 #include <string_view>
 
@@ -8,6 +9,7 @@ namespace ox::test {
 
 // The test program's root, made before the first test and removed after the last one. It holds "home" and "work".
 [[nodiscard]] const std::string& system_root();
+[[nodiscard]] std::string make_root();  // for it: a directory that no other process has
 [[nodiscard]] std::string home_dir();
 [[nodiscard]] std::string work_dir();
 
@@ -28,13 +30,15 @@ void set_environment(const char* name, const char* value);
 
 // Writes a file, making the directories on the way, and reads one whole.
 void write_file(const std::string& path, std::string_view contents);
-[[nodiscard]] std::string read_file(const std::string& path);
-
+[[nodiscard]] std::string read_file(const std::string& path, std::ios::openmode mode = std::ios::binary);
 // Reads a text file as the C runtime does: lines end with "\n" alone.
-[[nodiscard]] std::string read_text(const std::string& path);
+[[nodiscard]] inline std::string read_text(const std::string& path) { return read_file(path, std::ios::in); }
 
 // A path in the platform's own spelling, as composed paths have it.
 [[nodiscard]] std::string native(std::string path);
+
+// A path as programs of the machine need it, where an emulator has others.
+[[nodiscard]] std::string machine_path(const std::string& path);
 
 // A Japanese text as a program shows it on a system of that language. The argument is UTF-8.
 [[nodiscard]] std::string as_shown_in_japan(const char* text);

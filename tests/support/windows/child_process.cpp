@@ -2,23 +2,14 @@
 
 #include <windows.h>
 
-#include <map>
-#include <mutex>
 #include <stdexcept>
-#include <thread>
-#include <utility>
 
 #include "platform/windows/handle.h"
-#include "tests/support/windows/command_line.h"
 
 namespace ox::test {
 namespace {
 
 using platform::Handle;
-
-// Handles of what was started, by process id: an id alone could be another process's by now.
-std::mutex guard;
-std::map<int, Handle> started;
 
 // What a test starts ends with it, however it ends. All of them share a console, for Ctrl+C.
 void prepare_once() {
@@ -34,30 +25,27 @@ void prepare_once() {
   (void)done;
 }
 
-std::string environment_block(const std::vector<std::string>& additions) {
-  std::map<std::string, std::string> variables;
-  const auto add = [&](const std::string& variable) {
-    const std::size_t name_end = variable.find('=', 1);  // names of hidden variables begin with one
-    variables[variable.substr(0, name_end)] = variable;
-  };
-  char* const own = ::GetEnvironmentStringsA();
-  for (const char* variable = own; *variable != '\0'; variable += std::string(variable).size() + 1) add(variable);
-  (void)::FreeEnvironmentStringsA(own);
-  for (const std::string& variable : additions) add(variable);
-  std::string block;
-  for (const auto& [name, variable] : variables) block += variable + '\0';
-  return block + '\0';
+// Arguments in one line, as the C runtime takes it apart again.
+std::string command_line(const std::vector<std::string>& arguments) {
+  std::string line;
+  for (const std::string& argument : arguments) {
+    line += line.empty() ? "\"" : " \"";
+    std::size_t backslashes = 0;
+    for (const char c : argument) {
+      if (c == '"') line.append(backslashes + 1, '\\');
+      backslashes = c == '\\' ? backslashes + 1 : 0;
+      line += c;
+    }
+    line.append(backslashes, '\\') += '"';
+  }
+  return line;
 }
 
-HANDLE handle_of(int pid) {
-  const std::lock_guard lock(guard);
-  return started[pid].get();
-}
+HANDLE handle_of(std::intptr_t process) { return reinterpret_cast<HANDLE>(process); }
 
 }  // namespace
 
-ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const std::string& output_file,
-                           const std::vector<std::string>& environment) {
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const std::string& output_file) {
   prepare_once();
   SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
   const Handle output(::CreateFileA(output_file.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -71,40 +59,23 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const std:
   how.hStdOutput = output.get();
   how.hStdError = output.get();
   std::string line = command_line(arguments);
-  std::string block = environment_block(environment);
   PROCESS_INFORMATION made{};
-  if (::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, block.data(), nullptr, &how, &made) == FALSE) {
-    throw std::runtime_error(arguments.front() + ": error " + std::to_string(::GetLastError()));
+  if (::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &how, &made) == FALSE) {
+    throw std::runtime_error(line + ": error " + std::to_string(::GetLastError()));
   }
-  (void)::CloseHandle(made.hThread);
-  pid_ = static_cast<int>(made.dwProcessId);
-  const std::lock_guard lock(guard);
-  started[pid_] = Handle(made.hProcess);
+  if (made.hThread != nullptr) (void)::CloseHandle(made.hThread);
+  process_ = reinterpret_cast<std::intptr_t>(made.hProcess);  // 0 for a program of the machine under an emulator
 }
 
-ChildProcess::ChildProcess(ChildProcess&& other) noexcept
-    : pid_(std::exchange(other.pid_, 0)), status_(std::exchange(other.status_, -1)) {}
-
-ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
-  std::swap(pid_, other.pid_);
-  std::swap(status_, other.status_);
-  return *this;
-}
-
-ChildProcess::~ChildProcess() { kill(); }
-
-bool ChildProcess::running() { return wait(std::chrono::milliseconds(0)) == -1 && pid_ != 0; }
+int ChildProcess::pid() const noexcept { return static_cast<int>(::GetProcessId(handle_of(process_))); }
 
 int ChildProcess::wait(std::chrono::milliseconds limit) {
-  if (pid_ == 0) return status_;
-  const HANDLE process = handle_of(pid_);
-  if (::WaitForSingleObject(process, static_cast<DWORD>(limit.count())) != WAIT_OBJECT_0) return -1;
+  if (process_ == 0) return status_;
+  if (::WaitForSingleObject(handle_of(process_), static_cast<DWORD>(limit.count())) != WAIT_OBJECT_0) return -1;
+  const Handle ended(handle_of(std::exchange(process_, 0)));
   DWORD code = 0;
-  (void)::GetExitCodeProcess(process, &code);
-  status_ = static_cast<int>(code);
-  const std::lock_guard lock(guard);
-  started.erase(std::exchange(pid_, 0));
-  return status_;
+  (void)::GetExitCodeProcess(ended.get(), &code);
+  return status_ = static_cast<int>(code);
 }
 
 void ChildProcess::ask_to_end() {
@@ -118,7 +89,7 @@ void ChildProcess::ask_to_end() {
 
 void ChildProcess::kill() {
   if (!running()) return;
-  (void)::TerminateProcess(handle_of(pid_), 137);
+  (void)::TerminateProcess(handle_of(process_), 137);
   (void)wait(std::chrono::seconds(10));
 }
 

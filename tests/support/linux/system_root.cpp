@@ -1,10 +1,9 @@
-#include "tests/support/make_root.h"
+#include "tests/support/system_root.h"
 
 #include <cstdlib>
 #include <filesystem>
 
 #include "platform/linux/object.h"
-#include "tests/support/system_root.h"
 
 namespace fs = std::filesystem;
 
@@ -18,20 +17,11 @@ std::string make_root() {
 
 void set_environment(const char* name, const char* value) { setenv(name, value, 1); }
 
-void install_settings() {
-  write_file(system_root() + "/registry.reg",
-             "Windows Registry Editor Version 5.00\n\n"
-             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\CORVID\\OXBASE]\n"
-             "\"HomeDir\"=\"" +
-                 home_dir() +
-                 "\"\n"
-                 "\"WorkDir\"=\"" +
-                 work_dir() + "\"\n");
-}
-
 const char* foreign_group() { return "tape"; }
 
 void remove_settings() { fs::remove(system_root() + "/registry.reg"); }
+
+std::string machine_path(const std::string& path) { return path; }
 
 std::string as_shown_in_japan(const char* text) { return text; }
 

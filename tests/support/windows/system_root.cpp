@@ -1,23 +1,19 @@
-#include "tests/support/make_root.h"
+#include "tests/support/system_root.h"
 
-#include <gtest/gtest.h>
 #include <windows.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <stdexcept>
 #include <vector>
 
-#include "platform/registry.h"
 #include "platform/windows/private_system.h"
 #include "platform/windows/thread_slot.h"
-#include "tests/support/system_root.h"
 
 namespace fs = std::filesystem;
 
 namespace ox::test {
 namespace {
-
-constexpr char settings_key[] = "SOFTWARE\\CORVID\\OXBASE";
 
 // The library's DLL is told of a thread's end; a test program that holds its parts itself sees to it here.
 void NTAPI on_thread(void* /*module*/, DWORD reason, void* /*reserved*/) {
@@ -39,21 +35,23 @@ std::string make_root() {
 
 void set_environment(const char* name, const char* value) { (void)::_putenv_s(name, value); }
 
-void install_settings() {
-  (void)system_root();
-  remove_settings();  // of an earlier process of the same number that was ended
-  if (platform::registry_write(settings_key, "HomeDir", home_dir().c_str()) != platform::error_none ||
-      platform::registry_write(settings_key, "WorkDir", work_dir().c_str()) != platform::error_none) {
-    std::abort();
-  }
-}
-
 const char* foreign_group() { return "Guests"; }
 
 // Everything of the private system: the level above the roots of its keys.
 void remove_settings() {
   const std::string any = platform::registry_path("");
   (void)::RegDeleteTreeA(HKEY_LOCAL_MACHINE, any.substr(0, any.size() - 1).c_str());
+}
+
+std::string machine_path(const std::string& path) {
+  using Convert = char*(CDECL*)(const wchar_t*);
+  const auto convert = reinterpret_cast<Convert>(
+      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleA("kernel32"), "wine_get_unix_file_name")));
+  if (convert == nullptr) throw std::runtime_error("not under Wine: the machine has no SNMP tools");
+  char* const found = convert(fs::absolute(path).wstring().c_str());
+  std::string result = found != nullptr ? found : "";
+  (void)::HeapFree(::GetProcessHeap(), 0, found);
+  return result;
 }
 
 std::string as_shown_in_japan(const char* text) {
