@@ -1,9 +1,5 @@
 // Asynchronous requests: what registers and closes them, and what their callbacks are told.
 #include <functional>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "access/reports.h"
 #include "tests/access/report_peer.h"

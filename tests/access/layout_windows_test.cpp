@@ -1,5 +1,4 @@
 // What 32-bit programs see of records and of the shared blocks, and what the manager sees of addresses.
-#include <gtest/gtest.h>
 #include <windows.h>
 
 #include <cstddef>

@@ -1,16 +1,13 @@
 // What is made of the messages that the manager sends.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstring>
 #include <sstream>
-#include <string>
-#include <tuple>
 
 #include "access/transport.h"
 #include "tests/support/blocks.h"
 #include "tests/support/byte_text.h"
 #include "tests/support/scripted_peer.h"
+#include "tests/support/test.h"
 
 namespace ox::test {
 namespace {

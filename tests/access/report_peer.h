@@ -1,13 +1,11 @@
 // A session whose scripted manager reports, and requests as their bytes.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include <oxbase/oxc.h>
 
 #include "tests/support/byte_text.h"
 #include "tests/support/session_fixture.h"
+#include "tests/support/test.h"
 
 namespace ox::test {
 

@@ -1,10 +1,6 @@
 // Requests: the bytes that leave, and what becomes of the answer.
 #include "access/request.h"
 
-#include <string>
-#include <tuple>
-#include <vector>
-
 #include "tests/access/report_peer.h"
 #include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"

@@ -1,10 +1,7 @@
 // Opening the session, reports, and the end of the connection.
 #include <cstdio>
 #include <cstring>
-#include <string>
 #include <thread>
-#include <tuple>
-#include <vector>
 
 #include "access/reports.h"
 #include "platform/environment.h"

@@ -1,8 +1,6 @@
 // Enumeration and description files.
 #include "amib/enumeration.h"
 
-#include <tuple>
-
 #include "tests/amib/tree_fixture.h"
 #include "tests/support/given.h"
 

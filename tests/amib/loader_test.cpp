@@ -1,7 +1,6 @@
 // Definition files: what is accepted, what is refused and where, and that a refused file leaves no trace.
 #include <cstring>
 #include <thread>
-#include <tuple>
 
 #include "amib/shared_blocks.h"
 #include "amib/tree.h"

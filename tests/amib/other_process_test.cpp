@@ -2,7 +2,6 @@
 #include "tests/support/other_process.h"
 
 #include <cstring>
-#include <vector>
 
 #include "amib/shared_blocks.h"
 #include "amib/tree.h"

@@ -1,7 +1,4 @@
 // Written paths: what they name, how they are written otherwise, and what stands for several.
-#include <tuple>
-#include <vector>
-
 #include "tests/amib/tree_fixture.h"
 #include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"

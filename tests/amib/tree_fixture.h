@@ -1,15 +1,11 @@
 // A small tree, and definition files to build others from.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <string_view>
-
 #include <oxbase/oxb.h>
 #include <oxbase/oxf.h>
 
 #include "tests/support/system_root.h"
+#include "tests/support/test.h"
 
 namespace ox::test {
 

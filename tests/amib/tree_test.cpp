@@ -2,7 +2,6 @@
 #include "amib/tree.h"
 
 #include <cstring>
-#include <vector>
 
 #include "amib/shared_blocks.h"
 #include "tests/amib/tree_fixture.h"

@@ -1,13 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <array>
 #include <cstring>
-#include <string>
-#include <utility>
 
 #include <oxbase/oxc.h>
 
 #include "common/addresses.h"
+#include "tests/support/test.h"
 #include "tests/support/texts.h"
 
 namespace {

@@ -1,12 +1,6 @@
 // Checks and opens of files, lists of definition directories, the error position.
-#include <gtest/gtest.h>
-
 #include <filesystem>
-#include <string>
 #include <thread>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include <oxbase/oxf.h>
 
@@ -15,6 +9,7 @@
 #include "platform/environment.h"
 #include "platform/file.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/test.h"
 #include "tests/support/traced.h"
 
 namespace fs = std::filesystem;
@@ -47,16 +42,18 @@ TEST(CheckFile, EachTestHasItsCode) {
   EXPECT_EQ(1u, oxcCheckFile(nullptr, 1));
 }
 
-TEST(OpenFile, FiveAttemptsWithAPauseBetween) {
+TEST(OpenFile, FiveAttemptsWithAPauseAndATraceLineBetween) {
   for (int works_at : {1, 3, 5, 6}) {
     int attempts = 0;
     std::vector<uint32_t> pauses;
-    const bool opened = ox::open_with_retry(
-        "open", [&] { return ++attempts == works_at; }, [](bool ok) { return ok; },
-        [&](uint32_t ms) { pauses.push_back(ms); });
-    EXPECT_EQ(works_at <= 5, opened);
+    const std::string lines = ox::test::traced(ox::trace::general, [&] {
+      EXPECT_EQ(works_at <= 5, ox::open_with_retry(
+                                   "open", [&] { return ++attempts == works_at; }, [](bool ok) { return ok; },
+                                   [&](uint32_t ms) { pauses.push_back(ms); }));
+    });
     EXPECT_EQ(std::min(works_at, 5), attempts);
     EXPECT_EQ(std::vector<uint32_t>(static_cast<size_t>(attempts) - 1, 1000), pauses);
+    EXPECT_EQ(attempts - 1, std::count(lines.begin(), lines.end(), '\n'));
   }
 }
 
@@ -113,6 +110,8 @@ TEST(FileList, BaseFirstOthersByNameUserLast) {
   EXPECT_EQ(native(directory + "/USER.DEF"), oxfGetFileName(oxfGetFilePrev(list))) << "the head's prev is the tail";
   EXPECT_EQ(0u, oxfDestroyFileList(list));
   EXPECT_EQ(0u, oxcGetMemValue(1));
+  const auto list_users = [&] { EXPECT_EQ(0u, oxfGetFileList(directory.c_str(), ".def", 4, nullptr)); };
+  EXPECT_NE(std::string::npos, ox::test::traced(ox::trace::general, list_users).find("USER.DEF(3)\n"));
   write_file(directory + "/a-name-too-long-for-the-short-text-optimisation.def", "");
   ox::test::every_allocation_may_fail([&] {
     oxfFileList* some = nullptr;
@@ -133,23 +132,6 @@ TEST(FileList, BadArgumentsAndLimits) {
   EXPECT_EQ(untouched, list);
   EXPECT_EQ(0u, oxfGetFileList(longest.c_str(), ".def", 0, &list)) << "no such directory: no file";
   EXPECT_EQ(nullptr, list);
-}
-
-TEST(FileTrace, LinesAreThoseOfTheVocabulary) {
-  const std::string directory = work_dir() + "/traced";
-  write_file(directory + "/user.def", "");
-  const std::string lines = ox::test::traced(ox::trace::general, [&] {
-    EXPECT_EQ(0u, oxfGetFileList(directory.c_str(), ".def", 0x14, nullptr));
-    EXPECT_EQ(1u, oxfGetFileList(nullptr, nullptr, 0, nullptr));
-    EXPECT_EQ(nullptr, oxcCFileOpen(nullptr, "r"));
-    (void)ox::open_with_retry(
-        "oxcCFileOpen", [] { return 0; }, [](int) { return false; }, [](uint32_t) {});
-  });
-  EXPECT_EQ("<S:oxfGetFileList(" + directory + ",.def,14)>\nfile list {\n\t" + native(directory + "/user.def") +
-                "(3)\n}\n<E:oxfGetFileList[0]>\n<S:oxfGetFileList((null),(null),0)>\n<E:oxfGetFileList[1]>\n"
-                "<S:oxcCFileOpen()>\n<E:oxcCFileOpen(0)>\n<X:oxcCFileOpen(cnt = 1)>\n<X:oxcCFileOpen(cnt = 2)>\n"
-                "<X:oxcCFileOpen(cnt = 3)>\n<X:oxcCFileOpen(cnt = 4)>\n",
-            lines);
 }
 
 // "file:line", "-" for no file.

@@ -1,23 +1,17 @@
 // Systems whose language is Japanese. Where a process cannot choose it, the test's properties do.
-#include <gtest/gtest.h>
-
 #include <cstdint>
-#include <filesystem>
 #include <map>
 #include <regex>
-#include <string>
-#include <vector>
 
 #include <oxbase/oxc.h>
 
 #include "common/error_text.h"
 #include "platform/codepage.h"
 #include "tests/support/system_root.h"
+#include "tests/support/test.h"
 
-namespace fs = std::filesystem;
 using ox::platform::from_cp932;
-using ox::test::read_file;
-using ox::test::write_file;
+using ox::test::read_file, ox::test::write_file;
 
 namespace {
 
@@ -29,29 +23,17 @@ class Japanese : public testing::Test {
   ~Japanese() override { ox::detach_error_texts(); }
 };
 
-TEST_F(Japanese, TheEnvironmentSaysSo) {
+TEST_F(Japanese, MessagesComeFromTheirOwnFile) {
   EXPECT_EQ(1u, oxcGetEnvLang());
   EXPECT_EQ(2u, oxcGetEnvProduct());
-}
-
-TEST_F(Japanese, MessagesComeFromTheirOwnFile) {
   write_file(message_path(), "7:\x8A\xFA\x8A\xD4\x81\x60\r\n259:\x83\x5C\r\n");
   EXPECT_STREQ("\x8A\xFA\x8A\xD4\x81\x60", oxcStrError(7));
-  // "権限が得られませんでした。", "ソ[エラーコード=0]": the second byte of the first character is a backslash.
-  EXPECT_STREQ(
-      "\x8C\xA0\x8C\xC0\x82\xAA\x93\xBE\x82\xE7\x82\xEA\x82\xDC\x82\xB9\x82\xF1\x82\xC5\x82\xB5\x82\xBD\x81\x42\n",
-      oxcStrError(5));
+  // "ソ[エラーコード=0]": the second byte of the first character is a backslash. Code 5 has its text without a file.
   EXPECT_STREQ("\x83\x5C[\x83\x47\x83\x89\x81\x5B\x83\x52\x81\x5B\x83\x68=0]", oxcStrError(259));
+  EXPECT_EQ("\x8C\xA0", std::string(oxcStrError(5), 2));
   testing::internal::CaptureStderr();
   EXPECT_EQ(OX_OK, oxcPerror("a", 7));
   EXPECT_EQ("a: " + from_cp932("\x8A\xFA\x8A\xD4\x81\x60") + "\n", testing::internal::GetCapturedStderr());
-}
-
-TEST_F(Japanese, AFileOfAnotherKindIsToldInJapanese) {
-  fs::create_directories(message_path());
-  const std::string text = oxcStrError(7);
-  const std::string illegal = "\x82\xAA\x95\x73\x90\xB3\x82\xC5\x82\xB7\x81\x42\r\n";  // "が不正です。"
-  EXPECT_NE(std::string::npos, text.find(illegal)) << from_cp932(text);
 }
 
 // Every result code of the public header has a text in every language that ships.
@@ -75,7 +57,7 @@ TEST_F(Japanese, EveryCodeHasOneTextInEveryLanguage) {
       ++seen[static_cast<uint32_t>(std::stoul((*it)[1]))];
       covered += static_cast<size_t>(it->length());
       const std::string text = (*it)[2];
-      EXPECT_EQ(std::string::npos, ox::platform::from_cp932(text).find('?')) << text;
+      EXPECT_EQ(std::string::npos, from_cp932(text).find('?')) << text;
       EXPECT_LT(text.size(), 200u) << text;
     }
     EXPECT_EQ(image.size(), covered) << "a line of another form";

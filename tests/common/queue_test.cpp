@@ -1,13 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include <oxbase/oxc.h>
 
 #include "tests/support/fault_heap.h"
+#include "tests/support/test.h"
 
 namespace {
 

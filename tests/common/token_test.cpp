@@ -1,12 +1,7 @@
 // The token splitter and the wildcard matcher.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <tuple>
-#include <vector>
-
 #include <oxbase/oxc.h>
 
+#include "tests/support/test.h"
 #include "tests/support/texts.h"
 
 namespace {

@@ -1,11 +1,6 @@
 #include "common/trace.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <oxbase/oxc.h>
 
@@ -15,11 +10,10 @@
 #include "platform/registry.h"
 #include "tests/support/in_threads.h"
 #include "tests/support/system_root.h"
+#include "tests/support/test.h"
 
 namespace fs = std::filesystem;
-using ox::test::native;
-using ox::test::read_text;
-using ox::test::work_dir;
+using ox::test::native, ox::test::read_text, ox::test::work_dir;
 
 namespace {
 
@@ -39,17 +33,14 @@ class TraceTest : public testing::Test {
 
 TEST_F(TraceTest, LinesReachTheFileInTheirOwnForm) {
   start("lines.dbg");
-  EXPECT_EQ(OX_OK, oxcDebugOut("<M:%s(%d)>\n", "here", 7));
+  EXPECT_EQ(OX_OK, oxcDebugOut("%s(%d)\n", "here", 7));
   oxcDebugOut("%s\n", std::string(5000, 'x').c_str());
-  ox::trace::write_exit("<E:oxaGet[%ld]>\n", 17);
-  ox::trace::write_exit("<E:type_init[%#ld]>\n", 20);
-  ox::trace::write_exit("<E:oxsSnmpEncode[%l]>\n", 3);  // an incomplete conversion stays as it is
-  ox::trace::write_plain_exit("oxaCloseMap", 14);
+  ox::trace::write_exit("[%ld]\n", 17);
+  ox::trace::write_exit("[%#ld]\n", 20);
+  ox::trace::write_exit("[%l]\n", 3);  // an incomplete conversion stays as it is
   oxcSetDebugMask(0);
   oxcDebugOut("nothing\n");
-  EXPECT_EQ("<M:here(7)>\n" + std::string(4094, 'x') +
-                "\n<E:oxaGet[17]>\n<E:type_init[20]>\n<E:oxsSnmpEncode[%l]>\n<E:oxaCloseMap:[14]>\n",
-            read_text(file("lines_00.dbg")));
+  EXPECT_EQ("here(7)\n" + std::string(4094, 'x') + "\n[17]\n[20]\n[%l]\n", read_text(file("lines_00.dbg")));
   EXPECT_EQ(OX_ENAMELONG, oxcDebugOutput(0, std::string(257, 'n').c_str()));
   EXPECT_EQ(OX_EOPEN, oxcDebugOutput(0, "/no/such/directory/x.dbg"));
 }
@@ -91,8 +82,7 @@ TEST_F(TraceTest, AnotherProcessSwitchesThroughTheControlBlock) {
   uint32_t count = 0;
   uint32_t ids[4] = {};
   ASSERT_EQ(OX_OK, oxcDebugProcesses(ids, 4, &count));
-  EXPECT_EQ(1u, count);
-  EXPECT_EQ(self, ids[0]);
+  EXPECT_EQ(std::pair(1u, self), std::pair(count, ids[0]));
   EXPECT_EQ(OX_ENOSHM, oxcDebugGetControl(0x7ffffff0, &control));
 }
 
@@ -101,20 +91,17 @@ TEST_F(TraceTest, NamesBecomePatterns) {
   const std::string moved = native(ox::test::system_root() + "/moved");
   char id[16];
   std::snprintf(id, sizeof id, "ox%x", ox::platform::process_id());
-  using Rows = std::vector<std::pair<std::string, std::string>>;
-  const auto check = [](const Rows& rows) {
-    for (const auto& [name, first] : rows) EXPECT_EQ(native(first), ox::trace::name_pattern(name).name(7)) << name;
-  };
-  check({{"", tmp + "/" + id + "_07.dbg"},
-         {tmp + "/a.b.dbg", tmp + "/a.b_07.dbg"},
-         {tmp + "\\plain", tmp + "/plain_07"},
-         {"/else/where/", std::string("/else/where/") + id + "_07.dbg"},
-         {"bare.log", "bare_07.log"},
-         {"100%s/%n.log", "100%s/%n_07.log"}});
+  const auto seventh = [](const std::string& name) { return ox::trace::name_pattern(name).name(7); };
+  const std::pair<std::string, std::string> rows[] = {
+      {"", tmp + "/" + id + "_07.dbg"},     {tmp + "/a.b.dbg", tmp + "/a.b_07.dbg"},
+      {tmp + "\\plain", tmp + "/plain_07"}, {"/else/where/", std::string("/else/where/") + id + "_07.dbg"},
+      {"bare.log", "bare_07.log"},          {"100%s/%n.log", "100%s/%n_07.log"}};
+  for (const auto& [name, file] : rows) EXPECT_EQ(native(file), seventh(name));
   ASSERT_EQ(0u, ox::platform::registry_write(key, "oxLogDirectory", (moved + "/").c_str()));
-  check({{tmp + "/x.dbg", tmp + "/x_07.dbg"}});  // no such directory yet
+  EXPECT_EQ(native(tmp + "/x_07.dbg"), seventh(tmp + "/x.dbg"));  // no such directory yet
   fs::create_directories(moved);
-  check({{tmp + "/x.dbg", moved + "/x_07.dbg"}, {"/else/x.dbg", "/else/x_07.dbg"}});
+  EXPECT_EQ(moved + native("/x_07.dbg"), seventh(tmp + "/x.dbg"));
+  EXPECT_EQ(native("/else/x_07.dbg"), seventh("/else/x.dbg"));
 }
 
 TEST_F(TraceTest, LinesOfSeveralThreadsDoNotMix) {
@@ -124,9 +111,7 @@ TEST_F(TraceTest, LinesOfSeveralThreadsDoNotMix) {
   });
   const std::string text = read_text(file("threads_00.dbg"));
   ASSERT_EQ(4u * 200 * 65, text.size());
-  for (std::size_t at = 0; at < text.size(); at += 65) {
-    ASSERT_EQ(std::string(64, text[at]) + "\n", text.substr(at, 65));
-  }
+  for (std::size_t at = 0; at < text.size(); at += 65) ASSERT_EQ(std::string(64, text[at]) + "\n", text.substr(at, 65));
 }
 
 TEST(TraceWithoutControl, NothingIsTracedAndNothingFails) {

@@ -1,8 +1,6 @@
 // Nodes for the tests: with every block accounted for, and with a tree of a few attributes and one enumeration.
 #pragma once
 
-#include <string>
-
 #include <oxbase/oxd.h>
 
 #include "platform/environment.h"

@@ -3,8 +3,6 @@
 #include <bit>
 #include <cstring>
 #include <functional>
-#include <tuple>
-#include <utility>
 
 #include "tests/data/data_fixture.h"
 #include "tests/support/byte_text.h"

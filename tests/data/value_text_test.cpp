@@ -1,8 +1,6 @@
 // Text forms of values, both ways, and of nodes.
 #include <cstring>
 #include <thread>
-#include <tuple>
-#include <vector>
 
 #include "platform/codepage.h"
 #include "tests/data/data_fixture.h"

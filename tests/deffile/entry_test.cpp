@@ -1,12 +1,6 @@
 // Keyword definition files: the entry reader, the writer, the user file, and the daemon's settings.
-#include <gtest/gtest.h>
-
 #include <filesystem>
-#include <string>
 #include <thread>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include <oxbase/oxf.h>
 
@@ -17,6 +11,7 @@
 #include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/system_root.h"
+#include "tests/support/test.h"
 #include "tests/support/texts.h"
 
 namespace fs = std::filesystem;

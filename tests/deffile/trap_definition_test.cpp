@@ -1,8 +1,5 @@
 // Trap definition files, the list that they make, and what is found in it.
-#include <gtest/gtest.h>
-
 #include <filesystem>
-#include <string>
 
 #include <oxbase/oxc.h>
 #include <oxbase/oxd.h>
@@ -11,6 +8,7 @@
 #include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/system_root.h"
+#include "tests/support/test.h"
 
 namespace ox::test {
 namespace {

@@ -1,14 +1,10 @@
 #include "platform/file.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <filesystem>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "tests/support/system_root.h"
+#include "tests/support/test.h"
 
 namespace ox::platform {
 namespace {

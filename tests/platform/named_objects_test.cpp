@@ -1,16 +1,12 @@
 // Objects that processes share by name: events, mutexes, blocks.
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <cstring>
-#include <string>
-#include <string_view>
 #include <thread>
-#include <vector>
 
 #include "platform/named_event.h"
 #include "platform/shared_block.h"
 #include "tests/support/system_root.h"
+#include "tests/support/test.h"
 
 namespace ox::platform {
 namespace {

@@ -1,5 +1,4 @@
 // What other processes do to named objects: die, fork, and serve other roots.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -7,9 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/linux/root.h"
 #include "platform/named_event.h"
@@ -19,6 +16,7 @@
 #include "tests/platform/forked.h"
 #include "tests/support/in_threads.h"
 #include "tests/support/system_root.h"
+#include "tests/support/test.h"
 
 namespace ox::platform {
 namespace {

@@ -1,18 +1,13 @@
 #include "platform/pipe.h"
 
-#include <gtest/gtest.h>
-
 #include <array>
 #include <asio/post.hpp>
 #include <functional>
-#include <string>
-#include <string_view>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "platform/environment.h"
 #include "platform/server/pipe_server.h"
+#include "tests/support/test.h"
 
 namespace ox::platform {
 namespace {

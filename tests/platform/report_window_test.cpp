@@ -1,12 +1,9 @@
 #include "platform/report_window.h"
 
-#include <gtest/gtest.h>
-
 #include <thread>
-#include <tuple>
-#include <vector>
 
 #include "platform/named_event.h"
+#include "tests/support/test.h"
 
 namespace ox::platform {
 namespace {

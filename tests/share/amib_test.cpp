@@ -4,8 +4,6 @@
 #include <fstream>
 #include <set>
 #include <sstream>
-#include <string>
-#include <vector>
 
 #include "tests/amib/tree_fixture.h"
 #include "tests/snmp/packet.h"

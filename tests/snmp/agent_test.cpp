@@ -1,9 +1,4 @@
 // The codec against real tools. Against a real agent it is put by the shipped definitions and the manager.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "tests/snmp/packet.h"
 #include "tests/snmp/test_message.h"
 #include "tests/support/machine_process.h"

@@ -1,8 +1,5 @@
 // The codec of SNMP messages, byte for byte.
 #include <cstring>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "tests/amib/tree_fixture.h"
 #include "tests/snmp/packet.h"

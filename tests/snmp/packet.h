@@ -1,10 +1,8 @@
 // Builds elements apart from the codec, so that a mistake there cannot cancel itself here.
 #pragma once
 
-#include <string>
-#include <string_view>
-
 #include "tests/support/byte_text.h"
+#include "tests/support/test.h"
 
 namespace ox::test {
 

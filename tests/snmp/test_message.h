@@ -1,14 +1,10 @@
 // Messages, traps and their values as the tests write and read them.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <string_view>
-
 #include <oxbase/oxs.h>
 
 #include "tests/support/blocks.h"
+#include "tests/support/test.h"
 
 namespace ox::test {
 

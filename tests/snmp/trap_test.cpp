@@ -1,10 +1,5 @@
 // Traps byte for byte.
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "tests/snmp/packet.h"
 #include "tests/snmp/test_message.h"
