@@ -217,7 +217,6 @@ TEST_F(AsyncTest, ApplicationData) {
   std::uint32_t length = 0;
   EXPECT_EQ(122u, oxcApDataRead(nullptr, 0, &length));
   EXPECT_EQ(1u, oxcApDataRead(nullptr, 1, &length));
-  EXPECT_EQ(1u, oxcApDataRead(nullptr, 0, nullptr));
 }
 
 TEST_F(AsyncTest, PostponedReportsAreNotFetchedForEver) {

@@ -67,7 +67,6 @@ TEST_F(LoaderTest, FaultsAreToldAndLeaveTheTreeAsItWas) {
   EXPECT_EQ(5002u, oxbAddAmibTree((test::system_root() + "/none.def").c_str()));
   EXPECT_EQ("none.def:0", error_position());
   EXPECT_EQ(138u, oxbAddAmibTree(test::work_dir().c_str()));
-  EXPECT_EQ(1u, oxbAddAmibTree(nullptr));
   EXPECT_EQ(0u, add("more.def", "under cmnList.9" + leaf));
   EXPECT_EQ(9u, oxbNumber(node("obj.cmn.cmnList.under")));
 }

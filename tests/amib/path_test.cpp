@@ -77,8 +77,6 @@ TEST_F(PathTest, RootAndMissingArguments) {
   EXPECT_EQ(none, text_of(oxbStrName, ""));
   EXPECT_EQ(none, text_of(oxbNumName, nullptr));
   EXPECT_EQ(125u, oxbSplit("", nullptr, nullptr));
-  EXPECT_EQ(1u, oxbEntry("obj", nullptr));
-  EXPECT_EQ(1u, oxbStrName("obj", nullptr));
   EXPECT_EQ(0u, oxbSplit("obj", nullptr, nullptr));
   ASSERT_EQ(0u, oxbDeleteAmibTree(OXB_TREE));
   EXPECT_EQ("!14", test::given<uint32_t>(oxbEntry, "obj"));
@@ -204,11 +202,6 @@ TEST(Deploy, CombinationsWithinLimits) {
     EXPECT_EQ(expected, deploy(pattern, capacity)) << pattern.substr(0, 60);
   }
   EXPECT_EQ(20000u, deploy("a" + repeated(",a", 9999)).size());
-  uint32_t count = 0;
-  char* result = nullptr;
-  EXPECT_EQ(1u, oxbDeploy(nullptr, &count, &result, 1));
-  EXPECT_EQ(1u, oxbDeploy("a", nullptr, &result, 1));
-  EXPECT_EQ(1u, oxbDeploy("a", &count, nullptr, 1));
 }
 
 TEST(Deploy, EveryAllocationMayFail) {

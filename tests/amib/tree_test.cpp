@@ -13,9 +13,8 @@ using test::inner, test::leaf, test::TreeTest;
 
 TEST_F(TreeTest, ImageHasTheFixedLayout) {
   const std::string name63(63, 'n');
-  const std::string long_line = name63 + " amibtop.4294967295 Counter64 accessible-for-notify ICMPV6-ACS\n";
   ASSERT_EQ(0u, add("a.def", "abc amibtop.7 Aggregate read-write SNMP-ACS\nabcd amibtop.8 Gauge read-only EMON-ACS\n" +
-                                 long_line));
+                                 name63 + " amibtop.4294967295 Counter64 accessible-for-notify ICMPV6-ACS\n"));
   ASSERT_EQ(0u, add("b.def", "x abc.1 INTEGER write-only CONF-ACS\n"));
   const auto* words = reinterpret_cast<const uint32_t*>(directory());
   EXPECT_EQ(8200u, search_shm_entry(1120)->handles->block.size());
@@ -41,9 +40,8 @@ TEST_F(TreeTest, ImageHasTheFixedLayout) {
 TEST_F(TreeTest, AccessorsReadTheRecord) {
   load_small_tree();
   const uint32_t state = node("obj.cmn.cmnState");
-  const uint32_t read[] = {oxbNumber(state), oxbAmibType(state), oxbAccessControl(state), oxbAmibInterface(state)};
-  const uint32_t expected[] = {2, OX_INTEGER, OXB_READ, OXB_SNMP};
-  EXPECT_EQ(0, std::memcmp(expected, read, sizeof read));
+  EXPECT_EQ(std::tuple(2u, uint32_t{OX_INTEGER}, uint32_t{OXB_READ}, uint32_t{OXB_SNMP}),
+            std::tuple(oxbNumber(state), oxbAmibType(state), oxbAccessControl(state), oxbAmibInterface(state)));
   EXPECT_STREQ("cmnName", oxbName(oxbPrev(state)));
   EXPECT_STREQ("cmnList", oxbName(oxbNext(state)));
   EXPECT_EQ(oxbPrev(state), oxbChild(oxbParent(state)));
@@ -134,9 +132,9 @@ class VerifyTest : public TreeTest {
 TEST_F(VerifyTest, AnyOrderOfTheFilesWillDo) {
   for (const std::string& path : {first_, second_, third_}) ASSERT_EQ(0u, oxbAddAmibTree(path.c_str()));
   const uint32_t member = node("obj.group.member");
-  EXPECT_EQ(0u, verify({first_, second_, third_}));
-  EXPECT_EQ(0u, verify({third_, second_, first_}));
-  EXPECT_EQ(0u, verify({second_, first_, third_}));
+  const std::vector<std::string> orders[] = {
+      {first_, second_, third_}, {third_, second_, first_}, {second_, first_, third_}};
+  for (const auto& order : orders) EXPECT_EQ(0u, verify(order));
   expect_clean();
   EXPECT_EQ(member, node("obj.group.member"));
   EXPECT_EQ(0u, oxbAddAmibTree(define("fourth.def", "a obj.9" + leaf).c_str()));

@@ -42,7 +42,6 @@ TEST(Token, QuotesEscapesAndDoubleBytes) {
     EXPECT_EQ(result, oxcToken(line.data(), separators, tokens.data(), maximum, &count));
     EXPECT_EQ(expected, std::vector<std::string>(tokens.begin(), tokens.begin() + count));
   }
-  EXPECT_EQ(1u, oxcToken(nullptr, nullptr, nullptr, 0, nullptr));
 }
 
 TEST(Wildcard, Patterns) {
@@ -58,8 +57,6 @@ TEST(Wildcard, Patterns) {
       EXPECT_EQ(expected, oxcRegMatch2(both[0].c_str(), both[1].c_str())) << testing::PrintToString(row);
     }
   }
-  EXPECT_EQ(0u, oxcRegMatch(nullptr, "a"));
-  EXPECT_EQ(0u, oxcRegMatch2("a", nullptr));
 }
 
 TEST(Wildcard, ManyStarsEnd) {

@@ -1,0 +1,63 @@
+// Every exported function without a good argument: first nothing but nulls and zeros, then empty texts.
+#include <map>
+
+#include <oxbase/oxbase.h>
+
+#include "tests/support/test.h"
+#include "tests/support/texts.h"
+
+namespace {
+
+template <class Argument>
+Argument empty() {
+  if constexpr (std::is_same_v<Argument, const char*> || std::is_same_v<Argument, const void*>) return "";
+  return Argument{};
+}
+
+// The results; one of them where they are the same. A pointer as result is only made, one to a block of the heap is
+// not.
+template <class R, class... Arguments>
+std::string called(R(OX_CALL* function)(Arguments...)) {
+  if constexpr ((std::is_pointer_v<Arguments> || ...) && std::is_integral_v<R>) {
+    const std::string with_nulls = std::to_string(function(Arguments{}...));
+    const std::string with_texts = std::to_string(function(empty<Arguments>()...));
+    return with_nulls + (with_texts != with_nulls ? " " + with_texts : "");
+  } else if constexpr ((std::is_pointer_v<Arguments> || ...) && !std::is_same_v<R, void*>) {
+    (void)function(Arguments{}...);
+  }
+  return "1";
+}
+
+TEST(Nulls, AreBadArgumentsOrMeanSomething) {
+  std::map<std::string, std::string> results;
+#define OX_FUNCTION(name) results[#name] = called(name);
+#include "functions.inc"
+  const std::pair<const char*, const char*> others[] = {
+      {"-1", "oxdGetValueSize oxdGetValueType"},
+      {"0",  // nothing to release, to print, to match or to say
+       "oxcFree oxcMemFree oxcTrFreeConf oxcTrFreeTag oxdFree oxeEvfltFree oxeEvmsgFree oxfClrConfent "
+       "oxfDestroyFileList oxfFileListFree oxsSnmpFree oxsSnmpTrapFree oxcMemDebugListOut oxcMemDumpLog "
+       "oxcMemDumpLogForICMP oxcMemDumpLogForRMGR oxcMemDumpLogForSNMP oxcMemDumpLogForSNMPTrap oxdPrint oxdPrintLog "
+       "oxeEvfltMatch oxcVersionCmp oxcStrcat oxcStrcpy oxcPerror oxcPerrorMsgBox oxcPerrorMsgBox2 oxcApDataReceive "
+       "oxcDebugOutput oxdEncode oxfGetErrorFile oxfGetFileAttrib"},
+      {"0 1", "oxcRegMatch oxcRegMatch2"},
+      {"1 0", "oxfGetFileList"},
+      {"1 5002", "oxbAddAmibTree oxcCheckFile"},
+      {"14",  // no session, no tree
+       "oxaAsyGet oxaAsySet oxaClose oxaCompLock oxaCompUnlock2 oxaControl oxaDataAppend oxaDataGetSize oxaGet "
+       "oxaMgmtControl oxaSet oxbSplit oxeEventOpen"},
+      {"15", "oxaInit oxaServiceInit"},
+      {"70 1", "oxeEventIconWaitOpen"},
+      {"183", "oxbUseAlreadyExistAmibTree oxcStrToValue oxcValueToStr"},
+      {"195", "oxeEventWaitCloseEx oxeEventWaitOpenEx"},
+      {"195 142", "oxcSetConfigEntry"}};
+  for (const auto& [result, names] : others) {
+    for (const std::string& name : ox::test::split(names, ' ')) {
+      EXPECT_EQ(result, std::exchange(results[name], "1")) << name;
+    }
+  }
+  for (const auto& [name, result] : results) EXPECT_EQ("1", result) << name;
+  EXPECT_GT(results.size(), 300u);
+}
+
+}  // namespace
