@@ -155,6 +155,8 @@ OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void
 OX_RESULT close(const void* handle) {
   PersistentWait* const wait = waits.find(handle);
   if (wait == nullptr || wait->closed) return OX_EMISSING;
+  // Before the name is free: another process may open it at once, and the memory is its from then on.
+  if (wait->running == 0) delete std::exchange(wait->memory, nullptr);
   const OX_RESULT result = close_at_manager(*wait);
   if (wait->running != 0) {
     wait->closed = true;

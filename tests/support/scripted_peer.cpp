@@ -99,6 +99,7 @@ bool ScriptedPeer::read(std::string& bytes, std::size_t size) {
 }
 
 bool ScriptedPeer::deliver(const Answer& answer) {
+  if (answer.before) answer.before();
   for (const std::string& piece : answer.pieces) {
     if (&piece != &answer.pieces.front()) std::this_thread::sleep_for(std::chrono::milliseconds(2));
     const auto bytes = std::as_bytes(std::span(piece));

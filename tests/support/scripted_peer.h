@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -37,6 +38,7 @@ struct ReplyFields {
 struct Answer {
   std::vector<std::string> pieces{};  // written one after the other, a moment apart
   bool close = false;                 // then closes the connection
+  std::function<void()> before{};     // runs first, on the peer's thread
 };
 
 class ScriptedPeer {
