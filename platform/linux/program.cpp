@@ -6,6 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "platform/linux/fail.h"
@@ -16,6 +18,20 @@ namespace {
 std::vector<char*> pointers(const std::vector<std::string>& texts) {
   std::vector<char*> result;
   for (const std::string& text : texts) result.push_back(const_cast<char*>(text.c_str()));
+  return result;
+}
+
+// The variables, and this process's own of other names: of two of one name, some programs take the first and shells the
+// last.
+std::vector<char*> merged(const std::vector<std::string>& variables) {
+  std::vector<char*> result = pointers(variables);
+  for (char** own = environ; *own != nullptr; ++own) {
+    const std::string_view text = *own;
+    const std::string_view name = text.substr(0, text.find('=') + 1);
+    const bool given = std::any_of(variables.begin(), variables.end(),
+                                   [name](const std::string& variable) { return variable.starts_with(name); });
+    if (!given) result.push_back(*own);
+  }
   return result;
 }
 
@@ -59,8 +75,7 @@ Error Program::start(const std::vector<std::string>& arguments, const std::vecto
   if (arguments.empty()) return fail(error_invalid_parameter);
   std::vector<char*> words = pointers(arguments);
   words.push_back(nullptr);
-  std::vector<char*> environment = pointers(variables);  // the first of a name counts
-  for (char** variable = environ; *variable != nullptr; ++variable) environment.push_back(*variable);
+  std::vector<char*> environment = merged(variables);
   environment.push_back(nullptr);
   const Setting setting;
   pid_t pid = 0;

@@ -1,5 +1,7 @@
 #include "platform/server/program.h"
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -27,7 +29,15 @@ std::string command_line(const std::vector<std::string>& arguments) {
   return line;
 }
 
-// The variables, each with its zero byte, and one more.
+// Whether they have the variable's name, in which case does not count.
+bool give(const std::vector<std::string>& variables, std::string_view variable) {
+  const std::size_t size = variable.find('=', 1) + 1;  // the system's own begin with one
+  return std::any_of(variables.begin(), variables.end(), [variable, size](const std::string& given) {
+    return given.size() >= size && ::_strnicmp(given.data(), variable.data(), size) == 0;
+  });
+}
+
+// The variables, and this process's own of other names; each with its zero byte, and one more.
 std::string environment(const std::vector<std::string>& variables) {
   std::string block;
   for (const std::string& variable : variables) block += variable + '\0';
@@ -35,7 +45,7 @@ std::string environment(const std::vector<std::string>& variables) {
                                                                         ::FreeEnvironmentStringsA);
   for (const char* variable = own.get(); variable != nullptr && *variable != '\0';) {
     const std::string_view text = variable;
-    block.append(text).push_back('\0');
+    if (!give(variables, text)) block.append(text).push_back('\0');
     variable += text.size() + 1;
   }
   return block + '\0';

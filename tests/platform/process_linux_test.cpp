@@ -18,6 +18,7 @@
 #include "platform/named_event.h"
 #include "platform/pipe.h"
 #include "platform/server/pipe_server.h"
+#include "platform/server/program.h"
 #include "platform/service.h"
 #include "platform/system_log.h"
 #include "platform/thread_slot.h"
@@ -79,6 +80,17 @@ TEST(StartProgram, FindsProgramsOnThePathAndLeavesNoZombie) {
   EXPECT_EQ("started\n", test::read_file(fifo));  // waits for the writer
   EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG));
   EXPECT_EQ(ECHILD, errno);
+}
+
+// A shell takes the last of two variables of one name, other programs the first.
+TEST(Program, ItsVariablesTakeThePlaceOfThoseOfTheProcess) {
+  const std::string out = system_root() + "/out";
+  setenv("OX_X", "old", 1);
+  setenv("OX_XX", "kept", 1);
+  Program program;
+  ASSERT_EQ(error_none, program.start({"/bin/sh", "-c", "echo $OX_X $OX_XX > '" + out + "'"}, {"OX_X=new"}));
+  while (program.running()) sleep_ms(1);
+  EXPECT_EQ("new kept\n", test::read_file(out));
 }
 
 TEST(Console, WritesToTheErrorStreamAndSurvivesItsReader) {
