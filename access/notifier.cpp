@@ -12,8 +12,8 @@ constexpr std::uint32_t full_queue_pause_ms = 1000;
 
 void run(platform::NamedEvent& event, const platform::ReportWindow::Poster& window) noexcept {
   while (event.wait(platform::infinite) == platform::error_none) {
+    event.reset();  // before the window is looked at: stop() sets the event when the window is gone
     if (!window.alive()) return;
-    event.reset();
     // Any other failure means that the window is going: the next round sees it.
     while (window.post(window_fetch_reports) == platform::error_quota) platform::sleep_ms(full_queue_pause_ms);
   }
