@@ -15,6 +15,7 @@ namespace {
 
 constexpr char class_name[] = "OxwatchApplication";
 constexpr std::uint32_t queue_limit = 10'000;  // as the system's own, which not every version has
+constexpr LPARAM counted = 1;                  // marks what a poster has posted: others may send such messages, too
 
 LONG_PTR address_of(void* object) noexcept { return reinterpret_cast<LONG_PTR>(object); }
 
@@ -31,7 +32,7 @@ struct ReportWindow::Poster::Shared {
     auto* const shared = reinterpret_cast<Shared*>(::GetWindowLongPtrA(window, GWLP_USERDATA));
     if (message == WM_COMMAND && shared != nullptr) {
       const Handler run = shared->handler;
-      --shared->waiting;
+      if (more == counted) --shared->waiting;
       run(LOWORD(word));
     }
     return ::DefWindowProcA(window, message, word, more);
@@ -47,7 +48,9 @@ struct ReportWindow::Poster::Shared {
   bool dispatch_one(std::uint32_t& own) const {
     MSG message{};
     if (::PeekMessageA(&message, nullptr, 0, 0, PM_NOREMOVE) == FALSE) return false;
-    const auto is_own = [&] { return message.hwnd == window && message.message == WM_COMMAND; };
+    const auto is_own = [&] {
+      return message.hwnd == window && message.message == WM_COMMAND && message.lParam == counted;
+    };
     if (is_own() && own == 0) return false;
     if (::PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE) == FALSE) return false;
     if (message.message == WM_QUIT) {  // for the application's own loop
@@ -151,7 +154,7 @@ Error ReportWindow::Poster::post(std::uint32_t message) const noexcept {
     --shared_->waiting;
     return fail(error_quota);
   }
-  if (::PostMessageA(shared_->window, WM_COMMAND, message, 0) != FALSE) return error_none;
+  if (::PostMessageA(shared_->window, WM_COMMAND, message, counted) != FALSE) return error_none;
   --shared_->waiting;
   const Error error = fail_last();
   if (error == ERROR_NOT_ENOUGH_QUOTA) return fail(error_quota);  // the number of a full queue since NT 5.0
