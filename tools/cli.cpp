@@ -11,8 +11,8 @@ namespace tool {
 
 std::string on_one_line(std::string text) {
   while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return c == '\n' || c == '\r' || c == '\t'; }, ' ');
+  const auto is_control = [](char c) { return (static_cast<unsigned char>(c) < ' ') || c == '\x7F'; };
+  std::replace_if(text.begin(), text.end(), is_control, ' ');
   return text;
 }
 

@@ -49,7 +49,7 @@ template <class Record, auto release>
 using Owner = std::unique_ptr<Record, Release<release>>;
 using NodesPtr = Owner<dnode, oxdFree>;
 
-// Text on one line, whatever it holds.
+// Text on one line of a terminal, whatever it holds: agents and senders of traps choose what is shown.
 std::string on_one_line(std::string text);
 
 // Parses the command line and runs the body, whose result is the exit code. Prints what either throws.

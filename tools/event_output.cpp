@@ -1,11 +1,10 @@
 #include "tools/event_output.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include <oxbase/oxbase.h>
+#include "tools/cli.h"
 
 namespace tool {
 namespace {
@@ -92,17 +91,16 @@ void print_json(const evmsg* event) {
 void print_line(const evmsg* event) {
   const char* const time = oxcUxTimeToStr(number_of(event, &oxeEvmsgGetOccurTime));
   const std::string type = text_of(event, &oxeEvmsgGetCompType);
-  const std::string component = type.empty() ? "-" : type + ':' + text_of(event, &oxeEvmsgGetCompName);
+  const std::string component = type.empty() ? "-" : on_one_line(type + ':' + text_of(event, &oxeEvmsgGetCompName));
   std::string text = text_of(event, &oxeEvmsgGetOptMsg);
   for (const std::string& more : {text_of(event, &oxeEvmsgGetMemo), nodes_text(event)}) {
     if (!more.empty()) text += (text.empty() ? "" : " ") + more;
   }
   if (const std::string agent = agent_text(event); !agent.empty()) text += " [" + agent + ']';
-  std::replace(text.begin(), text.end(), '\n', ' ');
   std::printf("%8u  %s  %-4x %s  %-20s  %s  %s\n", number_of(event, &oxeEvmsgGetSndId), time != nullptr ? time : "-",
               number_of(event, &oxeEvmsgGetEventType),
               (number_of(event, &oxeEvmsgGetFlag) & 1) != 0 ? "checked" : "       ", component.c_str(),
-              text_of(event, &oxeEvmsgGetSender).c_str(), text.c_str());
+              on_one_line(text_of(event, &oxeEvmsgGetSender)).c_str(), on_one_line(text).c_str());
 }
 
 }  // namespace

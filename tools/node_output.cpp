@@ -92,7 +92,7 @@ bool print_table(dnode* list, bool raw) {
   for (dnode* node = list; node != nullptr; node = oxdNext(node)) {
     const uint32_t error = error_of(node);
     good = good && error == OX_OK;
-    Row row{component_of(node), name_of(node), {}};
+    Row row{on_one_line(component_of(node)), name_of(node), {}};
     row.value = error != OX_OK ? "error " + std::to_string(error) + ": " + error_text(error)
                 : raw          ? oxdGetValueByRawStr(node)
                                : oxdGetValueByStr(node);
@@ -126,7 +126,7 @@ bool print_json(dnode* list, int indent) {
       good = false;
       entry["error"] = error;
       entry["message"] = error_text(error);
-    } else {
+    } else if (oxdGetValueType(node) != -1) {
       entry["type"] = oxdGetValueType(node);
       entry["text"] = oxdGetValueByStr(node);
       const nlohmann::json number = number_of(node);

@@ -39,11 +39,14 @@ struct Watch {
   const Options& options;
   uint32_t reports = 0;
   OX_RESULT failure = OX_OK;
+
+  [[nodiscard]] bool goes_on() const { return failure == OX_OK && (options.count == 0 || reports < options.count); }
 };
 
 void OX_CALL on_report(void*, void* argument, dnode* list, OX_RESULT code) {
   Watch& watch = *static_cast<Watch*>(argument);
   const tool::NodesPtr owner(list);
+  if (!watch.goes_on()) return;  // several come in one turn
   if (code == OX_ETOOMANY) {
     std::fputs("oxget: reports have been lost here\n", stderr);
   } else if (list == nullptr) {
@@ -67,10 +70,7 @@ int watch(const Options& options) {
   tool::require(oxaAsyGet(manager(options), options.component.c_str(), names.c_str(), nullptr, options.bits,
                           options.timeout, on_report, &watched, &request),
                 options.component);
-  const auto goes_on = [&] {
-    return watched.failure == OX_OK && !connection_lost && (options.count == 0 || watched.reports < options.count);
-  };
-  while (goes_on() && oxaDispatch(forever) == OX_OK) {
+  while (watched.goes_on() && !connection_lost && oxaDispatch(forever) == OX_OK) {
   }
   if (connection_lost) throw tool::Failure("manager", OX_ECLOSED);
   tool::require(watched.failure, options.component + " " + names);

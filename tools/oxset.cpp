@@ -70,10 +70,11 @@ void write_values(const Options& options) {
   dnode* answer = nullptr;
   const OX_RESULT result = oxaSet(manager_of(options), 0, options.timeout, list.get(), &answer);
   const tool::NodesPtr owner(answer);
+  dnode* const shown = result == OX_OK ? list.get() : answer;  // the answer repeats names, and tells of errors
   if (options.json) {
-    (void)tool::print_json(answer);
+    (void)tool::print_json(shown);
   } else if (options.verbose || result == OX_ENODES) {
-    (void)tool::print_table(answer, false);
+    (void)tool::print_table(shown, false);
   }
   tool::require(result, options.component);
 }
@@ -99,7 +100,7 @@ int main(int argc, char** argv) {
   app.add_flag("--delete", options.remove, "delete the component")->excludes(add);
   app.add_option("--type", options.type, "value type when the attribute is not in the tree, or another is wanted")
       ->transform(CLI::CheckedTransformer(tool::value_types, CLI::ignore_case));
-  app.add_flag("-v,--verbose", options.verbose, "print the values as the manager took them");
+  app.add_flag("-v,--verbose", options.verbose, "print the values that were written");
   app.add_flag("-j,--json", options.json, "print them as JSON");
   app.add_flag("--nopass", options.no_password, "do not ask for a logon (also -nopass; nothing is asked today)");
   app.add_option("-t,--timeout", options.timeout, "seconds to wait (0: the manager's own)");

@@ -39,13 +39,14 @@ std::string names_of(uint32_t mask) {
   return names.empty() ? "none" : names;
 }
 
-void print(const std::vector<uint32_t>& processes, bool json) {
+// Of processes that were found, not named, those that have ended since are left out.
+void print(const std::vector<uint32_t>& processes, bool named, bool json) {
   nlohmann::json all = nlohmann::json::array();
   if (!json) std::printf("%8s  %10s  %7s  %4s  %s\n", "PROCESS", "MASK", "CONSOLE", "FILE", "BITS");
   for (const uint32_t process : processes) {
     oxcDebugControl control{};
     const OX_RESULT code = oxcDebugGetControl(process, &control);
-    if (code == OX_ENOSHM && processes.size() > 1) continue;  // ended since it was listed
+    if (code == OX_ENOSHM && !named) continue;
     tool::require(code, "process " + std::to_string(process));
     if (json) {
       all.push_back({{"process", process},
@@ -110,7 +111,7 @@ int main(int argc, char** argv) {
     if (changes) {
       for (const uint32_t process : processes) apply(process, change);
     }
-    print(processes.empty() ? all_processes() : processes, json);
+    print(processes.empty() ? all_processes() : processes, !processes.empty(), json);
     return tool::exit_ok;
   });
 }

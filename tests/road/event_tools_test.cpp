@@ -50,7 +50,7 @@ TEST_F(ToolRoad, EventsAreSentAwaitedAndKept) {
         "\"sender\":\"tester\""}) {
     EXPECT_NE(std::string::npos, sent.find(part)) << part << " in " << sent;
   }
-  (void)run("oxevent send --memo other");
+  EXPECT_NE(std::string::npos, run("oxevent send --sender a\033[1m --memo other").find("  a [1m  other\n"));
   // Each criterion finds the first event alone, and its opposite does not.
   const struct {
     const char* right;

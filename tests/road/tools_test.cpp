@@ -59,6 +59,7 @@ TEST(Tools, ReadWriteAndRefuse) {
        "0 [\n  {\n    \"component\": \"node:v2c\",\n    \"name\": \"obj.node.nodeSnmpVersion.0\",\n"
        "    \"path\": \"11.5.5.0\",\n    \"text\": \"v2c(1)\",\n    \"type\": 1,\n    \"value\": 1\n  }\n]\n"},
       {"oxget node:v2c obj.node.nodeSnmpVersion.0 --raw", "~0   1\n"},
+      {"oxset -v node:v2c obj.node.nodeSnmpVersion.0 1", "~0   v2c(1)\n"},
       {"oxset --add ruleEnt:night", "0 "},
       {"oxset -nopass ruleEnt:night 11.13.10.0 1", "0 "},
       {"oxget ruleEnt:* 11.13", "0 ruleEnt:night  obj.ruleEnt.ruleRequest.0  1\n"},
@@ -121,7 +122,7 @@ TEST(Tools, TraceOfARunningProcessIsSwitched) {
   (void)oxcDebugOut("mask off\n");
   EXPECT_EQ("file on\n", read_text(file));
   expect({
-      {"oxtrace 4194305", "~1 error 193: "},
+      {"oxtrace 4194305 4194306", "~1 error 193: "},
       {"oxtrace " + self + " --mask generally", "~2 neither a number nor a bit's name"},
       {"oxtrace --mask none", "~2 needs the ids"},
       {"oxtrace " + self + " --file maybe", "~2 "},
