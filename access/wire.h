@@ -70,7 +70,7 @@ class Frame {
   std::size_t header_size_ = 0;
 };
 
-// The header of a received message, its names still in the received bytes and without their terminators.
+// The header of a received message, its names still in the received bytes, as long as their length words say.
 struct ReceivedHeader {
   std::uint32_t header_length;
   std::uint32_t data_length;

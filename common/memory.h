@@ -43,7 +43,6 @@ template <class T>
   return copy;
 }
 
-// A growing text of the thread: a tracked block that is released with its owner.
 // For null results of memory shortage the users throw std::bad_alloc or answer as their interface says.
 [[noreturn]] inline void out_of_memory() { throw std::bad_alloc(); }
 

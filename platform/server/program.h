@@ -16,8 +16,9 @@ class Program {
   Program& operator=(Program&& other) noexcept;
   ~Program();  // it runs on
 
-  // Starts the program arguments[0], looked for where the system looks for programs, in this process's environment and
-  // with `variables`, "NAME=value", on top. It has no input, and none of this process's files.
+  // Starts the program arguments[0], looked for where the system looks for programs, in this process's environment with
+  // `variables`, "NAME=value", in place of those of the same names. It has no input, and of this process's files at
+  // most the two it writes its output and errors to.
   [[nodiscard]] Error start(const std::vector<std::string>& arguments, const std::vector<std::string>& variables);
   [[nodiscard]] bool running();
 
