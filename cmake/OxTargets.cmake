@@ -112,9 +112,9 @@ endfunction()
 # A test program over the inside of some floors: ox_test(amib_test FLOORS platform common amib SOURCES ...)
 # Every test case runs as a process of its own, in a system root of its own. The floors' heap is replaced by one whose
 # n-th allocation can fail (tests/support). ENVIRONMENT holds "NAME=value" for the cases' processes, TIMEOUT the seconds
-# that one of them may take; those of a SERIAL program run with no other beside them.
+# that one of them may take.
 function(ox_test name)
-  cmake_parse_arguments(arg "SERIAL" "TIMEOUT" "FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(arg "" "TIMEOUT" "FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
@@ -125,20 +125,15 @@ function(ox_test name)
   endforeach()
   target_link_libraries(${name} PRIVATE ox_flags ox_test_support ox_test_heap GTest::gtest ${arg_LIBS})
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
-                       PROPERTIES TIMEOUT ${arg_TIMEOUT} RUN_SERIAL ${arg_SERIAL} FIXTURES_REQUIRED runs
-                                  ENVIRONMENT "${arg_ENVIRONMENT}")
+                       PROPERTIES TIMEOUT ${arg_TIMEOUT} FIXTURES_REQUIRED runs ENVIRONMENT "${arg_ENVIRONMENT}")
 endfunction()
 
 # A test program beside the real programs: ox_road_test(road_test PROGRAMS oxmgrd FLOORS ... SOURCES ...)
 # The programs are built first; OX_PROGRAMS is the folder they stand in.
 function(ox_road_test name)
-  cmake_parse_arguments(arg "SERIAL" "TIMEOUT" "PROGRAMS;FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
-  set(serial)
-  if(arg_SERIAL)
-    set(serial SERIAL)
-  endif()
+  cmake_parse_arguments(arg "" "TIMEOUT" "PROGRAMS;FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
   ox_test(${name} FLOORS ${arg_FLOORS} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS}
-          ENVIRONMENT ${arg_ENVIRONMENT} TIMEOUT ${arg_TIMEOUT} ${serial})
+          ENVIRONMENT ${arg_ENVIRONMENT} TIMEOUT ${arg_TIMEOUT})
   target_compile_definitions(${name} PRIVATE OX_PROGRAMS="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
   add_dependencies(${name} ${arg_PROGRAMS})
 endfunction()
