@@ -2,7 +2,6 @@
 #include <windows.h>
 
 #include <cstddef>
-#include <cstring>
 
 #include <oxbase/oxbase.h>
 
@@ -16,72 +15,46 @@ namespace {
 
 static_assert(sizeof(Queue) == 8 && offsetof(Queue, next) == 0 && offsetof(Queue, prev) == 4);
 
-// A block as any program of the system opens it: by its name, with the system's calls.
-class Mapped {
- public:
-  explicit Mapped(const std::string& name)
-      : handle_(::OpenFileMappingA(FILE_MAP_READ, FALSE, platform::object_name(name.c_str()).c_str())),
-        bytes_(static_cast<const char*>(::MapViewOfFile(handle_, FILE_MAP_READ, 0, 0, 0))) {}
-  Mapped(const Mapped&) = delete;
-  Mapped& operator=(const Mapped&) = delete;
-  ~Mapped() {
-    if (bytes_ != nullptr) (void)::UnmapViewOfFile(bytes_);
-    (void)::CloseHandle(handle_);
-  }
+// The bytes of a block, in whole pages, as any program of the system sees them: by its name, with the system's calls.
+std::string block(const std::string& name) {
+  const HANDLE handle = ::OpenFileMappingA(FILE_MAP_READ, FALSE, platform::object_name(name.c_str()).c_str());
+  const void* const view = ::MapViewOfFile(handle, FILE_MAP_READ, 0, 0, 0);
+  MEMORY_BASIC_INFORMATION pages{};
+  EXPECT_NE(0u, ::VirtualQuery(view, &pages, sizeof pages));
+  const std::string bytes(static_cast<const char*>(view), view != nullptr ? pages.RegionSize : 0);
+  (void)::UnmapViewOfFile(view);
+  (void)::CloseHandle(handle);
+  return bytes;
+}
 
-  [[nodiscard]] bool there() const noexcept { return bytes_ != nullptr; }
-  [[nodiscard]] std::uint32_t word(std::size_t at) const {
-    std::uint32_t value = 0;
-    std::memcpy(&value, bytes_ + at, sizeof value);
-    return value;
-  }
-  [[nodiscard]] const char* text(std::size_t at) const { return bytes_ + at; }
-  // Whole pages.
-  [[nodiscard]] std::size_t size() const {
-    MEMORY_BASIC_INFORMATION view{};
-    return ::VirtualQuery(bytes_, &view, sizeof view) != 0 ? view.RegionSize : 0;
-  }
-
- private:
-  HANDLE handle_;
-  const char* bytes_;
-};
+std::uint32_t word(const std::string& bytes, std::size_t at) {
+  std::uint32_t value = 0;
+  bytes.copy(reinterpret_cast<char*>(&value), sizeof value, at);
+  return value;
+}
 
 using Tree = test::SmallTreeTest;
 
+// What stands inside a record is the same everywhere.
 TEST_F(Tree, BlocksHoldTheDirectoryAndTheNodesAtFixedPlaces) {
-  const Mapped directory("Global\\ox1120");
-  const Mapped nodes("Global\\ox1121");
-  ASSERT_TRUE(directory.there() && nodes.there());
+  const std::string directory = block("Global\\ox1120"), nodes = block("Global\\ox1121");
   EXPECT_EQ((8200u + 4095) / 4096 * 4096, directory.size());
-  EXPECT_EQ(1121u, directory.word(12)) << "the key of block 1";
-  EXPECT_EQ(0u, directory.word(16));
-  EXPECT_EQ(0u, directory.word(8196));
-  const auto place = [](std::uint32_t ref) { return ref & 0x1FFFFF; };
-  const std::uint32_t root = directory.word(0);
-  EXPECT_EQ(1u, root >> 21);
-  EXPECT_STREQ("amibtop", nodes.text(place(root) + 36));
-  // "cmnState cmn.2 INTEGER read-only SNMP-ACS", whose record is the last one's neighbour in the chain of creation.
-  const std::uint32_t state = node("obj.cmn.cmnState");
-  const std::uint32_t fields[] = {
-      2, 1, 1, 3, node("obj.cmn"), 0, node("obj.cmn.cmnName"), node("obj.cmn.cmnList"), node("obj.cmn.cmnName")};
-  for (std::size_t i = 0; i < std::size(fields); ++i) EXPECT_EQ(fields[i], nodes.word(place(state) + 4 * i)) << i;
-  EXPECT_STREQ("cmnState", nodes.text(place(state) + 36));
-  EXPECT_EQ(place(state) + 36 + 12, place(node("obj.cmn.cmnList")));
-  EXPECT_STREQ("enterprises", nodes.text(place(directory.word(4)) + 36)) << "the newest node";
+  EXPECT_EQ(1121u, word(directory, 12)) << "the key of block 1";
+  EXPECT_EQ(0u, word(directory, 16));
+  const auto name_of = [&](std::uint32_t ref) { return nodes.c_str() + (ref & 0x1FFFFF) + 36; };
+  EXPECT_EQ(1u, word(directory, 0) >> 21);
+  EXPECT_STREQ("amibtop", name_of(word(directory, 0)));
+  EXPECT_STREQ("enterprises", name_of(word(directory, 4))) << "the newest node";
+  EXPECT_STREQ("cmnState", name_of(node("obj.cmn.cmnState")));
 }
 
 TEST(Layout, TheTraceIsSwitchedByFourWordsNamedAfterTheProcess) {
   trace::attach();
-  {
-    const Mapped control("oxdebug." + std::to_string(::GetCurrentProcessId()));
-    ASSERT_TRUE(control.there());
-    const std::uint32_t at_start[] = {0, 1, 0, 0};
-    for (std::size_t i = 0; i < std::size(at_start); ++i) EXPECT_EQ(at_start[i], control.word(4 * i)) << i;
-    oxcSetDebugMask(0x240);
-    EXPECT_EQ(0x240u, control.word(0));
-    oxcSetDebugMask(0);
-  }
+  const std::string name = "oxdebug." + std::to_string(::GetCurrentProcessId());
+  EXPECT_EQ(std::string("\0\0\0\0\1\0\0\0\0\0\0\0\0\0\0\0", 16), block(name).substr(0, 16));
+  oxcSetDebugMask(0x240);
+  EXPECT_EQ(0x240u, word(block(name), 0));
+  oxcSetDebugMask(0);
   trace::detach();
 }
 

@@ -19,23 +19,19 @@ class MessageTest : public testing::Test {
 };
 
 // A stream of given bytes, handed out at most `step` bytes a read, that ends after them.
-class Stream final : public ByteSource {
- public:
-  explicit Stream(std::string content, std::size_t step = SIZE_MAX) : content_(std::move(content)), step_(step) {}
+struct Stream final : ByteSource {
+  explicit Stream(std::string content_, std::size_t step_ = SIZE_MAX) : content(std::move(content_)), step(step_) {}
   platform::Error read_some(std::span<std::byte> into, std::size_t& got) noexcept override {
     ++reads;
     EXPECT_LE(into.size(), 4096u);
-    got = std::min({into.size(), step_, content_.size() - at_});
-    std::memcpy(into.data(), content_.data() + at_, got);
-    at_ += got;
+    got = content.copy(reinterpret_cast<char*>(into.data()), std::min(into.size(), step), at);
+    at += got;
     return got != 0 ? platform::error_none : platform::error_broken_pipe;
   }
+  const std::string content;
+  const std::size_t step;
+  std::size_t at = 0;
   int reads = 0;
-
- private:
-  std::string content_;
-  std::size_t step_;
-  std::size_t at_ = 0;
 };
 
 // All fields in wire order; "-" for what is null.
