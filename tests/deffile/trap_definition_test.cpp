@@ -116,20 +116,17 @@ TEST_F(TrapDefinitions, TheFirstOfTheListThatMatchesIsFound) {
   for (const oxcTrTag* tag = oxcTrFirstTag(list_); tag != nullptr; tag = tag->next) order += tag->summary + ";"s;
   EXPECT_EQ("user 6/2;A 6/1;base 6/1;base 6/2;b any/3;b 6/any;user any;A 6/any;linkDown;", order);
 
-  EXPECT_EQ("user 6/2", find("1.1", 6, 2));
-  EXPECT_EQ("A 6/1", find("1.1", 6, 1));
-  EXPECT_EQ("b any/3", find("1.1", 6, 3));
-  EXPECT_EQ("b 6/any", find("1.1", 6, 4));
-  EXPECT_EQ("user any", find("1.1", 2, 4));
-  EXPECT_EQ("A 6/any", find("1.2", 6, 0xFFFFFFFF));
-  EXPECT_EQ("-", find("1.2", 2, 0));
-  EXPECT_EQ("-", find("1.9", 6, 1));
-  EXPECT_EQ("-", find("1.1.0", 6, 1));
-  EXPECT_EQ("-", find("", 2, 0, oxcTrSearchTrap));
-  EXPECT_EQ("-", find(nullptr, 2, 0, oxcTrSearchTrap));
-  EXPECT_EQ("linkDown", find("1.2", 2, 9, oxcTrSearchTrap));
-  EXPECT_EQ("user any", find("1.1", 2, 9, oxcTrSearchTrap));
-  EXPECT_EQ("-", find("1.2", 3, 0, oxcTrSearchTrap));
+  using Row = std::tuple<const char*, const char*, uint32_t, uint32_t>;
+  const Row exact[] = {{"user 6/2", "1.1", 6, 2}, {"A 6/1", "1.1", 6, 1},    {"b any/3", "1.1", 6, 3},
+                       {"b 6/any", "1.1", 6, 4},  {"user any", "1.1", 2, 4}, {"A 6/any", "1.2", 6, 0xFFFFFFFF},
+                       {"-", "1.2", 2, 0},        {"-", "1.9", 6, 1},        {"-", "1.1.0", 6, 1}};
+  for (const auto& [found, enterprise, generic, specific] : exact)
+    EXPECT_EQ(found, find(enterprise, generic, specific));
+  const Row standard[] = {
+      {"-", "", 2, 0}, {"-", nullptr, 2, 0}, {"linkDown", "1.2", 2, 9}, {"user any", "1.1", 2, 9}, {"-", "1.2", 3, 0}};
+  for (const auto& [found, enterprise, generic, specific] : standard) {
+    EXPECT_EQ(found, find(enterprise, generic, specific, oxcTrSearchTrap));
+  }
   uint32_t severity = 0;
   EXPECT_EQ(0u, oxcTrSearchSeverity(list_, "1.1", 6, 1, &severity));
   EXPECT_EQ(2u, severity);
@@ -141,10 +138,7 @@ TEST_F(TrapDefinitions, TheFirstOfTheListThatMatchesIsFound) {
 
   // A user's record that comes last still goes before the others of its kind.
   oxcTrTag* tag = oxcTrAllocTag();
-  for (char** text : {&tag->enterprise, &tag->summary}) {
-    *text = static_cast<char*>(oxcMemAlloc(4, "test"));
-    std::snprintf(*text, 4, "1.1");
-  }
+  for (char** text : {&tag->enterprise, &tag->summary}) *text = static_cast<char*>(block_of("1.1\0"s));
   tag->anySpecific = tag->userDefined = 1;
   tag->genericCode = 6;
   EXPECT_EQ(1u, oxcTrAddConfList(nullptr, tag));

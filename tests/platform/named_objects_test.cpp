@@ -5,6 +5,7 @@
 
 #include "platform/named_event.h"
 #include "platform/shared_block.h"
+#include "tests/support/in_threads.h"
 #include "tests/support/system_root.h"
 #include "tests/support/test.h"
 
@@ -14,15 +15,12 @@ namespace {
 constexpr char name[] = "Global\\OxWaitEvent";
 
 TEST(NamedEvent, AllHoldersSeeOneEventThatStaysSet) {
-  NamedEvent made;
-  NamedEvent opened;
-  NamedEvent again;
+  NamedEvent made, opened, again;
   EXPECT_EQ(error_file_not_found, opened.open(name));
   ASSERT_EQ(error_none, made.create(name, Access::machine));
   EXPECT_EQ(error_timeout, made.wait(0));
   ASSERT_EQ(error_none, opened.open(name));
   opened.set();
-  EXPECT_EQ(error_none, made.wait(0));
   EXPECT_EQ(error_none, made.wait(infinite));
   ASSERT_EQ(error_none, again.create(name, Access::machine));
   EXPECT_EQ(error_none, again.wait(0));
@@ -33,12 +31,10 @@ TEST(NamedEvent, AllHoldersSeeOneEventThatStaysSet) {
   for (NamedEvent* event : {&made, &opened, &again}) *event = NamedEvent();
   EXPECT_EQ(error_file_not_found, opened.open(name));
   EXPECT_EQ(error_invalid_handle, opened.wait(infinite));
-  opened.set();
 }
 
 TEST(NamedEvent, EventsWithoutANameAreApart) {
-  NamedEvent one;
-  NamedEvent two;
+  NamedEvent one, two;
   ASSERT_EQ(error_none, one.create(nullptr, Access::machine));
   ASSERT_EQ(error_none, two.create(nullptr, Access::machine));
   one.set();
@@ -50,31 +46,24 @@ TEST(NamedEvent, EventsWithoutANameAreApart) {
 }
 
 TEST(NamedEvent, WaitersAreWokenByASetThatIsResetAtOnce) {
-  NamedEvent go;
-  NamedEvent other;
+  NamedEvent go, other;
   ASSERT_EQ(error_none, go.create("go", Access::group));
   ASSERT_EQ(error_none, other.create(nullptr, Access::group));
   std::atomic<int> woken{0};
-  std::thread one([&] {
-    EXPECT_EQ(error_none, go.wait(infinite));
-    ++woken;
+  test::in_threads(3, [&](int i) {
+    EXPECT_TRUE(i != 0 || go.wait(infinite) == error_none);
+    EXPECT_TRUE(i != 1 || NamedEvent::wait_any(other, go, infinite) == 1);
+    if (i != 2) ++woken;
+    while (i == 2 && woken != 2) {  // until both have begun to wait
+      go.set();
+      go.reset();
+      std::this_thread::yield();
+    }
   });
-  std::thread any([&] {
-    EXPECT_EQ(1, NamedEvent::wait_any(other, go, infinite));
-    ++woken;
-  });
-  while (woken != 2) {  // until both have begun to wait
-    go.set();
-    go.reset();
-    std::this_thread::yield();
-  }
-  one.join();
-  any.join();
 }
 
 TEST(NamedMutex, ExcludesOtherThreadsUntilItsOwnerReleasesItOrDies) {
-  NamedMutex mine;
-  NamedMutex theirs;
+  NamedMutex mine, theirs;
   const auto theirs_elsewhere = [&](std::uint32_t milliseconds) {
     Error error = error_none;
     std::thread([&] { error = theirs.lock(milliseconds); }).join();  // an owner dies with its thread
@@ -102,9 +91,7 @@ TEST(NamedMutex, ExcludesOtherThreadsUntilItsOwnerReleasesItOrDies) {
 using Mode = SharedBlock::Mode;
 
 TEST(SharedBlock, LivesAsLongAsItsLastHolder) {
-  SharedBlock made;
-  SharedBlock second;
-  SharedBlock third;
+  SharedBlock made, second, third;
   ASSERT_EQ(error_none, made.create("Global\\ox1120", 8200, Access::machine));
   EXPECT_EQ(std::string(8200, '\0'), std::string(static_cast<char*>(made.data()), 8200));
   EXPECT_LE(8200U, made.size());

@@ -93,24 +93,6 @@ TEST(NamedObjects, ALivingHolderKeepsWhatADeadOneMade) {
   EXPECT_EQ('x', static_cast<char*>(other.data())[4999]);
 }
 
-TEST(NamedObjects, EventsWakeWaitersOfOtherProcesses) {
-  NamedEvent go;
-  NamedEvent done;
-  ASSERT_EQ(error_none, go.create("go", Access::daemon));
-  ASSERT_EQ(error_none, done.create("done", Access::daemon));
-  const Forked other([] {
-    static NamedEvent theirs[2];
-    if (theirs[0].open("go") != error_none || theirs[1].open("done") != error_none) return false;
-    std::thread([] {
-      if (theirs[0].wait(infinite) == error_none) theirs[1].set();
-    }).detach();
-    return true;
-  });
-  ASSERT_TRUE(other.succeeded());
-  go.set();
-  EXPECT_EQ(error_none, done.wait(infinite));
-}
-
 TEST(NamedObjects, AProcessThatEndsWithoutGivingUpLeavesNothing) {
   EXPECT_EXIT(std::exit(hold_everything() ? 0 : 1), testing::ExitedWithCode(0), "");
   EXPECT_EQ(0, objects_of_root());
@@ -123,8 +105,7 @@ TEST(NamedObjects, AllHoldersOfANameHoldTheSameBlock) {
   test::write_file(path, contents);
   const auto file = [](const SharedBlock& block) { return "/proc/self/fd/" + std::to_string(block.native()); };
   const auto hold_once = [&] {
-    SharedBlock block;
-    SharedBlock again;
+    SharedBlock block, again;
     Error error = block.open("race", Mode::read);
     if (error == error_file_not_found) error = block.create_from_file("race", path.c_str(), Access::machine);
     EXPECT_TRUE(error == error_none || error == error_already_exists) << error;
@@ -167,8 +148,7 @@ TEST(NamedObjects, AForkedChildGivesUpOnlyItsOwnCopyAndAStrangerReads) {
 }
 
 TEST(SystemRoot, TwoRootsDoNotSeeEachOther) {
-  const std::string link = test::system_root() + "/link";
-  const std::string second = test::system_root() + "/second/root";
+  const std::string link = test::system_root() + "/link", second = test::system_root() + "/second/root";
   const auto use = [](const std::string& path) { setenv("OXBASE_SYSTEM", path.c_str(), 1); };
   const auto seen = [] {
     bool running = false;
@@ -176,8 +156,7 @@ TEST(SystemRoot, TwoRootsDoNotSeeEachOther) {
     return std::string(SharedBlock().open("block", Mode::read) == error_none ? "block " : "") +
            (registry_has_key("SOFTWARE\\Roots") ? "key " : "") + (running ? "service" : "");
   };
-  SharedBlock ours;
-  SharedBlock theirs;
+  SharedBlock ours, theirs;
   ServiceMark mark;
   ASSERT_EQ(error_none, ours.create("block", 10, Access::machine));
   ASSERT_EQ(error_none, mark.hold("Oxbase"));
@@ -194,7 +173,6 @@ TEST(SystemRoot, TwoRootsDoNotSeeEachOther) {
   EXPECT_EQ("block key service", seen());
   use(second);
   EXPECT_EQ("", seen());
-  use(test::system_root());
 }
 
 TEST(SystemRoot, AUserHasOneInTheRuntimeDirectory) {
