@@ -75,8 +75,8 @@ TEST_F(EnumerationTest, LookUp) {
   EXPECT_EQ("first(1)", text_of(".system.1", 1));
   EXPECT_EQ("-9", text_of("obj.cmn.cmnState.0", -9, 183));
   EXPECT_EQ("1", text_of("obj", 1, 183));
-  EXPECT_EQ("1", text_of("obj.nosuch", 1, 125));
-  EXPECT_EQ("1", text_of(nullptr, 1, 125));
+  for (const char* unknown : {"obj.nosuch", static_cast<const char*>(nullptr)})
+    EXPECT_EQ("1", text_of(unknown, 1, 125));
 
   std::string items;
   for (uint32_t i = 0; oxbEnumItem("obj.cmn.cmnState", i, &value, &text) == 0; ++i) items += std::string(text) + " ";

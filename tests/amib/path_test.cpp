@@ -75,7 +75,6 @@ TEST_F(PathTest, RootAndMissingArguments) {
   EXPECT_EQ("", test::given<const char*>(oxbApToStr, node("")));
   EXPECT_EQ(none, test::given<const char*>(oxbApToStr, 0u));
   EXPECT_EQ(none, text_of(oxbStrName, ""));
-  EXPECT_EQ(none, text_of(oxbNumName, nullptr));
   EXPECT_EQ(125u, oxbSplit("", nullptr, nullptr));
   EXPECT_EQ(0u, oxbSplit("obj", nullptr, nullptr));
   ASSERT_EQ(0u, oxbDeleteAmibTree(OXB_TREE));

@@ -23,12 +23,18 @@ inline void fill(dnode* node) {
 
 inline std::string arcs(int count) { return "1" + repeated(".1", count - 1); }
 
-inline std::string encoded(const dnode* list) {
+inline OX_RESULT encode(const dnode* list, std::string* bytes = nullptr) {
   void* buffer = nullptr;
   uint32_t length = 0;
-  EXPECT_EQ(0u, oxdEncode(list, &buffer, &length));
-  std::string bytes(static_cast<const char*>(buffer), length);
+  const OX_RESULT result = oxdEncode(list, &buffer, &length);
+  if (bytes != nullptr) bytes->assign(static_cast<const char*>(buffer), length);
   oxcMemFree(buffer);
+  return result;
+}
+
+inline std::string encoded(const dnode* list) {
+  std::string bytes;
+  EXPECT_EQ(0u, encode(list, &bytes));
   return bytes;
 }
 

@@ -41,8 +41,7 @@ TEST_F(Dnode, AClearedFieldIsAbsentAndHasItsOwnCode) {
 TEST_F(Dnode, RefusedSettersKeepTheOldField) {
   fill(node_);
   const std::string before = encoded(node_);
-  EXPECT_EQ(59u, oxdSetCompName(node_, ""));
-  EXPECT_EQ(59u, oxdSetCompName(node_, nullptr));
+  for (const char* none : {"", static_cast<const char*>(nullptr)}) EXPECT_EQ(59u, oxdSetCompName(node_, none));
   EXPECT_EQ(57u, oxdSetCompType(node_, ""));
   EXPECT_EQ(125u, oxdSetAmibName(node_, ""));
   EXPECT_EQ(14u, oxdSetAmibName(node_, "obj.cmn"));  // no tree to convert it by
@@ -135,23 +134,13 @@ TEST_F(Dnode, EveryAllocationMayFail) {
   const std::string wire = encoded(node_);
   const oxIconLocation location{};
   dnode* list = nullptr;
-  const auto made = [&](dnode* node) {
-    list = node;
-    return node != nullptr ? OX_RESULT{0} : OX_RESULT{3};
-  };
+  const auto made = [&](dnode* node) { return (list = node) != nullptr ? OX_RESULT{0} : OX_RESULT{3}; };
   const std::pair<const char*, std::function<OX_RESULT()>> operations[] = {
       {"nodes", [&] { return made(oxdAlloc(3)); }},
       {"copy", [&] { return made(oxdCopy(node_)); }},
       {"all fields", [&] { return oxdSetAllData(&list, "t", "a", "1.0", 1, 1, 1, OX_INTEGER, 1, 0); }},
       {"decode", [&] { return oxdDecode(wire.data(), static_cast<uint32_t>(wire.size()), &list); }},
-      {"encode",
-       [&] {
-         void* buffer = nullptr;
-         uint32_t length = 0;
-         const OX_RESULT result = oxdEncode(node_, &buffer, &length);
-         oxcMemFree(buffer);
-         return result;
-       }},
+      {"encode", [&] { return ox::test::encode(node_); }},
       {"text", [&] { return oxdSetCompName(node_, "top"); }},
       {"path", [&] { return oxdSetAmibName(node_, "11.1.1.0"); }},
       {"location", [&] { return oxdSetIconLocation(node_, &location); }},
@@ -263,14 +252,11 @@ TEST_F(Dnode, NodesAreMadeFromAllTheirFieldsOrNotAtAll) {
 }
 
 TEST_F(Dnode, LengthsAtTheLimitOfTheirWord) {
-  void* buffer = nullptr;
-  uint32_t length = 0;
   oxdSetCompName(node_, std::string(65534, 'n').c_str());
   EXPECT_EQ(2u + 2 + 65535, encoded(node_).size());
   oxdSetCompName(node_, std::string(65535, 'n').c_str());
-  EXPECT_EQ(266u, oxdEncode(node_, &buffer, &length));
-  EXPECT_EQ(nullptr, buffer);
-  EXPECT_EQ(1u, oxdEncode(node_, nullptr, &length));
+  EXPECT_EQ(266u, ox::test::encode(node_));
+  EXPECT_EQ(1u, oxdEncode(node_, nullptr, nullptr));
 }
 
 }  // namespace
