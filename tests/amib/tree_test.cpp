@@ -59,6 +59,7 @@ TEST_F(TreeTest, AttachingWithoutATreeLeavesNothingMapped) {
   EXPECT_EQ(193u, oxbInit(OXB_TREE));
   EXPECT_EQ(nullptr, search_shm_entry(OXB_TREE));
   ASSERT_EQ(0u, shm_create(OXB_TREE, sizeof(Directory), block));
+  EXPECT_EQ(12u, shm_create(OXB_TREE, 16, block));
   static_cast<Directory*>(block.base)->key[5] = 1125;
   EXPECT_EQ(193u, oxbInit(OXB_TREE));  // lists a block that is gone
   EXPECT_EQ(nullptr, search_shm_entry(OXB_TREE));
@@ -82,24 +83,6 @@ TEST_F(TreeTest, ScratchTreeGivesWayToTheTreeBefore) {
   EXPECT_EQ(0u, oxbDeleteAmibTree(OXB_TREE));
   EXPECT_EQ(14u, entry_result("obj"));
   EXPECT_EQ(193u, oxbInit(OXB_TREE));
-}
-
-TEST_F(TreeTest, BlockRegistry) {
-  ShmView made, again;
-  ASSERT_EQ(0u, shm_create(7, 100, made));
-  EXPECT_EQ(12u, shm_create(7, 100, again));
-  ASSERT_EQ(0u, shm_reference(7, shm_read, again));
-  EXPECT_FALSE(again.writable);
-  static_cast<char*>(made.base)[99] = 'x';
-  EXPECT_EQ('x', static_cast<char*>(again.base)[99]);
-  EXPECT_EQ(0u, shm_release(7, again.base));
-  EXPECT_EQ(193u, shm_release(7, again.base));
-  EXPECT_EQ(0u, shm_delete(7));
-  for (uint32_t key : {7u, 0u}) {  // gone with its last holder, and none
-    EXPECT_EQ(193u, shm_delete(key));
-    EXPECT_EQ(193u, shm_reference(key, shm_write, made));
-    EXPECT_EQ(nullptr, search_shm_entry(key));
-  }
 }
 
 class VerifyTest : public TreeTest {
