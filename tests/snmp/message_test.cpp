@@ -204,6 +204,7 @@ TEST_F(SnmpMessage, TheDecoderRefuses) {
     EXPECT_EQ(0u, message.communityLength);
   }
   Message deep, segmented;
+  EXPECT_EQ(1u, oxsSnmpDecode(nullptr, 4, &deep));
   EXPECT_EQ(0u, decode(element(0x30, bytes(good) + nested(31)), deep));
   EXPECT_EQ(0u, decode(element(0x30, bytes("020100 2403040163 A00B 020101 020100 020100 3000 0500")), segmented));
   EXPECT_EQ('c', *segmented.community);

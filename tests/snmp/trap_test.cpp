@@ -192,6 +192,8 @@ TEST_F(SnmpTrap, TheDecoderRefuses) {
     EXPECT_EQ(112u, decode(wire_of(version, tag, bytes(pdu)), trap)) << what;
     EXPECT_EQ(0, std::memcmp(&trap, std::string(sizeof trap, '\0').data(), sizeof trap)) << what;
   }
+  Trap trap;
+  EXPECT_EQ(1u, oxsSnmpTrapDecode(nullptr, 4, &trap));
 }
 
 std::vector<std::string> samples() {
