@@ -1,13 +1,13 @@
 // Value to text.
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <string_view>
 
 #include <oxbase/oxb.h>
 #include <oxbase/oxc.h>
 
+#include "common/addresses.h"
 #include "common/bytes.h"
 #include "data/value_conversions.h"
 #include "platform/codepage.h"
@@ -168,23 +168,19 @@ const char* print_ipv6(const dnode& node, GrowingText& out) {
 }
 
 const char* print_prefix(const dnode& node, GrowingText& out) {
-  const std::string_view bytes = node.value.view();
-  if (bytes.size() != 17 || static_cast<unsigned char>(bytes.back()) > 128) return hex(node, whole, out);
-  if (copy_of(oxcIpv6AddrToStr(bytes.data()), out) == nullptr) return nullptr;
-  out.append("/");
-  return decimal(static_cast<unsigned>(static_cast<unsigned char>(bytes.back())), out);
+  constexpr std::size_t size = 17;
+  const auto* bytes = static_cast<const unsigned char*>(node.value.bytes);
+  if (node.value.size != size || bytes[size - 1] > 128) return hex(node, whole, out);
+  char text[50];
+  return copy_of(print_ipv6_prefix(AddressBytes<size>(bytes, size), text), out);
 }
 
 const char* print_interface_id(const dnode& node, GrowingText& out) {
-  if (node.value.size != 8) return hex(node, whole, out);
+  constexpr std::size_t size = 8;
+  if (node.value.size != size) return hex(node, whole, out);
+  char text[20];
   const auto* bytes = static_cast<const unsigned char*>(node.value.bytes);
-  for (std::size_t i = 0; i < 8; i += 2) {
-    char group[8];
-    // The second byte keeps its leading zero whatever the first one is: 00 05 is "005".
-    const int length = std::snprintf(group, sizeof group, i == 6 ? "%x%.2x" : "%x%.2x:", bytes[i], bytes[i + 1]);
-    out.append({group, static_cast<std::size_t>(length)});
-  }
-  return out.text();
+  return copy_of(print_ipv6_interface(AddressBytes<size>(bytes, size), text), out);
 }
 
 }  // namespace ox::data

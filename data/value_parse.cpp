@@ -8,6 +8,7 @@
 
 #include <oxbase/oxc.h>
 
+#include "common/addresses.h"
 #include "data/value_conversions.h"
 
 namespace ox::data {
@@ -102,36 +103,16 @@ OX_RESULT parse_ipv6(std::uint32_t type, const char* text, ParsedValue& value) {
   return make_bytes(type, address.data(), address.size(), value);
 }
 
-// "2001:db8::/32": the address's 16 bytes and the length.
 OX_RESULT parse_prefix(std::uint32_t type, const char* text, ParsedValue& value) {
-  const std::string_view whole = text;
-  const std::size_t slash = whole.find('/');
-  if (slash == std::string_view::npos) return OX_EV6PREFIX;
-  const std::string address(whole.substr(0, slash));
-  const std::string_view digits = whole.substr(slash + 1);
-  std::uint8_t length = 0;
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), length);
-  if (error != std::errc{} || end != digits.data() + digits.size() || length > 128) return OX_EV6PREFIX;
-  std::array<unsigned char, 17> bytes{};
-  if (oxcStrToIpv6Addr(address.c_str(), bytes.data()) != OX_OK) return OX_EV6PREFIX;
-  bytes.back() = length;
-  return make_bytes(type, bytes.data(), bytes.size(), value);
+  std::array<unsigned char, 17> prefix{};
+  if (const OX_RESULT result = parse_ipv6_prefix(text, prefix); result != OX_OK) return result;
+  return make_bytes(type, prefix.data(), prefix.size(), value);
 }
 
-// "2aa:ff:fe9a:4ca2": four groups of two bytes.
 OX_RESULT parse_interface_id(std::uint32_t type, const char* text, ParsedValue& value) {
-  std::array<unsigned char, 8> bytes{};
-  std::string_view rest = text;
-  for (std::size_t i = 0; i < bytes.size(); i += 2) {
-    const bool last = i + 2 == bytes.size();
-    const std::size_t end = last ? rest.size() : rest.find(':');
-    std::uint16_t group = 0;
-    if (end > 4 || !hex_number(rest.substr(0, end), group)) return OX_EFORMAT;
-    bytes[i] = static_cast<unsigned char>(group >> 8);
-    bytes[i + 1] = static_cast<unsigned char>(group & 0xFF);
-    rest.remove_prefix(last ? end : end + 1);
-  }
-  return make_bytes(type, bytes.data(), bytes.size(), value);
+  std::array<unsigned char, 8> interface_id{};
+  if (const OX_RESULT result = parse_ipv6_interface(text, interface_id); result != OX_OK) return result;
+  return make_bytes(type, interface_id.data(), interface_id.size(), value);
 }
 
 // Last byte first, each complemented.
