@@ -40,7 +40,6 @@ class Walk {
 
   Ref node_ = 0;
   std::string_view rest_;
-  std::size_t size_ = 0;
   PathText text_;  // not cleared: used for the paths that have to be rewritten
 };
 

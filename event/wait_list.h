@@ -50,7 +50,7 @@ class WaitList {
     return wait_ptr<Wait>(open);
   }
 
-  // Gives an open wait a copy of the filter. 0; `unknown` for a wait that is not on the list; 3.
+  // Gives an open wait a copy of the filter. 0; 1 for a wait that is not on the list; 3.
   [[nodiscard]] OX_RESULT set_filter(const void* handle, const evflt* filter) const noexcept {
     Wait* const wait = find(handle);
     if (wait == nullptr) return OX_EARG;

@@ -34,7 +34,8 @@ int run(CLI::App& app, std::vector<std::string> arguments, const std::function<i
   }
   try {
     const int result = body();
-    if (std::fflush(stdout) != 0) throw std::runtime_error("standard output: write failure");
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+      throw std::runtime_error("standard output: write failure");
     return result;
   } catch (const std::exception& error) {
     const std::string line = app.get_name() + ": " + error.what();
