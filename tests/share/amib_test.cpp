@@ -136,7 +136,8 @@ TEST_F(ShareAmib, EnumerationsNameValuesOfIntegers) {
   EXPECT_FALSE(header.empty());
 }
 
-// The agent's values must be known by name, and be of the type that the definitions give them.
+// The agent's values must be known by name, be of the type that the definitions give them, and leave the codec as they
+// came.
 TEST_F(ShareAmib, ARealAgentAgrees) {
   const std::set<std::string> groups = {"1", "2", "3", "4", "5", "6", "7", "11", "25", "31"};
   const Snmpd agent(system_root() + "/agent");
@@ -150,8 +151,10 @@ TEST_F(ShareAmib, ARealAgentAgrees) {
     next.requestId = request;
     socket.send(encoded(next), agent.port());
     Message answer;
-    ASSERT_EQ(0u, decode(socket.receive(10s), answer)) << name;
+    const std::string wire = socket.receive(10s);
+    ASSERT_EQ(0u, decode(wire, answer)) << name;
     ASSERT_EQ(request, answer.requestId);
+    EXPECT_EQ(wire, encoded(answer)) << name;
     ASSERT_LT(request, 100000u) << name;
     uint32_t code = 0;
     if (oxdGetErrCode(answer.bindings, &code) == OX_OK) break;
