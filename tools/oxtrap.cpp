@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <sstream>
 
 #include "tools/cli.h"
 #include "tools/trap_definitions.h"
@@ -31,11 +32,17 @@ struct SendOptions {
   std::vector<std::string> bindings;
 };
 
-udp::endpoint endpoint_of(asio::io_context& context, const std::string& text, const char* default_port) {
-  const std::size_t colon = text.rfind(':');
-  const std::string host = text.substr(0, colon);
-  const std::string port = colon == std::string::npos ? default_port : text.substr(colon + 1);
-  return *udp::resolver(context).resolve(udp::v4(), host, port).begin();
+udp::endpoint endpoint_of(asio::io_context& context, const std::string& text, uint16_t default_port) {
+  const std::size_t colon = text.find(':');
+  uint32_t port = default_port;
+  if (colon != std::string::npos) {
+    const OX_RESULT result = oxcStrToUlong(text.c_str() + colon + 1, 10, &port);
+    tool::require(result == OX_OK && (port == 0 || port > 65535) ? OX_RESULT{OX_ERANGE} : result, text);
+  }
+  asio::error_code error;
+  const auto found = udp::resolver(context).resolve(udp::v4(), text.substr(0, colon), "", error);
+  if (error) throw std::runtime_error(text + ": " + error.message());
+  return {found.begin()->endpoint().address(), static_cast<uint16_t>(port)};
 }
 
 // Hundredths of a second since the machine started, or since another fixed time.
@@ -61,22 +68,34 @@ void fill(tool::Trap& trap, const SendOptions& options, bool time_given) {
   trap.add_bindings(options.bindings);
 }
 
+// The trap's datagram. Version 2c has an identifier in place of the numbers, and none for all that version 1 can say.
+std::string datagram_of(const tool::Trap& trap) {
+  std::string datagram = trap.encode();
+  tool::Trap read;
+  tool::decode_trap(datagram, read);
+  const bool equal = read.genericTrap == trap.genericTrap && read.specificTrap == trap.specificTrap;
+  if (equal || *trap.enterprise == '\0') return datagram;
+  throw tool::Usage(
+      "version 2c cannot say these numbers: generic traps are those of 1.3.6.1.6.3.1.1.5, and only others are "
+      "specific");
+}
+
 int send(const SendOptions& options, bool time_given) {
   tool::Trap trap;
   tool::attach_names();
   fill(trap, options, time_given);
   if (options.hex) {
-    std::puts(tool::to_hex(trap.encode()).c_str());
+    std::puts(tool::to_hex(datagram_of(trap)).c_str());
     return tool::exit_ok;
   }
   asio::io_context context;
   udp::socket socket(context, udp::v4());
-  socket.connect(endpoint_of(context, options.destination, "162"));
+  socket.connect(endpoint_of(context, options.destination, 162));
   if (options.agent.empty()) {
     const auto local = socket.local_endpoint().address().to_v4().to_bytes();
     std::memcpy(&trap.agentAddress, local.data(), sizeof trap.agentAddress);
   }
-  const std::string datagram = trap.encode();
+  const std::string datagram = datagram_of(trap);
   for (uint32_t i = 0; i < options.count; ++i) socket.send(asio::buffer(datagram));
   return tool::exit_ok;
 }
@@ -109,12 +128,16 @@ std::vector<std::string> datagrams_of(const std::string& contents) {
     }
     return all;
   }
-  std::size_t start = 0;
-  while (start < contents.size()) {
-    const std::size_t end = std::min(contents.find('\n', start), contents.size());
-    const std::string line = contents.substr(start, end - start);
-    if (line[0] != '#' && line.find_first_not_of(" \t\r\n") != std::string::npos) all.push_back(tool::from_hex(line));
-    start = end + 1;
+  std::istringstream lines(contents);
+  std::size_t number = 1;
+  for (std::string line; std::getline(lines, line); ++number) {
+    const std::size_t first = line.find_first_not_of(" \t\r");
+    if (first == std::string::npos || line[first] == '#') continue;
+    try {
+      all.push_back(tool::from_hex(line));
+    } catch (const std::exception& error) {
+      throw std::runtime_error("line " + std::to_string(number) + ": " + error.what());
+    }
   }
   return all;
 }
@@ -192,14 +215,18 @@ int listen(uint16_t port, uint32_t count, bool json) {
   udp::socket socket(context, udp::endpoint(udp::v4(), port));
   (void)std::fprintf(stderr, "oxtrap: listening on port %u\n", socket.local_endpoint().port());
   std::vector<char> space(65536);
-  for (uint32_t received = 0; count == 0 || received < count; ++received) {
+  for (uint32_t received = 0; count == 0 || received < count;) {
     udp::endpoint from;
-    const std::size_t size = socket.receive_from(asio::buffer(space), from);
+    asio::error_code error;
+    const std::size_t size = socket.receive_from(asio::buffer(space), from, 0, error);
+    if (error == asio::error::connection_reset) continue;  // tells of an answer that nobody took
+    if (error) throw std::runtime_error("receiving: " + error.message());
+    ++received;
     (void)show({space.data(), size});
     void* answer = nullptr;
     uint32_t length = 0;
     if (oxsSnmpInformAnswer(space.data(), static_cast<uint32_t>(size), &answer, &length) == OX_OK) {
-      socket.send_to(asio::buffer(answer, length), from);
+      socket.send_to(asio::buffer(answer, length), from, 0, error);  // the sender asks again
       (void)oxcMemFree(answer);
     }
   }

@@ -10,6 +10,8 @@
 namespace tool {
 namespace {
 
+bool replaces(const oxcTrTag& first, const oxcTrTag& other) { return first.userDefined != 0 && other.userDefined == 0; }
+
 std::string coded(OX_RESULT code) { return "error " + std::to_string(code) + ": " + error_text(code); }
 
 class Check {
@@ -30,7 +32,7 @@ class Check {
     require(oxcTrMakeConfList(list, file.c_str()), file);
   }
 
-  // Definitions for the same traps: only the first one is used.
+  // Definitions for the same traps: only the first one is used. A user's own may stand before others: it is meant to.
   void find_hidden(const oxcTrConf* list) {
     std::map<std::tuple<std::string, uint64_t, uint64_t>, const oxcTrTag*> first;
     constexpr uint64_t any = ~uint64_t{0};
@@ -38,7 +40,8 @@ class Check {
       const auto [known, made] = first.try_emplace({tag->enterprise, tag->anyGeneric != 0 ? any : tag->genericCode,
                                                     tag->anySpecific != 0 ? any : tag->specificCode},
                                                    tag);
-      if (!made) fault(place_of(*tag), "never used: " + place_of(*known->second) + " stands before it");
+      if (made || replaces(*known->second, *tag)) continue;
+      fault(place_of(*tag), "never used: " + place_of(*known->second) + " stands before it");
     }
   }
 
@@ -85,7 +88,9 @@ void Check::try_sample(const std::string& place, const std::string& words, const
     decode_trap(datagram_of(words), trap);
     const oxcTrTag* found = definition_of(list, trap);
     detail = detail_of(*wanted, trap);
-    if (found != wanted) fault(place, "the sample finds " + (found != nullptr ? place_of(*found) : "no definition"));
+    if (found != wanted && !(found != nullptr && replaces(*found, *wanted))) {
+      fault(place, "the sample finds " + (found != nullptr ? place_of(*found) : "no definition"));
+    }
   } catch (const std::exception& error) {
     fault(place, message_of(error));
   }
@@ -100,6 +105,8 @@ bool has_key(const std::string& line, const std::string& key, std::string& value
   const std::size_t from = line.find_first_not_of(" \t", rest);
   const std::size_t to = line.find_last_not_of(" \t\r");
   value = from == std::string::npos || to < from ? "" : line.substr(from, to - from + 1);
+  const bool quoted = value.size() > 1 && (value[0] == '"' || value[0] == '\'') && value.back() == value[0];
+  if (quoted) value = value.substr(1, value.size() - 2);
   return true;
 }
 

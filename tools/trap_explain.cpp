@@ -88,8 +88,9 @@ void print_definition(const Trap& trap, const std::string& datagram) {
   const bool standard = trap.genericTrap < 6;
   std::printf("Nothing defines it. To paste into USER.DEF:\n\n");
   std::printf("Enterprise\t%s\n", trap.enterprise);
-  std::printf("GenericCode\t%u\nSpecificCode\t%s\n", trap.genericTrap,
-              standard ? "*" : std::to_string(trap.specificTrap).c_str());
+  // The numbers of a file are signed.
+  std::printf("GenericCode\t%d\nSpecificCode\t%s\n", static_cast<int32_t>(trap.genericTrap),
+              standard ? "*" : std::to_string(static_cast<int32_t>(trap.specificTrap)).c_str());
   std::printf("Severity\t2\nSummary\t%s of %s\nDetail\t*%%allleaf*\nLogging\t1\n",
               standard ? generic_name(trap.genericTrap).c_str() : ("trap " + std::to_string(trap.specificTrap)).c_str(),
               trap.enterprise);

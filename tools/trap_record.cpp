@@ -63,6 +63,8 @@ void Trap::set_community(const std::string& text) {
 void Trap::set_enterprise(const std::string& text) {
   const char* path = nullptr;
   const bool numeric = text.find_first_not_of("0123456789.") == std::string::npos;
+  // As a path below the standard objects, which such a text would be elsewhere, it is never meant.
+  if (numeric && text.starts_with('.')) throw Usage(text + ": an enterprise in numbers begins without a dot");
   if (!numeric) require(oxbNumName(text.c_str(), &path), text);
   (void)oxcMemFree(enterprise);
   enterprise = new_block<char>(numeric ? text : path);
@@ -164,7 +166,7 @@ std::string place_of(const oxcTrTag& tag) { return text_or(tag.file) + ":" + std
 
 void print_trap(const Trap& trap, const oxcTrTag* tag) {
   std::printf("%-12s %s\n", "message", pdu_name(trap.pduType));
-  std::printf("%-12s %s\n", "community", community_of(trap).c_str());
+  std::printf("%-12s %s\n", "community", on_one_line(community_of(trap)).c_str());
   std::printf("%-12s %s\n", "enterprise", text_or(trap.enterprise, "-").c_str());
   std::printf("%-12s %s\n", "agent", address_of(trap).c_str());
   std::printf("%-12s %u %s\n", "generic", trap.genericTrap, generic_name(trap.genericTrap).c_str());
@@ -172,7 +174,8 @@ void print_trap(const Trap& trap, const oxcTrTag* tag) {
   std::printf("%-12s %u %s\n", "time", trap.timeStamp, text_or(oxcTticksToStr(trap.timeStamp)).c_str());
   if (trap.pduType != OXS_TRAP) std::printf("%-12s %d\n", "request", static_cast<int32_t>(trap.requestId));
   for (dnode* node = trap.bindings; node != nullptr; node = oxdNext(node)) {
-    std::printf("%-12s %s = %s: %s\n", "binding", name_of(node).c_str(), type_of(node).c_str(), oxdGetValueByStr(node));
+    std::printf("%-12s %s = %s: %s\n", "binding", name_of(node).c_str(), type_of(node).c_str(),
+                on_one_line(oxdGetValueByStr(node)).c_str());
   }
   if (tag == nullptr) {
     std::printf("%-12s none\n", "definition");
@@ -181,7 +184,7 @@ void print_trap(const Trap& trap, const oxcTrTag* tag) {
   std::printf("%-12s %s\n", "definition", place_of(*tag).c_str());
   std::printf("%-12s %u\n", "severity", tag->severity);
   std::printf("%-12s %s\n", "summary", text_or(tag->summary).c_str());
-  std::printf("%-12s %s\n", "detail", detail_of(*tag, trap).c_str());
+  std::printf("%-12s %s\n", "detail", on_one_line(detail_of(*tag, trap)).c_str());
   if (tag->deal != nullptr) std::printf("%-12s %s\n", "deal", tag->deal);
 }
 

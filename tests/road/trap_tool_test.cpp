@@ -126,14 +126,25 @@ TEST_F(TrapTool, ChecksFilesAndTheirSamples) {
   write_file(path,
              "Enterprise 1.3.6.1.4.1.64312.2\nGenericCode 6\nSpecificCode 17\nSeverity 2\nDetail fan *%1*\n"
              "Sample v1 1.3.6.1.4.1.64312.2 6 17 1.3:DisplayString 'fan 2'\nExpect fan fan 2\nExpect fan 3\n"
-             "Sample v2c 1.3.6.1.4.1.64312.2 6 18\nSample hex 3000\nSample v3 1\n"
+             "Sample v2c 1.3.6.1.4.1.64312.2 6 18\nSample hex 3000\nSample v3 1\nExpect \"fan \"\n"
              "Enterprise 1.3.6.1.4.1.64312.2\nGenericCode 6\nSpecificCode 17\nSeverity 2\n");
-  EXPECT_EQ("1 " + path + ":12: never used: " + path + ":1 stands before it\n" +  //
+  EXPECT_EQ("1 " + path + ":13: never used: " + path + ":1 stands before it\n" +  //
                 path + ":8: the sample's detail is: fan fan 2\n" +                //
                 path + ":9: the sample finds no definition\n" +                   //
                 path + ":10: datagram: error 112: " + oxcStrError(112) + "\n" + path +
                 ":11: v1 or v2c, enterprise, generic and specific number, or hex and a datagram are needed\n",
             run("oxtrap check " + path));
+  // A user's definition stands before the base one and its samples: it is meant to.
+  write_file(work_dir() + "/public/trap/USER.DEF",
+             "Enterprise 1.3.6.1.6.3.1.1.5\nGenericCode 2\nSpecificCode *\nSeverity 4\nSummary down\n");
+  EXPECT_EQ("0 ", run("oxtrap check"));
+}
+
+TEST_F(TrapTool, WhatCannotBeSentAsAskedIsNotSent) {
+  for (const char* options : {"127.0.0.1:99999", "127.0.0.1:0", "127.0.0.1:", "x --hex -s 17", "x --hex -e .1.3.6",
+                              "x --hex -e 1.3.6.1.4.1.64312.2 -g linkDown"}) {
+    EXPECT_NE("0 ", run(std::string("oxtrap send ") + options).substr(0, 2)) << options;
+  }
 }
 
 TEST_F(TrapTool, ExplainsWhatMatchedWhatNearlyDidAndWhatToPaste) {
@@ -142,20 +153,23 @@ TEST_F(TrapTool, ExplainsWhatMatchedWhatNearlyDidAndWhatToPaste) {
              "Enterprise 1.3.6.1.4.1.64312.2\nGenericCode *\nSpecificCode *\nSeverity 2\nSummary mine\n"
              "Enterprise 1.3.6.1.4.1.64312.3.0\nGenericCode 6\nSpecificCode 17\nSeverity 2\nSummary with 0\n"
              "Enterprise 1.3.6.1.4.1.64312.2\nGenericCode 6\nSpecificCode 18\nSeverity 2\nSummary other\n");
-  const auto explain = [](const std::string& enterprise) {
-    const std::string hex = in_one(lines_of("--time 1 -e " + enterprise + " -g 6 -s 17"));
+  const auto explain = [](const std::string& enterprise, const std::string& specific) {
+    const std::string hex = in_one(lines_of("--time 1 -V 1 -e " + enterprise + " -s " + specific));
     return run("oxtrap explain '" + hex + '\'') + "\nhex " + hex;
   };
-  const std::string matched = explain("1.3.6.1.4.1.64312.2");
+  const std::string matched = explain("1.3.6.1.4.1.64312.2", "17");
   EXPECT_NE(std::string::npos, matched.find("USER.DEF:1: mine (generic *, specific *): the enterprise is equal, any"));
   EXPECT_NE(std::string::npos, matched.find("USER.DEF:11: other (generic 6, specific 18): the specific number is 17"));
-  const std::string unknown = explain("1.3.6.1.4.1.64312.3");
-  EXPECT_NE(std::string::npos, unknown.find("its enterprise is written 1.3.6.1.4.1.64312.3.0"));
   // What is to be pasted defines the trap: its own sample says so.
-  const std::size_t pasted = unknown.find("\nEnterprise\t1.3.6.1.4.1.64312.3\n");
-  ASSERT_NE(std::string::npos, pasted) << unknown;
-  write_file(file("pasted.def"), unknown.substr(pasted, unknown.rfind("\nhex ") - pasted));
-  EXPECT_EQ("0 ", run("oxtrap check " + file("pasted.def")));
+  for (const std::string specific : {"17", "3000000000"}) {
+    const std::string unknown = explain("1.3.6.1.4.1.64312.3", specific);
+    const bool near = unknown.find("its enterprise is written 1.3.6.1.4.1.64312.3.0") != std::string::npos;
+    EXPECT_EQ(specific == "17", near) << unknown;
+    const std::size_t pasted = unknown.find("\nEnterprise\t1.3.6.1.4.1.64312.3\n");
+    ASSERT_NE(std::string::npos, pasted) << unknown;
+    write_file(file("pasted.def"), unknown.substr(pasted, unknown.rfind("\nhex ") - pasted));
+    EXPECT_EQ("0 ", run("oxtrap check " + file("pasted.def")));
+  }
 }
 
 TEST_F(TrapTool, DecodesFilesInBothForms) {
