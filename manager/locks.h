@@ -10,7 +10,8 @@ namespace ox::manager {
 
 class Locks {
  public:
-  // Shared locks of a component stand beside each other, an exclusive one stands alone. 207 when it is held already.
+  // Shared locks of a component stand beside each other, an exclusive one stands alone. 207 when it is held already;
+  // 85 when the session has too many.
   [[nodiscard]] OX_RESULT lock(const ComponentName& component, bool shared, std::uint32_t session, std::uint32_t& id);
   // 63 for an id that is not one of the session's locks.
   [[nodiscard]] OX_RESULT unlock(std::uint32_t id, std::uint32_t session);
@@ -30,6 +31,7 @@ class Locks {
 
   std::map<std::uint32_t, Lock> locks_;
   std::map<ComponentName, Holders> holders_;
+  std::map<std::uint32_t, std::uint32_t> open_;  // locks of each session
   std::uint32_t next_id_ = 1;
 };
 

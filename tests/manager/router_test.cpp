@@ -148,6 +148,11 @@ TEST_F(RouterTest, LocksExcludeAndEndWithTheirSession) {
   manager_->locks.end_session(2);
   EXPECT_EQ(0u, lock(3, 0).error);
   EXPECT_EQ(OX_ENOCOMP, ask(1, 14, text("node:none") + word(0)).error);
+  manager_->locks.end_session(3);
+  for (int i = 0; i < 20000 && lock(1, 1).error == 0; ++i) {
+  }
+  EXPECT_EQ(OX_ETOOMANY, lock(1, 1).error);
+  EXPECT_EQ(0u, lock(2, 1).error);
 }
 
 TEST_F(RouterTest, CollectedDataGrowsToItsLimitAndSurvivesATornEnd) {
