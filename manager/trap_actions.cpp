@@ -49,7 +49,9 @@ std::vector<std::string> variables_of(const evmsg* event) {
 
 std::string TrapActions::run(const std::string& action, const evmsg* event) {
   std::erase_if(running_, [](platform::Program& program) { return !program.running(); });
+  if (most_ == 0) return "none may be run";
   if (running_.size() >= most_) return std::to_string(most_) + " are running";
+  running_.reserve(running_.size() + 1);  // no memory is no reason to lose sight of a program that runs
   std::string line = action;
   char* words[most_words];
   std::uint32_t count = 0;

@@ -127,12 +127,14 @@ void TrapReceiver::start() {
 }
 
 void TrapReceiver::end() {
+  count_overflow();
   asio::error_code ignored;
   socket_.close(ignored);
+  manager_.events.flush();
   const auto every = TrapRepeats::Clock::now() + std::chrono::seconds(manager_.settings.trap_repeat_window + 1);
   guarded([&] {
     tell_repeats(static_cast<std::size_t>(-1), every);
-    if (books_.lost() != told_.lost()) tell_losses();
+    tell_losses();
   });
   manager_.events.flush();
   log(Severity::information, "traps: " + books_text(books_));
@@ -217,15 +219,18 @@ Sequence TrapReceiver::submit(EventPtr event, bool listed, Follow follow) {
 }
 
 void TrapReceiver::act(const std::string& action, const Bytes& body) {
-  guarded([&] {
+  std::string fault;
+  try {
     EventPtr event;
     if (decode_events(body, event) != OX_OK) throw std::bad_alloc();
-    const std::string fault = actions_.run(action, event.get());
-    if (fault.empty()) return;
-    ++books_.idle_actions;
-    action_fault_ = fault;
-    tell_losses_later();
-  });
+    fault = actions_.run(action, event.get());
+  } catch (const std::bad_alloc&) {
+    fault = "no memory";
+  }
+  if (fault.empty()) return;
+  ++books_.idle_actions;
+  action_fault_ = std::move(fault);
+  guarded([this] { tell_losses_later(); });
 }
 
 void TrapReceiver::answer(const Bytes& bytes, const udp::endpoint& to) {
@@ -266,6 +271,7 @@ void TrapReceiver::tell_repeats(std::size_t most, TrapRepeats::Clock::time_point
     } catch (const std::bad_alloc&) {
       books_.repeats -= repeats->known.count;
       books_.without_memory += repeats->known.count;
+      tell_losses_later();
     }
   }
 }
@@ -314,6 +320,7 @@ void TrapReceiver::tell_losses_later() {
 }
 
 void TrapReceiver::tell_losses() {
+  if (books_.lost() == told_.lost()) return;  // told while this was put off
   std::string detail = losses_text(books_, told_);
   if (books_.malformed != told_.malformed) detail += "; the last malformed one came from " + malformed_from_;
   if (books_.idle_actions != told_.idle_actions) detail += "; the last action: " + action_fault_;

@@ -42,16 +42,16 @@ std::optional<TrapRepeats::Clock::time_point> TrapRepeats::next_end() const {
 
 std::optional<TrapRepeats::Told> TrapRepeats::take(Clock::time_point now) {
   while (!windows_.empty() && windows_.front().end <= now) {
-    Window window = windows_.front();
-    windows_.pop_front();
+    const Window window = windows_.front();
     auto& [key, known] = *window.kind;
     if (known.count != 0) {
-      window.end = now + window_;
-      windows_.push_back(window);
       Told told{key, known};
+      windows_.push_back({now + window_, window.kind});
+      windows_.pop_front();
       known.count = 0;
       return told;
     }
+    windows_.pop_front();
     bytes_ -= key.size() + overhead;
     kinds_.erase(kinds_.find(key));
   }
