@@ -7,6 +7,8 @@
 
 #include <oxbase/oxc.h>
 
+#include "manager/log.h"
+
 namespace ox::manager {
 namespace {
 
@@ -93,7 +95,8 @@ Sequence EventLog::submit(EventPtr event, const std::string& sender, Done done, 
   made->trap = is_trap(event.get());
   made->body = encode_event(event.get());
   std::function<void(bool)> told = [done = std::move(done), made](bool safe) {
-    done(safe ? OX_RESULT{OX_OK} : OX_RESULT{OX_EWRITE}, safe ? made->body : Bytes());
+    static const Bytes nothing;
+    done(safe ? OX_RESULT{OX_OK} : OX_RESULT{OX_EWRITE}, safe ? made->body : nothing);
   };
   make_room(fresh_);
   make_room(safe_);
@@ -149,8 +152,8 @@ void EventLog::set_mark(const std::string& name, const WaitMark& mark) {
 }
 
 void EventLog::when_safe(std::function<void(bool)> done) {
-  safe_.push_back(std::move(done));
   schedule();
+  safe_.push_back(std::move(done));
 }
 
 // What the loop has taken from the clients in this turn is in its queue already, before this.
@@ -169,26 +172,44 @@ void EventLog::flush() {
   committed_ = given_;
   const auto fresh = std::exchange(fresh_, {});
   const auto waiting = std::exchange(safe_, {});
-  if (safe) {
-    for (const EventRef& event : fresh) publish(event);
+  if (safe) show(fresh);
+  for (const auto& done : waiting) {
+    try {
+      done(safe);
+    } catch (const std::bad_alloc&) {  // the others are to hear of it all the same
+      log(Severity::error, "out of memory: a change of the event log is not answered for");
+    }
   }
-  for (const auto& done : waiting) done(safe);
   if (store_->bytes() > settings_.event_log_size) tidy(static_cast<std::uint32_t>(std::time(nullptr)));
+}
+
+// Without memory the readers find the events in the files, when they are woken by the next ones.
+void EventLog::show(const std::vector<EventRef>& events) {
+  try {
+    for (const EventRef& event : events) publish(event);
+  } catch (const std::bad_alloc&) {
+    recent_.clear();
+    recent_bytes_ = 0;
+    late_ = true;
+    log(Severity::error, "out of memory: events are shown late");
+  }
 }
 
 void EventLog::publish(EventRef event) {
   for (auto entry = idle_.begin(); entry != idle_.end();) {
     EventReader& reader = **entry;
-    if (reader.traps_only && !event->trap) {
+    if (reader.traps_only && !event->trap && !late_) {
       reader.place = event->sequence;
       ++entry;
     } else {
-      entry = idle_.erase(entry);
       reader.wake();
+      entry = idle_.erase(entry);
     }
   }
-  recent_bytes_ += event->body.size();
+  late_ = false;
+  const std::size_t size = event->body.size();
   recent_.push_back(std::move(event));
+  recent_bytes_ += size;
   trim_recent();
 }
 

@@ -92,6 +92,7 @@ class EventLog {
 
  private:
   void complete(evmsg* event, const std::string& sender);
+  void show(const std::vector<EventRef>& events);
   void publish(EventRef event);
   void schedule();
   void tidy_later();
@@ -112,6 +113,7 @@ class EventLog {
   bool scheduled_ = false;
   std::deque<EventRef> recent_;  // the newest committed events
   std::size_t recent_bytes_ = 0;
+  bool late_ = false;  // there are idle readers that have not been told of all events
   struct InTurn {
     bool operator()(const EventReader* a, const EventReader* b) const { return a->turn < b->turn; }
   };

@@ -36,6 +36,9 @@ constexpr char schema[] = R"(
 struct CloseDatabase {
   void operator()(sqlite3* database) const noexcept { sqlite3_close(database); }
 };
+struct ResetStatement {
+  void operator()(sqlite3_stmt* statement) const noexcept { (void)sqlite3_reset(statement); }
+};
 struct FinishStatement {
   void operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
 };
@@ -72,11 +75,10 @@ class Statement {
   // Calls `row` for each row until it answers false. False when the statement fails.
   template <class Row>
   bool rows(Row&& row) {
+    if (!statement_) return false;
+    const std::unique_ptr<sqlite3_stmt, ResetStatement> reset(statement_.get());  // also when a row throws
     int state = SQLITE_ERROR;
-    if (statement_) {
-      while ((state = sqlite3_step(statement_.get())) == SQLITE_ROW && row(*this)) {
-      }
-      (void)sqlite3_reset(statement_.get());
+    while ((state = sqlite3_step(statement_.get())) == SQLITE_ROW && row(*this)) {
     }
     return state == SQLITE_DONE || state == SQLITE_ROW;
   }

@@ -46,6 +46,17 @@ EventSubscription::~EventSubscription() {
 void EventSubscription::wake() { outbox_.ready(*this); }
 
 std::optional<Reply> EventSubscription::next_report() {
+  const Sequence before = place;
+  try {
+    return read_report();
+  } catch (const std::bad_alloc&) {
+    place = before;
+    page.clear();
+    throw;
+  }
+}
+
+std::optional<Reply> EventSubscription::read_report() {
   EventRef event;
   Reply report;
   switch (manager_.events.read(*this, manager_.settings.max_reports, event)) {

@@ -26,6 +26,7 @@ class EventSubscription final : public ReportSource, public EventReader {
   void wake() override;
 
  private:
+  std::optional<Reply> read_report();
   [[nodiscard]] std::shared_ptr<const Bytes> data(const LoggedEvent& event) const;
 
   Manager& manager_;

@@ -19,13 +19,13 @@ const char* word(Severity severity) {
 
 void log_to_stderr() { foreground = true; }
 
-void log(Severity severity, const std::string& text) {
+void log(Severity severity, const char* text) {
   if (foreground) {
-    std::fprintf(stderr, "oxmgrd: %s%s\n", word(severity), text.c_str());
+    std::fprintf(stderr, "oxmgrd: %s%s\n", word(severity), text);
     std::fflush(stderr);
     return;
   }
-  (void)platform::system_log("TesBaseService", static_cast<std::uint32_t>(severity), text.c_str());
+  (void)platform::system_log("TesBaseService", static_cast<std::uint32_t>(severity), text);
 }
 
 }  // namespace ox::manager

@@ -1,6 +1,7 @@
 #include "manager/outbox.h"
 
 #include <algorithm>
+#include <new>
 
 namespace ox::manager {
 namespace {
@@ -15,8 +16,10 @@ Outbox::Outbox(std::function<void()> announce, std::size_t most_bytes)
     : announce_(std::move(announce)), most_bytes_(most_bytes) {}
 
 void Outbox::ready(ReportSource& source) {
-  if (!std::exchange(source.queued_, true)) ready_.push_back(&source);
-  if (!std::exchange(announced_, true)) announce_();
+  if (!source.queued_) ready_.push_back(&source);
+  source.queued_ = true;
+  if (!announced_) announce_();
+  announced_ = true;
 }
 
 void Outbox::leave(ReportSource& source) {
@@ -26,12 +29,18 @@ void Outbox::leave(ReportSource& source) {
 std::optional<Reply> Outbox::fetch() {
   while (!ready_.empty()) {
     ReportSource& source = *ready_.front();
-    ready_.pop_front();
-    source.queued_ = false;
-    if (auto report = source.next_report()) {
-      if (!std::exchange(source.queued_, true)) ready_.push_back(&source);
-      return report;
+    ready_.push_back(&source);  // first: what has been taken from a source must not get lost
+    std::optional<Reply> report;
+    try {
+      report = source.next_report();
+    } catch (const std::bad_alloc&) {
+      ready_.pop_back();
+      throw;
     }
+    ready_.pop_front();
+    if (report) return report;
+    ready_.pop_back();
+    source.queued_ = false;
   }
   announced_ = false;
   return {};

@@ -28,7 +28,9 @@ void make_memory(const std::string& name) {
 }  // namespace
 
 // An open persistent wait.
-class PersistentWait final : public ReportSource, public EventReader {
+class PersistentWait final : public ReportSource,
+                             public EventReader,
+                             public std::enable_shared_from_this<PersistentWait> {
  public:
   PersistentWait(Manager& manager, std::uint32_t id, std::uint32_t session, std::string name, std::uint32_t user_word)
       : EventReader(false),
@@ -54,12 +56,13 @@ class PersistentWait final : public ReportSource, public EventReader {
   std::optional<Reply> next_report() override {
     if (state_ == State::reading && !read()) return {};
     if (state_ == State::delivered) return {};
-    state_ = State::delivered;
+    state_ = State::again;  // until everything has found memory
     Reply report = error_reply(error_);
     if (event_) report.data = event_->body;
     report.source_id = id_;
     report.report = ReportHeading{report_event, user_word_, static_cast<std::uint32_t>(place)};
     manager_.waits.delivered(*this);
+    state_ = State::delivered;
     return report;
   }
   void deliver_again() {
@@ -69,8 +72,10 @@ class PersistentWait final : public ReportSource, public EventReader {
   }
   void deliver_again_later() {
     timer_.expires_after(refusal_pause);
-    timer_.async_wait([this](const asio::error_code& error) {
-      if (!error) deliver_again();
+    // What has run out is called back even when the wait goes before that.
+    timer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+      const auto self = weak.lock();
+      if (!error && self) self->deliver_again();
     });
   }
   void go_on() {
@@ -125,7 +130,7 @@ OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, 
     ++last_id_;
   } while (last_id_ == 0 || waits_.contains(last_id_));
   id = last_id_;
-  auto& wait = waits_[id] = std::make_unique<PersistentWait>(manager_, id, session, name, user_word);
+  auto& wait = waits_[id] = std::make_shared<PersistentWait>(manager_, id, session, name, user_word);
   by_name_[name] = wait.get();
   make_memory(name);
   manager_.events.set_mark(name, {taken, EventLog::seen_now});

@@ -50,7 +50,7 @@ class PersistentWaits {
   void leave(PersistentWait& wait);
 
   Manager& manager_;
-  std::map<std::uint32_t, std::unique_ptr<PersistentWait>> waits_;
+  std::map<std::uint32_t, std::shared_ptr<PersistentWait>> waits_;
   std::map<std::string, PersistentWait*> by_name_;
   std::map<std::uint32_t, Deliveries> unanswered_;  // of each session, in the order of delivery
   std::uint32_t last_id_ = 0;

@@ -21,9 +21,9 @@ bool encode(const Agent& agent, std::uint32_t pdu, std::uint32_t id, const NodeL
   void* buffer = nullptr;
   std::uint32_t length = 0;
   if (oxsSnmpEncode(&message, &buffer, &length) != OX_OK) return false;
+  const std::unique_ptr<void, decltype(&oxcMemFree)> owner(buffer, oxcMemFree);
   const auto* const first = static_cast<const std::uint8_t*>(buffer);
   bytes.assign(first, first + length);
-  (void)oxcMemFree(buffer);
   return true;
 }
 

@@ -1,5 +1,9 @@
+#include <asio/post.hpp>
+#include <thread>
+
 #include "platform/registry.h"
 #include "tests/manager/event_fixture.h"
+#include "tests/support/fault_heap.h"
 
 namespace ox::manager {
 namespace {
@@ -197,6 +201,68 @@ TEST_F(EventRequestTest, PersistentWaitsDeliverUntilTaken) {
   (void)open_wait("w", 25, 2);
   EXPECT_EQ("25>25 four", fetch(2)) << "what the callback took after the close is taken";
   EXPECT_EQ("nothing", take(2));
+}
+
+// The pause is over, and what is to be done then stands behind the close already.
+TEST_F(EventRequestTest, AWaitThatIsClosedWhenItsPauseEndsIsGone) {
+  const Reply wait = open_wait("a", 1);
+  (void)post("x");
+  EXPECT_EQ("25>1 x", fetch());
+  EXPECT_EQ("nothing", refuse());
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  asio::post(loop_, [&] { EXPECT_TRUE(manager_->waits.close(wait.source_id, 1)); });
+  loop_.restart();
+  (void)loop_.poll();
+  EXPECT_EQ("nothing", fetch());
+}
+
+// Memory runs out while an event is shown to those who wait, or while it is fetched: it comes all the same, once.
+TEST_F(EventRequestTest, WithoutMemoryNoDeliveryIsLost) {
+  const Message fetch_message{.type = 5, .reference = 0xFFFFFFFF};
+  for (const std::string kind : {"25", "2"}) {
+    if (kind == "25") {
+      (void)open_wait("a", 7);
+    } else {
+      (void)manager_->end_session(1);
+      (void)watch("system:system", "sysmib.oxMessage.oxTrapMessage.0", 7);
+    }
+    const Fill trap = [](evmsg* made) { (void)oxeEvmsgSetEventType(made, OX_EVENT_TRAP); };
+    (void)post("warm", trap);
+    EXPECT_EQ(kind + ">7 warm", fetch());
+    EXPECT_EQ("nothing", kind == "25" ? take() : fetch());
+    for (const bool showing : {true, false}) {
+      bool reached = true;
+      for (int n = 1; reached; ++n) {
+        const EventPtr event(oxeEvmsgAlloc());
+        trap(event.get());
+        (void)oxeEvmsgSetMemo(event.get(), "x");
+        EventPtr given;
+        ASSERT_EQ(0u, decode_events(encode_event(event.get()), given));
+        manager_->events.submit(std::move(given), "me", [](OX_RESULT, const Bytes&) {});
+        if (!showing) manager_->events.flush();
+        Reply reply;
+        const Request request{1, fetch_message, [&](Reply made) { reply = std::move(made); }};
+        test::fail_allocation(n);
+        if (showing) {
+          manager_->events.flush();
+        } else {
+          route(*manager_, request);
+        }
+        reached = test::stop_failing();
+        if (showing && kind == "2") (void)post("no trap");
+        if (showing) (void)post("y", trap);
+        if (reply.report) {
+          number_ = reply.report->reference;
+        } else {
+          EXPECT_EQ(kind + ">7 x", fetch()) << n;
+        }
+        const std::string next = showing ? (kind == "25" ? take() : fetch()) : kind + ">7 y";
+        EXPECT_EQ(kind + ">7 y", next) << n;
+        EXPECT_EQ("nothing", kind == "25" ? take() : fetch()) << n;
+        ASSERT_LT(n, 100);
+      }
+    }
+  }
 }
 
 TEST_F(EventRequestTest, DeliveriesThatArePutOffOrRefusedComeAgain) {
