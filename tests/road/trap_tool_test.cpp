@@ -163,8 +163,8 @@ TEST_F(TrapTool, ExplainsWhatMatchedWhatNearlyDidAndWhatToPaste) {
   // What is to be pasted defines the trap: its own sample says so.
   for (const std::string specific : {"17", "3000000000"}) {
     const std::string unknown = explain("1.3.6.1.4.1.64312.3", specific);
-    const bool near = unknown.find("its enterprise is written 1.3.6.1.4.1.64312.3.0") != std::string::npos;
-    EXPECT_EQ(specific == "17", near) << unknown;
+    const bool written_otherwise = unknown.find("its enterprise is written 1.3.6.1.4.1.64312.3.0") != std::string::npos;
+    EXPECT_EQ(specific == "17", written_otherwise) << unknown;
     const std::size_t pasted = unknown.find("\nEnterprise\t1.3.6.1.4.1.64312.3\n");
     ASSERT_NE(std::string::npos, pasted) << unknown;
     write_file(file("pasted.def"), unknown.substr(pasted, unknown.rfind("\nhex ") - pasted));
