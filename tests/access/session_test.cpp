@@ -5,13 +5,11 @@
 #include "access/reports.h"
 #include "platform/environment.h"
 #include "platform/named_event.h"
-#include "platform/registry.h"
 #include "tests/access/report_peer.h"
+#include "tests/support/registry.h"
 
 namespace ox::test {
 namespace {
-
-constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
 
 OX_RESULT any_request() { return oxaCompUnlock(1); }
 
@@ -64,9 +62,9 @@ TEST(Init, WhatIsMissing) {
     EXPECT_EQ(15u, oxaInit(nullptr)) << static_cast<int>(missing);
   }
   const Installation installation;
-  ASSERT_EQ(platform::error_none, platform::registry_write(key, "InitRetryCnt", 0u));
+  set_value("InitRetryCnt", 0u);
   EXPECT_EQ(393u, oxaInit(nullptr));
-  ASSERT_EQ(platform::error_none, platform::registry_write(key, "LocalGroup", "no such group here"));
+  set_value("LocalGroup", "no such group here");
   const OX_RESULT refused = oxaInit(nullptr);
   EXPECT_TRUE(refused != 0 && refused != 393) << refused;
 }
@@ -82,7 +80,7 @@ TEST(Logon, ADialogsAnswerOrNoDialog) {
     answers[ok ? 0 : 1].set();
     EXPECT_EQ(ok ? 1u : 0u, oxaLogon());
   }
-  ASSERT_EQ(platform::error_none, platform::registry_write(key, "Authentication", "oFf"));
+  set_value("Authentication", "oFf");
   EXPECT_EQ(1u, oxaLogon());
 }
 

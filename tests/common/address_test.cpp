@@ -1,9 +1,7 @@
-#include <array>
 #include <cstring>
 
 #include <oxbase/oxc.h>
 
-#include "common/addresses.h"
 #include "tests/support/test.h"
 #include "tests/support/texts.h"
 
@@ -11,15 +9,15 @@ namespace {
 
 // Expects every one of the texts, with bars between them, to be refused.
 template <class Parse, class Address>
-void refuses(Parse parse, OX_RESULT code, Address&& address, const char* texts) {
-  for (const std::string& text : ox::test::split(texts)) EXPECT_EQ(code, parse(text.c_str(), address)) << text;
+void refuses(Parse parse, Address* address, const char* texts) {
+  for (const std::string& text : ox::test::split(texts)) EXPECT_EQ(70u, parse(text.c_str(), address)) << text;
 }
 
 TEST(Ipv4, DottedQuads) {
   uint32_t address = 0;
   ASSERT_EQ(0u, oxcStrToIpAddr("192.0.2.1", &address));
   EXPECT_EQ(0, std::memcmp(&address, "\xC0\x00\x02\x01", 4));
-  refuses(oxcStrToIpAddr, 70, &address,
+  refuses(oxcStrToIpAddr, &address,
           "|1.2.3|1.2.3.4.5|1.2.3.256|1.2.3.04|1.2.3.|.1.2.3|1..2.3| 1.2.3.4|1.2.3.4 |1.2.3.+4|1.2.3.0x4|1.2.3.1000");
   EXPECT_STREQ("192.0.2.1", oxcIpAddrToStr(address));
 }
@@ -29,7 +27,7 @@ TEST(Ipx, NetworkAndNode) {
   ASSERT_EQ(0u, oxcStrToIpxAddr("0000ABcd:0080c7123456", address));
   EXPECT_EQ(0, std::memcmp(address, "\x00\x00\xAB\xCD\x00\x80\xC7\x12\x34\x56", 10));
   EXPECT_STREQ("00000000.000000000000", oxcIpxAddrToStr("\0\0\0\0\0\0\0\0\0"));
-  refuses(oxcStrToIpxAddr, 70, address,
+  refuses(oxcStrToIpxAddr, address,
           "|0000abcd|0000abcd.|0000abcd.0080c712345|0000abcd.0080c71234567|0000abcd-0080c7123456|"
           "000abcd.0080c7123456|0000abcg.0080c7123456");
   EXPECT_STREQ("0000abcd.0080c7123456", oxcIpxAddrToStr(address));
@@ -55,29 +53,10 @@ TEST(Ipv6, TextsAndTheirShortestForm) {
     }
   }
   const std::string before = oxcIpv6AddrToStr(address);
-  refuses(oxcStrToIpv6Addr, 70, address,
+  refuses(oxcStrToIpv6Addr, address,
           "|:|:::|1|1:2:3:4:5:6:7|1:2:3:4:5:6:7:8:9|1::2::3|1:2:3:4:5:6:7::8|:1::2|1::2:|12345::|g::|::1.2.3|1.2.3.4|"
           "::1.2.3.4:5|1.2.3.4::|1:2:3:4:5:6:7:1.2.3.4|fe80::1%eth0|::1 |::1/64");
   EXPECT_EQ(before, oxcIpv6AddrToStr(address));
-}
-
-TEST(Ipv6, PrefixesAndInterfaceIdentifiers) {
-  std::array<unsigned char, 17> prefix{};
-  char prefix_text[50];
-  for (const char* good : {"2001:db8::/32", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff/128"}) {
-    EXPECT_EQ(0u, ox::parse_ipv6_prefix(good, prefix));
-    EXPECT_STREQ(good, ox::print_ipv6_prefix(prefix, prefix_text));
-  }
-  EXPECT_EQ(128, prefix[16]);
-  refuses(ox::parse_ipv6_prefix, 412, prefix, "|::|::/|/64|::/129|::/-1|::/064|::/64/1|g::/64");
-
-  std::array<unsigned char, 8> interface_id{};
-  char interface_text[20];
-  for (const char* good : {"260:97FF:5:0", "260:97ff:005:000"}) {
-    EXPECT_EQ(0u, ox::parse_ipv6_interface(good, interface_id));
-    EXPECT_STREQ("260:97ff:005:000", ox::print_ipv6_interface(interface_id, interface_text));
-  }
-  refuses(ox::parse_ipv6_interface, 70, interface_id, "|1:2:3|1:2:3:4:5|1::4|1:2:3:|1:2:3:10000|1:2:1.2.3.4");
 }
 
 }  // namespace

@@ -4,33 +4,27 @@
 
 #include "common/paths.h"
 #include "platform/environment.h"
-#include "platform/registry.h"
 #include "platform/service.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/given.h"
+#include "tests/support/registry.h"
 #include "tests/support/system_root.h"
-#include "tests/support/test.h"
 
-using ox::test::given, ox::test::native;
+using ox::test::given, ox::test::native, ox::test::set_value;
 
 namespace {
 
-template <class Value>
-void set(const char* name, Value value) {
-  ASSERT_EQ(0u, ox::platform::registry_write(ox::settings::registry_key, name, value));
-}
-
 TEST(SettingsTest, TextsAreKeptOnceTheyAreThere) {
-  set("HomeDir", "C:\\base\\");
-  set("WorkDir", "/base//");
-  set("CurrentVersion", "1.0.0.12345");  // too long to be one
+  set_value("HomeDir", "C:\\base\\");
+  set_value("WorkDir", "/base//");
+  set_value("CurrentVersion", "1.0.0.12345");  // too long to be one
   EXPECT_STREQ("C:\\base", oxcGetHomedir());
   EXPECT_STREQ("/base/", oxcGetWorkdir());
   EXPECT_STREQ("", oxcGetOxbaseVersion());
   EXPECT_STREQ("", oxcGetLocale());
-  set("HomeDir", "C:\\moved");
-  set("CurrentVersion", "1.0.0.1234");
-  set("Locale", "ja");
+  set_value("HomeDir", "C:\\moved");
+  set_value("CurrentVersion", "1.0.0.1234");
+  set_value("Locale", "ja");
   EXPECT_STREQ("C:\\base", oxcGetHomedir());
   EXPECT_STREQ("1.0.0.1234", oxcGetOxbaseVersion());
   EXPECT_STREQ("ja", oxcGetLocale());
@@ -40,16 +34,16 @@ TEST(SettingsTest, SwitchesHaveTheirDefaults) {
   using Rows = std::initializer_list<std::pair<const char*, uint32_t>>;
   const auto check = [](const char* name, uint32_t(OX_CALL * read)(void), Rows rows) {
     for (const auto& [value, expected] : rows) {
-      if (value != nullptr) set(name, value);
+      if (value != nullptr) set_value(name, value);
       EXPECT_EQ(expected, read()) << name << " " << (value != nullptr ? value : "absent");
     }
   };
   check("KeepAliveFlag", oxcGetKeepAliveFlag, {{nullptr, 0}, {"ON", 1}, {"yes", 0}});
   check("UseNetWare", oxcIsNetWareUsed, {{nullptr, 1}, {"false", 0}, {"TRUE", 1}, {"", 0}});
   EXPECT_EQ(OX_EUNSUPPORTED, oxcIsV6Ready());
-  set("EnableV6", 0u);
+  set_value("EnableV6", 0u);
   EXPECT_EQ(OX_EUNSUPPORTED, oxcIsV6Ready());
-  set("EnableV6", 1u);
+  set_value("EnableV6", 1u);
   EXPECT_EQ(ox::platform::has_ipv6() ? OX_OK : OX_ENOV6, oxcIsV6Ready());
   ox::test::set_environment("LC_ALL", "C");
   EXPECT_EQ(2u, oxcGetEnvLang());
@@ -63,9 +57,9 @@ TEST(SettingsTest, BrandAndProductsAreReadEveryTime) {
   EXPECT_EQ(1u, oxcIsOxwatchInstalled());
 
   EXPECT_EQ("64312", given<uint32_t>(oxcGetBrandingID));
-  set("Branding", 7u);
+  set_value("Branding", 7u);
   EXPECT_EQ("7", given<uint32_t>(oxcGetBrandingID));
-  set("Branding", "seven");
+  set_value("Branding", "seven");
   EXPECT_EQ('!', given<uint32_t>(oxcGetBrandingID)[0]);
 }
 
@@ -88,12 +82,12 @@ TEST(SettingsTest, ServicesRunWhileTheirDaemonsHoldThem) {
 
 TEST(SettingsTest, UserMustBeInTheGroupOnceThereIsOne) {
   EXPECT_EQ(OX_OK, oxcCheckUser(7));
-  set("LocalGroup", "no-such-group");
+  set_value("LocalGroup", "no-such-group");
   EXPECT_EQ(OX_EPLATFORM, oxcCheckUser(7));
 }
 
 TEST(SettingsTest, UserOutsideTheGroupIsDenied) {
-  set("LocalGroup", ox::test::foreign_group());
+  set_value("LocalGroup", ox::test::foreign_group());
   EXPECT_EQ(OX_EDENIED, oxcCheckUser(0));
 }
 
@@ -116,8 +110,8 @@ TEST(PathTest, AllSeparatorsBecomeThePlatforms) {
 }
 
 TEST(PathTest, StoredAndFullForms) {
-  set("HomeDir", "/opt/ox");
-  set("WorkDir", "/opt/ox/work");
+  set_value("HomeDir", "/opt/ox");
+  set_value("WorkDir", "/opt/ox/work");
   const std::pair<const char*, const char*> both_ways[] = {
       {"$homedir/bin/a", "/opt/ox/bin/a"}, {"$workdir/tmp", "/opt/ox/work/tmp"},
       {"$workdir", "/opt/ox/work"},        {"$homedir", "/opt/ox"},

@@ -7,17 +7,14 @@
 #include "common/trace_control.h"
 #include "common/trace_file.h"
 #include "platform/environment.h"
-#include "platform/registry.h"
 #include "tests/support/in_threads.h"
+#include "tests/support/registry.h"
 #include "tests/support/system_root.h"
-#include "tests/support/test.h"
 
 namespace fs = std::filesystem;
-using ox::test::native, ox::test::read_text, ox::test::work_dir;
+using ox::test::native, ox::test::read_text, ox::test::set_value, ox::test::work_dir;
 
 namespace {
-
-constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
 
 class TraceTest : public testing::Test {
  protected:
@@ -46,8 +43,8 @@ TEST_F(TraceTest, LinesReachTheFileInTheirOwnForm) {
 }
 
 TEST_F(TraceTest, RotationWrapsToOneAndNeverReturnsToZero) {
-  ASSERT_EQ(0u, ox::platform::registry_write(key, "oxLogMaxFileSize", 1u));
-  ASSERT_EQ(0u, ox::platform::registry_write(key, "oxLogMaxFileCount", 3u));
+  set_value("oxLogMaxFileSize", 1u);
+  set_value("oxLogMaxFileCount", 3u);
   start("turn.dbg");
   const std::string line(3999, 'r');
   const auto fill = [&](char mark) {  // one file's worth and the line that turns to the next
@@ -97,7 +94,7 @@ TEST_F(TraceTest, NamesBecomePatterns) {
       {tmp + "\\plain", tmp + "/plain_07"}, {"/else/where/", std::string("/else/where/") + id + "_07.dbg"},
       {"bare.log", "bare_07.log"},          {"100%s/%n.log", "100%s/%n_07.log"}};
   for (const auto& [name, file] : rows) EXPECT_EQ(native(file), seventh(name));
-  ASSERT_EQ(0u, ox::platform::registry_write(key, "oxLogDirectory", (moved + "/").c_str()));
+  set_value("oxLogDirectory", (moved + "/").c_str());
   EXPECT_EQ(native(tmp + "/x_07.dbg"), seventh(tmp + "/x.dbg"));  // no such directory yet
   fs::create_directories(moved);
   EXPECT_EQ(moved + native("/x_07.dbg"), seventh(tmp + "/x.dbg"));

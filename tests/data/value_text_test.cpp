@@ -61,7 +61,8 @@ TEST_F(ValueText, TextsAreParsedIntoTheirStoredFormAndShown) {
       {OX_IPXADDRESS, "00000001.0000000000ff", "000000010000000000ff"},
       {OX_IPV6ADDRESS, "2001:db8::1", "20010db8000000000000000000000001"},
       {OX_IPV6PREFIX, "2001:db8::/32", "20010db800000000000000000000000020"},
-      {OX_IPV6IFID, "2aa:ff:fe9a:5", "02aa00fffe9a0005", "2aa:0ff:fe9a:005"},
+      {OX_IPV6PREFIX, "ff00::/128", "ff00000000000000000000000000000080"},
+      {OX_IPV6IFID, "2aa:FF:fe9a:5", "02aa00fffe9a0005", "2aa:0ff:fe9a:005"},
       {OX_CODESTRING, "ab", "9d9e", "********"},
   };
   for (const auto& row : rows) {
@@ -84,8 +85,8 @@ TEST_F(ValueText, WrongTextsAreRefusedAndTheValueKept) {
       {70, OX_PHYSADDRESS, "0g"},
       {70, OX_OPAQUE, "+1"},
       {125, OX_OBJECTID, "|nosuch|sysDescr"},
-      {412, OX_IPV6PREFIX, "2001:db8::|2001:db8::/129|2001:db8::/|2001:db8/32"},
-      {70, OX_IPV6IFID, "1:2:3|1:2:3:4:5|1:2::4|10000:2:3:4"},
+      {412, OX_IPV6PREFIX, "|::|::/|/64|::/129|::/-1|::/064|::/64/1|g::/64|2001:db8/32"},
+      {70, OX_IPV6IFID, "|1:2:3|1:2:3:4:5|1:2::4|1:2:3:|1:2:3:10000|1:2:1.2.3.4"},
       {27, 0, "1"},
   };
   oxdSetText(node_, "kept");

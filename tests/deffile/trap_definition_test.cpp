@@ -4,11 +4,10 @@
 #include <oxbase/oxc.h>
 #include <oxbase/oxd.h>
 
-#include "platform/registry.h"
 #include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/registry.h"
 #include "tests/support/system_root.h"
-#include "tests/support/test.h"
 
 namespace ox::test {
 namespace {
@@ -161,10 +160,7 @@ TEST_F(TrapDefinitions, TheReloadFlagIsTakenBackByWhoReads) {
   EXPECT_EQ(1u, read_flag());
   create(oxcTrCreateList2);
   EXPECT_EQ(0u, read_flag());
-  std::string written;
-  EXPECT_EQ(platform::error_none,
-            platform::registry_read("SOFTWARE\\CORVID\\OXBASE", "TrapConfReloadFlag", written, 9));
-  EXPECT_EQ("False", written);
+  EXPECT_EQ("False", registry_value("TrapConfReloadFlag"));
   EXPECT_EQ(0u, oxcTrSetReloadFlag());
   create(oxcTrCreateList3);
   EXPECT_EQ(0u, read_flag());

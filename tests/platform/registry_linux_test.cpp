@@ -1,9 +1,8 @@
 // The registry as a file that people edit.
 #include <algorithm>
 
-#include "tests/platform/registry_value.h"
+#include "tests/support/registry.h"
 #include "tests/support/system_root.h"
-#include "tests/support/test.h"
 
 namespace ox::platform {
 namespace {

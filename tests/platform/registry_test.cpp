@@ -1,8 +1,7 @@
 #include "platform/registry.h"
 
-#include "tests/platform/registry_value.h"
 #include "tests/support/in_threads.h"
-#include "tests/support/test.h"
+#include "tests/support/registry.h"
 
 namespace ox::platform {
 namespace {

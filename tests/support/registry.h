@@ -1,13 +1,17 @@
-// One look at the installation's registry key.
+// The values of the installation's registry key.
 #pragma once
 
-#include <string>
-
 #include "platform/registry.h"
+#include "tests/support/test.h"
 
 namespace ox::test {
 
 constexpr char registry_key[] = "SOFTWARE\\CORVID\\OXBASE";
+
+template <class Value>
+void set_value(const char* name, Value value) {
+  ASSERT_EQ(platform::error_none, platform::registry_write(registry_key, name, value)) << name;
+}
 
 // The text of a value, "#" and the number of one, "absent" without either.
 inline std::string registry_value(const std::string& name) {
