@@ -1,6 +1,7 @@
 #include "manager/server.h"
 
 #include <asio/post.hpp>
+#include <new>
 
 #include "manager/log.h"
 #include "manager/session.h"
@@ -26,9 +27,14 @@ void Server::accept(std::unique_ptr<platform::PipeConnection> connection) {
   }
   while (next_session_ == 0 || sessions_.contains(next_session_)) ++next_session_;
   const std::uint32_t id = next_session_++;
-  const auto session = std::make_shared<Session>(*this, id, std::move(connection));
-  sessions_.emplace(id, session);
-  session->start();
+  try {
+    const auto session = std::make_shared<Session>(*this, id, std::move(connection));
+    sessions_.emplace(id, session);
+    session->start();
+  } catch (const std::bad_alloc&) {
+    sessions_.erase(id);
+    log(Severity::error, "client refused: out of memory");
+  }
 }
 
 void Server::drop(std::uint32_t id, const std::string& reason) {
@@ -36,12 +42,11 @@ void Server::drop(std::uint32_t id, const std::string& reason) {
   if (found == sessions_.end()) return;
   const auto session = std::move(found->second);
   sessions_.erase(found);
-  if (!reason.empty()) {
-    log(Severity::warning, "client of process " + std::to_string(session->process()) + " dropped: " + reason);
-  }
   manager_.end_session(id);
   // The connection may be in the middle of calling one of its handlers.
   asio::post(manager_.loop, [session] { session->close(); });
+  if (reason.empty()) return;
+  log(Severity::warning, "client of process " + std::to_string(session->process()) + " dropped: " + reason);
 }
 
 }  // namespace ox::manager

@@ -1,5 +1,7 @@
 #include "manager/session.h"
 
+#include <new>
+
 #include "manager/router.h"
 #include "manager/server.h"
 #include "platform/pipe.h"
@@ -36,6 +38,16 @@ void Session::drop(const std::string& reason) {
   server_.drop(id_, reason);
 }
 
+// A client for whom there is no memory costs the others nothing.
+template <class Call>
+void Session::guarded(const Call& call) {
+  try {
+    call();
+  } catch (const std::bad_alloc&) {
+    drop("out of memory");
+  }
+}
+
 // Clients end their sessions by closing them: only half a message is worth a line.
 void Session::peer_closed() { drop(frames_.in_message() ? "closed in the middle of a message" : ""); }
 
@@ -67,10 +79,12 @@ void Session::received(platform::Error error, std::size_t count) {
   if (closed_) return;
   if (platform::is_pipe_closed(error)) return peer_closed();
   if (error != platform::error_none) return drop("read error " + std::to_string(error));
-  frames_.append(std::span(input_).first(count));
-  if (!greeted_) take_greeting();
-  if (greeted_) take_messages();
-  read();
+  guarded([&] {
+    frames_.append(std::span(input_).first(count));
+    if (!greeted_) take_greeting();
+    if (greeted_) take_messages();
+    read();
+  });
 }
 
 void Session::take_greeting() {
@@ -117,6 +131,10 @@ void Session::answer_next() {
 
 void Session::reply(const Message& request, Reply reply) {
   if (closed_) return;
+  guarded([&] { write(encode_reply(reply_to(request, std::move(reply)))); });
+}
+
+Message Session::reply_to(const Message& request, Reply reply) {
   Message message = request;
   message.type = reply.type;
   message.error = reply.error;
@@ -127,7 +145,7 @@ void Session::reply(const Message& request, Reply reply) {
     message.reference = reply.report->reference;
   }
   message.data = std::move(reply.data);
-  write(encode_reply(message));
+  return message;
 }
 
 void Session::write(Bytes bytes) {
@@ -146,8 +164,10 @@ void Session::written(platform::Error error) {
   if (error != platform::error_none) return drop("write error " + std::to_string(error));
   answering_ = false;
   output_ = {};
-  answer_next();
-  read();
+  guarded([&] {
+    answer_next();
+    read();
+  });
 }
 
 }  // namespace ox::manager

@@ -34,9 +34,12 @@ class Session : public std::enable_shared_from_this<Session> {
   void take_messages();
   void answer_next();
   void reply(const Message& request, Reply reply);
+  [[nodiscard]] static Message reply_to(const Message& request, Reply reply);
   void write(Bytes bytes);
   void written(platform::Error error);
   void watch_write(std::chrono::steady_clock::time_point since);
+  template <class Call>
+  void guarded(const Call& call);
   void drop(const std::string& reason);
   void peer_closed();
 
