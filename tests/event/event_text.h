@@ -4,7 +4,6 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include <oxbase/oxc.h>
 #include <oxbase/oxe.h>
@@ -13,7 +12,9 @@
 
 namespace ox::test {
 
-using EventTest = BlocksTest<testing::Test>;
+class EventTest : public testing::Test {
+  const SameBlocks same_blocks_;
+};
 
 inline constexpr const char* every_field_wire =
     "00FFFFFF 80000001 0004 'abc' 00 00000403 00000004 00000005 0005 'comm' 00 0005 'type' 00 0005 'name' 00 "
@@ -23,22 +24,17 @@ inline constexpr const char* every_field_wire =
 template <class Object, class... Options>
 [[nodiscard]] std::string encode_by(OX_RESULT(OX_CALL* encoder)(const Object*, void**, std::uint32_t*, Options...),
                                     const Object* object, Options... options) {
-  void* block = nullptr;
-  std::uint32_t length = 0;
-  EXPECT_EQ(0u, encoder(object, &block, &length, options...));
-  const std::string result(static_cast<const char*>(block), length);
-  oxcMemFree(block);
-  return result;
+  std::string wire;
+  EXPECT_EQ(0u, take_block([&](auto... block) { return encoder(object, block..., options...); }, &wire));
+  return wire;
 }
 [[nodiscard]] inline std::string encode(const evmsg* list) { return encode_by(oxeEvmsgEncode, list, 0u); }
 [[nodiscard]] inline std::string encode(const evflt* filter) { return encode_by(oxeEvfltEncode, filter); }
 
-// From a block of the exact size, so that the sanitizer sees a read past it.
 template <class Object>
 [[nodiscard]] OX_RESULT decode_by(OX_RESULT(OX_CALL* decoder)(const void*, std::uint32_t, Object**),
                                   std::string_view wire, Object** object) {
-  const std::vector<char> exact(wire.begin(), wire.end());
-  return decoder(exact.data(), static_cast<std::uint32_t>(exact.size()), object);
+  return give_block(wire, [&](const void* block, std::uint32_t size) { return decoder(block, size, object); });
 }
 
 // Events that have a send identifier each, and nothing else.

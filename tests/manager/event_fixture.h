@@ -6,13 +6,9 @@
 
 #include "manager/event_record.h"
 #include "tests/manager/manager_fixture.h"
+#include "tests/support/scripted_peer.h"
 
 namespace ox::manager {
-
-inline Bytes text_body(const std::string& text) {
-  const auto bytes = std::as_bytes(std::span(text.c_str(), text.size() + 1));
-  return {bytes.begin(), bytes.end()};
-}
 
 class EventManagerTest : public ManagerTest {
  protected:
@@ -26,7 +22,9 @@ class EventManagerTest : public ManagerTest {
   static Bytes with_id(std::uint32_t id) {
     return event([&](evmsg* made) { (void)oxeEvmsgSetSndId(made, id); });
   }
-  std::uint32_t open_handle(std::uint32_t session = 1) { return ask(1, 10, text_body("prog"), session).source_id; }
+  std::uint32_t open_handle(std::uint32_t session = 1) {
+    return ask(1, 10, std::string("prog\0", 5), session).source_id;
+  }
   // Sends an event with that memo; its send identifier.
   std::uint32_t post(
       const std::string& memo, const Fill& more = [](evmsg*) {}) {
@@ -54,16 +52,12 @@ class EventManagerTest : public ManagerTest {
 
   Reply watch(const std::string& component, const std::string& names, std::uint32_t handle, std::uint32_t session = 1,
               std::uint32_t options = 64) {
-    PayloadWriter payload;
-    payload.text(component);
-    payload.text(names);
-    payload.u32(options);
-    payload.u32(0);
-    payload.u16(0);
-    return ask({.type = 1, .command = 2, .source_id = handle, .data = std::move(payload.out())}, session);
+    using test::half, test::text, test::word;
+    const std::string payload = text(component) + text(names) + word(options) + word(0) + half(0);
+    return ask({.type = 1, .command = 2, .source_id = handle, .data = bytes_of(payload)}, session);
   }
   Reply open_wait(const std::string& name, std::uint32_t user_word, std::uint32_t session = 1) {
-    return ask({.type = 1, .command = 25, .source_id = user_word, .data = text_body(name)}, session);
+    return ask({.type = 1, .command = 25, .source_id = user_word, .data = bytes_of(name + '\0')}, session);
   }
   Reply close_request(std::uint32_t command, std::uint32_t id, std::uint32_t session = 1) {
     return ask({.type = 1, .command = command, .source_id = id}, session);

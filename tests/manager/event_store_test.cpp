@@ -29,6 +29,11 @@ class EventStoreTest : public testing::TestWithParam<bool> {
     store_ = GetParam() ? make_file_event_store(directory_, 4096) : make_event_store(directory_);
     ASSERT_TRUE(store_->open([&](const std::string&, std::uint32_t, const std::string& text) { faults_ += text; }));
   }
+  // Commits, and dies after it.
+  void commit_and_reopen() {
+    ASSERT_TRUE(store_->commit());
+    reopen();
+  }
   // "1 2 4-" is the events in order; one that is not listed has a minus sign.
   [[nodiscard]] std::string shown(const std::vector<StoredEvent>& events) const {
     std::string text;
@@ -72,8 +77,7 @@ TEST_P(EventStoreTest, WhatWasCommittedIsThereAgainAndNothingElse) {
 
   store_->erase_up_to(4);
   store_->erase(5);
-  ASSERT_TRUE(store_->commit());
-  reopen();
+  commit_and_reopen();
   EXPECT_EQ("", all());
   EXPECT_EQ(0u, store_->bytes());
   EXPECT_EQ(5u, store_->last()) << "numbers are not given twice";
@@ -82,15 +86,13 @@ TEST_P(EventStoreTest, WhatWasCommittedIsThereAgainAndNothingElse) {
   store_->put(event(7, 4, 1000, false));
   ASSERT_TRUE(store_->commit());
   store_->erase_unlisted_up_to(7);
-  ASSERT_TRUE(store_->commit());
-  reopen();
+  commit_and_reopen();
   EXPECT_EQ("6", all());
   EXPECT_EQ(7u, store_->last());
   store_->put(event(8));
   ASSERT_TRUE(store_->commit());
   store_->erase(8);
-  ASSERT_TRUE(store_->commit());
-  reopen();
+  commit_and_reopen();
   EXPECT_EQ(8u, store_->last());
   EXPECT_EQ("", faults_);
 }
@@ -123,36 +125,24 @@ TEST_P(EventStoreTest, PagesInBothDirections) {
 INSTANTIATE_TEST_SUITE_P(Stores, EventStoreTest, testing::Values(false, true),
                          [](const auto& kind) { return kind.param ? "Files" : "OfThisBuild"; });
 
-class EventFilesTest : public EventStoreTest {
- protected:
-  [[nodiscard]] std::string newest() const {
-    std::string found;
-    for (const auto& entry : fs::directory_iterator(directory_)) found = std::max(found, entry.path().string());
-    return found;
-  }
-  [[nodiscard]] std::uintmax_t size_of_files() const {
-    std::uintmax_t size = 0;
-    for (const auto& entry : fs::directory_iterator(directory_)) size += entry.file_size();
-    return size;
-  }
-};
+class EventFilesTest : public EventStoreTest {};
 
 TEST_P(EventFilesTest, WriteThatWasCutShortIsDropped) {
+  const std::string file = directory_ + "/events.1.log";
   put(1, 2);
   ASSERT_TRUE(store_->commit());
-  const std::size_t whole = test::read_file(newest()).size();
+  const std::size_t whole = test::read_file(file).size();
   put(3, 4);
   ASSERT_TRUE(store_->commit());
-  const std::string bytes = test::read_file(newest());
+  const std::string bytes = test::read_file(file);
   for (std::size_t size = whole; size <= bytes.size(); ++size) {
     store_.reset();
     fs::remove_all(directory_);
-    test::write_file(directory_ + "/events.1.log", bytes.substr(0, size));
+    test::write_file(file, bytes.substr(0, size));
     reopen();
     EXPECT_EQ(size == bytes.size() ? "1 2 3 4" : "1 2", all()) << size;
     put(5, 5);
-    ASSERT_TRUE(store_->commit());
-    reopen();
+    commit_and_reopen();
     EXPECT_EQ(size == bytes.size() ? "1 2 3 4 5" : "1 2 5", all()) << size;
   }
 }
@@ -165,7 +155,9 @@ TEST_P(EventFilesTest, FilesStayBoundedWhateverIsWritten) {
     if (turn >= 20) store_->erase(4 + turn - 20);
     ASSERT_TRUE(store_->commit());
   }
-  EXPECT_LT(size_of_files(), 2u * 1024 + 6 * 4096);
+  std::uintmax_t size = 0;
+  for (const auto& entry : fs::directory_iterator(directory_)) size += entry.file_size();
+  EXPECT_LT(size, 2u * 1024 + 6 * 4096);
   reopen();
   EXPECT_EQ(23u, store_->after(0, 1000, 1u << 20).size());
   EXPECT_EQ("1 2 3 2984", all().substr(0, 10));

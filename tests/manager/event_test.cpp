@@ -3,6 +3,7 @@
 
 #include "platform/registry.h"
 #include "tests/manager/event_fixture.h"
+#include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
 
 namespace ox::manager {
@@ -10,48 +11,41 @@ namespace {
 
 class EventRequestTest : public EventManagerTest {
  protected:
-  using Criteria = std::function<void(evflt*)>;
+  // A criterion's bit, and its number or pattern.
+  using Criteria = std::vector<std::pair<std::uint32_t, std::uintptr_t>>;
+  static std::uintptr_t pattern(const char* text) { return reinterpret_cast<std::uintptr_t>(text); }
 
-  Reply log(const Criteria& criteria) {
+  // The memos of what is found, or the error.
+  std::string logged(const Criteria& criteria = {}) {
     const FilterPtr filter(oxeEvfltAlloc());
-    criteria(filter.get());
-    void* buffer = nullptr;
-    std::uint32_t length = 0;
-    EXPECT_EQ(0u, oxeEvfltEncode(filter.get(), &buffer, &length));
-    const auto* const first = static_cast<const std::byte*>(buffer);
-    const Bytes body(first, first + length);
-    (void)oxcMemFree(buffer);
-    return ask(1, 15, body);
-  }
-  std::string logged(const Criteria& criteria = [](evflt*) {}) {
-    const Reply reply = log(criteria);
+    for (const auto& [bit, value] : criteria) EXPECT_EQ(0u, oxeEvfltSet(filter.get(), bit, value));
+    std::string body;
+    EXPECT_EQ(0u, test::take_block([&](auto... out) { return oxeEvfltEncode(filter.get(), out...); }, &body));
+    const Reply reply = ask(1, 15, body);
     return reply.error != 0 ? std::to_string(reply.error) : memos(reply.data);
   }
 };
 
 TEST_F(EventRequestTest, EventsAreNumberedAndCompleted) {
   const std::uint32_t handle = open_handle();
-  const Reply bare = ask(1, 12, event([](evmsg*) {}), 1, handle);
-  ASSERT_EQ(0u, bare.error);
   EventPtr completed;
-  ASSERT_EQ(0u, decode_events(bare.data, completed));
-  EXPECT_EQ(1u, number_of(completed.get(), &oxeEvmsgGetSndId));
-  EXPECT_EQ(1u, number_of(completed.get(), &oxeEvmsgGetEventId));
-  EXPECT_EQ("prog", text_of(completed.get(), &oxeEvmsgGetSender));
+  const auto send = [&](const Fill& fill) {
+    const Reply reply = ask(1, 12, event(fill), 1, handle);
+    EXPECT_EQ(0u, reply.error);
+    EXPECT_EQ(0u, decode_events(reply.data, completed));
+    return text_of(completed.get(), &oxeEvmsgGetSender) + ' ' +
+           std::to_string(number_of(completed.get(), &oxeEvmsgGetSndId)) + ' ' +
+           std::to_string(number_of(completed.get(), &oxeEvmsgGetEventId));
+  };
+  EXPECT_EQ("prog 1 1", send([](evmsg*) {}));
   EXPECT_EQ(oxcGetMyComm(), text_of(completed.get(), &oxeEvmsgGetCommName));
   EXPECT_NE(0u, number_of(completed.get(), &oxeEvmsgGetOccurTime));
-
-  const Reply full = ask(1, 12, event([](evmsg* made) {
-                           (void)oxeEvmsgSetSndId(made, 99);
-                           (void)oxeEvmsgSetSender(made, "other");
-                           (void)oxeEvmsgSetEventId(made, 7);
-                           (void)oxeEvmsgSetOccurTime(made, 5);
-                         }),
-                         1, handle);
-  ASSERT_EQ(0u, decode_events(full.data, completed));
-  EXPECT_EQ(2u, number_of(completed.get(), &oxeEvmsgGetSndId)) << "the manager's, not the sender's";
-  EXPECT_EQ(7u, number_of(completed.get(), &oxeEvmsgGetEventId));
-  EXPECT_EQ("other", text_of(completed.get(), &oxeEvmsgGetSender));
+  EXPECT_EQ("other 2 7", send([](evmsg* made) {
+              (void)oxeEvmsgSetSndId(made, 99);  // the manager gives its own
+              (void)oxeEvmsgSetSender(made, "other");
+              (void)oxeEvmsgSetEventId(made, 7);
+              (void)oxeEvmsgSetOccurTime(made, 5);
+            }));
   EXPECT_EQ(5u, number_of(completed.get(), &oxeEvmsgGetOccurTime));
 
   EXPECT_EQ(OX_EUNSUPPORTED, ask(1, 12, event([](evmsg*) {}), 2, handle).error) << "another session's handle";
@@ -71,23 +65,19 @@ TEST_F(EventRequestTest, LogIsSearchedAndMarked) {
     Criteria criteria;
     const char* found;
   } cases[] = {
-      {[](evflt*) {}, "a1 b1 a2 b2 a3"},
-      {[](evflt* f) { (void)oxeEvfltSetPattern(f, OX_EVFLT_MEMO, "a*"); }, "a1 a2 a3"},
-      {[](evflt* f) { (void)oxeEvfltSetNumber(f, OX_EVFLT_FIRST, 2); }, "a1 b1"},
-      {[](evflt* f) { (void)oxeEvfltSetNumber(f, OX_EVFLT_LAST, 2); }, "b2 a3"},
-      {[](evflt* f) {
-         (void)oxeEvfltSetPattern(f, OX_EVFLT_MEMO, "b*");
-         (void)oxeEvfltSetNumber(f, OX_EVFLT_LAST, 1);
-       },
-       "b2"},
-      {[](evflt* f) { (void)oxeEvfltSetNumber(f, OX_EVFLT_LAST, 9); }, "a1 b1 a2 b2 a3"},
-      {[](evflt* f) { (void)oxeEvfltSetNumber(f, OX_EVFLT_SNDID, 4); }, "b2"},
-      {[](evflt* f) { (void)oxeEvfltSetPattern(f, OX_EVFLT_MEMO, "c*"); }, "122"},
+      {{}, "a1 b1 a2 b2 a3"},
+      {{{OX_EVFLT_MEMO, pattern("a*")}}, "a1 a2 a3"},
+      {{{OX_EVFLT_FIRST, 2}}, "a1 b1"},
+      {{{OX_EVFLT_LAST, 2}}, "b2 a3"},
+      {{{OX_EVFLT_MEMO, pattern("b*")}, {OX_EVFLT_LAST, 1}}, "b2"},
+      {{{OX_EVFLT_LAST, 9}}, "a1 b1 a2 b2 a3"},
+      {{{OX_EVFLT_SNDID, 4}}, "b2"},
+      {{{OX_EVFLT_MEMO, pattern("c*")}}, "122"},
   };
   for (const auto& c : cases) EXPECT_EQ(c.found, logged(c.criteria));
   EXPECT_EQ(OX_EARG, ask(1, 15, Bytes(2)).error);
 
-  const auto checked = [](evflt* f) { (void)oxeEvfltSetNumber(f, OX_EVFLT_FLAGBIT1, 1); };
+  const Criteria checked = {{OX_EVFLT_FLAGBIT1, 1}};
   Bytes two = with_id(2);
   const Bytes four = with_id(4);
   two.insert(two.end(), four.begin(), four.end());
@@ -136,10 +126,8 @@ TEST_F(EventRequestTest, WaitsOfEachKindReportTheirEvents) {
   EXPECT_EQ("nothing", fetch(2));
   EXPECT_EQ("2>12 trap", fetch(3));
   EXPECT_EQ("nothing", fetch(3));
-  Message message;
-  message.type = 5;
   NodeList nodes;
-  ASSERT_EQ(0u, decode_nodes(ask(message, 4).data, nodes));
+  ASSERT_EQ(0u, decode_nodes(ask({.type = 5}, 4).data, nodes));
   std::uint32_t type = 0;
   std::uint32_t size = 0;
   const void* value = nullptr;
@@ -147,11 +135,9 @@ TEST_F(EventRequestTest, WaitsOfEachKindReportTheirEvents) {
   evmsg* older = nullptr;
   ASSERT_EQ(0u, oxeEvmsgDecodeR21(value, size, &older));
   EXPECT_EQ("plain", text_of(EventPtr(older).get(), &oxeEvmsgGetMemo));
-  EXPECT_EQ("2>13 !266", [&] {
-    (void)post(std::string(70000, 'x'));
-    (void)fetch(4);
-    return fetch(4);
-  }());
+  (void)post(std::string(70000, 'x'));
+  (void)fetch(4);  // the trap
+  EXPECT_EQ("2>13 !266", fetch(4));
 }
 
 TEST_F(EventRequestTest, ReaderThatStaysAwayLosesOnlyItsOwn) {

@@ -30,11 +30,6 @@ NodePtr value_node(const std::string& component, const std::string& path, const 
   return node;
 }
 
-Bytes bytes_of(const std::string& text) {
-  const auto bytes = std::as_bytes(std::span(text));
-  return {bytes.begin(), bytes.end()};
-}
-
 }  // namespace
 
 std::string ManagerTest::shown(dnode* node) {
@@ -84,11 +79,6 @@ Reply ManagerTest::ask(const Message& message, std::uint32_t session) {
 Reply ManagerTest::ask(std::uint32_t type, std::uint32_t command, Bytes payload, std::uint32_t session,
                        std::uint32_t destination_id) {
   return ask({.type = type, .command = command, .destination_id = destination_id, .data = std::move(payload)}, session);
-}
-
-Reply ManagerTest::ask(std::uint32_t type, std::uint32_t command, const std::string& payload, std::uint32_t session,
-                       std::uint32_t destination_id) {
-  return ask(type, command, bytes_of(payload), session, destination_id);
 }
 
 Message ManagerTest::message(const std::string& text) {

@@ -22,7 +22,14 @@ class ManagerTest : public testing::Test {
   Reply ask(std::uint32_t type, std::uint32_t command, Bytes payload, std::uint32_t session = 1,
             std::uint32_t destination_id = 0);
   Reply ask(std::uint32_t type, std::uint32_t command, const std::string& payload, std::uint32_t session = 1,
-            std::uint32_t destination_id = 0);
+            std::uint32_t destination_id = 0) {
+    return ask(type, command, bytes_of(payload), session, destination_id);
+  }
+
+  static Bytes bytes_of(const std::string& text) {
+    const auto bytes = std::as_bytes(std::span(text));
+    return {bytes.begin(), bytes.end()};
+  }
 
   // A request in words: "get COMPONENT NAMES" with a time limit if wanted, "set COMPONENT PATH TEXT ..." with as many
   // threes as wanted, or a management code and its arguments, "5 1=node 8=r1", whose AMIB names are "10.7.N.0" or

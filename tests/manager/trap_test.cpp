@@ -6,6 +6,7 @@
 
 #include "manager/trap_receiver.h"
 #include "tests/manager/manager_fixture.h"
+#include "tests/snmp/packet.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/udp_socket.h"
 
@@ -86,35 +87,14 @@ TEST(TrapRepeats, AreCountedAsLongAsTheyCome) {
   EXPECT_EQ("c2 of 9 ", told(5s));
 }
 
-std::string trap_of(std::uint32_t number) {
-  char enterprise[] = "1.3.6.1.4.1.64312.2";
-  unsigned char community[] = "public";
-  oxsSnmpTrap trap{};
-  trap.version = OXS_V2C;
-  trap.community = community;
-  trap.communityLength = sizeof community - 1;
-  trap.pduType = OXS_TRAP2;
-  trap.enterprise = enterprise;
-  trap.specificTrap = number;
-  NodeList bindings;
-  NodePtr node = make_node();
-  (void)oxdSetAmibName(node.get(), "1.3.6.1.4.1.64312.2.1.0");
-  (void)oxdSetText(node.get(), "fan");
-  bindings.add(std::move(node));
-  trap.bindings = bindings.get();
-  void* bytes = nullptr;
-  std::uint32_t length = 0;
-  EXPECT_EQ(0u, oxsSnmpTrapEncode(&trap, &bytes, &length));
-  std::string made(static_cast<const char*>(bytes), length);
-  (void)oxcMemFree(bytes);
-  return made;
-}
-
-// An element of any size: RFC 1157's subset of BER in its long form.
-std::string element(int tag, const std::string& content) {
-  std::string made{static_cast<char>(tag), '\x82'};
-  made += static_cast<char>(content.size() >> 8);
-  return made + static_cast<char>(content.size()) + content;
+// A trap of version 1 with one binding.
+std::string trap_of(const std::string& enterprise, int number) {
+  using test::bytes, test::element;
+  const std::string specific{static_cast<char>(number >> 8), static_cast<char>(number)};
+  const std::string fan = element(0x30, bytes("0606 2B0601040101 0403 'fan'"));
+  return element(0x30, bytes("020100 0401 'c'") +
+                           element(0xA4, element(0x06, enterprise) + bytes("4004 0A000001 020106") +
+                                             element(0x02, specific) + bytes("430100") + element(0x30, fan)));
 }
 
 class TrapManagerTest : public ManagerTest {
@@ -130,10 +110,7 @@ class TrapManagerTest : public ManagerTest {
     traps_.reset();
     ManagerTest::TearDown();
   }
-  void send(const std::string& datagram) {
-    sender_.send(datagram, static_cast<std::uint16_t>(manager_->settings.trap_port));
-  }
-  void send(int number) { send(trap_of(static_cast<std::uint32_t>(number))); }
+  void send(const std::string& trap) { sender_.send(trap, static_cast<std::uint16_t>(manager_->settings.trap_port)); }
   // Events of traps, and others.
   std::pair<std::uint64_t, std::uint64_t> logged() {
     std::pair<std::uint64_t, std::uint64_t> count;
@@ -153,11 +130,7 @@ class TrapManagerTest : public ManagerTest {
 
 TEST_F(TrapManagerTest, WhatNoEventCanHoldIsMalformed) {
   const TrapBooks& books = manager_->trap_books;
-  const std::string rest("\x40\x04\x0A\0\0\1\2\1\6\2\1\5\x43\1\0\x30\0", 17);
-  for (const std::size_t size : {15000u, 20000u}) {
-    const std::string pdu = element(0xA4, element(0x06, "+" + std::string(size, '\x7F')) + rest);
-    send(element(0x30, std::string("\2\1\0\4\1c", 6) + pdu));
-  }
+  for (const std::size_t size : {15000u, 20000u}) send(trap_of("+" + std::string(size, '\x7F'), 5));
   while (books.received < 2) (void)loop_.run_one();
   EXPECT_EQ(1u, books.malformed);
   EXPECT_EQ(1u, logged().first);
@@ -167,11 +140,11 @@ TEST_F(TrapManagerTest, WhatNoEventCanHoldIsMalformed) {
 TEST_F(TrapManagerTest, WithoutMemoryATrapIsCountedAndNothingElseIsLost) {
   const TrapBooks& books = manager_->trap_books;
   const std::uint64_t before_all = logged().first;
-  send(0);
+  send(trap_of("+\6\1", 0));
   while (books.events == 0) (void)loop_.run_one();
   bool reached = true;
   for (int n = 1; reached; ++n) {
-    send(n);
+    send(trap_of("+\6\1", n));
     const std::uint64_t before = books.received;
     test::fail_allocation(n);
     while (books.received == before) (void)loop_.run_one();

@@ -84,7 +84,8 @@ TEST_F(Road, ClientsThatMisbehaveAreDroppedAndCostTheOthersNothing) {
   Daemon daemon;
   ASSERT_EQ(0u, oxaInit(nullptr));
   RawClient mute;
-  const std::string request = RawClient::message(1, text("system:system") + text("11.1.1.0") + std::string(10, '\0'));
+  const std::string request =
+      request_bytes({.command = 1, .body = text("system:system") + text("11.1.1.0") + std::string(10, '\0')});
   std::string huge = request;
   huge[17] = '\x7F';
   for (const std::string& message : {std::string("GET / HTTP/1.0\r\n\r\n"), huge}) {
@@ -105,7 +106,7 @@ TEST_F(Road, ClientsThatMisbehaveAreDroppedAndCostTheOthersNothing) {
   mute.wait_for_end();
   RawClient broken;  // a sound frame with a broken payload is answered
   ASSERT_TRUE(broken.greet());
-  broken.send(RawClient::message(1, "\x7F"));
+  broken.send(request_bytes({.command = 1, .body = "\x7F"}));
   EXPECT_EQ(half(71), broken.receive(36).substr(14, 2));
   EXPECT_EQ(a_value, get_a_value());
 

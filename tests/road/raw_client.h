@@ -39,13 +39,6 @@ class RawClient {
     return receive(4) == half(4) + half(0);
   }
 
-  // A request in the client's form.
-  static std::string message(std::uint32_t command, const std::string& payload) {
-    const auto data = static_cast<std::uint32_t>(payload.size()) + 9;
-    return word(49) + text("pipeHeader") + word(data) + half(2) + half(1) + half(command) + std::string(22, '\0') +
-           text("pipeData").substr(2) + payload;
-  }
-
  private:
   platform::Pipe pipe_;
 };

@@ -29,6 +29,15 @@ std::string reply_bytes(const ReplyFields& fields) {
   return word(static_cast<std::uint32_t>(rest.size()) + 4) + rest + fields.data;
 }
 
+std::string request_bytes(const RequestFields& fields) {
+  const auto size = static_cast<std::uint32_t>(fields.session.size());
+  const auto body = static_cast<std::uint32_t>(fields.body.size());
+  return word(49 + size) + text("pipeHeader") + word(body != 0 ? body + 9 : 0) + half(2) + half(fields.type) +
+         half(fields.command) + half(fields.error) + word(0) + word(fields.source) + word(fields.destination) +
+         half(0) + half(size) + fields.session + word(fields.reference) +
+         (body != 0 ? "pipeData" + ('\0' + fields.body) : "");
+}
+
 // Runs the event loop until the one thing that the script waits for has happened.
 struct ScriptedPeer::Server {
   asio::io_context loop;

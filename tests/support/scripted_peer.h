@@ -34,6 +34,19 @@ struct ReplyFields {
 };
 [[nodiscard]] std::string reply_bytes(const ReplyFields& fields);
 
+// A message as a client sends it.
+struct RequestFields {
+  std::uint32_t type = 1;
+  std::uint32_t command = 0;
+  std::uint32_t error = 0;
+  std::string session{};  // with its terminator when there is one
+  std::uint32_t source = 0;
+  std::uint32_t destination = 0;
+  std::string body{};
+  std::uint32_t reference = 0;
+};
+[[nodiscard]] std::string request_bytes(const RequestFields& fields);
+
 // What the peer does after one request (or after the greeting).
 struct Answer {
   std::vector<std::string> pieces{};  // written one after the other, a moment apart

@@ -7,11 +7,24 @@
 #include <fstream>
 #include <iterator>
 
+#include "platform/environment.h"
 #include "platform/registry.h"
 
 namespace fs = std::filesystem;
 
 namespace ox::test {
+namespace {
+
+// A directory that no other process has.
+std::string make_root() {
+  const fs::path stem = fs::temp_directory_path() / ("oxtest-" + std::to_string(platform::process_id()) + "-");
+  for (int count = 0;; ++count) {
+    const std::string root = stem.string() + std::to_string(count);
+    if (fs::create_directory(root)) return root;
+  }
+}
+
+}  // namespace
 
 const std::string& system_root() {
   static const std::string root = [] {

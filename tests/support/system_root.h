@@ -9,7 +9,6 @@ namespace ox::test {
 
 // The test program's root, made before the first test and removed after the last one. It holds "home" and "work".
 [[nodiscard]] const std::string& system_root();
-[[nodiscard]] std::string make_root();  // for it: a directory that no other process has
 [[nodiscard]] std::string home_dir();
 [[nodiscard]] std::string work_dir();
 

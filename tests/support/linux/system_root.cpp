@@ -9,12 +9,6 @@ namespace fs = std::filesystem;
 
 namespace ox::test {
 
-std::string make_root() {
-  std::string pattern = (fs::temp_directory_path() / "oxtest-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) std::abort();
-  return pattern;
-}
-
 void set_environment(const char* name, const char* value) { setenv(name, value, 1); }
 
 const char* foreign_group() { return "tape"; }

@@ -22,17 +22,6 @@ void NTAPI on_thread(void* /*module*/, DWORD reason, void* /*reserved*/) {
 
 }  // namespace
 
-std::string make_root() {
-  char folder[MAX_PATH];
-  (void)::GetTempPathA(sizeof folder, folder);
-  for (unsigned count = 0; count < 10'000; ++count) {
-    const std::string root =
-        std::string(folder) + "oxtest-" + std::to_string(::GetCurrentProcessId()) + "-" + std::to_string(count);
-    if (::CreateDirectoryA(root.c_str(), nullptr) != FALSE) return root;
-  }
-  std::abort();
-}
-
 void set_environment(const char* name, const char* value) { (void)::_putenv_s(name, value); }
 
 const char* foreign_group() { return "Guests"; }
