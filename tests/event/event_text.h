@@ -2,8 +2,6 @@
 #pragma once
 
 #include <initializer_list>
-#include <string>
-#include <string_view>
 
 #include <oxbase/oxc.h>
 #include <oxbase/oxe.h>

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <functional>
-#include <string>
 
 #include "manager/event_record.h"
 #include "tests/manager/manager_fixture.h"

@@ -1,14 +1,12 @@
 // A manager without its pipe: requests go straight to the router.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <optional>
-#include <string>
 
 #include "manager/manager.h"
 #include "manager/request.h"
 #include "manager/router.h"
+#include "tests/support/test.h"
 
 namespace ox::manager {
 

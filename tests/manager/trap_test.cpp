@@ -1,8 +1,6 @@
 // Traps inside the manager: whose they are, what is a repeat, and what memory running out costs.
-#include <gtest/gtest.h>
 
 #include <optional>
-#include <utility>
 
 #include "manager/trap_receiver.h"
 #include "tests/manager/manager_fixture.h"

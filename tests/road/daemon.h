@@ -2,8 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
-#include <vector>
 
 #include "tests/support/child_process.h"
 

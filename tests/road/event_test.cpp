@@ -1,12 +1,9 @@
 // Events on the road: real senders and waiters, each a process of its own, and a manager that is killed.
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <new>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <oxbase/oxa.h>
 #include <oxbase/oxe.h>
@@ -15,6 +12,7 @@
 #include "tests/road/daemon.h"
 #include "tests/support/other_process.h"
 #include "tests/support/system_root.h"
+#include "tests/support/test.h"
 
 namespace ox::test {
 namespace {

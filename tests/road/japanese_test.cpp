@@ -1,5 +1,4 @@
 // The tools on a Japanese system: this program and what it starts run on one.
-#include <gtest/gtest.h>
 
 #include "tests/road/daemon.h"
 #include "tests/support/installation.h"

@@ -1,5 +1,4 @@
 // The real daemon and its clients: sessions of the library, and others.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <set>

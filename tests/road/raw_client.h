@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <stdexcept>
-#include <string>
 
 #include "platform/pipe.h"
 #include "tests/support/scripted_peer.h"

@@ -1,5 +1,4 @@
 // The tools as people and stored commands call them.
-#include <gtest/gtest.h>
 
 #include <oxbase/oxc.h>
 

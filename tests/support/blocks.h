@@ -1,13 +1,11 @@
 // Blocks that the library hands out and is handed, and that none is left behind.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <memory>
-#include <string>
-#include <string_view>
 
 #include <oxbase/oxc.h>
+
+#include "tests/support/test.h"
 
 namespace ox::test {
 

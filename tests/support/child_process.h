@@ -3,9 +3,8 @@
 
 #include <chrono>
 #include <cstdint>
-#include <string>
-#include <utility>
-#include <vector>
+
+#include "tests/support/test.h"
 
 namespace ox::test {
 

@@ -1,12 +1,11 @@
 // Calls that give their result through their last argument.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <string>
 #include <type_traits>
 
 #include <oxbase/oxtypes.h>
+
+#include "tests/support/test.h"
 
 namespace ox::test {
 

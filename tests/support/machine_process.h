@@ -3,10 +3,6 @@
 // script ends the program when its mark is removed, and removes the mark when the program ends by itself.
 #pragma once
 
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "tests/support/child_process.h"
 
 namespace ox::test {

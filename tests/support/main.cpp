@@ -1,5 +1,4 @@
 // The tests' main: makes the private system root before anything of the library runs, removes it afterwards.
-#include <gtest/gtest.h>
 
 #include "tests/support/other_process.h"
 #include "tests/support/own_program.h"

@@ -1,7 +1,5 @@
 #include "tests/support/other_process.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <map>
 

@@ -2,8 +2,6 @@
 // turns: each waits for the other's signal.
 #pragma once
 
-#include <string>
-
 #include "platform/named_event.h"
 #include "tests/support/child_process.h"
 

@@ -1,7 +1,5 @@
 #include "tests/support/scripted_peer.h"
 
-#include <gtest/gtest.h>
-
 #include <asio/io_context.hpp>
 #include <asio/post.hpp>
 #include <chrono>

@@ -6,11 +6,9 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <string>
-#include <string_view>
 #include <thread>
-#include <utility>
-#include <vector>
+
+#include "tests/support/test.h"
 
 namespace ox::test {
 

@@ -1,10 +1,7 @@
 // A complete session against the scripted peer.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <array>
-#include <vector>
 
 #include <oxbase/oxa.h>
 

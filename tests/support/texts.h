@@ -1,9 +1,7 @@
 // Texts that tests are made of.
 #pragma once
 
-#include <string>
-#include <string_view>
-#include <vector>
+#include "tests/support/test.h"
 
 namespace ox::test {
 

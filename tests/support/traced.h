@@ -1,14 +1,11 @@
 // What a test's calls write to the trace.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <string>
-
 #include <oxbase/oxc.h>
 
 #include "common/trace_control.h"
 #include "tests/support/system_root.h"
+#include "tests/support/test.h"
 
 namespace ox::test {
 
