@@ -1,103 +1,70 @@
-// Memory running out at every point of loading, attaching, verifying and reading files.
-#include <oxbase/oxc.h>
-
+// Memory running out at every point of loading, verifying, attaching and reading files.
 #include "amib/enumeration.h"
 #include "amib/shared_blocks.h"
 #include "amib/tree.h"
 #include "common/trace.h"
 #include "tests/amib/tree_fixture.h"
+#include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
 
 namespace ox::amib {
 namespace {
 
-using test::TreeTest;
+using AmibFaultTest = test::TreeTest;
 
-class AmibFaultTest : public TreeTest {
- protected:
-  // Runs `op` on a freshly loaded tree with its first, second, ... allocation failing, until it does not get that far;
-  // `check` looks at what each run left. No run leaves a block behind once the tree is gone.
-  template <class Op, class Check>
-  void each_allocation_fails(Op op, Check check, bool gets_by = false) {
-    bool reached = true;
-    for (int n = 1; reached; ++n) {
-      SCOPED_TRACE(n);
-      const uint32_t blocks = oxcGetMemValue(1);
-      ASSERT_EQ(0u, oxbAddAmibTree(first_.c_str()));
-      test::fail_allocation(n);
-      const OX_RESULT result = op();
-      reached = test::stop_failing();
-      EXPECT_TRUE(result == (reached ? OX_ENOMEM : OX_OK) || (result == OX_OK && gets_by)) << result;
-      check(result == 0);
-      (void)oxbDeleteAmibTree(OXB_TREE);
-      EXPECT_EQ(nullptr, search_shm_entry(OXB_SCRATCH_TREE));
-      EXPECT_EQ(blocks, oxcGetMemValue(1));
-      ASSERT_LT(n, 10000);
+TEST_F(AmibFaultTest, BuildingVerifyingAndAttaching) {
+  const std::string first = define("small.def", test::small_tree);
+  const std::string second = define("more.def",
+                                    "more obj.5 INTEGER read-only CONF-ACS\n"
+                                    "cmnState cmn.2 INTEGER write-only SNMP-ACS\n");
+  test::every_allocation_may_fail([&] {
+    oxbFileEntry files[2] = {};
+    oxbFileEntry* list = nullptr;
+    for (int i : {0, 1}) {
+      files[i].path = (i == 0 ? first : second).c_str();
+      (void)oxcQueueAdd(&list, &files[i]);
     }
-  }
-
-  const std::string first_ = define("small.def", test::small_tree);
-  const std::string second_ = define("more.def",
-                                     "more obj.5 INTEGER read-only CONF-ACS\n"
-                                     "cmnState cmn.2 INTEGER write-only SNMP-ACS\n");
-};
-
-TEST_F(AmibFaultTest, FirstFile) {
-  each_allocation_fails(
-      [&] {
-        give_up_tree(OXB_TREE);
-        return oxbAddAmibTree(first_.c_str());
-      },
-      [&](bool loaded) {
-        EXPECT_EQ(loaded, is_attached());
-        EXPECT_EQ(loaded, search_shm_entry(OXB_TREE) != nullptr);
-        EXPECT_EQ(0u, loaded ? 0u : oxbAddAmibTree(first_.c_str()));
-      });
-}
-
-TEST_F(AmibFaultTest, LaterFile) {
-  each_allocation_fails([&] { return oxbAddAmibTree(second_.c_str()); },
-                        [&](bool added) {
-                          EXPECT_EQ(added ? 0u : 125u, entry_result("obj.more"));
-                          EXPECT_EQ(added ? 3u : 1u, oxbAccessControl(node("obj.cmn.cmnState")));
-                          EXPECT_EQ(0u, oxbAddAmibTree(second_.c_str()));  // and once more does no harm
-                        });
-}
-
-// A failed attach gives up every block of the process, and with them this tree.
-TEST_F(AmibFaultTest, Attaching) {
-  each_allocation_fails(
-      [&] {
-        use_view({});
-        return oxbInit(OXB_TREE);
-      },
-      [](bool attached) {
-        EXPECT_EQ(attached, is_attached());
-        EXPECT_EQ(attached, search_shm_entry(OXB_TREE) != nullptr);
-      });
-}
-
-TEST_F(AmibFaultTest, Verifying) {
-  oxbFileEntry file{};
-  file.path = first_.c_str();
-  (void)oxbUseAlreadyExistAmibTree(nullptr);
-  each_allocation_fails(
-      [&] {
-        oxbFileEntry list = file;
-        return oxbUseAlreadyExistAmibTree(&list);
-      },
-      [&](bool) { EXPECT_EQ(0u, entry_result("obj.cmn.cmnState")); });
+    OX_RESULT result = OX_OK;
+    const auto failed = [&result](OX_RESULT step) { return (result = step) != OX_OK; };
+    if (failed(oxbAddAmibTree(first.c_str()))) {
+      EXPECT_FALSE(is_attached());
+      EXPECT_EQ(nullptr, search_shm_entry(OXB_TREE));
+      EXPECT_EQ(0u, oxbAddAmibTree(first.c_str()));
+    } else if (failed(oxbAddAmibTree(second.c_str()))) {
+      EXPECT_EQ(125u, entry_result("obj.more"));
+      EXPECT_EQ(1u, oxbAccessControl(node("obj.cmn.cmnState")));
+      EXPECT_EQ(0u, oxbAddAmibTree(second.c_str()));
+    } else if (failed(oxbUseAlreadyExistAmibTree(list))) {
+      EXPECT_EQ(3u, oxbAccessControl(node("obj.cmn.cmnState")));
+    } else {
+      use_view({});
+      const bool attached = !failed(oxbInit(OXB_TREE));  // otherwise it gives up every block of the process
+      EXPECT_EQ(attached, is_attached());
+      EXPECT_EQ(attached, search_shm_entry(OXB_TREE) != nullptr);
+    }
+    EXPECT_EQ(nullptr, search_shm_entry(OXB_SCRATCH_TREE));
+    EXPECT_TRUE(result != OX_OK || !failed(oxbDeleteAmibTree(OXB_TREE)) || entry_result("obj.more") == OX_OK);
+    if (result != OX_OK) (void)oxbDeleteAmibTree(OXB_TREE);
+    return result;
+  });
 }
 
 TEST_F(AmibFaultTest, Enumerations) {
+  load_small_tree();
   const std::string path = define("test.enm", "obj.cmn.cmnState:\n{\nup(1)\na text of some length(2)\n}\nobj:\n{\n}\n");
-  const auto read = [&] {
+  const test::SameBlocks same_blocks;
+  bool reached = true;
+  for (int n = 1; reached; ++n) {
     EnumTable table;
-    const OX_RESULT result = read_enum_file(path.c_str(), table);
-    order_enumerations(table);  // a sort does without its buffer
-    return result;
-  };
-  each_allocation_fails([&] { return guarded(read); }, [](bool) {}, true);
+    test::fail_allocation(n);
+    const OX_RESULT result = guarded([&] {
+      const OX_RESULT read = read_enum_file(path.c_str(), table);
+      order_enumerations(table);  // a sort does without its buffer
+      return read;
+    });
+    reached = test::stop_failing();
+    EXPECT_TRUE(result == OX_OK ? table.size() == 2 : reached && result == OX_ENOMEM) << n << ": " << result;
+  }
 }
 
 }  // namespace

@@ -150,8 +150,7 @@ class UserFile : public testing::Test {
 
   const SameBlocks same_blocks;
   const std::string directory = work_dir() + "/public/comptype";
-  const std::string path = directory + "/user.def";
-  const std::string temporary = directory + "/user.tmp";
+  const std::string path = directory + "/user.def", temporary = directory + "/user.tmp";
   oxcConfigEntry* entry = made("a:", {"1"});
 };
 

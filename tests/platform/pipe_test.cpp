@@ -64,8 +64,7 @@ TEST(Pipe, BytesGoBothWaysWhateverTheirNumber) {
     peers.push_back(client->peer_process());
     echo(std::move(client));
   });
-  Pipe pipe;
-  Pipe other;
+  Pipe pipe, other;
   ASSERT_EQ(error_none, pipe.open(name));
   ASSERT_EQ(error_none, other.open(name));
   ASSERT_EQ(error_none, other.write_all(bytes_of("other")));

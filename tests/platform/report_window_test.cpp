@@ -15,8 +15,7 @@ ReportWindow::Poster poster_of_handler;
 void note(std::uint32_t message) { seen.push_back(message); }
 
 TEST(ReportWindow, RunsWhatOtherThreadsPostInTheirOrder) {
-  ReportWindow window;
-  ReportWindow other;
+  ReportWindow window, other;
   EXPECT_EQ(0U, window.handle());
   EXPECT_EQ(error_invalid_handle, window.poster().post(400));
   ASSERT_EQ(error_none, window.create(note));
