@@ -58,6 +58,8 @@ constexpr char uptime[] = "0608 2B06010201010300";
 constexpr char trap_oid[] = "060A 2B060106030101040100";
 constexpr char trap_enterprise[] = "060A 2B060106030101040300";
 constexpr char other[] = "06012B";  // 1.3
+std::string oid(const std::string& content) { return fact(trap_oid, identifier(content)); }
+const std::string time_256 = fact(uptime, bytes("43020100"));
 
 class SnmpTrap : public testing::Test {
   const SameBlocks same_blocks_;
@@ -66,7 +68,6 @@ class SnmpTrap : public testing::Test {
 TEST_F(SnmpTrap, EncodedTrapsAreThoseBytes) {
   const std::string numbers = bytes("40040A000001 020106 020105 43020100");
   const std::string own = element(0x30, bytes(other) + bytes("0500"));
-  const std::string time = fact(uptime, bytes("43020100"));
   const auto version2 = [&](const std::string& facts) {
     return wire_of(1, 0xA7, bytes("020101 020100 020100") + element(0x30, own + facts));
   };
@@ -77,15 +78,14 @@ TEST_F(SnmpTrap, EncodedTrapsAreThoseBytes) {
       {"no enterprise, and version and PDU type mixed", 1, OXS_TRAP, "-", 6,
        wire_of(1, 0xA4, bytes("0600") + numbers + element(0x30, own))},
       {"the caller's bindings first", 1, OXS_TRAP2, "1.3.6.1.4.1.64312.2", 6,
-       version2(time + fact(trap_oid, identifier("2B0601040183F638020005")))},
-      {"a generic trap", 1, OXS_TRAP2, "1.3.6.1.6.3.1.1.5", 2,
-       version2(time + fact(trap_oid, identifier("2B06010603010105 03")))},
+       version2(time_256 + oid("2B0601040183F638020005"))},
+      {"a generic trap", 1, OXS_TRAP2, "1.3.6.1.6.3.1.1.5", 2, version2(time_256 + oid("2B06010603010105 03"))},
       {"a prefix by its characters", 1, OXS_TRAP2, "1.3.6.1.6.3.1.1.55", 0xFFFFFFFF,
-       version2(time + fact(trap_oid, identifier("2B06010603010137 00")))},
-      {"no identifier without enterprise", 1, OXS_TRAP2, "", 2, version2(time)},
+       version2(time_256 + oid("2B06010603010137 00"))},
+      {"no identifier without enterprise", 1, OXS_TRAP2, "", 2, version2(time_256)},
       {"the longest enterprise", 1, OXS_TRAP2, longest, 6,
-       version2(time + fact(trap_oid, identifier("2B" + repeated("01", 509) + "0005")))},
-      {"one too long", 1, OXS_TRAP2, longest + "1", 6, version2(time)},
+       version2(time_256 + oid("2B" + repeated("01", 509) + "0005"))},
+      {"one too long", 1, OXS_TRAP2, longest + "1", 6, version2(time_256)},
   };
   for (const auto& [what, version, type, enterprise, generic, expected] : cases) {
     SCOPED_TRACE(what);
@@ -114,13 +114,12 @@ TEST_F(SnmpTrap, TheEncoderRefuses) {
 }
 
 TEST_F(SnmpTrap, DecodedTrapsAreInTheTermsOfVersion1) {
-  const std::string time = fact(uptime, bytes("43020100"));
-  const std::string link_down = fact(trap_oid, identifier("2B06010603010105 03"));
+  const std::string link_down = oid("2B06010603010105 03");
   const std::string enterprise = fact(trap_enterprise, identifier("2B0601040183F638"));
-  const auto with_oid = [&](const char* content) { return time + fact(trap_oid, identifier(content)); };
+  const auto with_oid = [&](const char* content) { return time_256 + oid(content); };
   const std::pair<std::string, const char*> cases[] = {
-      {time + link_down, "1.3.6.1.6.3.1.1.5 2 0 256 1"},
-      {link_down + enterprise + time, "1.3.6.1.4.1.64312 2 0 256 1"},
+      {time_256 + link_down, "1.3.6.1.6.3.1.1.5 2 0 256 1"},
+      {link_down + enterprise + time_256, "1.3.6.1.4.1.64312 2 0 256 1"},
       {link_down + fact(trap_enterprise, bytes("0600")), "1.3.6.1.6.3.1.1.5 2 0 0 1"},
       {with_oid("2B0601040183F638020011"), "1.3.6.1.4.1.64312.2 6 17 256 1"},
       {with_oid("2B0601040183F6380211"), "1.3.6.1.4.1.64312.2 6 17 256 1"},
@@ -136,7 +135,7 @@ TEST_F(SnmpTrap, DecodedTrapsAreInTheTermsOfVersion1) {
       {"", "- 0 0 0 1"},
       {enterprise, "- 0 0 0 1"},
       // Of several the last one counts; a fact of another type is an ordinary binding.
-      {time + fact(uptime, bytes("43010A")) + link_down + fact(trap_oid, identifier("2B07")), "1.3 6 7 10 1"},
+      {time_256 + fact(uptime, bytes("43010A")) + link_down + oid("2B07"), "1.3 6 7 10 1"},
       {fact(uptime, bytes("410107")) + fact(trap_oid, bytes("0400")) + fact(trap_enterprise, bytes("0400")),
        "- 0 0 7 1 1.3.6.1.6.3.1.1.4.1.0=8 1.3.6.1.6.3.1.1.4.3.0=8"},
       {fact(uptime, bytes("0403 'abc'")) + fact(other, bytes("020105")) + link_down,
@@ -202,8 +201,7 @@ std::vector<std::string> samples() {
        {"0203123456", "410500FFFFFFFF", "460400000001", "40047F000001", "0403616200", "06062B8134030405"}) {
     values += binding(bytes(value));
   }
-  const std::string facts = fact(uptime, bytes("43020100")) + fact(trap_oid, identifier("2B0601040183F638020011")) +
-                            fact(trap_enterprise, identifier("2B06"));
+  const std::string facts = time_256 + oid("2B0601040183F638020011") + fact(trap_enterprise, identifier("2B06"));
   return {wire_of(0, 0xA4, bytes("06022B06 40040A000001 020106 020105 43020100") + element(0x30, values)),
           wire_of(1, 0xA7, bytes("020101 020100 020100") + element(0x30, facts + values)),
           wire_of(1, 0xA6, bytes("020101 020100 020100") + element(0x30, facts + values))};
