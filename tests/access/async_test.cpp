@@ -56,8 +56,7 @@ TEST_F(AsyncTest, RegistrationAndClosing) {
       {2, 6, [&](void** to) { return oxaAsyGet("mgr", "map:top", "11.1.1.0", &selection, 31, 20, note, this, to); },
        "0008 'map:top' 00 0009 '11.1.1.0' 00 0000001F 00000014 0001 00000001 00000002 00000003 00000004 00000005"},
       {5, 3, [&](void** to) { return oxaAsySet("mgr", 0, 30, list, note, this, to); },
-       "00000000 0000001E 000D 0004 0009 '11.1.1.0' 00"},
-  };
+       "00000000 0000001E 000D 0004 0009 '11.1.1.0' 00"}};
   for (const auto& c : cases) {
     for (const auto& [error, result] : {std::pair{1u, 0u}, {0u, 0u}, {63u, 63u}}) {
       SCOPED_TRACE(testing::Message() << c.command << ' ' << error);
@@ -94,8 +93,7 @@ TEST_F(AsyncTest, RefusalsAndBadArguments) {
       {1, oxaAsyGet(nullptr, "map:top", "11", nullptr, 0, 0, nullptr, this, &request)},
       {1, oxaAsyGet(nullptr, "map:top", "11", nullptr, 0, 0, note, this, nullptr)},
       {1, oxaAsySet(nullptr, 0, 0, nullptr, nullptr, this, &request)},
-      {1, oxaAsySet(nullptr, 0, 0, nullptr, note, this, nullptr)},
-  };
+      {1, oxaAsySet(nullptr, 0, 0, nullptr, note, this, nullptr)}};
   for (const auto& [wanted, result] : refused) EXPECT_EQ(wanted, result);
   oxdFree(timed);
   EXPECT_EQ(this, request);
@@ -132,8 +130,7 @@ TEST_F(AsyncTest, AGetReportsUntilItIsClosedAndASetOnce) {
       {"broken nodes", nullptr, {.command = 5, .data = broken_node}, {{0, 71}}},
       {"an error and broken nodes", nullptr, {.command = 5, .error = 121, .data = broken_node}, {{0, 121}}},
       {"our own manager is gone", nullptr, {.type = 4, .command = 5, .error = 84}, {{0, 17}}},
-      {"another is gone", "elsewhere", {.type = 4, .command = 5}, {{0, 166}}},
-  };
+      {"another is gone", "elsewhere", {.type = 4, .command = 5}, {{0, 166}}}};
   for (const auto& row : rows) {
     const bool is_set = row.report.command == 5;
     SCOPED_TRACE(testing::Message() << (is_set ? "set: " : "get: ") << row.what);

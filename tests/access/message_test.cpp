@@ -90,8 +90,7 @@ TEST_F(MessageTest, LengthsThatContradictEachOther) {
       {"data longer than any block", "00000024 FFFFFFFF" + fixed + "0000 0000 00000000", "3"},
       {"data long, then nothing", "00000024 7FFFFFFF" + fixed + "0000 0000 00000000", "17"},
       {"bytes behind the reference are left alone", "00000026 00000000" + fixed + "0000 0000 00000000 FFFF",
-       "38 0 2 1 1 0 0 0 0 0 - - 0 -"},
-  };
+       "38 0 2 1 1 0 0 0 0 0 - - 0 -"}};
   for (const auto& [what, wire, message] : cases) {
     SCOPED_TRACE(what);
     Stream stream(bytes(wire));

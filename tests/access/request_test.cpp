@@ -56,8 +56,7 @@ TEST_F(RequestTest, EveryRequestsBytes) {
       {[&] { return oxaDataAppend(nullptr, 7, 8, "a", "", list); },
        {.command = 21},
        "00000007 00000008 0002 'a' 00 0001 00 0000000D 0004 0009 '11.1.1.0' 00"},
-      {[&] { return oxaDataGetSize(nullptr, "a", "bc", &number); }, {.command = 22}, "0002 'a' 00 0003 'bc' 00"},
-  };
+      {[&] { return oxaDataGetSize(nullptr, "a", "bc", &number); }, {.command = 22}, "0002 'a' 00 0003 'bc' 00"}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.fields.command << " " << c.body);
     RequestFields fields = c.fields;
@@ -144,17 +143,15 @@ TEST_F(RequestTest, Answers) {
     OX_RESULT result;
     const char* list;
     OX_RESULT without_list = result;  // when the caller does not ask for it
-  } cases[] = {
-      {"nodes", get, {.data = one_node}, 0, "11.1.1.0"},
-      {"nodes and 122", get, {.error = 122, .data = one_node}, 0, "11.1.1.0"},
-      {"nodes and an error", get, {.error = 84, .data = one_node}, 121, "11.1.1.0"},
-      {"nothing", get, {}, 122, "untouched"},
-      {"an error without nodes", get, {.error = 84}, 84, "untouched"},
-      {"broken nodes", get, {.error = 84, .data = broken}, 71, "untouched"},
-      {"nodes and the error of a set", set, {.error = 84, .data = one_node}, 84, "11.1.1.0"},
-      {"an error of management", manage, {.error = 207}, 207, "null"},
-      {"broken nodes of management", manage, {.error = 207, .data = broken}, 71, "null", 207},
-  };
+  } cases[] = {{"nodes", get, {.data = one_node}, 0, "11.1.1.0"},
+               {"nodes and 122", get, {.error = 122, .data = one_node}, 0, "11.1.1.0"},
+               {"nodes and an error", get, {.error = 84, .data = one_node}, 121, "11.1.1.0"},
+               {"nothing", get, {}, 122, "untouched"},
+               {"an error without nodes", get, {.error = 84}, 84, "untouched"},
+               {"broken nodes", get, {.error = 84, .data = broken}, 71, "untouched"},
+               {"nodes and the error of a set", set, {.error = 84, .data = one_node}, 84, "11.1.1.0"},
+               {"an error of management", manage, {.error = 207}, 207, "null"},
+               {"broken nodes of management", manage, {.error = 207, .data = broken}, 71, "null", 207}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     dnode* list = untouched;
@@ -183,8 +180,7 @@ TEST_F(RequestTest, ALostOrBrokenConnectionEndsTheSession) {
       {"in two pieces", {.pieces = {reply.substr(0, 36), reply.substr(36)}}, 0},
       {"closed before the reply", {.close = true}, 17},
       {"closed in the data", {.pieces = {reply.substr(0, 40)}, .close = true}, 17},
-      {"a length that cannot be", {.pieces = {bytes("0000000A") + reply}}, 71},
-  };
+      {"a length that cannot be", {.pieces = {bytes("0000000A") + reply}}, 71}};
   for (const auto& [what, answer, result] : cases) {
     SCOPED_TRACE(what);
     peer.answer(answer);

@@ -24,8 +24,7 @@ TEST(Init, GreetingBytesAndAnswers) {
       {"too short to hold a code", {.pieces = {bytes("0003 00")}}, 71},
       {"closed at once", {.close = true}, 17},
       {"closed in the answer", {.pieces = {bytes("0004 00")}, .close = true}, 17},
-      {"closed in what follows the code", {.pieces = {bytes("0006 0000 AB")}, .close = true}, 17},
-  };
+      {"closed in what follows the code", {.pieces = {bytes("0006 0000 AB")}, .close = true}, 17}};
   for (const auto& [what, answer, result] : refusals) {
     SCOPED_TRACE(what);
     peer.answer_greetings(answer);

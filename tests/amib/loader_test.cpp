@@ -55,8 +55,7 @@ TEST_F(LoaderTest, FaultsAreToldAndLeaveTheTreeAsItWas) {
       {"no parent, after a name that stood before", 356, 2, "cmnList obj.5" + inner + "b nobody.1" + leaf},
       {"line of 8191 characters with its end", 87, 2, "\n#" + std::string(8189, '.') + "\n"},
       {"line without end", 87, 1, std::string(20000, 'a')},
-      {"too many definitions", 191, 0, too_many},
-  };
+      {"too many definitions", 191, 0, too_many}};
   for (const auto& [what, result, line, text] : faults) {
     SCOPED_TRACE(what);
     EXPECT_EQ(result, add("fault.def", text));

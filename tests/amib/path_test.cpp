@@ -33,8 +33,7 @@ const std::tuple<const char*, std::string, std::string, std::string> cases[] = {
     {"11.4294967297", "obj", "obj.4294967297", "11.4294967297"},  // no number of a node
     // "%d" of a number from 2^31 on: such a path does not lead back.
     {"11.4294967295.0", "obj.large", "obj.large.0", "11.-1.0"},
-    {"99.1", none, "99.1", "99.1"},
-};
+    {"99.1", none, "99.1", "99.1"}};
 
 TEST_F(PathTest, FormsOfAPath) {
   ASSERT_EQ(0u, add("large.def", "large obj.4294967295" + leaf));
@@ -195,8 +194,7 @@ TEST(Deploy, CombinationsWithinLimits) {
       {"{a,b},c", "85:0", 2},
       {repeated("{,,}", 200), "85:0", room},
       {std::string(100000, '{'), "128:0", room},
-      {std::string(100000, '{') + "a" + std::string(100000, '}'), "a|", room},
-  };
+      {std::string(100000, '{') + "a" + std::string(100000, '}'), "a|", room}};
   for (const auto& [pattern, expected, capacity] : rows) {
     EXPECT_EQ(expected, deploy(pattern, capacity)) << pattern.substr(0, 60);
   }

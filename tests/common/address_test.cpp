@@ -43,8 +43,7 @@ TEST(Ipv6, TextsAndTheirShortestForm) {
       {"0:0:0:0:0:0:13.1.68.3", "::13.1.68.3"},
       {"64:ff9b::192.0.2.33", "64:ff9b::c000:221"},
       {"1:2:3:4:5:6:1.2.3.4", "1:2:3:4:5:6:102:304"},
-      {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"},
-  };
+      {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"}};
   unsigned char address[16];
   for (const auto& [text, printed] : good) {
     for (const char* form : {text, printed}) {

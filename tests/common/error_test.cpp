@@ -52,8 +52,7 @@ TEST(MessageFileTest, OddLines) {
       {"lines in no order", "9:nine\r\n7:seven\r\n8:eight\r\n", 8, "eight"},
       {"a key of the line before", "7\n: a\r\n", 7, absent},
       {"a blank line before the end", "\n\r\n7:a\r\n\n", 7, "a"},
-      {"no file", "", 0, absent},
-  };
+      {"no file", "", 0, absent}};
   for (const auto& [what, image, code, text] : rows) EXPECT_EQ(text, look_up(image, code)) << what;
 }
 

@@ -95,8 +95,7 @@ TEST(FileList, BaseFirstOthersByNameUserLast) {
       {".def", 8, ""},
       {".ENM", 0, " user.enm:3"},
       {".none", 0, ""},
-      {"user.def", 0, " myuser.def:2 USER.DEF:2"},
-  };
+      {"user.def", 0, " myuser.def:2 USER.DEF:2"}};
   for (const auto& [extension, mask, expected] : rows) {
     oxfFileList* list = reinterpret_cast<oxfFileList*>(1);
     ASSERT_EQ(0u, oxfGetFileList(directory.c_str(), extension, mask, &list));

@@ -32,8 +32,7 @@ TEST(Token, QuotesEscapesAndDoubleBytes) {
       {"\x81\x22z \x81\x27", nullptr, 8, 0, {"\x81\x22z", "\x81\x27"}},
       {"\\\x83\x5C b", nullptr, 8, 0, {"\x83\x5C", "b"}},
       {"\xB1\\ \xB2 c", nullptr, 8, 0, {"\xB1 \xB2", "c"}},  // half-width letters are single bytes
-      {"a \x83", nullptr, 8, 0, {"a", "\x83"}},
-  };
+      {"a \x83", nullptr, 8, 0, {"a", "\x83"}}};
   for (const auto& [given, separators, maximum, result, expected] : cases) {
     SCOPED_TRACE(given);
     std::vector<char> line(given.c_str(), given.c_str() + given.size() + 1);  // exact, so that an overread is seen

@@ -145,8 +145,7 @@ TEST_F(Dnode, EveryAllocationMayFail) {
       {"path", [&] { return oxdSetAmibName(node_, "11.1.1.0"); }},
       {"location", [&] { return oxdSetIconLocation(node_, &location); }},
       {"octets", [&] { return oxdSetValueByStr(node_, OX_OCTETSTRING, "0x61:62"); }},
-      {"value", [&] { return oxdSetText(node_, "value"); }},
-  };
+      {"value", [&] { return oxdSetText(node_, "value"); }}};
   for (const auto& [what, operation] : operations) {
     SCOPED_TRACE(what);
     ox::test::every_allocation_may_fail([&, &run = operation] {
@@ -184,8 +183,7 @@ TEST_F(Dnode, BytesAreFixedBothWaysAndEveryCutIsRefused) {
       {"0040 0008 00000000", [](dnode* n) { oxdSetBytes(n, OX_OCTETSTRING, nullptr, 0); }},
       {"0040 0018 00000002 9d9e", [](dnode* n) { oxdSetValueByStr(n, OX_CODESTRING, "ab"); }},
       {"0040 000e 00000001 00", [](dnode* n) { oxdSetValue(n, OX_DELETED, 0, 0); }},
-      {"0040 0014 0000000a '0123456789'", [](dnode* n) { oxdSetBytes(n, OX_IPXADDRESS, "0123456789", 1); }},
-  };
+      {"0040 0014 0000000a '0123456789'", [](dnode* n) { oxdSetBytes(n, OX_IPXADDRESS, "0123456789", 1); }}};
   for (const auto& [row, set] : rows) {
     SCOPED_TRACE(row);
     const std::string wire = bytes(row);
@@ -218,8 +216,7 @@ TEST_F(Dnode, WhatAPeerMaySendIsReadWithinItsBounds) {
       {"an absurd value size", "0040 0008 ffffffff'ab'", 71, ""},
       {"a value one byte short", "0040 000c 00000003'ab'", 71, ""},
       {"a text far too short", "0001 ffff'ab'", 71, ""},
-      {"nothing", "", 0, ""},
-  };
+      {"nothing", "", 0, ""}};
   for (const auto& [what, wire, result, again] : rows) {
     SCOPED_TRACE(what);
     dnode* list = nullptr;

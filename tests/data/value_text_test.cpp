@@ -35,36 +35,34 @@ TEST_F(ValueText, TextsAreParsedIntoTheirStoredFormAndShown) {
     const char* stored;
     const char* display = nullptr;  // null: the text itself
     const char* raw = nullptr;      // null: as displayed
-  } rows[] = {
-      {OX_INTEGER, "-2", "fffffffe"},
-      {OX_COUNTER, "4294967295", "ffffffff"},
-      {OX_GAUGE, "7", "00000007"},
-      {OX_TIMETICKS, "1:00.00", "00001770"},
-      {OX_UNIXTIME, "2009/09/03.10:20:30", "4a9f986e"},
-      {OX_IPADDRESS, "192.168.1.2", "c0a80102"},
-      {OX_NETWORKADDRESS, "10.0.0.1", "0a000001"},
-      {OX_OCTETSTRING, "0x61:62 63", "'abc'", "abc", "0x61:62:63"},
-      {OX_OCTETSTRING, "01:Ff", "01ff", "0x01:ff"},
-      {OX_DISPLAYSTRING, "a text", "'a text' 00"},
-      {OX_DISPLAYSTRING, "", "00"},
-      {OX_PHYSADDRESS, "0x00:0A", "000a", "0x00:0a"},
-      {OX_OBJECTID, "1.3.6.1.2.1.1.1.0", "'1.3.6.1.2.1.1.1.0' 00", "system.sysDescr.0"},
-      {OX_OBJECTID, "~64312.2", "'1.3.6.1.4.1.64312.2' 00", "~maker.2"},
-      {OX_OBJECTID, "1.3.6.1.2.1", "'1.3.6.1.2.1' 00", "iso.org.dod.internet.mgmt.mib-2"},
-      {OX_OBJECTID, "obj.cmn", "'11.1' 00"},
-      {OX_OBJECTID, "99.1", "'99.1' 00"},
-      {OX_OBJECTID, arcs.c_str(), arcs_stored.c_str(), "(bad AMIB name)"},
-      {OX_OPAQUE, "41", "'A'", "A"},
-      {OX_NULL, "", "00", "(null)"},
-      {OX_DELETED, "x", "00", "(deleted)"},
-      {OX_COUNTER64, "18446744073709551615", "ffffffffffffffff"},
-      {OX_IPXADDRESS, "00000001.0000000000ff", "000000010000000000ff"},
-      {OX_IPV6ADDRESS, "2001:db8::1", "20010db8000000000000000000000001"},
-      {OX_IPV6PREFIX, "2001:db8::/32", "20010db800000000000000000000000020"},
-      {OX_IPV6PREFIX, "ff00::/128", "ff00000000000000000000000000000080"},
-      {OX_IPV6IFID, "2aa:FF:fe9a:5", "02aa00fffe9a0005", "2aa:0ff:fe9a:005"},
-      {OX_CODESTRING, "ab", "9d9e", "********"},
-  };
+  } rows[] = {{OX_INTEGER, "-2", "fffffffe"},
+              {OX_COUNTER, "4294967295", "ffffffff"},
+              {OX_GAUGE, "7", "00000007"},
+              {OX_TIMETICKS, "1:00.00", "00001770"},
+              {OX_UNIXTIME, "2009/09/03.10:20:30", "4a9f986e"},
+              {OX_IPADDRESS, "192.168.1.2", "c0a80102"},
+              {OX_NETWORKADDRESS, "10.0.0.1", "0a000001"},
+              {OX_OCTETSTRING, "0x61:62 63", "'abc'", "abc", "0x61:62:63"},
+              {OX_OCTETSTRING, "01:Ff", "01ff", "0x01:ff"},
+              {OX_DISPLAYSTRING, "a text", "'a text' 00"},
+              {OX_DISPLAYSTRING, "", "00"},
+              {OX_PHYSADDRESS, "0x00:0A", "000a", "0x00:0a"},
+              {OX_OBJECTID, "1.3.6.1.2.1.1.1.0", "'1.3.6.1.2.1.1.1.0' 00", "system.sysDescr.0"},
+              {OX_OBJECTID, "~64312.2", "'1.3.6.1.4.1.64312.2' 00", "~maker.2"},
+              {OX_OBJECTID, "1.3.6.1.2.1", "'1.3.6.1.2.1' 00", "iso.org.dod.internet.mgmt.mib-2"},
+              {OX_OBJECTID, "obj.cmn", "'11.1' 00"},
+              {OX_OBJECTID, "99.1", "'99.1' 00"},
+              {OX_OBJECTID, arcs.c_str(), arcs_stored.c_str(), "(bad AMIB name)"},
+              {OX_OPAQUE, "41", "'A'", "A"},
+              {OX_NULL, "", "00", "(null)"},
+              {OX_DELETED, "x", "00", "(deleted)"},
+              {OX_COUNTER64, "18446744073709551615", "ffffffffffffffff"},
+              {OX_IPXADDRESS, "00000001.0000000000ff", "000000010000000000ff"},
+              {OX_IPV6ADDRESS, "2001:db8::1", "20010db8000000000000000000000001"},
+              {OX_IPV6PREFIX, "2001:db8::/32", "20010db800000000000000000000000020"},
+              {OX_IPV6PREFIX, "ff00::/128", "ff00000000000000000000000000000080"},
+              {OX_IPV6IFID, "2aa:FF:fe9a:5", "02aa00fffe9a0005", "2aa:0ff:fe9a:005"},
+              {OX_CODESTRING, "ab", "9d9e", "********"}};
   for (const auto& row : rows) {
     SCOPED_TRACE(row.text);
     ASSERT_EQ(0u, oxdSetValueByStr(node_, row.type, row.text));
@@ -87,8 +85,7 @@ TEST_F(ValueText, WrongTextsAreRefusedAndTheValueKept) {
       {125, OX_OBJECTID, "|nosuch|sysDescr"},
       {412, OX_IPV6PREFIX, "|::|::/|/64|::/129|::/-1|::/064|::/64/1|g::/64|2001:db8/32"},
       {70, OX_IPV6IFID, "|1:2:3|1:2:3:4:5|1:2::4|1:2:3:|1:2:3:10000|1:2:1.2.3.4"},
-      {27, 0, "1"},
-  };
+      {27, 0, "1"}};
   oxdSetText(node_, "kept");
   for (const auto& [result, type, texts] : rows) {
     for (const std::string& text : split(texts)) {
@@ -208,8 +205,7 @@ TEST_F(DnodeFormat, EachConversion) {
       {"%9999x", "(format_error)", nullptr},
       {"a%-22", "a(format_error)", nullptr},
       {"a%A", "a(format_error)", nullptr},
-      {"%--C", "(format_error)C", nullptr},
-  };
+      {"%--C", "(format_error)C", nullptr}};
   dnode* nothing = oxdAlloc(1);
   for (const auto& [format, full, empty] : rows) {
     SCOPED_TRACE(format != nullptr ? format : "(default)");

@@ -62,8 +62,7 @@ TEST(EntryReader, LinesAndTheirNumbers) {
       {"the buffer ends at the line end", "a:" + filling + "\nb:1\n", " a|" + filling + "@1 b|1@2 122@2"},
       {"the buffer ends inside the line end", "a:" + filling + "\r\nb:1\n", " a|" + filling + "@1 b|1@2 122@2"},
       {"the buffer ends in a CR of the text", "a:" + filling + "\rb:1\n", " a|" + filling + "\r@1 b|1@2 122@2"},
-      {"a zero byte ends the line's text", std::string("a:1\0 2\nb:1\n", 11), " a|1@1 b|1@2 122@2"},
-  };
+      {"a zero byte ends the line's text", std::string("a:1\0 2\nb:1\n", 11), " a|1@1 b|1@2 122@2"}};
   const SameBlocks same_blocks;
   for (const auto& [what, contents, entries] : rows) {
     set_file(contents);

@@ -6,6 +6,7 @@
 
 #include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/given.h"
 #include "tests/support/registry.h"
 #include "tests/support/system_root.h"
 
@@ -89,8 +90,7 @@ TEST_F(TrapDefinitions, LinesAreTakenAsTheyAreMeant) {
        "1.3 0/0 1 1,0\n1.4 0/0 1 1,0\n1.5 0/0 1 1,0\n 0/0 1 1,0\n"},
       {"Enterprise 1.3\nSummary " + long_text + "Enterprise 1.4\nSeverity 2\nSummary " + long_text + "\r\nLogging 1",
        "1.3 0/0 2|" + long_text + " 1,0\n"},
-      {"", ""},
-  };
+      {"", ""}};
   for (const auto& [text, list] : cases) EXPECT_EQ(list, print(read(text))) << text;
   EXPECT_EQ("1.3 0/0 1 1,0,user\n", print(read("Enterprise 1.3\n", "User.Def")));
   EXPECT_EQ("1.3 0/0 1 1,0\n", print(read("Enterprise 1.3\n", "xuser.def")));
@@ -126,10 +126,8 @@ TEST_F(TrapDefinitions, TheFirstOfTheListThatMatchesIsFound) {
   for (const auto& [found, enterprise, generic, specific] : standard) {
     EXPECT_EQ(found, find(enterprise, generic, specific, oxcTrSearchTrap));
   }
-  uint32_t severity = 0;
-  EXPECT_EQ(0u, oxcTrSearchSeverity(list_, "1.1", 6, 1, &severity));
-  EXPECT_EQ(2u, severity);
-  EXPECT_EQ(122u, oxcTrSearchSeverity(list_, "1.2", 2, 9, &severity));
+  EXPECT_EQ("2", given<uint32_t>(oxcTrSearchSeverity, list_, "1.1", 6u, 1u));
+  EXPECT_EQ("!122", given<uint32_t>(oxcTrSearchSeverity, list_, "1.2", 2u, 9u));
 
   create(oxcTrCreateList3);
   EXPECT_EQ("block 6/any", find("1.1", 6, 3));
@@ -152,18 +150,16 @@ TEST_F(TrapDefinitions, TheFirstOfTheListThatMatchesIsFound) {
 }
 
 TEST_F(TrapDefinitions, TheReloadFlagIsTakenBackByWhoReads) {
-  uint32_t flag = 7;
-  const auto read_flag = [&] { return oxcTrGetReloadFlag(&flag) == 0 ? flag : 7; };
-  EXPECT_EQ(0u, read_flag());
+  EXPECT_EQ("0", given<uint32_t>(oxcTrGetReloadFlag));
   EXPECT_EQ(0u, oxcTrSetReloadFlag());
   create(oxcTrCreateList);
-  EXPECT_EQ(1u, read_flag());
+  EXPECT_EQ("1", given<uint32_t>(oxcTrGetReloadFlag));
   create(oxcTrCreateList2);
-  EXPECT_EQ(0u, read_flag());
+  EXPECT_EQ("0", given<uint32_t>(oxcTrGetReloadFlag));
   EXPECT_EQ("False", registry_value("TrapConfReloadFlag"));
   EXPECT_EQ(0u, oxcTrSetReloadFlag());
   create(oxcTrCreateList3);
-  EXPECT_EQ(0u, read_flag());
+  EXPECT_EQ("0", given<uint32_t>(oxcTrGetReloadFlag));
 }
 
 TEST(TrapDetail, HoldsTheValuesOfTheBindings) {
@@ -180,8 +176,7 @@ TEST(TrapDetail, HoldsTheValuesOfTheBindings) {
       {"50*%1* *%alle* *%all 100%*", "503 *%alle* *%all 100%*"},
       {"*%*%1*", "*%3"},
       {"*%", "*%"},
-      {nullptr, ""},
-  };
+      {nullptr, ""}};
   oxcTrTag tag{};
   const auto made = [&](const char* detail, dnode* list) {
     tag.detail = const_cast<char*>(detail);

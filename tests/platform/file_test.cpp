@@ -54,8 +54,7 @@ TEST(File, OpeningFollowsTheDisposition) {
       {"open always over one", 4, true, error_none, "old"},
       {"truncate", 5, true, error_none, ""},
       {"truncate none", 5, false, error_file_not_found, nullptr},
-      {"no such way", 6, true, error_invalid_parameter, "old"},
-  };
+      {"no such way", 6, true, error_invalid_parameter, "old"}};
   const std::string path = path_of("disposition");
   for (const auto& [what, disposition, present, error, contents] : rows) {
     SCOPED_TRACE(what);

@@ -68,19 +68,14 @@ TEST_F(ShareAmib, NamesStandAtTheirNumbers) {
       {"obj.cmdEnt.cmdInvalidCmdArg.0", "11.23.12.0", OX_DISPLAYSTRING},
       {"obj.repType.10.1.3", "11.30.10.1.3", OX_DISPLAYSTRING},
       {"sysmib.oxMessage.oxEventMessage2.0", "10.6.2.0", OX_OCTETSTRING},
-      {"sysmib.oxMessage.9.0", "10.6.9.0", OX_DISPLAYSTRING},
       {"sysmib.oxMgmt.mgmtEntryName.0", "10.7.30.0", OX_DISPLAYSTRING},
       {".system.sysDescr.0", "1.3.6.1.2.1.1.1.0", OX_DISPLAYSTRING},
-      {"iso.org.dod.internet.mgmt.mib-2.system.sysObjectID", "1.3.6.1.2.1.1.2", OX_OBJECTID},
       {".interfaces.ifTable.ifEntry.ifSpecific.7", "1.3.6.1.2.1.2.2.1.22.7", OX_OBJECTID},
       {".at.atTable.atEntry.atNetAddress", "1.3.6.1.2.1.3.1.1.3", OX_NETWORKADDRESS},
       {".ip.ipNetToMediaTable.ipNetToMediaEntry.ipNetToMediaPhysAddress", "1.3.6.1.2.1.4.22.1.2", OX_PHYSADDRESS},
       {".ip.ipForward.ipCidrRouteTable.ipCidrRouteEntry.ipCidrRouteStatus", "1.3.6.1.2.1.4.24.4.1.16", OX_INTEGER},
-      {".icmp.icmpOutAddrMaskReps.0", "1.3.6.1.2.1.5.26.0", OX_COUNTER},
-      {".udp.udpTable.udpEntry.udpLocalPort", "1.3.6.1.2.1.7.5.1.2", OX_INTEGER},
       {".host.hrSWRunPerf.hrSWRunPerfTable.hrSWRunPerfEntry.hrSWRunPerfMem", "1.3.6.1.2.1.25.5.1.1.2", OX_INTEGER},
-      {".ifMIB.ifMIBObjects.ifXTable.ifXEntry.ifHCInOctets.2", "1.3.6.1.2.1.31.1.1.1.6.2", OX_COUNTER64},
-  };
+      {".ifMIB.ifMIBObjects.ifXTable.ifXEntry.ifHCInOctets.2", "1.3.6.1.2.1.31.1.1.1.6.2", OX_COUNTER64}};
   for (const auto& [name, number, type] : rows) {
     EXPECT_EQ(number, numeric(name));
     ASSERT_NE(0u, leaf_of(name)) << name;

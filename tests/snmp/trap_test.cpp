@@ -85,8 +85,7 @@ TEST_F(SnmpTrap, EncodedTrapsAreThoseBytes) {
       {"no identifier without enterprise", 1, OXS_TRAP2, "", 2, version2(time_256)},
       {"the longest enterprise", 1, OXS_TRAP2, longest, 6,
        version2(time_256 + oid("2B" + repeated("01", 509) + "0005"))},
-      {"one too long", 1, OXS_TRAP2, longest + "1", 6, version2(time_256)},
-  };
+      {"one too long", 1, OXS_TRAP2, longest + "1", 6, version2(time_256)}};
   for (const auto& [what, version, type, enterprise, generic, expected] : cases) {
     SCOPED_TRACE(what);
     Trap trap(version, type, enterprise, generic, 5);
@@ -141,8 +140,7 @@ TEST_F(SnmpTrap, DecodedTrapsAreInTheTermsOfVersion1) {
       {fact(uptime, bytes("0403 'abc'")) + fact(other, bytes("020105")) + link_down,
        "1.3.6.1.6.3.1.1.5 2 0 0 1 1.3.6.1.2.1.1.3.0=8 1.3=1"},
       {fact(uptime, bytes("8000")) + fact(trap_oid, bytes("0500")),
-       "- 0 0 0 1 1.3.6.1.2.1.1.3.0=-1 1.3.6.1.6.3.1.1.4.1.0=13"},
-  };
+       "- 0 0 0 1 1.3.6.1.2.1.1.3.0=-1 1.3.6.1.6.3.1.1.4.1.0=13"}};
   for (const auto& [bindings, expected] : cases) {
     for (const int tag : {0xA6, 0xA7}) {
       const std::string pdu = bytes("020101 020100 020100") + element(0x30, bindings);
@@ -183,8 +181,7 @@ TEST_F(SnmpTrap, TheDecoderRefuses) {
       {"a number of 33 bits", 0, 0xA4, "06012B 40040A000001 020106 020500FFFFFFFF 430100 3000"},
       {"no bindings", 0, 0xA4, "06012B 40040A000001 020106 020101 430100"},
       {"a number too few", 1, 0xA7, "020101 020100 3000"},
-      {"a malformed end", 0, 0xA4, "06012B 40040A000001 020106 020101 430100 3000 30010500"},
-  };
+      {"a malformed end", 0, 0xA4, "06012B 40040A000001 020106 020101 430100 3000 30010500"}};
   for (const auto& [what, version, tag, pdu] : cases) {
     oxsSnmpTrap trap;
     std::memset(&trap, 0x5A, sizeof trap);
