@@ -173,6 +173,7 @@ TEST(SystemRoot, TwoRootsDoNotSeeEachOther) {
   EXPECT_EQ("block key service", seen());
   use(second);
   EXPECT_EQ("", seen());
+  use(test::system_root());
 }
 
 TEST(SystemRoot, AUserHasOneInTheRuntimeDirectory) {
