@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <asio/io_context.hpp>
 #include <atomic>
-#include <cctype>
 #include <chrono>
 #include <cstdlib>
 #include <optional>
@@ -12,10 +11,10 @@
 
 #include "platform/server/datagrams.h"
 #include "tests/road/daemon.h"
+#include "tests/support/byte_text.h"
 #include "tests/support/installation.h"
 #include "tests/support/machine_process.h"
 #include "tests/support/other_process.h"
-#include "tests/support/own_program.h"
 #include "tests/support/system_root.h"
 #include "tests/support/udp_socket.h"
 
@@ -59,7 +58,7 @@ struct Books {
   }
   // As the manager's values say it.
   static Books kept() {
-    const std::string text = run_program({"oxget", "system:system", "sysmib.oxTraps"});
+    const std::string text = run("oxget system:system sysmib.oxTraps");
     EXPECT_EQ("0 ", text.substr(0, 2));
     Books books{};
     std::size_t end = 0;
@@ -124,17 +123,6 @@ bool dropped_are_counted() {
   return platform::dropped_datagrams(socket).has_value();
 }
 
-// From hex digits.
-std::string bytes_of(const std::string& answer) {
-  std::string digits = answer.substr(answer.find(' ') + 1);
-  std::erase_if(digits, [](unsigned char c) { return std::isxdigit(c) == 0; });
-  std::string bytes;
-  for (std::size_t i = 0; i < digits.size(); i += 2) {
-    bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-  }
-  return bytes;
-}
-
 // What actions run: this program, with a file.
 const bool acts = OtherProcess::declare("act", [](OtherProcess& owner) {
   std::string seen;
@@ -170,33 +158,24 @@ class TrapRoad : public testing::Test {
   }
   [[nodiscard]] std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
 
-  static std::string run(std::vector<std::string> command) { return run_program(std::move(command)); }
   // The events of the log that came from traps, oldest first.
-  static std::string logged() { return run({"oxevent", "log", "list", "--json", "--class", "1024"}); }
+  static std::string logged() { return run("oxevent log list --json --class 1024"); }
 
   // One of the machine's own senders.
-  void send(std::vector<std::string> command, const std::vector<std::string>& rest) const {
-    if (command[0] == "snmpinform") command.emplace_back("-Ci");
-    command.insert(command.end(), {"-On", "-r0", "-t10", "-c", "test community", address()});
-    command.insert(command.end(), rest.begin(), rest.end());
+  void send(const std::string& command, const std::string& trap) const {
+    const std::string options = " -On -r0 -t10 -c 'test community' " + address() + ' ';
     write_file(file("sent"), "");
-    EXPECT_EQ(0, MachineProcess(command, file("sent"), file("sender")).wait(20s)) << read_file(file("sent"));
+    EXPECT_EQ(0, MachineProcess(words_of(command + options + trap), file("sent"), file("sender")).wait(20s))
+        << read_file(file("sent"));
   }
 
   // Starts somebody who waits for traps, and returns when it hears them.
-  void start_wait(ChildProcess& waiter, const std::string& output, std::vector<std::string> command) const {
-    command[0] = OX_PROGRAMS "/" + command[0];
-    waiter = ChildProcess(command, output);
+  void start_wait(ChildProcess& waiter, const std::string& output, const std::string& line) const {
+    waiter = start_program(words_of(line), output);
     for (int i = 0; i < 2000 && read_file(output).find("\"snmpSpecTrap\":4711") == std::string::npos; ++i) {
       ASSERT_EQ("0 ",
-                run({"oxtrap", "send", address(), "-e", own, "-s", "4711", "1.3:INTEGER", std::to_string(++markers_)}));
+                run("oxtrap send " + address() + " -e " + own + " -s 4711 1.3:INTEGER " + std::to_string(++markers_)));
     }
-  }
-  static std::string until(const std::string& output, const std::string& text) {
-    for (int i = 0; i < 6000 && read_file(output).find(text) == std::string::npos; ++i) {
-      std::this_thread::sleep_for(10ms);
-    }
-    return read_file(output);
   }
 
   std::optional<Daemon> daemon_;
@@ -207,28 +186,29 @@ class TrapRoad : public testing::Test {
 TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
   start("TrapRepeatWindow:\t0\n");
   const std::string user = work_dir() + "/public/trap/USER.DEF";
-  EXPECT_EQ(0u, run({"oxset", "--add", "node:r1", "11.5.1.0", "192.0.2.9"}).find("0 "));
-  EXPECT_EQ(0u, run({"oxset", "--add", "node:local", "11.5.1.0", "127.0.0.1"}).find("0 "));
+  EXPECT_EQ(0u, run("oxset --add node:r1 11.5.1.0 192.0.2.9").find("0 "));
+  EXPECT_EQ(0u, run("oxset --add node:local 11.5.1.0 127.0.0.1").find("0 "));
   ChildProcess plain;
   ChildProcess traps;
-  start_wait(traps, file("traps"), {"oxevent", "wait", "--json", "--traps"});
-  start_wait(plain, file("plain"), {"oxevent", "wait", "--json", "--class", "1024"});
+  start_wait(traps, file("traps"), "oxevent wait --json --traps");
+  start_wait(plain, file("plain"), "oxevent wait --json --class 1024");
 
   // A generic trap by the standard's definition; one of a standard module; an inform; a proxy's; an unknown one.
-  send({"snmptrap", "-v1"}, {"." + own, "192.0.2.9", "2", "0", "1234", ".1.3.6.1.2.1.2.2.1.1.3", "i", "3"});
-  send({"snmptrap", "-v2c"}, {"4294967295", ".1.3.6.1.2.1.14.16.2.14", "." + own + ".3.0", "a", "192.0.2.1"});
-  send({"snmpinform", "-v2c"}, {"55", ".1.3.6.1.6.3.1.1.5.5", ".1.3.6.1.6.3.1.1.4.3.0", "o", "." + own});
-  send({"snmptrap", "-v2c"}, {"56", ".1.3.6.1.6.3.1.1.5.4", ".1.3.6.1.6.3.18.1.3.0", "a", "192.0.2.9"});
-  send({"snmptrap", "-v1"}, {"." + own, "0.0.0.0", "6", "17", "1", "." + own + ".1.0", "s", "fan 2"});
+  const std::string if_index = " .1.3.6.1.2.1.2.2.1.1.3 i 3";
+  send("snmptrap -v1", '.' + own + " 192.0.2.9 2 0 1234" + if_index);
+  send("snmptrap -v2c", "4294967295 .1.3.6.1.2.1.14.16.2.14 ." + own + ".3.0 a 192.0.2.1");
+  send("snmpinform -v2c -Ci", "55 .1.3.6.1.6.3.1.1.5.5 .1.3.6.1.6.3.1.1.4.3.0 o ." + own);
+  send("snmptrap -v2c", "56 .1.3.6.1.6.3.1.1.5.4 .1.3.6.1.6.3.18.1.3.0 a 192.0.2.9");
+  send("snmptrap -v1", '.' + own + " 0.0.0.0 6 17 1 ." + own + ".1.0 s 'fan 2'");
   // The user's definition comes before the standard's as soon as it is read.
   write_file(user, "Enterprise " + own +
                        "\nGenericCode 2\nSpecificCode *\nSeverity 4\nSummary own\nDetail port *%1*\n" +
                        "Source me\nEventID 77\nLogging 0\nTimeStamp 1 " + own + ".8.0 " + own + ".9.0\n" + "Action " +
                        own_action("act", "what it saw") + '\n');
-  EXPECT_EQ("0 ", run({"oxtrap", "reload"}));
-  EXPECT_NE(std::string::npos, until(file("oxmgrd1.log"), "44 trap definitions").find("44 trap"));
-  send({"snmptrap", "-v1"}, {"." + own, "192.0.2.9", "2", "0", "1235", ".1.3.6.1.2.1.2.2.1.1.3", "i", "3",
-                             "." + own + ".8.0", "u", "1000000000", "." + own + ".9.0", "t", "0"});
+  EXPECT_EQ("0 ", run("oxtrap reload"));
+  EXPECT_NE(std::string::npos, wait_for_text(file("oxmgrd1.log"), "44 trap definitions").find("44 trap"));
+  send("snmptrap -v1",
+       '.' + own + " 192.0.2.9 2 0 1235" + if_index + " ." + own + ".8.0 u 1000000000 ." + own + ".9.0 t 0");
 
   const std::string community = R"("snmpCommName":"test community","snmpEnterprises":")";
   const char* const expected[][9] = {
@@ -248,7 +228,7 @@ TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
        R"("optMsg":"own","memo":"port 3")"},
   };
   for (const char* output : {"traps", "plain"}) {
-    const std::string text = until(file(output), "\"own\"");
+    const std::string text = wait_for_text(file(output), "\"own\"");
     std::size_t at = 0;
     for (const auto& event : expected) {
       const std::size_t found = text.find(event[0], at);
@@ -264,19 +244,18 @@ TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
       EXPECT_EQ(std::string::npos, line.find("recoverTime")) << line;
     }
   }
-  EXPECT_EQ("4|own|port 3|node|r1|192.0.2.9|" + own + "|2|0|\n", until(file("what it saw"), "\n"));
+  EXPECT_EQ("4|own|port 3|node|r1|192.0.2.9|" + own + "|2|0|\n", wait_for_text(file("what it saw"), "\n"));
   const std::string log = logged();
   EXPECT_NE(std::string::npos, log.find("linkUp"));
   EXPECT_EQ(std::string::npos, log.find("\"own\"")) << "an event that is not to be logged";
-  EXPECT_EQ(1u, count_of(run({"oxevent", "log", "list", "--flag-bit2", "1", "--specific", "17"}), "unknown trap"));
-  EXPECT_NE(std::string::npos, run({"oxevent", "log", "list", "--agent", "192.0.2.9"}).find(" [192.0.2.9]\n"));
+  EXPECT_EQ(1u, count_of(run("oxevent log list --flag-bit2 1 --specific 17"), "unknown trap"));
+  EXPECT_NE(std::string::npos, run("oxevent log list --agent 192.0.2.9").find(" [192.0.2.9]\n"));
 }
 
 TEST_F(TrapRoad, APortThatIsTakenIsTold) {
   const UdpSocket other;
   start("", other.port());
-  EXPECT_NE(std::string::npos,
-            run({"oxevent", "log", "list", "--min-level", "4"}).find("no traps are received on " + address()));
+  EXPECT_NE(std::string::npos, run("oxevent log list --min-level 4").find("no traps are received on " + address()));
   EXPECT_EQ(0, daemon_->end());
 }
 
@@ -286,18 +265,18 @@ TEST_F(TrapRoad, AnAnsweredInformOutlivesTheManager) {
   write_file(work_dir() + "/public/trap/USER.DEF",
              "Enterprise 1.3.6.1.6.3.1.1.5\nGenericCode 0\nSpecificCode *\nSummary coldStart\nAction " +
                  own_action("rest", "the end") + '\n');
-  EXPECT_EQ("0 ", run({"oxtrap", "reload"}));
-  (void)until(file("oxmgrd1.log"), "44 trap definitions");
+  EXPECT_EQ("0 ", run("oxtrap reload"));
+  (void)wait_for_text(file("oxmgrd1.log"), "44 trap definitions");
   for (int i = 1; i <= 3; ++i) {
-    send({"snmpinform", "-v2c"}, {"1", ".1.3.6.1.6.3.1.1.5.1", "." + own + ".1.0", "i", std::to_string(i)});
+    send("snmpinform -v2c -Ci", "1 .1.3.6.1.6.3.1.1.5.1 ." + own + ".1.0 i " + std::to_string(i));
     daemon_->kill();
     daemon_->start();
   }
   EXPECT_EQ(3u, count_of(logged(), "\"coldStart"));
   for (const char* number : {"4", "5"}) {
-    EXPECT_EQ("0 ", run({"oxtrap", "send", address(), "-g", "0", "1.3:INTEGER", number}));
+    EXPECT_EQ("0 ", run("oxtrap send " + address() + " -g 0 1.3:INTEGER " + number));
   }
-  const std::string told = until(file("oxmgrd4.log"), "actions not run");
+  const std::string told = wait_for_text(file("oxmgrd4.log"), "actions not run");
   EXPECT_NE(std::string::npos,
             told.find("actions have not been run: 1 actions not run; the last action: 1 are running"))
       << told;
@@ -311,10 +290,10 @@ TEST_F(TrapRoad, TheBooksBalanceUnderAFlood) {
   const bool all_counted = dropped_are_counted();
   start("TrapBuffer:\t4096\nTrapRepeatWindow:\t1\nTrapReportInterval:\t1\nMaxReports:\t10000000\n");
   ChildProcess waiter;
-  start_wait(waiter, file("events"), {"oxevent", "wait", "--json"});
-  const std::string trap =
-      bytes_of(run({"oxtrap", "send", "x", "--hex", "-e", own, "-s", "5", "1.3:INTEGER", "1077952576"}));
-  Flood flood(trap, port_, all_counted ? 4 : 1);
+  start_wait(waiter, file("events"), "oxevent wait --json");
+  std::string hex = run("oxtrap send x --hex -e " + own + " -s 5 1.3:INTEGER 1077952576").substr(2);
+  std::replace(hex.begin(), hex.end(), '\n', ' ');
+  Flood flood(bytes(hex), port_, all_counted ? 4 : 1);
   const auto goes_on = [&](const Books& books) {
     return books.events < flood_events || (all_counted && flood.sent() < 6 * books.received);
   };

@@ -1,7 +1,5 @@
 // The tests' main: makes the private system root before anything of the library runs, removes it afterwards.
-
 #include "tests/support/other_process.h"
-#include "tests/support/own_program.h"
 #include "tests/support/system_root.h"
 
 int main(int argc, char** argv) {

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <map>
 
-#include "tests/support/own_program.h"
 #include "tests/support/system_root.h"
 
 namespace ox::test {

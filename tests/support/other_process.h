@@ -7,6 +7,9 @@
 
 namespace ox::test {
 
+// This program's path, as it was started.
+[[nodiscard]] std::string& own_program();
+
 class OtherProcess {
  public:
   // Its result is the process's exit status, 0 for success. It begins when it is first signalled.

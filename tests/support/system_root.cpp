@@ -1,14 +1,12 @@
 #include "tests/support/system_root.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
 #include "platform/environment.h"
-#include "platform/registry.h"
+#include "tests/support/registry.h"
 
 namespace fs = std::filesystem;
 
@@ -41,11 +39,10 @@ std::string home_dir() { return system_root() + "/home"; }
 std::string work_dir() { return system_root() + "/work"; }
 
 void install_settings() {
-  const char* const key = "SOFTWARE\\CORVID\\OXBASE";
   (void)system_root();
   remove_settings();  // of an earlier process of the same number that was ended
-  ASSERT_EQ(platform::error_none, platform::registry_write(key, "HomeDir", home_dir().c_str()));
-  ASSERT_EQ(platform::error_none, platform::registry_write(key, "WorkDir", work_dir().c_str()));
+  set_value("HomeDir", home_dir().c_str());
+  set_value("WorkDir", work_dir().c_str());
 }
 
 void write_file(const std::string& path, std::string_view contents) {
