@@ -102,69 +102,48 @@ struct Waiter {
   }
 };
 
-std::string name_of(std::uint32_t waiter) { return "road" + std::to_string(waiter); }
-
-evmsg* event_of(std::uint32_t sender, std::uint32_t number) {
-  evmsg* const event = oxeEvmsgAlloc();
-  (void)oxeEvmsgSetEventType(event, sender);
-  (void)oxeEvmsgSetMsgNumber(event, number);
-  return event;
-}
-
 // What the processes do. A process has one connection in its life: who loses the manager goes on as a new one.
-using Role = int (*)(Board& board, std::uint32_t number);
-
-template <Role role>
+template <auto role, bool persistent>
 int play(OtherProcess& process) {
   platform::SharedBlock block;
   if (block.open(board_name, platform::SharedBlock::Mode::write) != platform::error_none) return failed;
   OX_RESULT result = oxaInit(on_disconnect);
   for (int tries = 0; result != OX_OK && tries < 60; ++tries) result = oxaInit(on_disconnect);  // a second each
   if (result != OX_OK) return failed;
-  return role(*static_cast<Board*>(block.data()), static_cast<std::uint32_t>(std::stoul(process.text())));
+  return role(*static_cast<Board*>(block.data()), static_cast<std::uint32_t>(std::stoul(process.text())), persistent);
 }
 
-int wait_plainly(Board& board, std::uint32_t number) { return Waiter{board, number, false}.run(nullptr); }
-
-int wait_persistently(Board& board, std::uint32_t number) {
-  return Waiter{board, number, true}.run(name_of(number).c_str());
+int wait(Board& board, std::uint32_t number, bool persistent) {
+  const std::string name = "road" + std::to_string(number);
+  return Waiter{board, number, persistent}.run(persistent ? name.c_str() : nullptr);
 }
 
 // Sends what is left; the first that is not sent is left there.
-OX_RESULT send_all(Board& board, std::uint32_t sender) {
+int send(Board& board, std::uint32_t sender, bool persistent) {
   std::uint32_t& next = board.next[sender];
   std::uint32_t handle = 0;
   OX_RESULT result = oxeEventOpen(nullptr, "road", &handle);
   for (; result == OX_OK && next <= events_of_sender; ++next) {
-    evmsg* const event = event_of(sender, next);
+    evmsg* const event = oxeEvmsgAlloc();
+    (void)oxeEvmsgSetEventType(event, sender);
+    (void)oxeEvmsgSetMsgNumber(event, next);
     result = oxeEventSend(handle, event);
     (void)oxeEvmsgFree(event);
     if (result != OX_OK) break;
     ++board.sent;
   }
-  return result;
-}
-
-int send_plainly(Board& board, std::uint32_t sender) {
-  const OX_RESULT result = send_all(board, sender);
-  return result == OX_OK ? done : fail(board, "send", result);
-}
-
-int send_persistently(Board& board, std::uint32_t sender) {
-  const OX_RESULT result = send_all(board, sender);
   if (result == OX_OK) return done;
-  if (result != OX_ECLOSED && result != OX_ENOSESSION) return fail(board, "send", result);
+  if (!persistent || (result != OX_ECLOSED && result != OX_ENOSESSION)) return fail(board, "send", result);
   // The last one is sent again and again: by it the waiters know the end.
-  std::uint32_t& next = board.next[sender];
   if (result == OX_ECLOSED && next < events_of_sender) board.unanswered[sender][next++] = true;
   return connection_lost;
 }
 
 [[maybe_unused]] const bool declared[] = {
-    OtherProcess::declare("wait", play<wait_plainly>),
-    OtherProcess::declare("send", play<send_plainly>),
-    OtherProcess::declare("wait persistently", play<wait_persistently>),
-    OtherProcess::declare("send persistently", play<send_persistently>),
+    OtherProcess::declare("wait", play<wait, false>),
+    OtherProcess::declare("send", play<send, false>),
+    OtherProcess::declare("wait persistently", play<wait, true>),
+    OtherProcess::declare("send persistently", play<send, true>),
 };
 
 class EventRoad : public testing::Test {

@@ -10,8 +10,7 @@ namespace {
 
 using platform::Access;
 
-constexpr char in_turns[] = "--part";
-constexpr char alone[] = "--process";
+constexpr char as_process[] = "--process";
 constexpr std::uint32_t patience_ms = 20'000;
 
 std::map<std::string, OtherProcess::Part>& parts() {
@@ -33,11 +32,11 @@ bool OtherProcess::declare(const char* name, Part part) { return parts().emplace
 OtherProcess::OtherProcess(const std::string& part, const std::string& text) {
   EXPECT_EQ(platform::error_none, ours_.create("turn.test", Access::machine));
   EXPECT_EQ(platform::error_none, theirs_.create("turn.part", Access::machine));
-  process_ = ChildProcess({own_program(), in_turns, part, text}, log_file());
+  process_ = start(part, text);
 }
 
 ChildProcess OtherProcess::start(const std::string& part, const std::string& text) {
-  return ChildProcess({own_program(), alone, part, text}, log_file());
+  return ChildProcess({own_program(), as_process, part, text}, log_file());
 }
 
 std::string OtherProcess::log() { return read_file(log_file()); }
@@ -49,12 +48,12 @@ bool OtherProcess::wait() {
 }
 
 bool OtherProcess::run(int argc, char** argv, int& status) {
-  const std::string kind = argc == 4 ? argv[1] : "";
-  if (kind != in_turns && kind != alone) return false;
+  if (argc != 4 || argv[1] != std::string(as_process)) return false;
   OtherProcess owner;
   owner.text_ = argv[3];
-  const bool ready = kind == alone || (owner.ours_.open("turn.part") == platform::error_none &&
-                                       owner.theirs_.open("turn.test") == platform::error_none && owner.wait());
+  // Where nobody has made the events, it begins at once.
+  const bool in_turns = owner.ours_.open("turn.part") == platform::error_none;
+  const bool ready = !in_turns || (owner.theirs_.open("turn.test") == platform::error_none && owner.wait());
   status = ready ? parts().at(argv[2])(owner) : 99;
   return true;
 }
