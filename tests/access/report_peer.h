@@ -18,8 +18,7 @@ class ReportTest : public SessionTest {
   // Keeps the request sent last and its source id, by which what it opened goes on the wire.
   void take_id() {
     sent = peer.requests().back();
-    id = 0;
-    for (const char byte : sent.substr(33, 4)) id = id << 8 | static_cast<unsigned char>(byte);
+    id = number(sent.substr(33, 4));
   }
   void answer(ReplyFields report) {
     if (report.destination_id == 0) report.destination_id = id;

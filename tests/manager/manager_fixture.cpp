@@ -6,6 +6,7 @@
 
 #include "manager/definitions.h"
 #include "manager/paths.h"
+#include "manager/snmp_binding.h"
 #include "tests/support/installation.h"
 #include "tests/support/scripted_peer.h"
 #include "tests/support/system_root.h"
@@ -39,8 +40,7 @@ std::string ManagerTest::shown(dnode* node) {
     return std::string(text);
   };
   const std::string name = field(oxdGetCompType) + ':' + field(oxdGetCompName) + ' ' + field(oxdGetAmibName);
-  std::uint32_t code = 0;
-  if (oxdGetErrCode(node, &code) == OX_OK && code != 0) return name + " ! " + std::to_string(code);
+  if (const OX_RESULT code = code_of(node)) return name + " ! " + std::to_string(code);
   return oxdGetValueType(node) >= 0 ? name + " = " + oxdGetValueByRawStr(node) : name;
 }
 

@@ -14,6 +14,11 @@ using platform::Error;
 
 std::string half(std::uint32_t value) { return {static_cast<char>(value >> 8), static_cast<char>(value)}; }
 std::string word(std::uint32_t value) { return half(value >> 16) + half(value & 0xFFFF); }
+std::uint32_t number(std::string_view bytes) {
+  std::uint32_t value = 0;
+  for (const char byte : bytes) value = value << 8 | static_cast<unsigned char>(byte);
+  return value;
+}
 std::string text(std::string_view value) {
   return half(static_cast<std::uint32_t>(value.size()) + 1) + std::string(value) + '\0';
 }
@@ -114,16 +119,6 @@ bool ScriptedPeer::deliver(const Answer& answer) {
   }
   return !answer.close;
 }
-
-namespace {
-
-std::uint32_t number(std::string_view bytes) {
-  std::uint32_t value = 0;
-  for (const char byte : bytes) value = value << 8 | static_cast<unsigned char>(byte);
-  return value;
-}
-
-}  // namespace
 
 // One frame by its own lengths: the header's at its start, the data part's behind the marker.
 bool ScriptedPeer::read_request(std::string& request) {

@@ -12,9 +12,10 @@
 
 namespace ox::test {
 
-// Big-endian bytes.
+// Big-endian bytes, and the number that they are.
 [[nodiscard]] std::string half(std::uint32_t value);
 [[nodiscard]] std::string word(std::uint32_t value);
+[[nodiscard]] std::uint32_t number(std::string_view bytes);
 // Length with the terminator, then the text with it.
 [[nodiscard]] std::string text(std::string_view value);
 
