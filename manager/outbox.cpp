@@ -1,8 +1,5 @@
 #include "manager/outbox.h"
 
-#include <algorithm>
-#include <new>
-
 namespace ox::manager {
 namespace {
 
@@ -29,17 +26,11 @@ void Outbox::leave(ReportSource& source) {
 std::optional<Reply> Outbox::fetch() {
   while (!ready_.empty()) {
     ReportSource& source = *ready_.front();
-    ready_.push_back(&source);  // first: what has been taken from a source must not get lost
-    std::optional<Reply> report;
-    try {
-      report = source.next_report();
-    } catch (const std::bad_alloc&) {
-      ready_.pop_back();
-      throw;
+    if (auto report = source.next_report()) {
+      ready_.splice(ready_.end(), ready_, ready_.begin());  // takes no memory: what has been taken must not get lost
+      return report;
     }
     ready_.pop_front();
-    if (report) return report;
-    ready_.pop_back();
     source.queued_ = false;
   }
   announced_ = false;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -63,7 +64,7 @@ class Outbox {
 
   std::function<void()> announce_;
   std::size_t most_bytes_;
-  std::deque<ReportSource*> ready_;
+  std::list<ReportSource*> ready_;
   bool announced_ = false;
   Queue queue_;
 };
