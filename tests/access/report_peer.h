@@ -1,9 +1,15 @@
-// A session whose scripted manager reports.
+// Sessions with a scripted manager.
 #pragma once
 
+#include <array>
+
+#include <oxbase/oxa.h>
+
+#include "access/session.h"
 #include "tests/support/blocks.h"
 #include "tests/support/byte_text.h"
-#include "tests/support/session_fixture.h"
+#include "tests/support/installation.h"
+#include "tests/support/scripted_peer.h"
 #include "tests/support/test.h"
 
 namespace ox::test {
@@ -12,6 +18,29 @@ namespace ox::test {
 [[nodiscard]] inline std::string fetch_bytes(std::uint32_t type = 5, std::uint32_t reference = 0xFFFFFFFF) {
   return request_bytes({.type = type, .reference = reference});
 }
+
+// A complete session against the scripted peer.
+class SessionTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    disconnects.clear();
+    open_anew();
+  }
+  void TearDown() override { session().close(); }
+
+  void open_anew() {
+    session().close();
+    ASSERT_EQ(0u, oxaInit([](std::uint32_t a, OX_RESULT b, std::uint32_t c) { disconnects.push_back({a, b, c}); }));
+    (void)peer.greetings();
+  }
+
+  // What the disconnect callback was called with. It is called once in a process's life.
+  using Disconnects = std::vector<std::array<std::uint32_t, 3>>;
+  static inline Disconnects disconnects;
+
+  Installation installation;
+  ScriptedPeer peer;
+};
 
 class ReportTest : public SessionTest {
  protected:

@@ -1,5 +1,4 @@
 // Traps inside the manager: whose they are, what is a repeat, and what memory running out costs.
-
 #include <optional>
 
 #include "manager/trap_receiver.h"

@@ -1,5 +1,4 @@
 // Events on the road: real senders and waiters, each a process of its own, and a manager that is killed.
-
 #include <atomic>
 #include <chrono>
 #include <new>

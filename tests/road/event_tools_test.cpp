@@ -1,5 +1,4 @@
 // The event tools, the example application and a wait for icons, against a real manager.
-
 #include <oxbase/oxa.h>
 #include <oxbase/oxe.h>
 

@@ -1,5 +1,4 @@
 // The tools on a Japanese system: this program and what it starts run on one.
-
 #include "tests/road/daemon.h"
 #include "tests/support/installation.h"
 #include "tests/support/system_root.h"

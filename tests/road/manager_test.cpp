@@ -1,5 +1,4 @@
 // The real daemon and its clients: sessions of the library, and others.
-
 #include <algorithm>
 #include <set>
 #include <thread>
@@ -8,9 +7,10 @@
 #include <oxbase/oxc.h>
 
 #include "access/session.h"
+#include "platform/pipe.h"
 #include "tests/road/daemon.h"
-#include "tests/road/raw_client.h"
 #include "tests/support/installation.h"
+#include "tests/support/scripted_peer.h"
 #include "tests/support/system_root.h"
 #include "tests/support/udp_socket.h"
 
@@ -32,6 +32,40 @@ std::string get(const std::string& component, const char* names) {
 
 const std::string a_value = "0 11.1.1.0 = system";
 std::string get_a_value() { return get("system:system", "11.1.1.0"); }
+
+// A client that writes what it likes to the manager's pipe.
+class RawClient {
+ public:
+  RawClient() {
+    if (const auto error = pipe_.open("\\\\.\\PIPE\\ox_stdpipe")) {
+      throw std::runtime_error("pipe: " + std::to_string(error));
+    }
+  }
+
+  void send(const std::string& bytes) { (void)pipe_.write_all(std::as_bytes(std::span(bytes))); }
+  // Exactly that many bytes; fewer when the manager has closed the connection.
+  std::string receive(std::size_t count) {
+    std::string bytes(count, '\0');
+    std::size_t at = 0;
+    for (std::size_t got = 0; at < count; at += got) {
+      if (pipe_.read_some(std::as_writable_bytes(std::span(bytes)).subspan(at), got) != platform::error_none) break;
+    }
+    return bytes.substr(0, at);
+  }
+  // Waits until the manager closes the connection, dropping what it sends.
+  void wait_for_end() {
+    while (!receive(1).empty()) {
+    }
+  }
+  // Whether the greeting is accepted.
+  bool greet() {
+    send(half(7) + text("none"));
+    return receive(4) == half(4) + half(0);
+  }
+
+ private:
+  platform::Pipe pipe_;
+};
 
 template <class Condition>
 void wait_for(Condition condition) {

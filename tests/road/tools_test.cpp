@@ -1,5 +1,4 @@
 // The tools as people and stored commands call them.
-
 #include <oxbase/oxc.h>
 
 #include "common/trace_control.h"

@@ -1,5 +1,4 @@
 // The trap tool between real senders and a real receiver, and over definition files.
-
 #include <algorithm>
 #include <chrono>
 #include <thread>
