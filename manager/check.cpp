@@ -10,13 +10,13 @@
 #include <oxbase/oxc.h>
 #include <oxbase/oxf.h>
 
+#include "manager/components/store.h"
+#include "manager/components/vocabulary.h"
 #include "manager/definitions.h"
 #include "manager/file_list.h"
 #include "manager/paths.h"
 #include "manager/settings.h"
-#include "manager/store.h"
-#include "manager/trap_check.h"
-#include "manager/vocabulary.h"
+#include "manager/traps/check.h"
 #include "platform/environment.h"
 #include "platform/file.h"
 

@@ -1,7 +1,7 @@
 // The check of a whole installation.
 #pragma once
 
-#include "manager/journal.h"
+#include "manager/components/journal.h"
 
 namespace ox::manager {
 

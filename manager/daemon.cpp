@@ -10,8 +10,8 @@
 #include "manager/log.h"
 #include "manager/manager.h"
 #include "manager/paths.h"
-#include "manager/server.h"
-#include "manager/trap_receiver.h"
+#include "manager/sessions/server.h"
+#include "manager/traps/receiver.h"
 #include "platform/named_event.h"
 #include "platform/service.h"
 

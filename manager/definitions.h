@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "manager/journal.h"
+#include "manager/components/journal.h"
 
 namespace ox::manager {
 

@@ -7,7 +7,7 @@
 
 #include <oxbase/oxc.h>
 
-#include "manager/journal.h"
+#include "manager/components/journal.h"
 
 namespace ox::manager {
 

@@ -4,19 +4,19 @@
 #include <asio/io_context.hpp>
 #include <string>
 
-#include "manager/clients.h"
-#include "manager/collected.h"
-#include "manager/event_handles.h"
-#include "manager/event_log.h"
-#include "manager/journal.h"
-#include "manager/locks.h"
-#include "manager/persistent_waits.h"
+#include "manager/components/collected.h"
+#include "manager/components/journal.h"
+#include "manager/components/store.h"
+#include "manager/components/vocabulary.h"
+#include "manager/events/handles.h"
+#include "manager/events/log.h"
+#include "manager/reports/persistent_waits.h"
+#include "manager/reports/subscriptions.h"
+#include "manager/sessions/clients.h"
+#include "manager/sessions/locks.h"
 #include "manager/settings.h"
-#include "manager/snmp_engine.h"
-#include "manager/store.h"
-#include "manager/subscriptions.h"
-#include "manager/trap_books.h"
-#include "manager/vocabulary.h"
+#include "manager/snmp/engine.h"
+#include "manager/traps/books.h"
 
 namespace ox::manager {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "manager/journal.h"
+#include "manager/components/journal.h"
 
 namespace ox::manager {
 

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "manager/event_record.h"
+#include "manager/events/record.h"
 #include "tests/manager/manager_fixture.h"
 #include "tests/support/scripted_peer.h"
 

@@ -1,9 +1,8 @@
-#include "manager/event_store.h"
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
+#include "manager/events/store.h"
 #include "tests/support/system_root.h"
 
 namespace ox::manager {

@@ -1,4 +1,4 @@
-#include "manager/frame.h"
+#include "manager/sessions/frame.h"
 
 #include <gtest/gtest.h>
 

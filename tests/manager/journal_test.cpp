@@ -1,10 +1,10 @@
-#include "manager/journal.h"
+#include "manager/components/journal.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 
-#include "manager/store_text.h"
+#include "manager/components/store_text.h"
 #include "tests/support/byte_text.h"
 #include "tests/support/system_root.h"
 

@@ -6,7 +6,7 @@
 
 #include "manager/definitions.h"
 #include "manager/paths.h"
-#include "manager/snmp_binding.h"
+#include "manager/snmp/binding.h"
 #include "tests/support/installation.h"
 #include "tests/support/scripted_peer.h"
 #include "tests/support/system_root.h"

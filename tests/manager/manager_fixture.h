@@ -4,8 +4,8 @@
 #include <optional>
 
 #include "manager/manager.h"
-#include "manager/request.h"
-#include "manager/router.h"
+#include "manager/sessions/request.h"
+#include "manager/sessions/router.h"
 #include "tests/support/test.h"
 
 namespace ox::manager {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "manager/vocabulary.h"
+#include "manager/components/vocabulary.h"
 #include "tests/support/installation.h"
 #include "tests/support/system_root.h"
 

@@ -7,7 +7,7 @@
 
 #include <oxbase/oxs.h>
 
-#include "manager/snmp_binding.h"
+#include "manager/snmp/binding.h"
 #include "tests/manager/event_fixture.h"
 #include "tests/support/udp_socket.h"
 

@@ -1,7 +1,7 @@
 // Traps inside the manager: whose they are, what is a repeat, and what memory running out costs.
 #include <optional>
 
-#include "manager/trap_receiver.h"
+#include "manager/traps/receiver.h"
 #include "tests/manager/manager_fixture.h"
 #include "tests/snmp/packet.h"
 #include "tests/support/fault_heap.h"

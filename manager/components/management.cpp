@@ -1,0 +1,182 @@
+// Management of components and relations, by code. The arguments are nodes whose AMIB names say what they are.
+#include <array>
+
+#include "manager/components/selection.h"
+#include "manager/components/set.h"
+#include "manager/components/stored_value.h"
+#include "manager/sessions/handlers.h"
+#include "manager/snmp/binding.h"
+
+namespace ox::manager {
+namespace {
+
+// The arguments' AMIB names, "10.7.N.0".
+enum Argument : std::uint32_t {
+  type = 1,
+  from_type = 2,
+  to_type = 3,
+  relation = 4,
+  related = 7,
+  name = 8,
+  from_name = 9,
+  to_name = 10,
+  entry_name = 30,
+};
+
+Oid argument_path(Argument argument) { return {10, 7, argument, 0}; }
+
+std::string find_text(const NodeList& arguments, Argument argument) {
+  const Oid path = argument_path(argument);
+  for (const dnode* node = arguments.get(); node != nullptr; node = oxdNext(node)) {
+    if (path_of(node) == path) return text_of(node);
+  }
+  return {};
+}
+
+// The component that the arguments name: by its two arguments, else by the component fields of the first node.
+ComponentName target_of(const NodeList& arguments) {
+  ComponentName target{find_text(arguments, type), find_text(arguments, name)};
+  const char* field = nullptr;
+  if (target.type.empty() && oxdGetCompType(arguments.get(), &field) == OX_OK) target.type = field;
+  if (target.name.empty() && oxdGetCompName(arguments.get(), &field) == OX_OK) target.name = field;
+  target.type = Vocabulary::canonical_type(target.type);
+  return target;
+}
+
+OX_RESULT check_target(const Manager& manager, ComponentName& target) {
+  if (target.type.empty()) return OX_EINCOMPLETE;
+  if (const OX_RESULT result = check_type_name(target.type)) return result;
+  return manager.vocabulary.has_type(target.type) ? OX_RESULT{OX_OK} : OX_RESULT{OX_ENOTYPE};
+}
+
+Reply changed(Manager& manager, const Change& change) { return error_reply(manager.commit(std::span(&change, 1))); }
+
+using Handler = void (*)(Manager&, NodeList, const Request&);
+
+void add(Manager& manager, NodeList arguments, const Request& request) {
+  ComponentName target = target_of(arguments);
+  if (const OX_RESULT result = check_target(manager, target)) return request.reply(error_reply(result));
+  if (target.name.empty()) target.name = manager.store.free_name(target.type);
+  OX_RESULT result = check_new_name(target.name);
+  if (result == OX_OK && manager.store.has(target)) result = OX_EEXISTS;
+  if (result != OX_OK) return request.reply(error_reply(result));
+  Change change;
+  change.component = target;
+  Reply reply = changed(manager, change);
+  if (reply.error != OX_OK) return request.reply(std::move(reply));
+  NodePtr node = text_node(argument_path(name), target.name);
+  if (oxdSetCompType(node.get(), target.type.c_str()) != OX_OK ||
+      oxdSetCompName(node.get(), target.name.c_str()) != OX_OK) {
+    throw std::bad_alloc();
+  }
+  NodeList answer;
+  answer.add(std::move(node));
+  request.reply(node_reply(OX_OK, answer));
+}
+
+void remove(Manager& manager, NodeList arguments, const Request& request) {
+  ComponentName target = target_of(arguments);
+  OX_RESULT result = check_target(manager, target);
+  if (result == OX_OK && target.name.empty()) result = OX_EINCOMPLETE;
+  if (result == OX_OK) result = manager.find(target);
+  if (result == OX_OK && Store::is_built_in(target)) result = OX_ESYSTEMENTRY;
+  if (result != OX_OK) return request.reply(error_reply(result));
+  Change change;
+  change.kind = Change::Kind::remove;
+  change.component = target;
+  request.reply(changed(manager, change));
+}
+
+OX_RESULT read_relation(const Manager& manager, const NodeList& arguments, Relation& read) {
+  read.name = find_text(arguments, relation);
+  read.from = {find_text(arguments, from_type), find_text(arguments, from_name)};
+  read.to = {find_text(arguments, to_type), find_text(arguments, to_name)};
+  for (ComponentName* end : {&read.from, &read.to}) {
+    if (end->type.empty() || end->name.empty()) return OX_EINCOMPLETE;
+    if (const OX_RESULT result = manager.find(*end)) return result;
+  }
+  return read.name.empty() ? OX_RESULT{OX_EINCOMPLETE} : manager.vocabulary.check(read);
+}
+
+void relate(Manager& manager, NodeList arguments, const Request& request) {
+  Change change;
+  change.kind = Change::Kind::relate;
+  OX_RESULT result = read_relation(manager, arguments, change.relation);
+  if (result == OX_OK && manager.store.has(change.relation)) result = OX_EEXISTS;
+  request.reply(result == OX_OK ? changed(manager, change) : error_reply(result));
+}
+
+void unrelate(Manager& manager, NodeList arguments, const Request& request) {
+  Change change;
+  change.kind = Change::Kind::unrelate;
+  OX_RESULT result = read_relation(manager, arguments, change.relation);
+  if (result == OX_OK && !manager.store.has(change.relation)) result = OX_ENOTFOUND;
+  request.reply(result == OX_OK ? changed(manager, change) : error_reply(result));
+}
+
+// The components at the other ends of a component's relations, of all types without a relation name.
+void query(Manager& manager, NodeList arguments, const Request& request) {
+  ComponentName target = target_of(arguments);
+  OX_RESULT result = check_target(manager, target);
+  if (result == OX_OK && target.name.empty()) result = OX_EINCOMPLETE;
+  if (result == OX_OK) result = manager.find(target);
+  if (result != OX_OK) return request.reply(error_reply(result));
+  const std::string wanted = find_text(arguments, relation);
+  NodeList answer;
+  for (const Relation& one : manager.store.relations_of(target)) {
+    if (!wanted.empty() && one.name != wanted) continue;
+    const ComponentName& other = one.from == target ? one.to : one.from;
+    answer.add(text_node(argument_path(related), other.type + ':' + other.name));
+  }
+  request.reply(answer.empty() ? error_reply(OX_ENOTFOUND) : node_reply(OX_OK, answer));
+}
+
+// An attribute list for one component: the entry name says which, as "type:name" or as a name of the nodes' type.
+void set_attributes(Manager& manager, NodeList arguments, const Request& request) {
+  ComponentName target = target_of(arguments);
+  const std::string entry = find_text(arguments, entry_name);
+  if (!entry.empty()) {
+    if (parse_component_name(entry, target) != OX_OK) target.name = entry;
+  }
+  OX_RESULT result = check_target(manager, target);
+  if (result == OX_OK && target.name.empty()) result = OX_EINCOMPLETE;
+  if (result == OX_OK) result = manager.find(target);
+  if (result != OX_OK) return request.reply(error_reply(result));
+  NodeList values;
+  while (NodePtr node = arguments.take_first()) {
+    const Oid path = path_of(node.get());
+    if (path == argument_path(entry_name) || path == argument_path(type) || path == argument_path(name)) continue;
+    if (oxdSetCompType(node.get(), target.type.c_str()) != OX_OK ||
+        oxdSetCompName(node.get(), target.name.c_str()) != OX_OK) {
+      throw std::bad_alloc();
+    }
+    values.add(std::move(node));
+  }
+  write_values(manager, std::move(values), 0, request.reply);
+}
+
+struct Operation {
+  std::uint32_t code;
+  Handler handler;
+};
+constexpr std::array operations{
+    Operation{5, &add},    Operation{6, &remove},  Operation{8, &relate}, Operation{9, &unrelate},
+    Operation{10, &query}, Operation{14, &remove}, Operation{39, &add},   Operation{41, &set_attributes},
+};
+
+}  // namespace
+
+void handle_management(Manager& manager, const Request& request) {
+  NodeList arguments;
+  if (const OX_RESULT result = decode_nodes(request.message.data, arguments)) {
+    return request.reply(error_reply(result));
+  }
+  for (const Operation& operation : operations) {
+    if (operation.code != request.message.error) continue;
+    if (arguments.empty()) return request.reply(error_reply(OX_EINCOMPLETE));
+    return operation.handler(manager, std::move(arguments), request);
+  }
+  request.reply(error_reply(OX_EUNSUPPORTED));
+}
+
+}  // namespace ox::manager

@@ -1,0 +1,77 @@
+#include "manager/reports/outbox.h"
+
+namespace ox::manager {
+namespace {
+
+constexpr std::size_t report_overhead = 128;  // of a report beside its data
+
+std::size_t cost(const Reply& report) { return report_overhead + report.data.size(); }
+
+}  // namespace
+
+Outbox::Outbox(std::function<void()> announce, std::size_t most_bytes)
+    : announce_(std::move(announce)), most_bytes_(most_bytes) {}
+
+void Outbox::ready(ReportSource& source) {
+  if (!source.queued_) ready_.push_back(&source);
+  source.queued_ = true;
+  if (!announced_) announce_();
+  announced_ = true;
+}
+
+void Outbox::leave(ReportSource& source) {
+  if (std::exchange(source.queued_, false)) std::erase(ready_, &source);
+}
+
+std::optional<Reply> Outbox::fetch() {
+  while (!ready_.empty()) {
+    ReportSource& source = *ready_.front();
+    if (auto report = source.next_report()) {
+      ready_.splice(ready_.end(), ready_, ready_.begin());  // takes no memory: what has been taken must not get lost
+      return report;
+    }
+    ready_.pop_front();
+    source.queued_ = false;
+  }
+  announced_ = false;
+  return {};
+}
+
+void Outbox::add(Reply report) {
+  const bool full = !queue_.reports.empty() && queue_.bytes + cost(report) > most_bytes_;
+  if (full || !queue_.lost.empty()) {
+    queue_.began = queue_.began || queue_.lost.empty();
+    queue_.lost.emplace(report.source_id, *report.report);
+    return;
+  }
+  queue_.bytes += cost(report);
+  queue_.reports.push_back(std::move(report));
+  ready(queue_);
+}
+
+void Outbox::forget(std::uint32_t request) {
+  queue_.lost.erase(request);
+  std::erase_if(queue_.reports, [&](const Reply& report) {
+    if (report.source_id != request) return false;
+    queue_.bytes -= cost(report);
+    return true;
+  });
+}
+
+std::optional<Reply> Outbox::Queue::next_report() {
+  if (!reports.empty()) {
+    Reply report = std::move(reports.front());
+    reports.pop_front();
+    bytes -= cost(report);
+    return report;
+  }
+  if (lost.empty()) return {};
+  const auto first = lost.begin();
+  Reply notice = error_reply(reports_lost);
+  notice.source_id = first->first;
+  notice.report = first->second;
+  lost.erase(first);
+  return notice;
+}
+
+}  // namespace ox::manager

@@ -1,0 +1,72 @@
+// What one client has to fetch: its sources of reports in turn, and the announcement that there is something.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+
+#include "manager/sessions/request.h"
+
+namespace ox::manager {
+
+// Report commands.
+inline constexpr std::uint32_t report_get = 2;
+inline constexpr std::uint32_t report_set = 5;
+inline constexpr std::uint32_t report_event = 25;
+
+// The error of a report that tells that reports have been lost.
+inline constexpr std::uint32_t reports_lost = OX_ETOOMANY;
+
+class ReportSource {
+ public:
+  ReportSource() = default;
+  ReportSource(const ReportSource&) = delete;
+  ReportSource& operator=(const ReportSource&) = delete;
+  virtual ~ReportSource() = default;
+  // Nothing when there is none for now.
+  [[nodiscard]] virtual std::optional<Reply> next_report() = 0;
+
+ private:
+  friend class Outbox;
+  bool queued_ = false;
+};
+
+class Outbox {
+ public:
+  Outbox(std::function<void()> announce, std::size_t most_bytes);
+
+  // Some source may have a report. Announced once until the client has fetched everything.
+  void ready(ReportSource& source);
+  void leave(ReportSource& source);
+  // The next report of the sources in turn.
+  [[nodiscard]] std::optional<Reply> fetch();
+
+  // Queues a report of an asynchronous request. When the client has left too many unfetched, the report is dropped, and
+  // the request is told so by a report when the client comes back.
+  void add(Reply report);
+  void forget(std::uint32_t request);  // drops the reports of a request
+  // Whether reports are being lost; says so once each time it begins.
+  [[nodiscard]] bool overflows() const { return !queue_.lost.empty(); }
+  [[nodiscard]] bool began_to_overflow() { return std::exchange(queue_.began, false); }
+
+ private:
+  struct Queue final : ReportSource {
+    std::optional<Reply> next_report() override;
+    std::deque<Reply> reports;
+    std::size_t bytes = 0;
+    std::map<std::uint32_t, ReportHeading> lost;  // by request
+    bool began = false;
+  };
+
+  std::function<void()> announce_;
+  std::size_t most_bytes_;
+  std::list<ReportSource*> ready_;
+  bool announced_ = false;
+  Queue queue_;
+};
+
+}  // namespace ox::manager

@@ -1,0 +1,233 @@
+#include "manager/reports/persistent_waits.h"
+
+#include <algorithm>
+#include <asio/steady_timer.hpp>
+#include <ctime>
+
+#include "manager/sessions/handlers.h"
+#include "platform/registry.h"
+
+namespace ox::manager {
+namespace {
+
+constexpr std::size_t longest_name = 64;
+constexpr int most_of_session = 1000;
+constexpr auto refusal_pause = std::chrono::seconds(1);
+constexpr char memory_key[] = "SOFTWARE\\CORVID\\OXBASE\\evWaitKey\\";
+constexpr char memory_value[] = "lastReceiveNumber";
+constexpr std::uint32_t nothing_received = 0xFFFFFFFF;
+
+// Makes the place where the client remembers what it has taken; it opens that, and never makes it.
+void make_memory(const std::string& name) {
+  const std::string key = memory_key + name;
+  if (!platform::registry_has_key(key.c_str())) {
+    (void)platform::registry_write(key.c_str(), memory_value, nothing_received);
+  }
+}
+
+}  // namespace
+
+// An open persistent wait.
+class PersistentWait final : public ReportSource,
+                             public EventReader,
+                             public std::enable_shared_from_this<PersistentWait> {
+ public:
+  PersistentWait(Manager& manager, std::uint32_t id, std::uint32_t session, std::string name, std::uint32_t user_word)
+      : EventReader(false),
+        manager_(manager),
+        outbox_(manager.clients.outbox(session)),
+        id_(id),
+        session_(session),
+        name_(std::move(name)),
+        user_word_(user_word),
+        timer_(manager.loop) {}
+  ~PersistentWait() override {
+    manager_.events.remove(*this);
+    outbox_.leave(*this);
+  }
+  PersistentWait(const PersistentWait&) = delete;
+  PersistentWait& operator=(const PersistentWait&) = delete;
+
+  [[nodiscard]] std::uint32_t session() const { return session_; }
+  [[nodiscard]] const std::string& name() const { return name_; }
+
+  void wake() override { outbox_.ready(*this); }
+
+  std::optional<Reply> next_report() override {
+    if (state_ == State::reading && !read()) return {};
+    if (state_ == State::delivered) return {};
+    state_ = State::again;  // until everything has found memory
+    Reply report = error_reply(error_);
+    if (event_) report.data = event_->body;
+    report.source_id = id_;
+    report.report = ReportHeading{report_event, user_word_, static_cast<std::uint32_t>(place)};
+    manager_.waits.delivered(*this);
+    state_ = State::delivered;
+    return report;
+  }
+  void deliver_again() {
+    if (state_ != State::delivered) return;
+    state_ = State::again;
+    wake();
+  }
+  void deliver_again_later() {
+    timer_.expires_after(refusal_pause);
+    // What has run out is called back even when the wait goes before that.
+    timer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+      const auto self = weak.lock();
+      if (!error && self) self->deliver_again();
+    });
+  }
+  void go_on() {
+    state_ = State::reading;
+    wake();
+  }
+
+ private:
+  bool read() {
+    error_ = OX_OK;
+    event_ = nullptr;
+    switch (manager_.events.read(*this, std::numeric_limits<Sequence>::max(), event_)) {
+      case EventLog::Read::nothing:
+        return false;
+      case EventLog::Read::lost:
+        manager_.clients.warn_of_loss(session_);
+        error_ = reports_lost;
+        return true;
+      case EventLog::Read::event:
+        break;
+    }
+    return true;
+  }
+
+  enum class State { reading, delivered, again };
+
+  Manager& manager_;
+  Outbox& outbox_;
+  std::uint32_t id_;
+  std::uint32_t session_;
+  std::string name_;
+  std::uint32_t user_word_;
+  State state_ = State::reading;
+  EventRef event_;  // what is or was delivered last; null for a notice
+  OX_RESULT error_ = OX_OK;
+  asio::steady_timer timer_;
+};
+
+PersistentWaits::PersistentWaits(Manager& manager) : manager_(manager) {}
+PersistentWaits::~PersistentWaits() = default;
+
+OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, std::uint32_t user_word,
+                                std::uint32_t& id) {
+  if (name.empty()) return OX_EMISSING;
+  if (name.size() > longest_name) return OX_EWAITNAME;
+  if (by_name_.contains(name)) return OX_EEXISTS;
+  const auto of_session = [&](const auto& entry) { return entry.second->session() == session; };
+  if (std::count_if(waits_.begin(), waits_.end(), of_session) >= most_of_session) return OX_ETOOMANY;
+  const auto mark = manager_.events.marks().find(name);
+  const Sequence taken = mark != manager_.events.marks().end() ? mark->second.taken : manager_.events.last();
+  do {
+    ++last_id_;
+  } while (last_id_ == 0 || waits_.contains(last_id_));
+  id = last_id_;
+  auto& wait = waits_[id] = std::make_shared<PersistentWait>(manager_, id, session, name, user_word);
+  by_name_[name] = wait.get();
+  make_memory(name);
+  manager_.events.set_mark(name, {taken, EventLog::seen_now});
+  manager_.events.add(*wait, taken);
+  return OX_OK;
+}
+
+void PersistentWaits::leave(PersistentWait& wait) {
+  WaitMark mark = manager_.events.marks().at(wait.name());
+  mark.seen = static_cast<std::uint32_t>(std::time(nullptr));
+  manager_.events.set_mark(wait.name(), mark);
+  by_name_.erase(wait.name());
+}
+
+bool PersistentWaits::close(std::uint32_t id, std::uint32_t session) {
+  const auto found = waits_.find(id);
+  if (found == waits_.end() || found->second->session() != session) return false;
+  leave(*found->second);
+  // A wait that is closed inside its callback, which is that of the earliest delivery, is still to hear whether the
+  // delivery is taken. What was put off is never answered.
+  Deliveries& deliveries = unanswered_[session];
+  if (!deliveries.empty() && deliveries.front().wait == found->second.get()) deliveries.front().wait = nullptr;
+  std::erase_if(deliveries, [&](const Delivery& delivery) { return delivery.wait == found->second.get(); });
+  waits_.erase(found);
+  return true;
+}
+
+void PersistentWaits::end_session(std::uint32_t session) {
+  unanswered_.erase(session);
+  for (auto entry = waits_.begin(); entry != waits_.end();) {
+    const auto next = std::next(entry);
+    if (entry->second->session() == session) {
+      leave(*entry->second);
+      waits_.erase(entry);
+    }
+    entry = next;
+  }
+}
+
+void PersistentWaits::delivered(PersistentWait& wait) {
+  unanswered_[wait.session()].push_back({wait.name(), wait.place, &wait, false});
+}
+
+void PersistentWaits::put_off(std::uint32_t session) {
+  const auto found = unanswered_.find(session);
+  if (found == unanswered_.end()) return;
+  for (Delivery& delivery : found->second) delivery.is_put_off = true;
+}
+
+// One callback of a session runs at a time, and what comes meanwhile is put off: of two deliveries with one number, the
+// earlier one is answered, and after an answer all that were put off can come again.
+void PersistentWaits::answer(std::uint32_t session, std::uint32_t number, bool taken) {
+  Deliveries& deliveries = unanswered_[session];
+  const auto found = std::find_if(deliveries.begin(), deliveries.end(), [&](const Delivery& delivery) {
+    return static_cast<std::uint32_t>(delivery.sequence) == number;
+  });
+  if (found != deliveries.end()) {
+    const Delivery delivery = *found;
+    deliveries.erase(found);
+    if (taken) {
+      take(delivery);
+    } else if (delivery.wait != nullptr) {
+      delivery.wait->deliver_again_later();
+    }
+  }
+  std::erase_if(deliveries, [](const Delivery& delivery) {
+    if (!delivery.is_put_off || delivery.wait == nullptr) return false;
+    delivery.wait->deliver_again();
+    return true;
+  });
+}
+
+void PersistentWaits::take(const Delivery& delivery) {
+  const auto mark = manager_.events.marks().find(delivery.name);
+  if (mark != manager_.events.marks().end() && mark->second.taken < delivery.sequence) {
+    manager_.events.set_mark(delivery.name, {delivery.sequence, mark->second.seen});
+  }
+  if (delivery.wait != nullptr) delivery.wait->go_on();
+}
+
+void handle_wait_open(Manager& manager, const Request& request) {
+  const auto& body = request.message.data;
+  const std::string name(reinterpret_cast<const char*>(body.data()), body.size());
+  Reply reply;
+  reply.error =
+      manager.waits.open(request.session, name.substr(0, name.find('\0')), request.message.source_id, reply.source_id);
+  if (reply.error != OX_OK) return request.reply(std::move(reply));
+  manager.events.when_safe([&manager, session = request.session, answer = request.reply, reply](bool safe) {
+    if (safe) return answer(reply);
+    (void)manager.waits.close(reply.source_id, session);
+    answer(error_reply(OX_EWRITE));
+  });
+}
+
+void handle_wait_close(Manager& manager, const Request& request) {
+  const bool closed = manager.waits.close(request.message.destination_id, request.session);
+  request.reply(error_reply(closed ? OX_OK : OX_EHANDLE));
+}
+
+}  // namespace ox::manager

@@ -1,0 +1,59 @@
+// Persistent waits: events delivered one at a time, in order, each until it is taken. What a wait has taken is known by
+// its name and survives the client, its session and the manager.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "manager/events/store.h"
+#include "manager/sessions/request.h"
+
+namespace ox::manager {
+
+struct Manager;
+class PersistentWait;
+
+class PersistentWaits {
+ public:
+  explicit PersistentWaits(Manager& manager);
+  ~PersistentWaits();
+  PersistentWaits(const PersistentWaits&) = delete;
+  PersistentWaits& operator=(const PersistentWaits&) = delete;
+
+  // Opens the wait for a session, which knows it by `user_word`. A new name begins with the next event.
+  // 0 and the wait's id; 195, 418 for the name; 207 when a session has it open; 85 when the session has too many.
+  [[nodiscard]] OX_RESULT open(std::uint32_t session, const std::string& name, std::uint32_t user_word,
+                               std::uint32_t& id);
+  [[nodiscard]] bool close(std::uint32_t id, std::uint32_t session);
+  void end_session(std::uint32_t session);
+
+  // A delivery was handed out.
+  void delivered(PersistentWait& wait);
+  // The session asks on without an answer to its deliveries: they come again after its next answer.
+  void put_off(std::uint32_t session);
+  // The session takes or refuses the delivery with that number. One of an unknown number is passed over.
+  void answer(std::uint32_t session, std::uint32_t number, bool taken);
+
+ private:
+  struct Delivery {
+    std::string name;
+    Sequence sequence = 0;
+    PersistentWait* wait = nullptr;  // null: closed since
+    bool is_put_off = false;
+  };
+  using Deliveries = std::deque<Delivery>;
+
+  void take(const Delivery& delivery);
+  void leave(PersistentWait& wait);
+
+  Manager& manager_;
+  std::map<std::uint32_t, std::shared_ptr<PersistentWait>> waits_;
+  std::map<std::string, PersistentWait*> by_name_;
+  std::map<std::uint32_t, Deliveries> unanswered_;  // of each session, in the order of delivery
+  std::uint32_t last_id_ = 0;
+};
+
+}  // namespace ox::manager

@@ -1,0 +1,74 @@
+#include "manager/sessions/locks.h"
+
+#include "manager/sessions/handlers.h"
+
+namespace ox::manager {
+namespace {
+
+constexpr std::uint32_t most_of_session = 10000;
+
+}  // namespace
+
+OX_RESULT Locks::lock(const ComponentName& component, bool shared, std::uint32_t session, std::uint32_t& id) {
+  const auto held = holders_.find(component);
+  if (held != holders_.end() && !(shared && held->second.shared)) return OX_EEXISTS;
+  std::uint32_t& open = open_[session];
+  if (open >= most_of_session) return OX_ETOOMANY;
+  while (next_id_ == 0 || locks_.contains(next_id_)) ++next_id_;
+  id = next_id_++;
+  locks_.emplace(id, Lock{component, session});
+  Holders& holders = holders_[component];
+  holders.shared = shared;
+  ++holders.count;
+  ++open;
+  return OX_OK;
+}
+
+void Locks::release(const ComponentName& component) {
+  const auto held = holders_.find(component);
+  if (held != holders_.end() && --held->second.count == 0) holders_.erase(held);
+}
+
+OX_RESULT Locks::unlock(std::uint32_t id, std::uint32_t session) {
+  const auto found = locks_.find(id);
+  if (found == locks_.end() || found->second.session != session) return OX_EHANDLE;
+  release(found->second.component);
+  locks_.erase(found);
+  --open_[session];
+  return OX_OK;
+}
+
+void Locks::end_session(std::uint32_t session) {
+  if (open_.erase(session) == 0) return;
+  for (auto lock = locks_.begin(); lock != locks_.end();) {
+    if (lock->second.session != session) {
+      ++lock;
+      continue;
+    }
+    release(lock->second.component);
+    lock = locks_.erase(lock);
+  }
+}
+
+void handle_lock(Manager& manager, const Request& request) {
+  constexpr std::uint32_t shared_lock = 1;
+  PayloadReader payload(request.message.data);
+  const std::string component = payload.text();
+  const std::uint32_t argument = payload.u32();
+  if (payload.error() != OX_OK) return request.reply(error_reply(payload.error()));
+  ComponentName name;
+  OX_RESULT result = parse_component_name(component, name);
+  if (result == OX_OK) result = manager.find(name);
+  Reply reply;
+  if (result == OX_OK) {
+    result = manager.locks.lock(name, argument == shared_lock, request.session, reply.source_id);
+  }
+  reply.error = result;
+  request.reply(std::move(reply));
+}
+
+void handle_unlock(Manager& manager, const Request& request) {
+  request.reply(error_reply(manager.locks.unlock(request.message.destination_id, request.session)));
+}
+
+}  // namespace ox::manager

@@ -1,0 +1,13 @@
+// From a message's type and command to its handler.
+#pragma once
+
+#include "manager/manager.h"
+#include "manager/sessions/request.h"
+
+namespace ox::manager {
+
+// Calls the handler, which replies at once or later. 393 for a request to another manager, 6 for one that this manager
+// does not know. What a handler throws becomes a reply.
+void route(Manager& manager, const Request& request);
+
+}  // namespace ox::manager

@@ -1,0 +1,173 @@
+#include "manager/sessions/session.h"
+
+#include <new>
+
+#include "manager/sessions/router.h"
+#include "manager/sessions/server.h"
+#include "platform/pipe.h"
+
+namespace ox::manager {
+
+Session::Session(Server& server, std::uint32_t id, std::unique_ptr<platform::PipeConnection> connection)
+    : server_(server),
+      id_(id),
+      connection_(std::move(connection)),
+      process_(connection_->peer_process()),
+      timer_(server.manager().loop),
+      frames_(server.manager().settings.max_frame) {}
+
+void Session::start() {
+  timer_.expires_after(std::chrono::seconds(server_.manager().settings.greeting_timeout));
+  timer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+    const auto self = weak.lock();
+    if (!error && self && !self->greeted_) self->drop("no greeting in time");
+  });
+  read();
+}
+
+void Session::close() {
+  closed_ = true;
+  timer_.cancel();
+  connection_.reset();
+  waiting_.clear();
+}
+
+void Session::drop(const std::string& reason) {
+  if (closed_) return;
+  closed_ = true;
+  server_.drop(id_, reason);
+}
+
+// A client for whom there is no memory costs the others nothing.
+template <class Call>
+void Session::guarded(const Call& call) {
+  try {
+    call();
+  } catch (const std::bad_alloc&) {
+    drop("out of memory");
+  }
+}
+
+// Clients end their sessions by closing them: only half a message is worth a line.
+void Session::peer_closed() { drop(frames_.in_message() ? "closed in the middle of a message" : ""); }
+
+// One timer looks after a write now and then: setting one for each would cost more than most writes.
+void Session::watch_write(std::chrono::steady_clock::time_point since) {
+  const auto limit = std::chrono::seconds(server_.manager().settings.send_timeout);
+  write_watched_ = true;
+  timer_.expires_at(since + limit);
+  timer_.async_wait([weak = weak_from_this(), limit](const asio::error_code& error) {
+    const auto self = weak.lock();
+    if (error || !self || self->closed_) return;
+    self->write_watched_ = false;
+    if (!self->writing_since_) return;
+    if (std::chrono::steady_clock::now() - *self->writing_since_ >= limit) return self->drop("answer not read in time");
+    self->watch_write(*self->writing_since_);
+  });
+}
+
+void Session::read() {
+  if (closed_ || reading_ || waiting_.size() >= server_.manager().settings.max_queue) return;
+  reading_ = true;
+  connection_->read_some(input_, [weak = weak_from_this()](platform::Error error, std::size_t count) {
+    if (const auto self = weak.lock()) self->received(error, count);
+  });
+}
+
+void Session::received(platform::Error error, std::size_t count) {
+  reading_ = false;
+  if (closed_) return;
+  if (platform::is_pipe_closed(error)) return peer_closed();
+  if (error != platform::error_none) return drop("read error " + std::to_string(error));
+  guarded([&] {
+    frames_.append(std::span(input_).first(count));
+    if (!greeted_) take_greeting();
+    if (greeted_) take_messages();
+    read();
+  });
+}
+
+void Session::take_greeting() {
+  std::string event_name;
+  switch (frames_.next_greeting(event_name)) {
+    case FrameReader::Result::incomplete:
+      return;
+    case FrameReader::Result::broken:
+      return drop(frames_.fault());
+    case FrameReader::Result::complete:
+      break;
+  }
+  greeted_ = true;
+  timer_.cancel();
+  server_.manager().clients.open(id_, process_, event_name);
+  answering_ = true;
+  write(greeting_answer(OX_OK));
+}
+
+void Session::take_messages() {
+  Message message;
+  while (!closed_) {
+    const auto result = frames_.next(message);
+    if (result == FrameReader::Result::broken) return drop(frames_.fault());
+    if (result == FrameReader::Result::incomplete) break;
+    waiting_.push_back(std::move(message));
+  }
+  answer_next();
+}
+
+void Session::answer_next() {
+  if (closed_ || answering_ || waiting_.empty()) return;
+  answering_ = true;
+  const Message message = std::move(waiting_.front());
+  waiting_.pop_front();
+  Message heading;  // what the reply repeats of the request
+  heading.command = message.command;
+  heading.reference = message.reference;
+  heading.destination_id = message.source_id;
+  route(server_.manager(), {id_, message, [weak = weak_from_this(), heading](Reply reply) {
+                              if (const auto self = weak.lock()) self->reply(heading, std::move(reply));
+                            }});
+}
+
+void Session::reply(const Message& request, Reply reply) {
+  if (closed_) return;
+  guarded([&] { write(encode_reply(reply_to(request, std::move(reply)))); });
+}
+
+Message Session::reply_to(const Message& request, Reply reply) {
+  Message message = request;
+  message.type = reply.type;
+  message.error = reply.error;
+  message.source_id = reply.source_id;
+  if (reply.report) {
+    message.command = reply.report->command;
+    message.destination_id = reply.report->destination_id;
+    message.reference = reply.report->reference;
+  }
+  message.data = std::move(reply.data);
+  return message;
+}
+
+void Session::write(Bytes bytes) {
+  output_ = std::move(bytes);
+  writing_since_ = std::chrono::steady_clock::now();
+  if (!write_watched_) watch_write(*writing_since_);
+  connection_->write_all(output_, [weak = weak_from_this()](platform::Error error, std::size_t) {
+    if (const auto self = weak.lock()) self->written(error);
+  });
+}
+
+void Session::written(platform::Error error) {
+  if (closed_) return;
+  writing_since_.reset();
+  if (platform::is_pipe_closed(error)) return peer_closed();
+  if (error != platform::error_none) return drop("write error " + std::to_string(error));
+  answering_ = false;
+  output_ = {};
+  guarded([&] {
+    answer_next();
+    read();
+  });
+}
+
+}  // namespace ox::manager

@@ -1,0 +1,63 @@
+// One client: its greeting, its requests in turn, its answers.
+#pragma once
+
+#include <array>
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "manager/sessions/frame.h"
+#include "manager/sessions/request.h"
+#include "platform/server/pipe_server.h"
+
+namespace ox::manager {
+
+class Server;
+
+// Requests are answered one after the other, in the order of their arrival. While as many wait as the settings allow,
+// nothing more is read. A client that leaves its answer unread for too long is dropped.
+class Session : public std::enable_shared_from_this<Session> {
+ public:
+  Session(Server& server, std::uint32_t id, std::unique_ptr<platform::PipeConnection> connection);
+  void start();
+  // Stops everything; pending handlers and late replies find the session closed.
+  void close();
+  [[nodiscard]] std::uint32_t process() const { return process_; }
+
+ private:
+  void read();
+  void received(platform::Error error, std::size_t count);
+  void take_greeting();
+  void take_messages();
+  void answer_next();
+  void reply(const Message& request, Reply reply);
+  [[nodiscard]] static Message reply_to(const Message& request, Reply reply);
+  void write(Bytes bytes);
+  void written(platform::Error error);
+  void watch_write(std::chrono::steady_clock::time_point since);
+  template <class Call>
+  void guarded(const Call& call);
+  void drop(const std::string& reason);
+  void peer_closed();
+
+  Server& server_;
+  std::uint32_t id_;
+  std::unique_ptr<platform::PipeConnection> connection_;
+  std::uint32_t process_;
+  asio::steady_timer timer_;  // of the greeting, then of unread answers
+  std::optional<std::chrono::steady_clock::time_point> writing_since_;
+  bool write_watched_ = false;
+  FrameReader frames_;
+  std::array<std::byte, 16384> input_{};
+  Bytes output_;
+  std::deque<Message> waiting_;
+  bool greeted_ = false;
+  bool answering_ = false;  // a request is with its handler, or an answer is being written
+  bool reading_ = false;
+  bool closed_ = false;
+};
+
+}  // namespace ox::manager
