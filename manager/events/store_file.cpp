@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <deque>
+#include <memory>
+#include <new>
 #include <utility>
 
 #include "manager/components/checksum.h"
@@ -18,7 +20,8 @@ namespace ox::manager {
 namespace {
 
 constexpr std::string_view magic = "OXEVLOG1";
-constexpr std::size_t batch_head = 8;  // length and checksum
+constexpr std::size_t batch_head = 8;      // length and checksum
+constexpr std::size_t spare_size = 65536;  // holds the index of more events than a batch has as a rule
 enum Kind : std::uint32_t { kind_event = 1, kind_erase, kind_erase_up_to, kind_wait, kind_no_wait, kind_head };
 
 struct CloseFile {
@@ -61,20 +64,19 @@ class FileEventStore final : public EventStore {
   }
 
   void put(const StoredEvent& event) override {
-    record(kind_event);
-    put_long(pending_, event.sequence);
-    pending_.u32(event.arrived);
-    pending_.u16(event.listed ? 1 : 0);
-    pending_.u32(static_cast<std::uint32_t>(event.body.size()));
-    pending_.bytes(event.body);
+    record(kind_event, [&](PayloadWriter& out) {
+      put_long(out, event.sequence);
+      out.u32(event.arrived);
+      out.u16(event.listed ? 1 : 0);
+      out.u32(static_cast<std::uint32_t>(event.body.size()));
+      out.bytes(event.body);
+    });
   }
   void erase(Sequence sequence) override {
-    record(kind_erase);
-    put_long(pending_, sequence);
+    record(kind_erase, [&](PayloadWriter& out) { put_long(out, sequence); });
   }
   void erase_up_to(Sequence sequence) override {
-    record(kind_erase_up_to);
-    put_long(pending_, sequence);
+    record(kind_erase_up_to, [&](PayloadWriter& out) { put_long(out, sequence); });
   }
   void erase_unlisted_up_to(Sequence sequence) override {
     for (const Entry& entry : index_) {
@@ -83,24 +85,33 @@ class FileEventStore final : public EventStore {
     }
   }
   void put_wait(const std::string& name, const WaitMark& mark) override {
-    record(kind_wait);
-    put_long(pending_, mark.taken);
-    pending_.u32(mark.seen);
-    pending_.text(name);
+    record(kind_wait, [&](PayloadWriter& out) {
+      put_long(out, mark.taken);
+      out.u32(mark.seen);
+      out.text(name);
+    });
   }
   void erase_wait(const std::string& name) override {
-    record(kind_no_wait);
-    pending_.text(name);
+    record(kind_no_wait, [&](PayloadWriter& out) { out.text(name); });
   }
 
   bool commit() override {
     if (pending_.out().empty()) return true;
     PayloadWriter batch = std::exchange(pending_, {});
-    if (!write(batch.out())) {
-      log(Severity::error, directory_ + ": the event log cannot be written");
+    try {
+      if (!write(batch.out())) {
+        log(Severity::error, directory_ + ": the event log cannot be written");
+        return false;
+      }
+    } catch (const std::bad_alloc&) {
+      end_segment();
+      log(Severity::error, "out of memory: the event log is not written");
       return false;
     }
-    clean();
+    try {
+      clean();
+    } catch (const std::bad_alloc&) {  // the next commit goes on with it
+    }
     return true;
   }
 
@@ -164,7 +175,18 @@ class FileEventStore final : public EventStore {
     return std::lower_bound(index_.begin(), index_.end(), sequence,
                             [](const Entry& entry, Sequence wanted) { return entry.sequence < wanted; });
   }
-  void record(Kind kind) { pending_.u16(kind); }
+  // A record as a whole, or nothing of it when memory runs out: half a one would damage the batch.
+  template <class Fields>
+  void record(Kind kind, const Fields& fields) {
+    const std::size_t size = pending_.out().size();
+    try {
+      pending_.u16(kind);
+      fields(pending_);
+    } catch (const std::bad_alloc&) {
+      pending_.out().resize(size);
+      throw;
+    }
+  }
 
   bool read_segment(std::uint32_t number, Segment& segment, const Report& report) {
     std::string text;
@@ -297,7 +319,25 @@ class FileEventStore final : public EventStore {
       writing_.reset();
       segment.full = true;
     }
-    return apply(number, at, batch);
+    return take_in(number, at, batch);
+  }
+
+  // What is written already finds memory that was set aside for it. Records may be applied twice.
+  bool take_in(std::uint32_t segment, std::size_t offset, std::span<const std::byte> batch) {
+    try {
+      return apply(segment, offset, batch);
+    } catch (const std::bad_alloc&) {
+      spare_.reset();
+    }
+    const bool good = apply(segment, offset, batch);
+    spare_.reset(new (std::nothrow) std::byte[spare_size]);
+    return good;
+  }
+
+  // Nothing is appended any more to the newest file.
+  void end_segment() {
+    writing_.reset();
+    if (!segments_.empty()) segments_.rbegin()->second.full = true;
   }
 
   bool append(std::span<const std::byte> batch, Segment& segment) {
@@ -378,6 +418,7 @@ class FileEventStore final : public EventStore {
   File writing_;  // the newest segment
   File reading_;
   std::uint32_t reading_segment_ = 0;
+  std::unique_ptr<std::byte[]> spare_{new (std::nothrow) std::byte[spare_size]};
 };
 
 }  // namespace

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <new>
 
 #include "manager/events/store.h"
+#include "tests/support/fault_heap.h"
 #include "tests/support/system_root.h"
 
 namespace ox::manager {
@@ -93,6 +95,31 @@ TEST_P(EventStoreTest, WhatWasCommittedIsThereAgainAndNothingElse) {
   store_->erase(8);
   commit_and_reopen();
   EXPECT_EQ(8u, store_->last());
+  EXPECT_EQ("", faults_);
+}
+
+TEST_P(EventStoreTest, WithoutMemoryAnEventIsKeptOrRefused) {
+  std::vector<StoredEvent> kept;
+  bool reached = true;
+  for (Sequence n = 1; reached; ++n) {
+    const StoredEvent tried = event(2 * n, 300);
+    bool good = false;
+    test::fail_allocation(static_cast<int>(n));
+    try {
+      store_->put(tried);
+      good = store_->commit();
+    } catch (const std::bad_alloc&) {  // whoever sends it is told
+    }
+    reached = test::stop_failing();
+    EXPECT_TRUE(good || reached);
+    if (good) kept.push_back(tried);
+    kept.push_back(event(2 * n + 1));
+    store_->put(kept.back());
+    ASSERT_TRUE(store_->commit());
+  }
+  EXPECT_EQ(shown(kept), all());
+  reopen();
+  EXPECT_EQ(shown(kept), all());
   EXPECT_EQ("", faults_);
 }
 
