@@ -1,7 +1,5 @@
 #include "manager/traps/actions.h"
 
-#include <array>
-
 #include <oxbase/oxc.h>
 
 namespace ox::manager {
@@ -10,36 +8,21 @@ namespace {
 constexpr std::uint32_t most_words = 64;
 constexpr std::size_t longest_value = 8000;  // systems limit the environment
 
-struct TextVariable {
-  const char* name;
-  TextGetter get;
-};
-constexpr std::array text_variables{
-    TextVariable{"OX_SUMMARY", &oxeEvmsgGetOptMsg},
-    TextVariable{"OX_DETAIL", &oxeEvmsgGetMemo},
-    TextVariable{"OX_COMPTYPE", &oxeEvmsgGetCompType},
-    TextVariable{"OX_COMPNAME", &oxeEvmsgGetCompName},
-    TextVariable{"OX_ENTERPRISE", &oxeEvmsgGetSnmpEnterprises},
-};
-struct NumberVariable {
-  const char* name;
-  NumberGetter get;
-};
-constexpr std::array number_variables{
-    NumberVariable{"OX_SNDID", &oxeEvmsgGetSndId},
-    NumberVariable{"OX_GENERIC", &oxeEvmsgGetSnmpGenTrap},
-    NumberVariable{"OX_SPECIFIC", &oxeEvmsgGetSnmpSpecTrap},
-};
-
 std::vector<std::string> variables_of(const evmsg* event) {
   std::vector<std::string> variables;
   const auto add = [&](const char* name, const std::string& value) {
     variables.push_back(std::string(name) + '=' + value.substr(0, longest_value));
   };
-  for (const TextVariable& variable : text_variables) add(variable.name, text_of(event, variable.get));
-  for (const NumberVariable& variable : number_variables) {
-    add(variable.name, std::to_string(number_of(event, variable.get)));
-  }
+  const auto add_text = [&](const char* name, TextGetter get) { add(name, text_of(event, get)); };
+  const auto add_number = [&](const char* name, NumberGetter get) { add(name, std::to_string(number_of(event, get))); };
+  add_text("OX_SUMMARY", &oxeEvmsgGetOptMsg);
+  add_text("OX_DETAIL", &oxeEvmsgGetMemo);
+  add_text("OX_COMPTYPE", &oxeEvmsgGetCompType);
+  add_text("OX_COMPNAME", &oxeEvmsgGetCompName);
+  add_text("OX_ENTERPRISE", &oxeEvmsgGetSnmpEnterprises);
+  add_number("OX_SNDID", &oxeEvmsgGetSndId);
+  add_number("OX_GENERIC", &oxeEvmsgGetSnmpGenTrap);
+  add_number("OX_SPECIFIC", &oxeEvmsgGetSnmpSpecTrap);
   add("OX_SEVERITY", std::to_string(number_of(event, &oxeEvmsgGetEventType) & OX_EVENT_LEVEL));
   add("OX_AGENT", oxcIpAddrToStr(number_of(event, &oxeEvmsgGetSnmpAgentAddr)));
   return variables;
