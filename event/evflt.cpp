@@ -7,16 +7,9 @@
 namespace ox::event {
 namespace {
 
-void release(Number& value) noexcept { value = 0; }
-void release(Address& value) noexcept { value = {}; }
-void release(Text& value) noexcept {
-  (void)oxcMemFree(value.text);
-  value = {};
-}
-
 template <class Kind>
 void clear(evflt& filter, const Criterion<Kind>& criterion) noexcept {
-  release(filter.*criterion.member);
+  field::clear(filter.*criterion.member);
   filter.on &= ~criterion.bit;
 }
 
@@ -31,17 +24,14 @@ template <class AnyText>
 OX_RESULT set(evflt& filter, const Criterion<AnyText>& criterion, std::uintptr_t value) noexcept {
   const char* const pattern = reinterpret_cast<const char*>(value);
   if (pattern == nullptr || *pattern == '\0') return OX_EMISSING;
-  AnyText copy{};
-  if (!copy_text(pattern, copy)) return OX_ENOMEM;
-  clear(filter, criterion);
-  filter.*criterion.member = copy;
+  if (const OX_RESULT result = field::assign(filter.*criterion.member, pattern)) return result;
   filter.on |= criterion.bit;
   return OX_OK;
 }
 
 OX_RESULT set(evflt& filter, const Criterion<Address>& criterion, std::uintptr_t value) noexcept {
   if (value == 0) return OX_EMISSING;
-  std::memcpy((filter.*criterion.member).bytes, reinterpret_cast<const void*>(value), sizeof(Address::bytes));
+  (void)field::assign(filter.*criterion.member, reinterpret_cast<const void*>(value));
   filter.on |= criterion.bit;
   return OX_OK;
 }
@@ -89,7 +79,7 @@ OX_RESULT OX_CALL oxeEvfltFree(evflt* filter) {
   return traced("oxeEvfltFree", [&]() -> OX_RESULT {
     if (filter == nullptr) return OX_OK;
     (void)event::every_criterion([&](const auto& criterion) {
-      event::release(filter->*criterion.member);
+      field::clear(filter->*criterion.member);
       return true;
     });
     return oxcMemFree(filter);

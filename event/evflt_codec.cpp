@@ -25,18 +25,12 @@ OX_RESULT encode(const evflt& filter, void** buffer, std::uint32_t* length) noex
   return OX_OK;
 }
 
-// False when memory runs out.
-[[nodiscard]] bool store(const View& view, Number& value) noexcept {
-  value = view.number;
-  return true;
+// 3.
+[[nodiscard]] OX_RESULT store(const View& view, Number& value) noexcept { return field::assign(value, view.number); }
+[[nodiscard]] OX_RESULT store(const View& view, Text& value) noexcept {
+  return field::assign(value, reinterpret_cast<const char*>(view.bytes));
 }
-[[nodiscard]] bool store(const View& view, Text& value) noexcept {
-  return copy_text(reinterpret_cast<const char*>(view.bytes), value);
-}
-[[nodiscard]] bool store(const View& view, Address& value) noexcept {
-  std::memcpy(value.bytes, view.bytes, view.size);
-  return true;
-}
+[[nodiscard]] OX_RESULT store(const View& view, Address& value) noexcept { return field::assign(value, view.bytes); }
 
 // A peer may have set what a filter never holds: counts of 0, and both counts, of which the first then wins.
 void settle_counts(evflt& filter) noexcept {
@@ -61,7 +55,7 @@ OX_RESULT decode(const void* buffer, std::uint32_t length, evflt** out) noexcept
     if (!take(in, view, criterion.kind)) {
       result = OX_EARG;
     } else if (!is_empty(view, criterion.kind)) {
-      if (!store(view, filter.get()->*criterion.member)) result = OX_ENOMEM;
+      result = store(view, filter.get()->*criterion.member);
       filter->on |= criterion.bit;
     }
     return result == OX_OK;

@@ -11,12 +11,22 @@ namespace ox::event {
 namespace {
 
 // A text that lies behind its record goes with the record's block.
-void release(const evmsg& event, const Text& field) noexcept {
+template <class Kind>
+void release(const evmsg&, Kind& member) noexcept {
+  field::clear(member);
+}
+void release(const evmsg& event, Text& member) noexcept {
   const char* const begin = reinterpret_cast<const char*>(&event + 1);
   const std::less<const char*> before;
-  const bool own_block = before(field.text, begin) || !before(field.text, begin + event.text_bytes);
-  if (own_block) (void)oxcMemFree(field.text);
+  if (before(member.text, begin) || !before(member.text, begin + event.text_bytes)) return field::clear(member);
+  member = {};
 }
+void release(const evmsg& event, Memo& member) noexcept { release(event, static_cast<Text&>(member)); }
+
+// Whether a setter was given a value, and not one to be ignored.
+[[nodiscard]] constexpr bool is_given(Number) noexcept { return true; }
+[[nodiscard]] bool is_given(const char* text) noexcept { return text != nullptr && *text != '\0'; }
+[[nodiscard]] bool is_given(const void* value) noexcept { return value != nullptr; }
 
 // Marks a field that has got its value, and one that is about to lose it.
 template <class Kind>
@@ -28,24 +38,6 @@ template <class Kind>
 void unmark(evmsg& event, const Field<Kind>& field) noexcept {
   if (event.has(field.bit)) event.wire_bytes -= wire_size(event.*field.member);
   event.present &= ~field.bit;
-}
-
-template <class Kind>
-OX_RESULT assign_text(evmsg& event, const Field<Kind>& field, const char* text) noexcept {
-  if (text == nullptr || *text == '\0') return OX_OK;
-  Kind copy{};
-  if (!copy_text(text, copy)) return OX_ENOMEM;
-  clear(event, field);
-  event.*field.member = copy;
-  mark(event, field);
-  return OX_OK;
-}
-
-template <class Kind>
-void clear_text(evmsg& event, const Field<Kind>& field) noexcept {
-  unmark(event, field);
-  release(event, event.*field.member);
-  event.*field.member = {};
 }
 
 void free_event(evmsg* event) noexcept {
@@ -82,63 +74,33 @@ evmsg_ptr make_event(std::uint32_t text_bytes) noexcept {
   return evmsg_ptr(event);
 }
 
-OX_RESULT assign(evmsg& event, const Field<Number>& field, Number value) noexcept {
-  unmark(event, field);
-  event.*field.member = value;
+// Copied whole before the old value goes: the new one may be the event's own.
+template <class Kind>
+OX_RESULT assign(evmsg& event, const Field<Kind>& field, typename field::Access<Kind>::In value) noexcept {
+  if (!is_given(value)) return OX_OK;
+  Kind copy{};
+  if (const OX_RESULT result = field::assign(copy, value)) return result;
+  clear(event, field);
+  event.*field.member = copy;
   mark(event, field);
   return OX_OK;
 }
 
-OX_RESULT assign(evmsg& event, const Field<Text>& field, const char* text) noexcept {
-  return assign_text(event, field, text);
-}
-
-OX_RESULT assign(evmsg& event, const Field<Memo>& field, const char* text) noexcept {
-  return assign_text(event, field, text);
-}
-
-// Copied whole before the old list goes: the new one may be the event's own.
-OX_RESULT assign(evmsg& event, const Field<NodeList>& field, const dnode* list) noexcept {
-  if (list == nullptr) return OX_OK;
-  dnode* head = nullptr;
-  for (const dnode* node = list; node != nullptr; node = oxdNext(node)) {
-    dnode* const copy = oxdCopy(node);
-    if (copy == nullptr) {
-      (void)oxdFree(head);
-      return OX_ENOMEM;
-    }
-    (void)oxcQueueAdd(&head, copy);
-  }
-  clear(event, field);
-  event.*field.member = head;
-  event.present |= field.bit;
-  return OX_OK;
-}
-
-OX_RESULT assign(evmsg& event, const Field<Address>& field, const void* address) noexcept {
-  if (address == nullptr) return OX_OK;
-  std::memcpy((event.*field.member).bytes, address, sizeof(Address::bytes));
-  if (!event.has(field.bit)) mark(event, field);
-  return OX_OK;
-}
-
-void clear(evmsg& event, const Field<Number>& field) noexcept {
+template <class Kind>
+void clear(evmsg& event, const Field<Kind>& field) noexcept {
   unmark(event, field);
-  event.*field.member = 0;
+  release(event, event.*field.member);
 }
 
-void clear(evmsg& event, const Field<Text>& field) noexcept { clear_text(event, field); }
-void clear(evmsg& event, const Field<Memo>& field) noexcept { clear_text(event, field); }
-
-void clear(evmsg& event, const Field<NodeList>& field) noexcept {
-  (void)oxdFree(std::exchange(event.*field.member, nullptr));
-  event.present &= ~field.bit;
-}
-
-void clear(evmsg& event, const Field<Address>& field) noexcept {
-  unmark(event, field);
-  event.*field.member = {};
-}
+#define INSTANTIATE(Kind)                                                                                 \
+  template OX_RESULT assign<Kind>(evmsg&, const Field<Kind>&, typename field::Access<Kind>::In) noexcept; \
+  template void clear<Kind>(evmsg&, const Field<Kind>&) noexcept;
+INSTANTIATE(Number)
+INSTANTIATE(Text)
+INSTANTIATE(Memo)
+INSTANTIATE(NodeList)
+INSTANTIATE(Address)
+#undef INSTANTIATE
 
 }  // namespace ox::event
 

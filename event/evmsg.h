@@ -9,12 +9,9 @@
 
 #include <oxbase/oxe.h>
 
-#include "event/field_kinds.h"
+#include "event/field_bytes.h"
 
 namespace ox::event {
-
-// Data nodes of the event's own, encoded behind a 32-bit length.
-using NodeList = dnode*;
 
 // kind, stem of the accessors, member, presence bit
 #define OX_EVMSG_FIELDS(X)                             \
@@ -109,18 +106,12 @@ using evmsg_ptr = std::unique_ptr<evmsg, EvmsgDelete>;
 [[nodiscard]] evmsg_ptr make_event(std::uint32_t text_bytes) noexcept;
 
 // The bodies of the exported setters: what is to be ignored leaves the field as it was. 3.
-[[nodiscard]] OX_RESULT assign(evmsg& event, const Field<Number>& field, Number value) noexcept;
-[[nodiscard]] OX_RESULT assign(evmsg& event, const Field<Text>& field, const char* text) noexcept;
-[[nodiscard]] OX_RESULT assign(evmsg& event, const Field<Memo>& field, const char* text) noexcept;
-[[nodiscard]] OX_RESULT assign(evmsg& event, const Field<NodeList>& field, const dnode* list) noexcept;
-[[nodiscard]] OX_RESULT assign(evmsg& event, const Field<Address>& field, const void* address) noexcept;
+template <class Kind>
+[[nodiscard]] OX_RESULT assign(evmsg& event, const Field<Kind>& field, typename field::Access<Kind>::In value) noexcept;
 
 // Releases what the field owns and clears it.
-void clear(evmsg& event, const Field<Number>& field) noexcept;
-void clear(evmsg& event, const Field<Text>& field) noexcept;
-void clear(evmsg& event, const Field<Memo>& field) noexcept;
-void clear(evmsg& event, const Field<NodeList>& field) noexcept;
-void clear(evmsg& event, const Field<Address>& field) noexcept;
+template <class Kind>
+void clear(evmsg& event, const Field<Kind>& field) noexcept;
 
 // What a decoder has found: the fields that are there, in the received bytes.
 struct ParsedEvent {

@@ -5,40 +5,13 @@
 namespace ox::event {
 namespace {
 
-// The types that accessors of a kind take and give.
-template <class Kind>
-struct Access {  // texts
-  using In = const char*;
-  using Out = const char**;
-};
-template <>
-struct Access<Number> {
-  using In = std::uint32_t;
-  using Out = std::uint32_t*;
-};
-template <>
-struct Access<NodeList> {
-  using In = const dnode*;
-  using Out = dnode**;
-};
-template <>
-struct Access<Address> {
-  using In = const void*;
-  using Out = void*;
-};
-
-void view(const Text& field, const char** out) noexcept { *out = field.text; }
-void view(const Address& field, void* out) noexcept { std::memcpy(out, field.bytes, sizeof field.bytes); }
-template <class Plain>
-void view(Plain field, Plain* out) noexcept {
-  *out = field;
-}
+using field::Access;
 
 template <class Kind>
 OX_RESULT get_field(const evmsg* event, const Field<Kind>& field, typename Access<Kind>::Out out) noexcept {
   if (event == nullptr || out == nullptr) return OX_EARG;
   if (!event->has(field.bit)) return OX_EABSENT;
-  view(event->*field.member, out);
+  field::give(event->*field.member, out);
   return OX_OK;
 }
 

@@ -61,24 +61,12 @@ OX_RESULT close(std::uint32_t handle) {
   return log_request({.command = code_close, .destination_id = handle}, {}, reply);
 }
 
-OX_RESULT copy_back(const evmsg& from, evmsg& to, const Field<NodeList>& field) noexcept {
-  return assign(to, field, from.*field.member);
-}
-OX_RESULT copy_back(const evmsg& from, evmsg& to, const Field<Number>& field) noexcept {
-  return assign(to, field, from.*field.member);
-}
-template <class AnyText>
-OX_RESULT copy_back(const evmsg& from, evmsg& to, const Field<AnyText>& field) noexcept {
-  return assign(to, field, (from.*field.member).text);
-}
-OX_RESULT copy_back(const evmsg&, evmsg&, const Field<Address>&) noexcept { return OX_OK; }
-
 // What the manager has completed. File and IPX address of an event stay what the sender gave.
 OX_RESULT complete(const evmsg& from, evmsg& to) noexcept {
   constexpr std::uint32_t kept = fields::msg_file.bit | fields::snmp_src_ipx_addr.bit;
   OX_RESULT result = OX_OK;
   (void)every_field([&](const auto& field) {
-    if (from.has(field.bit & ~kept)) result = copy_back(from, to, field);
+    if (from.has(field.bit & ~kept)) result = assign(to, field, field::view(from.*field.member));
     return result == OX_OK;
   });
   return result;

@@ -1,37 +1,28 @@
-// The kinds of fields that events and filters are made of, and their bytes on the wire.
+// The fields of events and filters on the wire.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 
 #include "common/bytes.h"
-#include "common/memory.h"
+#include "data/field_kinds.h"
 
 namespace ox::event {
 
-using Number = std::uint32_t;
+using field::Address;
+using field::copy_step;
+using field::Memo;
+using field::NodeList;
+using field::Number;
+using field::Text;
 
-// An owned text, its terminator counted in the size. All zero when absent. Its block reaches on to the next multiple of
-// copy_step, so that whole steps can be read from it.
-inline constexpr std::uint32_t copy_step = 16;
-struct Text {
-  char* text;
-  std::uint32_t size;
-};
-
-// A text that may be longer than a 16-bit length can tell. Its length on the wire has 32 bits and, unlike that of the
-// others, does not count the terminator.
-struct Memo : Text {};
-
-// Network and node of an IPX address, opaque.
-struct Address {
-  unsigned char bytes[10];
-};
-
-// Bytes of one field. A 16-bit length that is too small for its text wraps; all bytes of the text follow it.
+// Bytes of one field. A 16-bit length that is too small for its text wraps; all bytes of the text follow it. That of a
+// memo has 32 bits and, unlike the others, does not count the terminator. The size of a list of data nodes is known
+// when it is encoded.
 [[nodiscard]] inline std::size_t wire_size(const Number&) noexcept { return sizeof(std::uint32_t); }
 [[nodiscard]] inline std::size_t wire_size(const Text& field) noexcept { return sizeof(std::uint16_t) + field.size; }
 [[nodiscard]] inline std::size_t wire_size(const Memo& field) noexcept { return sizeof(std::uint32_t) + field.size; }
+[[nodiscard]] inline std::size_t wire_size(const NodeList&) noexcept { return 0; }
 [[nodiscard]] inline std::size_t wire_size(const Address& field) noexcept { return sizeof field.bytes; }
 
 // Writes fields into a block that reaches copy_step beyond their end: texts are copied in whole steps, the last of
@@ -105,18 +96,5 @@ struct View {
 // Whether a field of that kind was sent without contents: it counts as absent.
 [[nodiscard]] inline bool is_empty(const View& view, const Text*) noexcept { return view.size <= 1; }
 [[nodiscard]] constexpr bool is_empty(const View&, const void*) noexcept { return false; }
-
-// A text of its own block, tagged as str_set tags them. False when memory runs out.
-[[nodiscard]] inline bool copy_text(const char* text, Text& copy) noexcept {
-  const std::size_t size = std::strlen(text) + 1;
-  if (size > UINT32_MAX - copy_step) return false;
-  const auto room = static_cast<std::uint32_t>(size + copy_step - 1) / copy_step * copy_step;
-  auto* block = static_cast<char*>(oxcMemAlloc(room, "str_set"));
-  if (block == nullptr) return false;
-  std::memcpy(block, text, size);
-  copy.text = block;
-  copy.size = static_cast<std::uint32_t>(size);
-  return true;
-}
 
 }  // namespace ox::event
