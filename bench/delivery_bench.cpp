@@ -23,8 +23,8 @@
 #include <oxbase/oxe.h>
 #include <oxbase/oxs.h>
 
+#include "manager/base/log.h"
 #include "manager/daemon.h"
-#include "manager/log.h"
 #include "platform/registry.h"
 
 namespace {

@@ -10,12 +10,13 @@
 #include <oxbase/oxc.h>
 #include <oxbase/oxf.h>
 
+#include "manager/base/file_list.h"
+#include "manager/base/paths.h"
+#include "manager/base/settings.h"
+#include "manager/components/journal.h"
 #include "manager/components/store.h"
 #include "manager/components/vocabulary.h"
 #include "manager/definitions.h"
-#include "manager/file_list.h"
-#include "manager/paths.h"
-#include "manager/settings.h"
 #include "manager/traps/check.h"
 #include "platform/environment.h"
 #include "platform/file.h"
@@ -63,40 +64,40 @@ class Trial {
   bool usable_ = false;
 };
 
-void report_every_fault(const std::string& file, const Report& report) {
+void report_every_fault(const std::string& file, const FaultSink& faults) {
   OX_RESULT result = oxbAddAmibTree(file.c_str());
   Trial trial(file);
-  for (int faults = 0; result != OX_OK && faults < most_faults; ++faults) {
+  for (int told = 0; result != OX_OK && told < most_faults; ++told) {
     const char* at = nullptr;
     std::uint32_t line = 0;
     (void)oxfGetErrorFile(&at, &line);
-    report(file, line, oxcStrError(result));
+    faults(file, line, oxcStrError(result));
     if (!trial.comment_out(line)) return;
     result = trial.load();
   }
 }
 
 // Enumerations are read on first use; the position of a fault is the reader's.
-bool check_enumerations(const Report& report) {
+bool check_enumerations(const FaultSink& faults) {
   const char* text = nullptr;
   const OX_RESULT result = oxbEnumToStr("10", 0, &text);
   if (result == OX_OK || result == OX_ENOTINTABLE || result == OX_EAMIBNAME) return true;
-  report_load_error(join(oxcGetWorkdir(), "public", "amib", "*.enm"), result, report);
+  report_load_error(join(oxcGetWorkdir(), "public", "amib", "*.enm"), result, faults);
   return false;
 }
 
 // The tree is made under the key that is kept for trials, beside the one that a running manager holds.
-bool check_amib(const Report& report) {
+bool check_amib(const FaultSink& faults) {
   bool sound = true;
-  std::vector<std::string> files = amib_files(report, sound);
+  std::vector<std::string> files = amib_files(faults, sound);
   if (files.empty()) {
-    report(join(oxcGetWorkdir(), "public", "amib"), 0, "no definition files");
+    faults(join(oxcGetWorkdir(), "public", "amib"), 0, "no definition files");
     return false;
   }
   oxbInitAmibTree(OXB_SCRATCH_TREE);
   sound = load_in_passes(files) == OX_OK && sound;
-  for (const std::string& file : files) report_every_fault(file, report);
-  sound = check_enumerations(report) && sound;
+  for (const std::string& file : files) report_every_fault(file, faults);
+  sound = check_enumerations(faults) && sound;
   (void)oxbDeleteAmibTree(OXB_SCRATCH_TREE);
   return sound && files.empty();
 }
@@ -110,10 +111,10 @@ std::string message_fault(std::string_view line, std::set<std::uint32_t>& codes)
   return codes.insert(code).second ? std::string() : "code " + std::to_string(code) + " is there already";
 }
 
-bool check_messages(const std::string& file, const Report& report) {
+bool check_messages(const std::string& file, const FaultSink& faults) {
   std::string text;
   if (!read_file(file, text) || text.empty()) {
-    report(file, 0, "missing or empty");
+    faults(file, 0, "missing or empty");
     return false;
   }
   bool sound = true;
@@ -124,7 +125,7 @@ bool check_messages(const std::string& file, const Report& report) {
     ++line;
     const std::string fault = message_fault(std::string_view(text).substr(at, end - at), codes);
     if (!fault.empty()) {
-      report(file, line, fault);
+      faults(file, line, fault);
       sound = false;
     }
     at = end + 1;
@@ -132,30 +133,30 @@ bool check_messages(const std::string& file, const Report& report) {
   return sound;
 }
 
-bool check_all_messages(const Report& report) {
+bool check_all_messages(const FaultSink& faults) {
   bool sound = true;
   for (const char* language : {"0409", "0411"}) {
-    sound = check_messages(join(oxcGetHomedir(), "LIB", "LOCALE", language, "OXERROR.MSG"), report) && sound;
+    sound = check_messages(join(oxcGetHomedir(), "LIB", "LOCALE", language, "OXERROR.MSG"), faults) && sound;
   }
   return sound;
 }
 
 }  // namespace
 
-bool check_installation(const Report& report) {
+bool check_installation(const FaultSink& faults) {
   if (*oxcGetHomedir() == '\0' || *oxcGetWorkdir() == '\0') {
-    report("registry", 0, "HomeDir and WorkDir are not set");
+    faults("registry", 0, "HomeDir and WorkDir are not set");
     return false;
   }
-  bool sound = check_all_messages(report);
+  bool sound = check_all_messages(faults);
   Settings settings;
-  sound = read_settings(settings_file(), settings, report) && sound;
-  sound = check_amib(report) && sound;
+  sound = read_settings(settings_file(), settings, faults) && sound;
+  sound = check_amib(faults) && sound;
   Vocabulary vocabulary;
-  sound = vocabulary.read(oxcGetWorkdir(), report) && sound;
-  sound = check_trap_definitions(report) && sound;
+  sound = vocabulary.read(oxcGetWorkdir(), faults) && sound;
+  sound = check_trap_definitions(faults) && sound;
   Store store;
-  return Journal(join(oxcGetWorkdir(), "data")).load(store, report) && sound;
+  return Journal(join(oxcGetWorkdir(), "data")).load(store, faults) && sound;
 }
 
 }  // namespace ox::manager

@@ -1,12 +1,12 @@
 // The check of a whole installation.
 #pragma once
 
-#include "manager/components/journal.h"
+#include "manager/base/faults.h"
 
 namespace ox::manager {
 
 // Reads every file that the manager and the library take from the installation, and reports every fault. True when
 // there is none. Changes nothing.
-[[nodiscard]] bool check_installation(const Report& report);
+[[nodiscard]] bool check_installation(const FaultSink& faults);
 
 }  // namespace ox::manager

@@ -6,10 +6,10 @@
 #include <oxbase/oxb.h>
 #include <oxbase/oxc.h>
 
+#include "manager/base/log.h"
+#include "manager/base/paths.h"
 #include "manager/definitions.h"
-#include "manager/log.h"
 #include "manager/manager.h"
-#include "manager/paths.h"
 #include "manager/sessions/server.h"
 #include "manager/traps/receiver.h"
 #include "platform/named_event.h"

@@ -6,8 +6,8 @@
 #include <oxbase/oxc.h>
 #include <oxbase/oxf.h>
 
-#include "manager/file_list.h"
-#include "manager/paths.h"
+#include "manager/base/file_list.h"
+#include "manager/base/paths.h"
 
 namespace ox::manager {
 namespace {
@@ -25,8 +25,8 @@ OX_RESULT use_existing(const std::vector<std::string>& files) {
 
 }  // namespace
 
-std::vector<std::string> amib_files(const Report& report, bool& sound) {
-  return definition_files(join(oxcGetWorkdir(), "public", "amib"), report, sound);
+std::vector<std::string> amib_files(const FaultSink& faults, bool& sound) {
+  return definition_files(join(oxcGetWorkdir(), "public", "amib"), faults, sound);
 }
 
 OX_RESULT load_in_passes(std::vector<std::string>& files) {
@@ -48,14 +48,14 @@ OX_RESULT load_in_passes(std::vector<std::string>& files) {
   return first_error;
 }
 
-void report_load_error(const std::string& file, OX_RESULT result, const Report& report) {
+void report_load_error(const std::string& file, OX_RESULT result, const FaultSink& faults) {
   const char* at = nullptr;
   std::uint32_t line = 0;
   (void)oxfGetErrorFile(&at, &line);
-  report(at != nullptr ? at : file, line, oxcStrError(result));
+  faults(at != nullptr ? at : file, line, oxcStrError(result));
 }
 
-OX_RESULT hold_tree(const std::vector<std::string>& files, const Report& report) {
+OX_RESULT hold_tree(const std::vector<std::string>& files, const FaultSink& faults) {
   if (files.empty()) return OX_ENOTFOUND;
   oxbInitAmibTree(OXB_TREE);
   if (use_existing(files) == OX_OK) return OX_OK;
@@ -65,7 +65,7 @@ OX_RESULT hold_tree(const std::vector<std::string>& files, const Report& report)
   if (result == OX_ETREEEXISTS) return result;
   for (const std::string& file : rest) {
     const OX_RESULT fault = oxbAddAmibTree(file.c_str());  // once more, for its position
-    report_load_error(file, fault, report);
+    report_load_error(file, fault, faults);
   }
   return result;
 }

@@ -4,9 +4,9 @@
 
 #include <oxbase/oxc.h>
 
+#include "manager/base/log.h"
 #include "manager/check.h"
 #include "manager/daemon.h"
-#include "manager/log.h"
 #include "manager/version.h"
 
 namespace {

@@ -4,6 +4,7 @@
 #include <asio/io_context.hpp>
 #include <string>
 
+#include "manager/base/settings.h"
 #include "manager/components/collected.h"
 #include "manager/components/journal.h"
 #include "manager/components/store.h"
@@ -14,7 +15,6 @@
 #include "manager/reports/subscriptions.h"
 #include "manager/sessions/clients.h"
 #include "manager/sessions/locks.h"
-#include "manager/settings.h"
 #include "manager/snmp/engine.h"
 #include "manager/traps/books.h"
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <memory>
 
-#include "manager/paths.h"
+#include "manager/base/paths.h"
 #include "manager/sessions/handlers.h"
 #include "platform/file.h"
 

@@ -6,8 +6,8 @@
 #include <asio/steady_timer.hpp>
 #include <ctime>
 
+#include "manager/base/selection.h"
 #include "manager/components/figures.h"
-#include "manager/components/selection.h"
 #include "manager/components/stored_value.h"
 #include "manager/sessions/handlers.h"
 #include "manager/snmp/agent.h"

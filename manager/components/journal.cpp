@@ -5,8 +5,8 @@
 
 #include <oxbase/oxc.h>
 
+#include "manager/base/paths.h"
 #include "manager/components/store_text.h"
-#include "manager/paths.h"
 #include "platform/file.h"
 
 namespace ox::manager {
@@ -18,8 +18,8 @@ enum class Ending { whole, torn };
 // Reads the batches of one file.
 class BatchReader {
  public:
-  BatchReader(const std::string& file, std::string_view text, const Report& report)
-      : file_(file), text_(text), report_(report) {}
+  BatchReader(const std::string& file, std::string_view text, const FaultSink& faults)
+      : file_(file), text_(text), faults_(faults) {}
 
   // Applies every committed batch. `ending` says what an uncommitted rest means: damage, or a torn write.
   bool read(Store& store, Ending ending) {
@@ -40,7 +40,7 @@ class BatchReader {
 
  private:
   bool fault(std::uint32_t line, const char* text) {
-    report_(file_, line, text);
+    faults_(file_, line, text);
     return sound_ = false;
   }
 
@@ -78,7 +78,7 @@ class BatchReader {
 
   const std::string& file_;
   std::string_view text_;
-  const Report& report_;
+  const FaultSink& faults_;
   std::vector<Change> batch_;
   std::size_t committed_ = 0;  // where the last commit line ends
   std::uint32_t line_ = 0;
@@ -94,21 +94,21 @@ Journal::Journal(const std::string& directory, std::size_t compact_at)
       journal_(join(directory, "components.jnl")),
       compact_at_(compact_at) {}
 
-bool Journal::load(Store& store, const Report& report) {
+bool Journal::load(Store& store, const FaultSink& faults) {
   std::string text;
   if (!read_file(snapshot_, text)) {
-    report(snapshot_, 0, "cannot be read");
+    faults(snapshot_, 0, "cannot be read");
     return false;
   }
   snapshot_size_ = text.size();
-  bool sound = BatchReader(snapshot_, text, report).read(store, Ending::whole);
+  bool sound = BatchReader(snapshot_, text, faults).read(store, Ending::whole);
 
   if (!read_file(journal_, text)) {
-    report(journal_, 0, "cannot be read");
+    faults(journal_, 0, "cannot be read");
     return false;
   }
   journal_size_ = text.size();
-  BatchReader reader(journal_, text, report);
+  BatchReader reader(journal_, text, faults);
   sound = reader.read(store, Ending::torn) && sound;
   clean_ = reader.committed() == text.size();
   return sound;

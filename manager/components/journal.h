@@ -6,18 +6,15 @@
 #pragma once
 
 #include <cstdio>
-#include <functional>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "manager/base/faults.h"
 #include "manager/components/store.h"
 
 namespace ox::manager {
-
-// A fault of a file of the installation: "file:line: text".
-using Report = std::function<void(const std::string& file, std::uint32_t line, const std::string& text)>;
 
 class Journal {
  public:
@@ -26,7 +23,7 @@ class Journal {
   explicit Journal(const std::string& directory, std::size_t compact_at = 1u << 20);
 
   // Reads both files into the store. False, with every fault reported, when one is damaged. Writes nothing.
-  [[nodiscard]] bool load(Store& store, const Report& report);
+  [[nodiscard]] bool load(Store& store, const FaultSink& faults);
   // Writes the batch, then applies it. 0, or 144 with the store as it was.
   [[nodiscard]] OX_RESULT commit(Store& store, std::span<const Change> batch);
 

@@ -1,7 +1,7 @@
 // Management of components and relations, by code. The arguments are nodes whose AMIB names say what they are.
 #include <array>
 
-#include "manager/components/selection.h"
+#include "manager/base/selection.h"
 #include "manager/components/set.h"
 #include "manager/components/stored_value.h"
 #include "manager/sessions/handlers.h"

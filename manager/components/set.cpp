@@ -4,7 +4,7 @@
 #include <asio/steady_timer.hpp>
 #include <ctime>
 
-#include "manager/components/selection.h"
+#include "manager/base/selection.h"
 #include "manager/components/stored_value.h"
 #include "manager/sessions/handlers.h"
 #include "manager/snmp/agent.h"

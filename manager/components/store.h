@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "manager/components/component_name.h"
-#include "manager/components/oid.h"
+#include "manager/base/component_name.h"
+#include "manager/base/oid.h"
 #include "manager/snmp/agent_index.h"
 
 namespace ox::manager {

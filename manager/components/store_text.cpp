@@ -7,7 +7,7 @@
 
 #include <oxbase/oxbytes.h>
 
-#include "manager/components/checksum.h"
+#include "manager/base/checksum.h"
 
 namespace ox::manager {
 namespace {

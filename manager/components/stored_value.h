@@ -1,7 +1,7 @@
 // Stored values as data nodes, and back.
 #pragma once
 
-#include "manager/components/node_list.h"
+#include "manager/base/node_list.h"
 #include "manager/components/store.h"
 
 namespace ox::manager {

@@ -5,9 +5,9 @@
 
 #include <oxbase/oxf.h>
 
-#include "manager/entry_file.h"
-#include "manager/file_list.h"
-#include "manager/paths.h"
+#include "manager/base/entry_file.h"
+#include "manager/base/file_list.h"
+#include "manager/base/paths.h"
 
 namespace ox::manager {
 namespace {
@@ -73,19 +73,19 @@ OX_RESULT Vocabulary::check(const Relation& relation) const {
   return both ? OX_OK : OX_ECOMPTYPE;
 }
 
-bool Vocabulary::read(const std::string& work_directory, const Report& report) {
+bool Vocabulary::read(const std::string& work_directory, const FaultSink& faults) {
   bool sound = true;
-  for (const std::string& file : definition_files(join(work_directory, "public", "comptype"), report, sound)) {
-    sound = read_types(file, report) && sound;
+  for (const std::string& file : definition_files(join(work_directory, "public", "comptype"), faults, sound)) {
+    sound = read_types(file, faults) && sound;
   }
-  for (const std::string& file : definition_files(join(work_directory, "public", "reltype"), report, sound)) {
-    sound = read_relations(file, report) && sound;
+  for (const std::string& file : definition_files(join(work_directory, "public", "reltype"), faults, sound)) {
+    sound = read_relations(file, faults) && sound;
   }
   return sound;
 }
 
-bool Vocabulary::read_types(const std::string& file, const Report& report) {
-  return read_entries(file, report, [this](const Entry& entry) -> std::string {
+bool Vocabulary::read_types(const std::string& file, const FaultSink& faults) {
+  return read_entries(file, faults, [this](const Entry& entry) -> std::string {
     if (std::string_view(entry.keyword()) != "comptype") return {};  // attributes of a type: not the manager's
     if (entry.count() != 1 || !is_name(entry.value(0))) return oxcStrError(OX_ETYPENAME);
     types_.insert(canonical_type(entry.value(0)));
@@ -93,7 +93,7 @@ bool Vocabulary::read_types(const std::string& file, const Report& report) {
   });
 }
 
-bool Vocabulary::read_relations(const std::string& file, const Report& report) {
+bool Vocabulary::read_relations(const std::string& file, const FaultSink& faults) {
   std::string name;
   RelationType type;
   // A relation type that is known already keeps its first definition.
@@ -102,7 +102,7 @@ bool Vocabulary::read_relations(const std::string& file, const Report& report) {
     name.clear();
     type = {};
   };
-  const bool sound = read_entries(file, report, [&](const Entry& entry) -> std::string {
+  const bool sound = read_entries(file, faults, [&](const Entry& entry) -> std::string {
     if (entry.count() != 1) return oxcStrError(OX_ESYNTAX);
     const std::string_view keyword = entry.keyword();
     const std::string value = entry.value(0);

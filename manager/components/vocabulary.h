@@ -6,7 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "manager/components/journal.h"
+#include "manager/base/faults.h"
+#include "manager/components/store.h"
 
 namespace ox::manager {
 
@@ -16,7 +17,7 @@ class Vocabulary {
 
   // Adds the types of "public/comptype" and the relation types of "public/reltype". False, with every fault reported,
   // when a file is wrong; what was read before stays.
-  [[nodiscard]] bool read(const std::string& work_directory, const Report& report);
+  [[nodiscard]] bool read(const std::string& work_directory, const FaultSink& faults);
 
   // The kinds of nodes ("printer") stand for "node".
   [[nodiscard]] static std::string canonical_type(std::string_view type);
@@ -29,8 +30,8 @@ class Vocabulary {
     std::string source;  // empty: any
     std::string destination;
   };
-  [[nodiscard]] bool read_types(const std::string& file, const Report& report);
-  [[nodiscard]] bool read_relations(const std::string& file, const Report& report);
+  [[nodiscard]] bool read_types(const std::string& file, const FaultSink& faults);
+  [[nodiscard]] bool read_relations(const std::string& file, const FaultSink& faults);
 
   std::set<std::string, std::less<>> types_;
   std::map<std::string, RelationType, std::less<>> relations_;

@@ -7,7 +7,7 @@
 
 #include <oxbase/oxc.h>
 
-#include "manager/log.h"
+#include "manager/base/log.h"
 
 namespace ox::manager {
 namespace {
@@ -58,8 +58,8 @@ bool is_send_id(Sequence sequence) {
 EventLog::EventLog(asio::io_context& loop, const Settings& settings, std::unique_ptr<EventStore> store)
     : loop_(loop), settings_(settings), store_(std::move(store)), timer_(loop) {}
 
-bool EventLog::open(const Report& report) {
-  if (!store_->open(report)) return false;
+bool EventLog::open(const FaultSink& faults) {
+  if (!store_->open(faults)) return false;
   marks_ = store_->waits();
   given_ = committed_ = store_->last();
   const auto now = static_cast<std::uint32_t>(std::time(nullptr));

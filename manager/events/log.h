@@ -15,9 +15,9 @@
 #include <string>
 #include <vector>
 
+#include "manager/base/settings.h"
 #include "manager/events/record.h"
 #include "manager/events/store.h"
-#include "manager/settings.h"
 
 namespace ox::manager {
 
@@ -51,7 +51,7 @@ class EventLog {
   EventLog(asio::io_context& loop, const Settings& settings, std::unique_ptr<EventStore> store);
 
   // False, with the fault reported, when the files cannot be used.
-  [[nodiscard]] bool open(const Report& report);
+  [[nodiscard]] bool open(const FaultSink& faults);
 
   // Gives the event its number and what else the sender has left out, and logs it. `done` gets the completed event when
   // it is safe, or 144. One that is not to be listed goes to the waits alone. Returns its number.

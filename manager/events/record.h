@@ -8,7 +8,7 @@
 
 #include <oxbase/oxe.h>
 
-#include "manager/sessions/frame.h"
+#include "manager/base/payload.h"
 
 namespace ox::manager {
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "manager/components/journal.h"
-#include "manager/sessions/frame.h"
+#include "manager/base/faults.h"
+#include "manager/base/payload.h"
 
 namespace ox::manager {
 
@@ -37,7 +37,7 @@ class EventStore {
   virtual ~EventStore() = default;
 
   // Reads what is there. False, with the fault reported, when it cannot be used; nothing is changed then.
-  [[nodiscard]] virtual bool open(const Report& report) = 0;
+  [[nodiscard]] virtual bool open(const FaultSink& faults) = 0;
 
   virtual void put(const StoredEvent& event) = 0;  // a new event, or one in place of that with its sequence
   virtual void erase(Sequence sequence) = 0;

@@ -10,10 +10,12 @@
 #include <new>
 #include <utility>
 
-#include "manager/components/checksum.h"
+#include <oxbase/oxtypes.h>
+
+#include "manager/base/checksum.h"
+#include "manager/base/log.h"
+#include "manager/base/paths.h"
 #include "manager/events/store.h"
-#include "manager/log.h"
-#include "manager/paths.h"
 #include "platform/file.h"
 
 namespace ox::manager {
@@ -43,10 +45,10 @@ class FileEventStore final : public EventStore {
   FileEventStore(const std::string& directory, std::size_t segment_size)
       : directory_(directory), segment_size_(segment_size) {}
 
-  bool open(const Report& report) override {
+  bool open(const FaultSink& faults) override {
     std::vector<platform::DirectoryEntry> files;
     if (platform::list_directory(directory_.c_str(), files) != platform::error_none) {
-      report(directory_, 0, "cannot be read");
+      faults(directory_, 0, "cannot be read");
       return false;
     }
     for (const auto& file : files) {
@@ -58,7 +60,7 @@ class FileEventStore final : public EventStore {
       }
     }
     for (auto& [number, segment] : segments_) {
-      if (!read_segment(number, segment, report)) return false;
+      if (!read_segment(number, segment, faults)) return false;
     }
     return true;
   }
@@ -188,17 +190,17 @@ class FileEventStore final : public EventStore {
     }
   }
 
-  bool read_segment(std::uint32_t number, Segment& segment, const Report& report) {
+  bool read_segment(std::uint32_t number, Segment& segment, const FaultSink& faults) {
     std::string text;
     if (!read_file(path(number), text)) {
-      report(path(number), 0, "cannot be read");
+      faults(path(number), 0, "cannot be read");
       return false;
     }
     const auto bytes = std::as_bytes(std::span(text));
     const bool last = number == segments_.rbegin()->first;
     std::size_t at = magic.size();
     if (!text.starts_with(magic) && !(last && text.size() < magic.size())) {
-      report(path(number), 0, "is no event log");
+      faults(path(number), 0, "is no event log");
       return false;
     }
     while (at < text.size()) {
@@ -209,12 +211,12 @@ class FileEventStore final : public EventStore {
       // A batch that was being written when the manager died was never answered for.
       if (head.error() != OX_OK || crc32(batch) != checksum) break;
       if (!apply(number, at + batch_head, batch)) {
-        report(path(number), 0, "holds a damaged batch");
+        faults(path(number), 0, "holds a damaged batch");
         return false;
       }
       at += batch_head + length;
     }
-    if (at < text.size()) report(path(number), 0, "ends in a write that was cut short, which is dropped");
+    if (at < text.size()) faults(path(number), 0, "ends in a write that was cut short, which is dropped");
     segment.size = text.size();
     segment.full = at != text.size();
     return true;

@@ -11,9 +11,9 @@
 #include <limits>
 #include <new>
 
+#include "manager/base/log.h"
+#include "manager/base/paths.h"
 #include "manager/events/store.h"
-#include "manager/log.h"
-#include "manager/paths.h"
 
 namespace ox::manager {
 namespace {
@@ -111,14 +111,14 @@ StoredEvent event_of(const Statement& row) {
 class SqliteEventStore final : public EventStore {
  public:
   explicit SqliteEventStore(const std::string& directory) : file_(join(directory, "events.db")) {}
-  bool open(const Report& report) override {
+  bool open(const FaultSink& faults) override {
     sqlite3* opened = nullptr;
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
     int state = sqlite3_open_v2(file_.c_str(), &opened, flags, nullptr);
     database_.reset(opened);
     if (state == SQLITE_OK) state = sqlite3_exec(opened, schema, nullptr, nullptr, nullptr);
     if (state != SQLITE_OK || !load()) {
-      report(file_, 0, opened != nullptr ? sqlite3_errmsg(opened) : "cannot be opened");
+      faults(file_, 0, opened != nullptr ? sqlite3_errmsg(opened) : "cannot be opened");
       database_.reset();
       return false;
     }

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "manager/components/component_name.h"
-#include "manager/components/selection.h"
+#include "manager/base/component_name.h"
+#include "manager/base/selection.h"
 #include "manager/components/store.h"
 #include "manager/sessions/request.h"
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "manager/log.h"
+#include "manager/base/log.h"
 
 namespace ox::manager {
 

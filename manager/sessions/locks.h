@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <map>
 
-#include "manager/components/component_name.h"
+#include "manager/base/component_name.h"
 
 namespace ox::manager {
 

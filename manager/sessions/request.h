@@ -4,7 +4,7 @@
 #include <functional>
 #include <optional>
 
-#include "manager/components/node_list.h"
+#include "manager/base/node_list.h"
 #include "manager/sessions/frame.h"
 
 namespace ox::manager {

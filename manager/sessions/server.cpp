@@ -3,7 +3,7 @@
 #include <asio/post.hpp>
 #include <new>
 
-#include "manager/log.h"
+#include "manager/base/log.h"
 #include "manager/sessions/session.h"
 
 namespace ox::manager {

@@ -1,8 +1,8 @@
 // Where and how the agent of a component is asked: the component's own attributes.
 #pragma once
 
+#include "manager/base/settings.h"
 #include "manager/components/store.h"
-#include "manager/settings.h"
 #include "manager/snmp/engine.h"
 
 namespace ox::manager {

@@ -3,8 +3,8 @@
 
 #include <vector>
 
-#include "manager/components/node_list.h"
-#include "manager/components/oid.h"
+#include "manager/base/node_list.h"
+#include "manager/base/oid.h"
 #include "manager/snmp/values.h"
 
 namespace ox::manager {

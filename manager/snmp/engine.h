@@ -15,7 +15,7 @@
 
 #include <oxbase/oxs.h>
 
-#include "manager/components/node_list.h"
+#include "manager/base/node_list.h"
 
 namespace ox::manager {
 

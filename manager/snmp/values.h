@@ -6,7 +6,7 @@
 #include <functional>
 #include <vector>
 
-#include "manager/components/oid.h"
+#include "manager/base/oid.h"
 #include "manager/snmp/engine.h"
 
 namespace ox::manager {

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "manager/log.h"
+#include "manager/base/log.h"
 
 namespace ox::manager {
 namespace {

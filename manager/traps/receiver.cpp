@@ -9,7 +9,7 @@
 #include <new>
 #include <utility>
 
-#include "manager/log.h"
+#include "manager/base/log.h"
 #include "manager/traps/event.h"
 
 namespace ox::manager {

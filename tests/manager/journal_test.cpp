@@ -24,7 +24,7 @@ class JournalTest : public testing::Test {
   // What a manager has that starts now.
   struct Books {
     explicit Books(JournalTest& test, std::size_t compact_at = 1u << 20)
-        : journal(test.directory_, compact_at), sound(journal.load(store, test.report_)) {}
+        : journal(test.directory_, compact_at), sound(journal.load(store, test.sink_)) {}
     void commit(const std::vector<Change>& batch) { ASSERT_EQ(0u, journal.commit(store, batch)); }
     // The lines that make the store.
     [[nodiscard]] std::string contents() const {
@@ -42,7 +42,7 @@ class JournalTest : public testing::Test {
   std::string journal_file_ = directory_ + "/components.jnl";
   std::string snapshot_file_ = directory_ + "/components.def";
   std::string faults_;
-  Report report_ = [this](const std::string& file, std::uint32_t line, const std::string& text) {
+  FaultSink sink_ = [this](const std::string& file, std::uint32_t line, const std::string& text) {
     faults_ += fs::path(file).filename().string() + ':' + std::to_string(line) + ": " + text + '\n';
   };
 };

@@ -4,8 +4,8 @@
 
 #include <oxbase/oxb.h>
 
+#include "manager/base/paths.h"
 #include "manager/definitions.h"
-#include "manager/paths.h"
 #include "manager/snmp/binding.h"
 #include "tests/support/installation.h"
 #include "tests/support/scripted_peer.h"
@@ -14,7 +14,7 @@
 namespace ox::manager {
 namespace {
 
-const Report no_faults = [](const std::string& file, std::uint32_t line, const std::string& text) {
+const FaultSink no_faults = [](const std::string& file, std::uint32_t line, const std::string& text) {
   ADD_FAILURE() << file << ':' << line << ": " << text;
 };
 

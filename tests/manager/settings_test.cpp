@@ -1,4 +1,4 @@
-#include "manager/settings.h"
+#include "manager/base/settings.h"
 
 #include <gtest/gtest.h>
 
@@ -17,19 +17,19 @@ class SettingsTest : public testing::Test {
   void SetUp() override { test::lay_down_installation(); }  // for the texts of the faults
 
   std::string faulty_lines_;
-  Report report_ = [this](const std::string&, std::uint32_t line, const std::string&) {
+  FaultSink sink_ = [this](const std::string&, std::uint32_t line, const std::string&) {
     faulty_lines_ += std::to_string(line) + ' ';
   };
 };
 
 TEST_F(SettingsTest, EveryFaultHasItsLineAndCostsOnlyItsSetting) {
   Settings settings;
-  EXPECT_TRUE(read_settings(work_dir() + "/conf/none.cf", settings, report_));
+  EXPECT_TRUE(read_settings(work_dir() + "/conf/none.cf", settings, sink_));
   const std::string file = work_dir() + "/conf/oxmgrd.cf";
   write_file(file,
              "# comment\nMaxFrame:\t70000\nMaxQueue:\tmany\nCommunityName:\tmgr1\nSockPort:\t8806\nSnmpRetrys:\t1\n"
              "SnmpRetries:\t1 2\nno colon\nSnmpTimeout:\t250\nSnmpBindings:\t0\nMaxQueue:\t10001\n");
-  EXPECT_FALSE(read_settings(file, settings, report_));
+  EXPECT_FALSE(read_settings(file, settings, sink_));
   EXPECT_EQ("3 6 7 8 10 11 ", faulty_lines_);
   EXPECT_EQ(70000u, settings.max_frame);
   EXPECT_EQ(250u, settings.snmp_timeout);
@@ -43,7 +43,7 @@ TEST_F(SettingsTest, TypesAndRelationTypesOfTheInstallation) {
              "reltype:\tvlan-node\nsrctype:\tvlan\ndsttype:\tprinter\nrelclass:\trefered\n"
              "reltype:\tmap-icon\nsrctype:\tvlan\nreltype:\tfree\n");
   Vocabulary words;
-  EXPECT_TRUE(words.read(work_dir(), report_)) << faulty_lines_;
+  EXPECT_TRUE(words.read(work_dir(), sink_)) << faulty_lines_;
   EXPECT_TRUE(words.has_type("vlan"));
   EXPECT_FALSE(words.has_type("modem"));
   EXPECT_EQ("node", Vocabulary::canonical_type("modem"));
@@ -53,7 +53,7 @@ TEST_F(SettingsTest, TypesAndRelationTypesOfTheInstallation) {
   EXPECT_EQ(0u, words.check({"free", {"map", "a"}, {"icon", "b"}}));
 
   write_file(work_dir() + "/public/reltype/b.def", "reltype:\tr\nrelclass:\trefers\nsrctype:\tnothing\ncolour:\tred\n");
-  EXPECT_FALSE(words.read(work_dir(), report_));
+  EXPECT_FALSE(words.read(work_dir(), sink_));
   EXPECT_EQ("2 3 4 ", faulty_lines_);
 }
 

@@ -1,4 +1,4 @@
-#include "manager/components/oid.h"
+#include "manager/base/oid.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "manager/components/component_name.h"
+#include "manager/base/component_name.h"
 
 #include <algorithm>
 

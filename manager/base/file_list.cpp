@@ -1,15 +1,15 @@
-#include "manager/file_list.h"
+#include "manager/base/file_list.h"
 
 #include <oxbase/oxf.h>
 
 namespace ox::manager {
 
-std::vector<std::string> definition_files(const std::string& directory, const Report& report, bool& sound) {
+std::vector<std::string> definition_files(const std::string& directory, const FaultSink& faults, bool& sound) {
   std::vector<std::string> files;
   if (oxcCheckFile(directory.c_str(), 2) == OX_ERRNO_BASE + 2) return files;
   oxfFileList* list = nullptr;
   if (const OX_RESULT result = oxfGetFileList(directory.c_str(), ".def", 0, &list)) {
-    report(directory, 0, oxcStrError(result));
+    faults(directory, 0, oxcStrError(result));
     sound = false;
     return files;
   }

@@ -1,4 +1,4 @@
-#include "manager/components/selection.h"
+#include "manager/base/selection.h"
 
 #include <algorithm>
 #include <array>

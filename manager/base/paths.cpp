@@ -1,4 +1,4 @@
-#include "manager/paths.h"
+#include "manager/base/paths.h"
 
 #include <cstdio>
 #include <memory>

@@ -7,7 +7,7 @@
 
 #include <oxbase/oxb.h>
 
-#include "manager/components/oid.h"
+#include "manager/base/oid.h"
 
 namespace ox::manager {
 

@@ -4,13 +4,13 @@
 #include <string>
 #include <vector>
 
-#include "manager/components/journal.h"
+#include "manager/base/faults.h"
 
 namespace ox::manager {
 
 // Full paths, the base file first and the user file last. A missing directory has no files; one that cannot be listed
 // is reported and clears `sound`.
-[[nodiscard]] std::vector<std::string> definition_files(const std::string& directory, const Report& report,
+[[nodiscard]] std::vector<std::string> definition_files(const std::string& directory, const FaultSink& faults,
                                                         bool& sound);
 
 }  // namespace ox::manager

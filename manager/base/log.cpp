@@ -1,4 +1,4 @@
-#include "manager/log.h"
+#include "manager/base/log.h"
 
 #include <cstdint>
 #include <cstdio>

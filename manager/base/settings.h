@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "manager/components/journal.h"
+#include "manager/base/faults.h"
 
 namespace ox::manager {
 
@@ -37,6 +37,6 @@ struct Settings {
 [[nodiscard]] std::string settings_file();
 // Reads the file; a missing one leaves the defaults. False, with every fault reported, when a line is wrong; the
 // setting keeps its default then.
-[[nodiscard]] bool read_settings(const std::string& file, Settings& settings, const Report& report);
+[[nodiscard]] bool read_settings(const std::string& file, Settings& settings, const FaultSink& faults);
 
 }  // namespace ox::manager

@@ -1,4 +1,4 @@
-#include "manager/entry_file.h"
+#include "manager/base/entry_file.h"
 
 namespace ox::manager {
 namespace {
@@ -19,9 +19,10 @@ bool is_line_fault(OX_RESULT result) {
 
 }  // namespace
 
-bool read_entries(const std::string& file, const Report& report, const std::function<std::string(const Entry&)>& take) {
+bool read_entries(const std::string& file, const FaultSink& faults,
+                  const std::function<std::string(const Entry&)>& take) {
   if (const OX_RESULT result = oxcSetConfigEntry(file.c_str())) {
-    report(file, 0, oxcStrError(result));
+    faults(file, 0, oxcStrError(result));
     return false;
   }
   const Reader reader;
@@ -38,7 +39,7 @@ bool read_entries(const std::string& file, const Report& report, const std::func
       fault = oxcStrError(result);
     }
     if (!fault.empty()) {
-      report(file, oxcGetConflineno(), fault);
+      faults(file, oxcGetConflineno(), fault);
       sound = false;
     }
     if (result != OX_OK && !is_line_fault(result)) return false;

@@ -1,11 +1,11 @@
-#include "manager/settings.h"
+#include "manager/base/settings.h"
 
 #include <array>
 #include <asio/ip/address.hpp>
 #include <string_view>
 
-#include "manager/entry_file.h"
-#include "manager/paths.h"
+#include "manager/base/entry_file.h"
+#include "manager/base/paths.h"
 
 namespace ox::manager {
 namespace {
@@ -74,9 +74,9 @@ std::string take(const Entry& entry, Settings& settings) {
 
 std::string settings_file() { return join(oxcGetWorkdir(), "conf", "oxmgrd.cf"); }
 
-bool read_settings(const std::string& file, Settings& settings, const Report& report) {
+bool read_settings(const std::string& file, Settings& settings, const FaultSink& faults) {
   if (oxcCheckFile(file.c_str(), 1) == OX_ERRNO_BASE + 2) return true;
-  return read_entries(file, report, [&](const Entry& entry) { return take(entry, settings); });
+  return read_entries(file, faults, [&](const Entry& entry) { return take(entry, settings); });
 }
 
 }  // namespace ox::manager

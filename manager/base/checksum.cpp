@@ -1,4 +1,4 @@
-#include "manager/components/checksum.h"
+#include "manager/base/checksum.h"
 
 #include <array>
 

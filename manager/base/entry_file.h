@@ -7,7 +7,7 @@
 
 #include <oxbase/oxc.h>
 
-#include "manager/components/journal.h"
+#include "manager/base/faults.h"
 
 namespace ox::manager {
 
@@ -25,7 +25,7 @@ class Entry {
 
 // Hands every entry to `take`, which returns what is wrong with it, or an empty text. False when anything was wrong;
 // every fault is reported with its line.
-[[nodiscard]] bool read_entries(const std::string& file, const Report& report,
+[[nodiscard]] bool read_entries(const std::string& file, const FaultSink& faults,
                                 const std::function<std::string(const Entry&)>& take);
 
 }  // namespace ox::manager
