@@ -7,6 +7,7 @@
 #include <oxbase/oxc.h>
 
 #include "access/reports.h"
+#include "common/error_codes.h"
 #include "common/settings.h"
 #include "common/trace.h"
 #include "platform/environment.h"
@@ -77,7 +78,7 @@ OX_RESULT Session::prepare_process() {
 }
 
 OX_RESULT Session::connect() {
-  if (const platform::Error error = window_.create(on_window_message)) return error;
+  if (const platform::Error error = window_.create(on_window_message)) return code_of_platform_error(error);
   for (std::uint32_t retries = settings::number("InitRetryCnt", retries_by_default);; --retries) {
     if (transport_.open(pipe_name) == platform::error_none) break;
     if (retries == 0) return OX_ENOPIPE;
@@ -89,7 +90,7 @@ OX_RESULT Session::connect() {
 
 OX_RESULT Session::start_notifier_and_greet() {
   const char* prefix = "";
-  if (const platform::Error error = global_prefix(prefix)) return error;
+  if (const platform::Error error = global_prefix(prefix)) return code_of_platform_error(error);
   char name[64];
   const unsigned long window = window_.handle();
   if (*prefix != '\0') {
@@ -99,7 +100,7 @@ OX_RESULT Session::start_notifier_and_greet() {
     (void)std::snprintf(name, sizeof name, "0x%lx", window);
   }
   platform::NamedEvent event;
-  if (const platform::Error error = event.create(name, platform::Access::daemon)) return error;
+  if (const platform::Error error = event.create(name, platform::Access::daemon)) return code_of_platform_error(error);
   event.reset();  // a name left by an earlier process of this id may still be signalled
   notifier_.start(std::move(event), window_.poster());
   return transport_.greet(name);
