@@ -1,4 +1,6 @@
 // The older encoding, of one event: eleven numbers, eight texts, and the encoded data nodes up to the end.
+#include <cstring>
+
 #include "common/trace.h"
 #include "event/evmsg.h"
 
@@ -47,6 +49,15 @@ OX_RESULT encode(const evmsg& event, void** buffer, std::uint32_t* length) noexc
   return OX_OK;
 }
 
+// The text up to its first zero byte, which need not stand where the length says.
+[[nodiscard]] bool take_older_text(Reader& in, View& view) noexcept {
+  std::uint16_t size = 0;
+  if (!in.take(size) || !in.take_bytes(size, view.bytes)) return false;
+  const void* const end = size != 0 ? std::memchr(view.bytes, 0, size) : nullptr;
+  view.size = end != nullptr ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(end) - view.bytes) + 1 : 0;
+  return end != nullptr || size == 0;
+}
+
 // A number of 0 counts as absent, that of a generic trap too: the encoding cannot tell the two apart.
 [[nodiscard]] bool parse(Reader& in, ParsedEvent& parsed) noexcept {
   const bool whole = every_number([&](const auto& field) {
@@ -57,7 +68,7 @@ OX_RESULT encode(const evmsg& event, void** buffer, std::uint32_t* length) noexc
                      }) &&
                      every_text([&](const auto& field) {
                        View& view = parsed.views[field.index()];
-                       if (!take(in, view, Field<Text>::kind)) return false;
+                       if (!take_older_text(in, view)) return false;
                        if (!is_empty(view, Field<Text>::kind)) parsed.present |= field.bit;
                        return true;
                      });

@@ -75,6 +75,9 @@ TEST_F(BytesTest, WhatAPeerMaySend) {
        "00000004 00000000 00000009 0000000A 00000303 0000000C 0000000F 00000001 00000002" +
            std::string("00000003 00000004 0000 0000 0000 0000 0000 0000 0002 'c' 00 0002 '1' 00"),
        0, "00004B0C 00000303 00000004 00000009 0000000A 0000000C 0000000F"},
+      {"texts with a zero before their end", older,
+       numbers + "0005 'ab' 00 'c' 00 0003 00 'b' 00 0002 0000 0000 0000 0000 0000 0000", 0, "00000020 0003 'ab' 00"},
+      {"a text without a zero", older, numbers + "0002 'ab'" + no_texts, 1, ""},
       {"a trap of zeros", older, numbers.substr(0, 32) + "00000400" + numbers.substr(0, 48) + no_texts, 0,
        "00000004 00000400"},
   };
