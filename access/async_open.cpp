@@ -43,7 +43,7 @@ OX_RESULT hand_out(AsyncRequestPtr request, void** handle) noexcept {
 // The manager's answer to the registration is not looked at beyond the id: what is wrong comes as a report.
 OX_RESULT get(const char* manager, const char* component, const char* amib_name, const oxaSelection* selection,
               std::uint32_t options, std::uint32_t limit, oxaAsyCallback callback, void* argument, void** handle) {
-  if (!session().connected()) return OX_ENOSESSION;
+  if (const OX_RESULT result = session().check()) return result;
   if (component == nullptr || amib_name == nullptr) return OX_EFORMAT;
   if (callback == nullptr || handle == nullptr) return OX_EARG;
   const auto send = [&](const RequestHeader& header, MessagePtr& answer) {
@@ -57,7 +57,7 @@ OX_RESULT get(const char* manager, const char* component, const char* amib_name,
 
 OX_RESULT set(const char* manager, std::uint32_t first, std::uint32_t second, const dnode* list,
               oxaAsyCallback callback, void* argument, void** handle) {
-  if (!session().connected()) return OX_ENOSESSION;
+  if (const OX_RESULT result = session().check()) return result;
   if (callback == nullptr || handle == nullptr) return OX_EARG;
   const auto send = [&](const RequestHeader& header, MessagePtr& answer) {
     return exchange_set(header, first, second, list, answer);

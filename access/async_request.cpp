@@ -30,6 +30,7 @@ OX_RESULT close_at_manager(const AsyncRequest& request) {
 }
 
 OX_RESULT close_request(const void* handle) {
+  if (const OX_RESULT result = session().check_thread()) return result;
   AsyncRequest* const found = find_async_request(handle);
   if (found == nullptr) return session().connected() ? OX_EHANDLE : OX_ENOSESSION;
   const AsyncRequestPtr request = take_async_request(found);  // released in every case
@@ -38,7 +39,7 @@ OX_RESULT close_request(const void* handle) {
 }
 
 OX_RESULT control_request(const void* handle, std::uint32_t code, const void* data, std::uint32_t length) {
-  if (!session().connected()) return OX_ENOSESSION;
+  if (const OX_RESULT result = session().check()) return result;
   const AsyncRequest* const request = find_async_request(handle);
   if (request == nullptr) return OX_EHANDLE;
   if (code > 0xFFFF || (data == nullptr && length != 0)) return OX_EARG;

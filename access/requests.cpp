@@ -50,7 +50,7 @@ bool has_request_time(const dnode* list) {
 
 OX_RESULT exchange_get(const RequestHeader& header, const char* component, const char* amib_name,
                        const oxaSelection* selection, std::uint32_t options, std::uint32_t limit, MessagePtr& reply) {
-  if (!session().connected()) return OX_ENOSESSION;
+  if (const OX_RESULT result = session().check()) return result;
   if (component == nullptr || amib_name == nullptr) return OX_EFORMAT;
   const std::span<const std::uint32_t> words =
       selection != nullptr ? std::span<const std::uint32_t>(selection->word) : std::span<const std::uint32_t>();
@@ -64,7 +64,7 @@ OX_RESULT exchange_get(const RequestHeader& header, const char* component, const
 OX_RESULT exchange_set(const RequestHeader& header, std::uint32_t first, std::uint32_t second, const dnode* list,
                        MessagePtr& reply) {
   constexpr std::uint32_t list_limit = 65536;
-  if (!session().connected()) return OX_ENOSESSION;
+  if (const OX_RESULT result = session().check()) return result;
   if (has_request_time(list)) return OX_EREQTIME;
   EncodedList encoded;
   if (const OX_RESULT failure = encoded.encode(list)) return failure;
@@ -124,7 +124,7 @@ OX_RESULT set(const char* manager, std::uint32_t first, std::uint32_t second, co
 
 OX_RESULT management(const char* manager, std::uint32_t code, const dnode* list, dnode** result) {
   if (result != nullptr) *result = nullptr;
-  if (!session().connected()) return OX_ENOSESSION;
+  if (const OX_RESULT failure = session().check()) return failure;
   if (code > 0xFFFF) return OX_EARG;  // it travels in the error field
   EncodedList encoded;
   if (const OX_RESULT failure = encoded.encode(list)) return failure;
@@ -135,7 +135,7 @@ OX_RESULT management(const char* manager, std::uint32_t code, const dnode* list,
 }
 
 OX_RESULT lock(const char* manager, const char* component, std::uint32_t argument, std::uint32_t* lock_id) {
-  if (!session().connected()) return OX_ENOSESSION;
+  if (const OX_RESULT result = session().check()) return result;
   if (component == nullptr) return OX_EFORMAT;
   if (lock_id == nullptr) return OX_EARG;
   MessagePtr reply;
@@ -152,7 +152,7 @@ OX_RESULT unlock(const char* manager, std::uint32_t lock_id) {
 
 OX_RESULT append(const char* manager, std::uint32_t first, std::uint32_t second, const char* text1, const char* text2,
                  const dnode* list) {
-  if (!session().connected()) return OX_ENOSESSION;
+  if (const OX_RESULT result = session().check()) return result;
   if (text1 == nullptr || text2 == nullptr) return OX_EFORMAT;
   EncodedList encoded;
   if (const OX_RESULT failure = encoded.encode(list)) return failure;
@@ -162,7 +162,7 @@ OX_RESULT append(const char* manager, std::uint32_t first, std::uint32_t second,
 }
 
 OX_RESULT data_size(const char* manager, const char* text1, const char* text2, std::uint32_t* size) {
-  if (!session().connected()) return OX_ENOSESSION;
+  if (const OX_RESULT result = session().check()) return result;
   if (text1 == nullptr || text2 == nullptr) return OX_EFORMAT;
   if (size == nullptr) return OX_EARG;
   MessagePtr reply;

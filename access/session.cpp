@@ -7,6 +7,7 @@
 #include <oxbase/oxc.h>
 
 #include "access/reports.h"
+#include "common/context.h"
 #include "common/error_codes.h"
 #include "common/settings.h"
 #include "common/trace.h"
@@ -37,6 +38,27 @@ void on_window_message(std::uint32_t message) {
 
 }  // namespace
 
+namespace {
+
+// A number for each thread that has asked for one, never given again: the system's own numbers come back.
+std::uint32_t this_thread() noexcept {
+  static constinit std::atomic<std::uint32_t> last{0};
+  thread_local const std::uint32_t number = ++last;
+  return number;
+}
+
+// Of a thread that has opened the session: with the thread the session ends.
+struct ThreadsEnd {
+  ThreadsEnd() = default;
+  ThreadsEnd(const ThreadsEnd&) = delete;
+  ThreadsEnd& operator=(const ThreadsEnd&) = delete;
+  ~ThreadsEnd() { session().abandon(thread); }
+
+  const std::uint32_t thread = this_thread();
+};
+
+}  // namespace
+
 Session& session() {
   static Session* const the_session = new Session();
   return *the_session;
@@ -49,25 +71,62 @@ platform::Error global_prefix(const char*& prefix) noexcept {
   return platform::error_none;
 }
 
+OX_RESULT Session::check_thread() const noexcept {
+  const std::uint32_t owner = owner_.load(std::memory_order_acquire);
+  return owner == 0 || owner == this_thread() ? OX_RESULT{OX_OK} : OX_RESULT{OX_ETHREAD};
+}
+
+bool Session::open_here() const noexcept {
+  return owner_.load(std::memory_order_acquire) == this_thread() && initialised_;
+}
+
+OX_RESULT Session::check() const noexcept {
+  if (const OX_RESULT result = check_thread()) return result;
+  return open_here() && connected() ? OX_RESULT{OX_OK} : OX_RESULT{OX_ENOSESSION};
+}
+
 OX_RESULT Session::open(oxaDisconnect on_disconnect) {
+  if (const OX_RESULT result = take()) return result;
   if (initialised_) return OX_OK;
-  OX_RESULT result = prepare_process();
-  if (result == OX_OK) {
-    result = guarded([this] { return connect(); });
-    if (result != OX_OK) close();
-  }
+  const OX_RESULT result = guarded([this]() -> OX_RESULT {
+    (void)context<ThreadsEnd>();
+    const OX_RESULT prepared = prepare_process();
+    return prepared != OX_OK ? prepared : connect();
+  });
   if (result == OX_OK) {
     on_disconnect_ = on_disconnect;
     initialised_ = true;
+  } else {
+    close();
   }
   return result;
 }
 
-void Session::close() noexcept {
+OX_RESULT Session::take() noexcept {
+  std::uint32_t owner = 0;
+  if (owner_.compare_exchange_strong(owner, this_thread(), std::memory_order_acquire)) {
+    if (initialised_) release();  // what an ended thread has left
+    return OX_OK;
+  }
+  return owner == this_thread() ? OX_RESULT{OX_OK} : OX_RESULT{OX_ETHREAD};
+}
+
+void Session::abandon(std::uint32_t thread) noexcept {
+  if (owner_.load(std::memory_order_acquire) != thread) return;
+  transport_.close();
+  owner_.store(0, std::memory_order_release);
+}
+
+void Session::release() noexcept {
   window_ = platform::ReportWindow();
   notifier_.stop();
   transport_.close();
   initialised_ = false;
+}
+
+void Session::close() noexcept {
+  release();
+  owner_.store(0, std::memory_order_release);
 }
 
 OX_RESULT Session::prepare_process() {
@@ -107,7 +166,7 @@ OX_RESULT Session::start_notifier_and_greet() {
 }
 
 OX_RESULT Session::exchange(const Frame& request, MessagePtr& reply) {
-  if (!connected()) return OX_ENOSESSION;
+  if (const OX_RESULT failure = check()) return failure;
   OX_RESULT result = transport_.send(request);
   if (result == OX_OK) result = transport_.receive(reply);
   if (!connected()) (void)window_.poster().post(window_connection_lost);
@@ -121,11 +180,12 @@ void Session::disconnect() {
 }
 
 OX_RESULT Session::dispatch(std::uint32_t timeout_ms) {
-  if (!initialised_) return OX_ENOSESSION;
+  if (const OX_RESULT failure = check_thread()) return failure;
+  if (!open_here()) return OX_ENOSESSION;
   window_.dispatch(timeout_ms);
   return OX_OK;
 }
 
-std::intptr_t Session::report_descriptor() const noexcept { return initialised_ ? window_.descriptor() : -1; }
+std::intptr_t Session::report_descriptor() const noexcept { return open_here() ? window_.descriptor() : -1; }
 
 }  // namespace ox

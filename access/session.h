@@ -1,5 +1,8 @@
-// The process's one session with the manager daemon. Everything here belongs to the thread that opens the session.
+// The process's one session with the manager daemon. Everything here belongs to the thread that opens the session; what
+// others may ask is whether it is theirs.
 #pragma once
+
+#include <atomic>
 
 #include <oxbase/oxa.h>
 
@@ -11,15 +14,23 @@ namespace ox {
 
 class Session {
  public:
-  // 0 when it is open already; see oxaInit. A failure leaves it closed.
+  // 0 when it is open already; 5001 when it belongs to another thread; see oxaInit. A failure leaves it closed.
   [[nodiscard]] OX_RESULT open(oxaDisconnect on_disconnect);
-  // Ends the connection, the window and the notifier, so that open() starts anew.
+  // Ends the connection, the window and the notifier, so that open() starts anew, on any thread.
   void close() noexcept;
+  // The thread of that number ends: where the session is its, the connection ends, too, and the next open(), on any
+  // thread, ends the rest.
+  void abandon(std::uint32_t thread) noexcept;
 
   // False before open() and once the connection is lost: a lost connection does not come back.
   [[nodiscard]] bool connected() const noexcept { return transport_.connected(); }
 
-  // Sends a request and waits for its reply. 14 without a connection. A loss of the connection is told to the
+  // Whether the calling thread may use the session: 0; 5001 while it belongs to another one.
+  [[nodiscard]] OX_RESULT check_thread() const noexcept;
+  // Whether it can send a request now: 0; 5001; 14 without a connection.
+  [[nodiscard]] OX_RESULT check() const noexcept;
+
+  // Sends a request and waits for its reply. 5001, 14. A loss of the connection is told to the
   // disconnect callback by the next dispatch().
   [[nodiscard]] OX_RESULT exchange(const Frame& request, MessagePtr& reply);
 
@@ -32,10 +43,14 @@ class Session {
   void set_service() noexcept { service_ = true; }
 
  private:
+  [[nodiscard]] bool open_here() const noexcept;
+  [[nodiscard]] OX_RESULT take() noexcept;  // for the calling thread; 5001 when it is another one's
+  void release() noexcept;
   [[nodiscard]] OX_RESULT prepare_process();
   [[nodiscard]] OX_RESULT connect();
   [[nodiscard]] OX_RESULT start_notifier_and_greet();
 
+  std::atomic<std::uint32_t> owner_{0};  // the number of the thread that it belongs to; 0: nobody's
   Transport transport_;
   platform::ReportWindow window_;
   Notifier notifier_;

@@ -123,7 +123,7 @@ OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void
   if (name == nullptr || *name == '\0' || handle == nullptr) return OX_EMISSING;
   const std::size_t length = std::strlen(name);
   if (length > name_limit) return OX_EWAITNAME;
-  if (!session().connected()) return OX_ENOSESSION;
+  if (const OX_RESULT result = session().check()) return result;
   if (callback == nullptr) return OX_EARG;
   wait_ptr<PersistentWait> wait = make_wait<PersistentWait>("evwait_001");
   if (!wait) return OX_ENOMEM;
@@ -153,6 +153,7 @@ OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void
 }
 
 OX_RESULT close(const void* handle) {
+  if (const OX_RESULT result = session().check_thread()) return result;
   PersistentWait* const wait = waits.find(handle);
   if (wait == nullptr || wait->closed) return OX_EMISSING;
   // Before the name is free: another process may open it at once, and the memory is its from then on.

@@ -47,7 +47,7 @@ OX_RESULT events_of(const Message& reply, evmsg_ptr& list) {
 }
 
 OX_RESULT open(const char* session_name, const char* sender, std::uint32_t* handle) {
-  if (!session().connected()) return OX_ENOSESSION;
+  if (const OX_RESULT result = session().check()) return result;
   if (sender == nullptr || handle == nullptr) return OX_EARG;
   MessagePtr reply;
   const OX_RESULT result = log_request({.command = code_open, .manager = session_name},

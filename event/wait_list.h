@@ -6,6 +6,7 @@
 
 #include <oxbase/oxc.h>
 
+#include "access/session.h"
 #include "event/evflt.h"
 
 namespace ox::event {
@@ -50,8 +51,9 @@ class WaitList {
     return wait_ptr<Wait>(open);
   }
 
-  // Gives an open wait a copy of the filter. 0; 1 for a wait that is not on the list; 3.
+  // Gives an open wait a copy of the filter. 0; 1 for a wait that is not on the list; 3; 5001.
   [[nodiscard]] OX_RESULT set_filter(const void* handle, const evflt* filter) const noexcept {
+    if (const OX_RESULT result = session().check_thread()) return result;
     Wait* const wait = find(handle);
     if (wait == nullptr) return OX_EARG;
     evflt_ptr copy;

@@ -34,9 +34,10 @@ constinit WaitList<IconWait> icon_waits;
 constinit std::uint32_t last_serial = 0;
 
 template <class Wait, class Callback>
-OX_RESULT open_wait(WaitList<Wait>& waits, const char* session, const char* component, const char* path,
+OX_RESULT open_wait(WaitList<Wait>& waits, const char* manager, const char* component, const char* path,
                     std::uint32_t flags, Callback callback, void* argument, oxaAsyCallback on_report, void** handle) {
   if (callback == nullptr || handle == nullptr) return OX_EARG;
+  if (const OX_RESULT result = session().check()) return result;
   wait_ptr<Wait> wait = make_wait<Wait>("evwait_000");
   if (!wait) return OX_ENOMEM;
   wait->callback = callback;
@@ -44,7 +45,7 @@ OX_RESULT open_wait(WaitList<Wait>& waits, const char* session, const char* comp
   wait->flags = flags;
   wait->serial = ++last_serial;
   const OX_RESULT result =
-      oxaAsyGet(session, component, path, nullptr, watch_option, 0, on_report, wait.get(), &wait->request);
+      oxaAsyGet(manager, component, path, nullptr, watch_option, 0, on_report, wait.get(), &wait->request);
   if (result != OX_OK) return result;
   *handle = waits.add(std::move(wait));
   return OX_OK;
@@ -52,6 +53,7 @@ OX_RESULT open_wait(WaitList<Wait>& waits, const char* session, const char* comp
 
 template <class Wait>
 OX_RESULT close_wait(WaitList<Wait>& waits, const void* handle) {
+  if (const OX_RESULT result = session().check_thread()) return result;
   Wait* const open = waits.find(handle);
   if (open == nullptr) return OX_EARG;
   const wait_ptr<Wait> wait = waits.take(open);

@@ -1,14 +1,20 @@
 /*
  * Manager access: the process's one session with the local manager daemon, and the requests that are answered at
- * once. A session is used from the thread that called oxaInit.
+ * once.
+ *
+ * Threads: a session belongs to the thread that called oxaInit, for as long as that thread lives. On any other one
+ * every operation on it (requests, waits and their filters, closing, oxaDispatch, oxaInit itself) returns 5001 at once,
+ * and changes nothing. When its thread ends, the session ends with it: the manager sees it go, the operations return
+ * 14, and oxaInit of any thread opens another.
  *
  * `manager` is the name of the manager addressed, null or "" for the local one. A component is "type:name" ("map:top"),
  * with "*" as name for all of a type. An AMIB name is a path, a prefix ("11.15"), a name, a path with alternatives in
  * braces ("obj.dataEnt.{1,2}.0"), or several separated by commas.
  *
- * Every request returns 14 without a session, 17 when the connection is lost, 3 when memory runs out, 71 for a broken
- * reply, 266 for a text of 65535 characters or more, or the error that the manager replied. The request that finds the
- * connection lost or broken closes it; those after it return 14. A lost connection does not come back in the process.
+ * Every request returns 14 without a session, 5001 on another thread, 17 when the connection is lost, 3 when memory
+ * runs out, 71 for a broken reply, 266 for a text of 65535 characters or more, or the error that the manager replied.
+ * The request that finds the connection lost or broken closes it; those after it return 14. A lost connection does not
+ * come back in the process.
  */
 #ifndef OXBASE_OXA_H
 #define OXBASE_OXA_H
@@ -45,13 +51,13 @@ OX_API uint32_t OX_CALL oxaLogon(void);
 
 /*
  * Runs what the manager has announced to this thread's session, waiting at most timeoutMs for it (0: not at all,
- * 0xFFFFFFFF: without limit). Returns 0, 14 without a session.
+ * 0xFFFFFFFF: without limit). Returns 0, 14 without a session, 5001 on another thread.
  */
 OX_API OX_RESULT OX_CALL oxaDispatch(uint32_t timeoutMs);
 
 /*
  * A descriptor that polls readable while oxaDispatch has something to run, for an application's own loop; -1 without
- * a session, or where the platform delivers through the thread's window messages.
+ * a session, on another thread, or where the platform delivers through the thread's window messages.
  */
 OX_API intptr_t OX_CALL oxaGetReportFd(void);
 

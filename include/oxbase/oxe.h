@@ -3,8 +3,8 @@
  * told of events as they come.
  *
  * `session` is the name of the manager addressed, null or "" for the local one. Operations that send something return
- * 14 without a session with the manager, 17 when the connection is lost, 3 when memory runs out, 71 for a broken reply,
- * or the error that the manager replied.
+ * 14 without a session with the manager, 5001 on another thread than the session's (oxa.h), 17 when the connection is
+ * lost, 3 when memory runs out, 71 for a broken reply, or the error that the manager replied.
  */
 #ifndef OXBASE_OXE_H
 #define OXBASE_OXE_H
@@ -296,7 +296,8 @@ OX_API OX_RESULT OX_CALL oxeEvlogModify(const char* session, uint32_t mode, cons
 
 /* ---- Waits ------------------------------------------------------------------------------------------------------
  * A wait's callback runs on the session's thread, from oxaDispatch or the thread's message loop. It may send requests,
- * open and close waits, its own too, and dispatch.
+ * open and close waits, its own too, and dispatch. All of this belongs to that thread: on another one the operations on
+ * waits and their filters return 5001.
  */
 
 /*

@@ -11,8 +11,8 @@
  *  - Memory that a caller has to release is released with the function that the comment names; plain blocks with
  *    oxcMemFree.
  *  - A failed call leaves records, lists and out-arguments as they were.
- *  - Functions may be called from any thread; one record or list is used by one thread at a time. The session (oxa)
- *    belongs to the thread that called oxaInit.
+ *  - Functions may be called from any thread; one record or list is used by one thread at a time. The session
+ *    (oxa) belongs to the thread that called oxaInit.
  */
 #ifndef OXBASE_OXTYPES_H
 #define OXBASE_OXTYPES_H
@@ -151,7 +151,8 @@ enum {
   OX_EV6PREFIX = 412,      /* bad IPv6 prefix */
   OX_ETREEEXISTS = 416,    /* the tree already exists */
   OX_EWAITNAME = 418,      /* wait name too long */
-  OX_ERRNO_BASE = 5000     /* 5000 + errno, for errno 1 to 34 */
+  OX_ERRNO_BASE = 5000,    /* 5000 + errno, for errno 1 to 34 */
+  OX_ETHREAD = 5001        /* not permitted: the session belongs to another thread */
 };
 
 /* Value type codes: of data nodes, of AMIB nodes, and of the definition files' keywords. */
