@@ -6,6 +6,7 @@
 #include "common/once_text.h"
 #include "common/text_result.h"
 #include "common/trace.h"
+#include "platform/environment.h"
 #include "platform/registry.h"
 
 namespace ox::settings {
@@ -29,6 +30,7 @@ std::string directory(const char* name) {
   return path;
 }
 
+constinit OnceText root_text(platform::system_root);
 constinit OnceText home_text([] { return directory("HomeDir"); });
 constinit OnceText work_text([] { return directory("WorkDir"); });
 constinit OnceText locale_text([] { return text("Locale", 64); });
@@ -63,6 +65,11 @@ std::uint32_t is_text(const char* name, std::uint32_t limit, const char* expecte
 }  // namespace ox::settings
 
 namespace settings = ox::settings;
+
+const char* OX_CALL oxcGetSystemRoot(void) {
+  OX_ENTRY("oxcGetSystemRoot", "");
+  return ox::traced_text("oxcGetSystemRoot", [] { return settings::root_text.get(); });
+}
 
 const char* OX_CALL oxcGetHomedir(void) {
   OX_ENTRY("oxcGetHomedir", "");

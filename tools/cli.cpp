@@ -7,6 +7,8 @@
 #include <random>
 #include <vector>
 
+#include "tools/diagnosis.h"
+
 namespace tool {
 
 std::string on_one_line(std::string text) {
@@ -40,6 +42,10 @@ int run(CLI::App& app, std::vector<std::string> arguments, const std::function<i
   } catch (const std::exception& error) {
     const std::string line = app.get_name() + ": " + error.what();
     (void)std::fflush(stdout);
+    if (const auto* explained = dynamic_cast<const Explained*>(&error)) {
+      (void)std::fprintf(stderr, "%s: %s\n", line.c_str(), explained->text().c_str());
+      return exit_failed;
+    }
     if (const auto* failure = dynamic_cast<const Failure*>(&error)) {
       (void)oxcPerror(line.c_str(), failure->code());
       return exit_failed;
@@ -49,7 +55,16 @@ int run(CLI::App& app, std::vector<std::string> arguments, const std::function<i
   }
 }
 
-void open_session() { require(oxaInit(nullptr), "manager"); }
+void open_session(oxaDisconnect on_disconnect) {
+  for (int patience = 20;; --patience) {  // seconds, about
+    const OX_RESULT code = oxaInit(on_disconnect);
+    if (code == OX_OK) return;
+    const Diagnosis found = examine_session(code);
+    if (found.passes && patience > 0) continue;
+    if (found.what.empty()) throw Failure("manager", code);
+    throw Explained("manager", code, found);
+  }
+}
 
 namespace {
 
@@ -86,6 +101,9 @@ void load_tree(const std::vector<std::string>& files, const Fault& fault) {
 }
 
 std::vector<std::string> definition_files() {
+  if (const Diagnosis found = examine_installation(); !found.what.empty()) {
+    throw Explained("installation", OX_ENOTINSTALLED, found);
+  }
   const std::string directory = std::string(oxcGetWorkdir()) + "/public/amib";
   oxfFileList* list = nullptr;
   require(oxfGetFileList(directory.c_str(), ".def", 0, &list), directory);

@@ -58,8 +58,9 @@ int run(CLI::App& app, std::vector<std::string> arguments, const std::function<i
 // The arguments after the program's name.
 std::vector<std::string> arguments(int argc, char** argv);
 
-// Opens the session with the manager.
-void open_session();
+// Opens the session with the manager, and waits for one that is just starting. Throws what keeps the user from it, with
+// the next step.
+void open_session(oxaDisconnect on_disconnect = nullptr);
 
 // Attaches the manager's attribute tree; without a manager, loads the installation's definition files into a tree of
 // this process's own.

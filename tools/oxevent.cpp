@@ -141,7 +141,7 @@ void* open_wait(const Options& options, Waiting& waiting) {
 int wait(const Options& options) {
   using clock = std::chrono::steady_clock;
   constexpr uint32_t forever = 0xFFFFFFFF;
-  tool::require(oxaInit(on_disconnect), "manager");
+  tool::open_session(on_disconnect);
   Waiting waiting{options};
   void* const opened = open_wait(options, waiting);
   const auto end = clock::now() + std::chrono::seconds(options.timeout);

@@ -63,7 +63,7 @@ void OX_CALL on_disconnect(uint32_t, OX_RESULT, uint32_t) { connection_lost = tr
 
 int watch(const Options& options) {
   constexpr uint32_t forever = 0xFFFFFFFF;
-  tool::require(oxaInit(on_disconnect), "manager");
+  tool::open_session(on_disconnect);
   const std::string names = joined(options.names);
   Watch watched{options};
   void* request = nullptr;

@@ -175,6 +175,12 @@ OX_API OX_RESULT OX_CALL oxcGetCRunError(void);
  */
 OX_API OX_RESULT OX_CALL oxcSystemLog(const char* source, uint32_t type, const char* text);
 
+/*
+ * The folder that stands for the system that this process works in: OXBASE_SYSTEM, or what stands for it where that is
+ * not set (docs/linux.md); on Windows empty then. The text stays valid, and is empty when memory runs out.
+ */
+OX_API const char* OX_CALL oxcGetSystemRoot(void);
+
 /* ---- Installation settings ------------------------------------------------------------------------------------
  * Texts are read once per process from the registry key "SOFTWARE\CORVID\OXBASE"; empty while the value is absent.
  */

@@ -5,6 +5,7 @@
 #include "platform/environment.h"
 #include "tests/road/daemon.h"
 #include "tests/support/installation.h"
+#include "tests/support/registry.h"
 #include "tests/support/snmpd.h"
 #include "tests/support/system_root.h"
 
@@ -99,6 +100,38 @@ TEST(Tools, TheTreeWithAndWithoutAManager) {
   });
   const Daemon daemon;
   expect(calls);
+}
+
+// Of what keeps a user out the tools tell what, where and what to type next.
+TEST(Tools, WhatKeepsAUserOutIsTold) {
+  const std::string root = native(system_root());
+  const std::string where = " for the installation in " + root + "\n  next: oxmgrd ";
+  const auto get = [](const std::string& told) { expect({{"oxget system:system 11.1.1.0", "~1 " + told}}); };
+  const auto refused = [&](const std::string& told) { get("oxget: manager: error 15: " + told); };
+  remove_settings();
+  refused("no installation in " + root + ", which OXBASE_SYSTEM names\n  next: make-installation '" + root + "'");
+  expect({{"oxamib tree", "~1 oxamib: installation: error 391: no installation in " + root}});
+  install_settings();
+  set_value("WorkDir", "");
+  refused("WorkDir is not set in the installation in " + root + "\n  next: make-installation");
+  set_value("WorkDir", (root + "-moved").c_str());
+  refused("WorkDir of the installation in " + root + " is " + root + "-moved, which is no folder\n  next: correct ");
+  install_settings();
+  refused("the error texts of the installation in " + root + " cannot be read: ");
+  lay_down_installation();
+  refused("no manager is running" + where);
+  for (const char* const group : {foreign_group(), "no such group"}) {
+    set_value("LocalGroup", group);
+    get(std::string("the group ") + group);
+  }
+  install_settings();
+  {
+    const Installation started(Installation::Missing::tree);
+    refused("a manager runs for the installation in " + root + ", but its AMIB is missing: ");
+  }
+  set_value("InitRetryCnt", 0u);
+  const Installation ending;
+  get("oxget: manager: error 393: the manager of the installation in " + root + " has started, and takes no conn");
 }
 
 TEST(Tools, TraceOfARunningProcessIsSwitched) {
