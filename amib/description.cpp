@@ -1,4 +1,6 @@
 // Descriptions of nodes, from the installation's "*.dsc" files: a written path, a tab, the text.
+#include "amib/description.h"
+
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -37,27 +39,36 @@ OX_RESULT take_line(char* line, DescriptionTable& table) {
   return result == OX_EAMIBNAME ? OX_RESULT{OX_OK} : result;  // the files may serve larger trees
 }
 
-OX_RESULT read_lines(LineFile& file, DescriptionTable& table) {
+bool is_line_fault(OX_RESULT result) noexcept {
+  return result == OX_ESYNTAX || result == OX_ELINELONG || result == OX_EPATHLONG || result == OX_EDEPTH;
+}
+
+// A faulty line is told and costs itself alone.
+OX_RESULT read_lines(const char* path, LineFile& file, const FaultSink& faults, DescriptionTable& table) {
   for (char* line = nullptr;;) {
-    if (const OX_RESULT result = file.next(line); result != OX_OK || line == nullptr) return result;
-    if (const OX_RESULT result = take_line(line, table); result != OX_OK) return result;
+    OX_RESULT result = file.next(line);
+    if (result == OX_OK && line == nullptr) return OX_OK;
+    const char* const subject = result == OX_OK ? line : "";
+    if (result == OX_OK) result = take_line(line, table);
+    if (result == OX_OK) continue;
+    if (!is_line_fault(result)) return result;
+    faults.tell(path, file.line_number(), result, subject);
   }
 }
 
-OX_RESULT read_file(const char* path, DescriptionTable& table) {
+OX_RESULT read_file(const char* path, const FaultSink& faults, DescriptionTable& table) {
   LineFile file;
   OX_RESULT result = oxcCheckFile(path, 1);
   if (result == OX_OK) result = file.open(path);
-  if (result == OX_OK) result = read_lines(file, table);
+  if (result == OX_OK) result = read_lines(path, file, faults, table);
   if (result != OX_OK) (void)oxfSetErrorFile(path, file.line_number());
   return result;
 }
 
-OX_RESULT read_files(DescriptionTable& table) {
-  std::vector<std::string> files;
-  if (const OX_RESULT result = list_public_files(".dsc", files); result != OX_OK) return result;
+// A file that cannot be read costs its own texts.
+OX_RESULT read_files(const std::vector<std::string>& files, DescriptionTable& table) {
   for (const std::string& file : files) {
-    if (const OX_RESULT result = read_file(file.c_str(), table); result != OX_OK) return result;
+    if (read_file(file.c_str(), {}, table) == OX_ENOMEM) return OX_ENOMEM;
   }
   std::stable_sort(table.begin(), table.end(),
                    [](const Description& a, const Description& b) { return a.path < b.path; });
@@ -73,7 +84,7 @@ OX_RESULT describe(const char* path, const char** description) {
   PathText number;
   if (const OX_RESULT result = node_path(node, Form::numbers, number); result != OX_OK) return result;
   const DescriptionTable* table = nullptr;
-  if (const OX_RESULT result = descriptions.get(read_files, table); result != OX_OK) return result;
+  if (const OX_RESULT result = descriptions.get(".dsc", read_files, table); result != OX_OK) return result;
   const auto after = std::upper_bound(table->begin(), table->end(), std::string_view(number.data()),
                                       [](std::string_view wanted, const Description& a) { return wanted < a.path; });
   if (after == table->begin() || (after - 1)->path != number.data()) return OX_ENOTINTABLE;
@@ -82,6 +93,12 @@ OX_RESULT describe(const char* path, const char** description) {
 }
 
 }  // namespace
+
+OX_RESULT check_description_file(const char* path, const FaultSink& faults) {
+  DescriptionTable table;
+  return read_file(path, faults, table);
+}
+
 }  // namespace ox::amib
 
 // The texts of its trace are not called after the function, and not after each other; readers of traces know them so.

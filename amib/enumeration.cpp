@@ -24,11 +24,11 @@ struct ValueText {
 OX_RESULT enumeration_of(const char* path, const Enumeration*& enumeration) {
   if (!is_attached()) return OX_ENOSESSION;
   const EnumTable* table = nullptr;
-  if (const OX_RESULT result = enumerations.get(read_enum_files, table); result != OX_OK) return result;
+  if (const OX_RESULT result = enumerations.get(".enm", read_enum_files, table); result != OX_OK) return result;
   PathText number;
   if (const OX_RESULT result = convert_path(path, Form::numbers, number); result != OX_OK) return result;
   enumeration = find_enumeration(*table, number.data());
-  return enumeration != nullptr ? OX_OK : OX_ENOTINTABLE;
+  return enumeration != nullptr ? enumeration->fault : OX_RESULT{OX_ENOTINTABLE};
 }
 
 OX_RESULT text_of_value(const char* path, std::int32_t value, const char** text) {
@@ -66,8 +66,9 @@ OX_RESULT text_or_number(const char* path, std::int32_t value, const char** text
 }  // namespace
 
 void order_enumerations(EnumTable& table) {
-  std::stable_sort(table.begin(), table.end(),
-                   [](const Enumeration& a, const Enumeration& b) { return a.path < b.path; });
+  std::stable_sort(table.begin(), table.end(), [](const Enumeration& a, const Enumeration& b) {
+    return a.path != b.path ? a.path < b.path : a.fault != OX_OK && b.fault == OX_OK;
+  });
   const auto last_kept = std::unique(table.rbegin(), table.rend(),
                                      [](const Enumeration& a, const Enumeration& b) { return a.path == b.path; });
   table.erase(table.begin(), last_kept.base());

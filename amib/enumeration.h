@@ -8,6 +8,8 @@
 
 #include <oxbase/oxtypes.h>
 
+#include "amib/fault_sink.h"
+
 namespace ox::amib {
 
 struct EnumItem {
@@ -18,19 +20,23 @@ struct EnumItem {
 struct Enumeration {
   std::string path;             // numeric
   std::vector<EnumItem> items;  // by value
+  OX_RESULT fault = OX_OK;      // of an item: the enumeration is lost, and this is what is said of its values
 };
 
 // Sorted by path.
 using EnumTable = std::vector<Enumeration>;
 
-// Reads every enumeration file of the installation. Enumerations of nodes that the tree in use lacks are left out; of
-// two enumerations of one node the one read later stays.
-OX_RESULT read_enum_files(EnumTable& table);
+// Reads every enumeration file. Enumerations of nodes that the tree in use lacks are left out; of two enumerations of
+// one node the one read later stays, unless it alone is lost.
+OX_RESULT read_enum_files(const std::vector<std::string>& files, EnumTable& table);
 
-// Adds the enumerations of one file, in the order of the file. A fault is recorded with file and line.
+// Adds the enumerations of one file, in the order of the file. A fault that is more than an item's ends the reading,
+// and is recorded with file and line.
 OX_RESULT read_enum_file(const char* path, EnumTable& table);
+// Reads on behind every fault, and tells all of them: also what reading passes over.
+OX_RESULT check_enum_file(const char* path, const FaultSink& faults);
 
-// Sorts by path and keeps the last enumeration of each.
+// Sorts by path and keeps one enumeration of each.
 void order_enumerations(EnumTable& table);
 
 // The enumeration of the longest prefix of a numeric path: one that is given for a column holds for every instance.

@@ -19,16 +19,26 @@ OX_RESULT LineFile::open(const char* path) {
 
 OX_RESULT LineFile::rewind() {
   if (std::fseek(file_.get(), 0, SEEK_SET) != 0) return oxcGetCRunError();
+  whole_ = true;
   number_ = 0;
   return OX_OK;
 }
 
+void LineFile::skip_rest() {
+  for (int c = 0; !whole_ && (c = std::getc(file_.get())) != EOF;) whole_ = c == '\n';
+  whole_ = true;
+}
+
 OX_RESULT LineFile::next(char*& line) {
+  skip_rest();
   while (std::fgets(line_, sizeof line_, file_.get()) != nullptr) {
     ++number_;
     std::size_t size = std::strlen(line_);
     if (size >= 2 && line_[size - 1] == '\n' && line_[size - 2] == '\r') line_[--size - 1] = '\n';
-    if (size >= line_limit) return OX_ELINELONG;
+    if (size >= line_limit) {
+      whole_ = line_[size - 1] == '\n';
+      return OX_ELINELONG;
+    }
     if (size != 0) line_[size - 1] = '\0';
     if (line_[0] == '\0' || line_[0] == '#') continue;
     line = line_;

@@ -19,7 +19,8 @@ class LineFile {
   // Reads the next line into the reader's own buffer, where the caller may change it; null at the end of the file.
   // The last character of every line is dropped without being looked at: it is the line feed, and a last line without
   // one loses a character. A carriage return before the line feed is dropped too. Empty lines and those that begin
-  // with "#" are passed over. 87 for a line of 8191 characters or more; the runtime's error when reading fails.
+  // with "#" are passed over. 87 for a line of 8191 characters or more, after which the next one can be read; the
+  // runtime's error when reading fails.
   OX_RESULT next(char*& line);
 
   [[nodiscard]] std::uint32_t line_number() const noexcept { return number_; }
@@ -30,7 +31,10 @@ class LineFile {
   };
 
   std::unique_ptr<std::FILE, Close> file_;
+  void skip_rest();
+
   std::uint32_t number_ = 0;
+  bool whole_ = true;  // the last line has been read to its end
   char line_[8194];
 };
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <set>
+#include <string>
 #include <string_view>
 
 #include <oxbase/oxb.h>
@@ -20,25 +22,69 @@ namespace {
 
 constexpr std::string_view root_name = "amibtop";
 
-// Calls `take` for the fields of every node line. A fault of a line is recorded with its number.
-template <class Take>
-OX_RESULT for_each_line(LineFile& file, const char* path, Take take) {
-  OX_RESULT result = OX_OK;
-  for (char* line = nullptr; result == OX_OK;) {
-    result = file.next(line);
-    if (result == OX_OK && line == nullptr) return OX_OK;
-    Fields fields;
-    if (result == OX_OK) result = split_fields(line, fields);
-    if (result == OX_OK && fields.text[0] != nullptr) result = take(fields);
-  }
-  if (is_file_fault(result)) (void)oxfSetErrorFile(path, file.line_number());
-  return result;
+// Faults of one line, after which the next one can be read.
+bool is_line_fault(OX_RESULT result) noexcept {
+  constexpr OX_RESULT faults[] = {OX_ESYNTAX,   OX_EVALUETYPE,  OX_EFORMAT,    OX_ELINELONG,
+                                  OX_ERANGE,    OX_EAMIBNAME,   OX_ENAMEUSED,  OX_ENUMBERUSED,
+                                  OX_ENOPARENT, OX_EACCESSWORD, OX_EINTERFACE, OX_EPARENTLATE};
+  return std::find(std::begin(faults), std::end(faults), result) != std::end(faults);
 }
+
+// Whether a failure is the file's own fault, so that another order of the files may help.
+bool is_file_fault(OX_RESULT result) noexcept {
+  return is_line_fault(result) || result == OX_EISDIR || result == OX_EOPEN || result == OX_ETREESIZE ||
+         result > OX_ERRNO_BASE;
+}
+
+bool is_parent_fault(OX_RESULT result) noexcept { return result == OX_ENOPARENT || result == OX_EPARENTLATE; }
+
+// What a line's fault is about.
+const char* subject_of(OX_RESULT fault, const Fields& fields, const NodeLine& line) noexcept {
+  switch (fault) {
+    case OX_EVALUETYPE:
+      return line.type;
+    case OX_EACCESSWORD:
+      return line.access;
+    case OX_EINTERFACE:
+      return line.interface_word;
+    case OX_ENOPARENT:
+    case OX_EPARENTLATE:
+      return line.parent;
+    default:
+      return fields.text[0] != nullptr ? fields.text[0] : "";
+  }
+}
+
+// The faults of a file that is read to its end: those that follow from an earlier one are not told.
+class Findings {
+ public:
+  Findings(const char* path, const FaultSink& sink) : path_(path), sink_(sink) {}
+
+  void add(std::uint32_t line, OX_RESULT fault, const Fields& fields, const NodeLine& node) {
+    const bool follows = is_parent_fault(fault) && !lost_.insert(node.parent).second;
+    if (fields.text[0] != nullptr) lost_.insert(fields.text[0]);
+    if (!follows) tell(line, fault, subject_of(fault, fields, node));
+  }
+  void tell(std::uint32_t line, OX_RESULT fault, const char* subject) {
+    sink_.tell(path_, line, fault, subject);
+    if (first_ != OX_OK) return;
+    first_ = fault;
+    (void)oxfSetErrorFile(path_, line);
+  }
+  [[nodiscard]] OX_RESULT first() const noexcept { return first_; }
+
+ private:
+  const char* path_;
+  const FaultSink& sink_;
+  std::set<std::string> lost_;  // nodes that there would be, and missing parents that have been told
+  OX_RESULT first_ = OX_OK;
+};
 
 // One file on its way into the tree. What is not finished is undone.
 class Load {
  public:
-  explicit Load(const char* path) : path_(path) {}
+  // Without `findings` the first fault ends it.
+  explicit Load(const char* path, Findings* findings = nullptr) : path_(path), findings_(findings) {}
   Load(const Load&) = delete;
   Load& operator=(const Load&) = delete;
 
@@ -48,12 +94,15 @@ class Load {
  private:
   OX_RESULT create_directory();
   OX_RESULT choose_slot();
+  template <class Take>
+  OX_RESULT for_each_line(Take take);
   OX_RESULT measure();
   OX_RESULT create_block();
   OX_RESULT create_nodes(BlockBuilder& builder);
   OX_RESULT fill_block();
 
   const char* path_;
+  Findings* findings_;
   LineFile file_;
   View before_;  // the tree in use, when a new tree is begun
   bool directory_created_ = false;
@@ -95,12 +144,28 @@ OX_RESULT Load::choose_slot() {
   return OX_OK;
 }
 
+// Calls `take` for the fields of every node line, and of those that have the wrong number of fields or are too long
+// with the result so far. A fault ends it, and is recorded, unless faults are collected; then `take` tells them.
+template <class Take>
+OX_RESULT Load::for_each_line(Take take) {
+  for (char* line = nullptr;;) {
+    OX_RESULT result = file_.next(line);
+    if (result == OX_OK && line == nullptr) return OX_OK;
+    Fields fields{};
+    if (result == OX_OK) result = split_fields(line, fields);
+    if (result == OX_OK ? fields.text[0] != nullptr : is_line_fault(result)) result = take(fields, result);
+    if (result == OX_OK || (findings_ != nullptr && is_line_fault(result))) continue;
+    if (is_file_fault(result)) (void)oxfSetErrorFile(path_, file_.line_number());
+    return result;
+  }
+}
+
 // Every node line gets room, also one that will turn out to repeat a node.
 OX_RESULT Load::measure() {
   std::uint64_t size = directory_created_ ? record_size(root_name.size()) : 0;
-  const OX_RESULT result = for_each_line(file_, path_, [&](const Fields& fields) -> OX_RESULT {
-    size += record_size(std::string_view(fields.text[0]).size());
-    return OX_OK;
+  const OX_RESULT result = for_each_line([&](const Fields& fields, OX_RESULT fault) -> OX_RESULT {
+    size += record_size(fault == OX_OK ? std::string_view(fields.text[0]).size() : 0);
+    return fault;
   });
   if (result != OX_OK) return result;
   OX_TRACE(trace::amib, "<M:oxbAddAmibTree(mcsize=%d)>\n", static_cast<int>(size));
@@ -129,19 +194,23 @@ OX_RESULT Load::create_nodes(BlockBuilder& builder) {
     }
   }
   bool any = false;
-  return for_each_line(file_, path_, [&](const Fields& fields) {
-    NodeLine line;
-    OX_RESULT result = parse_node_line(fields, line);
-    if (result == OX_OK) result = builder.create_entry(line);
-    if (result == OX_ENOPARENT && any) result = OX_EPARENTLATE;
-    any = true;
-    return result;
+  return for_each_line([&](const Fields& fields, OX_RESULT fault) {
+    NodeLine line{};
+    if (fault == OX_OK) {
+      fault = parse_node_line(fields, line);
+      if (fault == OX_OK) fault = builder.create_entry(line);
+      if (fault == OX_ENOPARENT && any) fault = OX_EPARENTLATE;
+      any = true;
+    }
+    if (findings_ != nullptr && is_line_fault(fault)) findings_->add(file_.line_number(), fault, fields, line);
+    return fault;
   });
 }
 
 OX_RESULT Load::fill_block() {
   BlockBuilder builder(index_, size_);
-  const OX_RESULT result = guarded([&] { return create_nodes(builder); });
+  OX_RESULT result = guarded([&] { return create_nodes(builder); });
+  if (result == OX_OK && findings_ != nullptr) result = findings_->first();
   if (result != OX_OK) {
     builder.discard();
     directory()->key[index_] = 0;
@@ -188,19 +257,39 @@ OX_RESULT check_file(const char* path) {
 
 }  // namespace
 
-bool is_file_fault(OX_RESULT result) noexcept {
-  constexpr OX_RESULT faults[] = {OX_ESYNTAX,    OX_EVALUETYPE, OX_EFORMAT,     OX_ELINELONG, OX_ERANGE,
-                                  OX_EAMIBNAME,  OX_ENAMEUSED,  OX_ENUMBERUSED, OX_ENOPARENT, OX_EACCESSWORD,
-                                  OX_EINTERFACE, OX_EISDIR,     OX_EOPEN,       OX_ETREESIZE, OX_EPARENTLATE};
-  return result > OX_ERRNO_BASE || std::find(std::begin(faults), std::end(faults), result) != std::end(faults);
-}
-
 OX_RESULT add_file(const char* path) {
   if (const OX_RESULT result = check_file(path); result != OX_OK) return result;
   Load load(path);
   const OX_RESULT result = guarded([&] { return load.run(); });
   if (result != OX_OK) load.roll_back();
   return result;
+}
+
+OX_RESULT add_file_telling(const char* path, const FaultSink& faults) {
+  Findings findings(path != nullptr ? path : "", faults);
+  OX_RESULT result = check_file(path);
+  if (result == OX_OK) {
+    Load load(path, &findings);
+    result = guarded([&] { return load.run(); });
+    if (result != OX_OK) load.roll_back();
+  }
+  if (is_file_fault(result) && findings.first() == OX_OK) findings.tell(0, result, "");
+  return result;
+}
+
+OX_RESULT add_in_passes(oxbFileEntry* list) {
+  for (std::size_t before = SIZE_MAX;;) {
+    std::size_t missing = 0;
+    for (oxbFileEntry* file = list; file != nullptr; file = file->next) {
+      if (file->done != 0) continue;
+      const OX_RESULT result = add_file(file->path);
+      if (result != OX_OK && !is_file_fault(result)) return result;
+      if (result == OX_OK) file->done = 1;
+      missing += result != OX_OK ? 1 : 0;
+    }
+    if (missing == 0 || missing == before) return OX_OK;
+    before = missing;
+  }
 }
 
 }  // namespace ox::amib

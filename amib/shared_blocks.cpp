@@ -5,8 +5,10 @@
 #include <new>
 #include <utility>
 
+#include <oxbase/oxb.h>
 #include <oxbase/oxc.h>
 
+#include "amib/node.h"
 #include "common/error_codes.h"
 #include "common/memory.h"
 #include "common/trace.h"
@@ -17,6 +19,9 @@ namespace {
 using platform::SharedBlock;
 
 ShmEntry* registry = nullptr;
+
+// Every process has a scratch tree of its own: its blocks have no names, and are found in the registry alone.
+bool is_unnamed(std::uint32_t key) noexcept { return key - OXB_SCRATCH_TREE < block_slots; }
 
 struct BlockName {
   char text[32];
@@ -70,7 +75,9 @@ OX_RESULT create(std::uint32_t key, std::uint32_t size, ShmView& view) {
   auto entry = make_tracked<ShmEntry>("shm_entry_000");
   HandlePtr handle = make_handle("shm_handle_000");
   if (!entry || !handle) return OX_ENOMEM;
-  if (const auto error = handle->block.create(block_name(key).text, size, platform::Access::machine); error != 0) {
+  const BlockName name = block_name(key);
+  const char* const shared_name = is_unnamed(key) ? nullptr : name.text;
+  if (const auto error = handle->block.create(shared_name, size, platform::Access::machine); error != 0) {
     return code_of_platform_error(error);
   }
   if (!platform::is_readable(handle->block.data(), size)) return OX_ESHMCREATE;
@@ -84,7 +91,14 @@ OX_RESULT create(std::uint32_t key, std::uint32_t size, ShmView& view) {
 }
 
 // A process that may not write the tree still reads it.
-platform::Error open_block(ShmHandle& handle, std::uint32_t key, std::uint32_t access) {
+platform::Error open_block(const ShmEntry& entry, std::uint32_t access, ShmHandle& handle) {
+  const std::uint32_t key = entry.key;
+  if (is_unnamed(key)) {
+    if (entry.handles == nullptr) return platform::error_file_not_found;
+    handle.writable = access == shm_write;
+    return handle.block.open_again(entry.handles->block,
+                                   handle.writable ? SharedBlock::Mode::write : SharedBlock::Mode::read);
+  }
   const BlockName name = block_name(key);
   if (access == shm_write) {
     const auto error = handle.block.open(name.text, SharedBlock::Mode::write);
@@ -106,7 +120,7 @@ OX_RESULT reference(std::uint32_t key, std::uint32_t access, ShmView& view) {
   }
   HandlePtr handle = make_handle("shm_handle_001");
   if (!handle) return OX_ENOMEM;
-  if (const auto error = open_block(*handle, key, access); error != 0) {
+  if (const auto error = open_block(*entry, access, *handle); error != 0) {
     return error == platform::error_file_not_found ? OX_RESULT{OX_ENOSHM} : code_of_platform_error(error);
   }
   view = view_of(*handle);

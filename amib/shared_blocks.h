@@ -1,4 +1,5 @@
 // The process's shared blocks: a registry of what it has mapped, by key. A block lives as long as any process holds it.
+// Blocks of the scratch tree have no names: they are this process's own.
 // Not locked: blocks are made, mapped and given up at start-up or by the single owner of the tree.
 #pragma once
 

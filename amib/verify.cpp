@@ -106,29 +106,12 @@ class ScratchTree {
   ScratchTree(const ScratchTree&) = delete;
   ScratchTree& operator=(const ScratchTree&) = delete;
 
-  // In passes, until all files are in or a pass brings no progress. Fails for what no order of the files can mend.
-  OX_RESULT build(oxbFileEntry* list);
   [[nodiscard]] bool equals(const ExistingTree& tree) const;
 
  private:
   Selection selection_;
   View view_;
 };
-
-OX_RESULT ScratchTree::build(oxbFileEntry* list) {
-  for (std::size_t before = SIZE_MAX;;) {
-    std::size_t missing = 0;
-    for (oxbFileEntry* file = list; file != nullptr; file = file->next) {
-      if (file->done != 0) continue;
-      const OX_RESULT result = add_file(file->path);
-      if (result != OX_OK && !is_file_fault(result)) return result;
-      if (result == OX_OK) file->done = 1;
-      missing += result != OX_OK ? 1 : 0;
-    }
-    if (missing == 0 || missing == before) return OX_OK;
-    before = missing;
-  }
-}
 
 bool ScratchTree::equals(const ExistingTree& tree) const {
   const bool any = view_key() == OXB_SCRATCH_TREE;
@@ -153,7 +136,7 @@ OX_RESULT verify(oxbFileEntry* list) {
   if (const OX_RESULT result = tree->map(); result != OX_OK) return result;
   {
     ScratchTree scratch;
-    if (const OX_RESULT result = scratch.build(list); result != OX_OK) return result;
+    if (const OX_RESULT result = add_in_passes(list); result != OX_OK) return result;
     if (!scratch.equals(*tree)) return OX_EDIFFERENT;
   }
   return tree->adopt();

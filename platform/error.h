@@ -20,6 +20,7 @@ enum : Error {
   error_no_more_files = 18,
   error_write_protected = 19,
   error_sharing_violation = 32,
+  error_not_supported = 50,
   error_file_exists = 80,
   error_invalid_parameter = 87,
   error_broken_pipe = 109,

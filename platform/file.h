@@ -17,6 +17,7 @@ struct FileAttributes {
   bool system = false;
   bool temporary = false;
   std::uint64_t size = 0;
+  std::uint64_t modified = 0;  // when; counts up from file to file in a unit of the platform's own
 };
 [[nodiscard]] Error file_attributes(const char* path, FileAttributes& attributes) noexcept;
 

@@ -1,5 +1,6 @@
 // A named block of shared memory. It exists while at least one process holds it; the last holder removes it, also by
-// dying. Names are the Windows ones ("Global\\ox1120"); two system roots never see each other's blocks.
+// dying. Names are the Windows ones ("Global\\ox1120"); two system roots never see each other's blocks. A block made
+// without a name is its process's own.
 #pragma once
 
 #include <cstddef>
@@ -18,14 +19,22 @@ class SharedBlock {
   SharedBlock& operator=(SharedBlock&& other) noexcept;
   ~SharedBlock();  // unmaps and closes
 
-  // Makes a zero-filled block of `size` bytes and maps it for writing. error_already_exists when a living process
-  // holds one of that name; error_invalid_parameter for size 0. *this is replaced only on success, in both calls.
+  // Makes a zero-filled block of `size` bytes and maps it for writing; a null name makes one without.
+  // error_already_exists when a living process holds one of that name; error_invalid_parameter for size 0. *this is
+  // replaced only on success, in all these calls.
   [[nodiscard]] Error create(const char* name, std::size_t size, Access access);
 
   // Maps an existing block. error_file_not_found when no living process holds one, error_access_denied.
   // Mode write_or_read falls back to a read-only view for a process that may not write the block.
   enum class Mode { read, write, write_or_read };
   [[nodiscard]] Error open(const char* name, Mode mode);
+
+  // Maps a block without a name, which this process has made, once more. error_invalid_parameter for another one.
+  [[nodiscard]] Error open_again(const SharedBlock& held, Mode mode);
+
+  // Takes the name from a block that living processes hold, so that another one can be made under it; they keep theirs.
+  // error_file_not_found; error_not_supported where a name goes with the last holder.
+  [[nodiscard]] static Error take_name(const char* name);
 
   // Makes a block from the bytes of a file, for reading; nobody sees it before it holds them all.
   // error_file_not_found, error_file_invalid for an empty file, error_already_exists.
@@ -39,6 +48,8 @@ class SharedBlock {
 
  private:
   struct Impl;
+
+  [[nodiscard]] Error create_unnamed(std::size_t size);
 
   void* base_ = nullptr;
   std::size_t size_ = 0;

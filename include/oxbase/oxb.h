@@ -51,6 +51,28 @@ typedef struct oxbFileEntry {
 } oxbFileEntry;
 
 /*
+ * Called for a fault of a definition file: a code for its kind and the word that it is about. Line 0: the whole file.
+ */
+typedef void(OX_CALL* oxbFault)(void* argument, const char* path, uint32_t line, OX_RESULT code, const char* subject);
+
+/*
+ * Loads definition files into the selected tree, in any order: what needs a later file is tried again. A file with
+ * faults is left out and the rest is loaded; `fault` (null: nowhere) is called for every one of its faults, once for a
+ * missing parent, and not for what only follows from an earlier fault. The entries' flags tell which files are in.
+ * Returns 0 when all are; else the first fault's code, or what oxbAddAmibTree fails with for no file's fault; 183 for a
+ * null list.
+ */
+OX_API OX_RESULT OX_CALL oxbLoadAmibFiles(oxbFileEntry* list, oxbFault fault, void* argument);
+
+/*
+ * The installation's files of the tree, in reading order: those of the extension (".def", ".enm", ".dsc") in
+ * "public/amib" under the work directory; a null list when there is no such folder. The caller releases the list with
+ * oxfFileListFree. Returns 0; 14 without a work directory; 152; the errors of oxfGetFileList.
+ */
+struct oxfFileList;
+OX_API OX_RESULT OX_CALL oxbGetAmibFiles(const char* extension, struct oxfFileList** list);
+
+/*
  * Whether the tree that exists under the selected key was built from exactly these files, in any order; the tree is
  * attached then. Returns 0; 190 when it was not; 183 for a null list; errors of the files and of the shared blocks.
  */
@@ -120,12 +142,13 @@ OX_API uint32_t OX_CALL oxbTraverse(uint32_t top, uint32_t current);
 OX_API OX_RESULT OX_CALL oxbDeploy(const char* pattern, uint32_t* count, char** results, uint32_t capacity);
 
 /* ---- Enumerations and descriptions ------------------------------------------------------------------------------
- * Loaded once per process, on first use, from the work directory's "public/amib".
+ * Loaded once per process, on first use, from the work directory's "public/amib". A faulty item costs its enumeration,
+ * a faulty description itself; another fault of an enumeration file leaves none, until the files have been changed.
  */
 
 /*
  * The item text ("up(1)") of a value in the enumeration that applies to a path. On failure the text is the value in
- * decimal. Returns 0; 183 without an item; errors of the path and of the files.
+ * decimal. Returns 0; 183 without an item; the error of its faulty item; errors of the path and of the files.
  */
 OX_API OX_RESULT OX_CALL oxbEnumToStr(const char* path, int32_t value, const char** text);
 
@@ -134,6 +157,14 @@ OX_API OX_RESULT OX_CALL oxbStrToEnum(const char* text, int32_t* value);
 
 /* The index-th item, by value, of the enumeration that applies to a path. Returns 0; 183 past the last one. */
 OX_API OX_RESULT OX_CALL oxbEnumItem(const char* path, uint32_t index, int32_t* value, const char** text);
+
+/*
+ * Reads an enumeration file (".enm") or a file of descriptions (any other name) for its faults alone; a null path: all
+ * those of the installation. Calls `fault` for each: 4 a "}" without "{", a block that is not closed, a header with
+ * blanks behind its ":", a description without a tab; 70, 76, 88 an item; 87; 126, 127 a path. A path that the tree
+ * does not know is none. Returns 0, faults or none; 14; the errors of the file; 3; 1 for a null function.
+ */
+OX_API OX_RESULT OX_CALL oxbCheckAmibTexts(const char* path, oxbFault fault, void* argument);
 
 /* The description of a path's node. Returns 0; 183 without one; 125 for a null or unknown path. */
 OX_API OX_RESULT OX_CALL oxbAmibToDesc(const char* path, const char** description);

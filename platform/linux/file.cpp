@@ -29,6 +29,8 @@ void fill(const char* name, const struct stat& status, FileAttributes& attribute
   // Devices, sockets and named pipes: opening one of them may block or do something.
   attributes.system = !attributes.directory && !S_ISREG(status.st_mode);
   attributes.size = status.st_size > 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+  attributes.modified = static_cast<std::uint64_t>(status.st_mtim.tv_sec) * 1'000'000'000 +
+                        static_cast<std::uint64_t>(status.st_mtim.tv_nsec);
 }
 
 const char* last_component(const char* path) noexcept {

@@ -202,6 +202,12 @@ Error name_parts(const Root& base, ObjectKind kind, const char* name, Object::Pa
   return error_none;
 }
 
+// Whether the object is still the one of its name.
+bool has_name(const Descriptor& object) noexcept {
+  struct stat status {};
+  return ::fstat(object.get(), &status) == 0 && status.st_nlink != 0;
+}
+
 // Removes the object when nobody else holds it.
 void give_up(Object::Parts& parts) noexcept {
   Descriptor object(std::exchange(parts.descriptor, -1));
@@ -209,7 +215,7 @@ void give_up(Object::Parts& parts) noexcept {
   const ObjectsLock lock(parts.lock);
   // Without the lock it stays for the next creator or opener to find. A root that is gone has neither.
   const bool alone = (lock || lock.root_is_gone()) && lock_alone(object.get());
-  if (alone) (void)::shm_unlink(parts.name.c_str());
+  if (alone && has_name(object)) (void)::shm_unlink(parts.name.c_str());
   object.close();  // before the next one, who may be the last then, gets the lock
 }
 
@@ -275,6 +281,14 @@ void Object::close() noexcept {
   (void)::munmap(parts_->base, parts_->size);
   give_up(*parts_);
   parts_.reset();
+}
+
+Error Object::take_name(ObjectKind kind, const char* name) {
+  const auto base = root();
+  Parts parts;
+  if (const Error error = name_parts(*base, kind, name, parts)) return error;
+  const ObjectsLock lock(base->lock);
+  return lock && ::shm_unlink(parts.name.c_str()) == 0 ? error_none : fail_errno();
 }
 
 void sweep_objects() {

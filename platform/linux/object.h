@@ -33,6 +33,8 @@ class Object {
   // Opens an object that a living process holds.
   [[nodiscard]] Error open(ObjectKind kind, const char* name, bool writable);
   void close() noexcept;
+  // Takes the name away; those who hold the object keep it.
+  [[nodiscard]] static Error take_name(ObjectKind kind, const char* name);
 
   [[nodiscard]] void* base() const noexcept { return parts_ != nullptr ? parts_->base : nullptr; }
   [[nodiscard]] std::size_t size() const noexcept { return parts_ != nullptr ? parts_->size : 0; }

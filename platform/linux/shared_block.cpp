@@ -21,10 +21,13 @@ namespace ox::platform {
 
 struct SharedBlock::Impl {
   Object object;
+  Descriptor unnamed;  // of a block without a name, instead
 };
 
 SharedBlock::SharedBlock() noexcept = default;
-SharedBlock::~SharedBlock() = default;
+SharedBlock::~SharedBlock() {
+  if (impl_ != nullptr && impl_->unnamed) (void)::munmap(base_, size_);
+}
 
 SharedBlock::SharedBlock(SharedBlock&& other) noexcept
     : base_(std::exchange(other.base_, nullptr)), size_(std::exchange(other.size_, 0)), impl_(std::move(other.impl_)) {}
@@ -36,9 +39,54 @@ SharedBlock& SharedBlock::operator=(SharedBlock&& other) noexcept {
   return *this;
 }
 
-std::intptr_t SharedBlock::native() const noexcept { return impl_ != nullptr ? impl_->object.descriptor() : -1; }
+std::intptr_t SharedBlock::native() const noexcept {
+  if (impl_ == nullptr) return -1;
+  return impl_->unnamed ? impl_->unnamed.get() : impl_->object.descriptor();
+}
+
+namespace {
+
+Error map_unnamed(const Descriptor& file, std::size_t size, SharedBlock::Mode mode, void*& base) noexcept {
+  const int protection = mode != SharedBlock::Mode::read ? PROT_READ | PROT_WRITE : PROT_READ;
+  void* const at = ::mmap(nullptr, size, protection, MAP_SHARED, file.get(), 0);
+  if (at == MAP_FAILED) return fail_errno();
+  base = at;
+  return error_none;
+}
+
+}  // namespace
+
+Error SharedBlock::create_unnamed(std::size_t size) {
+  if (size == 0) return fail(error_invalid_parameter);
+  SharedBlock made;
+  made.impl_ = std::make_unique<Impl>();
+  Descriptor file(::memfd_create("oxbase", MFD_CLOEXEC));
+  if (!file) return fail_errno();
+  if (const int error = ::posix_fallocate(file.get(), 0, static_cast<off_t>(size))) return fail_errno(error);
+  if (const Error error = map_unnamed(file, size, Mode::write, made.base_)) return error;
+  made.size_ = size;
+  made.impl_->unnamed = std::move(file);
+  *this = std::move(made);
+  return error_none;
+}
+
+Error SharedBlock::open_again(const SharedBlock& held, Mode mode) {
+  if (held.impl_ == nullptr || !held.impl_->unnamed) return fail(error_invalid_parameter);
+  SharedBlock opened;
+  opened.impl_ = std::make_unique<Impl>();
+  Descriptor file(::fcntl(held.impl_->unnamed.get(), F_DUPFD_CLOEXEC, 0));
+  if (!file) return fail_errno();
+  if (const Error error = map_unnamed(file, held.size_, mode, opened.base_)) return error;
+  opened.size_ = held.size_;
+  opened.impl_->unnamed = std::move(file);
+  *this = std::move(opened);
+  return error_none;
+}
+
+Error SharedBlock::take_name(const char* name) { return Object::take_name(ObjectKind::block, name); }
 
 Error SharedBlock::create(const char* name, std::size_t size, Access access) {
+  if (name == nullptr) return create_unnamed(size);
   SharedBlock made;
   made.impl_ = std::make_unique<Impl>();
   Object& object = made.impl_->object;

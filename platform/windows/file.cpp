@@ -13,14 +13,20 @@
 namespace ox::platform {
 namespace {
 
-FileAttributes attributes_of(DWORD bits, DWORD high, DWORD low) noexcept {
+std::uint64_t joined(DWORD high, DWORD low) noexcept { return (std::uint64_t{high} << 32) | low; }
+
+// Of a file found by its path or in a directory.
+template <class Found>
+FileAttributes attributes_of(const Found& found) noexcept {
+  const DWORD bits = found.dwFileAttributes;
   FileAttributes attributes;
   attributes.directory = (bits & FILE_ATTRIBUTE_DIRECTORY) != 0;
   attributes.read_only = (bits & FILE_ATTRIBUTE_READONLY) != 0;
   attributes.hidden = (bits & FILE_ATTRIBUTE_HIDDEN) != 0;
   attributes.system = (bits & FILE_ATTRIBUTE_SYSTEM) != 0;
   attributes.temporary = (bits & FILE_ATTRIBUTE_TEMPORARY) != 0;
-  attributes.size = (std::uint64_t{high} << 32) | low;
+  attributes.size = joined(found.nFileSizeHigh, found.nFileSizeLow);
+  attributes.modified = joined(found.ftLastWriteTime.dwHighDateTime, found.ftLastWriteTime.dwLowDateTime);
   return attributes;
 }
 
@@ -75,7 +81,7 @@ Error file_attributes(const char* path, FileAttributes& attributes) noexcept {
   if (path == nullptr) return fail(error_invalid_parameter);
   WIN32_FILE_ATTRIBUTE_DATA found{};
   if (::GetFileAttributesExA(path, GetFileExInfoStandard, &found) == FALSE) return fail_last();
-  attributes = attributes_of(found.dwFileAttributes, found.nFileSizeHigh, found.nFileSizeLow);
+  attributes = attributes_of(found);
   return error_none;
 }
 
@@ -134,7 +140,7 @@ Error list_directory(const char* path, std::vector<DirectoryEntry>& entries) {
   do {
     const char* name = data.cFileName;
     if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0) continue;
-    found.push_back({name, attributes_of(data.dwFileAttributes, data.nFileSizeHigh, data.nFileSizeLow)});
+    found.push_back({name, attributes_of(data)});
   } while (search.next(data));
   if (const Error error = ::GetLastError(); error != error_no_more_files) return fail(error);
   entries = std::move(found);

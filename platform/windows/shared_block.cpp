@@ -24,6 +24,7 @@ std::size_t view_size(const void* base) noexcept {
 
 struct SharedBlock::Impl {
   Handle mapping;
+  bool unnamed = false;
 };
 
 SharedBlock::SharedBlock() noexcept = default;
@@ -45,8 +46,44 @@ std::intptr_t SharedBlock::native() const noexcept {
   return impl_ != nullptr ? reinterpret_cast<std::intptr_t>(impl_->mapping.get()) : -1;
 }
 
+Error SharedBlock::create_unnamed(std::size_t size) {
+  SharedBlock made;
+  made.impl_ = std::make_unique<Impl>();
+  Handle& mapping = made.impl_->mapping;
+  mapping =
+      Handle(::CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, static_cast<DWORD>(size), nullptr));
+  if (!mapping) return fail_last();
+  made.base_ = ::MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, 0);
+  if (made.base_ == nullptr) return fail_last();
+  made.size_ = size;
+  made.impl_->unnamed = true;
+  *this = std::move(made);
+  return error_none;
+}
+
+Error SharedBlock::open_again(const SharedBlock& held, Mode mode) {
+  if (held.impl_ == nullptr || !held.impl_->unnamed) return fail(error_invalid_parameter);
+  SharedBlock opened;
+  opened.impl_ = std::make_unique<Impl>();
+  HANDLE mapping = nullptr;
+  if (::DuplicateHandle(::GetCurrentProcess(), held.impl_->mapping.get(), ::GetCurrentProcess(), &mapping, 0, FALSE,
+                        DUPLICATE_SAME_ACCESS) == FALSE) {
+    return fail_last();
+  }
+  opened.impl_->mapping = Handle(mapping);
+  opened.base_ = ::MapViewOfFile(mapping, mode == Mode::read ? FILE_MAP_READ : FILE_MAP_WRITE, 0, 0, 0);
+  if (opened.base_ == nullptr) return fail_last();
+  opened.size_ = held.size_;
+  opened.impl_->unnamed = true;
+  *this = std::move(opened);
+  return error_none;
+}
+
+Error SharedBlock::take_name(const char*) { return fail(error_not_supported); }
+
 Error SharedBlock::create(const char* name, std::size_t size, Access access) {
-  if (name == nullptr || size == 0 || size > size_limit) return fail(error_invalid_parameter);
+  if (size == 0 || size > size_limit) return fail(error_invalid_parameter);
+  if (name == nullptr) return create_unnamed(size);
   if (*name == '\0') return fail(error_invalid_name);  // the system would make one without a name
   SecurityAttributes security;
   if (const Error error = security.build(access, Shared::block)) return error;

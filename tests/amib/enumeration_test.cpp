@@ -3,6 +3,7 @@
 
 #include "tests/amib/tree_fixture.h"
 #include "tests/support/given.h"
+#include "tests/support/traced.h"
 
 namespace ox::amib {
 namespace {
@@ -34,7 +35,7 @@ TEST_F(EnumerationTest, FileRules) {
                      "obj.cmn:\n{\nlost(1)\n}",  // the last line has no end
                      table));
   std::string seen;
-  for (const auto& [path, items] : table) {
+  for (const auto& [path, items, fault] : table) {
     for (const auto& item : items) seen += path + " " + item.text + " " + std::to_string(item.value) + "|";
   }
   EXPECT_EQ("11.1.2 down(-1) -1|11.1.2 up (2) 2|11.1.2 again(0) 0|11.1.1 x(y)(10) 10|", seen);
@@ -42,17 +43,8 @@ TEST_F(EnumerationTest, FileRules) {
 
 TEST_F(EnumerationTest, FileFaults) {
   const std::string open = "obj.cmn.cmnState:\n{\n";
-  const std::pair<OX_RESULT, std::string> rows[] = {{4, "a(1)\n}\n"},
-                                                    {70, open + "up\n"},
-                                                    {70, open + "up1)\n"},
-                                                    {70, open + "up()\n"},
-                                                    {70, open + "up(1x)\n"},
-                                                    {70, open + "up(1) \n"},
-                                                    {88, open + "up(2147483648)\n"},
-                                                    {76, open + " \t\n"},
-                                                    {76, open + std::string(1022, 'u') + "(1)\n"},
-                                                    {87, std::string(8191, 'u') + "\n"},
-                                                    {126, std::string(4096, '1') + ":\n{\n}\n"}};
+  const std::pair<OX_RESULT, std::string> rows[] = {
+      {4, "a(1)\n}\n"}, {87, std::string(8191, 'u') + "\n"}, {126, std::string(4096, '1') + ":\n{\n}\n"}};
   for (const auto& [result, text] : rows) {
     EnumTable table;
     EXPECT_EQ(result, read(text, table)) << text.substr(0, 60);
@@ -60,19 +52,58 @@ TEST_F(EnumerationTest, FileFaults) {
   }
 }
 
+TEST_F(EnumerationTest, AnItemCostsItsEnumeration) {
+  const std::pair<OX_RESULT, std::string> items[] = {
+      {70, "up"},     {70, "up1)"},           {70, "up()"}, {70, "up(1x)"},
+      {70, "up(1) "}, {88, "up(2147483648)"}, {76, " \t"},  {76, std::string(1022, 'u') + "(1)"}};
+  for (const auto& [fault, item] : items) {
+    EnumTable table;
+    ASSERT_EQ(0u, read("obj.cmn:\n{\n" + item + "\nlate(\n}\nobj:\n{\nfine(1)\n}\n", table)) << item;
+    ASSERT_EQ(2u, table.size());
+    EXPECT_EQ(std::tuple(fault, 0u, OX_RESULT{0}, 1u),
+              std::tuple(table[0].fault, table[0].items.size(), table[1].fault, table[1].items.size()))
+        << item;
+  }
+}
+
+// What reading passes over is told, too, and a header that is none does not leave its block to the one before.
+TEST_F(EnumerationTest, EveryFaultIsTold) {
+  const std::string text =
+      "obj.cmn.cmnState:\n{\nup(1)\n}\nobj.cmn.cmnName: \n{\nstray(2)\n}\nobj.nosuch:\n{\nnone(1)\n}\n}\n" +
+      std::string(9000, 'x') + "\nobj:\n{\none\ntwo(\n11.1:\n{\nlast(1)\n";
+  test::Told told;
+  const std::string path = define("all.enm", text);
+  EXPECT_EQ(0u, oxbCheckAmibTexts(path.c_str(), test::Told::note, &told));
+  EXPECT_EQ(
+      "all.enm:5 4 obj.cmn.cmnName: \nall.enm:13 4 }\nall.enm:14 87 \nall.enm:17 70 one\nall.enm:18 70 two(\n"
+      "all.enm:16 4 obj\nall.enm:20 4 11.1\n",
+      told.text);
+  EnumTable table;
+  EXPECT_EQ(4u, read(text, table));
+  ASSERT_EQ(1u, table.size());
+  EXPECT_EQ("up(1)", table[0].items[0].text);
+  EXPECT_EQ(5002u, oxbCheckAmibTexts("none.enm", test::Told::note, &told));
+}
+
 TEST_F(EnumerationTest, LookUp) {
   const char* text = nullptr;
   int32_t value = 0;
   install("oxbase.enm", "obj.cmn:\n{\nouter(1)\n}\nobj.cmn.cmnState:\n{\ndown(2)\nup(1)\nodd(-3)\n}\n");
   install("broken.enm", "}\n");
-  EXPECT_EQ("1", text_of("obj.cmn.cmnState.0", 1, 4));  // nothing is kept of a failed load; the next use tries again
-  install("broken.enm", "");
+  // Nothing is kept of a failed load. The next use tries again when the files have been changed, and not before.
+  EXPECT_EQ("1", text_of("obj.cmn.cmnState.0", 1, 4));
+  (void)oxbAddAmibTree((test::system_root() + "/none.def").c_str());
+  const std::string traced = test::traced(0x40, [] { (void)text_of("obj.cmn.cmnState.0", 1, 4); });
+  EXPECT_EQ(std::string::npos, traced.find("read_enumfile")) << traced;
+  EXPECT_EQ("broken.enm:1", error_position());
+  install("broken.enm", "obj.cmn.cmnList:\n{\nfaulty\n}\nobj.cmn:\n{\nlost()\n}\n");
   install("user.enm", "iso:\n{\nfirst(1)\n}\nobj.cmn.cmnState:\n{\ndown(2)\nup(1)\nuser(7)\nodd(-3)\n}\n");
   EXPECT_EQ("up(1)", text_of("obj.cmn.cmnState.0", 1));
   EXPECT_EQ("odd(-3)", text_of("11.1.2.5.6", -3));
   EXPECT_EQ("user(7)", text_of("11.1.2", 7));  // of two enumerations the one read later
   EXPECT_EQ("outer(1)", text_of("obj.cmn.cmnName", 1));
   EXPECT_EQ("first(1)", text_of(".system.1", 1));
+  EXPECT_EQ("1", text_of("obj.cmn.cmnList.1", 1, 70));  // an item costs its enumeration, where there is no other
   EXPECT_EQ("-9", text_of("obj.cmn.cmnState.0", -9, 183));
   EXPECT_EQ("1", text_of("obj", 1, 183));
   for (const char* unknown : {"obj.nosuch", static_cast<const char*>(nullptr)})
@@ -98,10 +129,10 @@ TEST_F(EnumerationTest, WithoutFilesThereIsNone) {
 TEST_F(EnumerationTest, Descriptions) {
   const std::string good = "# texts\nobj.cmn.cmnName\tThe name.\r\nobj.nosuch\tNone\n11.1.2\tIts state.\tOr so.\n";
   const auto description = [](const char* path) { return test::given<const char*>(oxbAmibToDesc, path); };
-  install("oxbase.dsc", good + "bad line\n");
-  EXPECT_EQ("!4", description("obj.cmn.cmnName"));
-  EXPECT_EQ("oxbase.dsc:5", error_position());
-  install("oxbase.dsc", good);
+  install("oxbase.dsc", good + "bad line\n" + std::string(5000, '1') + "\ttoo long\n");
+  test::Told told;
+  EXPECT_EQ(0u, oxbCheckAmibTexts(nullptr, test::Told::note, &told));
+  EXPECT_EQ("oxbase.dsc:5 4 bad line\noxbase.dsc:6 126 " + std::string(5000, '1') + "\n", told.text);
   install("user.dsc", "obj.cmn.1\tAnother text.\n");
   EXPECT_EQ("Another text.", description("11.1.1.0"));
   EXPECT_EQ("Its state.\tOr so.", description("obj.cmn.cmnState"));

@@ -17,13 +17,9 @@ TEST_F(AmibFaultTest, BuildingVerifyingAndAttaching) {
   const std::string second = define("more.def",
                                     "more obj.5 INTEGER read-only CONF-ACS\n"
                                     "cmnState cmn.2 INTEGER write-only SNMP-ACS\n");
+  test::FileEntries files({first, second});
   test::every_allocation_may_fail([&] {
-    oxbFileEntry files[2] = {};
-    oxbFileEntry* list = nullptr;
-    for (int i : {0, 1}) {
-      files[i].path = (i == 0 ? first : second).c_str();
-      (void)oxcQueueAdd(&list, &files[i]);
-    }
+    for (oxbFileEntry* file = files.list(); file != nullptr; file = file->next) file->done = 0;
     OX_RESULT result = OX_OK;
     const auto failed = [&result](OX_RESULT step) { return (result = step) != OX_OK; };
     if (failed(oxbAddAmibTree(first.c_str()))) {
@@ -34,7 +30,7 @@ TEST_F(AmibFaultTest, BuildingVerifyingAndAttaching) {
       EXPECT_EQ(125u, entry_result("obj.more"));
       EXPECT_EQ(1u, oxbAccessControl(node("obj.cmn.cmnState")));
       EXPECT_EQ(0u, oxbAddAmibTree(second.c_str()));
-    } else if (failed(oxbUseAlreadyExistAmibTree(list))) {
+    } else if (failed(oxbUseAlreadyExistAmibTree(files.list()))) {
       EXPECT_EQ(3u, oxbAccessControl(node("obj.cmn.cmnState")));
     } else {
       use_view({});
@@ -46,6 +42,21 @@ TEST_F(AmibFaultTest, BuildingVerifyingAndAttaching) {
     EXPECT_TRUE(result != OX_OK || !failed(oxbDeleteAmibTree(OXB_TREE)) || entry_result("obj.more") == OX_OK);
     if (result != OX_OK) (void)oxbDeleteAmibTree(OXB_TREE);
     return result;
+  });
+}
+
+TEST_F(AmibFaultTest, LoadingAroundAFaultyFile) {
+  test::FileEntries files(
+      {define("faulty.def", "lost obj.5 AMIB read-only CONF-ACS\na nobody.1 NULL read-only CONF-ACS\n"),
+       define("small.def", test::small_tree)});
+  test::every_allocation_may_fail([&] {
+    for (oxbFileEntry* file = files.list(); file != nullptr; file = file->next) file->done = 0;
+    const OX_RESULT result = oxbLoadAmibFiles(files.list(), nullptr, nullptr);
+    EXPECT_EQ(files[1].done != 0, is_attached());
+    EXPECT_EQ(result == OX_EVALUETYPE || result == OX_ENOMEM, true) << result;
+    const OX_RESULT deleted = oxbDeleteAmibTree(OXB_TREE);
+    if (deleted == OX_ENOMEM) (void)oxbDeleteAmibTree(OXB_TREE);
+    return result == OX_EVALUETYPE ? deleted : result;
   });
 }
 

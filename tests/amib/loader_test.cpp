@@ -70,6 +70,38 @@ TEST_F(LoaderTest, FaultsAreToldAndLeaveTheTreeAsItWas) {
   EXPECT_EQ(9u, oxbNumber(node("obj.cmn.cmnList.under")));
 }
 
+// In any order; the faulty files are left out, with all of their faults told but those that only follow from others.
+TEST_F(LoaderTest, FilesAreLoadedAsFarAsTheyAreSound) {
+  const std::string long_line(20000, 'x');
+  test::FileEntries files({
+      define("child.def", "child group.1" + leaf),
+      define("faulty.def", "lost obj.20 AMIB not-accessible NULL-ACS\nbelow lost.1" + leaf + "under below.1" + leaf +
+                               "four fields only here\n" + long_line + "\nsound obj.21" + leaf + "a nobody.1" + leaf +
+                               "b nobody.2" + leaf + "c obj.x" + leaf + "d obj.22 INTEGER read CONF-ACS\n" +
+                               "e obj.21" + leaf + "f obj INTEGER read-only CONF-ACS\n"),
+      define("orphan.def", "g sound.1" + leaf + "h sound.2" + leaf),
+      define("empty.def", "# nothing but\nthree fields here\n"),
+      define("small.def", test::small_tree),
+      define("group.def", "group obj.2" + inner),
+      test::system_root() + "/none.def",
+  });
+  test::Told told;
+  EXPECT_EQ(61u, oxbLoadAmibFiles(files.list(), test::Told::note, &told));
+  EXPECT_EQ(
+      "faulty.def:1 61 AMIB\nfaulty.def:4 4 four\nfaulty.def:5 87 \nfaulty.def:7 356 nobody\nfaulty.def:9 70 c\n"
+      "faulty.def:10 132 read\nfaulty.def:11 130 e\nfaulty.def:12 4 f\norphan.def:1 131 sound\n"
+      "empty.def:2 4 three\nnone.def:0 5002 \n",
+      told.text);
+  std::string done;
+  for (std::size_t i = 0; i < 7; ++i) done += std::to_string(files[i].done);
+  EXPECT_EQ("1000110", done);
+  EXPECT_EQ(0u, entry_result("obj.group.child"));
+  EXPECT_EQ(125u, entry_result("obj.sound"));
+  EXPECT_EQ(3u,
+            std::count_if(std::begin(directory()->key), std::end(directory()->key), [](auto key) { return key != 0; }));
+  EXPECT_EQ(183u, oxbLoadAmibFiles(nullptr, nullptr, nullptr));
+}
+
 TEST_F(LoaderTest, AcceptedLines) {
   load_small_tree();
   const std::string longest = "#" + std::string(8188, '.') + "\r\n";

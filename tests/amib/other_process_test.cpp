@@ -58,9 +58,19 @@ int holds_it_last(OtherProcess& owner) {
   return oxbEntry("obj.cmn.cmnList.1", &found) == 0 ? 0 : 3;
 }
 
-[[maybe_unused]] const bool declared = OtherProcess::declare("reads", reads_the_same_nodes) &&
-                                       OtherProcess::declare("later", follows_no_block_added_later) &&
-                                       OtherProcess::declare("last", holds_it_last);
+// While the other process has one.
+int builds_a_scratch_tree(OtherProcess& owner) {
+  oxbInitAmibTree(OXB_SCRATCH_TREE);
+  ShmView block;
+  if (shm_reference(OXB_SCRATCH_TREE, shm_write, block) != 193) return 1;
+  if (oxbAddAmibTree(owner.text().c_str()) != 0) return 2;
+  uint32_t found = 0;
+  return oxbEntry("obj.cmn.cmnList.1", &found) == 0 && oxbDeleteAmibTree(OXB_SCRATCH_TREE) == 0 ? 0 : 3;
+}
+
+[[maybe_unused]] const bool declared =
+    OtherProcess::declare("scratch", builds_a_scratch_tree) && OtherProcess::declare("reads", reads_the_same_nodes) &&
+    OtherProcess::declare("later", follows_no_block_added_later) && OtherProcess::declare("last", holds_it_last);
 
 TEST_F(TreeTest, AnotherProcessReadsTheSameNodes) {
   load_small_tree();
@@ -71,6 +81,21 @@ TEST_F(TreeTest, AnotherProcessReadsTheSameNodes) {
   other.signal();
   EXPECT_EQ(0, other.result());
   EXPECT_EQ(1121u, directory()->key[1]);
+}
+
+TEST_F(TreeTest, EveryProcessHasAScratchTreeOfItsOwn) {
+  oxbInitAmibTree(OXB_SCRATCH_TREE);
+  ASSERT_EQ(0u, add("other.def", "other amibtop.1 INTEGER read-only CONF-ACS\n"));
+  ShmView again;
+  ASSERT_EQ(0u, shm_reference(OXB_SCRATCH_TREE + 1, shm_write, again));
+  EXPECT_NE(block_base[1], again.base);
+  EXPECT_EQ(0, std::memcmp(block_base[1], again.base, 44));
+  EXPECT_EQ(0u, shm_release(OXB_SCRATCH_TREE + 1, again.base));
+  OtherProcess other("scratch", define("small.def", test::small_tree));
+  other.signal();
+  EXPECT_EQ(0, other.result());
+  EXPECT_EQ(0u, entry_result("other"));
+  EXPECT_EQ(0u, oxbDeleteAmibTree(OXB_SCRATCH_TREE));
 }
 
 TEST_F(TreeTest, NodesOfBlocksAddedLaterAreNotFollowed) {

@@ -1,7 +1,10 @@
 // A small tree, and definition files to build others from.
 #pragma once
 
+#include <vector>
+
 #include <oxbase/oxb.h>
+#include <oxbase/oxc.h>
 #include <oxbase/oxf.h>
 
 #include "tests/support/system_root.h"
@@ -33,6 +36,38 @@ inline constexpr std::string_view small_tree =
 // What follows name and number in a line.
 inline const std::string inner = " AMIBNONE not-accessible NULL-ACS\n";
 inline const std::string leaf = " INTEGER read-only CONF-ACS\n";
+
+// The faults that the library has told: "name:line code subject", one a line.
+struct Told {
+  std::string text;
+
+  static void OX_CALL note(void* told, const char* path, uint32_t line, OX_RESULT code, const char* subject) {
+    const std::string name = std::string(path).substr(std::string_view(path).find_last_of("/\\") + 1);
+    static_cast<Told*>(told)->text +=
+        name + ":" + std::to_string(line) + " " + std::to_string(code) + " " + subject + "\n";
+  }
+};
+
+// A list of files for the calls that take one.
+class FileEntries {
+ public:
+  explicit FileEntries(const std::vector<std::string>& paths) : paths_(paths), entries_(paths.size()) {
+    for (std::size_t i = 0; i < paths_.size(); ++i) {
+      entries_[i].path = paths_[i].c_str();
+      (void)oxcQueueAdd(&list_, &entries_[i]);
+    }
+  }
+  FileEntries(const FileEntries&) = delete;
+  FileEntries& operator=(const FileEntries&) = delete;
+
+  [[nodiscard]] oxbFileEntry* list() { return list_; }
+  [[nodiscard]] const oxbFileEntry& operator[](std::size_t i) const { return entries_[i]; }
+
+ private:
+  std::vector<std::string> paths_;
+  std::vector<oxbFileEntry> entries_;
+  oxbFileEntry* list_ = nullptr;
+};
 
 class TreeTest : public testing::Test {
  protected:

@@ -88,13 +88,8 @@ TEST_F(TreeTest, ScratchTreeGivesWayToTheTreeBefore) {
 class VerifyTest : public TreeTest {
  protected:
   static OX_RESULT verify(const std::vector<std::string>& paths) {
-    std::vector<oxbFileEntry> files(paths.size());
-    oxbFileEntry* list = nullptr;
-    for (std::size_t i = 0; i < paths.size(); ++i) {
-      files[i].path = paths[i].c_str();
-      (void)oxcQueueAdd(&list, &files[i]);
-    }
-    return oxbUseAlreadyExistAmibTree(list);
+    test::FileEntries files(paths);
+    return oxbUseAlreadyExistAmibTree(files.list());
   }
 
   // Nothing but the tree itself is mapped, once, and the selection is the one before.

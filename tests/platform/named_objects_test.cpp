@@ -123,6 +123,21 @@ TEST(SharedBlock, NamesStayApart) {
   EXPECT_NE(error_none, block.create(std::string(5000, 'x').c_str(), 10, Access::machine));
 }
 
+TEST(SharedBlock, OneWithoutANameIsItsMakersOwn) {
+  SharedBlock block, again, other, named;
+  ASSERT_EQ(error_none, block.create(nullptr, 5000, Access::machine));
+  ASSERT_EQ(error_none, other.create(nullptr, 5000, Access::machine));
+  ASSERT_EQ(error_none, again.open_again(block, Mode::write));
+  std::memcpy(again.data(), "mine", 5);
+  block = SharedBlock();
+  ASSERT_EQ(error_none, block.open_again(again, Mode::read));
+  EXPECT_STREQ("mine", static_cast<char*>(block.data()));
+  EXPECT_STREQ("", static_cast<char*>(other.data()));
+  ASSERT_EQ(error_none, named.create("named", 1, Access::machine));
+  EXPECT_EQ(error_invalid_parameter, again.open_again(named, Mode::read));
+  EXPECT_EQ(error_invalid_parameter, again.create(nullptr, 0, Access::machine));
+}
+
 TEST(SharedBlock, AFileBecomesABlock) {
   const std::string path = test::home_dir() + "/texts";
   test::write_file(path, "1:one\r\n2:two");

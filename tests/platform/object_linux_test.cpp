@@ -57,6 +57,22 @@ bool hold_everything() {
   return held->mutex.lock(0) == error_none;
 }
 
+// Who held the old one keeps it, and takes along neither the new one nor its name.
+TEST(NamedObjects, ANameCanBeTakenFromItsHolders) {
+  SharedBlock old_one, new_one;
+  EXPECT_EQ(error_file_not_found, SharedBlock::take_name("taken"));
+  ASSERT_EQ(error_none, old_one.create("taken", 100, Access::machine));
+  std::memcpy(old_one.data(), "old", 4);
+  ASSERT_EQ(error_none, SharedBlock::take_name("taken"));
+  EXPECT_EQ(error_file_not_found, new_one.open("taken", Mode::read));
+  ASSERT_EQ(error_none, new_one.create("taken", 200, Access::machine));
+  EXPECT_STREQ("old", static_cast<char*>(old_one.data()));
+  EXPECT_STREQ("", static_cast<char*>(new_one.data()));
+  old_one = SharedBlock();
+  EXPECT_EQ(error_none, old_one.open("taken", Mode::read));
+  EXPECT_EQ(200u, old_one.size());
+}
+
 TEST(NamedObjects, LeftoversOfAKilledProcessAreNoObjects) {
   SharedBlock kept;
   ASSERT_EQ(error_none, kept.create("kept", 1, Access::machine));
