@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <string>
 
 namespace ox::platform {
 
@@ -13,5 +14,9 @@ namespace ox::platform {
 // Local time to seconds since 1970, which may be negative. Summer time is found by the date; fields out of range are
 // carried over. False when it cannot be converted.
 [[nodiscard]] bool make_local_time(std::tm time, std::int64_t& seconds) noexcept;
+
+// The file with the rules of a zone of that name; empty where the system keeps none in files, and for a name that would
+// lead elsewhere.
+[[nodiscard]] std::string zone_file(const char* name);
 
 }  // namespace ox::platform

@@ -283,6 +283,45 @@ OX_API const char* OX_CALL oxcUxTimeToStr(uint32_t seconds);
  */
 OX_API OX_RESULT OX_CALL oxcStrToUxTime(const char* text, uint32_t* seconds);
 
+/* ---- Time zones -------------------------------------------------------------------------------------------------
+ * A zone object is a table of its clocks' changes from 1970 to 2106: reading it takes no lock and allocates nothing,
+ * and any number of threads may.
+ */
+typedef struct oxcZone oxcZone;
+
+/* What the clocks show. */
+typedef struct oxcDate {
+  int32_t year;
+  int32_t month; /* from 1 */
+  int32_t day;   /* from 1 */
+  int32_t hour;
+  int32_t minute;
+  int32_t second;
+  int32_t weekday; /* 0 Sunday to 6 Saturday */
+  int32_t offset;  /* seconds east of UTC */
+} oxcDate;
+
+/*
+ * Makes a zone of a text as POSIX writes it in TZ, on every system alike ("JST-9", "EST5EDT,M3.2.0,M11.1.0",
+ * "<+03>-3"); where the system keeps its zones in files, of a name too ("Europe/Berlin", also behind a ":"). A null or
+ * empty text is the zone of the process's environment as it is now.
+ * Returns 0 and the zone, which the caller releases with oxcZoneFree; 70 for a text that is neither; 3; 1 for a null
+ * output.
+ */
+OX_API OX_RESULT OX_CALL oxcZoneOpen(const char* text, oxcZone** zone);
+OX_API OX_RESULT OX_CALL oxcZoneFree(oxcZone* zone); /* 0, also for null */
+
+/* The date of a moment. Returns 0; 1 for a null argument. */
+OX_API OX_RESULT OX_CALL oxcZoneToDate(const oxcZone* zone, uint32_t seconds, oxcDate* date);
+
+/*
+ * The first moment at which the clocks show the date or a later one: of a time that comes twice in autumn the first, of
+ * one that the spring change leaves out the moment of the change. Fields may be too small or too large and are carried
+ * over (month 13, day 0); weekday and offset are not read.
+ * Returns 0; 70 for a date before 1970 or after 2106; 1 for a null argument.
+ */
+OX_API OX_RESULT OX_CALL oxcZoneToSeconds(const oxcZone* zone, const oxcDate* date, uint32_t* seconds);
+
 /* IPv4: the number holds the four bytes in network order, as they lie in memory. Parsing gives 70 or 1. */
 OX_API const char* OX_CALL oxcIpAddrToStr(uint32_t address);
 OX_API OX_RESULT OX_CALL oxcStrToIpAddr(const char* text, uint32_t* address);

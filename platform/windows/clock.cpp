@@ -31,4 +31,6 @@ bool make_local_time(std::tm time, std::int64_t& seconds) noexcept {
   return true;
 }
 
+std::string zone_file(const char*) { return {}; }
+
 }  // namespace ox::platform
