@@ -36,7 +36,9 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
       {"-1", "oxdGetValueSize oxdGetValueType"},
       {"0",  // nothing to release, to print, to match or to say
        "oxcFree oxcMemFree oxcTrFreeConf oxcTrFreeTag oxdFree oxeEvfltFree oxeEvmsgFree oxfClrConfent "
-       "oxfDestroyFileList oxfFileListFree oxsSnmpFree oxsSnmpTrapFree oxcMemDebugListOut oxcMemDumpLog "
+       "oxfDestroyFileList oxfFileListFree oxsSnmpFree oxsSnmpTrapFree oxcZoneFree oxcmdScheduleFree oxcmdSchTimeFree "
+       "oxcmdCalenderFree oxcmdStrToSchedule "
+       "oxcMemDebugListOut oxcMemDumpLog "
        "oxcMemDumpLogForICMP oxcMemDumpLogForRMGR oxcMemDumpLogForSNMP oxcMemDumpLogForSNMPTrap oxdPrint oxdPrintLog "
        "oxeEvfltMatch oxcVersionCmp oxcStrcat oxcStrcpy oxcPerror oxcPerrorMsgBox oxcPerrorMsgBox2 oxcApDataReceive "
        "oxcDebugOutput oxdEncode oxfGetErrorFile oxfGetFileAttrib"},
