@@ -9,7 +9,7 @@
 #include "manager/base/log.h"
 #include "manager/base/paths.h"
 #include "manager/definitions.h"
-#include "manager/manager.h"
+#include "manager/requests/manager.h"
 #include "manager/sessions/server.h"
 #include "manager/traps/receiver.h"
 #include "platform/named_event.h"

@@ -1,12 +1,17 @@
-// Owners of data nodes.
+// Owners of data nodes, and what the manager asks of them.
 #pragma once
 
 #include <memory>
 #include <new>
+#include <span>
 #include <utility>
 
 #include <oxbase/oxc.h>
 #include <oxbase/oxd.h>
+
+#include "manager/base/component_name.h"
+#include "manager/base/oid.h"
+#include "manager/base/payload.h"
 
 namespace ox::manager {
 
@@ -47,5 +52,24 @@ class NodeList {
  private:
   dnode* head_ = nullptr;
 };
+
+// A node with the AMIB name. Throws std::bad_alloc, as all that makes or completes nodes.
+[[nodiscard]] NodePtr named_node(const Oid& path);
+// A node that says why a path has no value.
+[[nodiscard]] NodePtr error_node(const Oid& path, OX_RESULT code);
+// Says whose node it is.
+void set_component(dnode* node, const ComponentName& component);
+// Says when it was answered: now.
+void set_response_time(dnode* node);
+
+// The AMIB name of a node; empty when it has none.
+[[nodiscard]] Oid path_of(const dnode* node);
+// The error code of a node, 0 when it has none.
+[[nodiscard]] OX_RESULT code_of(const dnode* node);
+
+// Reads a list as it travels: 0, 3, 71.
+[[nodiscard]] OX_RESULT decode_nodes(std::span<const std::byte> bytes, NodeList& nodes);
+// 0, 3, 266.
+[[nodiscard]] OX_RESULT encode_nodes(const NodeList& nodes, Bytes& bytes);
 
 }  // namespace ox::manager

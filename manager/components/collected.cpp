@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "manager/base/paths.h"
-#include "manager/sessions/handlers.h"
+#include "manager/requests/handlers.h"
 #include "platform/file.h"
 
 namespace ox::manager {

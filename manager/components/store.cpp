@@ -7,6 +7,8 @@
 
 #include <oxbase/oxc.h>
 
+#include "manager/base/attributes.h"
+
 namespace ox::manager {
 namespace {
 

@@ -10,7 +10,7 @@
 
 #include "manager/base/component_name.h"
 #include "manager/base/oid.h"
-#include "manager/snmp/agent_index.h"
+#include "manager/components/agent_index.h"
 
 namespace ox::manager {
 
@@ -38,9 +38,6 @@ struct Change {
 };
 
 using Values = std::map<Oid, Value>;
-
-// Where a node says the address of its agent.
-inline const Oid node_address_path{11, 5, 1, 0};
 
 class Store {
  public:

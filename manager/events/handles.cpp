@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "manager/sessions/handlers.h"
+#include "manager/requests/handlers.h"
 
 namespace ox::manager {
 namespace {

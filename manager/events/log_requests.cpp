@@ -4,7 +4,7 @@
 #include <limits>
 #include <new>
 
-#include "manager/sessions/handlers.h"
+#include "manager/requests/handlers.h"
 
 namespace ox::manager {
 namespace {

@@ -1,8 +1,8 @@
 // Events as values that change: what an asynchronous get of one of the message attributes reports.
 #pragma once
 
-#include "manager/manager.h"
 #include "manager/reports/subscriptions.h"
+#include "manager/requests/manager.h"
 
 namespace ox::manager {
 

@@ -4,7 +4,7 @@
 #include <asio/steady_timer.hpp>
 #include <ctime>
 
-#include "manager/sessions/handlers.h"
+#include "manager/requests/handlers.h"
 #include "platform/registry.h"
 
 namespace ox::manager {

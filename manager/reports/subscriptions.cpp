@@ -1,21 +1,18 @@
 #include "manager/reports/subscriptions.h"
 
 #include <algorithm>
-#include <ctime>
 #include <new>
 
-#include "manager/components/get.h"
+#include "manager/base/attributes.h"
 #include "manager/components/stored_value.h"
 #include "manager/reports/event_subscription.h"
-#include "manager/snmp/binding.h"
+#include "manager/requests/manager.h"
 
 namespace ox::manager {
 namespace {
 
 constexpr std::uint32_t most_of_session = 10000;
 constexpr std::uint32_t only_changes = 64;  // option: the values as they are now are not wanted
-
-const Oid component_name_path{11, 1, 1, 0};
 
 // The AMIB node of a value; 0 without one.
 std::uint32_t amib_node(const Oid& path) {
@@ -45,10 +42,8 @@ bool selects_of_agent(const Selection& selection) {
 }
 
 void complete(dnode* node, const ComponentName& component) {
-  if (oxdSetCompType(node, component.type.c_str()) != OX_OK || oxdSetCompName(node, component.name.c_str()) != OX_OK ||
-      oxdSetRspTime(node, static_cast<std::uint32_t>(std::time(nullptr))) != OX_OK) {
-    throw std::bad_alloc();
-  }
+  set_component(node, component);
+  set_response_time(node);
 }
 
 NodePtr deleted_node(const Oid& path) { return value_node(path, {OX_DELETED, std::string(1, '\0')}); }
@@ -95,11 +90,8 @@ OX_RESULT Subscriptions::open(std::unique_ptr<Subscription> opened, std::uint32_
   Subscription& subscription = *opened;
   ComponentName& component = subscription.component;
   if (!may_open(subscription.session)) return OX_ETOOMANY;
-  if (const OX_RESULT result = parse_component_name(subscription.component_text, component)) return result;
+  if (const OX_RESULT result = manager_.directory.parse(subscription.component_text, component)) return result;
   const bool pattern = is_pattern(component.name);
-  component.type = Vocabulary::canonical_type(component.type);
-  if (!manager_.vocabulary.has_type(component.type)) return OX_ENOTYPE;
-  if (!pattern && !manager_.store.has(component)) return OX_ENOCOMP;
   if (const OX_RESULT result = select(subscription.names, subscription.selections)) return result;
   id = subscription.id = new_id();
   watch_events(subscription);
@@ -271,19 +263,19 @@ void Subscriptions::poll(std::uint32_t id, bool report_all, bool silent) {
   if (found == gets_.end()) return;
   Subscription& subscription = *found->second;
   subscription.meanwhile.clear();
-  const auto take = [this, id, report_all, silent](const Reply& reply) {
+  const auto take = [this, id, report_all, silent](OX_RESULT result, NodeList nodes) {
     const auto asked = gets_.find(id);
-    if (asked != gets_.end()) polled(*asked->second, reply, report_all, silent);
+    if (asked != gets_.end()) polled(*asked->second, result, std::move(nodes), report_all, silent);
   };
-  const OX_RESULT result = read_values(manager_, subscription.component_text, subscription.names, 0, take);
-  if (result != OX_OK) take(error_reply(result));
+  const OX_RESULT result =
+      manager_.reader.read({subscription.session, subscription.component_text, subscription.names, 0}, take);
+  if (result != OX_OK) take(result, {});
 }
 
-void Subscriptions::polled(Subscription& subscription, const Reply& reply, bool report_all, bool silent) {
-  NodeList nodes;
+void Subscriptions::polled(Subscription& subscription, OX_RESULT result, NodeList nodes, bool report_all, bool silent) {
   NodeList told;
   std::map<std::string, std::string> now;
-  OX_RESULT error = decode_nodes(reply.data, nodes);
+  OX_RESULT error = OX_OK;
   while (NodePtr node = nodes.take_first()) {
     bool tell = report_all;
     if (is_of_agent(node.get())) {
@@ -305,8 +297,8 @@ void Subscriptions::polled(Subscription& subscription, const Reply& reply, bool 
     subscription.polled = std::move(now);
     poll_later(subscription);
   }
-  const bool failed = report_all && told.empty() && reply.error != OX_OK && reply.error != OX_ENOTFOUND;
-  if (!told.empty() || failed) report(subscription, failed ? reply.error : error, told);
+  const bool failed = report_all && told.empty() && result != OX_OK && result != OX_ENOTFOUND;
+  if (!told.empty() || failed) report(subscription, failed ? result : error, told);
 }
 
 }  // namespace ox::manager

@@ -73,7 +73,7 @@ class Subscriptions {
   void begin_polling(Subscription& subscription, std::uint32_t options);
   void poll_later(Subscription& subscription);
   void poll(std::uint32_t id, bool report_all, bool silent);
-  void polled(Subscription& subscription, const Reply& reply, bool report_all, bool silent);
+  void polled(Subscription& subscription, OX_RESULT result, NodeList nodes, bool report_all, bool silent);
   void add_changes(Subscription& subscription, const Change& change, NodeList& nodes) const;
   void erase(std::map<std::uint32_t, std::unique_ptr<Subscription>>::iterator entry);
 

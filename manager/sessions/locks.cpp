@@ -1,7 +1,5 @@
 #include "manager/sessions/locks.h"
 
-#include "manager/sessions/handlers.h"
-
 namespace ox::manager {
 namespace {
 
@@ -48,27 +46,6 @@ void Locks::end_session(std::uint32_t session) {
     release(lock->second.component);
     lock = locks_.erase(lock);
   }
-}
-
-void handle_lock(Manager& manager, const Request& request) {
-  constexpr std::uint32_t shared_lock = 1;
-  PayloadReader payload(request.message.data);
-  const std::string component = payload.text();
-  const std::uint32_t argument = payload.u32();
-  if (payload.error() != OX_OK) return request.reply(error_reply(payload.error()));
-  ComponentName name;
-  OX_RESULT result = parse_component_name(component, name);
-  if (result == OX_OK) result = manager.find(name);
-  Reply reply;
-  if (result == OX_OK) {
-    result = manager.locks.lock(name, argument == shared_lock, request.session, reply.source_id);
-  }
-  reply.error = result;
-  request.reply(std::move(reply));
-}
-
-void handle_unlock(Manager& manager, const Request& request) {
-  request.reply(error_reply(manager.locks.unlock(request.message.destination_id, request.session)));
 }
 
 }  // namespace ox::manager

@@ -32,9 +32,7 @@ struct Request {
 
 [[nodiscard]] inline Reply error_reply(std::uint32_t error) { return {.error = error}; }
 
-// A reply with a list of nodes.
+// A reply with a list of nodes; without data when it is empty.
 [[nodiscard]] Reply node_reply(std::uint32_t error, const NodeList& nodes);
-// Decodes a list of nodes; 0, 3, 71.
-[[nodiscard]] OX_RESULT decode_nodes(std::span<const std::byte> bytes, NodeList& nodes);
 
 }  // namespace ox::manager

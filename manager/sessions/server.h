@@ -5,7 +5,7 @@
 #include <map>
 #include <memory>
 
-#include "manager/manager.h"
+#include "manager/requests/manager.h"
 #include "platform/server/pipe_server.h"
 
 namespace ox::manager {

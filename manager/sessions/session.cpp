@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "manager/sessions/router.h"
+#include "manager/requests/router.h"
 #include "manager/sessions/server.h"
 #include "platform/pipe.h"
 

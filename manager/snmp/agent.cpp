@@ -4,16 +4,10 @@
 
 #include <oxbase/oxbytes.h>
 
+#include "manager/base/attributes.h"
+
 namespace ox::manager {
 namespace {
-
-// Instance 0 of the attributes of "obj.node".
-const Oid node_port{11, 5, 2, 0};
-const Oid node_read_community{11, 5, 3, 0};
-const Oid node_write_community{11, 5, 4, 0};
-const Oid node_snmp_version{11, 5, 5, 0};
-const Oid node_timeout{11, 5, 6, 0};
-const Oid node_retries{11, 5, 7, 0};
 
 // Leaves the number as it is when the attribute is not set.
 OX_RESULT read_number(const Values& values, const Oid& path, std::uint32_t least, std::uint32_t most,
@@ -59,16 +53,16 @@ OX_RESULT agent_of(const Store& store, const ComponentName& component, const Set
   agent.timeout = settings.snmp_timeout;
   agent.retries = settings.snmp_retries;
   agent.read_community = "public";
-  for (const OX_RESULT result : {read_number(*values, node_port, 1, 65535, port),
-                                 read_number(*values, node_snmp_version, OXS_V1, OXS_V2C, agent.version),
-                                 read_number(*values, node_timeout, 1, 600000, agent.timeout),
-                                 read_number(*values, node_retries, 0, 100, agent.retries),
-                                 read_code(*values, node_read_community, agent.read_community)}) {
+  for (const OX_RESULT result : {read_number(*values, node_port_path, 1, 65535, port),
+                                 read_number(*values, node_snmp_version_path, OXS_V1, OXS_V2C, agent.version),
+                                 read_number(*values, node_timeout_path, 1, 600000, agent.timeout),
+                                 read_number(*values, node_retries_path, 0, 100, agent.retries),
+                                 read_code(*values, node_read_community_path, agent.read_community)}) {
     if (result != OX_OK) return result;
   }
   agent.write_community = agent.read_community;
   agent.address = {address, static_cast<unsigned short>(port)};
-  return read_code(*values, node_write_community, agent.write_community);
+  return read_code(*values, node_write_community_path, agent.write_community);
 }
 
 OX_RESULT code_of_status(std::uint32_t error_status, bool writing) {

@@ -1,15 +1,6 @@
 #include "manager/snmp/binding.h"
 
 namespace ox::manager {
-namespace {
-
-NodePtr named_node(const Oid& path) {
-  NodePtr node = make_node();
-  if (oxdSetAmibName(node.get(), oid_text(path).c_str()) == OX_ENOMEM) throw std::bad_alloc();
-  return node;
-}
-
-}  // namespace
 
 NodeList null_bindings(const std::vector<Wanted>& wanted) {
   NodeList list;
@@ -21,22 +12,12 @@ NodeList null_bindings(const std::vector<Wanted>& wanted) {
   return list;
 }
 
-NodePtr error_node(const Oid& path, OX_RESULT code) {
-  NodePtr node = named_node(path);
-  (void)oxdSetErrCode(node.get(), code);
-  return node;
-}
-
-Oid path_of(const dnode* node) {
-  const char* name = nullptr;
-  if (oxdGetAmibName(node, &name) != OX_OK) return {};
-  return parse_oid(name).value_or(Oid{});
-}
-
-OX_RESULT code_of(const dnode* node) {
-  std::uint32_t code = OX_OK;
-  (void)oxdGetErrCode(node, &code);
-  return code;
+std::vector<std::size_t> slots_of(const std::vector<Wanted>& wanted) {
+  std::vector<std::size_t> slots;
+  for (const Wanted& one : wanted) {
+    if (slots.empty() || slots.back() != one.slot) slots.push_back(one.slot);
+  }
+  return slots;
 }
 
 }  // namespace ox::manager

@@ -10,16 +10,17 @@ namespace {
 // A get of some instances, as often as it takes to get round those that the agent refuses.
 class Get : public std::enable_shared_from_this<Get> {
  public:
-  Get(SnmpEngine& engine, const Agent& agent, std::size_t bindings, std::vector<Wanted> wanted, Emit emit, Done done)
+  Get(SnmpEngine& engine, const Agent& agent, std::size_t bindings, std::vector<Wanted> wanted,
+      std::shared_ptr<ValueReceiver> receiver)
       : engine_(engine),
         agent_(agent),
         bindings_(bindings),
+        slots_(slots_of(wanted)),
         rest_(std::move(wanted)),
-        emit_(std::move(emit)),
-        done_(std::move(done)) {}
+        receiver_(std::move(receiver)) {}
 
   void run() {
-    if (rest_.empty()) return done_();
+    if (rest_.empty()) return receiver_->done(slots_, OX_OK);
     const std::size_t count = std::min(bindings_, rest_.size());
     const std::vector<Wanted> batch(rest_.begin(), rest_.begin() + static_cast<std::ptrdiff_t>(count));
     rest_.erase(rest_.begin(), rest_.begin() + static_cast<std::ptrdiff_t>(count));
@@ -32,7 +33,21 @@ class Get : public std::enable_shared_from_this<Get> {
                  [self = shared_from_this(), batch](SnmpAnswer answer) { self->take(batch, std::move(answer)); });
   }
 
-  void take(std::vector<Wanted> batch, SnmpAnswer answer) {
+  void take(const std::vector<Wanted>& batch, SnmpAnswer answer) {
+    try {
+      go_on(take_answer(batch, std::move(answer)));
+    } catch (const std::bad_alloc&) {
+      receiver_->done(slots_, OX_ENOMEM);
+    }
+  }
+  void go_on(bool more) {
+    if (more)
+      run();
+    else
+      receiver_->done(slots_, OX_OK);
+  }
+
+  bool take_answer(std::vector<Wanted> batch, SnmpAnswer answer) {
     bool more = true;
     if (answer.result != OX_OK) {
       more = fail(batch, answer.result);
@@ -48,10 +63,7 @@ class Get : public std::enable_shared_from_this<Get> {
     } else {
       more = hand_out(batch, answer.bindings);
     }
-    if (more)
-      run();
-    else
-      done_();
+    return more;
   }
 
   // Takes the binding that the agent refuses off the batch, all of them when it does not say which.
@@ -64,7 +76,7 @@ class Get : public std::enable_shared_from_this<Get> {
       return more;
     }
     const auto refused = batch.begin() + static_cast<std::ptrdiff_t>(index - 1);
-    const bool more = emit_(refused->slot, error_node(refused->path, code));
+    const bool more = receiver_->take(refused->slot, error_node(refused->path, code));
     batch.erase(refused);
     return more;
   }
@@ -73,29 +85,30 @@ class Get : public std::enable_shared_from_this<Get> {
     for (const Wanted& wanted : batch) {
       NodePtr node = bindings.take_first();
       if (!node || path_of(node.get()) != wanted.path) node = error_node(wanted.path, OX_EDECODE);
-      if (!emit_(wanted.slot, std::move(node))) return false;
+      if (!receiver_->take(wanted.slot, std::move(node))) return false;
     }
     return true;
   }
 
   bool fail(const std::vector<Wanted>& batch, OX_RESULT code) {
-    return std::all_of(batch.begin(), batch.end(),
-                       [&](const Wanted& wanted) { return emit_(wanted.slot, error_node(wanted.path, code)); });
+    return std::all_of(batch.begin(), batch.end(), [&](const Wanted& wanted) {
+      return receiver_->take(wanted.slot, error_node(wanted.path, code));
+    });
   }
 
   SnmpEngine& engine_;
   Agent agent_;
   std::size_t bindings_;
+  std::vector<std::size_t> slots_;
   std::vector<Wanted> rest_;
-  Emit emit_;
-  Done done_;
+  std::shared_ptr<ValueReceiver> receiver_;
 };
 
 }  // namespace
 
-void snmp_get(SnmpEngine& engine, const Agent& agent, std::size_t bindings, std::vector<Wanted> wanted, Emit emit,
-              Done done) {
-  std::make_shared<Get>(engine, agent, bindings, std::move(wanted), std::move(emit), std::move(done))->run();
+void snmp_get(SnmpEngine& engine, const Agent& agent, std::size_t bindings, std::vector<Wanted> wanted,
+              std::shared_ptr<ValueReceiver> receiver) {
+  std::make_shared<Get>(engine, agent, bindings, std::move(wanted), std::move(receiver))->run();
 }
 
 }  // namespace ox::manager

@@ -17,14 +17,14 @@ struct Column {
 // A walk of columns. One request is under way at a time; each asks for the next row of as many columns as fit.
 class Walk : public std::enable_shared_from_this<Walk> {
  public:
-  Walk(SnmpEngine& engine, const Agent& agent, std::size_t bindings, const std::vector<Wanted>& columns, Emit emit,
-       Done done)
-      : engine_(engine), agent_(agent), bindings_(bindings), emit_(std::move(emit)), done_(std::move(done)) {
+  Walk(SnmpEngine& engine, const Agent& agent, std::size_t bindings, const std::vector<Wanted>& columns,
+       std::shared_ptr<ValueReceiver> receiver)
+      : engine_(engine), agent_(agent), bindings_(bindings), slots_(slots_of(columns)), receiver_(std::move(receiver)) {
     for (const Wanted& one : columns) columns_.push_back({one.path, one.slot, one.path});
   }
 
   void run() {
-    if (columns_.empty()) return done_();
+    if (columns_.empty()) return receiver_->done(slots_, OX_OK);
     std::vector<Wanted> batch;
     const std::size_t count = std::min(bindings_, columns_.size());
     for (std::size_t i = 0; i < count; ++i) batch.push_back({columns_[i].at, columns_[i].slot});
@@ -34,6 +34,20 @@ class Walk : public std::enable_shared_from_this<Walk> {
 
  private:
   void take(std::size_t count, SnmpAnswer answer) {
+    try {
+      go_on(take_answer(count, std::move(answer)));
+    } catch (const std::bad_alloc&) {
+      receiver_->done(slots_, OX_ENOMEM);
+    }
+  }
+  void go_on(bool more) {
+    if (more)
+      run();
+    else
+      receiver_->done(slots_, OX_OK);
+  }
+
+  bool take_answer(std::size_t count, SnmpAnswer answer) {
     bool more = true;
     if (answer.result != OX_OK) {
       more = fail_rest(answer.result);
@@ -44,10 +58,7 @@ class Walk : public std::enable_shared_from_this<Walk> {
     } else {
       more = take_row(count, answer.bindings);
     }
-    if (more)
-      run();
-    else
-      done_();
+    return more;
   }
 
   // The agent is gone: one node says so for each place that still waits.
@@ -57,7 +68,7 @@ class Walk : public std::enable_shared_from_this<Walk> {
     for (const Column& column : columns_) {
       if (std::find(told.begin(), told.end(), column.slot) != told.end()) continue;
       told.push_back(column.slot);
-      more = more && emit_(column.slot, error_node(column.top, code));
+      more = more && receiver_->take(column.slot, error_node(column.top, code));
     }
     columns_.clear();
     return more;
@@ -73,7 +84,7 @@ class Walk : public std::enable_shared_from_this<Walk> {
     if (answer.error_status != status_no_such_name) {
       const OX_RESULT code = code_of_status(answer.error_status, false);
       for (std::size_t i = first; i < last && more; ++i)
-        more = emit_(columns_[i].slot, error_node(columns_[i].top, code));
+        more = receiver_->take(columns_[i].slot, error_node(columns_[i].top, code));
     }
     columns_.erase(columns_.begin() + static_cast<std::ptrdiff_t>(first),
                    columns_.begin() + static_cast<std::ptrdiff_t>(last));
@@ -90,7 +101,7 @@ class Walk : public std::enable_shared_from_this<Walk> {
       const bool ended = !is_under(path, column.top) || path <= column.at || code_of(node.get()) == OX_ENOSUCHVALUE;
       if (ended) continue;
       column.at = std::move(path);
-      if (!emit_(column.slot, std::move(node))) return false;
+      if (!receiver_->take(column.slot, std::move(node))) return false;
       unfinished.push_back(std::move(column));
     }
     // Columns of one table go on together, at the front, before other columns begin.
@@ -102,16 +113,16 @@ class Walk : public std::enable_shared_from_this<Walk> {
   SnmpEngine& engine_;
   Agent agent_;
   std::size_t bindings_;
+  std::vector<std::size_t> slots_;
   std::deque<Column> columns_;
-  Emit emit_;
-  Done done_;
+  std::shared_ptr<ValueReceiver> receiver_;
 };
 
 }  // namespace
 
 void snmp_walk(SnmpEngine& engine, const Agent& agent, std::size_t bindings, const std::vector<Wanted>& columns,
-               Emit emit, Done done) {
-  std::make_shared<Walk>(engine, agent, bindings, columns, std::move(emit), std::move(done))->run();
+               std::shared_ptr<ValueReceiver> receiver) {
+  std::make_shared<Walk>(engine, agent, bindings, columns, std::move(receiver))->run();
 }
 
 }  // namespace ox::manager

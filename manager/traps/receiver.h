@@ -10,7 +10,7 @@
 #include <span>
 #include <string>
 
-#include "manager/manager.h"
+#include "manager/requests/manager.h"
 #include "manager/traps/actions.h"
 #include "manager/traps/definitions.h"
 #include "manager/traps/repeats.h"

@@ -6,7 +6,6 @@
 
 #include "manager/base/paths.h"
 #include "manager/definitions.h"
-#include "manager/snmp/binding.h"
 #include "tests/support/installation.h"
 #include "tests/support/scripted_peer.h"
 #include "tests/support/system_root.h"

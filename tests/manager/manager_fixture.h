@@ -3,9 +3,9 @@
 
 #include <optional>
 
-#include "manager/manager.h"
+#include "manager/requests/manager.h"
+#include "manager/requests/router.h"
 #include "manager/sessions/request.h"
-#include "manager/sessions/router.h"
 #include "tests/support/test.h"
 
 namespace ox::manager {

@@ -1,4 +1,4 @@
-#include "manager/sessions/router.h"
+#include "manager/requests/router.h"
 
 #include "tests/manager/manager_fixture.h"
 #include "tests/support/scripted_peer.h"

@@ -7,7 +7,6 @@
 
 #include <oxbase/oxs.h>
 
-#include "manager/snmp/binding.h"
 #include "tests/manager/event_fixture.h"
 #include "tests/support/udp_socket.h"
 

@@ -1,7 +1,7 @@
 // From a message's type and command to its handler.
 #pragma once
 
-#include "manager/manager.h"
+#include "manager/requests/manager.h"
 #include "manager/sessions/request.h"
 
 namespace ox::manager {

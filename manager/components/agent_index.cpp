@@ -1,4 +1,4 @@
-#include "manager/snmp/agent_index.h"
+#include "manager/components/agent_index.h"
 
 namespace ox::manager {
 

@@ -1,29 +1,14 @@
 // Management of components and relations, by code. The arguments are nodes whose AMIB names say what they are.
 #include <array>
 
-#include "manager/base/selection.h"
-#include "manager/components/set.h"
+#include "manager/base/attributes.h"
 #include "manager/components/stored_value.h"
-#include "manager/sessions/handlers.h"
-#include "manager/snmp/binding.h"
+#include "manager/requests/handlers.h"
 
 namespace ox::manager {
 namespace {
 
-// The arguments' AMIB names, "10.7.N.0".
-enum Argument : std::uint32_t {
-  type = 1,
-  from_type = 2,
-  to_type = 3,
-  relation = 4,
-  related = 7,
-  name = 8,
-  from_name = 9,
-  to_name = 10,
-  entry_name = 30,
-};
-
-Oid argument_path(Argument argument) { return {10, 7, argument, 0}; }
+using Argument = ManagementArgument;
 
 std::string find_text(const NodeList& arguments, Argument argument) {
   const Oid path = argument_path(argument);
@@ -35,18 +20,17 @@ std::string find_text(const NodeList& arguments, Argument argument) {
 
 // The component that the arguments name: by its two arguments, else by the component fields of the first node.
 ComponentName target_of(const NodeList& arguments) {
-  ComponentName target{find_text(arguments, type), find_text(arguments, name)};
+  ComponentName target{find_text(arguments, Argument::type), find_text(arguments, Argument::name)};
   const char* field = nullptr;
   if (target.type.empty() && oxdGetCompType(arguments.get(), &field) == OX_OK) target.type = field;
   if (target.name.empty() && oxdGetCompName(arguments.get(), &field) == OX_OK) target.name = field;
-  target.type = Vocabulary::canonical_type(target.type);
   return target;
 }
 
 OX_RESULT check_target(const Manager& manager, ComponentName& target) {
   if (target.type.empty()) return OX_EINCOMPLETE;
   if (const OX_RESULT result = check_type_name(target.type)) return result;
-  return manager.vocabulary.has_type(target.type) ? OX_RESULT{OX_OK} : OX_RESULT{OX_ENOTYPE};
+  return manager.directory.find_type(target.type);
 }
 
 Reply changed(Manager& manager, const Change& change) { return error_reply(manager.commit(std::span(&change, 1))); }
@@ -64,11 +48,8 @@ void add(Manager& manager, NodeList arguments, const Request& request) {
   change.component = target;
   Reply reply = changed(manager, change);
   if (reply.error != OX_OK) return request.reply(std::move(reply));
-  NodePtr node = text_node(argument_path(name), target.name);
-  if (oxdSetCompType(node.get(), target.type.c_str()) != OX_OK ||
-      oxdSetCompName(node.get(), target.name.c_str()) != OX_OK) {
-    throw std::bad_alloc();
-  }
+  NodePtr node = text_node(argument_path(Argument::name), target.name);
+  set_component(node.get(), target);
   NodeList answer;
   answer.add(std::move(node));
   request.reply(node_reply(OX_OK, answer));
@@ -78,7 +59,7 @@ void remove(Manager& manager, NodeList arguments, const Request& request) {
   ComponentName target = target_of(arguments);
   OX_RESULT result = check_target(manager, target);
   if (result == OX_OK && target.name.empty()) result = OX_EINCOMPLETE;
-  if (result == OX_OK) result = manager.find(target);
+  if (result == OX_OK) result = manager.directory.find(target);
   if (result == OX_OK && Store::is_built_in(target)) result = OX_ESYSTEMENTRY;
   if (result != OX_OK) return request.reply(error_reply(result));
   Change change;
@@ -88,12 +69,12 @@ void remove(Manager& manager, NodeList arguments, const Request& request) {
 }
 
 OX_RESULT read_relation(const Manager& manager, const NodeList& arguments, Relation& read) {
-  read.name = find_text(arguments, relation);
-  read.from = {find_text(arguments, from_type), find_text(arguments, from_name)};
-  read.to = {find_text(arguments, to_type), find_text(arguments, to_name)};
+  read.name = find_text(arguments, Argument::relation);
+  read.from = {find_text(arguments, Argument::from_type), find_text(arguments, Argument::from_name)};
+  read.to = {find_text(arguments, Argument::to_type), find_text(arguments, Argument::to_name)};
   for (ComponentName* end : {&read.from, &read.to}) {
     if (end->type.empty() || end->name.empty()) return OX_EINCOMPLETE;
-    if (const OX_RESULT result = manager.find(*end)) return result;
+    if (const OX_RESULT result = manager.directory.find(*end)) return result;
   }
   return read.name.empty() ? OX_RESULT{OX_EINCOMPLETE} : manager.vocabulary.check(read);
 }
@@ -119,14 +100,14 @@ void query(Manager& manager, NodeList arguments, const Request& request) {
   ComponentName target = target_of(arguments);
   OX_RESULT result = check_target(manager, target);
   if (result == OX_OK && target.name.empty()) result = OX_EINCOMPLETE;
-  if (result == OX_OK) result = manager.find(target);
+  if (result == OX_OK) result = manager.directory.find(target);
   if (result != OX_OK) return request.reply(error_reply(result));
-  const std::string wanted = find_text(arguments, relation);
+  const std::string wanted = find_text(arguments, Argument::relation);
   NodeList answer;
   for (const Relation& one : manager.store.relations_of(target)) {
     if (!wanted.empty() && one.name != wanted) continue;
     const ComponentName& other = one.from == target ? one.to : one.from;
-    answer.add(text_node(argument_path(related), other.type + ':' + other.name));
+    answer.add(text_node(argument_path(Argument::related), other.type + ':' + other.name));
   }
   request.reply(answer.empty() ? error_reply(OX_ENOTFOUND) : node_reply(OX_OK, answer));
 }
@@ -134,25 +115,24 @@ void query(Manager& manager, NodeList arguments, const Request& request) {
 // An attribute list for one component: the entry name says which, as "type:name" or as a name of the nodes' type.
 void set_attributes(Manager& manager, NodeList arguments, const Request& request) {
   ComponentName target = target_of(arguments);
-  const std::string entry = find_text(arguments, entry_name);
+  const std::string entry = find_text(arguments, Argument::entry_name);
   if (!entry.empty()) {
     if (parse_component_name(entry, target) != OX_OK) target.name = entry;
   }
   OX_RESULT result = check_target(manager, target);
   if (result == OX_OK && target.name.empty()) result = OX_EINCOMPLETE;
-  if (result == OX_OK) result = manager.find(target);
+  if (result == OX_OK) result = manager.directory.find(target);
   if (result != OX_OK) return request.reply(error_reply(result));
   NodeList values;
   while (NodePtr node = arguments.take_first()) {
     const Oid path = path_of(node.get());
-    if (path == argument_path(entry_name) || path == argument_path(type) || path == argument_path(name)) continue;
-    if (oxdSetCompType(node.get(), target.type.c_str()) != OX_OK ||
-        oxdSetCompName(node.get(), target.name.c_str()) != OX_OK) {
-      throw std::bad_alloc();
-    }
+    if (path == argument_path(Argument::entry_name) || path == argument_path(Argument::type) ||
+        path == argument_path(Argument::name))
+      continue;
+    set_component(node.get(), target);
     values.add(std::move(node));
   }
-  write_values(manager, std::move(values), 0, request.reply);
+  manager.writer.write(request.session, std::move(values), 0, node_answer(request.reply));
 }
 
 struct Operation {

@@ -4,8 +4,10 @@
 #include <asio/io_context.hpp>
 #include <string>
 
+#include "manager/base/job.h"
 #include "manager/base/settings.h"
 #include "manager/components/collected.h"
+#include "manager/components/directory.h"
 #include "manager/components/journal.h"
 #include "manager/components/store.h"
 #include "manager/components/vocabulary.h"
@@ -13,9 +15,12 @@
 #include "manager/events/log.h"
 #include "manager/reports/persistent_waits.h"
 #include "manager/reports/subscriptions.h"
+#include "manager/requests/figures.h"
 #include "manager/sessions/clients.h"
 #include "manager/sessions/locks.h"
 #include "manager/snmp/engine.h"
+#include "manager/snmp/value_reader.h"
+#include "manager/snmp/value_writer.h"
 #include "manager/traps/books.h"
 
 namespace ox::manager {
@@ -29,15 +34,14 @@ struct Manager {
         collected(data_directory, with.max_data),
         events(event_loop, settings, make_event_store(data_directory)),
         clients(with.max_report_bytes),
+        directory(vocabulary, store),
+        reader(loop, settings, directory, store, snmp, jobs,
+               [this](const ComponentName& component) { return figures_of(trap_books, component); }),
+        writer(loop, settings, directory, store, snmp, jobs,
+               {.commit = [this](std::span<const Change> batch) { return commit(batch); },
+                .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
         subscriptions(*this),
         waits(*this) {}
-
-  // The component of that name, its type put in the canonical form: 197 for an unknown type, 84 for an unknown one.
-  [[nodiscard]] OX_RESULT find(ComponentName& name) const {
-    name.type = Vocabulary::canonical_type(name.type);
-    if (!vocabulary.has_type(name.type)) return OX_ENOTYPE;
-    return store.has(name) ? OX_OK : OX_ENOCOMP;
-  }
 
   // Writes a batch of changes, and reports them to those who watch. 0, or 144 with the store as it was.
   [[nodiscard]] OX_RESULT commit(std::span<const Change> batch) {
@@ -48,6 +52,7 @@ struct Manager {
 
   // Takes away what a client had.
   void end_session(std::uint32_t session) {
+    jobs.end_session(session);
     locks.end_session(session);
     event_handles.end_session(session);
     subscriptions.end_session(session);
@@ -66,6 +71,10 @@ struct Manager {
   EventHandles event_handles;
   EventLog events;
   Clients clients;
+  JobsOfClients jobs;
+  Directory directory;
+  ValueReader reader;
+  ValueWriter writer;
   Subscriptions subscriptions;
   PersistentWaits waits;
   TrapBooks trap_books;

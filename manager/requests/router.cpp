@@ -1,11 +1,11 @@
-#include "manager/sessions/router.h"
+#include "manager/requests/router.h"
 
 #include <array>
 #include <new>
 
 #include <oxbase/oxc.h>
 
-#include "manager/sessions/handlers.h"
+#include "manager/requests/handlers.h"
 
 namespace ox::manager {
 namespace {

@@ -1,10 +1,15 @@
 // The handlers of requests, one for each row of the router's table.
 #pragma once
 
-#include "manager/manager.h"
+#include "manager/requests/manager.h"
 #include "manager/sessions/request.h"
 
 namespace ox::manager {
+
+// What answers a request with a list of nodes.
+[[nodiscard]] inline auto node_answer(std::function<void(Reply)> reply) {
+  return [reply = std::move(reply)](OX_RESULT result, const NodeList& nodes) { reply(node_reply(result, nodes)); };
+}
 
 void handle_get(Manager& manager, const Request& request);
 void handle_set(Manager& manager, const Request& request);

@@ -1,6 +1,8 @@
-#include "manager/components/figures.h"
+#include "manager/requests/figures.h"
 
 #include <array>
+
+#include "manager/base/attributes.h"
 
 namespace ox::manager {
 namespace {
@@ -13,21 +15,12 @@ constexpr std::array trap_figures{
 
 }  // namespace
 
-std::vector<Figure> figures_of(const Manager& manager, const ComponentName& component) {
+std::vector<Figure> figures_of(const TrapBooks& traps, const ComponentName& component) {
   std::vector<Figure> figures;
   if (component.type != "system" || component.name != "system") return figures;
   std::uint32_t number = 0;
-  for (const auto figure : trap_figures) figures.push_back({{10, 100, ++number, 0}, manager.trap_books.*figure});
+  for (const auto figure : trap_figures) figures.push_back({trap_figure_path(++number), traps.*figure});
   return figures;
-}
-
-NodePtr figure_node(const Figure& figure) {
-  NodePtr node = make_node();
-  if (oxdSetAmibName(node.get(), oid_text(figure.path).c_str()) != OX_OK ||
-      oxdSetCounter64(node.get(), figure.value) != OX_OK) {
-    throw std::bad_alloc();
-  }
-  return node;
 }
 
 }  // namespace ox::manager

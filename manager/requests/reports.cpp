@@ -1,8 +1,7 @@
 // The requests about asynchronous gets and sets, and the fetch of reports.
-#include "manager/components/get.h"
-#include "manager/components/set.h"
 #include "manager/reports/event_subscription.h"
-#include "manager/sessions/handlers.h"
+#include "manager/requests/handlers.h"
+#include "manager/requests/values.h"
 
 namespace ox::manager {
 namespace {
@@ -59,10 +58,9 @@ void handle_asy_get(Manager& manager, const Request& request) {
 }
 
 void handle_asy_set(Manager& manager, const Request& request) {
-  NodeList nodes;
-  std::uint32_t limit = 0;
-  Reply reply = error_reply(read_set(request.message.data, nodes, limit));
-  if (reply.error == OX_OK && nodes.empty()) reply.error = OX_EINCOMPLETE;
+  SetRequest set;
+  Reply reply = error_reply(set.read(request.message.data));
+  if (reply.error == OX_OK && set.nodes.empty()) reply.error = OX_EINCOMPLETE;
   if (reply.error == OX_OK) {
     reply.error = manager.subscriptions.open_set(request.session, request.message.source_id, reply.source_id);
   }
@@ -70,8 +68,9 @@ void handle_asy_set(Manager& manager, const Request& request) {
   const bool opened = reply.error == OX_OK;
   request.reply(std::move(reply));
   if (!opened) return;
-  write_values(manager, std::move(nodes), limit,
-               [&manager, id](Reply result) { manager.subscriptions.finish_set(id, std::move(result)); });
+  manager.writer.write(request.session, std::move(set.nodes), set.limit, node_answer([&manager, id](Reply result) {
+                         manager.subscriptions.finish_set(id, std::move(result));
+                       }));
 }
 
 void handle_asy_close(Manager& manager, const Request& request) {

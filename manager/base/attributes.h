@@ -1,0 +1,41 @@
+// The AMIB paths of the manager's own attributes.
+#pragma once
+
+#include <cstdint>
+
+#include "manager/base/oid.h"
+
+namespace ox::manager {
+
+// Of every component: the name by which it is found.
+inline const Oid component_name_path{11, 1, 1, 0};
+
+// Of a node: where and how its agent is asked.
+inline const Oid node_address_path{11, 5, 1, 0};
+inline const Oid node_port_path{11, 5, 2, 0};
+inline const Oid node_read_community_path{11, 5, 3, 0};
+inline const Oid node_write_community_path{11, 5, 4, 0};
+inline const Oid node_snmp_version_path{11, 5, 5, 0};
+inline const Oid node_timeout_path{11, 5, 6, 0};
+inline const Oid node_retries_path{11, 5, 7, 0};
+
+// The arguments of management requests, "10.7.N.0".
+enum class ManagementArgument : std::uint32_t {
+  type = 1,
+  from_type = 2,
+  to_type = 3,
+  relation = 4,
+  related = 7,
+  name = 8,
+  from_name = 9,
+  to_name = 10,
+  entry_name = 30,
+};
+[[nodiscard]] inline Oid argument_path(ManagementArgument argument) {
+  return {10, 7, static_cast<std::uint32_t>(argument), 0};
+}
+
+// What the manager counts: the numbers of "sysmib.oxTraps", from 1.
+[[nodiscard]] inline Oid trap_figure_path(std::uint32_t number) { return {10, 100, number, 0}; }
+
+}  // namespace ox::manager

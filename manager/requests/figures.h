@@ -1,0 +1,14 @@
+// What the manager counts: values of "system:system".
+#pragma once
+
+#include <vector>
+
+#include "manager/snmp/value_reader.h"
+#include "manager/traps/books.h"
+
+namespace ox::manager {
+
+// In the order of their paths; none for any other component.
+[[nodiscard]] std::vector<Figure> figures_of(const TrapBooks& traps, const ComponentName& component);
+
+}  // namespace ox::manager

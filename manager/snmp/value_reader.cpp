@@ -1,0 +1,286 @@
+#include "manager/snmp/value_reader.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+
+#include "manager/base/attributes.h"
+#include "manager/base/selection.h"
+#include "manager/components/stored_value.h"
+#include "manager/snmp/agent.h"
+#include "manager/snmp/values.h"
+
+namespace ox::manager {
+namespace {
+
+// What one component answers to one selection.
+struct Place {
+  const ComponentName* component = nullptr;
+  const Selection* selection = nullptr;
+  std::vector<NodePtr> nodes;
+  std::uint32_t waiting = 0;  // operations that still deliver to it
+};
+
+// What is asked of one component's agent.
+struct AgentWork {
+  std::vector<Wanted> instances;
+  std::vector<Wanted> columns;
+};
+
+NodePtr figure_node(const Figure& figure) {
+  NodePtr node = named_node(figure.path);
+  if (oxdSetCounter64(node.get(), figure.value) != OX_OK) throw std::bad_alloc();
+  return node;
+}
+
+bool is_readable(const Oid& path) {
+  std::uint32_t node = 0;
+  return oxbEntry(oid_text(path).c_str(), &node) == OX_OK && (oxbAccessControl(node) & OXB_READ) != 0;
+}
+
+// The readable leaves of an agent at and below a selection.
+std::vector<Oid> agent_columns(const Selection& selection) {
+  std::vector<Oid> columns;
+  for (std::uint32_t leaf = oxbTraverse(selection.node, 0); leaf != 0; leaf = oxbTraverse(selection.node, leaf)) {
+    if (oxbAmibInterface(leaf) != OXB_SNMP || (oxbAccessControl(leaf) & OXB_READ) == 0) continue;
+    const char* path = nullptr;
+    if (oxbApToNum(leaf, &path) != OX_OK) continue;
+    const auto oid = parse_oid(path);
+    if (!oid) continue;
+    // Below a leaf, numbers of its instance may have been given.
+    columns.push_back(is_under(selection.path, *oid) ? selection.path : *oid);
+  }
+  return columns;
+}
+
+void sort_by_path(std::vector<NodePtr>& nodes) {
+  std::vector<std::pair<Oid, NodePtr>> ordered;
+  ordered.reserve(nodes.size());
+  for (NodePtr& node : nodes) ordered.emplace_back(path_of(node.get()), std::move(node));
+  std::stable_sort(ordered.begin(), ordered.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = std::move(ordered[i].second);
+}
+
+}  // namespace
+
+// A question until its answer. The stored values are read when it starts; then each agent is asked by one get of
+// instances and one walk of columns, and what they hand back goes to its place.
+class ValueReader::Get final : public Job, public ValueReceiver {
+ public:
+  Get(const ValueReader& reader, ValueAnswer answer) : Job(reader.loop_), reader_(reader), answer_(std::move(answer)) {}
+
+  OX_RESULT prepare(const Question& question);
+  void start(std::uint32_t limit);
+
+  bool take(std::size_t slot, NodePtr node) override;
+  void done(const std::vector<std::size_t>& slots, OX_RESULT why) override;
+
+ private:
+  // How an instance of a leaf is had, by interface code.
+  struct Interface {
+    std::uint32_t code;
+    void (Get::*read)(std::size_t slot);
+  };
+  static const std::array<Interface, 3> interfaces;
+
+  void read(std::size_t slot);
+  void read_stored(std::size_t slot);
+  void read_figures(std::size_t slot);
+  void read_nothing(std::size_t) {}
+  void read_from_agent(std::size_t slot);
+  void read_below(std::size_t slot);
+  void read_stored_below(std::size_t slot);
+  void read_columns(std::size_t slot);
+  void ask(const ComponentName& component, const AgentWork& work);
+  void fail(const std::vector<Wanted>& all, OX_RESULT code);
+  void fail(std::size_t slot, OX_RESULT code) { (void)take(slot, error_node(places_[slot].selection->path, code)); }
+  void finish(OX_RESULT why) override;
+  void fail_what_is_missing();
+  bool collect(Place& place, NodeList& nodes);
+
+  const ValueReader& reader_;
+  ValueAnswer answer_;
+  std::vector<ComponentName> components_;
+  std::vector<Selection> selections_;
+  std::map<const Selection*, std::vector<Oid>> columns_;
+  std::vector<Place> places_;
+  std::map<ComponentName, AgentWork> agents_;
+  std::size_t node_count_ = 0;
+  bool too_many_ = false;
+};
+
+const std::array<ValueReader::Get::Interface, 3> ValueReader::Get::interfaces{{
+    {OXB_CONF, &Get::read_stored},
+    {OXB_NIL, &Get::read_nothing},
+    {OXB_SNMP, &Get::read_from_agent},
+}};
+
+OX_RESULT ValueReader::Get::prepare(const Question& question) {
+  if (const OX_RESULT result = reader_.directory_.match(question.component, components_)) return result;
+  if (const OX_RESULT result = select(question.names, selections_)) return result;
+  if (components_.size() * selections_.size() > reader_.settings_.max_nodes) return OX_ETOOMANY;
+  for (const ComponentName& name : components_) {
+    for (const Selection& selection : selections_) places_.push_back({&name, &selection, {}, 0});
+  }
+  return OX_OK;
+}
+
+void ValueReader::Get::start(std::uint32_t limit) {
+  begin(std::chrono::seconds(limit != 0 ? limit : reader_.settings_.request_timeout), [this] {
+    for (std::size_t slot = 0; slot < places_.size(); ++slot) read(slot);
+    for (const auto& [component, work] : agents_) ask(component, work);
+  });
+}
+
+void ValueReader::Get::read(std::size_t slot) {
+  const Selection& selection = *places_[slot].selection;
+  if (selection.error != OX_OK) return fail(slot, selection.error);
+  if (!selection.exact) return read_below(slot);
+  if ((oxbAccessControl(selection.node) & OXB_READ) == 0) return fail(slot, OX_EDENIED);
+  const std::uint32_t code = oxbAmibInterface(selection.node);
+  for (const Interface& interface : interfaces) {
+    if (interface.code == code) return (this->*interface.read)(slot);
+  }
+  fail(slot, OX_EUNSUPPORTED);
+}
+
+void ValueReader::Get::read_stored(std::size_t slot) {
+  const Place& place = places_[slot];
+  const Oid& path = place.selection->path;
+  if (path == component_name_path) {
+    (void)take(slot, text_node(component_name_path, place.component->name));
+  } else if (const Value* value = reader_.store_.value(*place.component, path)) {
+    (void)take(slot, value_node(path, *value));
+  } else {
+    read_figures(slot);
+  }
+}
+
+void ValueReader::Get::read_figures(std::size_t slot) {
+  const Place& place = places_[slot];
+  for (const Figure& figure : reader_.figures_(*place.component)) {
+    if (place.selection->covers(figure.path) && !take(slot, figure_node(figure))) return;
+  }
+}
+
+void ValueReader::Get::read_from_agent(std::size_t slot) {
+  Place& place = places_[slot];
+  agents_[*place.component].instances.push_back({place.selection->path, slot});
+  ++place.waiting;
+}
+
+void ValueReader::Get::read_below(std::size_t slot) {
+  const Place& place = places_[slot];
+  if (place.selection->covers(component_name_path)) {
+    (void)take(slot, text_node(component_name_path, place.component->name));
+  }
+  read_stored_below(slot);
+  read_figures(slot);
+  if (place.component->type == "node") read_columns(slot);
+}
+
+void ValueReader::Get::read_stored_below(std::size_t slot) {
+  const Selection& selection = *places_[slot].selection;
+  const Values& values = *reader_.store_.values(*places_[slot].component);
+  const Oid& top = selection.path;
+  for (auto value = values.lower_bound(top); value != values.end() && is_under(value->first, top); ++value) {
+    if (!selection.covers(value->first) || !is_readable(value->first)) continue;
+    if (!take(slot, value_node(value->first, value->second))) return;
+  }
+}
+
+void ValueReader::Get::read_columns(std::size_t slot) {
+  Place& place = places_[slot];
+  const auto [entry, fresh] = columns_.try_emplace(place.selection);
+  if (fresh) entry->second = agent_columns(*place.selection);
+  if (entry->second.empty()) return;
+  AgentWork& work = agents_[*place.component];
+  for (const Oid& column : entry->second) work.columns.push_back({column, slot});
+  ++place.waiting;
+}
+
+void ValueReader::Get::ask(const ComponentName& component, const AgentWork& work) {
+  Agent agent;
+  if (const OX_RESULT result = agent_of(reader_.store_, component, reader_.settings_, agent)) {
+    fail(work.instances, result);
+    return fail(work.columns, result);
+  }
+  const auto self = std::static_pointer_cast<Get>(shared_from_this());
+  const std::size_t bindings = reader_.settings_.snmp_bindings;
+  if (!work.instances.empty()) {
+    operation_began();
+    snmp_get(reader_.snmp_, agent, bindings, work.instances, self);
+  }
+  if (!work.columns.empty()) {
+    operation_began();
+    snmp_walk(reader_.snmp_, agent, bindings, work.columns, self);
+  }
+}
+
+// One node for each place.
+void ValueReader::Get::fail(const std::vector<Wanted>& all, OX_RESULT code) {
+  std::size_t told = places_.size();
+  for (const Wanted& wanted : all) {
+    if (wanted.slot != told) fail(wanted.slot, code);
+    told = wanted.slot;
+  }
+}
+
+bool ValueReader::Get::take(std::size_t slot, NodePtr node) {
+  Place& place = places_[slot];
+  if (ended()) return false;
+  if (!place.selection->pattern.empty() && code_of(node.get()) == OX_OK &&
+      !place.selection->covers(path_of(node.get()))) {
+    return true;
+  }
+  too_many_ = too_many_ || ++node_count_ > reader_.settings_.max_nodes;
+  if (!too_many_) place.nodes.push_back(std::move(node));
+  return !too_many_;
+}
+
+void ValueReader::Get::done(const std::vector<std::size_t>& slots, OX_RESULT why) {
+  for (const std::size_t slot : slots) --places_[slot].waiting;
+  if (why != OX_OK) end(why);
+  operation_ended();
+}
+
+void ValueReader::Get::fail_what_is_missing() {
+  for (Place& place : places_) {
+    if (place.waiting == 0 || (place.selection->exact && !place.nodes.empty())) continue;
+    place.nodes.push_back(error_node(place.selection->path, OX_ENOANSWER));
+  }
+}
+
+// Moves a place's nodes behind the others, in the order of their paths. Whether one of them carries an error.
+bool ValueReader::Get::collect(Place& place, NodeList& nodes) {
+  bool errors = false;
+  sort_by_path(place.nodes);
+  for (NodePtr& node : place.nodes) {
+    errors = errors || code_of(node.get()) != OX_OK;
+    set_component(node.get(), *place.component);
+    set_response_time(node.get());
+    nodes.add(std::move(node));
+  }
+  return errors;
+}
+
+void ValueReader::Get::finish(OX_RESULT why) {
+  if (too_many_) return answer_(OX_ETOOMANY, {});
+  if (why == OX_ENOMEM) return answer_(OX_ENOMEM, {});
+  if (why == OX_ENOANSWER) fail_what_is_missing();
+  NodeList nodes;
+  bool errors = false;
+  for (Place& place : places_) errors = collect(place, nodes) || errors;
+  if (nodes.empty()) return answer_(OX_ENOTFOUND, {});
+  answer_(errors ? OX_ENODES : OX_OK, std::move(nodes));
+}
+
+OX_RESULT ValueReader::read(const Question& question, ValueAnswer answer) const {
+  const auto get = std::make_shared<Get>(*this, std::move(answer));
+  if (const OX_RESULT result = get->prepare(question)) return result;
+  jobs_.add(question.session, get);
+  get->start(question.limit);
+  return OX_OK;
+}
+
+}  // namespace ox::manager

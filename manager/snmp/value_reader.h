@@ -1,0 +1,66 @@
+// Reading the values of components, stored ones and those of agents, as gets and watches name them.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "manager/base/job.h"
+#include "manager/base/node_list.h"
+#include "manager/base/settings.h"
+#include "manager/components/directory.h"
+#include "manager/snmp/engine.h"
+
+namespace ox::manager {
+
+// A value that is counted and kept nowhere.
+struct Figure {
+  Oid path;
+  std::uint64_t value = 0;
+};
+// A component's figures, in the order of their paths.
+using FigureSource = std::function<std::vector<Figure>(const ComponentName&)>;
+
+// The result of a request for values, and its nodes. The result is 0, 121 when a node carries an error code, 122
+// without nodes, or why there are none.
+using ValueAnswer = std::function<void(OX_RESULT result, NodeList nodes)>;
+
+class ValueReader {
+ public:
+  ValueReader(asio::io_context& loop, const Settings& settings, const Directory& directory, const Store& store,
+              SnmpEngine& snmp, JobsOfClients& jobs, FigureSource figures)
+      : loop_(loop),
+        settings_(settings),
+        directory_(directory),
+        store_(store),
+        snmp_(snmp),
+        jobs_(jobs),
+        figures_(std::move(figures)) {}
+
+  // What is wanted of which components ("type:name", the name may be a pattern), for which client.
+  struct Question {
+    std::uint32_t session = 0;
+    const std::string& component;
+    const std::string& names;
+    std::uint32_t limit = 0;  // seconds until the values that are missing count as not answered; 0: the manager's own
+  };
+  // Answers at once or later, unless the client goes. 59, 197, 84, 125 to 128, 85 say that the question is wrong:
+  // there is no answer then.
+  [[nodiscard]] OX_RESULT read(const Question& question, ValueAnswer answer) const;
+
+ private:
+  class Get;
+
+  asio::io_context& loop_;
+  const Settings& settings_;
+  const Directory& directory_;
+  const Store& store_;
+  SnmpEngine& snmp_;
+  JobsOfClients& jobs_;
+  FigureSource figures_;
+};
+
+}  // namespace ox::manager

@@ -1,0 +1,55 @@
+// Writing the values of components, stored ones and those of agents.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <cstdint>
+#include <functional>
+#include <span>
+
+#include "manager/base/job.h"
+#include "manager/base/settings.h"
+#include "manager/components/directory.h"
+#include "manager/snmp/engine.h"
+#include "manager/snmp/value_reader.h"
+
+namespace ox::manager {
+
+// What becomes of changes.
+struct ChangeSink {
+  // Writes stored values as one batch and tells those who watch: 0, or 144 with the store as it was.
+  std::function<OX_RESULT(std::span<const Change>)> commit;
+  // Tells those who watch of values that agents have taken.
+  std::function<void(std::span<const Change>)> written;
+};
+
+class ValueWriter {
+ public:
+  ValueWriter(asio::io_context& loop, const Settings& settings, const Directory& directory, const Store& store,
+              SnmpEngine& snmp, JobsOfClients& jobs, ChangeSink changes)
+      : loop_(loop),
+        settings_(settings),
+        directory_(directory),
+        store_(store),
+        snmp_(snmp),
+        jobs_(jobs),
+        changes_(std::move(changes)) {}
+
+  // Checks all nodes; when every one can be written, writes the stored values as one batch and the agents' values by
+  // one request for each agent. When one cannot, nothing is written. `limit` is in seconds, 0 the manager's own.
+  // The answer's nodes name what was to be written, those that failed with their codes; its result is the code that
+  // all share, 0 among them, or 121; 56 for an empty list.
+  void write(std::uint32_t session, NodeList nodes, std::uint32_t limit, ValueAnswer answer) const;
+
+ private:
+  class Set;
+
+  asio::io_context& loop_;
+  const Settings& settings_;
+  const Directory& directory_;
+  const Store& store_;
+  SnmpEngine& snmp_;
+  JobsOfClients& jobs_;
+  ChangeSink changes_;
+};
+
+}  // namespace ox::manager
