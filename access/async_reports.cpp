@@ -27,7 +27,7 @@ OX_RESULT report_get(const Message& report) {
   dnode* list = nullptr;
   if (const OX_RESULT result = decode_reply(report, list)) return result;
   const OX_RESULT code = report.type == type_connection_notice ? code_of_notice(*request) : report.error;
-  if (code == OX_EENDED) request->daemon_id = 0;
+  if (code == OX_EENDED) end_async_request(*request);
   request->callback(request, request->argument, list, code);
   return OX_OK;
 }

@@ -1,10 +1,13 @@
 #include "access/async_request.h"
 
+#include <utility>
+
 #include <oxbase/oxa.h>
 #include <oxbase/oxc.h>
 
 #include "access/request.h"
 #include "access/session.h"
+#include "access/standing.h"
 #include "common/trace.h"
 
 namespace ox {
@@ -12,6 +15,7 @@ namespace {
 
 constinit AsyncRequest* open_requests = nullptr;
 constinit std::uint32_t last_wire_id = 0;
+constinit std::uint32_t last_turn = 0;
 
 AsyncRequest* next_of(const AsyncRequest* request) noexcept {
   return reinterpret_cast<AsyncRequest*>(request->links.next);
@@ -59,6 +63,7 @@ void release_async_request(AsyncRequest* request) noexcept {
   if (request == nullptr) return;
   (void)oxdFree(request->list);
   (void)oxcMemFree(request->manager);
+  (void)oxcMemFree(request->registration);
   (void)oxcMemFree(request);
 }
 
@@ -72,7 +77,10 @@ AsyncRequestPtr make_async_request(std::uint32_t kind, const char* tag) noexcept
   return request;
 }
 
-void open_async_request(AsyncRequestPtr request) noexcept { (void)oxcQueueAdd(&open_requests, request.release()); }
+void open_async_request(AsyncRequestPtr request) noexcept {
+  request->turn = last_turn;
+  (void)oxcQueueAdd(&open_requests, request.release());
+}
 
 AsyncRequest* find_async_request(const void* handle) noexcept {
   AsyncRequest* request = open_requests;
@@ -89,6 +97,44 @@ AsyncRequest* find_async_request_by_wire_id(std::uint32_t wire_id) noexcept {
 AsyncRequestPtr take_async_request(AsyncRequest* open_request) noexcept {
   (void)oxcQueueDel(&open_requests, open_request);
   return AsyncRequestPtr(open_request);
+}
+
+void end_async_request(AsyncRequest& request) noexcept {
+  request.daemon_id = 0;
+  (void)oxcMemFree(std::exchange(request.registration, nullptr));
+}
+
+void lose_requests() noexcept {
+  for (AsyncRequest* request = open_requests; request != nullptr; request = next_of(request)) {
+    request->notice = OX_ECLOSED;
+    request->daemon_id = 0;
+  }
+}
+
+// For a set the notice is its one report.
+void tell_requests() {
+  visit_all(open_requests, last_turn, [](AsyncRequest& request) {
+    const OX_RESULT code = std::exchange(request.notice, OX_RESULT{OX_OK});
+    if (code == OX_OK) return;
+    const AsyncRequestPtr ended = request.kind == kind_set ? take_async_request(&request) : nullptr;
+    (void)guarded([&]() -> OX_RESULT {
+      request.callback(&request, request.argument, nullptr, code);
+      return OX_OK;
+    });
+  });
+}
+
+// The manager tells by a report which of them it refuses.
+OX_RESULT register_requests_again() {
+  for (AsyncRequest* request = open_requests; request != nullptr; request = next_of(request)) {
+    if (request->registration == nullptr) continue;
+    Frame frame;
+    MessagePtr reply;
+    if (const OX_RESULT result = frame.repeat({request->registration, request->registration_size})) return result;
+    if (const OX_RESULT result = session().exchange(frame, reply)) return result;
+    request->daemon_id = reply->source_id;
+  }
+  return OX_OK;
 }
 
 }  // namespace ox

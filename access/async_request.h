@@ -23,6 +23,11 @@ struct AsyncRequest {
   void* argument;
   std::uint32_t daemon_id;  // the manager's name for it; 0 when it is not registered, or not any more
   std::uint32_t wire_id;    // our name for it in messages
+  // The message that registered a get, for the next connection. Null when the manager has ended the request.
+  unsigned char* registration;
+  std::uint32_t registration_size;
+  OX_RESULT notice;  // these two: see access/standing.h
+  std::uint32_t turn;
 };
 
 // Releases the record with its list and name; it must not be open.
@@ -52,5 +57,13 @@ void open_async_request(AsyncRequestPtr request) noexcept;
 [[nodiscard]] AsyncRequest* find_async_request(const void* handle) noexcept;
 [[nodiscard]] AsyncRequest* find_async_request_by_wire_id(std::uint32_t wire_id) noexcept;
 [[nodiscard]] AsyncRequestPtr take_async_request(AsyncRequest* open_request) noexcept;
+
+// The manager has ended the request: it has no name there any more, and no connection registers it again.
+void end_async_request(AsyncRequest& request) noexcept;
+
+// See access/standing.h.
+void lose_requests() noexcept;
+void tell_requests();
+[[nodiscard]] OX_RESULT register_requests_again();
 
 }  // namespace ox

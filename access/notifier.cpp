@@ -3,40 +3,43 @@
 #include <future>
 #include <utility>
 
-#include "platform/environment.h"
-
 namespace ox {
 namespace {
 
+using platform::Notification;
+
 constexpr std::uint32_t full_queue_pause_ms = 1000;
 
-void run(platform::NamedEvent& event, const platform::ReportWindow::Poster& window) noexcept {
-  while (event.wait(platform::infinite) == platform::error_none) {
-    event.reset();  // before the window is looked at: stop() sets the event when the window is gone
-    if (!window.alive()) return;
-    // Any other failure means that the window is going: the next round sees it.
-    while (window.post(window_fetch_reports) == platform::error_quota) platform::sleep_ms(full_queue_pause_ms);
+void run(Notification& signs, const platform::Pipe& pipe, const platform::ReportWindow::Poster& window) noexcept {
+  for (Notification::Sign sign{}; sign != Notification::Sign::closed;) {
+    sign = signs.wait(pipe);
+    if (sign == Notification::Sign::woken) return;
+    const bool closed = sign == Notification::Sign::closed;
+    // Any other failure means that the window is going, and this thread with it.
+    while (window.post(closed ? window_connection_lost : window_fetch_reports) == platform::error_quota) {
+      if (!signs.pause(full_queue_pause_ms)) return;
+    }
   }
 }
 
 }  // namespace
 
-void Notifier::start(platform::NamedEvent event, platform::ReportWindow::Poster window) {
-  event_ = std::make_unique<platform::NamedEvent>(std::move(event));
+void Notifier::start(Notification signs, const platform::Pipe& pipe, platform::ReportWindow::Poster window) {
+  signs_ = std::make_unique<Notification>(std::move(signs));
   std::promise<void> ready;  // no semaphore: where it has no call of the system, its waiter can miss the release
   const std::future<void> started = ready.get_future();
-  thread_ = std::thread([ready = std::move(ready), &event = *event_, window = std::move(window)]() mutable {
+  thread_ = std::thread([ready = std::move(ready), &signs = *signs_, &pipe, window = std::move(window)]() mutable {
     ready.set_value();
-    run(event, window);
+    run(signs, pipe, window);
   });
   started.wait();
 }
 
 void Notifier::stop() noexcept {
   if (!thread_.joinable()) return;
-  event_->set();
+  signs_->wake();
   thread_.join();
-  event_.reset();
+  signs_.reset();
 }
 
 }  // namespace ox

@@ -55,6 +55,7 @@ void set_report_handler(std::uint32_t command, ReportHandler handler) noexcept {
 
 void fetch_reports() {
   Postponed postponed;
+  const std::uint32_t connection = session().connection();
   for (NextFetch next;;) {
     MessagePtr report;
     if (fetch(next, report) != OX_OK) {
@@ -65,6 +66,7 @@ void fetch_reports() {
     const std::uint32_t receiver = report->destination_id;
     const std::uint32_t reference = report->reference;
     next = dispatch(std::move(report));
+    if (session().connection() != connection) return;  // a callback has opened another, which announces its own
     if (next.postponed && postponed.again(receiver, reference)) return;
   }
 }

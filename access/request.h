@@ -14,13 +14,13 @@ namespace ox {
 [[nodiscard]] OX_RESULT exchange(const RequestHeader& header, std::initializer_list<PayloadPart> payload,
                                  MessagePtr& reply);
 
-// What synchronous and asynchronous requests of a kind have in common: the checks and the payload. The codes of
-// exchange(), and 70 for a null component or AMIB name; 109; 266 for a list of 65536 encoded bytes or more.
-[[nodiscard]] OX_RESULT exchange_get(const RequestHeader& header, const char* component, const char* amib_name,
-                                     const oxaSelection* selection, std::uint32_t options, std::uint32_t limit,
-                                     MessagePtr& reply);
-[[nodiscard]] OX_RESULT exchange_set(const RequestHeader& header, std::uint32_t first, std::uint32_t second,
-                                     const dnode* list, MessagePtr& reply);
+// What synchronous and asynchronous requests of a kind have in common: the checks and the payload. 14; the codes of
+// Frame::lay_out; 70 for a null component or AMIB name; 109; 266 for a list of 65536 encoded bytes or more.
+[[nodiscard]] OX_RESULT lay_out_get(Frame& frame, const RequestHeader& header, const char* component,
+                                    const char* amib_name, const oxaSelection* selection, std::uint32_t options,
+                                    std::uint32_t limit);
+[[nodiscard]] OX_RESULT lay_out_set(Frame& frame, const RequestHeader& header, std::uint32_t first,
+                                    std::uint32_t second, const dnode* list);
 
 // The reply's data as a list, null when it has none. 0, 71, 3.
 [[nodiscard]] OX_RESULT decode_reply(const Message& reply, dnode*& list);

@@ -48,31 +48,27 @@ bool has_request_time(const dnode* list) {
 
 }  // namespace
 
-OX_RESULT exchange_get(const RequestHeader& header, const char* component, const char* amib_name,
-                       const oxaSelection* selection, std::uint32_t options, std::uint32_t limit, MessagePtr& reply) {
+OX_RESULT lay_out_get(Frame& frame, const RequestHeader& header, const char* component, const char* amib_name,
+                      const oxaSelection* selection, std::uint32_t options, std::uint32_t limit) {
   if (const OX_RESULT result = session().check()) return result;
   if (component == nullptr || amib_name == nullptr) return OX_EFORMAT;
   const std::span<const std::uint32_t> words =
       selection != nullptr ? std::span<const std::uint32_t>(selection->word) : std::span<const std::uint32_t>();
-  return exchange(
-      header,
-      {PayloadPart::text(component), PayloadPart::text(amib_name), PayloadPart::word(options), PayloadPart::word(limit),
-       PayloadPart::half(selection != nullptr ? 1 : 0), PayloadPart::words(words)},
-      reply);
+  return frame.lay_out(
+      header, {PayloadPart::text(component), PayloadPart::text(amib_name), PayloadPart::word(options),
+               PayloadPart::word(limit), PayloadPart::half(selection != nullptr ? 1 : 0), PayloadPart::words(words)});
 }
 
-OX_RESULT exchange_set(const RequestHeader& header, std::uint32_t first, std::uint32_t second, const dnode* list,
-                       MessagePtr& reply) {
+OX_RESULT lay_out_set(Frame& frame, const RequestHeader& header, std::uint32_t first, std::uint32_t second,
+                      const dnode* list) {
   constexpr std::uint32_t list_limit = 65536;
   if (const OX_RESULT result = session().check()) return result;
   if (has_request_time(list)) return OX_EREQTIME;
   EncodedList encoded;
   if (const OX_RESULT failure = encoded.encode(list)) return failure;
   if (encoded.size >= list_limit) return OX_EENCODEDLONG;
-  return exchange(header,
-                  {PayloadPart::word(first), PayloadPart::word(second),
-                   PayloadPart::bytes_after_half(encoded.bytes.get(), encoded.size)},
-                  reply);
+  return frame.lay_out(header, {PayloadPart::word(first), PayloadPart::word(second),
+                                PayloadPart::bytes_after_half(encoded.bytes.get(), encoded.size)});
 }
 
 namespace {
@@ -101,9 +97,11 @@ OX_RESULT result_of_get(OX_RESULT error, bool nodes) noexcept {
 
 OX_RESULT get(const char* manager, const char* component, const char* amib_name, const oxaSelection* selection,
               std::uint32_t options, std::uint32_t limit, dnode** list) {
+  Frame frame;
   MessagePtr reply;
-  const OX_RESULT sent = exchange_get({.command = command_get, .manager = manager}, component, amib_name, selection,
-                                      options, limit, reply);
+  OX_RESULT sent =
+      lay_out_get(frame, {.command = command_get, .manager = manager}, component, amib_name, selection, options, limit);
+  if (sent == OX_OK) sent = session().exchange(frame, reply);
   if (sent != OX_OK) return sent;
   dnode* decoded = nullptr;
   if (const OX_RESULT result = decode_reply(*reply, decoded)) return result;
@@ -115,10 +113,11 @@ OX_RESULT get(const char* manager, const char* component, const char* amib_name,
 
 OX_RESULT set(const char* manager, std::uint32_t first, std::uint32_t second, const dnode* list, dnode** result) {
   if (result != nullptr) *result = nullptr;
+  Frame frame;
   MessagePtr reply;
-  if (const OX_RESULT sent = exchange_set({.command = command_set, .manager = manager}, first, second, list, reply)) {
-    return sent;
-  }
+  OX_RESULT sent = lay_out_set(frame, {.command = command_set, .manager = manager}, first, second, list);
+  if (sent == OX_OK) sent = session().exchange(frame, reply);
+  if (sent != OX_OK) return sent;
   return result_of(*reply, result);
 }
 

@@ -7,6 +7,7 @@
 #include <oxbase/oxc.h>
 
 #include "access/reports.h"
+#include "access/standing.h"
 #include "common/context.h"
 #include "common/error_codes.h"
 #include "common/settings.h"
@@ -30,6 +31,8 @@ void on_window_message(std::uint32_t message) {
       fetch_reports();
     } else if (message == window_connection_lost) {
       session().disconnect();
+    } else if (message == window_notices) {
+      session().tell_notices();
     }
     return OX_OK;
   });
@@ -82,7 +85,8 @@ bool Session::open_here() const noexcept {
 
 OX_RESULT Session::check() const noexcept {
   if (const OX_RESULT result = check_thread()) return result;
-  return open_here() && connected() ? OX_RESULT{OX_OK} : OX_RESULT{OX_ENOSESSION};
+  return owner_.load(std::memory_order_acquire) == this_thread() && connected() ? OX_RESULT{OX_OK}
+                                                                                : OX_RESULT{OX_ENOSESSION};
 }
 
 OX_RESULT Session::open(oxaDisconnect on_disconnect) {
@@ -96,8 +100,10 @@ OX_RESULT Session::open(oxaDisconnect on_disconnect) {
   if (result == OX_OK) {
     on_disconnect_ = on_disconnect;
     initialised_ = true;
+    if (!losses_.empty()) tell_later();  // of an earlier connection, and not inside this call
   } else {
-    close();
+    release();
+    if (losses_.empty()) owner_.store(0, std::memory_order_release);
   }
   return result;
 }
@@ -105,7 +111,7 @@ OX_RESULT Session::open(oxaDisconnect on_disconnect) {
 OX_RESULT Session::take() noexcept {
   std::uint32_t owner = 0;
   if (owner_.compare_exchange_strong(owner, this_thread(), std::memory_order_acquire)) {
-    if (initialised_) release();  // what an ended thread has left
+    if (initialised_) lose();  // what an ended thread has left
     return OX_OK;
   }
   return owner == this_thread() ? OX_RESULT{OX_OK} : OX_RESULT{OX_ETHREAD};
@@ -113,7 +119,7 @@ OX_RESULT Session::take() noexcept {
 
 void Session::abandon(std::uint32_t thread) noexcept {
   if (owner_.load(std::memory_order_acquire) != thread) return;
-  transport_.close();
+  transport_.hang_up();
   owner_.store(0, std::memory_order_release);
 }
 
@@ -126,6 +132,7 @@ void Session::release() noexcept {
 
 void Session::close() noexcept {
   release();
+  losses_.clear();
   owner_.store(0, std::memory_order_release);
 }
 
@@ -144,10 +151,13 @@ OX_RESULT Session::connect() {
     platform::sleep_ms(retry_pause_ms);
   }
   OX_TRACE(trace::messages, "<M:oxaInit(connected)>\n");
-  return start_notifier_and_greet();
+  ++connection_;
+  if (const OX_RESULT result = greet_and_start_notifier()) return result;
+  losses_.reserve(losses_.size() + 1);  // lose() takes no memory
+  return register_standing_again();
 }
 
-OX_RESULT Session::start_notifier_and_greet() {
+OX_RESULT Session::greet_and_start_notifier() {
   const char* prefix = "";
   if (const platform::Error error = global_prefix(prefix)) return code_of_platform_error(error);
   char name[64];
@@ -158,34 +168,69 @@ OX_RESULT Session::start_notifier_and_greet() {
   } else {
     (void)std::snprintf(name, sizeof name, "0x%lx", window);
   }
-  platform::NamedEvent event;
-  if (const platform::Error error = event.create(name, platform::Access::daemon)) return code_of_platform_error(error);
-  event.reset();  // a name left by an earlier process of this id may still be signalled
-  notifier_.start(std::move(event), window_.poster());
-  return transport_.greet(name);
+  platform::Notification notification;
+  if (const platform::Error error = notification.create(name)) return code_of_platform_error(error);
+  if (const OX_RESULT result = transport_.greet(name, notification)) return result;
+  transport_.watch();
+  notifier_.start(std::move(notification), transport_.pipe(), window_.poster());
+  return OX_OK;
 }
 
 OX_RESULT Session::exchange(const Frame& request, MessagePtr& reply) {
   if (const OX_RESULT failure = check()) return failure;
   OX_RESULT result = transport_.send(request);
   if (result == OX_OK) result = transport_.receive(reply);
-  if (!connected()) (void)window_.poster().post(window_connection_lost);
+  if (connected()) {
+    transport_.watch();
+  } else if (initialised_) {
+    lose();
+  }
   return result;
 }
 
-void Session::disconnect() {
+// The window stays: it has the notices to tell, and an application may be waiting for its descriptor.
+void Session::lose() noexcept {
+  notifier_.stop();
   transport_.close();
-  if (std::exchange(disconnect_told_, true)) return;
-  if (on_disconnect_ != nullptr) on_disconnect_(0, OX_ECLOSED, 0);
+  initialised_ = false;
+  lose_standing();
+  losses_.push_back(std::exchange(on_disconnect_, nullptr));
+  (void)window_.poster().post(window_connection_lost);
+}
+
+void Session::disconnect() {
+  if (initialised_) lose();
+  tell_notices();
+}
+
+void Session::tell_notices() {
+  std::vector<oxaDisconnect> losses;
+  losses.swap(losses_);  // a callback may open the session anew, and lose it again
+  tell_standing();
+  for (const oxaDisconnect told : losses) {
+    (void)guarded([told]() -> OX_RESULT {
+      if (told != nullptr) told(0, OX_ECLOSED, 0);
+      return OX_OK;
+    });
+  }
 }
 
 OX_RESULT Session::dispatch(std::uint32_t timeout_ms) {
   if (const OX_RESULT failure = check_thread()) return failure;
-  if (!open_here()) return OX_ENOSESSION;
-  window_.dispatch(timeout_ms);
+  if (open_here()) {
+    window_.dispatch(timeout_ms);
+  } else if (initialised_ || losses_.empty()) {
+    return OX_ENOSESSION;
+  } else {
+    tell_notices();
+  }
   return OX_OK;
 }
 
-std::intptr_t Session::report_descriptor() const noexcept { return open_here() ? window_.descriptor() : -1; }
+// While a loss is to be told, too.
+std::intptr_t Session::report_descriptor() const noexcept {
+  const bool ours = owner_.load(std::memory_order_acquire) == this_thread();
+  return ours && (initialised_ || !losses_.empty()) ? window_.descriptor() : -1;
+}
 
 }  // namespace ox

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <atomic>
+#include <vector>
 
 #include <oxbase/oxa.h>
 
@@ -14,28 +15,35 @@ namespace ox {
 
 class Session {
  public:
-  // 0 when it is open already; 5001 when it belongs to another thread; see oxaInit. A failure leaves it closed.
+  // 0 when it is open already; 5001 when it belongs to another thread; see oxaInit. A failure leaves it closed. After a
+  // loss, what stands at the manager is registered again.
   [[nodiscard]] OX_RESULT open(oxaDisconnect on_disconnect);
-  // Ends the connection, the window and the notifier, so that open() starts anew, on any thread.
+  // Ends the connection, the window and the notifier, so that open() starts anew, on any thread, with nobody told.
   void close() noexcept;
   // The thread of that number ends: where the session is its, the connection ends, too, and the next open(), on any
   // thread, ends the rest.
   void abandon(std::uint32_t thread) noexcept;
 
-  // False before open() and once the connection is lost: a lost connection does not come back.
+  // False before open() and once the connection is lost.
   [[nodiscard]] bool connected() const noexcept { return transport_.connected(); }
+  // Numbers the connections: what belongs to an earlier one means nothing to the manager of this one.
+  [[nodiscard]] std::uint32_t connection() const noexcept { return connection_; }
 
   // Whether the calling thread may use the session: 0; 5001 while it belongs to another one.
   [[nodiscard]] OX_RESULT check_thread() const noexcept;
   // Whether it can send a request now: 0; 5001; 14 without a connection.
   [[nodiscard]] OX_RESULT check() const noexcept;
 
-  // Sends a request and waits for its reply. 5001, 14. A loss of the connection is told to the
-  // disconnect callback by the next dispatch().
+  // Sends a request and waits for its reply. 5001, 14. A loss of the connection is told by the next dispatch().
   [[nodiscard]] OX_RESULT exchange(const Frame& request, MessagePtr& reply);
 
-  // Ends the connection and tells the disconnect callback, once in the process's life.
+  // Ends the connection, if there is one, and tells its loss: what stands at the manager, then the disconnect callback.
   void disconnect();
+
+  // Has the next dispatch tell the notices; see access/standing.h.
+  void tell_later() const noexcept { (void)window_.poster().post(window_notices); }
+  // Tells them, and the losses that are not told yet.
+  void tell_notices();
 
   [[nodiscard]] OX_RESULT dispatch(std::uint32_t timeout_ms);
   [[nodiscard]] std::intptr_t report_descriptor() const noexcept;
@@ -48,16 +56,18 @@ class Session {
   void release() noexcept;
   [[nodiscard]] OX_RESULT prepare_process();
   [[nodiscard]] OX_RESULT connect();
-  [[nodiscard]] OX_RESULT start_notifier_and_greet();
+  [[nodiscard]] OX_RESULT greet_and_start_notifier();
+  void lose() noexcept;
 
   std::atomic<std::uint32_t> owner_{0};  // the number of the thread that it belongs to; 0: nobody's
   Transport transport_;
   platform::ReportWindow window_;
   Notifier notifier_;
   oxaDisconnect on_disconnect_ = nullptr;
-  bool initialised_ = false;
-  bool disconnect_told_ = false;
-  bool service_ = false;  // kept for other parts of the system
+  std::vector<oxaDisconnect> losses_;  // those of connections whose loss is to be told; null ones, too
+  std::uint32_t connection_ = 0;
+  bool initialised_ = false;  // from the end of open() until the connection is lost
+  bool service_ = false;      // kept for other parts of the system
 };
 
 // Never destroyed: the notifier may still use what hangs on it while the process ends. Throws std::bad_alloc on first

@@ -36,17 +36,23 @@ void trace_sending(const Frame& frame) noexcept {
 
 platform::Error Transport::open(const char* name) {
   reader_.reset();
+  broken_ = false;
   return source_.pipe.open(name);
 }
 
 void Transport::close() noexcept { source_.pipe.close(); }
+
+void Transport::hang_up() noexcept {
+  broken_ = true;
+  source_.pipe.hang_up();
+}
 
 OX_RESULT Transport::write(std::span<const unsigned char> bytes) noexcept {
   while (!bytes.empty()) {
     const std::size_t part = std::min(bytes.size(), piece);
     const platform::Error error = source_.pipe.write_all(std::as_bytes(bytes.first(part)));
     if (error != platform::error_none) {
-      close();
+      broken_ = true;
       return code_of_pipe_error(error);
     }
     bytes = bytes.subspan(part);
@@ -65,24 +71,25 @@ OX_RESULT Transport::send(const Frame& frame) noexcept {
 
 OX_RESULT Transport::receive(MessagePtr& message) {
   const OX_RESULT result = reader_.receive(message);
-  if (!reader_.in_step()) close();
+  if (!reader_.in_step()) broken_ = true;
   return result;
 }
 
-OX_RESULT Transport::greet(const char* event_name) {
+OX_RESULT Transport::greet(const char* name, platform::Notification& notification) {
   std::array<unsigned char, 128> greeting;
-  const std::size_t name_size = std::strlen(event_name) + 1;
+  const std::size_t name_size = std::strlen(name) + 1;
   if (name_size > greeting.size() - 4) return OX_EENCODEDLONG;
   Writer out(greeting.data(), 4 + name_size);
   out.put(static_cast<std::uint16_t>(2 + name_size));  // this total does not count itself; that of the answer does
   out.put(static_cast<std::uint16_t>(name_size));
-  out.put_bytes(event_name, name_size);
+  out.put_bytes(name, name_size);
   out.finish();
   if (const OX_RESULT result = write(std::span(greeting).first(4 + name_size))) {
     OX_TRACE(trace::messages, "<M:oxaInit(sock_send ERR)>\n");
     return result;
   }
   OX_TRACE(trace::messages, "<M:oxaInit(pid,uid sent)>\n");
+  source_.expected = &notification;
   return read_answer();
 }
 

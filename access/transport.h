@@ -5,10 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <utility>
 
 #include "access/message.h"
 #include "access/wire.h"
 #include "platform/error.h"
+#include "platform/notification.h"
 #include "platform/pipe.h"
 
 namespace ox {
@@ -59,36 +61,44 @@ class MessageReader {
 };
 
 // The session's connection. Its owner calls it from one thread. A failure that leaves the two ends out of step, the
-// loss of the connection among them, closes it.
+// loss of the connection among them, ends it; who waits for the pipe's end can still do so until close().
 class Transport {
  public:
   Transport() = default;
   Transport(const Transport&) = delete;
   Transport& operator=(const Transport&) = delete;
 
-  [[nodiscard]] bool connected() const noexcept { return static_cast<bool>(source_.pipe); }
+  [[nodiscard]] bool connected() const noexcept { return source_.pipe && !broken_; }
+  [[nodiscard]] const platform::Pipe& pipe() const noexcept { return source_.pipe; }
   [[nodiscard]] platform::Error open(const char* name);
   void close() noexcept;
+  // Ends the connection, and leaves to close() what a Notification may be watching.
+  void hang_up() noexcept;
+  // While no exchange runs: lets a Notification see the connection's end.
+  void watch() noexcept { source_.pipe.watch(); }
 
   // 0; 17; the mapped platform error.
   [[nodiscard]] OX_RESULT send(const Frame& frame) noexcept;
   [[nodiscard]] OX_RESULT receive(MessagePtr& message);
 
-  // Tells the manager the name of the event by which it announces reports. 0; the manager's refusal; 17; 71.
-  [[nodiscard]] OX_RESULT greet(const char* event_name);
+  // Tells the manager the name of the notification by which it announces reports. 0; the manager's refusal; 17; 71.
+  [[nodiscard]] OX_RESULT greet(const char* name, platform::Notification& notification);
 
  private:
   struct PipeSource final : ByteSource {
     [[nodiscard]] platform::Error read_some(std::span<std::byte> into, std::size_t& got) noexcept override {
-      return pipe.read_some(into, got);
+      platform::Notification* const comes = std::exchange(expected, nullptr);
+      return comes != nullptr ? comes->read_first(pipe, into, got) : pipe.read_some(into, got);
     }
     platform::Pipe pipe;
+    platform::Notification* expected = nullptr;  // with the next bytes
   };
 
   [[nodiscard]] OX_RESULT write(std::span<const unsigned char> bytes) noexcept;
   [[nodiscard]] OX_RESULT read_answer() noexcept;
 
   PipeSource source_;
+  bool broken_ = false;
   MessageReader reader_{source_};
 };
 

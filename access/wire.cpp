@@ -101,19 +101,31 @@ OX_RESULT Frame::lay_out(const RequestHeader& header, std::initializer_list<Payl
   if (data_part != 0) data_part += sizeof data_marker;
   const std::uint64_t total = header_base + name_size + data_part;
   if (total > UINT32_MAX) return OX_EENCODEDLONG;
-
-  large_.reset();
-  if (total > small_.size()) {
-    large_ = make_tracked_array<unsigned char>(static_cast<std::uint32_t>(total), "pipeData");
-    if (!large_) return OX_ENOMEM;
-  }
-  header_size_ = header_base + name_size;
-  size_ = static_cast<std::size_t>(total);
-  Writer out(large_ ? large_.get() : small_.data(), size_);
+  if (const OX_RESULT result = make_room(static_cast<std::size_t>(total), header_base + name_size)) return result;
+  Writer out(begin(), size_);
   put_header(out, header, name_size, static_cast<std::size_t>(data_part));
   if (data_part != 0) out.put_bytes(data_marker, sizeof data_marker);
   for (const PayloadPart& part : payload) part.write(out);
   out.finish();
+  return OX_OK;
+}
+
+OX_RESULT Frame::repeat(std::span<const unsigned char> laid_out) {
+  std::uint32_t header_size = 0;
+  if (!Reader(laid_out.data(), laid_out.size()).take(header_size) || header_size > laid_out.size()) return OX_EARG;
+  if (const OX_RESULT result = make_room(laid_out.size(), header_size)) return result;
+  std::memcpy(begin(), laid_out.data(), laid_out.size());
+  return OX_OK;
+}
+
+OX_RESULT Frame::make_room(std::size_t size, std::size_t header_size) {
+  large_.reset();
+  if (size > small_.size()) {
+    large_ = make_tracked_array<unsigned char>(static_cast<std::uint32_t>(size), "pipeData");
+    if (!large_) return OX_ENOMEM;
+  }
+  size_ = size;
+  header_size_ = header_size;
   return OX_OK;
 }
 

@@ -57,12 +57,17 @@ class Frame {
   // 0; 266 for a text or list longer than its length word can tell; 3. An empty payload gives no data part.
   [[nodiscard]] OX_RESULT lay_out(const RequestHeader& header, std::initializer_list<PayloadPart> payload);
 
+  // Copies what another one has laid out. 0; 1 when it is no message; 3.
+  [[nodiscard]] OX_RESULT repeat(std::span<const unsigned char> laid_out);
+
   [[nodiscard]] std::span<const unsigned char> all() const noexcept { return {begin(), size_}; }
   [[nodiscard]] std::span<const unsigned char> header() const noexcept { return all().first(header_size_); }
   [[nodiscard]] std::span<const unsigned char> data_part() const noexcept { return all().subspan(header_size_); }
 
  private:
+  [[nodiscard]] OX_RESULT make_room(std::size_t size, std::size_t header_size);
   [[nodiscard]] const unsigned char* begin() const noexcept { return large_ ? large_.get() : small_.data(); }
+  [[nodiscard]] unsigned char* begin() noexcept { return large_ ? large_.get() : small_.data(); }
 
   std::array<unsigned char, 8192> small_;
   tracked_ptr<unsigned char[]> large_;

@@ -6,6 +6,7 @@
 #include "access/async_request.h"
 #include "access/reports.h"
 #include "access/session.h"
+#include "access/standing.h"
 #include "common/trace.h"
 #include "event/event_request.h"
 #include "event/evmsg.h"
@@ -31,10 +32,14 @@ struct PersistentWait {
   platform::RegistryNumber* memory;  // null when the registry has no key for it
   bool closed;                       // while its callback ran: it goes when the last of them returns
   std::uint32_t running;             // callbacks; an error may be told inside another's
+  OX_RESULT notice;                  // see access/standing.h
+  std::uint32_t turn;
+  char name[name_limit + 1];
 };
 
 constinit WaitList<PersistentWait> waits;
 constinit std::uint32_t last_wire_id = 0;
+constinit std::uint32_t last_turn = 0;
 constinit bool delivering = false;  // a callback with events runs: another delivery has to wait for its end
 
 PersistentWait* find_by_wire_id(std::uint32_t wire_id) noexcept {
@@ -113,7 +118,49 @@ NextFetch on_delivery(MessagePtr report) {
   return next_fetch(answer, report->reference);
 }
 
+OX_RESULT register_at_manager(PersistentWait& wait) {
+  MessagePtr reply;
+  const OX_RESULT result = request({.command = code_wait_open, .source_id = wait.wire_id},
+                                   {PayloadPart::bytes(wait.name, std::strlen(wait.name) + 1)}, reply);
+  if (result == OX_OK) wait.manager_id = reply->source_id;
+  return result;
+}
+
+void lose_waits() noexcept {
+  waits.for_each([](PersistentWait& wait) {
+    wait.notice = OX_ECLOSED;
+    wait.manager_id = 0;
+  });
+}
+
+// Not a delivery: the number of the last one stays.
+void tell_waits() {
+  waits.visit(last_turn, [](PersistentWait& wait) {
+    const OX_RESULT code = std::exchange(wait.notice, OX_RESULT{OX_OK});
+    if (code == OX_OK || wait.closed) return;
+    (void)guarded([&] { return call(wait, nullptr, code); });
+    if (wait.closed && wait.running == 0) (void)waits.take(&wait);
+  });
+}
+
+OX_RESULT register_waits_again() {
+  OX_RESULT lost = OX_OK;
+  waits.for_each([&lost](PersistentWait& wait) {
+    if (lost != OX_OK || wait.closed) return;
+    const OX_RESULT result = register_at_manager(wait);
+    if (result == OX_OK) return;
+    if (!session().connected()) {
+      lost = result;
+    } else {
+      wait.notice = result;
+      session().tell_later();
+    }
+  });
+  return lost;
+}
+
 OX_RESULT close_at_manager(const PersistentWait& wait) {
+  if (wait.manager_id == 0) return session().connected() ? OX_OK : OX_ENOSESSION;
   MessagePtr reply;
   return request({.command = code_wait_close, .destination_id = wait.manager_id}, {}, reply);
 }
@@ -131,13 +178,12 @@ OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void
   wait->wire_id =
       make_wire_id(wait.get(), last_wire_id, [](std::uint32_t id) { return find_by_wire_id(id) != nullptr; });
   set_report_handler(code_wait_open, on_delivery);
-  MessagePtr reply;
-  const OX_RESULT result =
-      request({.command = code_wait_open, .source_id = wait->wire_id}, {PayloadPart::bytes(name, length + 1)}, reply);
-  if (result != OX_OK) return result;
+  set_standing_waits({lose_waits, tell_waits, register_waits_again});
+  std::memcpy(wait->name, name, length + 1);
+  if (const OX_RESULT result = register_at_manager(*wait)) return result;
   wait->callback = callback;
   wait->argument = argument;
-  wait->manager_id = reply->source_id;
+  wait->turn = last_turn;
   // Not before: the memory of a wait that another process has open is that process's, and that of a new name has only
   // now been made. What fails here must not leave the wait open at the manager, which would deliver to nobody.
   const OX_RESULT recalled = guarded([&]() -> OX_RESULT {

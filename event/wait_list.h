@@ -7,6 +7,7 @@
 #include <oxbase/oxc.h>
 
 #include "access/session.h"
+#include "access/standing.h"
 #include "event/evflt.h"
 
 namespace ox::event {
@@ -40,6 +41,16 @@ class WaitList {
   }
   [[nodiscard]] Wait* find(const void* handle) const noexcept {
     return find_if([handle](const Wait& wait) { return &wait == handle; });
+  }
+
+  template <class Use>
+  void for_each(Use use) const {
+    for (Wait* wait = head_; wait != nullptr; wait = reinterpret_cast<Wait*>(wait->links.next)) use(*wait);
+  }
+  // See visit_all in access/standing.h.
+  template <class Visit>
+  void visit(std::uint32_t& last_turn, Visit visit) {
+    visit_all(head_, last_turn, visit);
   }
 
   Wait* add(wait_ptr<Wait> wait) noexcept {

@@ -37,7 +37,13 @@ class Pipe {
   // closed.
   [[nodiscard]] Error write_all(std::span<const std::byte> from) noexcept;
 
+  // Ends the connection, as the other end could: who watches it sees that. What remains is to close it.
+  void hang_up() noexcept;
+  // While no bytes are expected: lets a Notification see the end of the pipe. Reading and writing end the watch.
+  void watch() noexcept;
+
   [[nodiscard]] explicit operator bool() const noexcept { return native_ != none; }
+  [[nodiscard]] std::intptr_t native() const noexcept { return native_; }  // for this folder
 
  private:
   static constexpr std::intptr_t none = -1;

@@ -13,8 +13,15 @@
  *
  * Every request returns 14 without a session, 5001 on another thread, 17 when the connection is lost, 3 when memory
  * runs out, 71 for a broken reply, 266 for a text of 65535 characters or more, or the error that the manager replied.
- * The request that finds the connection lost or broken closes it; those after it return 14. A lost connection does not
- * come back in the process.
+ * The request that finds the connection lost or broken closes it; those after it return 14.
+ *
+ * Loss: when the manager ends, dies or cuts the application off, this is noticed at once, also while the application
+ * only waits: oxaDispatch returns, oxaGetReportFd polls readable, a thread's message loop gets a message. What runs
+ * then tells, once each: every open asynchronous request and every wait (oxe.h), 17; then the callback given to
+ * oxaInit. After that oxaDispatch returns 14. oxaInit, also from inside one of these callbacks, connects anew. It can
+ * fail while the manager is away (15, 393) and be repeated. Gets and waits that are open go on with the new connection,
+ * under their handles; what happened while there was none may be missing, save for persistent waits. Locks, event
+ * handles and asynchronous sets have ended with their connection.
  */
 #ifndef OXBASE_OXA_H
 #define OXBASE_OXA_H
@@ -26,15 +33,16 @@ extern "C" {
 #endif
 
 /*
- * Called with (0, 17, 0) when the connection to the manager is lost, once in the process's life. It runs from
- * oxaDispatch (or the thread's message loop), never inside a request.
+ * Called with (0, 17, 0) when the connection to the manager is lost, once for the connection that it was given for. It
+ * runs from oxaDispatch (or the thread's message loop), never inside a request, and may call oxaInit.
  */
 typedef void(OX_CALL* oxaDisconnect)(uint32_t, OX_RESULT, uint32_t);
 
 /* ---- Session ---------------------------------------------------------------------------------------------------- */
 
 /*
- * Opens the session; a second call in the process returns 0 and does nothing. A failed call can be repeated.
+ * Opens the session; a call while it is connected returns 0 and does nothing. A failed call can be repeated. After a
+ * loss it connects anew, and registers again what is open.
  * Returns 0; 5 for a user outside the system's group; 15 when the message texts, the base services or the AMIB tree
  * are not there; 393 when the manager's pipe is not found within "InitRetryCnt" retries; the manager's refusal.
  */
@@ -57,7 +65,8 @@ OX_API OX_RESULT OX_CALL oxaDispatch(uint32_t timeoutMs);
 
 /*
  * A descriptor that polls readable while oxaDispatch has something to run, for an application's own loop; -1 without
- * a session, on another thread, or where the platform delivers through the thread's window messages.
+ * a session, on another thread, or where the platform delivers through the thread's window messages. Each connection
+ * has its own: ask again after oxaInit.
  */
 OX_API intptr_t OX_CALL oxaGetReportFd(void);
 

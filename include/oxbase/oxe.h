@@ -4,7 +4,7 @@
  *
  * `session` is the name of the manager addressed, null or "" for the local one. Operations that send something return
  * 14 without a session with the manager, 5001 on another thread than the session's (oxa.h), 17 when the connection is
- * lost, 3 when memory runs out, 71 for a broken reply, or the error that the manager replied.
+ * lost (oxa.h says what follows), 3 when memory runs out, 71 for a broken reply, or the error that the manager replied.
  */
 #ifndef OXBASE_OXE_H
 #define OXBASE_OXE_H
@@ -302,7 +302,8 @@ OX_API OX_RESULT OX_CALL oxeEvlogModify(const char* session, uint32_t mode, cons
 
 /*
  * Called with the wait, 0, the argument given when it was opened, and either a list of events and code 0 or no list and
- * a code: 17 when the manager's connection is gone, 166 when the manager has ended the wait, 1 or another for a
+ * a code: 17 when the manager's connection is gone (the wait goes on with the next one; a plain wait may have missed
+ * events, a persistent one is given them), 166 when the manager has ended the wait, 1 or another for a
  * delivery that could not be read. The callback owns the list and releases it with oxeEvmsgFree.
  * The result counts for persistent waits: 0 takes the delivery, any other refuses it, and the manager will deliver it
  * again.

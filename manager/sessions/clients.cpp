@@ -1,7 +1,5 @@
 #include "manager/sessions/clients.h"
 
-#include <utility>
-
 #include "manager/base/log.h"
 
 namespace ox::manager {
@@ -10,10 +8,10 @@ Clients::Client& Clients::client(std::uint32_t session) {
   return clients_.try_emplace(session, most_report_bytes_).first->second;
 }
 
-void Clients::open(std::uint32_t session, std::uint32_t process, const std::string& event_name) {
+void Clients::open(std::uint32_t session, std::uint32_t process, std::unique_ptr<platform::Announcer> announcer) {
   Client& opened = client(session);
   opened.process = process;
-  opened.event_name = event_name;
+  opened.announcer = std::move(announcer);
 }
 
 Outbox& Clients::outbox(std::uint32_t session) { return client(session).outbox; }
@@ -25,14 +23,15 @@ void Clients::warn_of_loss(std::uint32_t session) const {
       "client of process " + std::to_string(process) + " does not fetch its reports: some of them are lost");
 }
 
-void Clients::Client::announce() {
-  if (!event && !event_name.empty()) {
-    if (const auto error = event.open(std::exchange(event_name, {}).c_str())) {
-      log(Severity::warning, "the event of process " + std::to_string(process) +
-                                 " cannot be opened, so its reports are not announced: " + std::to_string(error));
-    }
-  }
-  event.set();
+void Clients::end_session(std::uint32_t session) {
+  const auto found = clients_.find(session);
+  if (found == clients_.end()) return;
+  found->second.announce();
+  clients_.erase(found);
+}
+
+void Clients::announce_the_end() {
+  for (auto& [session, client] : clients_) client.announce();
 }
 
 }  // namespace ox::manager

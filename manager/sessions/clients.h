@@ -3,10 +3,10 @@
 
 #include <functional>
 #include <map>
-#include <string>
+#include <memory>
 
 #include "manager/reports/outbox.h"
-#include "platform/named_event.h"
+#include "platform/server/pipe_server.h"
 
 namespace ox::manager {
 
@@ -14,25 +14,28 @@ class Clients {
  public:
   explicit Clients(std::size_t most_report_bytes) : most_report_bytes_(most_report_bytes) {}
 
-  // Tells the event that announces a client's reports; opened at the first of them.
-  void open(std::uint32_t session, std::uint32_t process, const std::string& event_name);
-  // Of a client without event too: it fetches unasked, or not at all.
+  // The announcer may be null: the client's reports are not announced then.
+  void open(std::uint32_t session, std::uint32_t process, std::unique_ptr<platform::Announcer> announcer);
+  // Of a client without announcer too: it fetches unasked, or not at all.
   [[nodiscard]] Outbox& outbox(std::uint32_t session);
   [[nodiscard]] bool has(std::uint32_t session) const { return clients_.contains(session); }
   // One line in the log about a client that loses reports.
   void warn_of_loss(std::uint32_t session) const;
-  void end_session(std::uint32_t session) { clients_.erase(session); }
+  // A client whose connection is about to go is told to look.
+  void end_session(std::uint32_t session);
+  void announce_the_end();
 
  private:
   struct Client {
     explicit Client(std::size_t most_bytes) : outbox([this] { announce(); }, most_bytes) {}
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
-    void announce();
+    void announce() {
+      if (announcer != nullptr) announcer->announce();
+    }
 
     std::uint32_t process = 0;
-    std::string event_name;
-    platform::NamedEvent event;
+    std::unique_ptr<platform::Announcer> announcer;
     Outbox outbox;
   };
   [[nodiscard]] Client& client(std::uint32_t session);

@@ -12,6 +12,7 @@ Server::Server(Manager& manager) : manager_(manager), pipe_(platform::make_pipe_
 
 Server::~Server() {
   pipe_.reset();
+  manager_.clients.announce_the_end();
   for (const auto& [id, session] : sessions_) session->close();
 }
 

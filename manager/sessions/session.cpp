@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "manager/base/log.h"
 #include "manager/requests/router.h"
 #include "manager/sessions/server.h"
 #include "platform/pipe.h"
@@ -99,7 +100,12 @@ void Session::take_greeting() {
   }
   greeted_ = true;
   timer_.cancel();
-  server_.manager().clients.open(id_, process_, event_name);
+  std::unique_ptr<platform::Announcer> announcer;
+  if (const auto error = connection_->make_announcer(event_name.c_str(), announcer)) {
+    log(Severity::warning, "the reports of process " + std::to_string(process_) +
+                               " are not announced: its event cannot be opened: " + std::to_string(error));
+  }
+  server_.manager().clients.open(id_, process_, std::move(announcer));
   answering_ = true;
   write(greeting_answer(OX_OK));
 }

@@ -40,6 +40,10 @@ Error Pipe::open(const char* name) {
 
 void Pipe::close() noexcept { Descriptor(static_cast<int>(std::exchange(native_, none))).close(); }
 
+void Pipe::hang_up() noexcept { (void)::shutdown(static_cast<int>(native_), SHUT_RDWR); }
+
+void Pipe::watch() noexcept {}  // who polls sees it
+
 Error Pipe::read_some(std::span<std::byte> into, std::size_t& got) noexcept {
   if (native_ == none) return fail(error_invalid_handle);
   const int fd = static_cast<int>(native_);

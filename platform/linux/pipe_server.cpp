@@ -7,11 +7,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <asio/local/stream_protocol.hpp>
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <asio/write.hpp>
 #include <chrono>
+#include <cstring>
 #include <utility>
 
 #include "platform/linux/descriptor.h"
@@ -33,17 +35,49 @@ Error error_of(const asio::error_code& code) noexcept {
   return code.category() == asio::error::get_system_category() ? error_of_errno(code.value()) : error_broken_pipe;
 }
 
+// The manager only ever writes to it: a client that does not read has been told all the same.
+class SocketAnnouncer final : public Announcer {
+ public:
+  explicit SocketAnnouncer(Descriptor socket) noexcept : socket_(std::move(socket)) {}
+  void announce() noexcept override {
+    const char any = 0;
+    (void)::send(socket_.get(), &any, sizeof any, MSG_DONTWAIT | MSG_NOSIGNAL);
+  }
+
+ private:
+  Descriptor socket_;
+};
+
+// Writes what has room now, and a descriptor with its first byte; how much.
+std::size_t send_with(int fd, int gift, std::span<const std::byte> from) noexcept {
+  iovec bytes{const_cast<std::byte*>(from.data()), from.size()};
+  alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof gift)> control{};
+  msghdr message{};
+  message.msg_iov = &bytes;
+  message.msg_iovlen = 1;
+  message.msg_control = control.data();
+  message.msg_controllen = control.size();
+  cmsghdr* const part = CMSG_FIRSTHDR(&message);
+  part->cmsg_level = SOL_SOCKET;
+  part->cmsg_type = SCM_RIGHTS;
+  part->cmsg_len = CMSG_LEN(sizeof gift);
+  std::memcpy(CMSG_DATA(part), &gift, sizeof gift);
+  const ssize_t count = ::sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+  return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
 class Connection final : public PipeConnection {
   struct State {
     explicit State(Protocol::socket from) : socket(std::move(from)) {}
     Protocol::socket socket;
+    Descriptor gift;  // goes with the next bytes
     bool open = true;
   };
 
   // A handler that the loop has already queued when the connection goes must not run any more.
-  auto reply(Handler handler) {
-    return [state = state_, handler = std::move(handler)](const asio::error_code& code, std::size_t bytes) {
-      if (state->open) handler(error_of(code), bytes);
+  auto reply(Handler handler, std::size_t before = 0) {
+    return [state = state_, handler = std::move(handler), before](const asio::error_code& code, std::size_t bytes) {
+      if (state->open) handler(error_of(code), before + bytes);
     };
   }
 
@@ -61,7 +95,21 @@ class Connection final : public PipeConnection {
     state_->socket.async_read_some(asio::buffer(into.data(), into.size()), reply(std::move(handler)));
   }
   void write_all(std::span<const std::byte> from, Handler handler) override {
-    asio::async_write(state_->socket, asio::buffer(from.data(), from.size()), reply(std::move(handler)));
+    std::size_t sent = 0;
+    if (state_->gift) sent = send_with(state_->socket.native_handle(), state_->gift.get(), from);
+    state_->gift.close();
+    from = from.subspan(sent);
+    asio::async_write(state_->socket, asio::buffer(from.data(), from.size()), reply(std::move(handler), sent));
+  }
+
+  [[nodiscard]] Error make_announcer(const char*, std::unique_ptr<Announcer>& announcer) override {
+    int ends[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return fail_errno();
+    Descriptor ours(ends[0]);
+    state_->gift = Descriptor(ends[1]);
+    (void)::shutdown(ours.get(), SHUT_RD);
+    announcer = std::make_unique<SocketAnnouncer>(std::move(ours));
+    return error_none;
   }
 
   [[nodiscard]] std::uint32_t peer_process() const override {

@@ -14,6 +14,13 @@
 
 namespace ox::platform {
 
+// Tells a client that it has something to fetch. Neither blocks nor fails, whatever the client does.
+class Announcer {
+ public:
+  virtual ~Announcer() = default;
+  virtual void announce() noexcept = 0;
+};
+
 // One connected client. Destroying it closes the connection and drops pending handlers uncalled.
 class PipeConnection {
  public:
@@ -23,6 +30,9 @@ class PipeConnection {
   // Reads at least one byte. One read and one write may be pending at a time.
   virtual void read_some(std::span<std::byte> into, Handler handler) = 0;
   virtual void write_all(std::span<const std::byte> from, Handler handler) = 0;
+  // Makes the announcer of the client whose greeting names that event (platform/notification.h). Called before the
+  // answer to the greeting is written, which may carry the client's end of it.
+  [[nodiscard]] virtual Error make_announcer(const char* event, std::unique_ptr<Announcer>& announcer) = 0;
   // The client's process, 0 where the platform does not tell.
   [[nodiscard]] virtual std::uint32_t peer_process() const = 0;
 };

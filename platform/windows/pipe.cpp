@@ -39,6 +39,10 @@ void Pipe::close() noexcept {
   if (native_ != none) (void)::CloseHandle(handle_of(std::exchange(native_, none)));
 }
 
+void Pipe::hang_up() noexcept { close(); }
+
+void Pipe::watch() noexcept {}
+
 Error Pipe::read_some(std::span<std::byte> into, std::size_t& got) noexcept {
   if (native_ == none) return fail(error_invalid_handle);
   DWORD count = 0;

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/named_event.h"
 #include "platform/windows/fail.h"
 #include "platform/windows/handle.h"
 #include "platform/windows/private_system.h"
@@ -31,6 +32,11 @@ Error error_of(const asio::error_code& code) noexcept {
   const auto error = static_cast<Error>(code.value());
   return error == error_no_data || error == error_pipe_not_connected ? Error{error_broken_pipe} : error;
 }
+
+struct EventAnnouncer final : Announcer {
+  void announce() noexcept override { event.set(); }
+  NamedEvent event;
+};
 
 class Connection final : public PipeConnection {
   struct State {
@@ -67,6 +73,13 @@ class Connection final : public PipeConnection {
                       [state = state_, handler = std::move(handler)](const asio::error_code& code, std::size_t bytes) {
                         if (state->open) handler(error_of(code), bytes);
                       });
+  }
+
+  [[nodiscard]] Error make_announcer(const char* event, std::unique_ptr<Announcer>& announcer) override {
+    auto made = std::make_unique<EventAnnouncer>();
+    if (const Error error = made->event.open(event)) return error;
+    announcer = std::move(made);
+    return error_none;
   }
 
   [[nodiscard]] std::uint32_t peer_process() const override {

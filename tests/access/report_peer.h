@@ -34,7 +34,7 @@ class SessionTest : public testing::Test {
     (void)peer.greetings();
   }
 
-  // What the disconnect callback was called with. It is called once in a process's life.
+  // What the disconnect callback was called with.
   using Disconnects = std::vector<std::array<std::uint32_t, 3>>;
   static inline Disconnects disconnects;
 

@@ -111,23 +111,5 @@ TEST_F(ReportTest, ReportsAreFetchedUntilThereAreNone) {
   EXPECT_EQ(std::vector{fetch}, peer.requests());
 }
 
-TEST_F(ReportTest, AFailingFetchTellsTheDisconnectOnce) {
-  for (int i = 0; i < 2; ++i) {
-    peer.answer(Answer{.close = true});
-    dispatch();
-    EXPECT_EQ((Disconnects{{0, 17, 0}}), disconnects);
-    EXPECT_EQ(14u, any_request());
-    open_anew();
-  }
-}
-
-TEST_F(ReportTest, AFailingRequestTellsTheDisconnectAtTheNextDispatch) {
-  peer.answer(Answer{.close = true});
-  EXPECT_EQ(17u, any_request());
-  EXPECT_TRUE(disconnects.empty());
-  EXPECT_EQ(0u, oxaDispatch(10000));
-  EXPECT_EQ((Disconnects{{0, 17, 0}}), disconnects);
-}
-
 }  // namespace
 }  // namespace ox::test

@@ -319,6 +319,46 @@ TEST_F(WaitTest, DeliveriesInsideACallbackArePutOff) {
   close_persistent(other);
 }
 
+TEST_F(WaitTest, ALostConnectionIsToldAndTheNextGoesOn) {
+  void* const plain = open_plain();
+  const std::string plain_registration = sent;
+  const std::uint32_t plain_id = id;
+  void* const wait = open_persistent();
+  const std::vector registrations{plain_registration, sent};
+  deliver({delivery(41, event_bytes({7}))});
+  const auto lose = [&] {
+    told.clear();
+    peer.hang_up();
+    while (oxaDispatch(10000) == 0) {
+    }
+    EXPECT_EQ("[!17][!17]", std::exchange(told, ""));
+  };
+  for (const std::uint32_t refused : {207u, 0u}) {
+    lose();
+    (void)peer.requests();
+    peer.answer(reply_bytes({.source_id = 0x71}));
+    peer.answer(reply_bytes({.error = refused, .source_id = 0x72}));
+    ASSERT_EQ(0u, oxaInit(nullptr));
+    EXPECT_EQ(registrations, peer.requests());
+    EXPECT_EQ("", told);
+    EXPECT_EQ(0u, oxaDispatch(0));
+    EXPECT_EQ(refused != 0 ? "[!207]" : "", told);
+  }
+  deliver({{.command = 2, .error = 84, .destination_id = plain_id}, delivery(41, event_bytes({7}))});
+  EXPECT_EQ("[!84]", told) << "what has been taken is known on every connection";
+  deliver({delivery(42, event_bytes({8}))});
+  EXPECT_EQ("[!84][8]", told);
+  (void)peer.requests();
+  peer.answer(reply_bytes({.error = 1}));
+  EXPECT_EQ(0u, oxeEventWaitClose(plain));
+  EXPECT_EQ(request_bytes({.command = 6, .session = std::string("mgr\0", 4), .source = 0x71}), peer.requests().back());
+  peer.hang_up();
+  while (oxaDispatch(10000) == 0) {
+  }
+  EXPECT_EQ(14u, oxeEventWaitCloseEx(wait));
+  EXPECT_EQ(195u, oxeEventWaitCloseEx(wait));
+}
+
 TEST_F(WaitTest, EveryAllocationMayFail) {
   peer.otherwise(reply_bytes({}));
   evflt* const filter = filter_of(7);

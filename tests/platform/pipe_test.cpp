@@ -6,6 +6,8 @@
 #include <thread>
 
 #include "platform/environment.h"
+#include "platform/named_event.h"
+#include "platform/notification.h"
 #include "platform/server/pipe_server.h"
 #include "tests/support/test.h"
 
@@ -111,6 +113,52 @@ TEST(Pipe, ThereIsOneServerAndNoneAfterItsEnd) {
   }
   EXPECT_EQ(error_file_not_found, pipe.open(name));
   EXPECT_FALSE(pipe);
+}
+
+TEST(Pipe, ANotificationTellsAnnouncementsTheEndAndWhoWakesIt) {
+  using Sign = Notification::Sign;
+  asio::io_context loop;
+  const auto server = make_pipe_server(loop);
+  std::unique_ptr<PipeConnection> served;
+  ASSERT_EQ(error_none,
+            server->serve(name, [&](std::unique_ptr<PipeConnection> client) { served = std::move(client); }));
+  Notification notification;
+  Pipe pipe;
+  ASSERT_EQ(error_none, notification.create("ox.pipe_test"));
+  ASSERT_EQ(error_none, pipe.open(name));
+  while (served == nullptr) loop.run_one();
+  std::unique_ptr<Announcer> announcer;
+  ASSERT_EQ(error_none, served->make_announcer("ox.pipe_test", announcer));
+  std::size_t sent = 0;
+  served->write_all(bytes_of("answer, more"), [&](Error, std::size_t size) { sent = size; });
+  while (sent == 0) loop.run_one();
+  EXPECT_EQ(12U, sent);
+  std::array<std::byte, 6> answer{};
+  std::size_t got = 0;
+  ASSERT_EQ(error_none, notification.read_first(pipe, answer, got));
+  EXPECT_EQ(6U, got);
+
+  for (int i = 0; i < 100'000; ++i) announcer->announce();  // more than a buffer holds, with nobody there to read
+  EXPECT_EQ(Sign::announced, notification.wait(pipe));
+  EXPECT_EQ(", more", read_exactly(pipe, 6));
+  pipe.watch();
+  std::thread later([&] {
+    sleep_ms(20);
+    announcer->announce();
+  });
+  EXPECT_EQ(Sign::announced, notification.wait(pipe)) << "once, however often";
+  later.join();
+  std::thread end([&] {
+    sleep_ms(20);
+    served.reset();
+    loop.poll();
+  });
+  EXPECT_EQ(Sign::closed, notification.wait(pipe));
+  end.join();
+  EXPECT_TRUE(notification.pause(1));
+  notification.wake();
+  EXPECT_EQ(Sign::woken, notification.wait(pipe));
+  EXPECT_FALSE(notification.pause(infinite));
 }
 
 // A handler that is already on its way must not reach what went with the connection.

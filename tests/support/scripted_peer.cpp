@@ -5,9 +5,6 @@
 #include <chrono>
 #include <optional>
 
-#include "platform/named_event.h"
-#include "platform/server/pipe_server.h"
-
 namespace ox::test {
 
 using platform::Error;
@@ -48,6 +45,7 @@ struct ScriptedPeer::Server {
   std::deque<std::unique_ptr<platform::PipeConnection>> waiting;
   std::unique_ptr<platform::PipeConnection> connection;
   bool stopping = false;
+  bool hanging_up = false;
 
   template <class Done>
   bool run_until(Done done) {
@@ -63,7 +61,8 @@ struct ScriptedPeer::Server {
   std::optional<std::size_t> transfer(Start start) {
     std::optional<std::pair<Error, std::size_t>> end;
     start([&end](Error error, std::size_t count) { end.emplace(error, count); });
-    if (!run_until([&] { return end.has_value(); })) connection.reset();  // before what the handler refers to goes
+    if (!run_until([&] { return end || hanging_up; }) || hanging_up)
+      connection.reset();  // before what the handler refers to goes
     if (!end || end->first != platform::error_none) return std::nullopt;
     return end->second;
   }
@@ -84,15 +83,19 @@ ScriptedPeer::~ScriptedPeer() {
 
 void ScriptedPeer::announce() {
   const std::scoped_lock lock(mutex_);
-  platform::NamedEvent event;
-  ASSERT_EQ(platform::error_none, event.open(event_name_.c_str())) << event_name_;
-  event.set();
+  ASSERT_NE(nullptr, announcer_);
+  announcer_->announce();
+}
+
+void ScriptedPeer::hang_up() {
+  asio::post(server_->loop, [this] { server_->hanging_up = true; });
 }
 
 void ScriptedPeer::run() {
   while (server_->run_until([this] { return !server_->waiting.empty(); })) {
     server_->connection = std::move(server_->waiting.front());
     server_->waiting.pop_front();
+    server_->hanging_up = false;
     serve_connection();
     server_->connection.reset();
   }
@@ -142,7 +145,8 @@ void ScriptedPeer::serve_connection() {
   Answer next;
   {
     const std::scoped_lock lock(mutex_);
-    event_name_ = bytes.size() > 4 ? bytes.substr(4, bytes.size() - 5) : "";
+    const std::string event = bytes.size() > 4 ? bytes.substr(4, bytes.size() - 5) : "";
+    EXPECT_EQ(platform::error_none, server_->connection->make_announcer(event.c_str(), announcer_)) << event;
     greetings_.push_back(bytes);
     next = greeting_answer_;
   }

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <thread>
 
+#include "platform/server/pipe_server.h"
 #include "tests/support/test.h"
 
 namespace ox::test {
@@ -76,6 +77,8 @@ class ScriptedPeer {
 
   // Signals the last session's notification event.
   void announce();
+  // Closes the connection, without a word.
+  void hang_up();
 
  private:
   struct Server;
@@ -97,7 +100,7 @@ class ScriptedPeer {
   Answer otherwise_;
   std::vector<std::string> greetings_;
   std::vector<std::string> requests_;
-  std::string event_name_;
+  std::unique_ptr<platform::Announcer> announcer_;
 
   std::unique_ptr<Server> server_;
   std::thread thread_;
