@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/error.h"
@@ -25,11 +26,21 @@ struct FileAttributes {
 // violation: error_sharing_violation) when it cannot be had.
 [[nodiscard]] std::FILE* open_exclusive(const char* path, const char* mode) noexcept;
 
+// Opens a file for reading and writing, made when there is none, that one opener of this kind holds at a time; waits
+// for the others in turn. It is given up when it is closed, with the process's death at the latest.
+[[nodiscard]] std::FILE* open_in_turn(const char* path) noexcept;
+
 // CreateFileA: access bit 31 read, bit 30 write; share 1 read, 2 write, 4 delete; disposition 1 create new, 2 create
 // always, 3 open existing, 4 open always, 5 truncate existing. -1 and last_error() on failure.
 [[nodiscard]] std::intptr_t open_file(const char* path, std::uint32_t access, std::uint32_t share, void* security,
                                       std::uint32_t disposition, std::uint32_t flags, void* template_file) noexcept;
 void close_file(std::intptr_t file) noexcept;
+
+// Of a file of open_file, from its beginning to its end.
+[[nodiscard]] Error read_whole(std::intptr_t file, std::string& contents);
+// Writes behind its end, in one piece, and to the disk. When not all of it can be written the file is cut back to what
+// it was.
+[[nodiscard]] Error append_synced(std::intptr_t file, std::string_view bytes) noexcept;
 
 struct DirectoryEntry {
   std::string name;

@@ -397,6 +397,73 @@ OX_API uint32_t OX_CALL oxcGetConflineno(void);
 /* Closes the thread's reader. Returns 0. */
 OX_API OX_RESULT OX_CALL oxcEndConfigEntry(void);
 
+/* ---- Name file directories --------------------------------------------------------------------------------------
+ * Objects with free-form names, each stored in a file of a name that every file system takes: "N" and seven hexadecimal
+ * digits. The index "filename.dir" of the directory knows which is whose (docs/files.md). Every change is on the disk
+ * when its function returns, and processes that share a directory lose none of each other's; a thread sees those of
+ * others after its own next change, or when it opens the directory anew.
+ *
+ * A slot belongs to the thread that opened it. Names must hold no blank: one that does is written, and cannot be read
+ * back. All return 0; 254 for a slot that is not open and for an unknown name; 1 for a null argument.
+ */
+
+/*
+ * Opens a directory and reads its index, which is made where there is none. *slot is given as soon as there is one,
+ * also where the index then cannot be read: the slot holds what stands before the fault until it is closed. Returns 78
+ * for a name without a number, the errors of oxcStrToUlong for a number; the mapped platform error; 3; 1 for an empty
+ * path.
+ */
+OX_API OX_RESULT OX_CALL oxcNameFileOpen(const char* directory, int32_t* slot);
+OX_API OX_RESULT OX_CALL oxcNameFileClose(int32_t slot);
+OX_API OX_RESULT OX_CALL oxcNameFileCloseAll(void); /* of the thread; 0 */
+
+/*
+ * Gives a name a number that no other has, and its file's path, "<directory>/N0000001": the file itself is the
+ * caller's to make. A name may be there already; the first one of it is then the one that is found.
+ * Returns 254 also when all numbers are used; 78, the mapped platform error, 3, with nothing changed; 1 for an empty
+ * name.
+ */
+OX_API OX_RESULT OX_CALL oxcCreateName(int32_t slot, const char* name, const char** path);
+
+/* The path of a name's file, and the name of a file, given without its directory. */
+OX_API OX_RESULT OX_CALL oxcName2File(int32_t slot, const char* name, const char** path);
+OX_API OX_RESULT OX_CALL oxcFile2Name(int32_t slot, const char* file, const char** name);
+
+/* Take a name out, give it another; number and file stay. The errors are those of oxcCreateName. */
+OX_API OX_RESULT OX_CALL oxcNameDelete(int32_t slot, const char* name);
+OX_API OX_RESULT OX_CALL oxcNameFileRename(int32_t slot, const char* name, const char* newName);
+
+/* A name of a list, a block of its own. */
+typedef struct oxcNameItem {
+  struct oxcNameItem* next;
+  struct oxcNameItem* prev;
+  char name[1]; /* and as many more as it has */
+} oxcNameItem;
+
+/*
+ * Appends all names to the caller's Queue, which is released with oxcQueueFree(list, oxcMemFree). 3, with the list as
+ * it was.
+ */
+OX_API OX_RESULT OX_CALL oxcNameFileGetOrgList(int32_t slot, oxcNameItem** list);
+
+/*
+ * Two directories below the work directory, "data/backgnd" of map files and "data/comp" of type files, each opened once
+ * for a thread. The functions that return a text give null where those above fail; before Init nothing is known.
+ */
+OX_API OX_RESULT OX_CALL oxMapFileInit(void);
+OX_API OX_RESULT OX_CALL oxCreateMapFile(const char* name, const char** path);
+OX_API OX_RESULT OX_CALL oxDeleteMapFile(const char* name);
+OX_API const char* OX_CALL oxMap2File(const char* name);
+OX_API const char* OX_CALL oxFile2Map(const char* file);
+OX_API OX_RESULT OX_CALL oxMapFileUninit(void);
+
+OX_API OX_RESULT OX_CALL oxTypeFileInit(void);
+OX_API OX_RESULT OX_CALL oxCreateTypeFile(const char* name, const char** path);
+OX_API OX_RESULT OX_CALL oxDeleteTypeFile(const char* name);
+OX_API const char* OX_CALL oxType2File(const char* name);
+OX_API const char* OX_CALL oxFile2Type(const char* file);
+OX_API OX_RESULT OX_CALL oxTypeFileUninit(void);
+
 /* ---- Trap definitions -------------------------------------------------------------------------------------------
  * How the system reports a kind of trap: files in "public/trap" of the work directory (docs/files.md). A list is
  * built by one thread; then any number of them may search it.

@@ -110,6 +110,19 @@ std::FILE* open_exclusive(const char* path, const char* mode) noexcept {
   return stream;
 }
 
+std::FILE* open_in_turn(const char* path) noexcept {
+  Descriptor file(::open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0666));
+  int locked = file ? ::flock(file.get(), LOCK_EX) : -1;
+  while (locked != 0 && file && errno == EINTR) locked = ::flock(file.get(), LOCK_EX);
+  std::FILE* const stream = locked == 0 ? ::fdopen(file.get(), "r+") : nullptr;
+  if (stream == nullptr) {
+    (void)fail_errno();
+    return nullptr;
+  }
+  (void)file.release();
+  return stream;
+}
+
 // Sharing is between users of this folder: an opener that shares with nobody excludes all others.
 std::intptr_t open_file(const char* path, std::uint32_t access, std::uint32_t share, void* /*security*/,
                         std::uint32_t disposition, std::uint32_t /*flags*/, void* /*template_file*/) noexcept {
@@ -136,6 +149,34 @@ std::intptr_t open_file(const char* path, std::uint32_t access, std::uint32_t sh
 
 void close_file(std::intptr_t file) noexcept {
   if (file >= 0) (void)::close(static_cast<int>(file));
+}
+
+Error read_whole(std::intptr_t file, std::string& contents) {
+  struct stat status {};
+  const int fd = static_cast<int>(file);
+  if (::fstat(fd, &status) != 0) return fail_errno();
+  std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t got = ::pread(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+    if (got < 0 && errno != EINTR) return fail_errno();
+    if (got == 0) break;  // shorter than it was a moment ago
+    if (got > 0) done += static_cast<std::size_t>(got);
+  }
+  bytes.resize(done);
+  contents = std::move(bytes);
+  return error_none;
+}
+
+Error append_synced(std::intptr_t file, std::string_view bytes) noexcept {
+  const int fd = static_cast<int>(file);
+  const off_t end = ::lseek(fd, 0, SEEK_END);
+  if (end < 0) return fail_errno();
+  const ssize_t written = ::write(fd, bytes.data(), bytes.size());
+  if (written == static_cast<ssize_t>(bytes.size())) return result_of(::fsync(fd));
+  const Error error = written < 0 ? fail_errno() : fail(error_disk_full);
+  if (written > 0 && ::ftruncate(fd, end) != 0) return fail_errno();
+  return error;
 }
 
 Error list_directory(const char* path, std::vector<DirectoryEntry>& entries) {

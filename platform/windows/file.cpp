@@ -58,6 +58,22 @@ bool parse_mode(const char* text, OpenMode& mode) noexcept {
   return true;
 }
 
+// A stream that owns the file; null and last_error().
+std::FILE* stream_of(Handle& file, int flags, const char* mode) noexcept {
+  const int descriptor = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(file.get()), flags);
+  if (descriptor < 0) {
+    (void)fail(error_open_failed);
+    return nullptr;
+  }
+  (void)file.release();  // the descriptor's, which is the stream's
+  std::FILE* const stream = ::_fdopen(descriptor, mode);
+  if (stream == nullptr) {
+    (void)::_close(descriptor);
+    (void)fail(error_out_of_memory);
+  }
+  return stream;
+}
+
 Error result_of(BOOL done) noexcept { return done != FALSE ? error_none : fail_last(); }
 
 class Search {
@@ -96,18 +112,21 @@ std::FILE* open_exclusive(const char* path, const char* mode) noexcept {
     (void)fail_last();
     return nullptr;
   }
-  const int descriptor = ::_open_osfhandle(reinterpret_cast<std::intptr_t>(file.get()), how.flags);
-  if (descriptor < 0) {
-    (void)fail(error_open_failed);
+  return stream_of(file, how.flags, mode);
+}
+
+// Locked is a byte that nobody reads or writes: locks keep others from the bytes themselves.
+std::FILE* open_in_turn(const char* path) noexcept {
+  constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+  Handle file(
+      ::CreateFileA(path, GENERIC_READ | GENERIC_WRITE, share, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+  OVERLAPPED place{};
+  place.Offset = MAXLONG;
+  if (!file || ::LockFileEx(file.get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place) == FALSE) {
+    (void)fail_last();
     return nullptr;
   }
-  (void)file.release();  // the descriptor's, which is the stream's
-  std::FILE* const stream = ::_fdopen(descriptor, mode);
-  if (stream == nullptr) {
-    (void)::_close(descriptor);
-    (void)fail(error_out_of_memory);
-  }
-  return stream;
+  return stream_of(file, _O_BINARY, "r+b");
 }
 
 std::intptr_t open_file(const char* path, std::uint32_t access, std::uint32_t share, void* security,
@@ -124,6 +143,36 @@ std::intptr_t open_file(const char* path, std::uint32_t access, std::uint32_t sh
 
 void close_file(std::intptr_t file) noexcept {
   if (file != -1) (void)::CloseHandle(reinterpret_cast<HANDLE>(file));
+}
+
+Error read_whole(std::intptr_t file, std::string& contents) {
+  const HANDLE handle = reinterpret_cast<HANDLE>(file);
+  LARGE_INTEGER size{};
+  if (::GetFileSizeEx(handle, &size) == FALSE || ::SetFilePointerEx(handle, {}, nullptr, FILE_BEGIN) == FALSE) {
+    return fail_last();
+  }
+  if (size.QuadPart > MAXLONG) return fail(error_out_of_memory);
+  std::string bytes(static_cast<std::size_t>(size.QuadPart), '\0');
+  DWORD got = 0;
+  if (::ReadFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &got, nullptr) == FALSE) return fail_last();
+  bytes.resize(got);
+  contents = std::move(bytes);
+  return error_none;
+}
+
+Error append_synced(std::intptr_t file, std::string_view bytes) noexcept {
+  const HANDLE handle = reinterpret_cast<HANDLE>(file);
+  LARGE_INTEGER end{};
+  if (::SetFilePointerEx(handle, {}, &end, FILE_END) == FALSE) return fail_last();
+  DWORD written = 0;
+  const BOOL done = ::WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+  if (done != FALSE && written == bytes.size()) return result_of(::FlushFileBuffers(handle));
+  const Error error = done == FALSE ? fail_last() : fail(error_disk_full);
+  if (written != 0 &&
+      (::SetFilePointerEx(handle, end, nullptr, FILE_BEGIN) == FALSE || ::SetEndOfFile(handle) == FALSE)) {
+    return fail_last();
+  }
+  return error;
 }
 
 Error list_directory(const char* path, std::vector<DirectoryEntry>& entries) {

@@ -45,6 +45,7 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
       {"0 1", "oxcRegMatch oxcRegMatch2"},
       {"1 0", "oxfGetFileList"},
       {"1 5002", "oxbAddAmibTree oxcCheckFile"},
+      {"1 254", "oxcNameDelete oxDeleteMapFile oxDeleteTypeFile"},
       {"14",  // no session, no tree
        "oxaAsyGet oxaAsySet oxaClose oxaCompLock oxaCompUnlock2 oxaControl oxaDataAppend oxaDataGetSize oxaGet "
        "oxaMgmtControl oxaSet oxbSplit oxeEventOpen"},
