@@ -41,6 +41,9 @@ class ReportWindow {
   };
   [[nodiscard]] Poster poster() const;
 
+  // Takes back what has been posted of that number and has not run. From the window's thread.
+  void withdraw(std::uint32_t message) const;
+
   // Runs what is posted, waiting at most `milliseconds` for the first message. On Windows every message of the thread
   // is dispatched. A handler that pumps again runs what is left; it is not an error.
   void dispatch(std::uint32_t milliseconds);

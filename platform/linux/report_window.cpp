@@ -50,9 +50,19 @@ struct ReportWindow::Poster::Shared {
     if (!alive || queue.empty()) return std::nullopt;
     const std::uint32_t message = queue.front();
     queue.pop_front();
-    std::uint64_t count = 0;
-    if (queue.empty()) (void)!::read(event.get(), &count, sizeof count);
+    if (queue.empty()) calm();
     return message;
+  }
+
+  void withdraw(std::uint32_t message) noexcept {
+    const std::lock_guard lock(guard);
+    if (std::erase(queue, message) != 0 && queue.empty()) calm();
+  }
+
+  // The queue is empty.
+  void calm() const noexcept {
+    std::uint64_t count = 0;
+    (void)!::read(event.get(), &count, sizeof count);
   }
 
   void wait(std::uint32_t milliseconds) noexcept {
@@ -105,6 +115,10 @@ ReportWindow::Poster ReportWindow::poster() const {
 }
 
 std::intptr_t ReportWindow::descriptor() const noexcept { return shared_ != nullptr ? shared_->event.get() : -1; }
+
+void ReportWindow::withdraw(std::uint32_t message) const {
+  if (shared_ != nullptr) shared_->withdraw(message);
+}
 
 void ReportWindow::dispatch(std::uint32_t milliseconds) {
   // Its own reference: a handler may destroy the window.

@@ -63,6 +63,20 @@ struct ReportWindow::Poster::Shared {
     return true;
   }
 
+  // What else was posted is posted again, in its order.
+  void withdraw(std::uint32_t number) {
+    MSG message{};
+    for (std::uint32_t left = waiting; left != 0; --left) {
+      if (::PeekMessageA(&message, window, WM_COMMAND, WM_COMMAND, PM_REMOVE) == FALSE) return;
+      if (message.message == WM_QUIT) return ::PostQuitMessage(static_cast<int>(message.wParam));  // passes any filter
+      if (message.lParam == counted && LOWORD(message.wParam) == number) {
+        --waiting;
+      } else {
+        (void)::PostMessageA(window, WM_COMMAND, message.wParam, message.lParam);
+      }
+    }
+  }
+
   // Everything that is there now, of what was posted at most `own`: a handler that posts again does not hold the caller
   // for ever.
   void dispatch_waiting(std::uint32_t own) const {
@@ -134,6 +148,10 @@ ReportWindow::Poster ReportWindow::poster() const {
 }
 
 std::intptr_t ReportWindow::descriptor() const noexcept { return -1; }
+
+void ReportWindow::withdraw(std::uint32_t message) const {
+  if (shared_ != nullptr) shared_->withdraw(message);
+}
 
 void ReportWindow::dispatch(std::uint32_t milliseconds) {
   // Its own reference: a handler may destroy the window.
