@@ -20,15 +20,20 @@ void Outbox::ready(ReportSource& source) {
 }
 
 void Outbox::leave(ReportSource& source) {
-  if (std::exchange(source.queued_, false)) std::erase(ready_, &source);
+  if (std::exchange(source.queued_, false) && std::erase(ready_, &source) == 0) std::erase(held_, &source);
 }
 
+// Moving from list to list takes no memory: what has been taken must not get lost.
 std::optional<Reply> Outbox::fetch() {
   while (!ready_.empty()) {
     ReportSource& source = *ready_.front();
     if (auto report = source.next_report()) {
-      ready_.splice(ready_.end(), ready_, ready_.begin());  // takes no memory: what has been taken must not get lost
+      ready_.splice(ready_.end(), ready_, ready_.begin());
       return report;
+    }
+    if (source.held()) {
+      held_.splice(held_.end(), ready_, ready_.begin());
+      continue;
     }
     ready_.pop_front();
     source.queued_ = false;

@@ -1,4 +1,7 @@
 // What one client has to fetch: its sources of reports in turn, and the announcement that there is something.
+//
+// Announced once, until the client has been told that nothing waits: it fetches until then. A source that is held has
+// something that may not go out now; it costs no look and is not announced until it is released.
 #pragma once
 
 #include <cstdint>
@@ -29,6 +32,8 @@ class ReportSource {
   virtual ~ReportSource() = default;
   // Nothing when there is none for now.
   [[nodiscard]] virtual std::optional<Reply> next_report() = 0;
+  // Nothing for now, but for an answer that the client owes.
+  [[nodiscard]] virtual bool held() const { return false; }
 
  private:
   friend class Outbox;
@@ -42,6 +47,8 @@ class Outbox {
   // Some source may have a report. Announced once until the client has fetched everything.
   void ready(ReportSource& source);
   void leave(ReportSource& source);
+  // The client has given an answer that it owed: what was held has its turn again, in the fetch that brought it.
+  void release() noexcept { ready_.splice(ready_.end(), held_); }
   // The next report of the sources in turn.
   [[nodiscard]] std::optional<Reply> fetch();
 
@@ -65,6 +72,7 @@ class Outbox {
   std::function<void()> announce_;
   std::size_t most_bytes_;
   std::list<ReportSource*> ready_;
+  std::list<ReportSource*> held_;
   bool announced_ = false;
   Queue queue_;
 };

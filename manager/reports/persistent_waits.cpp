@@ -54,33 +54,36 @@ class PersistentWait final : public ReportSource,
   void wake() override { outbox_.ready(*this); }
 
   std::optional<Reply> next_report() override {
+    if (manager_.waits.unanswered(session_) || state_ == State::refused) return {};
     if (state_ == State::reading && !read()) return {};
-    if (state_ == State::delivered) return {};
     state_ = State::again;  // until everything has found memory
     Reply report = error_reply(error_);
     if (event_) report.data = event_->body;
     report.source_id = id_;
     report.report = ReportHeading{report_event, user_word_, static_cast<std::uint32_t>(place)};
     manager_.waits.delivered(*this);
-    state_ = State::delivered;
     return report;
   }
-  void deliver_again() {
-    if (state_ != State::delivered) return;
-    state_ = State::again;
-    wake();
-  }
-  void deliver_again_later() {
+  [[nodiscard]] bool held() const override { return manager_.waits.unanswered(session_); }
+
+  // Its delivery was refused: it comes again after a pause.
+  void refuse() {
+    state_ = State::refused;
     timer_.expires_after(refusal_pause);
     // What has run out is called back even when the wait goes before that.
     timer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
       const auto self = weak.lock();
-      if (!error && self) self->deliver_again();
+      if (error || !self) return;
+      self->state_ = State::again;
+      self->wake();
     });
   }
-  void go_on() {
-    state_ = State::reading;
-    wake();
+  void go_on() { state_ = State::reading; }
+  // An earlier wait of this name has taken what comes up to there.
+  void pass_over(Sequence taken) {
+    if (place >= taken) return;
+    place = taken;
+    page.clear();
   }
 
  private:
@@ -100,7 +103,7 @@ class PersistentWait final : public ReportSource,
     return true;
   }
 
-  enum class State { reading, delivered, again };
+  enum class State { reading, again, refused };
 
   Manager& manager_;
   Outbox& outbox_;
@@ -149,11 +152,9 @@ bool PersistentWaits::close(std::uint32_t id, std::uint32_t session) {
   const auto found = waits_.find(id);
   if (found == waits_.end() || found->second->session() != session) return false;
   leave(*found->second);
-  // A wait that is closed inside its callback, which is that of the earliest delivery, is still to hear whether the
-  // delivery is taken. What was put off is never answered.
-  Deliveries& deliveries = unanswered_[session];
-  if (!deliveries.empty() && deliveries.front().wait == found->second.get()) deliveries.front().wait = nullptr;
-  std::erase_if(deliveries, [&](const Delivery& delivery) { return delivery.wait == found->second.get(); });
+  // A wait that is closed inside its callback is still to hear whether the delivery is taken.
+  const auto delivery = unanswered_.find(session);
+  if (delivery != unanswered_.end() && delivery->second.wait == found->second.get()) delivery->second.wait = nullptr;
   waits_.erase(found);
   return true;
 }
@@ -171,36 +172,20 @@ void PersistentWaits::end_session(std::uint32_t session) {
 }
 
 void PersistentWaits::delivered(PersistentWait& wait) {
-  unanswered_[wait.session()].push_back({wait.name(), wait.place, &wait, false});
+  unanswered_.emplace(wait.session(), Delivery{wait.name(), wait.place, &wait});
 }
 
-void PersistentWaits::put_off(std::uint32_t session) {
-  const auto found = unanswered_.find(session);
-  if (found == unanswered_.end()) return;
-  for (Delivery& delivery : found->second) delivery.is_put_off = true;
-}
-
-// One callback of a session runs at a time, and what comes meanwhile is put off: of two deliveries with one number, the
-// earlier one is answered, and after an answer all that were put off can come again.
 void PersistentWaits::answer(std::uint32_t session, std::uint32_t number, bool taken) {
-  Deliveries& deliveries = unanswered_[session];
-  const auto found = std::find_if(deliveries.begin(), deliveries.end(), [&](const Delivery& delivery) {
-    return static_cast<std::uint32_t>(delivery.sequence) == number;
-  });
-  if (found != deliveries.end()) {
-    const Delivery delivery = *found;
-    deliveries.erase(found);
-    if (taken) {
-      take(delivery);
-    } else if (delivery.wait != nullptr) {
-      delivery.wait->deliver_again_later();
-    }
+  const auto found = unanswered_.find(session);
+  if (found == unanswered_.end() || static_cast<std::uint32_t>(found->second.sequence) != number) return;
+  const Delivery delivery = std::move(found->second);
+  unanswered_.erase(found);
+  manager_.clients.outbox(session).release();
+  if (taken) {
+    take(delivery);
+  } else if (delivery.wait != nullptr) {
+    delivery.wait->refuse();
   }
-  std::erase_if(deliveries, [](const Delivery& delivery) {
-    if (!delivery.is_put_off || delivery.wait == nullptr) return false;
-    delivery.wait->deliver_again();
-    return true;
-  });
 }
 
 void PersistentWaits::take(const Delivery& delivery) {
@@ -208,7 +193,9 @@ void PersistentWaits::take(const Delivery& delivery) {
   if (mark != manager_.events.marks().end() && mark->second.taken < delivery.sequence) {
     manager_.events.set_mark(delivery.name, {delivery.sequence, mark->second.seen});
   }
-  if (delivery.wait != nullptr) delivery.wait->go_on();
+  if (delivery.wait != nullptr) return delivery.wait->go_on();
+  const auto reopened = by_name_.find(delivery.name);
+  if (reopened != by_name_.end()) reopened->second->pass_over(delivery.sequence);
 }
 
 void handle_wait_open(Manager& manager, const Request& request) {

@@ -1,9 +1,12 @@
 // Persistent waits: events delivered one at a time, in order, each until it is taken. What a wait has taken is known by
 // its name and survives the client, its session and the manager.
+//
+// A client has at most one delivery that it has not answered, whichever of its waits that is for: it runs one callback
+// at a time, so that others could only be put off, and an answer names its delivery by the low half of an event's
+// number, which those of two waits may have in common.
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <string>
@@ -30,21 +33,19 @@ class PersistentWaits {
   [[nodiscard]] bool close(std::uint32_t id, std::uint32_t session);
   void end_session(std::uint32_t session);
 
-  // A delivery was handed out.
+  // Whether the client owes an answer.
+  [[nodiscard]] bool unanswered(std::uint32_t session) const { return unanswered_.contains(session); }
+  // A delivery is handed out.
   void delivered(PersistentWait& wait);
-  // The session asks on without an answer to its deliveries: they come again after its next answer.
-  void put_off(std::uint32_t session);
-  // The session takes or refuses the delivery with that number. One of an unknown number is passed over.
+  // The client takes or refuses the delivery with that number. One of an unknown number is passed over.
   void answer(std::uint32_t session, std::uint32_t number, bool taken);
 
  private:
   struct Delivery {
     std::string name;
     Sequence sequence = 0;
-    PersistentWait* wait = nullptr;  // null: closed since
-    bool is_put_off = false;
+    PersistentWait* wait = nullptr;  // null: closed since, perhaps in the callback, which is still to be heard
   };
-  using Deliveries = std::deque<Delivery>;
 
   void take(const Delivery& delivery);
   void leave(PersistentWait& wait);
@@ -52,7 +53,7 @@ class PersistentWaits {
   Manager& manager_;
   std::map<std::uint32_t, std::shared_ptr<PersistentWait>> waits_;
   std::map<std::string, PersistentWait*> by_name_;
-  std::map<std::uint32_t, Deliveries> unanswered_;  // of each session, in the order of delivery
+  std::map<std::uint32_t, Delivery> unanswered_;  // of each session that owes an answer
   std::uint32_t last_id_ = 0;
 };
 

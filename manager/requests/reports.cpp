@@ -30,10 +30,7 @@ void answer_delivery(Manager& manager, const Request& request, bool taken) {
 
 }  // namespace
 
-void handle_fetch(Manager& manager, const Request& request) {
-  manager.waits.put_off(request.session);
-  request.reply(next_report(manager, request.session));
-}
+void handle_fetch(Manager& manager, const Request& request) { request.reply(next_report(manager, request.session)); }
 
 void handle_taken(Manager& manager, const Request& request) { answer_delivery(manager, request, true); }
 void handle_refused(Manager& manager, const Request& request) { answer_delivery(manager, request, false); }

@@ -254,33 +254,42 @@ TEST_F(EventRequestTest, WithoutMemoryNoDeliveryIsLost) {
   }
 }
 
-TEST_F(EventRequestTest, DeliveriesThatArePutOffOrRefusedComeAgain) {
-  (void)open_wait("a", 1);
-  const Reply b = open_wait("b", 2);
+TEST_F(EventRequestTest, AClientOwesOneAnswerAtATime) {
+  const Reply a = open_wait("a", 1);
+  (void)open_wait("b", 2);
+  (void)watch("system:system", "sysmib.oxMessage.oxEventMessage2.0", 3);
   (void)post("x");
   EXPECT_EQ("25>1 x", fetch());
-  EXPECT_EQ("25>2 x", fetch()) << "while the callback of the first runs";
+  const std::uint32_t x = number_;
+  EXPECT_EQ("2>3 x", fetch()) << "while the callback of the first runs";
   EXPECT_EQ("nothing", fetch());
-  EXPECT_EQ("25>2 x", take()) << "the first is taken, the other comes again";
+  EXPECT_EQ("25>2 x", fetch(1, 7, x)) << "the number that both have is the first one's";
   EXPECT_EQ("nothing", refuse());
   (void)post("y");
   EXPECT_EQ("25>1 y", fetch());
-  EXPECT_EQ("nothing", take());
+  EXPECT_EQ("2>3 y", take());
+  EXPECT_EQ("nothing", fetch());
   loop_.restart();
   loop_.run_one_for(std::chrono::seconds(10));  // the pause after a refusal
   EXPECT_EQ("25>2 x", fetch()) << "before what came later";
   EXPECT_EQ("25>2 y", take());
   EXPECT_EQ("nothing", take());
 
-  (void)post("z");
+  const std::uint32_t deleted = post("z");
+  const std::uint32_t cancelled = post("cancelled");
   EXPECT_EQ("25>1 z", fetch());
-  EXPECT_EQ("25>2 z", fetch());
-  EXPECT_EQ(0u, ask(1, 26, "", 1, b.source_id).error) << "closed inside the other's callback";
-  (void)open_wait("b", 3);
-  EXPECT_EQ("25>3 z", take());
+  EXPECT_EQ(0u, ask(1, 13, with_id(cancelled), 1, open_handle()).error) << "also for the wait that is held";
+  EXPECT_EQ(0u, ask(1, 18, with_id(deleted)).error);
+  EXPECT_EQ(0u, ask(1, 26, "", 1, a.source_id).error) << "closed inside its callback, and opened again";
+  (void)open_wait("a", 4);
   (void)post("last");
-  EXPECT_EQ("25>3 last", take()) << "the answer was that of the new wait";
-  EXPECT_EQ("25>1 last", take());
+  const std::uint32_t z = number_;
+  EXPECT_EQ("2>3 z", fetch());
+  EXPECT_EQ("2>3 last", fetch());
+  EXPECT_EQ("25>2 z", fetch(1, 7, z));
+  EXPECT_EQ("25>4 last", take()) << "what the callback took is taken for the name";
+  EXPECT_EQ("25>2 last", take());
+  EXPECT_EQ("nothing", take());
 }
 
 TEST_F(EventRequestTest, DeletedEventsAreOwedToWaitsAndCancelledOnesAreNot) {
