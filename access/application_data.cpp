@@ -5,6 +5,7 @@
 
 #include <oxbase/oxa.h>
 
+#include "access/callback.h"
 #include "access/reports.h"
 #include "common/trace.h"
 
@@ -31,7 +32,8 @@ NextFetch on_application_data(MessagePtr report) {
   OX_RESULT refused = OX_OK;
   if (receiver != nullptr) {
     const Message* const outer = std::exchange(in_hand, report.get());  // a receiver may dispatch
-    refused = receiver(receiver_argument, report->destination_id, report->error);
+    refused = run_callback("application data",
+                           [&] { return receiver(receiver_argument, report->destination_id, report->error); });
     in_hand = outer;
   }
   return {.type = refused == OX_OK ? type_fetch_taken : type_fetch_refused, .reference = report->reference};

@@ -5,6 +5,7 @@
 #include <oxbase/oxc.h>
 
 #include "access/async_request.h"
+#include "access/callback.h"
 #include "access/reports.h"
 #include "access/request.h"
 #include "common/trace.h"
@@ -20,6 +21,13 @@ OX_RESULT code_of_notice(const AsyncRequest& request) noexcept {
   return elsewhere ? OX_EENDED : OX_ECLOSED;
 }
 
+void call(AsyncRequest& request, dnode* list, OX_RESULT code) noexcept {
+  (void)run_callback("an asynchronous request", [&]() -> OX_RESULT {
+    request.callback(&request, request.argument, list, code);
+    return OX_OK;
+  });
+}
+
 // The request stays open: its callback may close it, and is told of its end by a code.
 OX_RESULT report_get(const Message& report) {
   AsyncRequest* const request = find_async_request_by_wire_id(report.destination_id);
@@ -28,7 +36,7 @@ OX_RESULT report_get(const Message& report) {
   if (const OX_RESULT result = decode_reply(report, list)) return result;
   const OX_RESULT code = report.type == type_connection_notice ? code_of_notice(*request) : report.error;
   if (code == OX_EENDED) end_async_request(*request);
-  request->callback(request, request->argument, list, code);
+  call(*request, list, code);
   return OX_OK;
 }
 
@@ -41,7 +49,7 @@ OX_RESULT report_set(const Message& report) {
   const OX_RESULT decoded = decode_reply(report, list);
   OX_RESULT code = report.error != OX_OK ? report.error : decoded;
   if (report.type == type_connection_notice) code = code_of_notice(*request);
-  request->callback(request.get(), request->argument, list, code);
+  call(*request, list, code);
   return OX_OK;
 }
 

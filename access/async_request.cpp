@@ -5,6 +5,8 @@
 #include <oxbase/oxa.h>
 #include <oxbase/oxc.h>
 
+#include "access/callback.h"
+#include "access/reports.h"
 #include "access/request.h"
 #include "access/session.h"
 #include "access/standing.h"
@@ -38,6 +40,7 @@ OX_RESULT close_request(const void* handle) {
   AsyncRequest* const found = find_async_request(handle);
   if (found == nullptr) return session().connected() ? OX_EHANDLE : OX_ENOSESSION;
   const AsyncRequestPtr request = take_async_request(found);  // released in every case
+  drop_reports(request->kind, request->wire_id);              // a later request may have the same number
   if (!session().connected()) return OX_ENOSESSION;
   return request->daemon_id != 0 ? close_at_manager(*request) : OX_RESULT{OX_OK};
 }
@@ -117,7 +120,7 @@ void tell_requests() {
     const OX_RESULT code = std::exchange(request.notice, OX_RESULT{OX_OK});
     if (code == OX_OK) return;
     const AsyncRequestPtr ended = request.kind == kind_set ? take_async_request(&request) : nullptr;
-    (void)guarded([&]() -> OX_RESULT {
+    (void)run_callback("an asynchronous request", [&]() -> OX_RESULT {
       request.callback(&request, request.argument, nullptr, code);
       return OX_OK;
     });

@@ -14,6 +14,7 @@ namespace ox {
 inline constexpr std::uint32_t window_fetch_reports = 400;
 inline constexpr std::uint32_t window_connection_lost = 401;
 inline constexpr std::uint32_t window_notices = 402;  // of our own: see access/standing.h
+inline constexpr std::uint32_t window_go_on = 403;    // likewise: see access/reports.h
 
 class Notifier {
  public:

@@ -6,8 +6,10 @@
 #include <oxbase/oxb.h>
 #include <oxbase/oxc.h>
 
+#include "access/callback.h"
 #include "access/reports.h"
 #include "access/standing.h"
+#include "access/turn.h"
 #include "common/context.h"
 #include "common/error_codes.h"
 #include "common/settings.h"
@@ -33,6 +35,9 @@ void on_window_message(std::uint32_t message) {
       session().disconnect();
     } else if (message == window_notices) {
       session().tell_notices();
+    } else if (message == window_go_on) {
+      session().goes_on();
+      go_on_fetching();
     }
     return OX_OK;
   });
@@ -132,6 +137,7 @@ void Session::release() noexcept {
 
 void Session::close() noexcept {
   release();
+  forget_reports();
   losses_.clear();
   owner_.store(0, std::memory_order_release);
 }
@@ -206,19 +212,30 @@ void Session::disconnect() {
 void Session::tell_notices() {
   std::vector<oxaDisconnect> losses;
   losses.swap(losses_);  // a callback may open the session anew, and lose it again
+  finish_reports();
   tell_standing();
   for (const oxaDisconnect told : losses) {
-    (void)guarded([told]() -> OX_RESULT {
+    (void)run_callback("the session", [told]() -> OX_RESULT {
       if (told != nullptr) told(0, OX_ECLOSED, 0);
       return OX_OK;
     });
   }
 }
 
+void Session::go_on(bool wanted) noexcept {
+  const std::uint32_t window = wanted ? window_.handle() : 0;
+  if (window == going_on_) return;
+  if (!wanted) window_.withdraw(window_go_on);
+  going_on_ = wanted && window_.poster().post(window_go_on) != platform::error_none ? 0 : window;
+}
+
 OX_RESULT Session::dispatch(std::uint32_t timeout_ms) {
   if (const OX_RESULT failure = check_thread()) return failure;
   if (open_here()) {
-    window_.dispatch(timeout_ms);
+    Turn turn(timeout_ms);
+    do {
+      window_.dispatch(turn.left());
+    } while (turn.in_vain());
   } else if (initialised_ || losses_.empty()) {
     return OX_ENOSESSION;
   } else {

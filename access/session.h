@@ -44,6 +44,9 @@ class Session {
   void tell_later() const noexcept { (void)window_.poster().post(window_notices); }
   // Tells them, and the losses that are not told yet.
   void tell_notices();
+  // Keeps the number window_go_on posted, once, or not. And: the window runs it.
+  void go_on(bool wanted) noexcept;
+  void goes_on() noexcept { going_on_ = 0; }
 
   [[nodiscard]] OX_RESULT dispatch(std::uint32_t timeout_ms);
   [[nodiscard]] std::intptr_t report_descriptor() const noexcept;
@@ -66,8 +69,9 @@ class Session {
   oxaDisconnect on_disconnect_ = nullptr;
   std::vector<oxaDisconnect> losses_;  // those of connections whose loss is to be told; null ones, too
   std::uint32_t connection_ = 0;
-  bool initialised_ = false;  // from the end of open() until the connection is lost
-  bool service_ = false;      // kept for other parts of the system
+  std::uint32_t going_on_ = 0;  // the window that has the number window_go_on
+  bool initialised_ = false;    // from the end of open() until the connection is lost
+  bool service_ = false;        // kept for other parts of the system
 };
 
 // Never destroyed: the notifier may still use what hangs on it while the process ends. Throws std::bad_alloc on first

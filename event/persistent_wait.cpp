@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "access/async_request.h"
+#include "access/callback.h"
 #include "access/reports.h"
 #include "access/session.h"
 #include "access/standing.h"
@@ -40,7 +41,13 @@ struct PersistentWait {
 constinit WaitList<PersistentWait> waits;
 constinit std::uint32_t last_wire_id = 0;
 constinit std::uint32_t last_turn = 0;
-constinit bool delivering = false;  // a callback with events runs: another delivery has to wait for its end
+
+// A callback with events runs: another delivery has to wait for its end.
+struct Delivering {
+  bool now;
+  std::uint32_t connection;  // by which its events came
+};
+constinit Delivering delivering{};
 
 PersistentWait* find_by_wire_id(std::uint32_t wire_id) noexcept {
   return waits.find_if([wire_id](const PersistentWait& wait) { return wait.wire_id == wire_id; });
@@ -62,9 +69,10 @@ void remember(PersistentWait& wait, std::uint32_t number) noexcept {
   (void)guarded([&] { return wait.memory->write(number); });
 }
 
-OX_RESULT call(PersistentWait& wait, evmsg* events, OX_RESULT code) {
+OX_RESULT call(PersistentWait& wait, evmsg* events, OX_RESULT code) noexcept {
   ++wait.running;
-  const OX_RESULT result = wait.callback(&wait, 0, wait.argument, events, code);
+  const OX_RESULT result =
+      run_callback("a persistent wait", [&] { return wait.callback(&wait, 0, wait.argument, events, code); });
   --wait.running;
   return result;
 }
@@ -72,13 +80,16 @@ OX_RESULT call(PersistentWait& wait, evmsg* events, OX_RESULT code) {
 // What the manager gets to know about a delivery.
 enum class Answer { taken, refused, postponed };
 
-// The callback's answer; no call is a delivery taken.
+// The callback's answer; no call is a delivery taken. The manager of a later connection than that of the callback which
+// runs knows nothing of this callback, and would take the postponed delivery for the one that is in it: refused, it
+// comes again.
 Answer hand_over(PersistentWait& wait, evmsg_ptr events) {
   if (!events || oxeEvfltMatch(events.get(), wait.filter) == 0) return Answer::taken;
-  if (delivering) return Answer::postponed;
-  delivering = true;
+  const std::uint32_t connection = session().connection();
+  if (delivering.now) return delivering.connection == connection ? Answer::postponed : Answer::refused;
+  delivering = {true, connection};
   const OX_RESULT refused = call(wait, events.release(), OX_OK);
-  delivering = false;
+  delivering.now = false;
   return refused == OX_OK ? Answer::taken : Answer::refused;
 }
 
@@ -138,7 +149,7 @@ void tell_waits() {
   waits.visit(last_turn, [](PersistentWait& wait) {
     const OX_RESULT code = std::exchange(wait.notice, OX_RESULT{OX_OK});
     if (code == OX_OK || wait.closed) return;
-    (void)guarded([&] { return call(wait, nullptr, code); });
+    (void)call(wait, nullptr, code);
     if (wait.closed && wait.running == 0) (void)waits.take(&wait);
   });
 }
@@ -205,6 +216,7 @@ OX_RESULT close(const void* handle) {
   // Before the name is free: another process may open it at once, and the memory is its from then on.
   if (wait->running == 0) delete std::exchange(wait->memory, nullptr);
   const OX_RESULT result = close_at_manager(*wait);
+  drop_reports(code_wait_open, wait->wire_id);
   if (wait->running != 0) {
     wait->closed = true;
   } else {

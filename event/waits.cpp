@@ -4,6 +4,7 @@
 
 #include <oxbase/oxa.h>
 
+#include "access/callback.h"
 #include "common/trace.h"
 #include "data/dnode.h"
 #include "event/evmsg.h"
@@ -74,14 +75,18 @@ OX_RESULT events_of(const dnode* node, evmsg_ptr& events) {
   return result;
 }
 
+void call(EventWait& wait, evmsg* events, OX_RESULT code) noexcept {
+  (void)run_callback("a wait for events", [&] { return wait.callback(&wait, 0, wait.argument, events, code); });
+}
+
 // A node's events go to the callback, or are dropped, as one. Without events there is nothing to tell.
 void deliver(EventWait& wait, const dnode* node, OX_RESULT code) {
   evmsg_ptr events;
   if (code == OX_OK) code = events_of(node, events);
   if (code != OX_OK) {
-    (void)wait.callback(&wait, 0, wait.argument, nullptr, code);
+    call(wait, nullptr, code);
   } else if (events && oxeEvfltMatch(events.get(), wait.filter) != 0) {
-    (void)wait.callback(&wait, 0, wait.argument, events.release(), OX_OK);
+    call(wait, events.release(), OX_OK);
   }
 }
 
@@ -137,7 +142,10 @@ void OX_CALL on_icon(void*, void* argument, dnode* list, OX_RESULT code) {
   IconWait* const wait = icon_waits.find(argument);
   if (wait == nullptr) return;
   const IconState icon(code == OX_OK ? list : nullptr);
-  wait->callback(wait, wait->argument, icon.component, icon.name, icon.status, code);
+  (void)run_callback("a wait for icons", [&]() -> OX_RESULT {
+    wait->callback(wait, wait->argument, icon.component, icon.name, icon.status, code);
+    return OX_OK;
+  });
 }
 
 OX_RESULT open_icon_wait(const char* session, const char* map_name, oxeEventIconCallback callback, void* argument,

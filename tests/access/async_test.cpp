@@ -2,6 +2,7 @@
 #include <functional>
 
 #include "access/reports.h"
+#include "platform/environment.h"
 #include "tests/access/report_peer.h"
 #include "tests/support/fault_heap.h"
 
@@ -161,7 +162,9 @@ TEST_F(AsyncTest, CallbacksCloseOpenAndDispatch) {
     if (opened != nullptr) return;  // again: for the inner one, or for the new one where the closed one stood
     close(reported);
     opened = open(2);
-    deliver({for_inner, for_outer});
+    // Nothing is announced before the manager has said that nothing waits.
+    for (const std::string& reply : {reply_bytes(for_inner), reply_bytes(for_outer), nothing}) peer.answer(reply);
+    EXPECT_EQ(0u, oxaDispatch(10000));
     peer.answer(nothing);  // of the outer loop
   };
   answer(for_outer);
@@ -208,6 +211,50 @@ TEST_F(AsyncTest, ApplicationData) {
   std::uint32_t length = 0;
   EXPECT_EQ(122u, oxcApDataRead(nullptr, 0, &length));
   EXPECT_EQ(1u, oxcApDataRead(nullptr, 1, &length));
+}
+
+// The time is over when the first callback returns: what the answer to its report brings is kept.
+TEST_F(AsyncTest, ADispatchKeepsItsTimeAndLosesNothing) {
+  void* request = open(2);
+  ReplyFields report = {.command = 2, .destination_id = id, .data = one_node};
+  in_callback = [&](void*) { platform::sleep_ms(20); };
+  const auto begin = [&] {
+    calls.clear();
+    peer.answer(reply_bytes(report));
+    peer.answer(reply_bytes(report));
+    peer.announce();
+    while (calls.empty()) EXPECT_EQ(0u, oxaDispatch(10));  // ms
+    EXPECT_EQ(1u, calls.size());
+  };
+  begin();
+  peer.answer(nothing);
+  EXPECT_EQ(0u, oxaDispatch(10000)) << "with nothing announced";
+  EXPECT_EQ(2u, calls.size());
+
+  begin();  // inside a callback; what the inner loop has kept is run by the loop around it
+  in_callback = [&](void*) {
+    if (calls.size() != 2) return platform::sleep_ms(20);
+    for (int i = 0; i < 2; ++i) peer.answer(reply_bytes(report));
+    EXPECT_EQ(0u, oxaDispatch(0));
+    EXPECT_EQ(3u, calls.size());
+    peer.answer(nothing);
+  };
+  EXPECT_EQ(0u, oxaDispatch(10000));
+  EXPECT_EQ(4u, calls.size());
+
+  (void)peer.requests();
+  in_callback = [&](void*) { platform::sleep_ms(20); };
+  begin();
+  close(request);
+  request = open(2);
+  peer.answer(nothing);
+  EXPECT_EQ(0u, oxaDispatch(0));
+  EXPECT_EQ(1u, calls.size()) << "a closed request's";
+  report.destination_id = id;
+
+  begin();
+  session().close();
+  EXPECT_EQ(14u, oxaClose(request));
 }
 
 TEST_F(AsyncTest, PostponedReportsAreNotFetchedForEver) {

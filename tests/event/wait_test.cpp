@@ -1,4 +1,7 @@
 // Waits: what opens and closes them, and what their callbacks are told.
+#include <stdexcept>
+
+#include "platform/environment.h"
 #include "platform/registry.h"
 #include "tests/event/event_text.h"
 #include "tests/support/fault_heap.h"
@@ -302,7 +305,7 @@ TEST_F(WaitTest, DeliveriesInsideACallbackArePutOff) {
     answer({.command = 25, .error = 84, .reference = 7});
     peer.answer(reply_bytes({}));  // of the closing
     for (const ReplyFields& report : {for_other, delivery(43, event_bytes({9})), for_other}) answer(report);
-    dispatch();
+    EXPECT_EQ(0u, oxaDispatch(10000));
     answer(for_other);  // of the outer loop
     answer(delivery(43, event_bytes({9})));
     peer.answer(nothing);
@@ -357,6 +360,68 @@ TEST_F(WaitTest, ALostConnectionIsToldAndTheNextGoesOn) {
   }
   EXPECT_EQ(14u, oxeEventWaitCloseEx(wait));
   EXPECT_EQ(195u, oxeEventWaitCloseEx(wait));
+}
+
+// What an exception costs is one delivery: it is refused, and the next ones are delivered.
+TEST_F(WaitTest, AnExceptionRefusesItsDelivery) {
+  void* const plain = open_plain();
+  const std::uint32_t plain_id = id;
+  void* const wait = open_persistent();
+  in_callback = [&](void*) -> OX_RESULT {
+    if (told.ends_with("[7]")) throw std::runtime_error("of the application");
+    if (told.ends_with("[8]")) throw 8;
+    return 0;
+  };
+  (void)peer.requests();
+  const std::string seven_and_nine = value_bytes(event_bytes({7})) + value_bytes(event_bytes({9}));
+  deliver({delivery(41, event_bytes({7})),
+           delivery(41, event_bytes({8})),
+           delivery(41, event_bytes({9})),
+           {.command = 2, .destination_id = plain_id, .data = seven_and_nine}});
+  EXPECT_EQ("[7][8][9][7][9]", told);
+  EXPECT_EQ((std::vector{fetch_bytes(), fetch_bytes(8, 41), fetch_bytes(8, 41), fetch_bytes(7, 41), fetch_bytes()}),
+            peer.requests());
+  close_persistent(wait);
+  peer.answer(reply_bytes({.error = 1}));
+  EXPECT_EQ(0u, oxeEventWaitClose(plain));
+}
+
+// A delivery that has been fetched when its wait is closed was never seen: refused, it comes to the next of the name.
+TEST_F(WaitTest, AKeptDeliveryOfAClosedWaitIsRefused) {
+  void* const wait = open_persistent();
+  in_callback = [&](void*) -> OX_RESULT {
+    platform::sleep_ms(20);
+    return 0;
+  };
+  for (const std::uint32_t number : {41, 42}) answer(delivery(number, event_bytes({number})));
+  peer.announce();
+  while (told.empty()) EXPECT_EQ(0u, oxaDispatch(10));  // ms
+  close_persistent(wait);
+  peer.answer(nothing);
+  EXPECT_EQ(0u, oxaDispatch(10000));
+  EXPECT_EQ("[41]", told);
+  EXPECT_EQ(fetch_bytes(8, 42), peer.requests().back());
+}
+
+// The new manager knows nothing of a callback that began before: what comes meanwhile is refused, and the callback's
+// answer is not sent.
+TEST_F(WaitTest, ACallbackOutlivesItsConnection) {
+  void* const wait = open_persistent();
+  in_callback = [&](void*) -> OX_RESULT {
+    peer.answer(reply_bytes({.source_id = 0x45}));  // of the registration
+    open_anew();
+    (void)peer.requests();
+    deliver({delivery(41, event_bytes({7}))});
+    EXPECT_EQ((std::vector{fetch_bytes(), fetch_bytes(8, 41)}), peer.requests());
+    return 0;
+  };
+  answer(delivery(41, event_bytes({7})));
+  dispatch();
+  EXPECT_TRUE(peer.requests().empty());
+  deliver({delivery(41, event_bytes({7}))});
+  EXPECT_EQ("[7]", told);
+  EXPECT_EQ((std::vector{fetch_bytes(), fetch_bytes(7, 41)}), peer.requests());
+  close_persistent(wait);
 }
 
 TEST_F(WaitTest, EveryAllocationMayFail) {
