@@ -59,7 +59,10 @@ OX_API uint32_t OX_CALL oxaLogon(void);
 
 /*
  * Runs what the manager has announced to this thread's session, waiting at most timeoutMs for it (0: not at all,
- * 0xFFFFFFFF: without limit). Returns 0, 14 without a session, 5001 on another thread.
+ * 0xFFFFFFFF: without limit). No callback begins when the time is over, but for the first one; the last one is answered
+ * for all the same, and what that answer brings begins the next call. With 0, what is there is run for 10 ms at most.
+ * A callback may call this, too, and gets what comes meanwhile. Returns 0, 14 without a session, 5001 on another
+ * thread.
  */
 OX_API OX_RESULT OX_CALL oxaDispatch(uint32_t timeoutMs);
 
@@ -112,7 +115,8 @@ OX_API OX_RESULT OX_CALL oxaDataGetSize(const char* manager, const char* text1, 
 
 /* ---- Asynchronous requests --------------------------------------------------------------------------------------
  * Answered later, by callbacks that run from oxaDispatch or the thread's message loop. A callback may send requests,
- * open and close asynchronous requests, its own too, and dispatch.
+ * open and close asynchronous requests, its own too, and dispatch until an answer comes. On Linux an exception that
+ * leaves a callback costs that call alone, and the system's log has a line; on Windows none may leave one.
  */
 
 /*

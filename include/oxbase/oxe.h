@@ -298,6 +298,8 @@ OX_API OX_RESULT OX_CALL oxeEvlogModify(const char* session, uint32_t mode, cons
  * A wait's callback runs on the session's thread, from oxaDispatch or the thread's message loop. It may send requests,
  * open and close waits, its own too, and dispatch. All of this belongs to that thread: on another one the operations on
  * waits and their filters return 5001.
+ * An exception must not leave a callback. On Linux one that does costs that delivery alone: it counts as refused, and
+ * the system's log has a line. On Windows the process ends.
  */
 
 /*
@@ -344,10 +346,10 @@ OX_API OX_RESULT OX_CALL oxeEventIconWaitClose(void* wait);
 /*
  * Opens a persistent wait: the manager keeps what the wait of this name has not taken yet, also while no process has it
  * open. Deliveries carry numbers; where the registry key "SOFTWARE\CORVID\OXBASE\evWaitKey\<name>" exists, the last one
- * taken is kept there and is not delivered twice, in a later process either. A delivery that comes while the callback
- * of a persistent wait runs is put off until it has returned.
- * Returns 0 and the wait; 195 for a null or empty name or a null wait; 418 for a name over 64 characters; 14; 3; 1 for
- * a null callback. On failure *wait is null.
+ * taken is kept there and is not delivered twice, in a later process either. Of a process's persistent waits one
+ * callback runs at a time: while it dispatches, callbacks of other kinds run, and the next delivery comes when it has
+ * returned. Returns 0 and the wait; 195 for a null or empty name or a null wait; 418 for a name over 64 characters; 14;
+ * 3; 1 for a null callback. On failure *wait is null.
  */
 OX_API OX_RESULT OX_CALL oxeEventWaitOpenEx(const char* name, oxeEventCallback callback, void* argument, void** wait);
 
