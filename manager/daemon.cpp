@@ -13,6 +13,7 @@
 #include "manager/sessions/server.h"
 #include "manager/traps/receiver.h"
 #include "platform/named_event.h"
+#include "platform/server/program.h"
 #include "platform/service.h"
 
 namespace ox::manager {
@@ -22,13 +23,73 @@ constexpr char pipe_name[] = "\\\\.\\PIPE\\ox_stdpipe";
 constexpr char base_event[] = "Global\\OxWaitEvent";
 constexpr char service_name[] = "Oxbase";
 
-int fail(const std::string& text) {
-  log(Severity::error, text);
+// Why the daemon does not start, and what to type next.
+int fail(const std::string& text, const std::string& next) {
+  log(Severity::error, text + "; next: " + next);
   return 1;
+}
+
+constexpr char see_check[] = "oxmgrd --check, which tells every fault with its line";
+
+std::string system() {
+  const std::string root = oxcGetSystemRoot();
+  return root.empty() ? "this machine" : root;
+}
+
+// A call of the system that failed.
+int fail(const std::string& text, platform::Error error) {
+  platform::set_last_error(error);
+  const std::string why = oxcStrError(oxcGetWinError());
+  const bool denied = error == platform::error_access_denied || error == platform::error_write_protected;
+  return fail(text + ": " + why + " (system error " + std::to_string(error) + ")",
+              denied ? "start it as the account that owns " + system() +
+                           ", or name an installation of your own in "
+                           "OXBASE_SYSTEM"
+                     : "see that there is room and that " + system() + " can be written, then start it again");
 }
 
 void log_fault(const std::string& file, std::uint32_t line, const std::string& text) {
   log(Severity::error, file + ':' + std::to_string(line) + ": " + text);
+}
+
+// The installation's files can be read and written. The exit code.
+int find_installation() {
+  const std::string work = oxcGetWorkdir();
+  if (work.empty()) {
+    return fail("there is no installation in " + system() + ": WorkDir is not set",
+                "make-installation '" + system() + "', or name the folder of another one in OXBASE_SYSTEM");
+  }
+  if (oxcCheckFile(work.c_str(), 2) != OX_OK) {
+    return fail("WorkDir is " + work + ", which is no folder", "correct WorkDir in the registry of " + system());
+  }
+  return 0;
+}
+
+int hold_mark(platform::ServiceMark& mark) {
+  const platform::Error error = mark.hold(service_name);
+  if (error == platform::error_none) return 0;
+  if (error != platform::error_already_exists)
+    return fail("the service mark in " + system() + " cannot be held", error);
+  const std::uint32_t process = platform::service_process(service_name);
+  const std::string id = process != 0 ? std::to_string(process) : "ID";
+  return fail("another manager serves " + system() + (process != 0 ? ": process " + id : ""),
+              "nothing, when it is the right one; else end it (kill " + id + ") or work elsewhere: OXBASE_SYSTEM");
+}
+
+int hold_definitions() {
+  bool sound = true;
+  const auto files = amib_files(log_fault, sound);
+  if (files.empty()) {
+    return fail("there are no definition files in " + join(oxcGetWorkdir(), "public", "amib"),
+                "make-installation '" + system() + "' lays down what is missing");
+  }
+  const OX_RESULT result = hold_tree(files, log_fault);
+  if (result == OX_OK) return 0;
+  if (result == OX_ETREEEXISTS) {
+    return fail("running processes still hold an AMIB of other definition files",
+                "end the processes that oxtrace lists, then start it again");
+  }
+  return fail(std::string("the AMIB cannot be loaded: ") + oxcStrError(result), see_check);
 }
 
 // Reads what the manager needs beside the tree. A fault in the types' files is logged, and the rest is used.
@@ -37,13 +98,51 @@ bool take_up(Manager& manager, const std::string& data) {
   return ensure_directory(data) && manager.journal.load(manager.store, log_fault) && manager.events.open(log_fault);
 }
 
+// Faulty lines leave the settings as they are.
+void read_settings_again(Settings& running) {
+  const std::string file = settings_file();
+  Settings fresh;
+  if (!read_settings(file, fresh, log_fault)) {
+    return log(Severity::warning, "asked to read " + file + " again: it has faults, so the settings stay as they are");
+  }
+  const Changes changes = take_over(fresh, running);
+  std::string text = "settings read again from " + file;
+  if (changes.at_once.empty() && changes.at_restart.empty()) text += ": nothing has changed";
+  if (!changes.at_once.empty()) text += "; changed: " + changes.at_once;
+  if (!changes.at_restart.empty()) text += "; changes at the next start: " + changes.at_restart;
+  log(Severity::information, text);
+}
+
+// The signal comes through the loop, however early; it never ends the daemon.
+class Reload {
+ public:
+  explicit Reload(asio::io_context& loop) : signals_(loop) {
+    if (platform::reload_signal != 0) signals_.add(platform::reload_signal);
+  }
+
+  void obey(Settings& running) {
+    if (platform::reload_signal == 0) return;
+    signals_.async_wait([this, &running](const asio::error_code& error, int) {
+      if (error) return;
+      read_settings_again(running);
+      obey(running);
+    });
+  }
+
+ private:
+  asio::signal_set signals_;
+};
+
 int serve(Manager& manager) {
   platform::NamedEvent started;
   if (const auto error = started.create(base_event, platform::Access::machine)) {
-    return fail("the base services' event cannot be made: " + std::to_string(error));
+    return fail("the base services' event cannot be made", error);
   }
   Server server(manager);
-  if (const auto error = server.start(pipe_name)) return fail("the pipe cannot be served: " + std::to_string(error));
+  if (const auto error = server.start(pipe_name)) {
+    if (error != platform::error_already_exists) return fail("the pipe cannot be served", error);
+    return fail("another program serves the manager's pipe of " + system(), "end it, or work elsewhere: OXBASE_SYSTEM");
+  }
   asio::signal_set signals(manager.loop, SIGINT, SIGTERM);
   signals.async_wait([&](const asio::error_code& error, int signal) {
     if (error) return;
@@ -54,6 +153,7 @@ int serve(Manager& manager) {
   TrapReceiver traps(manager);
   if (manager.settings.trap_port != 0) traps.start();
   log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
+  log_of_run();
   manager.loop.run();
   if (manager.settings.trap_port != 0) traps.end();
   return 0;
@@ -62,25 +162,19 @@ int serve(Manager& manager) {
 }  // namespace
 
 int run_daemon() {
-  if (*oxcGetWorkdir() == '\0') return fail("WorkDir is not set");
+  asio::io_context loop;
+  Reload reload(loop);
   platform::ServiceMark mark;
-  if (const auto error = mark.hold(service_name)) {
-    return fail(error == platform::error_already_exists ? std::string("another manager serves this system")
-                                                        : "the service mark cannot be held: " + std::to_string(error));
-  }
+  if (find_installation() != 0 || hold_mark(mark) != 0) return 1;
   Settings settings;
   (void)read_settings(settings_file(), settings, log_fault);
-  bool sound = true;
-  const auto files = amib_files(log_fault, sound);
-  if (const OX_RESULT result = hold_tree(files, log_fault)) {
-    if (result == OX_ETREEEXISTS) return fail("running processes still hold an AMIB of other definition files");
-    return fail(std::string("the AMIB cannot be loaded: ") + oxcStrError(result));
-  }
+  if (hold_definitions() != 0) return 1;
   const std::string data = join(oxcGetWorkdir(), "data");
-  asio::io_context loop;
   Manager manager(loop, settings, data);
-  const int code =
-      take_up(manager, data) ? serve(manager) : fail("the component store or the event log cannot be read");
+  reload.obey(manager.settings);
+  const int code = take_up(manager, data)
+                       ? serve(manager)
+                       : fail("the component store or the event log in " + data + " cannot be read", see_check);
   (void)oxbDeleteAmibTree(OXB_TREE);
   return code;
 }

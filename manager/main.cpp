@@ -37,7 +37,7 @@ int main(int argc, char** argv) {
   }
   try {
     if (check_only) return check();
-    if (foreground) ox::manager::log_to_stderr();
+    foreground ? ox::manager::log_to_stderr() : ox::manager::log_of_start();
     return ox::manager::run_daemon();
   } catch (const std::exception& error) {
     ox::manager::log(ox::manager::Severity::error, error.what());

@@ -1,6 +1,7 @@
 // The system's services, and the process start that the logon needs.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "platform/error.h"
@@ -11,6 +12,9 @@ namespace ox::platform {
 // unknown. On Linux a service runs while its daemon holds the service's lock under the system root; an unknown one is
 // simply not running.
 [[nodiscard]] Error service_running(const char* name, bool& running);
+
+// The process of the daemon that holds the mark; 0 where the system does not tell.
+[[nodiscard]] std::uint32_t service_process(const char* name);
 
 // Holds a service's running mark for as long as it lives. On Windows, where the service manager knows, it does nothing.
 class ServiceMark {

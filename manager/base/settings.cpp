@@ -15,47 +15,56 @@ struct Number {
   std::uint32_t Settings::*member;
   std::uint32_t least;
   std::uint32_t most;
+  bool at_restart = false;  // what uses it has a copy
 };
 constexpr std::array numbers{
     Number{"MaxFrame", &Settings::max_frame, 66000, 1u << 30},
     Number{"MaxQueue", &Settings::max_queue, 1, 10000},
     Number{"MaxNodes", &Settings::max_nodes, 1, 10000000},
     Number{"MaxClients", &Settings::max_clients, 1, 1000000},
-    Number{"MaxData", &Settings::max_data, 1024, 0x7FFFFFFF},
+    Number{"MaxData", &Settings::max_data, 1024, 0x7FFFFFFF, true},
     Number{"GreetingTimeout", &Settings::greeting_timeout, 1, 3600},
     Number{"SendTimeout", &Settings::send_timeout, 1, 3600},
     Number{"RequestTimeout", &Settings::request_timeout, 1, 86400},
     Number{"SnmpTimeout", &Settings::snmp_timeout, 10, 600000},
     Number{"SnmpRetries", &Settings::snmp_retries, 0, 100},
     Number{"SnmpBindings", &Settings::snmp_bindings, 1, 100},
-    Number{"SnmpInFlight", &Settings::snmp_in_flight, 1, 100000},
+    Number{"SnmpInFlight", &Settings::snmp_in_flight, 1, 100000, true},
     Number{"EventLogAge", &Settings::event_log_age, 1, 36500},
     Number{"EventLogSize", &Settings::event_log_size, 65536, 0x7FFFFFFF},
     Number{"MaxReports", &Settings::max_reports, 1, 10000000},
-    Number{"MaxReportBytes", &Settings::max_report_bytes, 4096, 1u << 30},
+    Number{"MaxReportBytes", &Settings::max_report_bytes, 4096, 1u << 30, true},
     Number{"PollInterval", &Settings::poll_interval, 1, 86400},
-    Number{"TrapPort", &Settings::trap_port, 0, 65535},
-    Number{"TrapBuffer", &Settings::trap_buffer, 4096, 1u << 30},
-    Number{"TrapRepeatWindow", &Settings::trap_repeat_window, 0, 86400},
+    Number{"TrapPort", &Settings::trap_port, 0, 65535, true},
+    Number{"TrapBuffer", &Settings::trap_buffer, 4096, 1u << 30, true},
+    Number{"TrapRepeatWindow", &Settings::trap_repeat_window, 0, 86400, true},
     Number{"TrapReportInterval", &Settings::trap_report_interval, 1, 86400},
-    Number{"TrapActions", &Settings::trap_actions, 0, 1000},
+    Number{"TrapActions", &Settings::trap_actions, 0, 1000, true},
 };
 
-// What the library reads from this file itself.
-constexpr std::array<std::string_view, 2> of_the_library{"CommunityName", "SockPort"};
+struct Text {
+  std::string_view keyword;
+  std::string Settings::*member;
+  bool at_restart;
+};
+constexpr std::array texts{
+    Text{"TrapAddress", &Settings::trap_address, true},
+    Text{"CommunityName", &Settings::community_name, true},
+    Text{"SockPort", &Settings::sock_port, false},
+};
 
 // Empty when the entry is right.
 std::string take(const Entry& entry, Settings& settings) {
   const std::string keyword = entry.keyword();
   if (entry.count() != 1) return keyword + " needs one value";
-  for (const std::string_view name : of_the_library) {
-    if (name == keyword) return {};
-  }
   if (keyword == "TrapAddress") {
     asio::error_code error;
     (void)asio::ip::make_address(entry.value(0), error);
     if (error) return "TrapAddress must be an IP address";
-    settings.trap_address = entry.value(0);
+  }
+  for (const Text& text : texts) {
+    if (text.keyword != keyword) continue;
+    settings.*text.member = entry.value(0);
     return {};
   }
   for (const Number& number : numbers) {
@@ -70,6 +79,14 @@ std::string take(const Entry& entry, Settings& settings) {
   return "unknown setting " + keyword;
 }
 
+template <class Row>
+void take_over(const Row& row, const Settings& fresh, Settings& running, Changes& changes) {
+  if (fresh.*row.member == running.*row.member) return;
+  std::string& names = row.at_restart ? changes.at_restart : changes.at_once;
+  names += (names.empty() ? "" : ", ") + std::string(row.keyword);
+  if (!row.at_restart) running.*row.member = fresh.*row.member;
+}
+
 }  // namespace
 
 std::string settings_file() { return join(oxcGetWorkdir(), "conf", "oxmgrd.cf"); }
@@ -77,6 +94,13 @@ std::string settings_file() { return join(oxcGetWorkdir(), "conf", "oxmgrd.cf");
 bool read_settings(const std::string& file, Settings& settings, const FaultSink& faults) {
   if (oxcCheckFile(file.c_str(), 1) == OX_ERRNO_BASE + 2) return true;
   return read_entries(file, faults, [&](const Entry& entry) { return take(entry, settings); });
+}
+
+Changes take_over(const Settings& fresh, Settings& running) {
+  Changes changes;
+  for (const Number& number : numbers) take_over(number, fresh, running, changes);
+  for (const Text& text : texts) take_over(text, fresh, running, changes);
+  return changes;
 }
 
 }  // namespace ox::manager

@@ -32,11 +32,21 @@ struct Settings {
   std::uint32_t trap_repeat_window = 5;       // seconds in which the same trap is counted as a repeat; 0: never
   std::uint32_t trap_report_interval = 10;    // seconds between two events about traps that were lost
   std::uint32_t trap_actions = 8;             // actions of trap definitions that run at once
+  std::string community_name;                 // these two are the library's, which reads them itself
+  std::string sock_port;
 };
 
 [[nodiscard]] std::string settings_file();
 // Reads the file; a missing one leaves the defaults. False, with every fault reported, when a line is wrong; the
 // setting keeps its default then.
 [[nodiscard]] bool read_settings(const std::string& file, Settings& settings, const FaultSink& faults);
+
+// Settings that differ, by their names, joined by commas.
+struct Changes {
+  std::string at_once;
+  std::string at_restart;
+};
+// Takes from `fresh` what takes effect while the manager runs, and names all that differs.
+[[nodiscard]] Changes take_over(const Settings& fresh, Settings& running);
 
 }  // namespace ox::manager

@@ -117,7 +117,9 @@ void TrapReceiver::start() {
                          static_cast<unsigned short>(settings.trap_port));
   if (const asio::error_code error = bind(at)) {
     const std::string text = "no traps are received on " + text_of(at);
-    log(Severity::error, text + ": " + error.message());
+    log(Severity::error, text + ": " + error.message() +
+                             "; next: free that port, or set another TrapPort or TrapAddress, and start oxmgrd again "
+                             "(a port below 1024 needs CAP_NET_BIND_SERVICE or root)");
     return tell(4, text, error.message(), [](OX_RESULT, const Bytes&) {});
   }
   platform::set_receive_space(socket_, settings.trap_buffer);

@@ -64,6 +64,8 @@ struct Setting {
 
 }  // namespace
 
+const int reload_signal = SIGHUP;
+
 Program::Program(Program&& other) noexcept : process_(std::exchange(other.process_, 0)) {}
 Program& Program::operator=(Program&& other) noexcept {
   std::swap(process_, other.process_);

@@ -123,6 +123,14 @@ Error service_running(const char* name, bool& running) {
   return error_none;
 }
 
+std::uint32_t service_process(const char* name) {
+  const Descriptor file(::open(lock_path(name, false).c_str(), O_RDONLY | O_CLOEXEC));
+  char id[16] = {};
+  const bool held = file && is_locked_elsewhere(file.get());
+  if (!held || ::pread(file.get(), id, sizeof id - 1, 0) <= 0) return 0;
+  return static_cast<std::uint32_t>(std::strtoul(id, nullptr, 10));
+}
+
 Error start_program(const char* program) {
   if (program == nullptr || *program == '\0') return fail(error_invalid_parameter);
   const std::string path = find_program(program);

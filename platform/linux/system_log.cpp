@@ -4,6 +4,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -61,6 +62,12 @@ Error system_log(const char* source, std::uint32_t type, const char* text) noexc
     return fail(error_out_of_memory);
   }
   return error_none;
+}
+
+std::string system_log_place() {
+  const std::string copy = root()->path + "/system.log";
+  const std::string syslog = std::string("journalctl -t ") + ::program_invocation_short_name + ", or /var/log/syslog";
+  return ::access(copy.c_str(), W_OK) == 0 ? copy : syslog + "; a file " + copy + ", once it is there, has a copy";
 }
 
 // The service manager names the process that it started; children inherit the variable, not the id.

@@ -1,4 +1,4 @@
-// Programs that this process starts and lets run. For the manager only.
+// Programs that this process starts and lets run, and what it is itself asked by. For the manager only.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +8,9 @@
 #include "platform/error.h"
 
 namespace ox::platform {
+
+// The signal that asks a daemon to read its settings again; 0 where the system has none.
+extern const int reload_signal;
 
 class Program {
  public:

@@ -55,6 +55,8 @@ HANDLE handle_of(std::intptr_t process) { return reinterpret_cast<HANDLE>(proces
 
 }  // namespace
 
+const int reload_signal = 0;
+
 Program::Program(Program&& other) noexcept : process_(std::exchange(other.process_, 0)) {}
 Program& Program::operator=(Program&& other) noexcept {
   std::swap(process_, other.process_);

@@ -117,6 +117,8 @@ Error ServiceMark::hold(const char* name) {
   return error_none;
 }
 
+std::uint32_t service_process(const char* /*name*/) { return 0; }
+
 Error start_program(const char* program) {
   if (program == nullptr || *program == '\0') return fail(error_invalid_parameter);
   const Error error = start(quoted(own_directory() + program));

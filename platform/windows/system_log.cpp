@@ -54,6 +54,11 @@ Error system_log(const char* source, std::uint32_t type, const char* text) noexc
   return error;
 }
 
+std::string system_log_place() {
+  const std::string place = "the event log of the system, under Application";
+  return private_system().empty() ? place : place + "; a file " + private_system() + "\\system.log has a copy";
+}
+
 // Services run on a window station that nobody sees.
 bool is_service_process() noexcept {
   USEROBJECTFLAGS flags{};

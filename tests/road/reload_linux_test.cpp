@@ -1,0 +1,63 @@
+// What Linux alone has: the signal for new settings, and rights of files.
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tests/road/daemon.h"
+#include "tests/support/system_root.h"
+
+namespace ox::test {
+namespace {
+
+TEST(Reload, SettingsAreReadAgainAndNeverAnEnd) {
+  Daemon daemon;
+  const std::pair<const char*, const char*> steps[] = {
+      {"MaxQueue:\t4\nTrapPort:\t0\n", ": MaxQueue\n"},
+      {"MaxQueue:\t5\nMaxNodes:\t3\nTrapAddress:\t127.0.0.1\nSnmpInFlight:\t9\n",
+       "; changed: MaxQueue, MaxNodes; changes at the next start: SnmpInFlight, TrapAddress\n"},
+      {"MaxQueue:\tmany\nMaxNodes:\t7\n", "it has faults, so the settings stay as they are\n"},
+      {"MaxQueue:\t5\nMaxNodes:\t3\n", "nothing has changed\n"}};
+  std::size_t at = 0;
+  for (const auto& [settings, told] : steps) {
+    write_file(work_dir() + "/conf/oxmgrd.cf", settings);
+    ASSERT_EQ(0, kill(daemon.pid(), SIGHUP));
+    for (int i = 0; i < 2000 && daemon.log().find("read", at) == std::string::npos; ++i) usleep(10000);
+    EXPECT_NE(std::string::npos, daemon.log().find(told, at)) << daemon.log();
+    at = daemon.log().size();
+  }
+  const std::string node = "oxget system:system 11.1";
+  EXPECT_EQ('0', run(node)[0]) << run(node);
+  EXPECT_EQ(0, daemon.end());
+}
+
+// As another user where this one may do everything, else by rights that this one has not.
+std::string run_without_rights(const std::string& line) {
+  const std::string program = OX_PROGRAMS "/" + line;
+  if (geteuid() != 0) return run(line);
+  const std::string file = system_root() + "/output";
+  std::vector<std::string> words{"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+  for (const std::string& word : words_of(program)) words.push_back(word);
+  write_file(file, "");
+  const int status = ChildProcess(words, file).wait(std::chrono::seconds(20));
+  return std::to_string(status) + ' ' + read_text(file);
+}
+
+TEST(Rights, WhoHasNoneIsToldSo) {
+  Daemon daemon;
+  const std::string root = system_root();
+  ASSERT_EQ(0, chmod((root + "/service").c_str(), 0));
+  for (const auto& [line, told] :
+       {std::pair{"oxget system:system 11.1",
+                  "manager: error 15: this user has no rights in the installation in " + root},
+        {"oxmgrd", "error: the service mark in " + root + " cannot be held: "},
+        {"oxmgrd", "; next: start it as the account that owns " + root}}) {
+    const std::string shown = run_without_rights(line);
+    EXPECT_NE(std::string::npos, shown.find(told)) << shown;
+    EXPECT_EQ('1', shown[0]) << shown;
+  }
+  ASSERT_EQ(0, chmod((root + "/service").c_str(), 0770));
+  EXPECT_EQ(0, daemon.end());
+}
+
+}  // namespace
+}  // namespace ox::test
