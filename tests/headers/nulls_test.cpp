@@ -41,7 +41,8 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
        "oxcMemDebugListOut oxcMemDumpLog "
        "oxcMemDumpLogForICMP oxcMemDumpLogForRMGR oxcMemDumpLogForSNMP oxcMemDumpLogForSNMPTrap oxdPrint oxdPrintLog "
        "oxeEvfltMatch oxcVersionCmp oxcStrcat oxcStrcpy oxcPerror oxcPerrorMsgBox oxcPerrorMsgBox2 oxcApDataReceive "
-       "oxcDebugOutput oxdEncode oxfGetErrorFile oxfGetFileAttrib"},
+       "oxfTypeFree oxfReltFree oxfTypeIsBuiltIn oxfTypeAliasCount oxfReltClass oxf_type_cnvCompType "
+       "oxf_type_CompTypeMatch oxcDebugOutput oxdEncode oxfGetErrorFile oxfGetFileAttrib"},
       {"0 1", "oxcRegMatch oxcRegMatch2"},
       {"1 0", "oxfGetFileList"},
       {"1 5002", "oxbAddAmibTree oxcCheckFile"},
