@@ -1,6 +1,7 @@
 #include "common/error_text.h"
 
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 
 #include <oxbase/oxc.h>
@@ -10,6 +11,7 @@
 #include "common/error_codes.h"
 #include "common/fixed_message.h"
 #include "common/message_image.h"
+#include "common/shift_jis.h"
 #include "common/text_result.h"
 #include "platform/codepage.h"
 #include "platform/system_log.h"
@@ -19,9 +21,27 @@ namespace {
 
 constexpr std::size_t longest_with_number = 511;
 
+// What oxcStrError hands out of a thread never moves: who has an earlier result sees the newest text there.
 struct CodeText {
-  std::string text;
+  static constexpr std::size_t longest = 4095;
+
+  std::string whole;
+  char text[longest + 1];
 };
+
+// A text that is too long ends with its last whole character that fits.
+void show(CodeText& buffer) noexcept {
+  const char* const text = buffer.whole.c_str();
+  std::size_t size = 0;
+  while (text[size] != '\0') {
+    const std::size_t next = size + character_size(text + size);
+    if (next > CodeText::longest) break;
+    size = next;
+  }
+  std::memcpy(buffer.text, text, size);
+  buffer.text[size] = '\0';
+}
+
 struct PrefixedText {
   std::string text;
 };
@@ -107,9 +127,10 @@ OX_RESULT OX_CALL oxcInitErrmsg(void) {
 const char* OX_CALL oxcStrError(OX_RESULT code) {
   OX_ENTRY("oxcStrError", ":%u", code);
   const char* text = ox::traced_text("oxcStrError", [&] {
-    std::string& buffer = ox::context<ox::CodeText>().text;
-    ox::write_error_text(code, buffer);
-    return buffer.c_str();
+    ox::CodeText& buffer = ox::context<ox::CodeText>();
+    ox::write_error_text(code, buffer.whole);
+    ox::show(buffer);
+    return buffer.text;
   });
   return text != nullptr ? text : ox::fixed_format(ox::FixedMessage::capacity);
 }

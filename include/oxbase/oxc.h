@@ -140,11 +140,15 @@ OX_API OX_RESULT OX_CALL oxcInitErrmsg(void);
 
 /*
  * The text of a result code; "Message Not Found" for an unknown one. That of 259 ends with the number that the thread's
- * last failure had on the platform, "[ErrorCode=87]". Never null.
+ * last failure had on the platform, "[ErrorCode=87]". Never null. Each thread has one buffer, which stays where it is:
+ * an earlier result shows the newest text. A text of more than 4095 bytes is cut between two characters.
  */
 OX_API const char* OX_CALL oxcStrError(OX_RESULT code);
 
-/* "prefix: text", the text alone for a null prefix, the empty text for code 0. Null only when memory runs out. */
+/*
+ * "prefix: text", the text alone for a null prefix, the empty text for code 0. The buffer grows to fit: an earlier
+ * result of the thread is gone. Null only when memory runs out.
+ */
 OX_API const char* OX_CALL oxcErrmsg(const char* prefix, OX_RESULT code);
 
 /*

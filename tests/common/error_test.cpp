@@ -87,6 +87,19 @@ TEST_F(ErrorTextTest, TextsOfCodes) {
   }
 }
 
+TEST_F(ErrorTextTest, TheBufferOfAThreadStaysWhereItIs) {
+  // A character of two bytes over the end is left out whole.
+  const std::string longest(4095, 'x'), wide = longest.substr(1) + "\x83\x65";
+  write_file(message_path(), "7:short\r\n8:" + longest + "more\r\n9:" + wide + "\r\n");
+  const char* const first = oxcStrError(7);
+  EXPECT_STREQ("short", first);
+  EXPECT_EQ(first, oxcStrError(8));
+  EXPECT_EQ(longest, first);
+  EXPECT_EQ(first, oxcStrError(9));
+  EXPECT_EQ(wide.substr(0, 4094), first);
+  std::thread([first] { EXPECT_NE(first, oxcStrError(7)); }).join();
+}
+
 TEST_F(ErrorTextTest, AnUnusableFileIsTheTextOfEveryCode) {
   const std::string path = message_path();
   const auto expect_failure = [](OX_RESULT code, const std::string& why) {
