@@ -1,10 +1,9 @@
 #include "common/context.h"
 
-#include <array>
 #include <atomic>
-#include <cassert>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "platform/thread_slot.h"
 
@@ -17,7 +16,7 @@ struct Block {
 };
 
 struct Table {
-  std::array<Block, context_kinds> blocks;
+  std::vector<Block> blocks;
 
   // Latest made first: a later user's state may use an earlier one's.
   ~Table() {
@@ -36,22 +35,27 @@ Table& thread_table() {
   return *table.release();
 }
 
-}  // namespace
-
-std::size_t next_context_index() noexcept {
-  static std::atomic<std::size_t> next{0};
-  const std::size_t index = next.fetch_add(1, std::memory_order_relaxed);
-  assert(index < context_kinds);
-  return index;
+// Of two threads that come first at once, one's number goes unused.
+std::size_t place_of(ContextKind& kind) noexcept {
+  static constinit std::atomic<std::size_t> last{0};
+  std::size_t place = kind.place.load(std::memory_order_relaxed);
+  if (place != 0) return place;
+  const std::size_t fresh = ++last;
+  return kind.place.compare_exchange_strong(place, fresh, std::memory_order_relaxed) ? fresh : place;
 }
 
-void* context_block(const ContextKind& kind) {
-  Block& block = thread_table().blocks[kind.index];
-  if (block.data == nullptr) {
-    block.data = kind.make();
-    block.destroy = kind.destroy;
+}  // namespace
+
+void* context_block(ContextKind& kind) {
+  const std::size_t place = place_of(kind);
+  std::vector<Block>& blocks = thread_table().blocks;
+  if (place >= blocks.size()) blocks.resize(place + 1);
+  if (blocks[place].data == nullptr) {
+    // Made before the block is looked at again: what is made may have a block of its own made, and so move them all.
+    void* const data = kind.make();
+    blocks[place] = {data, kind.destroy};
   }
-  return block.data;
+  return blocks[place].data;
 }
 
 }  // namespace ox::detail

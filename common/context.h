@@ -2,6 +2,7 @@
 // first use and destroyed when the thread detaches from the library. One struct per user, next to its user.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 namespace ox {
@@ -9,31 +10,25 @@ namespace ox {
 namespace detail {
 
 struct ContextKind {
-  std::size_t index;
   void* (*make)();
   void (*destroy)(void*);
+  std::atomic<std::size_t> place{0};  // in every thread's table, from 1; 0 until the first use
 };
 
-inline constexpr std::size_t context_kinds = 64;
-
-std::size_t next_context_index() noexcept;  // asserts that it stays below context_kinds
-
 // The thread's block of that kind, made when there is none. Throws std::bad_alloc.
-void* context_block(const ContextKind& kind);
+void* context_block(ContextKind& kind);
 
+// Constant-initialised, without the compiler's lock: a child forked meanwhile would wait for its holder for ever.
 template <class T>
-const ContextKind& context_kind() {
-  static const ContextKind kind{next_context_index(), []() -> void* { return new T(); },
-                                [](void* block) { delete static_cast<T*>(block); }};
-  return kind;
-}
+inline constinit ContextKind context_kind{[]() -> void* { return new T(); },
+                                          [](void* block) { delete static_cast<T*>(block); }};
 
 }  // namespace detail
 
 // Throws std::bad_alloc on a thread's first use only.
 template <class T>
 [[nodiscard]] T& context() {
-  return *static_cast<T*>(detail::context_block(detail::context_kind<T>()));
+  return *static_cast<T*>(detail::context_block(detail::context_kind<T>));
 }
 
 }  // namespace ox
