@@ -11,6 +11,7 @@
 #include "access/session.h"
 #include "access/standing.h"
 #include "common/trace.h"
+#include "platform/fork.h"
 
 namespace ox {
 namespace {
@@ -18,6 +19,7 @@ namespace {
 constinit AsyncRequest* open_requests = nullptr;
 constinit std::uint32_t last_wire_id = 0;
 constinit std::uint32_t last_turn = 0;
+[[maybe_unused]] const bool follows_forks = platform::in_forked_child([]() noexcept { open_requests = nullptr; });
 
 AsyncRequest* next_of(const AsyncRequest* request) noexcept {
   return reinterpret_cast<AsyncRequest*>(request->links.next);

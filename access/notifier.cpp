@@ -26,10 +26,11 @@ void run(Notification& signs, const platform::Pipe& pipe, const platform::Report
 
 void Notifier::start(Notification signs, const platform::Pipe& pipe, platform::ReportWindow::Poster window) {
   signs_ = std::make_unique<Notification>(std::move(signs));
-  std::promise<void> ready;  // no semaphore: where it has no call of the system, its waiter can miss the release
-  const std::future<void> started = ready.get_future();
-  thread_ = std::thread([ready = std::move(ready), &signs = *signs_, &pipe, window = std::move(window)]() mutable {
-    ready.set_value();
+  // No semaphore: where it has no call of the system, its waiter can miss the release.
+  const auto ready = std::make_shared<std::promise<void>>();
+  const std::future<void> started = ready->get_future();
+  thread_ = platform::Thread([ready, &signs = *signs_, &pipe, window = std::move(window)] {
+    ready->set_value();
     run(signs, pipe, window);
   });
   started.wait();

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 #include <memory>
-#include <thread>
 
 #include "platform/notification.h"
 #include "platform/report_window.h"
+#include "platform/thread.h"
 
 namespace ox {
 
@@ -26,7 +26,7 @@ class Notifier {
 
  private:
   std::unique_ptr<platform::Notification> signs_;
-  std::thread thread_;
+  platform::Thread thread_;
 };
 
 }  // namespace ox

@@ -15,6 +15,7 @@
 #include "common/settings.h"
 #include "common/trace.h"
 #include "platform/environment.h"
+#include "platform/fork.h"
 
 namespace ox {
 namespace {
@@ -67,9 +68,19 @@ struct ThreadsEnd {
 
 }  // namespace
 
+namespace {
+
+// A forked child has none: what it can reach of its parent's is closed already, and the rest is left as it was.
+constinit std::atomic<Session*> the_session{nullptr};
+[[maybe_unused]] const bool follows_forks = platform::in_forked_child([]() noexcept { the_session = nullptr; });
+
+}  // namespace
+
 Session& session() {
-  static Session* const the_session = new Session();
-  return *the_session;
+  Session* present = the_session.load(std::memory_order_acquire);
+  if (present != nullptr) return *present;
+  auto made = std::make_unique<Session>();
+  return the_session.compare_exchange_strong(present, made.get()) ? *made.release() : *present;
 }
 
 platform::Error global_prefix(const char*& prefix) noexcept {

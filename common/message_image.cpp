@@ -13,6 +13,7 @@
 #include "common/trace.h"
 #include "platform/environment.h"
 #include "platform/file.h"
+#include "platform/fork.h"
 #include "platform/shared_block.h"
 
 namespace ox {
@@ -26,7 +27,8 @@ struct Image {
 struct State {
   std::atomic<const Image*> image{nullptr};  // read without the lock
   std::mutex lock;                           // one loader; guards what follows
-  std::string failure;                       // empty: memory ran out
+  const bool free_in_child = platform::free_in_forked_child(lock);
+  std::string failure;  // empty: memory ran out
 };
 
 // Never destroyed: other threads may still ask for texts while the process ends.

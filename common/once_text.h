@@ -6,6 +6,8 @@
 #include <mutex>
 #include <string>
 
+#include "platform/fork.h"
+
 namespace ox {
 
 class OnceText {
@@ -39,9 +41,14 @@ class OnceText {
 
   // For all texts; not a member, since not every platform's mutex can stand in constant-initialised memory.
   static std::mutex& one_filler() noexcept {
-    static std::mutex lock;
-    return lock;
+    static Filler filler;
+    return filler.lock;
   }
+
+  struct Filler {
+    std::mutex lock;
+    const bool free_in_child = platform::free_in_forked_child(lock);
+  };
 
   Read read_;
   std::atomic<bool> filled_{false};

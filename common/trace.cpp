@@ -17,6 +17,7 @@
 #include "common/trace_file.h"
 #include "platform/console.h"
 #include "platform/environment.h"
+#include "platform/fork.h"
 #include "platform/registry.h"
 #include "platform/shared_block.h"
 
@@ -24,10 +25,13 @@ namespace ox::trace {
 
 namespace {
 constinit std::atomic<std::uint32_t> no_mask{0};
-}
-constinit std::atomic<std::uint32_t>* mask_word = &no_mask;
+constinit std::atomic<std::uint32_t> forked_mask{UINT32_MAX};  // of a child that has not called the library yet
+}  // namespace
+constinit std::atomic<std::atomic<std::uint32_t>*> mask_word{&no_mask};
 
 namespace {
+
+[[maybe_unused]] const bool follows_forks = platform::in_forked_child([]() noexcept { mask_word = &forked_mask; });
 
 constexpr std::size_t longest_line = 4096;  // with its terminator
 constexpr std::size_t longest_name = 256;
@@ -36,7 +40,8 @@ constexpr std::uint32_t longest_option = 1024;
 struct State {
   platform::SharedBlock block;
   Control* control = nullptr;  // in the block
-  std::mutex lock;             // serialises output; guards what follows
+  std::mutex lock;             // serialises output; guards all of this
+  const bool free_in_child = platform::free_in_forked_child(lock);
   TraceFile file;
   bool console_held = false;
 };
@@ -74,10 +79,50 @@ OX_RESULT to_console(State& trace, std::string_view text) {
   return error != platform::error_none ? untraced_code_of_platform_error(error) : OX_RESULT{OX_OK};
 }
 
+// Expects the lock.
+void make_block(State& trace) {
+  if (trace.block.create(control_name(platform::process_id()).c_str(), sizeof(Control), platform::Access::machine) !=
+      platform::error_none) {
+    return;  // the process stays untraced
+  }
+  trace.control = new (trace.block.data()) Control;
+  trace.control->console.store(1, std::memory_order_relaxed);
+  mask_word.store(&trace.control->mask, std::memory_order_release);
+}
+
 void release_console(State& trace) noexcept {
   if (!trace.console_held) return;
   platform::console_release();
   trace.console_held = false;
+}
+
+// Expects the lock.
+void give_up(State& trace) noexcept {
+  mask_word.store(&no_mask, std::memory_order_release);
+  release_console(trace);
+  trace.file.close();
+  trace.control = nullptr;
+  trace.block = platform::SharedBlock();
+}
+
+// A forked child starts like any other process: its parent's block, console and file are not its own.
+void renew() noexcept {
+  if (mask_word.load(std::memory_order_acquire) != &forked_mask) [[likely]]
+    return;
+  (void)guarded([]() -> OX_RESULT {
+    State& trace = state();
+    const std::scoped_lock hold(trace.lock);
+    if (mask_word.load(std::memory_order_relaxed) != &forked_mask) return OX_OK;
+    give_up(trace);
+    trace.file = TraceFile();
+    make_block(trace);
+    return OX_OK;
+  });
+}
+
+std::uint32_t mask() noexcept {
+  renew();
+  return mask_word.load(std::memory_order_acquire)->load(std::memory_order_relaxed);
 }
 
 OX_RESULT to_file(State& trace, std::string_view text) {
@@ -97,6 +142,7 @@ OX_RESULT to_file(State& trace, std::string_view text) {
 OX_RESULT output(std::string_view text) {
   State& trace = state();
   const std::scoped_lock hold(trace.lock);
+  if (trace.control == nullptr) return OX_OK;
   if (trace.control->console.load(std::memory_order_relaxed) == 0) {
     release_console(trace);
   } else if (const OX_RESULT result = to_console(trace, text)) {
@@ -106,7 +152,6 @@ OX_RESULT output(std::string_view text) {
 }
 
 OX_PRINTF(1, 0) OX_RESULT write_formatted(const char* format, std::va_list arguments) noexcept {
-  if (state().control == nullptr) return OX_OK;
   char line[longest_line];
   const int length = std::vsnprintf(line, sizeof line, format, arguments);
   if (length < 0) return OX_EFORMAT;
@@ -121,27 +166,21 @@ OX_PRINTF(1, 0) OX_RESULT write_formatted(const char* format, std::va_list argum
 }  // namespace
 
 void attach() noexcept {
-  (void)guarded([] {
+  (void)guarded([]() -> OX_RESULT {
     State& trace = state();
-    if (trace.block.create(control_name(platform::process_id()).c_str(), sizeof(Control), platform::Access::machine) !=
-        platform::error_none) {
-      return OX_OK;  // the process stays untraced
-    }
-    trace.control = new (trace.block.data()) Control;
-    trace.control->console.store(1, std::memory_order_relaxed);
-    mask_word = &trace.control->mask;
+    const std::scoped_lock hold(trace.lock);
+    make_block(trace);
     return OX_OK;
   });
 }
 
 void detach() noexcept {
   State& trace = state();
-  mask_word = &no_mask;
-  release_console(trace);
-  trace.file.close();
-  trace.control = nullptr;
-  trace.block = platform::SharedBlock();
+  const std::scoped_lock hold(trace.lock);
+  give_up(trace);
 }
+
+bool confirm(std::uint32_t bit) noexcept { return (mask() & bit) != 0; }
 
 OX_RESULT write(const char* format, ...) noexcept {
   std::va_list arguments;
@@ -180,6 +219,7 @@ void write_plain_exit(const char* name, OX_RESULT result) noexcept {
 namespace {
 
 OX_RESULT redirect(bool console, const char* name) {
+  renew();
   State& trace = state();
   const std::scoped_lock hold(trace.lock);
   if (trace.control == nullptr) return OX_OK;
@@ -198,16 +238,18 @@ OX_RESULT redirect(bool console, const char* name) {
 
 namespace trace = ox::trace;
 
-uint32_t OX_CALL oxcGetDebugMask(void) { return trace::mask_word->load(std::memory_order_relaxed); }
+uint32_t OX_CALL oxcGetDebugMask(void) { return trace::mask(); }
 
 OX_RESULT OX_CALL oxcSetDebugMask(uint32_t mask) {
-  if (trace::state().control != nullptr) trace::mask_word->store(mask, std::memory_order_relaxed);
+  (void)trace::mask();
+  std::atomic<std::uint32_t>* const word = trace::mask_word.load(std::memory_order_acquire);
+  if (word != &trace::no_mask) word->store(mask, std::memory_order_relaxed);
   return OX_OK;
 }
 
 OX_RESULT OX_CALL oxcDebugOut(const char* format, ...) {
   if (format == nullptr) return OX_EARG;
-  if (trace::mask_word->load(std::memory_order_relaxed) == 0) return OX_OK;
+  if (!trace::on(UINT32_MAX)) return OX_OK;
   std::va_list arguments;
   va_start(arguments, format);
   const OX_RESULT result = trace::write_formatted(format, arguments);

@@ -24,11 +24,15 @@ inline constexpr std::uint32_t icmp_dump = 0x40000;
 inline constexpr std::uint32_t remote_dump = 0x80000;
 
 // The mask word: in the process's shared control block, where another process may change it at any time, or a zero
-// word of our own while there is none. Never null.
-extern std::atomic<std::uint32_t>* mask_word;
+// word of our own while there is none. Never null. In a forked child it is a word of ones until the first line that
+// would be written, for which the child makes a block of its own.
+extern std::atomic<std::atomic<std::uint32_t>*> mask_word;
+
+[[nodiscard]] bool confirm(std::uint32_t bit) noexcept;
 
 [[nodiscard]] inline bool on(std::uint32_t bit) noexcept {
-  return (mask_word->load(std::memory_order_relaxed) & bit) != 0;
+  const bool set = (mask_word.load(std::memory_order_acquire)->load(std::memory_order_relaxed) & bit) != 0;
+  return set && confirm(bit);
 }
 
 // Formats and writes one line, whatever the mask. See oxcDebugOut.

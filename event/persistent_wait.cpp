@@ -12,6 +12,7 @@
 #include "event/event_request.h"
 #include "event/evmsg.h"
 #include "event/wait_list.h"
+#include "platform/fork.h"
 #include "platform/registry.h"
 
 namespace ox::event {
@@ -39,6 +40,7 @@ struct PersistentWait {
 };
 
 constinit WaitList<PersistentWait> waits;
+[[maybe_unused]] const bool follows_forks = platform::in_forked_child([]() noexcept { waits.forget(); });
 constinit std::uint32_t last_wire_id = 0;
 constinit std::uint32_t last_turn = 0;
 
@@ -105,7 +107,8 @@ Answer deliver(PersistentWait& wait, const Message& report) {
   } else if (call(wait, nullptr, code) != OX_OK) {
     answer = Answer::refused;
   }
-  if (answer == Answer::taken) remember(wait, report.reference);
+  // Not in a child that the callback has forked: the wait is its parent's.
+  if (answer == Answer::taken && waits.find(&wait) != nullptr) remember(wait, report.reference);
   return answer;
 }
 

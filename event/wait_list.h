@@ -74,6 +74,9 @@ class WaitList {
     return OX_OK;
   }
 
+  // In a forked child: they are its parent's.
+  void forget() noexcept { head_ = nullptr; }
+
  private:
   Wait* head_ = nullptr;
 };

@@ -9,6 +9,7 @@
 #include "data/dnode.h"
 #include "event/evmsg.h"
 #include "event/wait_list.h"
+#include "platform/fork.h"
 
 namespace ox::event {
 namespace {
@@ -33,6 +34,11 @@ using IconWait = RidingWait<oxeEventIconCallback>;
 constinit WaitList<EventWait> event_waits;
 constinit WaitList<IconWait> icon_waits;
 constinit std::uint32_t last_serial = 0;
+
+[[maybe_unused]] const bool follows_forks = platform::in_forked_child([]() noexcept {
+  event_waits.forget();
+  icon_waits.forget();
+});
 
 template <class Wait, class Callback>
 OX_RESULT open_wait(WaitList<Wait>& waits, const char* manager, const char* component, const char* path,

@@ -5,7 +5,11 @@
  * Threads: a session belongs to the thread that called oxaInit, for as long as that thread lives. On any other one
  * every operation on it (requests, waits and their filters, closing, oxaDispatch, oxaInit itself) returns 5001 at once,
  * and changes nothing. When its thread ends, the session ends with it: the manager sees it go, the operations return
- * 14, and oxaInit of any thread opens another.
+ * 14, and oxaInit of any thread opens another. The thread that the library starts takes no signal.
+ *
+ * Forked children (Linux): a child has no session, no requests and no waits: the operations return 14 and know none of
+ * its parent's handles. Its end, and what it does, leave the parent's session alone, and it holds nothing of it open.
+ * It may call oxaInit for its own. The attribute tree stays attached; trace and memory are the child's own.
  *
  * `manager` is the name of the manager addressed, null or "" for the local one. A component is "type:name" ("map:top"),
  * with "*" as name for all of a type. An AMIB name is a path, a prefix ("11.15"), a name, a path with alternatives in

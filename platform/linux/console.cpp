@@ -11,6 +11,7 @@
 #include <ctime>
 #include <mutex>
 
+#include "platform/fork.h"
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
 
@@ -19,10 +20,13 @@ namespace {
 
 constexpr int console_signals[] = {SIGINT, SIGQUIT, SIGHUP};
 
-std::mutex guard;  // the state below, except what says otherwise
+constinit std::mutex guard;  // the state below, except what says otherwise
+[[maybe_unused]] const bool free_in_child = free_in_forked_child(guard);
 Descriptor& output() {
-  static auto* descriptor = new Descriptor();  // written to during exit, too
-  return *descriptor;
+  alignas(Descriptor) static constinit unsigned char storage[sizeof(Descriptor)] = {};
+  static constinit Descriptor* made = nullptr;
+  if (made == nullptr) made = new (storage) Descriptor();  // never destroyed: it is written to during exit, too
+  return *made;
 }
 
 std::atomic<ConsoleHandler> handler{nullptr};

@@ -10,11 +10,10 @@
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
+#include "platform/linux/own_descriptor.h"
 
 namespace ox::platform {
 namespace {
-
-int descriptor_of(const Pipe& pipe) noexcept { return static_cast<int>(pipe.native()); }
 
 // The descriptor that came with a message.
 Descriptor taken_from(msghdr& message) noexcept {
@@ -28,8 +27,10 @@ Descriptor taken_from(msghdr& message) noexcept {
 }  // namespace
 
 struct Notification::Impl {
-  Descriptor woken;
-  Descriptor announced;  // a stream of bytes without meaning
+  explicit Impl(int event) noexcept : woken(event) {}
+
+  OwnDescriptor woken;
+  OwnDescriptor announced{-1};  // a stream of bytes without meaning
 
   void forget_announcements() noexcept {
     std::array<char, 256> bytes;
@@ -37,7 +38,7 @@ struct Notification::Impl {
     do {
       count = retry([&] { return ::recv(announced.get(), bytes.data(), bytes.size(), MSG_DONTWAIT); });
     } while (count == static_cast<ssize_t>(bytes.size()));
-    if (count == 0) announced.close();  // the manager has let go of it; the pipe's own end will be seen
+    if (count == 0) announced.take(-1);  // the manager has let go of it; the pipe's own end will be seen
   }
 };
 
@@ -47,8 +48,7 @@ Notification& Notification::operator=(Notification&&) noexcept = default;
 Notification::~Notification() = default;
 
 Error Notification::create(const char*) {
-  auto made = std::make_unique<Impl>();
-  made->woken = Descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  auto made = std::make_unique<Impl>(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   if (!made->woken) return fail_errno();
   impl_ = std::move(made);
   return error_none;
@@ -62,10 +62,10 @@ Error Notification::read_first(Pipe& pipe, std::span<std::byte> into, std::size_
   message.msg_iovlen = 1;
   message.msg_control = control.data();
   message.msg_controllen = CMSG_LEN(sizeof(int));  // without the padding, where a second one would find room
-  const ssize_t count = retry([&] { return ::recvmsg(descriptor_of(pipe), &message, MSG_CMSG_CLOEXEC); });
+  const ssize_t count = retry([&] { return ::recvmsg(descriptor_of(pipe.native()), &message, MSG_CMSG_CLOEXEC); });
   if (count < 0) return fail_errno();
   Descriptor came = taken_from(message);
-  if (impl_ != nullptr && came) impl_->announced = std::move(came);
+  if (impl_ != nullptr && came) impl_->announced.take(came.release());
   if (count == 0) return fail(error_broken_pipe);
   got = static_cast<std::size_t>(count);
   return error_none;
@@ -74,7 +74,7 @@ Error Notification::read_first(Pipe& pipe, std::span<std::byte> into, std::size_
 Notification::Sign Notification::wait(const Pipe& pipe) noexcept {
   for (;;) {
     std::array<pollfd, 3> signs{{{impl_->woken.get(), POLLIN, 0},
-                                 {descriptor_of(pipe), POLLRDHUP, 0},  // not its bytes: they answer requests
+                                 {descriptor_of(pipe.native()), POLLRDHUP, 0},  // not its bytes: they answer requests
                                  {impl_->announced.get(), POLLIN, 0}}};
     (void)retry([&] { return ::poll(signs.data(), signs.size(), -1); });
     if (signs[0].revents != 0) return Sign::woken;

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "platform/environment.h"
+#include "platform/fork.h"
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
 #include "platform/linux/file_lock.h"
@@ -198,25 +199,31 @@ Error name_parts(const Root& base, ObjectKind kind, const char* name, Object::Pa
   if (safe.empty()) return fail(error_invalid_name);
   parts.name = "/" + base.prefix + static_cast<char>(kind) + "." + safe;
   parts.lock = base.lock;
-  parts.process = process_id();
   return error_none;
 }
 
-// Whether the object is still the one of its name.
-bool has_name(const Descriptor& object) noexcept {
-  struct stat status {};
-  return ::fstat(object.get(), &status) == 0 && status.st_nlink != 0;
+bool is_same_object(int one, int other) noexcept {
+  struct stat first {};
+  struct stat second {};
+  return ::fstat(one, &first) == 0 && ::fstat(other, &second) == 0 && first.st_dev == second.st_dev &&
+         first.st_ino == second.st_ino;
 }
 
-// Removes the object when nobody else holds it.
+// Removes the object when nobody else holds it. Who that is shows by a descriptor of its own: a lock on the present one
+// is shared by every process that was forked with it.
 void give_up(Object::Parts& parts) noexcept {
   Descriptor object(std::exchange(parts.descriptor, -1));
-  if (parts.process != process_id()) return;
+  if (!object) return;
   const ObjectsLock lock(parts.lock);
   // Without the lock it stays for the next creator or opener to find. A root that is gone has neither.
-  const bool alone = (lock || lock.root_is_gone()) && lock_alone(object.get());
-  if (alone && has_name(object)) (void)::shm_unlink(parts.name.c_str());
+  const Descriptor fresh = lock || lock.root_is_gone() ? open_object(parts.name, true) : Descriptor();
+  const bool named = fresh && is_same_object(object.get(), fresh.get());
+  // What stays mapped would keep the lock: the same memory takes its place by the fresh descriptor.
+  if (named && parts.base != nullptr) {
+    (void)::mmap(parts.base, parts.size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, fresh.get(), 0);
+  }
   object.close();  // before the next one, who may be the last then, gets the lock
+  if (named && lock_alone(fresh.get())) (void)::shm_unlink(parts.name.c_str());
 }
 
 // What the process holds: the end of the process gives it up, since not every holder is destroyed before.
@@ -239,12 +246,12 @@ class Held {
  private:
   // After all destructors. The memory stays mapped for threads that still run.
   [[gnu::destructor]] static void give_all_up() noexcept {
-    const std::unique_lock lock(guard, std::try_to_lock);  // a forked child may find it locked for ever
-    if (!lock.owns_lock()) return;
+    const std::lock_guard lock(guard);
     for (; first != nullptr; first = first->next) give_up(*first);
   }
 
   static inline constinit std::mutex guard;
+  static inline const bool free_in_child = free_in_forked_child(guard);
   static inline constinit Object::Parts* first = nullptr;
 };
 
@@ -278,7 +285,7 @@ Error Object::open(ObjectKind kind, const char* name, bool writable) {
 void Object::close() noexcept {
   if (parts_ == nullptr) return;
   Held::remove(*parts_);
-  (void)::munmap(parts_->base, parts_->size);
+  (void)::munmap(std::exchange(parts_->base, nullptr), parts_->size);
   give_up(*parts_);
   parts_.reset();
 }

@@ -44,7 +44,6 @@ class Object {
     void* base = nullptr;
     std::size_t size = 0;
     int descriptor = -1;
-    std::uint32_t process = 0;  // that made or opened it; a forked child shares its lock and must not give it up
     std::string name;
     std::string lock;
     Parts* next = nullptr;  // in the list of what this process holds

@@ -4,9 +4,11 @@
 #include <sys/time.h>
 
 #include <cerrno>
+#include <memory>
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
+#include "platform/linux/own_descriptor.h"
 #include "platform/linux/socket_path.h"
 
 namespace ox::platform {
@@ -33,20 +35,24 @@ Error Pipe::open(const char* name) {
     return errno == EAGAIN ? fail(error_pipe_busy) : fail_errno();
   }
   set_send_limit(socket.get(), timeval{});
+  auto made = std::make_unique<OwnDescriptor>(socket.get());
+  (void)socket.release();
   close();
-  native_ = socket.release();
+  native_ = reinterpret_cast<std::intptr_t>(made.release());
   return error_none;
 }
 
-void Pipe::close() noexcept { Descriptor(static_cast<int>(std::exchange(native_, none))).close(); }
+void Pipe::close() noexcept {
+  if (native_ != none) delete owner_of(std::exchange(native_, none));
+}
 
-void Pipe::hang_up() noexcept { (void)::shutdown(static_cast<int>(native_), SHUT_RDWR); }
+void Pipe::hang_up() noexcept { (void)::shutdown(descriptor_of(native_), SHUT_RDWR); }
 
 void Pipe::watch() noexcept {}  // who polls sees it
 
 Error Pipe::read_some(std::span<std::byte> into, std::size_t& got) noexcept {
   if (native_ == none) return fail(error_invalid_handle);
-  const int fd = static_cast<int>(native_);
+  const int fd = descriptor_of(native_);
   const ssize_t count = retry([&] { return ::recv(fd, into.data(), into.size(), 0); });
   if (count < 0) return fail_errno();
   if (count == 0 && !into.empty()) return fail(error_broken_pipe);
@@ -56,7 +62,7 @@ Error Pipe::read_some(std::span<std::byte> into, std::size_t& got) noexcept {
 
 Error Pipe::write_all(std::span<const std::byte> from) noexcept {
   if (native_ == none) return fail(error_invalid_handle);
-  const int fd = static_cast<int>(native_);
+  const int fd = descriptor_of(native_);
   while (!from.empty()) {
     const ssize_t count = retry([&] { return ::send(fd, from.data(), from.size(), MSG_NOSIGNAL); });
     if (count < 0) return fail_errno();

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <set>
 
+#include "platform/fork.h"
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
 #include "platform/linux/registry_text.h"
@@ -55,13 +56,17 @@ bool is_settled(const timespec& changed) noexcept {
   return nanoseconds(now) - nanoseconds(changed) > margin;
 }
 
+constinit std::mutex reads;  // what is kept of earlier reads
+constinit std::set<std::string>* reported = nullptr;
+constinit std::shared_ptr<const Snapshot>* cached = nullptr;
+[[maybe_unused]] const bool free_in_child = free_in_forked_child(reads);
+
 void report_faults(const std::string& path, const RegistryText& text) {
-  static std::mutex guard;
-  static auto* reported = new std::set<std::string>();
   for (const RegistryText::Fault& fault : text.faults()) {
     const std::string message = path + ":" + std::to_string(fault.line) + ": damaged line skipped: " + fault.text;
     {
-      const std::lock_guard lock(guard);
+      const std::lock_guard lock(reads);
+      if (reported == nullptr) reported = new std::set<std::string>();
       if (!reported->insert(path + ":" + fault.text).second) continue;  // its number may change
     }
     (void)system_log("oxbase", 2, message.c_str());
@@ -102,19 +107,17 @@ Error load(const std::string& path, Snapshot& snapshot) {
 
 // The registry of now: the copy in memory while the file has not changed. Null and last_error() on failure.
 std::shared_ptr<const Snapshot> current() {
-  static std::mutex guard;
-  static auto* cached = new std::shared_ptr<const Snapshot>();  // read during exit, too
-
   const std::string path = root()->path + "/registry.reg";
   struct stat status {};
   const bool present = ::stat(path.c_str(), &status) == 0;
   if (present) {
-    const std::lock_guard lock(guard);
-    if (*cached != nullptr && (*cached)->settled && (*cached)->identity == identity_of(path, status)) return *cached;
+    const std::lock_guard lock(reads);
+    if (cached != nullptr && (*cached)->settled && (*cached)->identity == identity_of(path, status)) return *cached;
   }
   auto fresh = std::make_shared<Snapshot>();
   if (load(path, *fresh) != error_none) return nullptr;
-  const std::lock_guard lock(guard);
+  const std::lock_guard lock(reads);
+  if (cached == nullptr) cached = new std::shared_ptr<const Snapshot>();  // for good: it is read during exit, too
   *cached = fresh;
   return fresh;
 }

@@ -14,8 +14,9 @@
 #include <utility>
 
 #include "platform/environment.h"
-#include "platform/linux/descriptor.h"
+#include "platform/fork.h"
 #include "platform/linux/fail.h"
+#include "platform/linux/own_descriptor.h"
 #include "platform/named_event.h"
 
 namespace ox::platform {
@@ -32,10 +33,15 @@ std::uint32_t next_handle() noexcept {
 }  // namespace
 
 struct ReportWindow::Poster::Shared {
-  std::mutex guard;
+  // Of all windows: in a child forked from inside a handler, the dispatch goes on to its end.
+  static inline constinit std::mutex guard;
+  static inline const bool free_in_child = free_in_forked_child(guard);
+
+  explicit Shared(int fd) noexcept : event(fd) {}
+
   std::deque<std::uint32_t> queue;  // guarded
   bool alive = true;                // guarded
-  Descriptor event;                 // readable while the queue holds something
+  OwnDescriptor event;              // readable while the queue holds something
   Handler handler = nullptr;
   std::uint32_t handle = next_handle();
   std::thread::id owner = std::this_thread::get_id();
@@ -98,8 +104,7 @@ ReportWindow::~ReportWindow() {
 Error ReportWindow::create(Handler handler) {
   if (handler == nullptr) return fail(error_invalid_parameter);
   ReportWindow made;
-  made.shared_ = std::make_shared<Poster::Shared>();
-  made.shared_->event = Descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  made.shared_ = std::make_shared<Poster::Shared>(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
   if (!made.shared_->event) return fail_errno();
   made.shared_->handler = handler;
   *this = std::move(made);

@@ -10,6 +10,7 @@
 #include <mutex>
 
 #include "platform/environment.h"
+#include "platform/fork.h"
 
 namespace ox::platform {
 namespace {
@@ -50,14 +51,20 @@ std::uint64_t hash_of(std::string_view text) {
 
 }  // namespace
 
-std::shared_ptr<const Root> root() {
-  static std::mutex guard;
-  static auto* known = new std::shared_ptr<const Root>();  // never destroyed: objects are closed during exit, too
+namespace {
 
+constinit std::mutex guard;  // the root of the last call
+constinit std::shared_ptr<const Root>* known = nullptr;
+[[maybe_unused]] const bool free_in_child = free_in_forked_child(guard);
+
+}  // namespace
+
+std::shared_ptr<const Root> root() {
   std::string path = root_path();
   struct stat status {};
   if (::stat(path.c_str(), &status) != 0) make_root(path);
   const std::lock_guard lock(guard);
+  if (known == nullptr) known = new std::shared_ptr<const Root>();  // for good: objects are closed during exit, too
   if (*known == nullptr || (*known)->path != path) {
     char prefix[32];
     (void)std::snprintf(prefix, sizeof prefix, "ox.%016llx.",

@@ -15,18 +15,18 @@ void release_slot(void*) {
   slot = nullptr;
 }
 
-struct Key {
-  pthread_key_t key{};
-  bool made = pthread_key_create(&key, release_slot) == 0;
-};
+constinit pthread_key_t key{};
+constinit bool key_made = false;
+
+// Before whatever else happens at the load, and not at a first use, which a fork of another thread could come upon.
+[[gnu::constructor(200)]] void make_key() { key_made = pthread_key_create(&key, release_slot) == 0; }
 
 }  // namespace
 
 void* thread_slot() noexcept { return slot; }
 
 bool set_thread_slot(void* value, void (*release)(void*)) noexcept {
-  static const Key key;
-  if (!key.made || pthread_setspecific(key.key, value) != 0) return false;
+  if (!key_made || pthread_setspecific(key, value) != 0) return false;
   slot = value;
   slot_release = release;
   return true;

@@ -163,6 +163,19 @@ TEST(NamedObjects, AForkedChildGivesUpOnlyItsOwnCopyAndAStrangerReads) {
   EXPECT_TRUE(stranger.succeeded());
 }
 
+// The child has the parent's own lock, too: the parent must not take itself for the last.
+TEST(NamedObjects, AForkedChildIsAHolderLikeAnyOther) {
+  Objects objects;
+  ASSERT_EQ(all, objects.create(100));
+  Forked child([] { return true; });
+  objects = Objects();
+  EXPECT_EQ(3, objects_of_root());
+  EXPECT_EQ(all, objects.open());
+  child.kill();
+  objects = Objects();
+  EXPECT_EQ(0, objects_of_root());
+}
+
 TEST(SystemRoot, TwoRootsDoNotSeeEachOther) {
   const std::string link = test::system_root() + "/link", second = test::system_root() + "/second/root";
   const auto use = [](const std::string& path) { setenv("OXBASE_SYSTEM", path.c_str(), 1); };
