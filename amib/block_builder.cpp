@@ -6,21 +6,22 @@
 
 #include "amib/node_index.h"
 #include "amib/tree.h"
+#include "common/kept.h"
 #include "common/trace.h"
 
 namespace ox::amib {
 namespace {
 
-NodeIndex index_of_tree;
+Kept<NodeIndex> index_of_tree;
 std::uint32_t indexed_generation = 0;
 
 // The index of the tree in use: kept from file to file, made anew after the tree in use was changed in another way.
 NodeIndex& current_index() {
   if (indexed_generation != view_generation()) {
-    index_of_tree.rebuild(directory()->newest);
+    index_of_tree->rebuild(directory()->newest);
     indexed_generation = view_generation();
   }
-  return index_of_tree;
+  return *index_of_tree;
 }
 
 // Readers in other processes follow the links while nodes are added: a node is complete before it is linked.
@@ -82,7 +83,7 @@ void BlockBuilder::link(Ref ref, Ref parent) noexcept {
   Node& node = node_at(ref);
   node.parent = parent;
   node.created_before = directory()->newest;
-  if (const Ref last = index_of_tree.last_child(parent); last != 0) {
+  if (const Ref last = index_of_tree->last_child(parent); last != 0) {
     node.prev = last;
     publish(node_at(last).next, ref);
   } else {
@@ -127,7 +128,7 @@ void BlockBuilder::discard() {
   for (; !changes_.empty(); changes_.pop_back()) {
     const Change& change = changes_.back();
     if (change.linked) {
-      index_of_tree.erase(change.node, change.same_name_before);
+      index_of_tree->erase(change.node, change.same_name_before);
       unlink(change.node);
     } else {
       node_at(change.node).access = change.access_before;

@@ -16,6 +16,7 @@
 #include "amib/public_files.h"
 #include "amib/tree.h"
 #include "common/error_position.h"
+#include "common/kept.h"
 #include "common/trace.h"
 
 namespace ox::amib {
@@ -27,7 +28,7 @@ struct Description {
 };
 using DescriptionTable = std::vector<Description>;  // sorted by path; of several for one node the last counts
 
-Once<DescriptionTable> descriptions;
+Kept<Once<DescriptionTable>> descriptions;
 
 OX_RESULT take_line(char* line, DescriptionTable& table) {
   char* tab = std::strchr(line, '\t');
@@ -84,7 +85,7 @@ OX_RESULT describe(const char* path, const char** description) {
   PathText number;
   if (const OX_RESULT result = node_path(node, Form::numbers, number); result != OX_OK) return result;
   const DescriptionTable* table = nullptr;
-  if (const OX_RESULT result = descriptions.get(".dsc", read_files, table); result != OX_OK) return result;
+  if (const OX_RESULT result = descriptions->get(".dsc", read_files, table); result != OX_OK) return result;
   const auto after = std::upper_bound(table->begin(), table->end(), std::string_view(number.data()),
                                       [](std::string_view wanted, const Description& a) { return wanted < a.path; });
   if (after == table->begin() || (after - 1)->path != number.data()) return OX_ENOTINTABLE;

@@ -9,12 +9,13 @@
 #include "amib/path.h"
 #include "amib/tree.h"
 #include "common/context.h"
+#include "common/kept.h"
 #include "common/trace.h"
 
 namespace ox::amib {
 namespace {
 
-Once<EnumTable> enumerations;
+Kept<Once<EnumTable>> enumerations;
 
 struct ValueText {
   char text[16];
@@ -24,7 +25,7 @@ struct ValueText {
 OX_RESULT enumeration_of(const char* path, const Enumeration*& enumeration) {
   if (!is_attached()) return OX_ENOSESSION;
   const EnumTable* table = nullptr;
-  if (const OX_RESULT result = enumerations.get(".enm", read_enum_files, table); result != OX_OK) return result;
+  if (const OX_RESULT result = enumerations->get(".enm", read_enum_files, table); result != OX_OK) return result;
   PathText number;
   if (const OX_RESULT result = convert_path(path, Form::numbers, number); result != OX_OK) return result;
   enumeration = find_enumeration(*table, number.data());

@@ -11,11 +11,12 @@
 
 #include "amib/public_files.h"
 #include "common/error_position.h"
+#include "platform/fork.h"
 
 namespace ox::amib {
 
-// One thread loads, others wait for it; once loaded, no lock is taken. A failed load is tried again on the next use;
-// one that failed for what stands in the files, when they have been changed.
+// A static object, in a Kept. One thread loads, others wait for it; once loaded, no lock is taken. A failed load is
+// tried again on the next use; one that failed for what stands in the files, when they have been changed.
 template <class Table>
 class Once {
  public:
@@ -63,6 +64,7 @@ class Once {
   }
 
   std::mutex lock_;
+  [[maybe_unused]] const bool free_in_child_ = platform::free_in_forked_child(lock_);
   std::unique_ptr<const Table> owner_;      // guarded by lock_
   std::unique_ptr<const Failure> failure_;  // guarded by lock_
   std::atomic<const Table*> loaded_{nullptr};

@@ -2,14 +2,17 @@
 
 #include <algorithm>
 #include <memory>
+#include <mutex>
 
 #include <oxbase/oxc.h>
 
 #include "common/ascii.h"
+#include "common/kept.h"
 #include "common/number_text.h"
 #include "common/paths.h"
 #include "common/text_result.h"
 #include "deffile/entry_lines.h"
+#include "platform/fork.h"
 
 namespace ox {
 namespace {
@@ -33,11 +36,19 @@ std::string make_manager_name() {
   return !host.empty() && comm_namecheck(name) ? name : default_name;
 }
 
+struct ManagerName {
+  std::mutex lock;  // guards the name until it is there
+  const bool free_in_child = platform::free_in_forked_child(lock);
+  std::string name;
+};
+Kept<ManagerName> known;
+
 // Made once: others know this process under it.
 const char* manager_name() {
   try {
-    static const std::string name = make_manager_name();
-    return name.c_str();
+    const std::lock_guard lock(known->lock);
+    if (known->name.empty()) known->name = make_manager_name();
+    return known->name.c_str();
   } catch (const std::bad_alloc&) {
     return default_name;
   }

@@ -4,7 +4,9 @@ namespace ox::platform {
 namespace {
 
 [[gnu::constructor]] void attach() { (void)on_process_attach(); }
-[[gnu::destructor]] void detach() { on_process_detach(); }
+
+// There is no unload, and at the end of the process other threads may still be in the library: all is left to the
+// system.
 
 }  // namespace
 }  // namespace ox::platform

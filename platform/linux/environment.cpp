@@ -17,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/attach.h"
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
 
@@ -83,6 +84,8 @@ Error find_membership(const char* name, bool& member) {
 }  // namespace
 
 const char path_separator = '/';
+
+bool is_unloading() noexcept { return false; }  // there is no unload
 
 std::uint32_t process_id() noexcept { return static_cast<std::uint32_t>(getpid()); }
 

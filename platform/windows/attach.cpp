@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "platform/windows/icmp.h"
+#include "platform/windows/module.h"
 #include "platform/windows/thread_slot.h"
 
 namespace {
@@ -20,6 +21,7 @@ bool attach() noexcept {
 
 void detach() noexcept {
   using namespace ox::platform;
+  set_unloading();
   release_thread_slots();
   detach_icmp();
   on_process_detach();

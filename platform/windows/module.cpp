@@ -1,5 +1,9 @@
 #include "platform/windows/module.h"
 
+#include <atomic>
+
+#include "platform/attach.h"
+
 namespace ox::platform {
 
 HINSTANCE own_module() noexcept {
@@ -9,6 +13,13 @@ HINSTANCE own_module() noexcept {
                              &inside, &module);
   return module;
 }
+
+namespace {
+std::atomic<bool> unloading{false};
+}
+
+bool is_unloading() noexcept { return unloading; }
+void set_unloading() noexcept { unloading = true; }
 
 std::string own_directory() {
   char path[MAX_PATH];

@@ -8,6 +8,7 @@
 namespace ox::platform {
 
 [[nodiscard]] HINSTANCE own_module() noexcept;
+void set_unloading() noexcept;              // see is_unloading()
 [[nodiscard]] std::string own_directory();  // with its last backslash
 
 }  // namespace ox::platform

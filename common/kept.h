@@ -1,0 +1,32 @@
+// A static object that other threads may use to the very end of the process: it is destroyed when the library is
+// unloaded, and left to the system when the process ends.
+#pragma once
+
+#include <cstddef>
+#include <new>
+#include <utility>
+
+#include "platform/attach.h"
+
+namespace ox {
+
+template <class T>
+class Kept {
+ public:
+  template <class... Arguments>
+  explicit Kept(Arguments&&... arguments) : object_(*new (storage_) T(std::forward<Arguments>(arguments)...)) {}
+  Kept(const Kept&) = delete;
+  Kept& operator=(const Kept&) = delete;
+  ~Kept() {
+    if (platform::is_unloading()) object_.~T();
+  }
+
+  [[nodiscard]] T& operator*() const noexcept { return object_; }
+  [[nodiscard]] T* operator->() const noexcept { return &object_; }
+
+ private:
+  alignas(T) std::byte storage_[sizeof(T)];
+  T& object_;
+};
+
+}  // namespace ox
