@@ -46,7 +46,11 @@ void Outbox::add(Reply report) {
   const bool full = !queue_.reports.empty() && queue_.bytes + cost(report) > most_bytes_;
   if (full || !queue_.lost.empty()) {
     queue_.began = queue_.began || queue_.lost.empty();
-    queue_.lost.emplace(report.source_id, *report.report);
+    const bool refusal = report.source_id == 0;
+    Reply notice = error_reply(refusal ? report.error : reports_lost);
+    notice.source_id = report.source_id;
+    notice.report = report.report;
+    queue_.lost.emplace(std::pair(report.source_id, report.report->destination_id), std::move(notice));
     return;
   }
   queue_.bytes += cost(report);
@@ -55,7 +59,7 @@ void Outbox::add(Reply report) {
 }
 
 void Outbox::forget(std::uint32_t request) {
-  queue_.lost.erase(request);
+  std::erase_if(queue_.lost, [&](const auto& notice) { return notice.first.first == request; });
   std::erase_if(queue_.reports, [&](const Reply& report) {
     if (report.source_id != request) return false;
     queue_.bytes -= cost(report);
@@ -71,12 +75,7 @@ std::optional<Reply> Outbox::Queue::next_report() {
     return report;
   }
   if (lost.empty()) return {};
-  const auto first = lost.begin();
-  Reply notice = error_reply(reports_lost);
-  notice.source_id = first->first;
-  notice.report = first->second;
-  lost.erase(first);
-  return notice;
+  return std::move(lost.extract(lost.begin()).mapped());
 }
 
 }  // namespace ox::manager

@@ -11,6 +11,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "manager/sessions/request.h"
 
@@ -65,7 +66,9 @@ class Outbox {
     std::optional<Reply> next_report() override;
     std::deque<Reply> reports;
     std::size_t bytes = 0;
-    std::map<std::uint32_t, ReportHeading> lost;  // by request
+    // What is told in place of lost reports, by the manager's and the client's number of the request. One that was
+    // refused has none of the manager's, and its refusal is told as it is.
+    std::map<std::pair<std::uint32_t, std::uint32_t>, Reply> lost;
     bool began = false;
   };
 

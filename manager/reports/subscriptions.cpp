@@ -93,12 +93,18 @@ OX_RESULT Subscriptions::open(std::unique_ptr<Subscription> opened, std::uint32_
   if (const OX_RESULT result = manager_.directory.parse(subscription.component_text, component)) return result;
   const bool pattern = is_pattern(component.name);
   if (const OX_RESULT result = select(subscription.names, subscription.selections)) return result;
+  std::uint32_t& count = open_[subscription.session];
   id = subscription.id = new_id();
-  watch_events(subscription);
-  watchers_[{component.type, pattern ? std::string() : component.name}].push_back(&subscription);
-  ++open_[subscription.session];
   gets_.emplace(id, std::move(opened));
-  begin_polling(subscription, options);
+  ++count;
+  try {
+    watch_events(subscription);
+    watchers_[{component.type, pattern ? std::string() : component.name}].push_back(&subscription);
+    begin_polling(subscription, options);
+  } catch (const std::bad_alloc&) {
+    (void)close(id, subscription.session);
+    throw;
+  }
   return OX_OK;
 }
 
@@ -162,8 +168,10 @@ void Subscriptions::erase(std::map<std::uint32_t, std::unique_ptr<Subscription>>
   const bool pattern = is_pattern(subscription.component.name);
   const auto watchers =
       watchers_.find({subscription.component.type, pattern ? std::string() : subscription.component.name});
-  std::erase(watchers->second, &subscription);
-  if (watchers->second.empty()) watchers_.erase(watchers);
+  if (watchers != watchers_.end()) {  // else it was not opened to the end
+    std::erase(watchers->second, &subscription);
+    if (watchers->second.empty()) watchers_.erase(watchers);
+  }
   gets_.erase(entry);
 }
 

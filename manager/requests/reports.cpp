@@ -65,9 +65,12 @@ void handle_asy_set(Manager& manager, const Request& request) {
   const bool opened = reply.error == OX_OK;
   request.reply(std::move(reply));
   if (!opened) return;
-  manager.writer.write(request.session, std::move(set.nodes), set.limit, node_answer([&manager, id](Reply result) {
-                         manager.subscriptions.finish_set(id, std::move(result));
-                       }));
+  const auto finish = [&manager, id](Reply result) { manager.subscriptions.finish_set(id, std::move(result)); };
+  try {
+    manager.writer.write(request.session, std::move(set.nodes), set.limit, node_answer(finish));
+  } catch (const std::bad_alloc&) {  // the request has its reply
+    finish(error_reply(OX_ENOMEM));
+  }
 }
 
 void handle_asy_close(Manager& manager, const Request& request) {

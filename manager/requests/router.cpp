@@ -27,20 +27,32 @@ constexpr std::array routes{
     Route{7, 0, &handle_taken},        Route{8, 0, &handle_refused},
 };
 
+constexpr std::uint32_t type_request = 1;
+constexpr std::uint32_t command_asy_get = 2;
+
+// The caller of an asynchronous get does not look at the reply's error: it is told by a report.
+void refuse(Manager& manager, const Request& request, OX_RESULT code) {
+  if (request.message.type == type_request && request.message.command == command_asy_get) {
+    manager.subscriptions.report_refusal(request.session, request.message.source_id, code);
+  }
+  request.reply(error_reply(code));
+}
+
 }  // namespace
 
 void route(Manager& manager, const Request& request) {
   const std::string& destination = request.message.destination;
-  if (!destination.empty() && destination != oxcGetMyComm()) return request.reply(error_reply(OX_ENOPIPE));
+  if (!destination.empty() && destination != oxcGetMyComm()) return refuse(manager, request, OX_ENOPIPE);
+  if (request.message.refusal != OX_OK) return refuse(manager, request, request.message.refusal);
   for (const Route& row : routes) {
     if (row.type != request.message.type || row.command != request.message.command) continue;
     try {
       return row.handler(manager, request);
     } catch (const std::bad_alloc&) {
-      return request.reply(error_reply(OX_ENOMEM));
+      return refuse(manager, request, OX_ENOMEM);
     }
   }
-  request.reply(error_reply(OX_EUNSUPPORTED));
+  refuse(manager, request, OX_EUNSUPPORTED);
 }
 
 }  // namespace ox::manager

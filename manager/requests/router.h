@@ -7,7 +7,7 @@
 namespace ox::manager {
 
 // Calls the handler, which replies at once or later. 393 for a request to another manager, 6 for one that this manager
-// does not know. What a handler throws becomes a reply.
+// does not know, 266 or 3 for one whose data had to be passed over. What a handler throws becomes a reply.
 void route(Manager& manager, const Request& request);
 
 }  // namespace ox::manager

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include <oxbase/oxtypes.h>
 
@@ -12,8 +14,9 @@ constexpr std::string_view header_marker{"pipeHeader", 11};  // both with their 
 constexpr std::string_view data_marker{"pipeData", 9};
 constexpr std::size_t client_header = 49;  // without the destination name
 constexpr std::size_t manager_header = 36;
-constexpr std::size_t longest_name = 4096;
+constexpr std::size_t longest_names = 2 * 65535;
 constexpr std::size_t longest_event_name = 260;
+constexpr std::string_view limit_name = "MaxFrame";
 
 bool equals(std::span<const std::byte> bytes, std::string_view text) {
   return bytes.size() == text.size() && std::memcmp(bytes.data(), text.data(), text.size()) == 0;
@@ -58,20 +61,30 @@ FrameReader::Result FrameReader::next_greeting(std::string& event_name) {
 }
 
 FrameReader::Result FrameReader::next(Message& message) {
+  if (!in_data_) {
+    if (const Result result = read_header(); result != Result::complete) return result;
+  }
+  if (const Result result = read_data(); result != Result::complete) return result;
+  message = std::exchange(begun_, {});
+  return Result::complete;
+}
+
+// Up to the first byte of the payload.
+FrameReader::Result FrameReader::read_header() {
   const auto bytes = rest();
   if (bytes.size() < 4) return Result::incomplete;
   PayloadReader reader(bytes);
-  const std::size_t header_length = reader.u32();
-  if (header_length < client_header || header_length > client_header + longest_name) return broken("bad header length");
-  if (bytes.size() < header_length) return Result::incomplete;
+  const std::size_t length = reader.u32();
+  if (length < client_header || length > client_header + longest_names) return broken("bad header length");
+  if (bytes.size() < length) return Result::incomplete;
 
-  reader = PayloadReader(bytes.subspan(4, header_length - 4));
+  reader = PayloadReader(bytes.subspan(4, length - 4));
   if (reader.u16() != header_marker.size() || !equals(reader.bytes(header_marker.size()), header_marker)) {
     return broken("no header marker");
   }
   const std::size_t data_length = reader.u32();
-  if (data_length != 0 && data_length < data_marker.size()) return broken("bad data length");
-  if (data_length > max_data_) return broken("message too large");
+  const std::size_t marker = data_length != 0 ? data_marker.size() : 0;
+  if (data_length < marker) return broken("bad data length");
   (void)reader.u16();  // version: every client sends 2, and nothing depends on it
   Message read;
   read.type = reader.u16();
@@ -85,21 +98,48 @@ FrameReader::Result FrameReader::next(Message& message) {
   read.reference = reader.u32();
   if (reader.error() != 0) return broken("names run past the header");
 
-  if (bytes.size() < header_length + data_length) return Result::incomplete;
-  if (data_length != 0) {
-    const auto data = bytes.subspan(header_length, data_length);
-    if (!equals(data.first(data_marker.size()), data_marker)) return broken("no data marker");
-    const auto payload = data.subspan(data_marker.size());
-    read.data.assign(payload.begin(), payload.end());
-  }
-  take(header_length + data_length);
-  message = std::move(read);
+  if (bytes.size() < length + marker) return Result::incomplete;
+  if (marker != 0 && !equals(bytes.subspan(length, marker), data_marker)) return broken("no data marker");
+  if (data_length > max_data_) read.refusal = OX_EENCODEDLONG;
+  begun_ = std::move(read);
+  data_left_ = data_length - marker;
+  in_data_ = true;
+  take(length + marker);
   return Result::complete;
 }
 
-Bytes greeting_answer(std::uint32_t result) {
+FrameReader::Result FrameReader::read_data() {
+  const auto part = rest().first(std::min(rest().size(), data_left_));
+  if (begun_.refusal == OX_OK) keep(part);
+  data_left_ -= part.size();
+  take(part.size());
+  if (data_left_ != 0) return Result::incomplete;
+  in_data_ = false;
+  return Result::complete;
+}
+
+void FrameReader::keep(std::span<const std::byte> data) noexcept {
+  try {
+    begun_.data.insert(begun_.data.end(), data.begin(), data.end());
+  } catch (const std::bad_alloc&) {
+    begun_.refusal = OX_ENOMEM;
+    begun_.data = {};
+  }
+}
+
+// Every total counts itself, other than the greeting's.
+Bytes greeting_answer(std::size_t max_data) {
   PayloadWriter writer;
-  writer.u16(4);  // counts itself, other than the greeting's
+  writer.u16(static_cast<std::uint32_t>(4 + 2 + limit_name.size() + 1 + 4));
+  writer.u16(OX_OK);
+  writer.text(limit_name);
+  writer.u32(static_cast<std::uint32_t>(max_data));
+  return std::move(writer.out());
+}
+
+Bytes greeting_refusal(std::uint32_t result) {
+  PayloadWriter writer;
+  writer.u16(4);
   writer.u16(result);
   return std::move(writer.out());
 }

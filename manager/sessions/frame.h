@@ -18,11 +18,12 @@ struct Message {
   std::uint32_t destination_id = 0;
   std::string destination{};  // the manager addressed; empty for the local one
   std::uint32_t reference = 0;
+  std::uint32_t refusal = 0;  // why its data have been passed over: 266 too long, 3 no memory for them
   Bytes data{};
 };
 
 // Takes a client's byte stream apart: the greeting first, then messages in the client's form. Nothing is believed:
-// every length is bounded before anything is allocated for it.
+// data take memory as they arrive, and those over the limit take none.
 class FrameReader {
  public:
   enum class Result { incomplete, complete, broken };
@@ -34,7 +35,7 @@ class FrameReader {
   [[nodiscard]] Result next_greeting(std::string& event_name);
   [[nodiscard]] Result next(Message& message);
   // A greeting or a message has begun and its end is missing.
-  [[nodiscard]] bool in_message() const { return !rest().empty(); }
+  [[nodiscard]] bool in_message() const { return in_data_ || !rest().empty(); }
   // Why the stream is broken; a literal.
   [[nodiscard]] const char* fault() const { return fault_; }
 
@@ -42,15 +43,22 @@ class FrameReader {
   [[nodiscard]] std::span<const std::byte> rest() const { return std::span(buffer_).subspan(taken_); }
   void take(std::size_t count);
   Result broken(const char* fault);
+  [[nodiscard]] Result read_header();
+  [[nodiscard]] Result read_data();
+  void keep(std::span<const std::byte> data) noexcept;
 
   std::size_t max_data_;
   Bytes buffer_;
   std::size_t taken_ = 0;
+  Message begun_;              // whose data are coming
+  std::size_t data_left_ = 0;  // bytes of them
+  bool in_data_ = false;
   const char* fault_ = "";
 };
 
-// The answer to a greeting.
-[[nodiscard]] Bytes greeting_answer(std::uint32_t result);
+// The answer to a greeting: that the session is open, with the longest data part that it takes, or why it is refused.
+[[nodiscard]] Bytes greeting_answer(std::size_t max_data);
+[[nodiscard]] Bytes greeting_refusal(std::uint32_t result);
 // A message in the manager's form.
 [[nodiscard]] Bytes encode_reply(const Message& message);
 

@@ -107,7 +107,7 @@ void Session::take_greeting() {
   }
   server_.manager().clients.open(id_, process_, std::move(announcer));
   answering_ = true;
-  write(greeting_answer(OX_OK));
+  write(greeting_answer(server_.manager().settings.max_frame));
 }
 
 void Session::take_messages() {

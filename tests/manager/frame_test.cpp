@@ -49,7 +49,6 @@ TEST(Frame, RubbishIsRefusedBeforeMoreIsWaitedFor) {
       {"other marker", with(6, 'P')},
       {"marker of another length", with(5, '\x0A')},
       {"data shorter than its marker", with(20, '\x08')},
-      {"data beyond the limit", with(19, '\x11')},
       {"name past the header", with(44, '\x7F')},
       {"name without its end", with(47, 'x')},
       {"other data marker", with(52, 'P')},
@@ -59,6 +58,28 @@ TEST(Frame, RubbishIsRefusedBeforeMoreIsWaitedFor) {
     Message message;
     reader.append(bytes_of(c.bytes));
     EXPECT_EQ(Result::broken, reader.next(message)) << c.what;
+  }
+}
+
+// Whatever the cuts, a message over the limit costs no memory and the next one is read.
+TEST(Frame, DataOverTheLimitArePassedOver) {
+  std::string longer = request;
+  longer.replace(17, 4, bytes("00001001"));
+  longer += std::string(4097 - 27, 'x');
+  for (const std::size_t step : {1u, 7u, 1000u, 10000u}) {
+    FrameReader reader(4096);
+    Message message;
+    std::string seen;
+    const std::string stream = longer + request + longer;
+    for (std::size_t at = 0; at < stream.size(); at += step) {
+      reader.append(bytes_of(stream.substr(at, step)));
+      while (reader.next(message) == Result::complete) {
+        seen += std::to_string(message.refusal) + ' ' + std::to_string(message.data.size()) + ' ';
+        EXPECT_EQ("m1", message.destination);
+      }
+    }
+    EXPECT_EQ("266 0 0 18 266 0 ", seen) << step;
+    EXPECT_FALSE(reader.in_message());
   }
 }
 
@@ -79,7 +100,8 @@ TEST(Frame, GreetingDoesNotCountItself) {
 }
 
 TEST(Frame, ReplyBytes) {
-  EXPECT_EQ(bytes("0004 0005"), text_of(greeting_answer(5)));
+  EXPECT_EQ(bytes("0004 0005"), text_of(greeting_refusal(5)));
+  EXPECT_EQ(bytes("0013 0000 0009 'MaxFrame' 00 00100000"), text_of(greeting_answer(1u << 20)));
   Message reply{.type = 2, .command = 14, .error = 84, .source_id = 0x01020304, .destination_id = 6, .reference = 5};
   reply.data = {std::byte{0xAB}};
   EXPECT_EQ(bytes("00000024 00000001 0002 0002 000E 0054 00000000 01020304 00000006 0000 0000 00000005 AB"),

@@ -37,6 +37,9 @@ TEST_F(RouterTest, UnknownRequests) {
   EXPECT_EQ(OX_EHANDLE, ask(1, 7, "").error);
   EXPECT_EQ(6u, ask(5, 0, "").type);  // nothing to fetch
   EXPECT_EQ(OX_ENOPIPE, ask({.type = 1, .command = 1, .destination = "elsewhere"}).error);
+  for (const std::uint32_t refusal : {OX_EENCODEDLONG, OX_ENOMEM}) {
+    EXPECT_EQ(refusal, ask({.type = 1, .command = 12, .refusal = refusal}).error);
+  }
   expect({{"77", "6"}, {"5", "56"}});
   EXPECT_EQ(OX_EFORMAT, ask(1, 22, half(3) + "abc" + text("b")).error) << "a text without its end";
 }

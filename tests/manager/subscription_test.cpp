@@ -43,6 +43,12 @@ TEST_F(SubscriptionTest, ChangesOfStoredValuesAreReported) {
 }
 
 TEST_F(SubscriptionTest, WrongRequestIsToldByAReportToo) {
+  const auto is_told = [&](const Message& message, std::uint32_t code) {
+    EXPECT_EQ(code, ask(message).error);
+    EXPECT_EQ("2>9 !" + std::to_string(code), fetch());
+  };
+  is_told({.type = 1, .command = 2, .source_id = 9, .destination = "elsewhere"}, OX_ENOPIPE);
+  is_told({.type = 1, .command = 2, .source_id = 9, .refusal = OX_EENCODEDLONG}, OX_EENCODEDLONG);
   const struct {
     const char* component;
     const char* names;
@@ -84,12 +90,16 @@ TEST_F(SubscriptionTest, ClientThatDoesNotFetchIsBounded) {
     (void)ask("set ruleEnt:day 11.13.4.0 " + std::to_string(i));
     EXPECT_EQ("2>2 ruleEnt:day 11.13.4.0 = " + std::to_string(i), fetch(2));
   }
+  (void)watch("ruleEnt:none", "11.13", 9);
+  (void)watch("ruleEnt:none", "11.13", 10);
   int kept = 0;
   std::string report = fetch();
   for (; report == "2>1 ruleEnt:day 11.13.4.0 = " + std::to_string(kept); ++kept) report = fetch();
   EXPECT_GT(kept, 5);
   EXPECT_LT(kept, 50);
-  EXPECT_EQ("2>1 !85", report) << "told of the gap where it is";
+  EXPECT_EQ("2>9 !84", report) << "refused while nothing was fetched";
+  EXPECT_EQ("2>10 !84", fetch());
+  EXPECT_EQ("2>1 !85", fetch()) << "told of the gap where it is";
   EXPECT_EQ("nothing", fetch());
   (void)ask("set ruleEnt:day 11.13.4.0 5");
   EXPECT_EQ("2>1 ruleEnt:day 11.13.4.0 = 5", fetch());

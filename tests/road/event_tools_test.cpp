@@ -118,6 +118,7 @@ TEST_F(ToolRoad, WatchShowsValuesAndTheirChanges) {
   EXPECT_NE(std::string::npos, shown.find("prog")) << shown;
   EXPECT_NE(std::string::npos, shown.find("ruleEnt:night")) << shown;
   EXPECT_NE(std::string::npos, run("oxget --watch ruleEnt:none 11.1", 1).find("error 84"));
+  EXPECT_NE(std::string::npos, run("oxget -m nosuch --watch ruleEnt:day 11.1", 1).find("error 393"));
 
   // One agent under two names: what is written by the one is seen by the next look at the other.
   const Snmpd agent(system_root() + "/agent");
