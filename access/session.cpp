@@ -195,6 +195,7 @@ OX_RESULT Session::greet_and_start_notifier() {
 
 OX_RESULT Session::exchange(const Frame& request, MessagePtr& reply) {
   if (const OX_RESULT failure = check()) return failure;
+  if (request.data_part().size() > transport_.data_limit()) return OX_EENCODEDLONG;
   OX_RESULT result = transport_.send(request);
   if (result == OX_OK) result = transport_.receive(reply);
   if (connected()) {

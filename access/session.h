@@ -34,7 +34,11 @@ class Session {
   // Whether it can send a request now: 0; 5001; 14 without a connection.
   [[nodiscard]] OX_RESULT check() const noexcept;
 
-  // Sends a request and waits for its reply. 5001, 14. A loss of the connection is told by the next dispatch().
+  // The longest payload that the manager takes; no limit where it has not told one.
+  [[nodiscard]] std::uint32_t payload_limit() const noexcept { return payload_of(transport_.data_limit()); }
+
+  // Sends a request and waits for its reply. 5001, 14; 266 for data that the manager would not take. A loss of the
+  // connection is told by the next dispatch().
   [[nodiscard]] OX_RESULT exchange(const Frame& request, MessagePtr& reply);
 
   // Ends the connection, if there is one, and tells its loss: what stands at the manager, then the disconnect callback.

@@ -81,6 +81,9 @@ class Transport {
   [[nodiscard]] OX_RESULT send(const Frame& frame) noexcept;
   [[nodiscard]] OX_RESULT receive(MessagePtr& message);
 
+  // The longest data part that the manager takes, as it has answered the greeting; no limit where it has not told one.
+  [[nodiscard]] std::uint32_t data_limit() const noexcept { return data_limit_; }
+
   // Tells the manager the name of the notification by which it announces reports. 0; the manager's refusal; 17; 71.
   [[nodiscard]] OX_RESULT greet(const char* name, platform::Notification& notification);
 
@@ -96,9 +99,11 @@ class Transport {
 
   [[nodiscard]] OX_RESULT write(std::span<const unsigned char> bytes) noexcept;
   [[nodiscard]] OX_RESULT read_answer() noexcept;
+  [[nodiscard]] OX_RESULT read_limit(std::size_t size) noexcept;
 
   PipeSource source_;
   bool broken_ = false;
+  std::uint32_t data_limit_ = UINT32_MAX;
   MessageReader reader_{source_};
 };
 

@@ -1,5 +1,6 @@
 #include "access/wire.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "common/bytes.h"
@@ -127,6 +128,10 @@ OX_RESULT Frame::make_room(std::size_t size, std::size_t header_size) {
   size_ = size;
   header_size_ = header_size;
   return OX_OK;
+}
+
+std::uint32_t payload_of(std::uint32_t data_part) noexcept {
+  return data_part - std::min<std::uint32_t>(data_part, sizeof data_marker);
 }
 
 OX_RESULT parse_received_header(std::span<const unsigned char> bytes, ReceivedHeader& header) noexcept {

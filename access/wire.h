@@ -75,6 +75,9 @@ class Frame {
   std::size_t header_size_ = 0;
 };
 
+// The longest payload of a data part of so many bytes.
+[[nodiscard]] std::uint32_t payload_of(std::uint32_t data_part) noexcept;
+
 // The header of a received message, its names still in the received bytes, as long as their length words say.
 struct ReceivedHeader {
   std::uint32_t header_length;

@@ -122,6 +122,11 @@ struct ParsedEvent {
 // An event of the fields parsed. 0; 3; the error of oxdDecode.
 [[nodiscard]] OX_RESULT build(const ParsedEvent& parsed, evmsg_ptr& event) noexcept;
 
+// Encodes the list's first event and those behind it, as long as all fit `most` bytes. list becomes the first one left,
+// null for none. 0; 3; 71; 266 when the whole does not fit 32 bits.
+[[nodiscard]] OX_RESULT encode_some(const evmsg*& list, std::uint32_t most, void** buffer,
+                                    std::uint32_t* length) noexcept;
+
 // The encoding of a list of data nodes; no bytes for a null list.
 struct EncodedNodes {
   tracked_ptr<unsigned char[]> bytes;

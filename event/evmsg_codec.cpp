@@ -182,6 +182,21 @@ OX_RESULT build(const ParsedEvent& parsed, evmsg_ptr& event) noexcept {
   return OX_OK;
 }
 
+OX_RESULT encode_some(const evmsg*& list, std::uint32_t most, void** buffer, std::uint32_t* length) noexcept {
+  Output output;
+  std::uint32_t size = 0;
+  const evmsg* event = list;
+  for (; event != nullptr; event = event->next) {
+    if (const OX_RESULT result = append(output, *event)) return result;
+    if (size != 0 && output.size() > most) break;  // begins the next piece
+    size = output.size();
+  }
+  list = event;
+  *length = size;
+  *buffer = output.release();
+  return OX_OK;
+}
+
 OX_RESULT EncodedNodes::encode(const dnode* list) noexcept {
   if (list == nullptr) return OX_OK;
   void* block = nullptr;

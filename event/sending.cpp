@@ -21,6 +21,12 @@ struct EncodedBytes {
     bytes.reset(static_cast<unsigned char*>(block));
     return result;
   }
+  [[nodiscard]] OX_RESULT encode_some(const evmsg*& list, std::uint32_t most) {
+    void* block = nullptr;
+    const OX_RESULT result = event::encode_some(list, most, &block, &size);
+    bytes.reset(static_cast<unsigned char*>(block));
+    return result;
+  }
   [[nodiscard]] OX_RESULT encode(const evflt& filter) {
     void* block = nullptr;
     const OX_RESULT result = oxeEvfltEncode(&filter, &block, &size);
@@ -104,12 +110,30 @@ OX_RESULT get_log(const char* session_name, const evflt* filter, evmsg** list) {
   return result;
 }
 
-OX_RESULT mark_log(std::uint32_t code, const char* session_name, std::uint32_t mode, const evmsg* list) {
+OX_RESULT send_log(std::uint32_t code, const char* session_name, const EncodedBytes& body) {
+  MessagePtr reply;
+  return log_request({.command = code, .manager = session_name}, {body.part()}, reply);
+}
+
+OX_RESULT replace_log(std::uint32_t code, const char* session_name, std::uint32_t mode, const evmsg* list) {
   if (list == nullptr) return OX_EARG;
   EncodedBytes body;
   if (const OX_RESULT result = body.encode(list, mode == 1)) return result;
-  MessagePtr reply;
-  return log_request({.command = code, .manager = session_name}, {body.part()}, reply);
+  return send_log(code, session_name, body);
+}
+
+// A list that is too long for one request of the session goes in several: each event is marked for itself.
+OX_RESULT mark_log(std::uint32_t code, const char* session_name, std::uint32_t mode, const evmsg* list) {
+  if (mode == 1 || list == nullptr) return replace_log(code, session_name, mode, list);
+  if (const OX_RESULT failure = session().check()) return failure;
+  const std::uint32_t most = session().payload_limit();
+  OX_RESULT result = OX_OK;
+  for (const evmsg* rest = list; rest != nullptr && result == OX_OK;) {
+    EncodedBytes body;
+    result = body.encode_some(rest, most);
+    if (result == OX_OK) result = send_log(code, session_name, body);
+  }
+  return result;
 }
 
 }  // namespace
@@ -144,15 +168,15 @@ OX_RESULT OX_CALL oxeEvlogGet(const char* session, const evflt* filter, evmsg** 
   return traced_as(trace::messages, "<E:oxeEvlogGet[%d]>\n", [&] { return event::get_log(session, filter, list); });
 }
 
-#define OX_LOG_MARK(Stem, code)                                                                                  \
+#define OX_LOG_CHANGE(Stem, change, code)                                                                        \
   OX_RESULT OX_CALL oxeEvlog##Stem(const char* session, uint32_t mode, const evmsg* list) {                      \
     OX_TRACE(trace::messages, "<S:oxeEvlog" #Stem "(%s,%d,%x)>\n", trace::text(session), static_cast<int>(mode), \
              trace::word(list));                                                                                 \
     return traced_as(trace::messages, "<E:oxeEvlog" #Stem "[%d]>\n",                                             \
-                     [&] { return event::mark_log(event::code, session, mode, list); });                         \
+                     [&] { return event::change(event::code, session, mode, list); });                           \
   }
-OX_LOG_MARK(Check, code_log_check)
-OX_LOG_MARK(Uncheck, code_log_uncheck)
-OX_LOG_MARK(Delete, code_log_delete)
-OX_LOG_MARK(Modify, code_log_modify)
-#undef OX_LOG_MARK
+OX_LOG_CHANGE(Check, mark_log, code_log_check)
+OX_LOG_CHANGE(Uncheck, mark_log, code_log_uncheck)
+OX_LOG_CHANGE(Delete, mark_log, code_log_delete)
+OX_LOG_CHANGE(Modify, replace_log, code_log_modify)
+#undef OX_LOG_CHANGE

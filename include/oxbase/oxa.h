@@ -16,8 +16,9 @@
  * braces ("obj.dataEnt.{1,2}.0"), or several separated by commas.
  *
  * Every request returns 14 without a session, 5001 on another thread, 17 when the connection is lost, 3 when memory
- * runs out, 71 for a broken reply, 266 for a text of 65535 characters or more, or the error that the manager replied.
- * The request that finds the connection lost or broken closes it; those after it return 14.
+ * runs out, 71 for a broken reply, 266 for a text of 65535 characters or more and for more data than the manager takes
+ * in one request ("MaxFrame"), or the error that the manager replied. The request that finds the connection lost or
+ * broken closes it; those after it return 14.
  *
  * Loss: when the manager ends, dies or cuts the application off, this is noticed at once, also while the application
  * only waits: oxaDispatch returns, oxaGetReportFd polls readable, a thread's message loop gets a message. What runs

@@ -287,8 +287,12 @@ OX_API OX_RESULT OX_CALL oxeEventCancel(uint32_t handle, const evmsg* event);
  */
 OX_API OX_RESULT OX_CALL oxeEvlogGet(const char* session, const evflt* filter, evmsg** list);
 
-/* Mark events of the log as checked, take the mark away, delete them, replace them. mode 1: the first event of the
- * list alone, any other: the list from it on. */
+/*
+ * Mark events of the log as checked, take the mark away, delete them, replace them. mode 1: the first event of the
+ * list alone, any other: the list from it on. A list that is longer than the manager takes in one request ("MaxFrame")
+ * is marked and deleted in several: the first that fails ends it, its code is returned, and what the earlier ones have
+ * done stays done. A list of replacements goes in one request and is refused with 266 when it is too long.
+ */
 OX_API OX_RESULT OX_CALL oxeEvlogCheck(const char* session, uint32_t mode, const evmsg* list);
 OX_API OX_RESULT OX_CALL oxeEvlogUncheck(const char* session, uint32_t mode, const evmsg* list);
 OX_API OX_RESULT OX_CALL oxeEvlogDelete(const char* session, uint32_t mode, const evmsg* list);

@@ -97,6 +97,47 @@ TEST_F(SendingTest, WhatTheManagerCompletesComesBack) {
   oxeEvmsgFree(completed);
 }
 
+// The manager takes data parts of 100 bytes: payloads of 91, 11 of these events.
+TEST_F(SendingTest, WhatIsLongerThanTheManagerTakesIsSplitOrRefused) {
+  peer.answer_greetings({.pieces = {bytes("0015 0000 0009 'MaxFrame' 00 00000064 FFFF")}});
+  open_anew();
+  const auto run_of = [](std::uint32_t first, std::uint32_t last) {
+    std::string events;
+    for (std::uint32_t i = first; i <= last; ++i) events += event_bytes({i});
+    return events;
+  };
+  const auto body_of = [](const std::string& request) { return request.size() > 58 ? request.substr(58) : ""; };
+  const auto bodies = [&] {
+    std::vector<std::string> all;
+    for (const std::string& request : peer.requests()) all.push_back(body_of(request));
+    return all;
+  };
+  evmsg* const list = events_of(run_of(1, 25));
+  using Change = OX_RESULT(OX_CALL*)(const char*, std::uint32_t, const evmsg*);
+  for (const Change change : {Change{oxeEvlogCheck}, {oxeEvlogUncheck}, {oxeEvlogDelete}}) {
+    for (int i = 0; i < 3; ++i) peer.answer(reply_bytes({}));
+    EXPECT_EQ(0u, change(nullptr, 0, list));
+    EXPECT_EQ((std::vector{run_of(1, 11), run_of(12, 22), run_of(23, 25)}), bodies());
+    peer.answer(reply_bytes({}));
+    peer.answer(reply_bytes({.error = 122}));
+    EXPECT_EQ(122u, change(nullptr, 0, list)) << "the first that fails ends it";
+    EXPECT_EQ((std::vector{run_of(1, 11), run_of(12, 22)}), bodies());
+  }
+  EXPECT_EQ(266u, oxeEvlogModify(nullptr, 0, list));
+  oxeEvmsgSetMemo(oxeEvmsgNext(list), std::string(100, 'm').c_str());
+  peer.answer(reply_bytes({}));
+  EXPECT_EQ(266u, oxeEvlogDelete(nullptr, 0, list));
+  EXPECT_EQ(std::vector{run_of(1, 1)}, bodies());
+  EXPECT_EQ(266u, oxeEventSend(9, oxeEvmsgNext(list)));
+  EXPECT_EQ(std::vector<std::string>{}, bodies()) << "refused before it leaves";
+  peer.answer_greetings({.pieces = {bytes("0013 0000 0009 'Maxframe' 00 00000064")}});
+  open_anew();  // another manager's limit, which is none
+  peer.answer(reply_bytes({}));
+  EXPECT_EQ(0u, oxeEvlogDelete(nullptr, 0, list));
+  EXPECT_EQ(std::vector{encode(list)}, bodies());
+  oxeEvmsgFree(list);
+}
+
 TEST_F(SendingTest, EveryAllocationMayFail) {
   peer.otherwise(reply_bytes({.data = bytes("00002003 00000007 0004 'app' 00 00000003 'new' 00")}));
   evmsg* const event = oxeEvmsgAlloc();
