@@ -226,4 +226,17 @@ Error make_directory(const char* path) noexcept {
   return path != nullptr ? result_of(::mkdir(path, 0777)) : fail(error_invalid_parameter);
 }
 
+Error make_private_file(const char* path) noexcept {
+  if (path == nullptr) return fail(error_invalid_parameter);
+  const Descriptor file(retry([&] { return ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600); }));
+  return result_of(file ? ::fchmod(file.get(), 0600) : -1);
+}
+
+Error make_private_directory(const char* path) noexcept {
+  if (path == nullptr) return fail(error_invalid_parameter);
+  return result_of(::mkdir(path, 0700) == 0 ? ::chmod(path, 0750) : -1);
+}
+
+std::string utf8_path(const char* path) { return path; }
+
 }  // namespace ox::platform

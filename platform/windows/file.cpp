@@ -219,4 +219,26 @@ Error make_directory(const char* path) noexcept {
   return path != nullptr ? result_of(::CreateDirectoryA(path, nullptr)) : fail(error_invalid_parameter);
 }
 
+// The directory hands its rights down.
+Error make_private_file(const char* path) noexcept {
+  const Handle file(path == nullptr ? INVALID_HANDLE_VALUE
+                                    : ::CreateFileA(path, GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
+  if (file) return error_none;
+  if (path == nullptr) return fail(error_invalid_parameter);
+  return ::GetLastError() == ERROR_FILE_EXISTS ? fail(error_already_exists) : fail_last();
+}
+
+Error make_private_directory(const char* path) noexcept { return make_directory(path); }
+
+std::string utf8_path(const char* path) {
+  const int units = ::MultiByteToWideChar(CP_ACP, 0, path, -1, nullptr, 0);
+  std::wstring wide(static_cast<std::size_t>(units), L'\0');
+  (void)::MultiByteToWideChar(CP_ACP, 0, path, -1, wide.data(), units);
+  const int bytes = ::WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), -1, nullptr, 0, nullptr, nullptr);
+  std::string text(static_cast<std::size_t>(bytes), '\0');
+  (void)::WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), -1, text.data(), bytes, nullptr, nullptr);
+  if (!text.empty()) text.pop_back();  // its terminator
+  return text;
+}
+
 }  // namespace ox::platform

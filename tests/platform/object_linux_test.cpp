@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "platform/file.h"
 #include "platform/linux/root.h"
 #include "platform/named_event.h"
 #include "platform/registry.h"
@@ -174,6 +175,22 @@ TEST(NamedObjects, AForkedChildIsAHolderLikeAnyOther) {
   child.kill();
   objects = Objects();
   EXPECT_EQ(0, objects_of_root());
+}
+
+TEST(PrivateFiles, AreOfTheOwnAccountWhateverTheMask) {
+  for (const mode_t mask : {mode_t{0}, mode_t{0777}}) {
+    const std::string directory = test::work_dir() + "/private" + std::to_string(mask);
+    const mode_t before = ::umask(mask);
+    EXPECT_EQ(error_none, make_private_directory(directory.c_str()));
+    EXPECT_EQ(error_none, make_private_file((directory + "/file").c_str()));
+    (void)::umask(before);
+    EXPECT_EQ(error_already_exists, make_private_file((directory + "/file").c_str()));
+    struct stat status {};
+    EXPECT_EQ(0, ::stat(directory.c_str(), &status));
+    EXPECT_EQ(0750u, status.st_mode & 07777u);
+    EXPECT_EQ(0, ::stat((directory + "/file").c_str(), &status));
+    EXPECT_EQ(0600u, status.st_mode & 07777u);
+  }
 }
 
 TEST(SystemRoot, TwoRootsDoNotSeeEachOther) {
