@@ -1,7 +1,9 @@
 #include "manager/daemon.h"
 
+#include <asio/post.hpp>
 #include <asio/signal_set.hpp>
 #include <csignal>
+#include <new>
 
 #include <oxbase/oxb.h>
 #include <oxbase/oxc.h>
@@ -92,10 +94,26 @@ int hold_definitions() {
   return fail(std::string("the AMIB cannot be loaded: ") + oxcStrError(result), see_check);
 }
 
+// A fault of the manager's own files is an event, too, as soon as there can be one.
+void tell_fault(Manager& manager, const std::string& file, const std::string& text) {
+  log_fault(file, 0, text);
+  asio::post(manager.loop, [&manager, detail = file + ": " + text] {
+    try {
+      (void)manager.events.submit(own_event(4, "a file of the manager is damaged or refuses changes", detail), "oxmgrd",
+                                  [](OX_RESULT, const Bytes&) {});
+    } catch (const std::bad_alloc&) {
+      log(Severity::error, "out of memory: no event tells of a fault");
+    }
+  });
+}
+
 // Reads what the manager needs beside the tree. A fault in the types' files is logged, and the rest is used.
 bool take_up(Manager& manager, const std::string& data) {
   (void)manager.vocabulary.read(oxcGetWorkdir(), log_fault);
-  return ensure_directory(data) && manager.journal.load(manager.store, log_fault) && manager.events.open(log_fault);
+  const auto tell = [&manager](const std::string& file, std::uint32_t, const std::string& text) {
+    tell_fault(manager, file, text);
+  };
+  return ensure_directory(data) && manager.journal.load(manager.store, log_fault) && manager.events.open(tell);
 }
 
 // Faulty lines leave the settings as they are.
@@ -152,6 +170,7 @@ int serve(Manager& manager) {
   });
   TrapReceiver traps(manager);
   if (manager.settings.trap_port != 0) traps.start();
+  manager.events.check();
   log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
   log_of_run();
   manager.loop.run();

@@ -17,8 +17,8 @@ constexpr std::array<std::uint32_t, 256> table = [] {
 
 }  // namespace
 
-std::uint32_t crc32(std::span<const std::byte> bytes) {
-  std::uint32_t crc = 0xFFFFFFFF;
+std::uint32_t crc32(std::span<const std::byte> bytes, std::uint32_t before) {
+  std::uint32_t crc = ~before;
   for (const std::byte byte : bytes) crc = crc >> 8 ^ table[(crc ^ std::to_integer<std::uint32_t>(byte)) & 0xFF];
   return ~crc;
 }

@@ -29,7 +29,7 @@ bool read_file(const std::string& path, std::string& text) {
 }
 
 bool ensure_directory(const std::string& path) {
-  const platform::Error error = platform::make_directory(path.c_str());
+  const platform::Error error = platform::make_private_directory(path.c_str());
   return error == platform::error_none || error == platform::error_already_exists;
 }
 

@@ -14,7 +14,8 @@ template <class... Parts>
 
 // The whole file; empty when there is none. False when it exists and cannot be read.
 [[nodiscard]] bool read_file(const std::string& path, std::string& text);
-// Makes the directory when it is not there. False when it cannot be made.
+// Makes the directory when it is not there, for the manager's account and its group alone. False when it cannot be
+// made.
 [[nodiscard]] bool ensure_directory(const std::string& path);
 
 }  // namespace ox::manager

@@ -53,10 +53,22 @@ constexpr std::array texts{
     Text{"SockPort", &Settings::sock_port, false},
 };
 
+struct {
+  std::string_view keyword = "Durability";
+  Durability Settings::*member = &Settings::durability;
+  bool at_restart = true;
+} constexpr durability;
+
 // Empty when the entry is right.
 std::string take(const Entry& entry, Settings& settings) {
   const std::string keyword = entry.keyword();
   if (entry.count() != 1) return keyword + " needs one value";
+  if (keyword == durability.keyword) {
+    const std::string_view value = entry.value(0);
+    if (value != "process" && value != "power") return "Durability must be process or power";
+    settings.durability = value == "power" ? Durability::power : Durability::process;
+    return {};
+  }
   if (keyword == "TrapAddress") {
     asio::error_code error;
     (void)asio::ip::make_address(entry.value(0), error);
@@ -100,6 +112,7 @@ Changes take_over(const Settings& fresh, Settings& running) {
   Changes changes;
   for (const Number& number : numbers) take_over(number, fresh, running, changes);
   for (const Text& text : texts) take_over(text, fresh, running, changes);
+  take_over(durability, fresh, running, changes);
   return changes;
 }
 

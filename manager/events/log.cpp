@@ -16,6 +16,7 @@ constexpr std::size_t most_recent_bytes = 8u << 20;
 constexpr std::size_t page_events = 32;
 constexpr std::size_t page_bytes = 32u << 10;
 constexpr auto tidy_interval = std::chrono::minutes(1);
+constexpr auto tidy_time = std::chrono::milliseconds(10);  // of one step, for which everybody waits
 
 bool is_trap(const evmsg* event) { return (number_of(event, &oxeEvmsgGetEventType) & OX_EVENT_TRAP) != 0; }
 
@@ -55,22 +56,35 @@ bool is_send_id(Sequence sequence) {
 
 }  // namespace
 
-EventLog::EventLog(asio::io_context& loop, const Settings& settings, std::unique_ptr<EventStore> store)
-    : loop_(loop), settings_(settings), store_(std::move(store)), timer_(loop) {}
+EventLog::EventLog(asio::io_context& loop, const Settings& settings, const std::string& directory)
+    : loop_(loop), settings_(settings), store_(directory, settings.durability), timer_(loop) {}
 
-bool EventLog::open(const FaultSink& faults) {
-  if (!store_->open(faults)) return false;
-  marks_ = store_->waits();
-  given_ = committed_ = store_->last();
+bool EventLog::open(FaultSink faults) {
+  if (!store_.open(std::move(faults))) return false;
+  marks_ = store_.waits();
+  given_ = committed_ = store_.last();
   const auto now = static_cast<std::uint32_t>(std::time(nullptr));
   for (auto& [name, mark] : marks_) {
     if (mark.seen != seen_now) continue;
     mark.seen = now;  // open when the manager died
-    store_->put_wait(name, mark);
+    store_.put_wait(name, mark);
   }
   tidy(now);
   tidy_later();
   return true;
+}
+
+void EventLog::check() {
+  store_.check([this](const std::string& fault) {
+    asio::post(loop_, [this, fault] {
+      log(Severity::error, "the event log is damaged: " + fault);
+      if (scheduled_) flush();
+      if (!store_.renew()) return;
+      recent_.clear();
+      recent_bytes_ = 0;
+      given_ = committed_ = store_.last();
+    });
+  });
 }
 
 void EventLog::complete(evmsg* event, const std::string& sender) {
@@ -101,7 +115,7 @@ Sequence EventLog::submit(EventPtr event, const std::string& sender, Done done, 
   make_room(fresh_);
   make_room(safe_);
   schedule();
-  store_->put({made->sequence, static_cast<std::uint32_t>(std::time(nullptr)), listed, made->body});
+  store_.put({made->sequence, static_cast<std::uint32_t>(std::time(nullptr)), listed, made->body});
   const Sequence sequence = made->sequence;
   fresh_.push_back(std::move(made));
   safe_.push_back(std::move(told));
@@ -116,8 +130,16 @@ std::optional<Sequence> EventLog::sequence_of(std::uint32_t send_id) const {
   return sequence - round;
 }
 
+// What readers have read ahead is read again.
+void EventLog::forget_pages(Sequence sequence) {
+  for (EventReader* reader : readers_) {
+    if (reader->place < sequence) reader->page.clear();
+  }
+}
+
 void EventLog::replace(const StoredEvent& event) {
-  store_->put(event);
+  store_.put(event);
+  forget_pages(event.sequence);
   if (const auto place = find_recent(event.sequence); place != recent_.end() && (*place)->sequence == event.sequence) {
     recent_bytes_ -= (*place)->body.size();
     *place = logged(event);
@@ -128,16 +150,17 @@ void EventLog::replace(const StoredEvent& event) {
 
 void EventLog::unlist(StoredEvent event) {
   if (event.sequence < needed_from()) {
-    store_->erase(event.sequence);
+    store_.erase(event.sequence);
   } else {
     event.listed = false;
-    store_->put(event);
+    store_.put(event);
   }
   schedule();
 }
 
 void EventLog::withdraw(Sequence sequence) {
-  store_->erase(sequence);
+  store_.erase(sequence);
+  forget_pages(sequence);
   if (const auto place = find_recent(sequence); place != recent_.end() && (*place)->sequence == sequence) {
     recent_bytes_ -= (*place)->body.size();
     recent_.erase(place);
@@ -147,7 +170,7 @@ void EventLog::withdraw(Sequence sequence) {
 
 void EventLog::set_mark(const std::string& name, const WaitMark& mark) {
   marks_[name] = mark;
-  store_->put_wait(name, mark);
+  store_.put_wait(name, mark);
   schedule();
 }
 
@@ -167,8 +190,8 @@ void EventLog::schedule() {
 
 void EventLog::flush() {
   scheduled_ = false;
-  const bool safe = store_->commit();
-  if (!safe) given_ = committed_;
+  const bool safe = store_.commit();
+  if (!safe) given_ = std::max(committed_, store_.last());
   committed_ = given_;
   const auto fresh = std::exchange(fresh_, {});
   const auto waiting = std::exchange(safe_, {});
@@ -180,7 +203,7 @@ void EventLog::flush() {
       log(Severity::error, "out of memory: a change of the event log is not answered for");
     }
   }
-  if (store_->bytes() > settings_.event_log_size) tidy(static_cast<std::uint32_t>(std::time(nullptr)));
+  if (!tidying_ && store_.bytes() > settings_.event_log_size) tidy(static_cast<std::uint32_t>(std::time(nullptr)));
 }
 
 // Without memory the readers find the events in the files, when they are woken by the next ones.
@@ -214,7 +237,7 @@ void EventLog::publish(EventRef event) {
 }
 
 void EventLog::trim_recent() {
-  while (!recent_.empty() && (recent_bytes_ > most_recent_bytes || recent_.front()->sequence <= store_->erased())) {
+  while (!recent_.empty() && (recent_bytes_ > most_recent_bytes || recent_.front()->sequence <= store_.erased())) {
     recent_bytes_ -= recent_.front()->body.size();
     recent_.pop_front();
   }
@@ -246,7 +269,9 @@ EventRef EventLog::next_after(EventReader& reader) {
     return found == recent_.end() ? nullptr : *found;
   }
   if (reader.page.empty()) {
-    for (StoredEvent& event : store_->after(reader.place, page_events, page_bytes)) {
+    std::vector<StoredEvent> page;
+    reader.at_damage = store_.after(reader.place, page_events, page_bytes, page) != Outcome::done;
+    for (StoredEvent& event : page) {
       if (event.sequence <= committed_) reader.page.push_back(logged(std::move(event)));
     }
   }
@@ -257,7 +282,7 @@ EventRef EventLog::next_after(EventReader& reader) {
 }
 
 EventLog::Read EventLog::read(EventReader& reader, Sequence limit, EventRef& event) {
-  Sequence end = store_->erased();
+  Sequence end = store_.erased();
   if (last() > limit && reader.place < last() - limit) end = std::max(end, last() - limit / 2);
   if (reader.place < end) {
     reader.place = end;
@@ -269,6 +294,10 @@ EventLog::Read EventLog::read(EventReader& reader, Sequence limit, EventRef& eve
     if (reader.traps_only && !found->trap) continue;
     event = std::move(found);
     return Read::event;
+  }
+  if (std::exchange(reader.at_damage, false)) {
+    reader.place = std::min(store_.past_damage(reader.place), committed_);
+    return Read::lost;
   }
   idle_.insert(&reader);
   return Read::nothing;
@@ -285,18 +314,28 @@ Sequence EventLog::needed_from() const {
 void EventLog::tidy(std::uint32_t now) {
   const std::uint64_t age = std::uint64_t{settings_.event_log_age} * 86400;
   const std::uint32_t oldest = now > age ? static_cast<std::uint32_t>(now - age) : 0;
-  // A tenth more than must go, so that not every event moves the end.
+  // A tenth more must go, so that not every event moves the end.
   const std::uint64_t size = settings_.event_log_size;
-  const std::uint64_t kept = store_->bytes() > size ? size - size / 10 : size;
-  if (const Sequence end = store_->excess(kept, oldest)) store_->erase_up_to(end);
   std::erase_if(marks_, [&](const auto& entry) {
     const bool forgotten = entry.second.seen < oldest;
-    if (forgotten) store_->erase_wait(entry.first);
+    if (forgotten) store_.erase_wait(entry.first);
     return forgotten;
   });
-  store_->erase_unlisted_up_to(needed_from() - 1);
-  (void)store_->commit();
+  excess_ = {store_.bytes() > size ? size - size / 10 : size, oldest, needed_from() - 1};
+  if (!tidying_) tidy_step();
+}
+
+// What comes in between may need the unlisted events again, or have been read.
+void EventLog::tidy_step() {
+  excess_.unlisted_up_to = needed_from() - 1;
+  tidying_ = store_.tidy(excess_, std::chrono::steady_clock::now() + tidy_time);
+  tidying_ = store_.commit() && tidying_;
   trim_recent();
+  if (!tidying_) return;
+  asio::post(loop_, [this] {
+    if (scheduled_) flush();  // a step's commit is its own
+    tidy_step();
+  });
 }
 
 void EventLog::tidy_later() {

@@ -44,14 +44,19 @@ class EventReader {
   std::uint64_t turn = 0;     // readers are woken in the order in which they came
   Sequence place = 0;         // what was read last
   std::deque<EventRef> page;  // read ahead from the files
+  bool at_damage = false;     // what comes behind the page does not read
 };
 
 class EventLog {
  public:
-  EventLog(asio::io_context& loop, const Settings& settings, std::unique_ptr<EventStore> store);
+  // Keeps its files in that directory.
+  EventLog(asio::io_context& loop, const Settings& settings, const std::string& directory);
 
   // False, with the fault reported, when the files cannot be used.
-  [[nodiscard]] bool open(const FaultSink& faults);
+  [[nodiscard]] bool open(FaultSink faults);
+
+  // Checks the files beside the work; what turns out to be damaged is set aside, and what reads of it kept.
+  void check();
 
   // Gives the event its number and what else the sender has left out, and logs it. `done` gets the completed event when
   // it is safe, or 144. One that is not to be listed goes to the waits alone. Returns its number.
@@ -84,10 +89,10 @@ class EventLog {
   [[nodiscard]] Read read(EventReader& reader, Sequence limit, EventRef& event);
 
   // For looking at events; flush first, where those of this turn count.
-  [[nodiscard]] EventStore& store() { return *store_; }
+  [[nodiscard]] EventStore& store() { return store_; }
   [[nodiscard]] Sequence last() const { return committed_; }  // of the events that are safe
 
-  // Removes what is too old or too much, and forgets waits that nobody has had open for that long.
+  // Removes what is too old or too much, in steps, and forgets waits that nobody has had open for that long.
   void tidy(std::uint32_t now);
 
  private:
@@ -96,6 +101,8 @@ class EventLog {
   void publish(EventRef event);
   void schedule();
   void tidy_later();
+  void tidy_step();
+  void forget_pages(Sequence sequence);
   [[nodiscard]] EventRef next_after(EventReader& reader);
   [[nodiscard]] Sequence needed_from() const;
   void trim_recent();
@@ -103,7 +110,7 @@ class EventLog {
 
   asio::io_context& loop_;
   const Settings& settings_;
-  std::unique_ptr<EventStore> store_;
+  EventStore store_;
   asio::steady_timer timer_;
   std::map<std::string, WaitMark> marks_;
   Sequence given_ = 0;           // the last sequence given, committed or not
@@ -111,6 +118,8 @@ class EventLog {
   std::vector<EventRef> fresh_;  // of this turn
   std::vector<std::function<void(bool)>> safe_;
   bool scheduled_ = false;
+  EventStore::Excess excess_;
+  bool tidying_ = false;
   std::deque<EventRef> recent_;  // the newest committed events
   std::size_t recent_bytes_ = 0;
   bool late_ = false;  // there are idle readers that have not been told of all events

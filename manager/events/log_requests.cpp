@@ -30,13 +30,15 @@ class Search : public std::enable_shared_from_this<Search> {
   void next_page() {
     try {
       EventStore& store = manager_.events.store();
-      const auto page =
-          backward_ ? store.before(place_, page_events, page_bytes) : store.after(place_, page_events, page_bytes);
+      std::vector<StoredEvent> page;
+      const Outcome outcome = backward_ ? store.before(place_, page_events, page_bytes, page)
+                                        : store.after(place_, page_events, page_bytes, page);
       for (const StoredEvent& event : page) {
         place_ = event.sequence;
         if (event.listed && matches(event)) found_.push_back(event.body);
         if (limit_ != 0 && found_.size() == limit_) return finish();
       }
+      if (outcome != Outcome::done) return reply_(error_reply(OX_ERUNTIME));
       if (page.empty()) return finish();
       asio::post(manager_.loop, [self = shared_from_this()] { self->next_page(); });
     } catch (const std::bad_alloc&) {
@@ -106,13 +108,12 @@ void modify(Manager& manager, StoredEvent event, const evmsg* given) {
   manager.events.replace(event);
 }
 
-// The logged event of a send identifier.
-std::optional<StoredEvent> find_listed(Manager& manager, const evmsg* given) {
+// The logged event of a send identifier: 0; 122 when there is none; 261 when it does not read.
+OX_RESULT find_listed(Manager& manager, const evmsg* given, std::optional<StoredEvent>& event) {
   const auto sequence = manager.events.sequence_of(number_of(given, &oxeEvmsgGetSndId));
-  if (!sequence) return {};
-  std::optional<StoredEvent> event = manager.events.store().get(*sequence);
-  if (!event || !event->listed) return {};
-  return event;
+  if (!sequence) return OX_ENOTFOUND;
+  if (manager.events.store().get(*sequence, event) != Outcome::done) return OX_ERUNTIME;
+  return event && event->listed ? OX_OK : OX_ENOTFOUND;
 }
 
 void answer_when_safe(Manager& manager, const Request& request) {
@@ -128,14 +129,14 @@ void change_log(Manager& manager, const Request& request, Change change) {
     if (oxeEvmsgGetSndId(event, &id) != OX_OK) return request.reply(error_reply(OX_EABSENT));
   }
   manager.events.flush();
-  bool found = false;
+  OX_RESULT result = OX_ENOTFOUND;
   for (const evmsg* event = list.get(); event != nullptr; event = oxeEvmsgNext(event)) {
-    if (auto logged = find_listed(manager, event)) {
-      change(manager, std::move(*logged), event);
-      found = true;
-    }
+    std::optional<StoredEvent> logged;
+    const OX_RESULT found = find_listed(manager, event, logged);
+    if (found == OX_OK) change(manager, std::move(*logged), event);
+    if (found != OX_ENOTFOUND && result != OX_ERUNTIME) result = found;
   }
-  if (!found) return request.reply(error_reply(OX_ENOTFOUND));
+  if (result != OX_OK) return request.reply(error_reply(result));
   answer_when_safe(manager, request);
 }
 
@@ -168,8 +169,8 @@ void handle_event_cancel(Manager& manager, const Request& request) {
   std::uint32_t id = 0;
   if (oxeEvmsgGetSndId(given.get(), &id) != OX_OK) return request.reply(error_reply(OX_EABSENT));
   manager.events.flush();
-  const auto event = find_listed(manager, given.get());
-  if (!event) return request.reply(error_reply(OX_ENOTFOUND));
+  std::optional<StoredEvent> event;
+  if (const OX_RESULT result = find_listed(manager, given.get(), event)) return request.reply(error_reply(result));
   manager.events.withdraw(event->sequence);
   answer_when_safe(manager, request);
 }

@@ -40,6 +40,17 @@ Bytes encode_event_r21(const evmsg* event) {
   return result == OX_OK ? taken(buffer, length) : Bytes();
 }
 
+EventPtr own_event(std::uint32_t level, const std::string& summary, const std::string& detail) {
+  EventPtr event(oxeEvmsgAlloc());
+  if (!event || oxeEvmsgSetEventType(event.get(), OX_EVENT_LEVELLED | level) != OX_OK ||
+      oxeEvmsgSetCompType(event.get(), "system") != OX_OK || oxeEvmsgSetCompName(event.get(), "system") != OX_OK ||
+      oxeEvmsgSetOptMsg(event.get(), summary.c_str()) != OX_OK ||
+      oxeEvmsgSetMemo(event.get(), detail.c_str()) != OX_OK) {
+    throw std::bad_alloc();
+  }
+  return event;
+}
+
 std::uint32_t number_of(const evmsg* event, NumberGetter get) {
   std::uint32_t number = 0;
   return get(event, &number) == OX_OK ? number : 0;

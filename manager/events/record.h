@@ -31,6 +31,9 @@ using FilterPtr = std::unique_ptr<evflt, FreeFilter>;
 [[nodiscard]] Bytes encode_event(const evmsg* event);
 [[nodiscard]] Bytes encode_event_r21(const evmsg* event);
 
+// An event of the manager about itself. Throws std::bad_alloc.
+[[nodiscard]] EventPtr own_event(std::uint32_t level, const std::string& summary, const std::string& detail);
+
 using NumberGetter = OX_RESULT(OX_CALL*)(const evmsg*, std::uint32_t*);
 using TextGetter = OX_RESULT(OX_CALL*)(const evmsg*, const char**);
 

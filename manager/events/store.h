@@ -1,18 +1,21 @@
-// The files of the event log: the events, how far each persistent wait has come, and the numbers in use.
+// The events in their database, with how far each persistent wait has come and the numbers in use.
 //
-// Changes are gathered and take effect together, at commit: what a commit has taken survives the death of the manager
-// at any moment, and nothing of an uncommitted change does. Reads see what has been committed.
+// Changes are gathered and take effect together, at commit. Reads see what has been committed.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "manager/base/faults.h"
 #include "manager/base/payload.h"
+#include "manager/storage/check.h"
+#include "manager/storage/database.h"
+#include "manager/storage/reserve.h"
 
 namespace ox::manager {
 
@@ -34,44 +37,89 @@ struct WaitMark {
 
 class EventStore {
  public:
-  virtual ~EventStore() = default;
+  // "events.db" of the directory, and "events.numbers" beside it.
+  EventStore(const std::string& directory, Durability durability);
 
-  // Reads what is there. False, with the fault reported, when it cannot be used; nothing is changed then.
-  [[nodiscard]] virtual bool open(const FaultSink& faults) = 0;
+  // Reads what is there; takes faults from then on. False when it cannot be used. What is damaged is set aside, and
+  // what reads of it is kept.
+  [[nodiscard]] bool open(FaultSink faults);
 
-  virtual void put(const StoredEvent& event) = 0;  // a new event, or one in place of that with its sequence
-  virtual void erase(Sequence sequence) = 0;
-  virtual void erase_up_to(Sequence sequence) = 0;  // and remember that they are gone
-  virtual void erase_unlisted_up_to(Sequence sequence) = 0;
-  virtual void put_wait(const std::string& name, const WaitMark& mark) = 0;
-  virtual void erase_wait(const std::string& name) = 0;
+  void put(const StoredEvent& event);  // a new event, or one in place of that with its sequence
+  void erase(Sequence sequence);
+  void put_wait(const std::string& name, const WaitMark& mark);
+  void erase_wait(const std::string& name);
   // False when the disk does not take the changes: they are undone.
-  [[nodiscard]] virtual bool commit() = 0;
+  [[nodiscard]] bool commit();
 
   // Events in order, next to the sequence on either side: at most `count`, and no more once they exceed `bytes`.
-  [[nodiscard]] virtual std::vector<StoredEvent> after(Sequence sequence, std::size_t count, std::size_t bytes) = 0;
-  [[nodiscard]] virtual std::vector<StoredEvent> before(Sequence sequence, std::size_t count, std::size_t bytes) = 0;
-  [[nodiscard]] virtual std::optional<StoredEvent> get(Sequence sequence) = 0;
-  [[nodiscard]] virtual std::map<std::string, WaitMark> waits() = 0;
-  // Up to where events must go so that the bodies of the others have at most `bytes`, and none of them arrived before
-  // that time; 0 when none has to.
-  [[nodiscard]] virtual Sequence excess(std::uint64_t bytes, std::uint32_t arrived_before) = 0;
+  // Damaged, with those read before, when the next one does not read.
+  [[nodiscard]] Outcome after(Sequence sequence, std::size_t count, std::size_t bytes, std::vector<StoredEvent>& page);
+  [[nodiscard]] Outcome before(Sequence sequence, std::size_t count, std::size_t bytes, std::vector<StoredEvent>& page);
+  [[nodiscard]] Outcome get(Sequence sequence, std::optional<StoredEvent>& event);
+  // Checks all of it, in a thread that calls back when something is wrong: renew() is due.
+  void check(std::function<void(const std::string&)> damaged);
+  // Sets the database aside and goes on with what reads of it. False when the system does not let it.
+  [[nodiscard]] bool renew();
+  // From where on events read again, when those behind that place do not: the last number when none does.
+  [[nodiscard]] Sequence past_damage(Sequence sequence);
+  [[nodiscard]] const std::map<std::string, WaitMark>& waits() const { return waits_; }
+
+  // What need not be kept.
+  struct Excess {
+    std::uint64_t bytes = 0;           // the bodies of all events may have that many
+    std::uint32_t arrived_before = 0;  // none may be older
+    Sequence unlisted_up_to = 0;
+  };
+  // Erases the oldest events, and unlisted ones, until that time at the latest; true when there are more of them.
+  [[nodiscard]] bool tidy(const Excess& excess, std::chrono::steady_clock::time_point until);
 
   [[nodiscard]] Sequence last() const { return last_; }         // the highest sequence ever used
-  [[nodiscard]] Sequence erased() const { return erased_; }     // erase_up_to has come this far
+  [[nodiscard]] Sequence erased() const { return erased_; }     // tidy has come this far
   [[nodiscard]] std::uint64_t bytes() const { return bytes_; }  // of all bodies
 
- protected:
+ private:
+  [[nodiscard]] bool load();
+  [[nodiscard]] bool load_events();
+  [[nodiscard]] bool load_waits();
+  [[nodiscard]] bool load_numbers();
+  [[nodiscard]] std::uint64_t size_of(Sequence sequence);
+  void list(Sequence sequence, bool listed);
+  [[nodiscard]] bool prepare();
+  [[nodiscard]] bool go_on_from(std::optional<Sequence> bound);
+  void take_back();
+  [[nodiscard]] bool erase_oldest(const Excess& excess);
+  static Outcome page_of(Query& query, Sequence from, std::size_t count, std::size_t bytes,
+                         std::vector<StoredEvent>& page);
+
+  FaultSink faults_;
+  Database database_;
+  Reserve reserve_;
+  Query after_;
+  Query before_;
+  Query get_;
+  Query all_waits_;
+  Query numbers_;
+  Statement sizes_{database_.connection(), "SELECT sequence, listed, length(body) FROM events"};
+  Statement size_{database_.connection(), "SELECT length(body) FROM events WHERE sequence = ?"};
+  Statement oldest_{database_.connection(), "SELECT sequence, arrived FROM events ORDER BY sequence LIMIT 1"};
+  std::map<std::string, WaitMark> waits_;
+  std::map<std::string, std::uint64_t> wait_keys_;
+  std::uint64_t last_wait_key_ = 0;
+  std::set<Sequence> unlisted_;
   Sequence last_ = 0;
   Sequence erased_ = 0;
   std::uint64_t bytes_ = 0;
+  bool numbers_changed_ = false;
+  // As committed, for a commit that fails.
+  struct Numbers {
+    Sequence last = 0;
+    Sequence erased = 0;
+    std::uint64_t bytes = 0;
+  };
+  Numbers committed_;
+  std::vector<std::pair<Sequence, bool>> listed_before_;
+  bool waits_changed_ = false;
+  BackgroundCheck check_;
 };
-
-// A store in plain files, "events.N.log" of the directory.
-[[nodiscard]] std::unique_ptr<EventStore> make_file_event_store(const std::string& directory,
-                                                                std::size_t segment_size = 4u << 20);
-
-// The store that this build uses.
-[[nodiscard]] std::unique_ptr<EventStore> make_event_store(const std::string& directory);
 
 }  // namespace ox::manager

@@ -32,7 +32,7 @@ struct Manager {
         journal(data_directory),
         snmp(event_loop, with.snmp_in_flight),
         collected(data_directory, with.max_data),
-        events(event_loop, settings, make_event_store(data_directory)),
+        events(event_loop, settings, data_directory),
         clients(with.max_report_bytes),
         directory(vocabulary, store),
         reader(loop, settings, directory, store, snmp, jobs,

@@ -340,14 +340,7 @@ void TrapReceiver::tell_losses() {
 
 void TrapReceiver::tell(std::uint32_t level, const std::string& summary, const std::string& detail,
                         EventLog::Done done) {
-  EventPtr event(oxeEvmsgAlloc());
-  if (!event) throw std::bad_alloc();
-  require(oxeEvmsgSetEventType(event.get(), OX_EVENT_LEVELLED | level));
-  require(oxeEvmsgSetCompType(event.get(), "system"));
-  require(oxeEvmsgSetCompName(event.get(), "system"));
-  require(oxeEvmsgSetOptMsg(event.get(), summary.c_str()));
-  require(oxeEvmsgSetMemo(event.get(), detail.c_str()));
-  (void)manager_.events.submit(std::move(event), sender_name, std::move(done));
+  (void)manager_.events.submit(own_event(level, summary, detail), sender_name, std::move(done));
 }
 
 }  // namespace ox::manager

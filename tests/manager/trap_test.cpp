@@ -112,7 +112,9 @@ class TrapManagerTest : public ManagerTest {
   std::pair<std::uint64_t, std::uint64_t> logged() {
     std::pair<std::uint64_t, std::uint64_t> count;
     manager_->events.flush();
-    for (const StoredEvent& event : manager_->events.store().after(0, 10000, 1u << 30)) {
+    std::vector<StoredEvent> events;
+    EXPECT_EQ(Outcome::done, manager_->events.store().after(0, 10000, 1u << 30, events));
+    for (const StoredEvent& event : events) {
       EventPtr decoded;
       EXPECT_EQ(0u, decode_events(event.body, decoded));
       const bool trap = (number_of(decoded.get(), &oxeEvmsgGetEventType) & OX_EVENT_TRAP) != 0;

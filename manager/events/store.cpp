@@ -1,0 +1,258 @@
+// The numbers are written when an erasure may have taken the last event, or moved the beginning: else the events tell
+// the last one themselves.
+#include "manager/events/store.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <new>
+
+#include "manager/base/paths.h"
+#include "manager/storage/readable.h"
+
+namespace ox::manager {
+namespace {
+
+constexpr std::uint64_t everything = std::numeric_limits<std::int64_t>::max();
+constexpr std::uint64_t lost_numbers = 1u << 24;  // more than were given, when nothing tells how many
+
+constexpr std::array<std::string_view, 4> event_columns{"sequence", "arrived", "listed", "body"};
+constexpr std::array<std::string_view, 4> wait_columns{"id", "name", "taken", "seen"};
+constexpr std::array<std::string_view, 3> number_columns{"id", "last", "erased"};
+constexpr std::array tables{Table{"events", event_columns}, Table{"waits", wait_columns},
+                            Table{"numbers", number_columns}};
+enum : std::size_t { events_table, waits_table, numbers_table };
+
+StoredEvent event_of(const Row& row) {
+  const auto body = row.bytes(3);
+  return {row.number(0), row.word(1), row.number(2) != 0, Bytes(body.begin(), body.end())};
+}
+
+}  // namespace
+
+EventStore::EventStore(const std::string& directory, Durability durability)
+    : database_(join(directory, "events.db"), tables, durability,
+                [this](const std::string& file, std::uint32_t line, const std::string& text) {
+                  if (faults_) faults_(file, line, text);
+                }),
+      reserve_(join(directory, "events.numbers")),
+      after_(database_, events_table, "WHERE sequence > ? ORDER BY sequence"),
+      before_(database_, events_table, "WHERE sequence < ? ORDER BY sequence DESC"),
+      get_(database_, events_table, "WHERE sequence = ?"),
+      all_waits_(database_, waits_table, ""),
+      numbers_(database_, numbers_table, "") {}
+
+bool EventStore::open(FaultSink faults) {
+  faults_ = std::move(faults);
+  const Outcome opened = database_.open();
+  if (opened == Outcome::refused) return false;
+  const auto bound = reserve_.load();
+  if (opened != Outcome::done || !load()) return renew();
+  if (last_ != 0 || bound == 0u) return true;
+  database_.tell_damaged("it has been lost, with all events");
+  return go_on_from(bound);
+}
+
+bool EventStore::renew() { return database_.renew() && load() && go_on_from(reserve_.load()); }
+
+// Behind all numbers that may have been given.
+bool EventStore::go_on_from(std::optional<Sequence> bound) {
+  last_ = std::max(last_, bound.value_or(last_ + lost_numbers));
+  numbers_changed_ = true;
+  return commit();
+}
+
+void EventStore::check(std::function<void(const std::string&)> damaged) {
+  check_.start(database_.file(), tables, std::move(damaged));
+}
+
+bool EventStore::load() {
+  const bool sound = load_events() && load_waits() && load_numbers();
+  for (const auto& [name, mark] : waits_) last_ = std::max(last_, mark.taken);
+  committed_ = {last_, erased_, bytes_};
+  return sound;
+}
+
+bool EventStore::load_events() {
+  bytes_ = 0;
+  last_ = 0;
+  unlisted_.clear();
+  std::uint64_t rows = 0;
+  const Outcome outcome = sizes_.begin().rows([&](const Row& row) {
+    last_ = std::max(last_, row.number(0));
+    if (row.number(1) == 0) unlisted_.insert(row.number(0));
+    bytes_ += row.number(2);
+    ++rows;
+    return true;
+  });
+  return outcome == Outcome::done && rows == database_.rows(events_table);
+}
+
+bool EventStore::load_waits() {
+  waits_.clear();
+  wait_keys_.clear();
+  const Outcome outcome = all_waits_.rows([&](const Row& row) {
+    last_wait_key_ = std::max(last_wait_key_, row.number(0));
+    wait_keys_[row.text(1)] = row.number(0);
+    waits_[row.text(1)] = {row.number(2), row.word(3)};
+    return true;
+  });
+  return outcome == Outcome::done && waits_.size() == database_.rows(waits_table);
+}
+
+bool EventStore::load_numbers() {
+  std::uint64_t rows = 0;
+  erased_ = 0;
+  const Outcome outcome = numbers_.rows([&](const Row& row) {
+    last_ = std::max(last_, row.number(1));
+    erased_ = row.number(2);
+    ++rows;
+    return true;
+  });
+  return outcome == Outcome::done && rows == database_.rows(numbers_table);
+}
+
+void EventStore::put(const StoredEvent& event) {
+  const std::uint64_t before = event.sequence <= last_ ? size_of(event.sequence) : 0;
+  const std::uint64_t listed = event.listed ? 1 : 0;
+  database_.put(events_table, event.sequence, std::uint64_t{event.arrived}, listed, event.body);
+  bytes_ += event.body.size() - before;
+  last_ = std::max(last_, event.sequence);
+  list(event.sequence, event.listed);
+}
+
+std::uint64_t EventStore::size_of(Sequence sequence) {
+  std::uint64_t size = 0;
+  (void)size_.begin().with(sequence).rows([&](const Row& row) {
+    size = row.number(0);
+    return false;
+  });
+  return size;
+}
+
+void EventStore::list(Sequence sequence, bool listed) {
+  if (listed == !unlisted_.contains(sequence)) return;
+  listed_before_.emplace_back(sequence, !listed);
+  if (listed) {
+    unlisted_.erase(sequence);
+  } else {
+    unlisted_.insert(sequence);
+  }
+}
+
+void EventStore::erase(Sequence sequence) {
+  const std::uint64_t before = size_of(sequence);
+  database_.erase(events_table, sequence);
+  bytes_ -= before;
+  numbers_changed_ = numbers_changed_ || sequence >= last_;
+  list(sequence, true);
+}
+
+void EventStore::put_wait(const std::string& name, const WaitMark& mark) {
+  const auto [key, fresh] = wait_keys_.try_emplace(name, last_wait_key_ + 1);
+  if (fresh) ++last_wait_key_;
+  waits_changed_ = true;
+  database_.put(waits_table, key->second, name, mark.taken, std::uint64_t{mark.seen});
+  waits_[name] = mark;
+}
+
+void EventStore::erase_wait(const std::string& name) {
+  const auto key = wait_keys_.find(name);
+  if (key == wait_keys_.end()) return;
+  waits_changed_ = true;
+  database_.erase(waits_table, key->second);
+  wait_keys_.erase(key);
+  waits_.erase(name);
+}
+
+bool EventStore::commit() {
+  const bool safe = database_.commit(prepare());
+  if (safe) {
+    committed_ = {last_, erased_, bytes_};
+  } else {
+    take_back();
+  }
+  listed_before_.clear();
+  numbers_changed_ = waits_changed_ = false;
+  if (!safe && database_.is_damaged()) (void)renew();
+  return safe;
+}
+
+bool EventStore::prepare() {
+  try {
+    if (numbers_changed_) database_.put(numbers_table, 1, last_, erased_);
+    return reserve_.cover(last_);
+  } catch (const std::bad_alloc&) {  // as if the disk had refused
+    return false;
+  }
+}
+
+void EventStore::take_back() {
+  last_ = committed_.last;
+  erased_ = committed_.erased;
+  bytes_ = committed_.bytes;
+  const auto undo = std::exchange(listed_before_, {});
+  for (auto entry = undo.rbegin(); entry != undo.rend(); ++entry) list(entry->first, entry->second);
+  if (waits_changed_) (void)load_waits();
+}
+
+Outcome EventStore::page_of(Query& query, Sequence from, std::size_t count, std::size_t bytes,
+                            std::vector<StoredEvent>& page) {
+  std::size_t size = 0;
+  page.clear();
+  return query.rows(
+      [&](const Row& row) {
+        page.push_back(event_of(row));
+        size += page.back().body.size();
+        return page.size() < count && size <= bytes;
+      },
+      from);
+}
+
+Outcome EventStore::after(Sequence sequence, std::size_t count, std::size_t bytes, std::vector<StoredEvent>& page) {
+  return page_of(after_, sequence, count, bytes, page);
+}
+
+Outcome EventStore::before(Sequence sequence, std::size_t count, std::size_t bytes, std::vector<StoredEvent>& page) {
+  return page_of(before_, std::min(sequence, everything), count, bytes, page);
+}
+
+Outcome EventStore::get(Sequence sequence, std::optional<StoredEvent>& event) {
+  event.reset();
+  return get_.rows(
+      [&](const Row& row) {
+        event = event_of(row);
+        return false;
+      },
+      sequence);
+}
+
+Sequence EventStore::past_damage(Sequence sequence) {
+  const auto reads = [this](Sequence place) {
+    return after_.rows([](const Row&) { return false; }, place) == Outcome::done;
+  };
+  return std::min(next_readable(sequence, reads).value_or(last_), last_);
+}
+
+bool EventStore::erase_oldest(const Excess& excess) {
+  Sequence oldest = 0;
+  (void)oldest_.begin().rows([&](const Row& row) {
+    if (bytes_ > excess.bytes || row.word(1) < excess.arrived_before) oldest = row.number(0);
+    return false;
+  });
+  if (oldest == 0) return false;
+  erase(oldest);
+  erased_ = std::max(erased_, oldest);
+  return numbers_changed_ = true;
+}
+
+bool EventStore::tidy(const Excess& excess, std::chrono::steady_clock::time_point until) {
+  while (std::chrono::steady_clock::now() < until) {
+    if (erase_oldest(excess)) continue;
+    if (unlisted_.empty() || *unlisted_.begin() > excess.unlisted_up_to) return false;
+    erase(*unlisted_.begin());
+  }
+  return true;
+}
+
+}  // namespace ox::manager

@@ -1,0 +1,39 @@
+// The whole check of a database: that its pages hang together, and every row's checksum.
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <span>
+#include <string>
+#include <thread>
+
+#include "manager/storage/connection.h"
+#include "manager/storage/table.h"
+
+namespace ox::manager {
+
+// What is wrong with an open database; empty when it is sound.
+[[nodiscard]] std::string check_tables(Connection& connection, std::span<const Table> tables);
+
+// A check in a thread of its own, beside the work on the database.
+class BackgroundCheck {
+ public:
+  BackgroundCheck() = default;
+  ~BackgroundCheck();  // breaks it off
+  BackgroundCheck(const BackgroundCheck&) = delete;
+  BackgroundCheck& operator=(const BackgroundCheck&) = delete;
+
+  // Once. `damaged` is called in the thread, with what is wrong.
+  void start(std::string file, std::span<const Table> tables, std::function<void(const std::string&)> damaged);
+
+ private:
+  void run(const std::string& file, std::span<const Table> tables,
+           const std::function<void(const std::string&)>& damaged);
+
+  Connection connection_;
+  std::mutex mutex_;  // of the connection's opening and its breaking off
+  bool ending_ = false;
+  std::thread thread_;
+};
+
+}  // namespace ox::manager

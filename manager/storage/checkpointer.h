@@ -1,0 +1,41 @@
+// Moves what a write-ahead log holds into its database, in a thread with a connection of its own: the loop does not
+// wait for the disk.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "manager/storage/connection.h"
+
+namespace ox::manager {
+
+class Checkpointer {
+ public:
+  explicit Checkpointer(std::string file) : file_(std::move(file)) {}
+  ~Checkpointer() { stop(); }
+  Checkpointer(const Checkpointer&) = delete;
+  Checkpointer& operator=(const Checkpointer&) = delete;
+
+  // A commit has left that many pages in the log. True when whoever writes must move the last of them: the thread
+  // leaves some behind while commits go on, and the log begins anew only when none is left.
+  [[nodiscard]] bool grown(int pages);
+  void stop();
+
+ private:
+  void run();
+  void start();
+
+  std::string file_;
+  std::thread thread_;
+  std::mutex mutex_;
+  std::condition_variable wanted_changed_;
+  bool wanted_ = false;
+  bool ending_ = false;
+  std::atomic<bool> busy_ = false;
+  int asked_at_ = 0;  // pages
+};
+
+}  // namespace ox::manager

@@ -1,0 +1,241 @@
+#include "manager/storage/database.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <ctime>
+#include <new>
+
+#include "manager/base/paths.h"
+#include "manager/storage/salvage.h"
+#include "platform/file.h"
+
+namespace ox::manager {
+namespace {
+
+constexpr std::array<std::string_view, 3> count_columns{"id", "name", "rows"};
+constexpr Table count_table{"row_counts", count_columns};
+
+std::uint64_t size_of(const std::string& path) {
+  platform::FileAttributes attributes;
+  return platform::file_attributes(path.c_str(), attributes) == platform::error_none ? attributes.size : 0;
+}
+bool exists(const std::string& path) {
+  platform::FileAttributes attributes;
+  return platform::file_attributes(path.c_str(), attributes) == platform::error_none;
+}
+
+// Under the name with the time, and with a number where that is taken.
+std::string dated(const std::string& file) {
+  const std::time_t now = std::time(nullptr);
+  char text[32];
+  (void)std::strftime(text, sizeof text, ".%Y%m%d-%H%M%S", std::gmtime(&now));
+  std::string name = file + text;
+  for (int i = 2; exists(name) || exists(name + "-wal"); ++i) name = file + text + '-' + std::to_string(i);
+  return name;
+}
+
+bool set_aside(const std::string& file, const std::string& name) {
+  for (const char* tail : {"", "-wal"}) {
+    if (!exists(file + tail)) continue;
+    if (platform::rename_file((file + tail).c_str(), (name + tail).c_str()) != platform::error_none) return false;
+  }
+  (void)platform::remove_file((file + "-shm").c_str());  // made of the log at every opening
+  return true;
+}
+
+}  // namespace
+
+Query::Query(Database& database, std::size_t table, std::string_view which)
+    : database_(database),
+      table_(table),
+      columns_(static_cast<int>(database.tables_[table].shape.columns.size())),
+      statement_(database.connection_, select_text(database.tables_[table].shape, which)) {}
+
+Database::Database(std::string file, std::span<const Table> tables, Durability durability, FaultSink faults)
+    : file_(std::move(file)), durability_(durability), faults_(std::move(faults)), checkpointer_(file_) {
+  const auto add = [&](const Table& table) {
+    tables_.push_back({table, {connection_, put_text(table)}, {connection_, erase_text(table)}});
+  };
+  std::for_each(tables.begin(), tables.end(), add);
+  add(count_table);
+}
+
+Database::~Database() { close(); }
+
+void Database::close() {
+  checkpointer_.stop();
+  forget_counts();
+  begun_ = false;  // the transaction ends with its connection
+  connection_.close();
+}
+
+bool Database::refused(const std::string& what) {
+  faults_(file_, 0, what);
+  return false;
+}
+
+std::vector<Table> Database::shapes() const {
+  std::vector<Table> all;
+  for (const OpenTable& table : tables_) all.push_back(table.shape);
+  return all;
+}
+
+// A new file is made under another name: one without bytes has lost them. A manager that died while it renewed the file
+// has left a whole one, or the old one in its place.
+Outcome Database::open() {
+  const std::string making = file_ + ".making";
+  const std::string renewed = file_ + ".new";
+  remove_database(making);
+  std::string ready;
+  if (exists(file_)) {
+    remove_database(renewed);
+  } else if (exists(renewed)) {
+    ready = renewed;
+  } else if (!exists(file_ + "-wal")) {
+    if (!make_database(making, shapes())) {
+      (void)refused("cannot be made");
+      return Outcome::refused;
+    }
+    ready = making;
+  }
+  if (!ready.empty() && !put_in_place(ready)) return Outcome::refused;
+  const Outcome outcome = open_file();
+  if (outcome == Outcome::refused) (void)refused("cannot be opened: " + connection_.fault());
+  return outcome;
+}
+
+// What stood there is kept under the dated name.
+bool Database::put_in_place(const std::string& made) {
+  const bool placed =
+      set_aside(file_, dated(file_)) && platform::rename_file(made.c_str(), file_.c_str()) == platform::error_none;
+  return placed || refused("a new one cannot be put in place");
+}
+
+// A log without its database belongs to one that is gone.
+Outcome Database::open_file() {
+  if (size_of(file_) == 0) return Outcome::damaged;
+  if (const Outcome opened = connection_.open(file_, durability_); opened != Outcome::done) return opened;
+  (void)sqlite3_wal_hook(connection_.get(), &Database::grown, this);
+  (void)sqlite3_update_hook(connection_.get(), &Database::count_change, this);
+  return check_tables();
+}
+
+Outcome Database::check_tables() {
+  if (schema_of(connection_) != expected_schema(shapes())) return Outcome::damaged;
+  std::size_t counts = 0;
+  const int sound = static_cast<int>(count_columns.size());
+  Statement read(connection_, select_text(count_table, "ORDER BY id"));
+  const Outcome outcome = read.begin().rows([&](const Row& row) {
+    const std::uint64_t id = row.number(0);
+    if (row.number(sound) == 0 || id != counts || id + 1 >= tables_.size()) return false;
+    tables_[counts].rows = row.number(2);
+    ++counts;
+    return true;
+  });
+  return outcome == Outcome::done && counts + 1 == tables_.size() ? Outcome::done
+         : outcome == Outcome::refused                            ? outcome
+                                                                  : Outcome::damaged;
+}
+
+bool Database::renew() {
+  close();
+  const std::string name = dated(file_);
+  const std::string renewed = file_ + ".new";
+  const auto saved = salvage(file_, renewed, shapes());
+  if (!saved) return refused("is damaged, and a new one cannot be written");
+  if (!set_aside(file_, name) || platform::rename_file(renewed.c_str(), file_.c_str()) != platform::error_none) {
+    return refused("is damaged, and cannot be set aside");
+  }
+  std::string text = "was damaged: it is kept as " + name + ", and of its rows a new one has";
+  for (std::size_t i = 0; i < saved->size(); ++i) {
+    const Saved& table = (*saved)[i];
+    text += (i == 0 ? " " : ", ") + std::to_string(table.rows) + " of " +
+            (table.expected ? std::to_string(*table.expected) : "an unknown number of") + ' ' +
+            std::string(tables_[i].shape.name);
+  }
+  faults_(file_, 0, text);
+  told_.clear();
+  damaged_ = false;
+  return open_file() == Outcome::done || refused("cannot be opened: " + connection_.fault());
+}
+
+void Database::begin() {
+  if (begun_) return;
+  begun_ = true;
+  sound_ = begin_.begin().run() == Outcome::done;
+}
+
+bool Database::put_count(std::size_t table) {
+  const OpenTable& of = tables_[table];
+  const std::uint64_t rows = of.rows + static_cast<std::uint64_t>(of.change);
+  return tables_.back().put.begin().with(table).with(of.shape.name).with(rows).run() == Outcome::done;
+}
+
+bool Database::put_counts() {
+  for (std::size_t i = 0; i + 1 < tables_.size(); ++i) {
+    if (tables_[i].change != 0 && !put_count(i)) return false;
+  }
+  return true;
+}
+
+void Database::forget_counts() {
+  for (OpenTable& table : tables_) table.change = 0;
+}
+
+bool Database::commit(bool ready) {
+  if (!begun_) return true;
+  begun_ = false;
+  bool safe = false;
+  try {
+    safe = ready && sound_ && put_counts() && end_.begin().run() == Outcome::done;
+  } catch (const std::bad_alloc&) {  // as if the disk had refused
+  }
+  if (safe) {
+    for (OpenTable& table : tables_) table.rows += static_cast<std::uint64_t>(table.change);
+    if (std::exchange(refusing_, false)) faults_(file_, 0, "takes changes again");
+  } else {
+    tell_refused(ready ? connection_.fault() : "what they need cannot be written");
+    (void)sqlite3_exec(connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+  }
+  forget_counts();
+  return safe;
+}
+
+// Once until it takes changes again: every sender hears of it, too.
+void Database::tell_refused(const std::string& why) {
+  try {
+    if (!refusing_) faults_(file_, 0, "takes no changes: " + why);
+    refusing_ = true;
+  } catch (const std::bad_alloc&) {  // the next time
+  }
+}
+
+void Database::tell_damaged(std::size_t table, std::uint64_t key) {
+  if (!told_.emplace(table, key).second) return;
+  faults_(file_, 0, "row " + std::to_string(key) + " of " + std::string(tables_[table].shape.name) + " is damaged");
+}
+
+void Database::tell_damaged(const std::string& what) {
+  if (told_.emplace(tables_.size(), 0).second) faults_(file_, 0, "is damaged: " + what);
+}
+
+// Every row that is inserted or deleted passes here.
+void Database::count_change(void* self, int kind, const char*, const char* name, long long) {
+  for (OpenTable& table : static_cast<Database*>(self)->tables_) {
+    if (table.shape.name != name) continue;
+    if (kind == SQLITE_INSERT) ++table.change;
+    if (kind == SQLITE_DELETE) --table.change;
+  }
+}
+
+int Database::grown(void* self, sqlite3* connection, const char*, int pages) {
+  if (static_cast<Database*>(self)->checkpointer_.grown(pages)) {
+    (void)sqlite3_wal_checkpoint_v2(connection, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+  }
+  return SQLITE_OK;
+}
+
+}  // namespace ox::manager

@@ -1,0 +1,139 @@
+// A database file of the manager, its tables and the transaction in which they change.
+//
+// Changes are gathered and take effect together, at commit: what a commit has taken survives the death of the manager
+// at any moment, and nothing of an uncommitted change does. Every row carries a checksum, and the number of each
+// table's rows is kept with them, so that what is lost is known to be lost.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "manager/base/faults.h"
+#include "manager/storage/checkpointer.h"
+#include "manager/storage/connection.h"
+#include "manager/storage/table.h"
+
+namespace ox::manager {
+
+class Database {
+ public:
+  // The tables are known by their places in the list.
+  Database(std::string file, std::span<const Table> tables, Durability durability, FaultSink faults);
+  ~Database();
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  // Opens the file, or makes it. Why it was refused is told; a damaged one is to be renewed.
+  [[nodiscard]] Outcome open();
+  // Sets the file aside under a dated name, and goes on with a new one that holds every row that reads; tells how many
+  // there are. False, and told, when the system does not let it.
+  [[nodiscard]] bool renew();
+
+  // A row, new or in place of that with its key.
+  template <class... Values>
+  void put(std::size_t table, std::uint64_t key, const Values&... values) {
+    change([&] {
+      Statement& statement = tables_[table].put.begin().with(key);
+      (statement.with(values), ...);
+      return statement.run();
+    });
+  }
+  void erase(std::size_t table, std::uint64_t key) {
+    change([&] { return tables_[table].erase.begin().with(key).run(); });
+  }
+  // False when the disk does not take the changes since the last one, or what else they need is not `ready`: they are
+  // undone.
+  [[nodiscard]] bool commit(bool ready = true);
+
+  [[nodiscard]] std::uint64_t rows(std::size_t table) const { return tables_[table].rows; }  // as committed
+  // A change has come upon a page that does not read: renew() is due.
+  [[nodiscard]] bool is_damaged() const { return damaged_; }
+  [[nodiscard]] const std::string& file() const { return file_; }
+  // For statements of other kinds.
+  [[nodiscard]] Connection& connection() { return connection_; }
+  // Tells of damage, once for each row, or of the file as a whole.
+  void tell_damaged(std::size_t table, std::uint64_t key);
+  void tell_damaged(const std::string& what);
+
+ private:
+  friend class Query;
+  struct OpenTable {
+    const Table& shape;
+    Statement put;
+    Statement erase;
+    std::uint64_t rows = 0;
+    std::int64_t change = 0;  // of the number of rows, in this transaction
+  };
+
+  template <class Change>
+  void change(const Change& made) {
+    begin();
+    const bool before = std::exchange(sound_, false);  // also when memory runs out
+    const Outcome outcome = made();
+    sound_ = outcome == Outcome::done && before;
+    damaged_ = damaged_ || outcome == Outcome::damaged;
+  }
+  void begin();
+  [[nodiscard]] bool put_count(std::size_t table);
+  [[nodiscard]] bool put_counts();
+  void forget_counts();
+  void tell_refused(const std::string& why);
+  void close();
+  [[nodiscard]] Outcome open_file();
+  [[nodiscard]] std::vector<Table> shapes() const;
+  [[nodiscard]] bool put_in_place(const std::string& made);
+  [[nodiscard]] Outcome check_tables();
+  [[nodiscard]] bool refused(const std::string& what);
+  static void count_change(void* self, int kind, const char* database, const char* table, long long key);
+  static int grown(void* self, sqlite3* connection, const char* database, int pages);
+
+  std::string file_;
+  Durability durability_;
+  FaultSink faults_;
+  Connection connection_;
+  std::vector<OpenTable> tables_;  // the counts come last
+  Statement begin_{connection_, "BEGIN IMMEDIATE"};
+  Statement end_{connection_, "COMMIT"};
+  Checkpointer checkpointer_;
+  bool begun_ = false;
+  bool sound_ = true;
+  bool damaged_ = false;
+  bool refusing_ = false;  // the last commit was refused
+  std::set<std::pair<std::size_t, std::uint64_t>> told_;
+};
+
+// Reads rows of one table. A row whose checksum does not hold ends it, and is told.
+class Query {
+ public:
+  // `which` chooses and orders the rows: "WHERE sequence > ? ORDER BY sequence".
+  Query(Database& database, std::size_t table, std::string_view which);
+  Query(const Query&) = delete;
+  Query& operator=(const Query&) = delete;
+
+  template <class... Values, class Take>
+  [[nodiscard]] Outcome rows(const Take& take, const Values&... values) {
+    bool sound = true;
+    Statement& statement = statement_.begin();
+    (statement.with(values), ...);
+    const Outcome outcome = statement.rows([&](const Row& row) {
+      sound = row.number(columns_) != 0;
+      if (!sound) database_.tell_damaged(table_, row.number(0));
+      return sound && take(row);
+    });
+    if (outcome == Outcome::damaged) database_.tell_damaged(database_.connection_.fault());
+    return sound ? outcome : Outcome::damaged;
+  }
+
+ private:
+  friend class Database;
+  Database& database_;
+  std::size_t table_;
+  int columns_;
+  Statement statement_;
+};
+
+}  // namespace ox::manager
