@@ -52,7 +52,7 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
        "oxaMgmtControl oxaSet oxbSplit oxeEventOpen"},
       {"15", "oxaInit oxaServiceInit"},
       {"70 1", "oxeEventIconWaitOpen"},
-      {"183", "oxbUseAlreadyExistAmibTree oxcStrToValue oxcValueToStr"},
+      {"183", "oxbLoadAmibFiles oxbUseAlreadyExistAmibTree oxcStrToValue oxcValueToStr"},
       {"195", "oxeEventWaitCloseEx oxeEventWaitOpenEx"},
       {"195 142", "oxcSetConfigEntry"}};
   for (const auto& [result, names] : others) {
