@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/windows/event.h"
 #include "platform/windows/fail.h"
 #include "platform/windows/handle.h"
 #include "platform/windows/private_system.h"
@@ -15,6 +16,12 @@ Error result_of(DWORD waited) noexcept {
   return waited == WAIT_TIMEOUT ? fail(error_timeout) : fail_last();
 }
 
+Error open_event(const char* name, Handle& event) {
+  if (name == nullptr || *name == '\0') return fail(error_invalid_name);
+  event = Handle(::OpenEventA(EVENT_MODIFY_STATE | SYNCHRONIZE, FALSE, object_name(name).c_str()));
+  return event ? Error{error_none} : fail_last();
+}
+
 }  // namespace
 
 struct NamedEvent::Impl {
@@ -26,32 +33,31 @@ NamedEvent::NamedEvent(NamedEvent&&) noexcept = default;
 NamedEvent& NamedEvent::operator=(NamedEvent&&) noexcept = default;
 NamedEvent::~NamedEvent() = default;
 
+Error make_event(const char* name, Access access, Handle& event) {
+  if (name == nullptr) {
+    event = Handle(::CreateEventA(nullptr, TRUE, FALSE, nullptr));
+    return event ? Error{error_none} : fail_last();
+  }
+  if (*name == '\0') return fail(error_invalid_name);  // the system would make one without a name
+  SecurityAttributes security;
+  if (const Error error = security.build(access, Shared::signal)) return error;
+  event = Handle(::CreateEventA(security.get(), TRUE, FALSE, object_name(name).c_str()));
+  if (event) return error_none;
+  const Error error = fail_last();
+  // An existing one of another account grants less than creating asks for.
+  return error == error_access_denied ? open_event(name, event) : error;
+}
+
 Error NamedEvent::create(const char* name, Access access) {
   auto made = std::make_unique<Impl>();
-  if (name == nullptr) {
-    made->handle = Handle(::CreateEventA(nullptr, TRUE, FALSE, nullptr));
-    if (!made->handle) return fail_last();
-  } else if (*name == '\0') {
-    return fail(error_invalid_name);  // the system would make one without a name
-  } else {
-    SecurityAttributes security;
-    if (const Error error = security.build(access, Shared::signal)) return error;
-    made->handle = Handle(::CreateEventA(security.get(), TRUE, FALSE, object_name(name).c_str()));
-    if (!made->handle) {
-      const Error error = fail_last();
-      // An existing one of another account grants less than creating asks for.
-      return error == error_access_denied ? open(name) : error;
-    }
-  }
+  if (const Error error = make_event(name, access, made->handle)) return error;
   impl_ = std::move(made);
   return error_none;
 }
 
 Error NamedEvent::open(const char* name) {
-  if (name == nullptr || *name == '\0') return fail(error_invalid_name);
   auto opened = std::make_unique<Impl>();
-  opened->handle = Handle(::OpenEventA(EVENT_MODIFY_STATE | SYNCHRONIZE, FALSE, object_name(name).c_str()));
-  if (!opened->handle) return fail_last();
+  if (const Error error = open_event(name, opened->handle)) return error;
   impl_ = std::move(opened);
   return error_none;
 }

@@ -1,12 +1,18 @@
 #include "platform/notification.h"
 
-#include "platform/named_event.h"
+#include <windows.h>
+
+#include <array>
+
+#include "platform/windows/event.h"
+#include "platform/windows/fail.h"
+#include "platform/windows/pipe_end.h"
 
 namespace ox::platform {
 
 struct Notification::Impl {
-  NamedEvent announced;
-  NamedEvent woken;
+  Handle announced;
+  Handle woken;
 };
 
 Notification::Notification() = default;
@@ -16,9 +22,9 @@ Notification::~Notification() = default;
 
 Error Notification::create(const char* name) {
   auto made = std::make_unique<Impl>();
-  if (const Error error = made->announced.create(name, Access::daemon)) return error;
-  if (const Error error = made->woken.create(nullptr, Access::daemon)) return error;
-  made->announced.reset();  // a name left by an earlier process of this id may still be signalled
+  if (const Error error = make_event(name, Access::daemon, made->announced)) return error;
+  if (const Error error = make_event(nullptr, Access::daemon, made->woken)) return error;
+  (void)::ResetEvent(made->announced.get());  // a name left by an earlier process of this id may still be signalled
   impl_ = std::move(made);
   return error_none;
 }
@@ -27,16 +33,26 @@ Error Notification::read_first(Pipe& pipe, std::span<std::byte> into, std::size_
   return pipe.read_some(into, got);
 }
 
-Notification::Sign Notification::wait(const Pipe&) noexcept {
-  if (NamedEvent::wait_any(impl_->woken, impl_->announced, infinite) == 0) return Sign::woken;
-  impl_->announced.reset();
-  return Sign::announced;
+// The pipe itself belongs to the session's thread. Its read of no bytes ends for every answer, too: that is no sign.
+Notification::Sign Notification::wait(const Pipe& pipe) noexcept {
+  const PipeEnd& end = *end_of(pipe.native());
+  const std::array<HANDLE, 3> signs{impl_->woken.get(), end.stirred.get(), impl_->announced.get()};
+  for (;;) {
+    const DWORD sign = ::WaitForMultipleObjects(signs.size(), signs.data(), FALSE, INFINITE);
+    if (sign == WAIT_OBJECT_0) return Sign::woken;
+    if (end.closed()) return Sign::closed;
+    if (sign == WAIT_OBJECT_0 + 1) continue;
+    (void)::ResetEvent(impl_->announced.get());
+    return Sign::announced;
+  }
 }
 
 void Notification::wake() noexcept {
-  if (impl_ != nullptr) impl_->woken.set();
+  if (impl_ != nullptr) (void)::SetEvent(impl_->woken.get());
 }
 
-bool Notification::pause(std::uint32_t milliseconds) noexcept { return impl_->woken.wait(milliseconds) != error_none; }
+bool Notification::pause(std::uint32_t milliseconds) noexcept {
+  return ::WaitForSingleObject(impl_->woken.get(), milliseconds) != WAIT_OBJECT_0;
+}
 
 }  // namespace ox::platform

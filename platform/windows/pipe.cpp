@@ -2,7 +2,10 @@
 
 #include <windows.h>
 
+#include <memory>
+
 #include "platform/windows/fail.h"
+#include "platform/windows/pipe_end.h"
 #include "platform/windows/private_system.h"
 
 namespace ox::platform {
@@ -11,11 +14,30 @@ namespace {
 // How long a connection waits for a free instance before the pipe counts as busy.
 constexpr DWORD instance_patience_ms = 1000;
 
-HANDLE handle_of(std::intptr_t native) noexcept { return reinterpret_cast<HANDLE>(native); }
+Handle open_end(const char* name) noexcept {
+  return Handle(::CreateFileA(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                              OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+}
 
-HANDLE open_end(const char* name) noexcept {
-  return ::CreateFileA(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                       0, nullptr);
+// Starts an operation and waits for its end. Every version wants the structure there until then.
+template <class Start>
+Error wait_for(const PipeEnd& end, DWORD& count, Start start) noexcept {
+  OVERLAPPED operation{};
+  operation.hEvent = end.done.get();
+  count = 0;
+  if (start(operation) == FALSE && ::GetLastError() != ERROR_IO_PENDING && ::GetLastError() != ERROR_MORE_DATA) {
+    return fail_last();
+  }
+  if (::GetOverlappedResult(end.pipe.get(), &operation, &count, TRUE) != FALSE) return error_none;
+  return ::GetLastError() == ERROR_MORE_DATA ? Error{error_none} : fail_last();
+}
+
+// Ends the read of no bytes. False when the system still has its structure: a thread that ended has left it.
+bool end_watch(const PipeEnd& end) noexcept {
+  constexpr int patience = 1000;  // milliseconds
+  (void)::CancelIo(end.pipe.get());
+  for (int i = 0; i < patience && !HasOverlappedIoCompleted(&end.idle); ++i) ::Sleep(1);
+  return HasOverlappedIoCompleted(&end.idle);
 }
 
 }  // namespace
@@ -23,35 +45,58 @@ HANDLE open_end(const char* name) noexcept {
 Error Pipe::open(const char* name) {
   if (name == nullptr) return fail(error_invalid_name);
   const std::string path = object_name(name);
-  HANDLE opened = open_end(path.c_str());
+  auto end = std::make_unique<PipeEnd>();
+  end->pipe = open_end(path.c_str());
   // The server makes its next instance a moment after each connection.
-  if (opened == INVALID_HANDLE_VALUE && ::GetLastError() == ERROR_PIPE_BUSY &&
+  if (!end->pipe && ::GetLastError() == ERROR_PIPE_BUSY &&
       ::WaitNamedPipeA(path.c_str(), instance_patience_ms) != FALSE) {
-    opened = open_end(path.c_str());
+    end->pipe = open_end(path.c_str());
   }
-  if (opened == INVALID_HANDLE_VALUE) return fail_last();
+  if (!end->pipe) return fail_last();
+  end->done = Handle(::CreateEventA(nullptr, TRUE, FALSE, nullptr));
+  end->stirred = Handle(::CreateEventA(nullptr, FALSE, FALSE, nullptr));
+  if (!end->done || !end->stirred) return fail_last();
   close();
-  native_ = reinterpret_cast<std::intptr_t>(opened);
+  native_ = reinterpret_cast<std::intptr_t>(end.release());
   return error_none;
 }
 
 void Pipe::close() noexcept {
-  if (native_ != none) (void)::CloseHandle(handle_of(std::exchange(native_, none)));
+  if (native_ == none) return;
+  hang_up();
+  std::unique_ptr<PipeEnd> end(end_of(std::exchange(native_, none)));
+  if (!HasOverlappedIoCompleted(&end->idle)) (void)end.release();  // better lost than written to later
 }
 
-void Pipe::hang_up() noexcept { close(); }
+void Pipe::hang_up() noexcept {
+  if (native_ == none) return;
+  PipeEnd& end = *end_of(native_);
+  (void)end_watch(end);
+  end.pipe.close();
+}
 
-void Pipe::watch() noexcept {}
+void Pipe::watch() noexcept {
+  if (native_ == none) return;
+  PipeEnd& end = *end_of(native_);
+  if (!HasOverlappedIoCompleted(&end.idle) || end.closed()) return;
+  end.idle = {};
+  end.idle.hEvent = end.stirred.get();
+  static char nothing;
+  if (::ReadFile(end.pipe.get(), &nothing, 0, nullptr, &end.idle) != FALSE) return;
+  if (::GetLastError() == ERROR_IO_PENDING) return;
+  end.broken = true;
+  (void)::SetEvent(end.stirred.get());
+}
 
 Error Pipe::read_some(std::span<std::byte> into, std::size_t& got) noexcept {
   if (native_ == none) return fail(error_invalid_handle);
+  const PipeEnd& end = *end_of(native_);
   DWORD count = 0;
   do {  // an empty message of the peer is no data
-    const BOOL read = ::ReadFile(handle_of(native_), into.data(), static_cast<DWORD>(into.size()), &count, nullptr);
-    if (read == FALSE && ::GetLastError() != ERROR_MORE_DATA) {
-      const Error error = fail_last();
-      return is_pipe_closed(error) ? fail(error_broken_pipe) : error;
-    }
+    const Error error = wait_for(end, count, [&](OVERLAPPED& operation) {
+      return ::ReadFile(end.pipe.get(), into.data(), static_cast<DWORD>(into.size()), nullptr, &operation);
+    });
+    if (error != error_none) return is_pipe_closed(error) ? fail(error_broken_pipe) : error;
   } while (count == 0 && !into.empty());
   got = count;
   return error_none;
@@ -59,11 +104,13 @@ Error Pipe::read_some(std::span<std::byte> into, std::size_t& got) noexcept {
 
 Error Pipe::write_all(std::span<const std::byte> from) noexcept {
   if (native_ == none) return fail(error_invalid_handle);
+  const PipeEnd& end = *end_of(native_);
   while (!from.empty()) {
     DWORD count = 0;
-    if (::WriteFile(handle_of(native_), from.data(), static_cast<DWORD>(from.size()), &count, nullptr) == FALSE) {
-      return fail_last();
-    }
+    const Error error = wait_for(end, count, [&](OVERLAPPED& operation) {
+      return ::WriteFile(end.pipe.get(), from.data(), static_cast<DWORD>(from.size()), nullptr, &operation);
+    });
+    if (error != error_none) return error;
     from = from.subspan(count);
   }
   return error_none;

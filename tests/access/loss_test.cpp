@@ -48,14 +48,14 @@ class LossTest : public ReportTest {
     connect();
   }
   void TearDown() override {
-    for (Watched* one : {&get, &far, &set}) {
+    for (Watched* one : {&get, &away, &set}) {
       if (one->request != nullptr) (void)oxaClose(one->request);
     }
     session().close();
   }
   void open_all() {
     open(get);
-    open(far, "elsewhere");
+    open(away, "elsewhere");
     open(set);
     (void)peer.requests();
   }
@@ -76,11 +76,11 @@ class LossTest : public ReportTest {
   std::string told;
   std::function<void()> after_loss;
   std::uint32_t last_daemon_id = 0x10;
-  Watched get{*this, "get"}, far{*this, "far"}, set{*this, "set"};
+  Watched get{*this, "get"}, away{*this, "away"}, set{*this, "set"};
 };
 
 OX_RESULT any_request() { return oxaCompUnlock(1); }
-const std::string all_told = "get17 far17 set17 lost ";
+const std::string all_told = "get17 away17 set17 lost ";
 
 TEST_F(LossTest, IsToldOnceToAllHoweverItIsFound) {
   const auto lose_in_request = [&] {
@@ -127,7 +127,7 @@ TEST_F(LossTest, IsToldOnceToAllHoweverItIsFound) {
     EXPECT_EQ(14u, oxaDispatch(0));
     EXPECT_EQ(14u, any_request());
     EXPECT_EQ(-1, oxaGetReportFd());
-    for (Watched* one : {&get, &far, &set}) {
+    for (Watched* one : {&get, &away, &set}) {
       one->then = nullptr;
       EXPECT_EQ(14u, oxaClose(std::exchange(one->request, nullptr)));  // released all the same
     }
@@ -141,7 +141,7 @@ TEST_F(LossTest, CallbacksCloseAndOpenWhileItIsTold) {
   Watched late{*this, "late"};
   open_all();
   get.then = [&] {
-    EXPECT_EQ(14u, oxaClose(std::exchange(far.request, nullptr)));
+    EXPECT_EQ(14u, oxaClose(std::exchange(away.request, nullptr)));
     EXPECT_EQ(14u, oxaAsyGet(nullptr, "map:top", "11", nullptr, 0, 0, note, &late, &late.request));
     EXPECT_EQ(14u, oxaDispatch(0));
     EXPECT_EQ(14u, oxaClose(std::exchange(get.request, nullptr)));
@@ -176,7 +176,7 @@ TEST_F(LossTest, TheNextConnectionRegistersWhatIsOpen) {
        },
        all_told},
       {"in the disconnect callback", [&] { after_loss = again; }, [&] { until_lost(); }, all_told},
-      {"in the callback of a request", [&] { far.then = again; }, [&] { until_lost(); }, all_told},
+      {"in the callback of a request", [&] { away.then = again; }, [&] { until_lost(); }, all_told},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
@@ -194,15 +194,15 @@ TEST_F(LossTest, TheNextConnectionRegistersWhatIsOpen) {
     if (requests.size() == 4) requests.erase(requests.begin());  // the one that found the loss
     ASSERT_EQ(3u, requests.size());
     requests.pop_back();
-    EXPECT_EQ((std::vector{get.registration, far.registration}), requests);
+    EXPECT_EQ((std::vector{get.registration, away.registration}), requests);
 
-    far.then = nullptr;
+    away.then = nullptr;
     deliver({{.command = 2, .error = 84, .destination_id = get.id}});
     EXPECT_EQ("get84 ", std::exchange(told, ""));
     EXPECT_EQ(0u, oxaClose(ended.request));
     set.request = nullptr;
     (void)peer.requests();
-    for (Watched* one : {&get, &far}) {
+    for (Watched* one : {&get, &away}) {
       peer.answer(reply_bytes({.error = 1}));
       EXPECT_EQ(0u, oxaClose(std::exchange(one->request, nullptr)));
     }
