@@ -1,10 +1,10 @@
 // oxevent: sends, awaits, lists and cancels events.
-#include <chrono>
 #include <cstdio>
 
 #include "tools/cli.h"
 #include "tools/event_options.h"
 #include "tools/event_output.h"
+#include "tools/following.h"
 
 namespace {
 
@@ -20,6 +20,7 @@ struct Options {
   uint32_t timeout = 0;
   std::string persistent;
   bool traps = false;
+  bool no_reconnect = false;
   std::vector<uint32_t> ids;
 };
 
@@ -111,6 +112,7 @@ OX_RESULT OX_CALL on_events(void*, uint32_t, void* argument, evmsg* list, OX_RES
     std::fputs("oxevent: events have been lost here\n", stderr);
     return OX_OK;
   }
+  if (code == OX_ECLOSED) return OX_OK;  // the session's matter: the wait goes on in the next one
   if (code != OX_OK) {
     waiting.failure = code;
     return code;
@@ -120,9 +122,6 @@ OX_RESULT OX_CALL on_events(void*, uint32_t, void* argument, evmsg* list, OX_RES
   for (const evmsg* event = events.get(); event != nullptr; event = oxeEvmsgNext(event)) ++waiting.seen;
   return OX_OK;
 }
-
-bool connection_lost = false;
-void OX_CALL on_disconnect(uint32_t, OX_RESULT, uint32_t) { connection_lost = true; }
 
 void* open_wait(const Options& options, Waiting& waiting) {
   const tool::FilterPtr filter = options.criteria.make();
@@ -138,24 +137,12 @@ void* open_wait(const Options& options, Waiting& waiting) {
   return wait;
 }
 
-int wait(const Options& options) {
-  using clock = std::chrono::steady_clock;
-  constexpr uint32_t forever = 0xFFFFFFFF;
-  tool::open_session(on_disconnect);
+int wait(const CLI::App& app, const Options& options) {
+  tool::Following following(app, !options.no_reconnect, options.timeout);
   Waiting waiting{options};
   void* const opened = open_wait(options, waiting);
-  const auto end = clock::now() + std::chrono::seconds(options.timeout);
-  bool in_time = true;
-  while (waiting.goes_on() && !connection_lost && in_time) {
-    uint32_t left = forever;
-    if (options.timeout != 0) {
-      const auto rest = std::chrono::ceil<std::chrono::milliseconds>(end - clock::now()).count();
-      in_time = rest > 0;
-      left = in_time ? static_cast<uint32_t>(rest) : 0;
-    }
-    if (in_time && oxaDispatch(left) != OX_OK) break;
+  while (waiting.goes_on() && following.turn()) {
   }
-  if (connection_lost) throw tool::Failure("manager", OX_ECLOSED);
   (void)(options.persistent.empty() ? oxeEventWaitClose(opened) : oxeEventWaitCloseEx(opened));
   tool::require(waiting.failure, "wait");
   if (waiting.goes_on() && options.count != 0) throw std::runtime_error("the time is over");
@@ -191,6 +178,8 @@ int main(int argc, char** argv) {
                                                     "go on where the wait of this name ended, also after a restart");
   wait_command->add_flag("--traps", options.traps, "only events that came from traps")->excludes(persistent);
 
+  tool::add_no_reconnect(*wait_command, options.no_reconnect);
+
   auto* const log = app.add_subcommand("log", "List the event log, mark or delete events in it");
   log->require_subcommand(1);
   auto* const list = log->add_subcommand("list", "Print the events of the log");
@@ -213,7 +202,7 @@ int main(int argc, char** argv) {
       "Exit code: 0 done, 1 the request failed (its error text is on stderr), 2 usage.");
   return tool::run(app, tool::arguments(argc, argv), [&] {
     if (send_command->parsed()) return send(options);
-    if (wait_command->parsed()) return wait(options);
+    if (wait_command->parsed()) return wait(app, options);
     if (cancel_command->parsed()) return cancel(options);
     if (check->parsed()) return mark_log(options, &oxeEvlogCheck);
     if (uncheck->parsed()) return mark_log(options, &oxeEvlogUncheck);

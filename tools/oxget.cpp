@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "tools/cli.h"
+#include "tools/following.h"
 #include "tools/node_output.h"
 
 namespace {
@@ -18,6 +19,7 @@ struct Options {
   uint32_t timeout = 0;
   bool watch = false;
   uint32_t count = 0;
+  bool no_reconnect = false;
 };
 
 std::string joined(const std::vector<std::string>& names) {
@@ -46,7 +48,8 @@ struct Watch {
 void OX_CALL on_report(void*, void* argument, dnode* list, OX_RESULT code) {
   Watch& watch = *static_cast<Watch*>(argument);
   const tool::NodesPtr owner(list);
-  if (!watch.goes_on()) return;  // several come in one turn
+  if (!watch.goes_on()) return;                       // several come in one turn
+  if (code == OX_ECLOSED && list == nullptr) return;  // the session's matter: the request goes on in the next one
   if (code == OX_ETOOMANY) {
     std::fputs("oxget: reports have been lost here\n", stderr);
   } else if (list == nullptr) {
@@ -58,21 +61,16 @@ void OX_CALL on_report(void*, void* argument, dnode* list, OX_RESULT code) {
   }
 }
 
-bool connection_lost = false;
-void OX_CALL on_disconnect(uint32_t, OX_RESULT, uint32_t) { connection_lost = true; }
-
-int watch(const Options& options) {
-  constexpr uint32_t forever = 0xFFFFFFFF;
-  tool::open_session(on_disconnect);
+int watch(const CLI::App& app, const Options& options) {
+  tool::Following following(app, !options.no_reconnect, 0);
   const std::string names = joined(options.names);
   Watch watched{options};
   void* request = nullptr;
   tool::require(oxaAsyGet(manager(options), options.component.c_str(), names.c_str(), nullptr, options.bits,
                           options.timeout, on_report, &watched, &request),
                 options.component);
-  while (watched.goes_on() && !connection_lost && oxaDispatch(forever) == OX_OK) {
+  while (watched.goes_on() && following.turn()) {
   }
-  if (connection_lost) throw tool::Failure("manager", OX_ECLOSED);
   tool::require(watched.failure, options.component + " " + names);
   tool::require(oxaClose(request), options.component);
   return tool::exit_ok;
@@ -109,6 +107,7 @@ int main(int argc, char** argv) {
   app.add_option("-o,--options", options.bits, "option bits of the request");
   auto* watching = app.add_flag("-w,--watch", options.watch, "go on: print the values, then every change of them");
   app.add_option("-n,--count", options.count, "with --watch: end after that many reports")->needs(watching);
+  tool::add_no_reconnect(app, options.no_reconnect)->needs(watching);
   app.add_option("-m,--manager", options.manager, "name of the manager (default: the local one)");
   app.footer(
       "Examples:\n"
@@ -118,5 +117,6 @@ int main(int argc, char** argv) {
       "  oxget system:system obj.cmn.cmnName.0 --format '%C %V\\n'\n"
       "  oxget --watch 'node:*' .system.sysUpTime.0 -t 10\n"
       "Exit code: 0 all values read, 1 an error (its text on stderr or beside the value), 2 usage.");
-  return tool::run(app, tool::arguments(argc, argv), [&] { return options.watch ? watch(options) : get(options); });
+  return tool::run(app, tool::arguments(argc, argv),
+                   [&] { return options.watch ? watch(app, options) : get(options); });
 }
