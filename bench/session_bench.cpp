@@ -1,11 +1,14 @@
-// A request's round trip beside a bare stream socket with one write and one read of the same sizes. The other end is
-// a process of the same kind in both cases, and all run on one CPU.
+// A session with a manager that does nothing. A request's round trip beside a bare stream socket with one write and one
+// read of the same sizes. The other end is a process of the same kind in both cases, and all run on one CPU.
 #include <benchmark/benchmark.h>
 #include <sched.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -76,8 +79,11 @@ void install() {
   if (oxbAddAmibTree((home / "bench.def").c_str()) != 0) give_up("tree");
 }
 
+pid_t server = 0;  // the process that plays the manager
+
 void serve_session(int listener) {
-  if (fork() != 0) return;
+  server = fork();
+  if (server != 0) return;
   const int session = accept(listener, nullptr, nullptr);
   close(listener);
   std::array<unsigned char, 256> greeting;
@@ -87,7 +93,19 @@ void serve_session(int listener) {
   answer(session);
 }
 
-bool open_session() {
+bool lost = false;
+void OX_CALL on_loss(std::uint32_t, OX_RESULT, std::uint32_t) { lost = true; }
+
+void connect(int listener) {
+  serve_session(listener);
+  if (const OX_RESULT result = oxaInit(on_loss)) {
+    std::fprintf(stderr, "oxaInit gives %u\n", result);
+    std::exit(1);
+  }
+}
+
+// Where sessions are served from.
+int open_session() {
   stay_on_one_cpu();
   if (std::getenv("OXBASE_SYSTEM") == nullptr) {
     std::string root = (fs::temp_directory_path() / "oxbench-XXXXXX").string();
@@ -100,14 +118,14 @@ bool open_session() {
   if (!address.set(path) || bind(listener, address.get(), address.size()) != 0 || listen(listener, 1) != 0) {
     give_up("listen");
   }
-  serve_session(listener);
-  close(listener);
   install();
-  if (const OX_RESULT result = oxaInit(nullptr)) {
-    std::fprintf(stderr, "oxaInit gives %u\n", result);
-    std::exit(1);
-  }
-  return true;
+  connect(listener);
+  return listener;
+}
+
+int session_listener() {
+  static const int listener = open_session();
+  return listener;
 }
 
 int open_bare_socket() {
@@ -123,13 +141,28 @@ int open_bare_socket() {
 }
 
 void request_round_trip(benchmark::State& state) {
-  static const bool opened = open_session();
-  benchmark::DoNotOptimize(opened);
+  benchmark::DoNotOptimize(session_listener());
   for (auto _ : state) {
     if (oxaCompUnlock2(1, manager) != 0) state.SkipWithError("the request failed");
   }
 }
 BENCHMARK(request_round_trip)->UseRealTime();
+
+// From the manager's death to the callback that tells it, in a process that waits.
+void loss_is_told(benchmark::State& state) {
+  using Clock = std::chrono::steady_clock;
+  const int listener = session_listener();
+  for (auto _ : state) {
+    const auto start = Clock::now();
+    (void)kill(server, SIGKILL);
+    while (!lost) (void)oxaDispatch(1000);
+    state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+    (void)waitpid(server, nullptr, 0);
+    lost = false;
+    connect(listener);
+  }
+}
+BENCHMARK(loss_is_told)->Iterations(200)->UseManualTime();
 
 void request_round_trip_rival_socket(benchmark::State& state) {
   static const int socket = open_bare_socket();
