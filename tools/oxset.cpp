@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "tools/cli.h"
+#include "tools/diagnosis.h"
 #include "tools/node_output.h"
 #include "tools/value_argument.h"
 
@@ -58,7 +59,14 @@ void manage(const Options& options, uint32_t code) {
   node = oxdNext(node);
   tool::require(oxdSetAmibName(node, name_argument), options.component);
   tool::require(oxdSetText(node, entry.c_str()), options.component);
-  tool::require(oxaMgmtControl(manager_of(options), code, list.get(), nullptr), options.component);
+  const OX_RESULT result = oxaMgmtControl(manager_of(options), code, list.get(), nullptr);
+  if (result == OX_ENOTYPE && options.manager.empty()) {
+    throw tool::Explained(
+        options.component, result,
+        {"the manager knows no component type " + type, "write \"comptype: " + type + "\" into " + oxcGetWorkdir() +
+                                                            "/public/comptype/user.def, then start the manager again"});
+  }
+  tool::require(result, options.component);
 }
 
 void write_values(const Options& options) {

@@ -3,7 +3,7 @@
 namespace ox::manager {
 
 OX_RESULT Directory::find_type(std::string& type) const {
-  type = Vocabulary::canonical_type(type);
+  type = vocabulary_.canonical_type(type);
   return vocabulary_.has_type(type) ? OX_RESULT{OX_OK} : OX_RESULT{OX_ENOTYPE};
 }
 

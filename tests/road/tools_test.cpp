@@ -63,6 +63,7 @@ TEST(Tools, ReadWriteAndRefuse) {
       {"oxset -nopass ruleEnt:night 11.13.10.0 1", "0 "},
       {"oxget ruleEnt:* 11.13", "0 ruleEnt:night  obj.ruleEnt.ruleRequest.0  1\n"},
       {"oxset --delete ruleEnt:night", "0 "},
+      {"oxset --add router:r1", "~1 write \"comptype: router\" into "},
       {"oxget ruleEnt:night 11.13", "~1 error 84: "},
       {"oxget node:v1", "~2 names is required"},
       {"oxget node:v1 x --json -f y", "~2 excludes"},
