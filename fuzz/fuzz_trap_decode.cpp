@@ -1,19 +1,17 @@
 // SNMP traps: what is accepted can be read, and most of it goes out again and comes back as it was.
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
 #include <oxbase/oxc.h>
 #include <oxbase/oxd.h>
 #include <oxbase/oxs.h>
 
+#include "fuzz/target.h"
 #include "snmp/trap.h"
 
 namespace {
 
-void expect(bool condition) {
-  if (!condition) std::abort();
-}
+using ox::fuzz::expect;
 
 // Reads every field; a node of an exception value, which cannot be sent, gets the value NULL.
 void visit(const oxsSnmpTrap& trap) {
@@ -29,38 +27,30 @@ void visit(const oxsSnmpTrap& trap) {
 
 bool same_text(const char* a, const char* b) { return a == nullptr || b == nullptr ? a == b : std::strcmp(a, b) == 0; }
 
-// As a trap of version 1, which carries all but the request's number.
-void send_again(oxsSnmpTrap& trap) {
-  trap.pduType = OXS_TRAP;
-  void* wire = nullptr;
-  std::uint32_t length = 0;
-  expect(ox::snmp::encode_trap(&trap, wire, length) == OX_OK);
-  oxsSnmpTrap again{};
-  expect(ox::snmp::decode_trap(wire, length, again) == OX_OK);
-  // A single number, left of an identifier of two, is written with a second one.
-  const bool single = trap.enterprise != nullptr && std::strchr(trap.enterprise, '.') == nullptr;
-  expect(single || same_text(trap.enterprise, again.enterprise));
-  expect(trap.agentAddress == again.agentAddress);
-  expect(trap.genericTrap == again.genericTrap && trap.specificTrap == again.specificTrap);
-  expect(trap.timeStamp == again.timeStamp && trap.communityLength == again.communityLength);
-  void* rewritten = nullptr;
-  std::uint32_t rewritten_length = 0;
-  expect(ox::snmp::encode_trap(&again, rewritten, rewritten_length) == OX_OK);
-  expect(length == rewritten_length && std::memcmp(wire, rewritten, length) == 0);
-  oxcMemFree(wire);
-  oxcMemFree(rewritten);
-  oxsSnmpTrapFree(&again);
+OX_RESULT encode(const oxsSnmpTrap& trap, void** wire, std::uint32_t* length) {
+  return ox::snmp::encode_trap(&trap, *wire, *length);
+}
+OX_RESULT decode(const void* bytes, std::uint32_t size, oxsSnmpTrap* trap) {
+  return ox::snmp::decode_trap(bytes, size, *trap);
+}
+int release(oxsSnmpTrap& trap) { return oxsSnmpTrapFree(&trap), 0; }
+
+// A single number, left of an identifier of two, is written with a second one.
+bool same(const oxsSnmpTrap& a, const oxsSnmpTrap& b) {
+  const bool single = a.enterprise != nullptr && std::strchr(a.enterprise, '.') == nullptr;
+  return (single || same_text(a.enterprise, b.enterprise)) && a.agentAddress == b.agentAddress &&
+         a.genericTrap == b.genericTrap && a.specificTrap == b.specificTrap && a.timeStamp == b.timeStamp &&
+         a.communityLength == b.communityLength;
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+void ox::fuzz::run(std::string_view input) {
   oxsSnmpTrap trap{};
-  const OX_RESULT result = ox::snmp::decode_trap(data, static_cast<std::uint32_t>(size), trap);
+  const OX_RESULT result = decode(input.data(), static_cast<std::uint32_t>(input.size()), &trap);
   expect(result == OX_OK || (result == OX_EDECODE && trap.bindings == nullptr && trap.community == nullptr));
-  if (result != OX_OK) return 0;
+  if (result != OX_OK) return;
   visit(trap);
-  send_again(trap);
-  oxsSnmpTrapFree(&trap);
-  return 0;
+  trap.pduType = OXS_TRAP;  // of version 1, which carries all but the request's number
+  stable(trap, decode, encode, release, same);
 }

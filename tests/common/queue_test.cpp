@@ -45,7 +45,7 @@ class QueueTest : public testing::Test {
 TEST_F(QueueTest, DeletionAtEveryPlaceKeepsTheInvariants) {
   using Row = std::tuple<const char*, char, const char*>;
   for (const auto& [before, removed, after] :
-       {Row{"abc", 'a', "bc"}, Row{"abc", 'b', "ac"}, Row{"abc", 'c', "ab"}, Row{"a", 'a', ""}}) {
+       {Row{"abc", 'a', "bc"}, Row{"abc", 'b', "ac"}, Row{"abc", 'c', "ab"}, Row{"a", 'a', ""}, Row{"", 'a', ""}}) {
     SCOPED_TRACE(before + std::string(" - ") + removed);
     Item* head = list(before);
     EXPECT_EQ(OX_OK, oxcQueueDel(&head, &at(removed)));
