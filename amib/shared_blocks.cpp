@@ -162,6 +162,12 @@ void shm_close_all() {
   while (registry != nullptr) close_entry(registry, Closing::all);
 }
 
+OX_RESULT shm_take_name(std::uint32_t key) {
+  const auto error = SharedBlock::take_name(block_name(key).text);
+  if (error == platform::error_not_supported || error == platform::error_access_denied) return OX_ETREEEXISTS;
+  return error == platform::error_file_not_found ? OX_RESULT{OX_ENOSHM} : code_of_platform_error(error);
+}
+
 ShmEntry* search_shm_entry(std::uint32_t key) {
   OX_TRACE(trace::general, "<S:search_shm_entry(%ld)>\n", trace::number(key));
   ShmEntry* entry = registry;

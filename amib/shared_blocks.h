@@ -52,6 +52,10 @@ OX_RESULT shm_release(std::uint32_t key, const void* base);
 
 void shm_close_all();
 
+// Takes the name from a block that any process holds; those keep it. 193; 416 when its holders cannot be parted from
+// it.
+OX_RESULT shm_take_name(std::uint32_t key);
+
 // Null when there is none.
 ShmEntry* search_shm_entry(std::uint32_t key);
 ShmHandle* search_shm_handle(const ShmEntry* entry, const void* base);

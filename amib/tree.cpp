@@ -130,6 +130,17 @@ void give_up_tree(std::uint32_t key) {
   context<Builder>().built_key = 0;
 }
 
+// The directory goes first: nobody attaches to a tree of which some blocks are gone.
+OX_RESULT supersede_tree(std::uint32_t key) {
+  const OX_RESULT result = shm_take_name(key);
+  if (result != OX_OK && result != OX_ENOSHM) return result;
+  for (std::uint32_t i = 1; i < block_slots; ++i) {
+    const OX_RESULT taken = shm_take_name(key + i);
+    if (taken != OX_OK && taken != OX_ENOSHM) return taken;
+  }
+  return result;
+}
+
 OX_RESULT delete_tree(std::uint32_t key) {
   const bool held = search_shm_entry(key) != nullptr;
   ShmView block;
@@ -161,6 +172,11 @@ void OX_CALL oxbInitAmibTree(uint32_t key) {
     amib::select_tree(key);
     return OX_OK;
   });
+}
+
+OX_RESULT OX_CALL oxbSupersedeAmibTree(uint32_t key) {
+  OX_ENTRY("oxbSupersedeAmibTree", ":%u", key);
+  return traced("oxbSupersedeAmibTree", [&] { return amib::supersede_tree(key); });
 }
 
 OX_RESULT OX_CALL oxbDeleteAmibTree(uint32_t key) {

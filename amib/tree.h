@@ -61,6 +61,8 @@ struct Selection {
 void set_selection(const Selection& selection);
 
 void select_tree(std::uint32_t key);
+// Takes the names from a tree's blocks, wherever they are held.
+OX_RESULT supersede_tree(std::uint32_t key);
 OX_RESULT delete_tree(std::uint32_t key);
 // The same for a tree that this process has mapped; cannot fail.
 void give_up_tree(std::uint32_t key);

@@ -4,6 +4,8 @@
 #include <asio/signal_set.hpp>
 #include <csignal>
 #include <new>
+#include <optional>
+#include <utility>
 
 #include <oxbase/oxb.h>
 #include <oxbase/oxc.h>
@@ -14,6 +16,7 @@
 #include "manager/requests/manager.h"
 #include "manager/sessions/server.h"
 #include "manager/traps/receiver.h"
+#include "manager/tree_wait.h"
 #include "platform/named_event.h"
 #include "platform/server/program.h"
 #include "platform/service.h"
@@ -50,10 +53,6 @@ int fail(const std::string& text, platform::Error error) {
                      : "see that there is room and that " + system() + " can be written, then start it again");
 }
 
-void log_fault(const std::string& file, std::uint32_t line, const std::string& text) {
-  log(Severity::error, file + ':' + std::to_string(line) + ": " + text);
-}
-
 // The installation's files can be read and written. The exit code.
 int find_installation() {
   const std::string work = oxcGetWorkdir();
@@ -78,25 +77,28 @@ int hold_mark(platform::ServiceMark& mark) {
               "nothing, when it is the right one; else end it (kill " + id + ") or work elsewhere: OXBASE_SYSTEM");
 }
 
-int hold_definitions() {
+// The definition files in use, and whether the tree is one of older files.
+struct Definitions {
+  std::vector<std::string> files;
+  bool outdated = false;
+};
+
+int hold_definitions(FaultList& faults, Definitions& definitions) {
   bool sound = true;
-  const auto files = amib_files(log_fault, sound);
-  if (files.empty()) {
-    return fail("there are no definition files in " + join(oxcGetWorkdir(), "public", "amib"),
-                "make-installation '" + system() + "' lays down what is missing");
+  definitions.files = sound_amib_files(faults.sink(), sound);
+  if (definitions.files.empty()) {
+    return fail("there are no sound definition files in " + join(oxcGetWorkdir(), "public", "amib"),
+                "make-installation '" + system() + "' lays down what is missing; else " + see_check);
   }
-  const OX_RESULT result = hold_tree(files, log_fault);
+  const OX_RESULT result = hold_tree(definitions.files, definitions.outdated);
   if (result == OX_OK) return 0;
-  if (result == OX_ETREEEXISTS) {
-    return fail("running processes still hold an AMIB of other definition files",
-                "end the processes that oxtrace lists, then start it again");
-  }
   return fail(std::string("the AMIB cannot be loaded: ") + oxcStrError(result), see_check);
 }
 
 // A fault of the manager's own files is an event, too, as soon as there can be one.
 void tell_fault(Manager& manager, const std::string& file, const std::string& text) {
-  log_fault(file, 0, text);
+  log(Severity::error, file + ": " + text);
+  manager.faults.add(file + ": " + text);
   asio::post(manager.loop, [&manager, detail = file + ": " + text] {
     try {
       (void)manager.events.submit(own_event(4, "a file of the manager is damaged or refuses changes", detail), "oxmgrd",
@@ -109,21 +111,22 @@ void tell_fault(Manager& manager, const std::string& file, const std::string& te
 
 // Reads what the manager needs beside the tree. A fault in the types' files is logged, and the rest is used.
 bool take_up(Manager& manager, const std::string& data) {
-  (void)manager.vocabulary.read(oxcGetWorkdir(), log_fault);
+  const FaultSink faults = manager.faults.sink();
+  (void)manager.vocabulary.read(oxcGetWorkdir(), faults);
   const auto tell = [&manager](const std::string& file, std::uint32_t, const std::string& text) {
     tell_fault(manager, file, text);
   };
-  return ensure_directory(data) && manager.journal.load(manager.store, log_fault) && manager.events.open(tell);
+  return ensure_directory(data) && manager.journal.load(manager.store, faults) && manager.events.open(tell);
 }
 
 // Faulty lines leave the settings as they are.
-void read_settings_again(Settings& running) {
+void read_settings_again(Manager& manager) {
   const std::string file = settings_file();
   Settings fresh;
-  if (!read_settings(file, fresh, log_fault)) {
+  if (!read_settings(file, fresh, manager.faults.sink())) {
     return log(Severity::warning, "asked to read " + file + " again: it has faults, so the settings stay as they are");
   }
-  const Changes changes = take_over(fresh, running);
+  const Changes changes = take_over(fresh, manager.settings);
   std::string text = "settings read again from " + file;
   if (changes.at_once.empty() && changes.at_restart.empty()) text += ": nothing has changed";
   if (!changes.at_once.empty()) text += "; changed: " + changes.at_once;
@@ -138,12 +141,12 @@ class Reload {
     if (platform::reload_signal != 0) signals_.add(platform::reload_signal);
   }
 
-  void obey(Settings& running) {
+  void obey(Manager& manager) {
     if (platform::reload_signal == 0) return;
-    signals_.async_wait([this, &running](const asio::error_code& error, int) {
+    signals_.async_wait([this, &manager](const asio::error_code& error, int) {
       if (error) return;
-      read_settings_again(running);
-      obey(running);
+      read_settings_again(manager);
+      obey(manager);
     });
   }
 
@@ -151,7 +154,18 @@ class Reload {
   asio::signal_set signals_;
 };
 
-int serve(Manager& manager) {
+// One event for each definition or settings file with faults.
+void announce_faults(Manager& manager) {
+  for (const FaultList::File& file : manager.faults.files()) {
+    const std::uint64_t more = file.faults - 1;
+    const std::string detail =
+        file.first + (more == 0 ? "" : "; " + std::to_string(more) + " more, see oxmgrd --check");
+    (void)manager.events.submit(own_event(3, file.path + " has faults", detail), "oxmgrd",
+                                [](OX_RESULT, const Bytes&) {});
+  }
+}
+
+int serve(Manager& manager, const Definitions& definitions) {
   platform::NamedEvent started;
   if (const auto error = started.create(base_event, platform::Access::machine)) {
     return fail("the base services' event cannot be made", error);
@@ -168,6 +182,9 @@ int serve(Manager& manager) {
         "ended by signal " + std::to_string(signal) + ", " + std::to_string(oxcGetMemValue(1)) + " blocks in use");
     manager.loop.stop();
   });
+  announce_faults(manager);
+  std::optional<TreeWait> wait;
+  if (definitions.outdated) wait.emplace(manager, definitions.files);
   TrapReceiver traps(manager);
   if (manager.settings.trap_port != 0) traps.start();
   manager.events.check();
@@ -185,14 +202,17 @@ int run_daemon() {
   Reload reload(loop);
   platform::ServiceMark mark;
   if (find_installation() != 0 || hold_mark(mark) != 0) return 1;
+  FaultList faults;
   Settings settings;
-  (void)read_settings(settings_file(), settings, log_fault);
-  if (hold_definitions() != 0) return 1;
+  (void)read_settings(settings_file(), settings, faults.sink());
+  Definitions definitions;
+  if (hold_definitions(faults, definitions) != 0) return 1;
   const std::string data = join(oxcGetWorkdir(), "data");
   Manager manager(loop, settings, data);
-  reload.obey(manager.settings);
+  reload.obey(manager);
+  manager.faults = std::move(faults);
   const int code = take_up(manager, data)
-                       ? serve(manager)
+                       ? serve(manager, definitions)
                        : fail("the component store or the event log in " + data + " cannot be read", see_check);
   (void)oxbDeleteAmibTree(OXB_TREE);
   return code;

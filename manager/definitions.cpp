@@ -1,10 +1,7 @@
 #include "manager/definitions.h"
 
-#include <algorithm>
-
 #include <oxbase/oxb.h>
 #include <oxbase/oxc.h>
-#include <oxbase/oxf.h>
 
 #include "manager/base/file_list.h"
 #include "manager/base/paths.h"
@@ -12,62 +9,75 @@
 namespace ox::manager {
 namespace {
 
-// Whether the tree that exists was made of these files.
-OX_RESULT use_existing(const std::vector<std::string>& files) {
-  std::vector<oxbFileEntry> entries(files.size());
-  oxbFileEntry* list = nullptr;
-  for (std::size_t i = 0; i < files.size(); ++i) {
-    entries[i].path = files[i].c_str();
-    (void)oxcQueueAdd(&list, &entries[i]);
+// A list of files for the library.
+class Entries {
+ public:
+  explicit Entries(const std::vector<std::string>& files) : entries_(files.size()) {
+    for (std::size_t i = 0; i < files.size(); ++i) {
+      entries_[i].path = files[i].c_str();
+      (void)oxcQueueAdd(&list_, &entries_[i]);
+    }
   }
-  return oxbUseAlreadyExistAmibTree(list);
+  Entries(const Entries&) = delete;
+  Entries& operator=(const Entries&) = delete;
+
+  [[nodiscard]] oxbFileEntry* list() { return list_; }
+  // Those that are loaded, or are not.
+  [[nodiscard]] std::vector<std::string> files(bool loaded) const {
+    std::vector<std::string> found;
+    for (const oxbFileEntry& entry : entries_) {
+      if ((entry.done != 0) == loaded) found.emplace_back(entry.path);
+    }
+    return found;
+  }
+
+ private:
+  std::vector<oxbFileEntry> entries_;
+  oxbFileEntry* list_ = nullptr;
+};
+
+OX_RESULT build(const std::vector<std::string>& files) {
+  Entries entries(files);
+  return oxbLoadAmibFiles(entries.list(), nullptr, nullptr);
 }
 
 }  // namespace
 
-std::vector<std::string> amib_files(const FaultSink& faults, bool& sound) {
-  return definition_files(join(oxcGetWorkdir(), "public", "amib"), faults, sound);
-}
-
-OX_RESULT load_in_passes(std::vector<std::string>& files) {
-  OX_RESULT first_error = OX_OK;
-  std::size_t before = 0;
-  do {
-    before = files.size();
-    first_error = OX_OK;
-    std::vector<std::string> failed;
-    for (std::string& file : files) {
-      const OX_RESULT result = oxbAddAmibTree(file.c_str());
-      if (result == OX_OK) continue;
-      if (first_error == OX_OK) first_error = result;
-      if (result == OX_ETREEEXISTS) return result;
-      failed.push_back(std::move(file));
-    }
-    files = std::move(failed);
-  } while (!files.empty() && files.size() < before);
-  return first_error;
-}
-
-void report_load_error(const std::string& file, OX_RESULT result, const FaultSink& faults) {
-  const char* at = nullptr;
-  std::uint32_t line = 0;
-  (void)oxfGetErrorFile(&at, &line);
-  faults(at != nullptr ? at : file, line, oxcStrError(result));
-}
-
-OX_RESULT hold_tree(const std::vector<std::string>& files, const FaultSink& faults) {
-  if (files.empty()) return OX_ENOTFOUND;
-  oxbInitAmibTree(OXB_TREE);
-  if (use_existing(files) == OX_OK) return OX_OK;
-  oxbInitAmibTree(OXB_TREE);
-  std::vector<std::string> rest = files;
-  const OX_RESULT result = load_in_passes(rest);
-  if (result == OX_ETREEEXISTS) return result;
-  for (const std::string& file : rest) {
-    const OX_RESULT fault = oxbAddAmibTree(file.c_str());  // once more, for its position
-    report_load_error(file, fault, faults);
+std::vector<std::string> sound_amib_files(const FaultSink& faults, bool& sound) {
+  const std::string directory = join(oxcGetWorkdir(), "public", "amib");
+  const std::vector<std::string> files = amib_files(directory, faults, sound);
+  LibraryFaults told{faults};
+  if (files.empty()) {
+    faults(directory, 0, "no definition files");
+    sound = false;
+    return files;
   }
-  return result;
+  Entries entries(files);
+  oxbInitAmibTree(OXB_SCRATCH_TREE);
+  OX_RESULT result = oxbLoadAmibFiles(entries.list(), LibraryFaults::note, &told);
+  const std::vector<std::string> loaded = entries.files(true);
+  for (const std::string& file : entries.files(false)) faults(file, 0, "left out; the other files are used without it");
+  if (!loaded.empty()) result = oxbCheckAmibTexts(nullptr, LibraryFaults::note, &told);
+  if (result != OX_OK && told.sound) LibraryFaults::note(&told, directory.c_str(), 0, result, "");
+  (void)oxbDeleteAmibTree(OXB_SCRATCH_TREE);
+  oxbInitAmibTree(OXB_TREE);
+  sound = sound && told.sound;
+  return loaded;
+}
+
+OX_RESULT hold_tree(const std::vector<std::string>& files, bool& outdated) {
+  outdated = false;
+  if (files.empty()) return OX_ENOTFOUND;
+  Entries entries(files);
+  oxbInitAmibTree(OXB_TREE);
+  if (oxbUseAlreadyExistAmibTree(entries.list()) == OX_OK) return OX_OK;
+  oxbInitAmibTree(OXB_TREE);
+  OX_RESULT result = build(files);
+  if (result == OX_ETREEEXISTS && oxbSupersedeAmibTree(OXB_TREE) == OX_OK) result = build(files);
+  if (result != OX_ETREEEXISTS) return result;
+  result = oxbInit(OXB_TREE);
+  outdated = result == OX_OK;
+  return result == OX_ENOSHM ? build(files) : result;  // the last holder has just gone
 }
 
 }  // namespace ox::manager

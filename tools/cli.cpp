@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <memory>
 #include <new>
-#include <random>
 #include <vector>
 
 #include "tools/diagnosis.h"
@@ -68,36 +67,36 @@ void open_session(oxaDisconnect on_disconnect) {
 
 namespace {
 
-// A base key that no other process is likely to use, clear of the system's keys: a tree takes the 2047 keys after it.
-uint32_t private_key() { return 0x10000000u + std::random_device()() % 0x20000u * 2048u; }
+void OX_CALL tell(void* fault, const char* file, uint32_t line, OX_RESULT code, const char* subject) {
+  (*static_cast<const Fault*>(fault))(file, line, code, subject);
+}
 
 }  // namespace
 
-void load_tree(const std::vector<std::string>& files, const Fault& fault) {
-  struct Position {
-    OX_RESULT code;
-    std::string file;
-    uint32_t line;
-  };
-  oxbInitAmibTree(private_key());
-  std::vector<std::string> waiting = files;
-  std::vector<Position> faults;
-  while (!waiting.empty()) {
-    std::vector<std::string> failed;
-    faults.clear();
-    for (const std::string& file : waiting) {
-      const OX_RESULT code = oxbAddAmibTree(file.c_str());
-      if (code == OX_OK) continue;
-      const char* place = nullptr;
-      uint32_t line = 0;
-      (void)oxfGetErrorFile(&place, &line);
-      faults.push_back({code, place != nullptr ? place : file, line});
-      failed.push_back(file);
-    }
-    if (failed.size() == waiting.size()) break;  // no progress
-    waiting = std::move(failed);
+void load_tree(const std::vector<std::string>& files, Fault fault) {
+  std::vector<oxbFileEntry> entries(files.size());
+  oxbFileEntry* list = nullptr;
+  for (std::size_t i = 0; i < files.size(); ++i) {
+    entries[i].path = files[i].c_str();
+    (void)oxcQueueAdd(&list, &entries[i]);
   }
-  for (const Position& position : faults) fault(position.file, position.line, position.code);
+  bool told = false;
+  Fault noting = [&](const std::string& file, uint32_t line, OX_RESULT code, const std::string& subject) {
+    told = true;
+    fault(file, line, code, subject);
+  };
+  oxbInitAmibTree(OXB_SCRATCH_TREE);
+  const OX_RESULT result = oxbLoadAmibFiles(list, tell, &noting);
+  if (!told) require(result, "definition files");
+}
+
+void check_texts(const char* file, Fault fault) {
+  require(oxbCheckAmibTexts(file, tell, &fault), file != nullptr ? file : "enumerations and descriptions");
+}
+
+std::string fault_line(const std::string& file, uint32_t line, OX_RESULT code, const std::string& subject) {
+  return file + ":" + std::to_string(line) + ": error " + std::to_string(code) + ": " +
+         (subject.empty() ? "" : on_one_line(subject) + ": ") + error_text(code);
 }
 
 std::vector<std::string> definition_files() {
@@ -106,7 +105,7 @@ std::vector<std::string> definition_files() {
   }
   const std::string directory = std::string(oxcGetWorkdir()) + "/public/amib";
   oxfFileList* list = nullptr;
-  require(oxfGetFileList(directory.c_str(), ".def", 0, &list), directory);
+  require(oxbGetAmibFiles(".def", &list), directory);
   const Owner<oxfFileList, oxfFileListFree> owner(list);
   std::vector<std::string> files;
   for (const oxfFileList* file = list; file != nullptr; file = oxfGetFileNext(file)) {
@@ -118,9 +117,15 @@ std::vector<std::string> definition_files() {
 
 void attach_tree() {
   if (oxbInit(OXB_TREE) == OX_OK) return;
-  load_tree(definition_files(), [](const std::string& file, uint32_t line, OX_RESULT code) {
-    throw Failure(file + ":" + std::to_string(line), code);
-  });
+  std::string left_out;
+  load_tree(definition_files(),
+            [&](const std::string& file, uint32_t line, OX_RESULT code, const std::string& subject) {
+              if (file == left_out) return;
+              left_out = file;
+              std::fprintf(stderr, "%s; the file is left out\n", fault_line(file, line, code, subject).c_str());
+            });
+  uint32_t root = 0;
+  require(oxbEntry("", &root), "definition files");
 }
 
 }  // namespace tool

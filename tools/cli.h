@@ -63,13 +63,16 @@ std::vector<std::string> arguments(int argc, char** argv);
 void open_session(oxaDisconnect on_disconnect = nullptr);
 
 // Attaches the manager's attribute tree; without a manager, loads the installation's definition files into a tree of
-// this process's own.
+// this process's own, as far as they are sound: the others are named on the standard error stream.
 void attach_tree();
 
-// Loads definition files into a tree of this process's own, in any order: a file whose parents stand in a later one is
-// tried again. Calls `fault` for every file that cannot be loaded, with the position of its first fault.
-using Fault = std::function<void(const std::string& file, uint32_t line, OX_RESULT code)>;
-void load_tree(const std::vector<std::string>& files, const Fault& fault);
+// Loads definition files into a tree of this process's own, in any order. Calls `fault` for every fault of every file.
+using Fault = std::function<void(const std::string& file, uint32_t line, OX_RESULT code, const std::string& subject)>;
+void load_tree(const std::vector<std::string>& files, Fault fault);
+// The same for a file of enumerations or descriptions; null: all of the installation.
+void check_texts(const char* file, Fault fault);
+// "file:line: error 61: AMIB: text"
+std::string fault_line(const std::string& file, uint32_t line, OX_RESULT code, const std::string& subject);
 
 // The installation's attribute definition files, in reading order.
 std::vector<std::string> definition_files();

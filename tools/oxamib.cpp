@@ -1,4 +1,5 @@
 // oxamib: the attribute tree.
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -120,13 +121,42 @@ int expand(const std::string& pattern) {
   return tool::exit_ok;
 }
 
-int check(std::vector<std::string> files) {
-  if (files.empty()) files = tool::definition_files();
+std::string name_of(const std::string& path) {
+  const std::string name = path.substr(path.find_last_of("/\\") + 1);
+  return name;
+}
+
+bool is_text_file(const std::string& path) { return path.ends_with(".enm") || path.ends_with(".dsc"); }
+
+// The files to be checked and what they need: those of the installation, save for one that a given file of the same
+// name is to take the place of.
+std::vector<std::string> beside_installation(const std::vector<std::string>& files) {
+  std::vector<std::string> all;
+  if (*oxcGetWorkdir() != '\0') all = tool::definition_files();
+  for (const std::string& file : files) {
+    std::erase_if(all, [&](const std::string& installed) { return name_of(installed) == name_of(file); });
+  }
+  for (const std::string& file : files) {
+    if (!is_text_file(file)) all.push_back(file);
+  }
+  return all;
+}
+
+// Without names, the whole installation. A fault of a file that was not named is no fault of those that were.
+int check(const std::vector<std::string>& files) {
   int result = tool::exit_ok;
-  tool::load_tree(files, [&](const std::string& file, uint32_t line, OX_RESULT code) {
-    std::printf("%s:%u: error %u: %s\n", file.c_str(), line, code, tool::error_text(code).c_str());
-    result = tool::exit_failed;
-  });
+  const tool::Fault fault = [&](const std::string& file, uint32_t line, OX_RESULT code, const std::string& subject) {
+    const bool asked = files.empty() || std::find(files.begin(), files.end(), file) != files.end();
+    (void)std::fprintf(asked ? stdout : stderr, "%s\n", tool::fault_line(file, line, code, subject).c_str());
+    if (asked) result = tool::exit_failed;
+  };
+  tool::load_tree(files.empty() ? tool::definition_files() : beside_installation(files), fault);
+  uint32_t root = 0;
+  if (oxbEntry("", &root) != OX_OK) return result;  // nothing to look up the texts' paths in
+  if (files.empty()) tool::check_texts(nullptr, fault);
+  for (const std::string& file : files) {
+    if (is_text_file(file)) tool::check_texts(file.c_str(), fault);
+  }
   return result;
 }
 
@@ -165,7 +195,9 @@ int main(int argc, char** argv) {
   auto* deploy = app.add_subcommand("expand", "expand the braces of a pattern");
   deploy->add_option("pattern", pattern, "such as 'system.{sysName,sysDescr}.0'")->required();
   auto* checker = app.add_subcommand("check", "check definition files; faults as file:line: text");
-  checker->add_option("files", files, "files, in any order (default: those of the installation)");
+  checker->add_option(
+      "files", files,
+      "*.def, *.enm, *.dsc, in any order, as if they stood in the installation (default: all of its own)");
   auto* enumeration = app.add_subcommand("enum", "the names of an attribute's values");
   enumeration->add_option("path", enumerated, "the attribute")->required();
   app.footer(

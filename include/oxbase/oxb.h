@@ -86,6 +86,14 @@ OX_API OX_RESULT OX_CALL oxbUseAlreadyExistAmibTree(oxbFileEntry* list);
  */
 OX_API OX_RESULT OX_CALL oxbDeleteAmibTree(uint32_t key);
 
+/*
+ * For the tree's owner: makes room for a new tree of the base key while other processes hold the old one. They keep it
+ * until they attach again.
+ * Returns 0; 193 when there is no such tree; 416 where a block's name cannot be taken from its holders (Windows, or
+ * blocks of another account): nothing is changed then; a platform error.
+ */
+OX_API OX_RESULT OX_CALL oxbSupersedeAmibTree(uint32_t key);
+
 /* ---- Nodes ------------------------------------------------------------------------------------------------------
  * One load each, no checks: the reference must be that of a node of the attached tree.
  */

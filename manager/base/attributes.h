@@ -38,4 +38,8 @@ enum class ManagementArgument : std::uint32_t {
 // What the manager counts: the numbers of "sysmib.oxTraps", from 1.
 [[nodiscard]] inline Oid trap_figure_path(std::uint32_t number) { return {10, 100, number, 0}; }
 
+// What it finds wrong: the count and the texts of "sysmib.oxFaults", from 1.
+inline const Oid fault_count_path{10, 101, 1, 0};
+[[nodiscard]] inline Oid fault_text_path(std::uint32_t number) { return {10, 101, 2, number}; }
+
 }  // namespace ox::manager

@@ -13,4 +13,7 @@ namespace ox::manager {
 [[nodiscard]] std::vector<std::string> definition_files(const std::string& directory, const FaultSink& faults,
                                                         bool& sound);
 
+// Those of the AMIB; the directory is for the fault alone.
+[[nodiscard]] std::vector<std::string> amib_files(const std::string& directory, const FaultSink& faults, bool& sound);
+
 }  // namespace ox::manager

@@ -1,14 +1,16 @@
-// What the manager counts: values of "system:system".
+// What the manager counts and finds wrong: values of "system:system".
 #pragma once
 
 #include <vector>
 
+#include "manager/base/fault_list.h"
 #include "manager/snmp/value_reader.h"
 #include "manager/traps/books.h"
 
 namespace ox::manager {
 
 // In the order of their paths; none for any other component.
-[[nodiscard]] std::vector<Figure> figures_of(const TrapBooks& traps, const ComponentName& component);
+[[nodiscard]] std::vector<Figure> figures_of(const TrapBooks& traps, const FaultList& faults,
+                                             const ComponentName& component);
 
 }  // namespace ox::manager

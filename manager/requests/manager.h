@@ -4,6 +4,7 @@
 #include <asio/io_context.hpp>
 #include <string>
 
+#include "manager/base/fault_list.h"
 #include "manager/base/job.h"
 #include "manager/base/settings.h"
 #include "manager/components/collected.h"
@@ -36,7 +37,7 @@ struct Manager {
         clients(with.max_report_bytes),
         directory(vocabulary, store),
         reader(loop, settings, directory, store, snmp, jobs,
-               [this](const ComponentName& component) { return figures_of(trap_books, component); }),
+               [this](const ComponentName& component) { return figures_of(trap_books, faults, component); }),
         writer(loop, settings, directory, store, snmp, jobs,
                {.commit = [this](std::span<const Change> batch) { return commit(batch); },
                 .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
@@ -78,6 +79,7 @@ struct Manager {
   Subscriptions subscriptions;
   PersistentWaits waits;
   TrapBooks trap_books;
+  FaultList faults;
 };
 
 }  // namespace ox::manager

@@ -12,6 +12,7 @@ void Clients::open(std::uint32_t session, std::uint32_t process, std::unique_ptr
   Client& opened = client(session);
   opened.process = process;
   opened.announcer = std::move(announcer);
+  if (on_open_) on_open_(process);
 }
 
 Outbox& Clients::outbox(std::uint32_t session) { return client(session).outbox; }

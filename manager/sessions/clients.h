@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <utility>
 
 #include "manager/reports/outbox.h"
 #include "platform/server/pipe_server.h"
@@ -18,6 +19,9 @@ class Clients {
   void open(std::uint32_t session, std::uint32_t process, std::unique_ptr<platform::Announcer> announcer);
   // Of a client without announcer too: it fetches unasked, or not at all.
   [[nodiscard]] Outbox& outbox(std::uint32_t session);
+  // Called with the process of every client that opens from now on.
+  void on_open(std::function<void(std::uint32_t process)> call) { on_open_ = std::move(call); }
+  [[nodiscard]] bool none() const { return clients_.empty(); }
   [[nodiscard]] bool has(std::uint32_t session) const { return clients_.contains(session); }
   // One line in the log about a client that loses reports.
   void warn_of_loss(std::uint32_t session) const;
@@ -41,6 +45,7 @@ class Clients {
   [[nodiscard]] Client& client(std::uint32_t session);
 
   std::size_t most_report_bytes_;
+  std::function<void(std::uint32_t process)> on_open_;
   std::map<std::uint32_t, Client> clients_;
 };
 

@@ -29,7 +29,10 @@ struct AgentWork {
 
 NodePtr figure_node(const Figure& figure) {
   NodePtr node = named_node(figure.path);
-  if (oxdSetCounter64(node.get(), figure.value) != OX_OK) throw std::bad_alloc();
+  const auto* const text = std::get_if<std::string>(&figure.value);
+  const OX_RESULT result = text != nullptr ? oxdSetText(node.get(), text->c_str())
+                                           : oxdSetCounter64(node.get(), std::get<std::uint64_t>(figure.value));
+  if (result != OX_OK) throw std::bad_alloc();
   return node;
 }
 

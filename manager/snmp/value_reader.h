@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "manager/base/job.h"
@@ -19,7 +20,7 @@ namespace ox::manager {
 // A value that is counted and kept nowhere.
 struct Figure {
   Oid path;
-  std::uint64_t value = 0;
+  std::variant<std::uint64_t, std::string> value;  // Counter64, DisplayString
 };
 // A component's figures, in the order of their paths.
 using FigureSource = std::function<std::vector<Figure>(const ComponentName&)>;

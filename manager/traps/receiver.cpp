@@ -120,6 +120,7 @@ void TrapReceiver::start() {
     log(Severity::error, text + ": " + error.message() +
                              "; next: free that port, or set another TrapPort or TrapAddress, and start oxmgrd again "
                              "(a port below 1024 needs CAP_NET_BIND_SERVICE or root)");
+    manager_.faults.add(text + ": " + error.message());
     return tell(4, text, error.message(), [](OX_RESULT, const Bytes&) {});
   }
   platform::set_receive_space(socket_, settings.trap_buffer);

@@ -108,6 +108,25 @@ TEST_F(TreeTest, NodesOfBlocksAddedLaterAreNotFollowed) {
   EXPECT_EQ(0, other.result());
 }
 
+// Where a name belongs to its holders, the tree stays as it is.
+TEST_F(TreeTest, AnOlderTreeGivesWayWhereItCan) {
+  EXPECT_NE(0u, oxbSupersedeAmibTree(OXB_TREE));
+  load_small_tree();
+  OtherProcess other("last");
+  other.signal();
+  ASSERT_TRUE(other.wait());
+  ASSERT_EQ(0u, oxbDeleteAmibTree(OXB_TREE));
+  ASSERT_EQ(416u, add("new.def", "newer amibtop.1" + test::leaf));
+  const OX_RESULT result = oxbSupersedeAmibTree(OXB_TREE);
+  ASSERT_EQ(result == 0 ? 0u : 416u, add("new.def", "newer amibtop.1" + test::leaf));
+  other.signal();
+  EXPECT_EQ(0, other.result());
+  platform::SharedBlock block;
+  EXPECT_EQ(result == 0 ? platform::error_none : platform::error_file_not_found,
+            block.open("Global\\ox1121", platform::SharedBlock::Mode::read));
+  EXPECT_TRUE(result == 0 || result == 416) << result;
+}
+
 TEST_F(TreeTest, TheLastHolderTakesItAlong) {
   load_small_tree();
   OtherProcess other("last");

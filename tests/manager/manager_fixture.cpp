@@ -46,7 +46,8 @@ std::string ManagerTest::shown(dnode* node) {
 void ManagerTest::SetUp() {
   test::lay_down_installation();
   bool sound = true;
-  ASSERT_EQ(0u, hold_tree(amib_files(no_faults, sound), no_faults));
+  bool outdated = false;
+  ASSERT_EQ(0u, hold_tree(sound_amib_files(no_faults, sound), outdated));
   start_manager();
 }
 

@@ -4,10 +4,12 @@
 #include <thread>
 
 #include <oxbase/oxa.h>
+#include <oxbase/oxb.h>
 #include <oxbase/oxc.h>
 
 #include "access/session.h"
 #include "platform/pipe.h"
+#include "platform/shared_block.h"
 #include "tests/road/daemon.h"
 #include "tests/support/installation.h"
 #include "tests/support/scripted_peer.h"
@@ -229,6 +231,59 @@ TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
     EXPECT_NE(std::string::npos, output.find(fault)) << fault << " in:\n" << output;
   }
   EXPECT_EQ(std::string::npos, output.find("site.def:4: ")) << output;
+}
+
+// What others have put into the installation costs nobody but them, and can be asked for later.
+TEST_F(Road, FaultyFilesAreLeftOutAndTold) {
+  lay_down_installation();
+  const std::string folder = work_dir() + "/public/amib/";
+  std::string faults;
+  for (int i = 0; i < 50; ++i) faults += "x obj." + std::to_string(i + 700) + " INT read-only CONF-ACS\n";
+  write_file(folder + "faulty.def", "lost obj.900 AMIBNONE not-accessible NULL-ACS\n" + faults);
+  write_file(folder + "good.def",
+             "site obj.901 AMIBNONE not-accessible NULL-ACS\nsiteA site.1 INTEGER read-only CONF-ACS\n");
+  write_file(folder + "site.enm", "obj.site.siteA:\n{\nup(\n}\n");
+  UdpSocket taken;
+  write_file(work_dir() + "/conf/oxmgrd.cf",
+             "TrapAddress: 127.0.0.1\nTrapPort: " + std::to_string(taken.port()) + "\n");
+  Daemon daemon;
+  EXPECT_NE(std::string::npos, daemon.log().find("faulty.def:2: INT: ")) << daemon.log();
+  EXPECT_EQ(std::string::npos, daemon.log().find("faulty.def:22: ")) << daemon.log();
+  EXPECT_EQ("0 site(901)\n  siteA(1)  INTEGER read-only CONF-ACS\n", run("oxamib tree obj.site"));
+  EXPECT_EQ("1 ", run("oxamib tree obj.lost").substr(0, 2));
+  EXPECT_EQ("0 v1(0)\nv2c(1)\n", run("oxamib enum obj.node.nodeSnmpVersion"));
+  const std::string told = run("oxget system:system sysmib.oxFaults -f '%AN %V\n'");
+  for (const char* fault : {"0 10.101.1.0 53\n10.101.2.1 ", "faulty.def:2: INT: ", "faulty.def:0: left out",
+                            "site.enm:3: up(: ", "no traps are received on 127.0.0.1:"}) {
+    EXPECT_NE(std::string::npos, told.find(fault)) << fault << " in:\n" << told;
+  }
+  const std::string events = run("oxevent log list");
+  for (const char* event : {"faulty.def has faults", "site.enm has faults", "no traps are received"}) {
+    EXPECT_NE(std::string::npos, events.find(event)) << event << " in:\n" << events;
+  }
+}
+
+// Where a name can be taken from its holders, the new tree is there at once; else when nobody holds the old one.
+TEST_F(Road, ChangedDefinitionsBesideALivingClient) {
+  Daemon daemon;
+  ASSERT_EQ(0u, oxaInit(nullptr));
+  ASSERT_EQ(0, daemon.end());
+  write_file(work_dir() + "/public/amib/later.def", "later obj.900 INTEGER read-only CONF-ACS\n");
+  daemon.start();
+  uint32_t node = 0;
+  EXPECT_EQ(125u, oxbEntry("obj.later", &node));
+  EXPECT_EQ(0u, oxbEntry("obj.cmn.cmnName", &node));
+  const auto later = [] { return run("oxamib name obj.later").substr(0, 9); };
+  const bool at_once = platform::SharedBlock::take_name("no such name") == platform::error_file_not_found;
+  EXPECT_EQ(at_once ? "0 11.900 " : "1 oxamib:", later());
+  EXPECT_EQ(at_once, run("oxget system:system sysmib.oxFaults.faultCount.0 -f %V") == "0 0");
+  if (!at_once) {
+    EXPECT_NE(std::string::npos, daemon.log().find("uses the AMIB of older definition files")) << daemon.log();
+  }
+  session().close();
+  (void)oxbDeleteAmibTree(OXB_TREE);
+  for (int i = 0; i < 300 && later() != "0 11.900 "; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_EQ("0 11.900 ", later());
 }
 
 }  // namespace

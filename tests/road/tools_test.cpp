@@ -80,6 +80,8 @@ TEST(Tools, TheTreeWithAndWithoutAManager) {
   write_file(folder + "bad.def",
              "siteB obj.901 AMIBNONE not-accessible NULL-ACS\nsiteC siteB.1 Integer read-only CONF-ACS\n");
   write_file(folder + "orphan.def", "siteD nothing.1 INTEGER read-only CONF-ACS\n");
+  write_file(folder + "icmp.def", "icmp mib-2.5 Integer not-accessible NULL-ACS\n");  // instead of the installed one
+  write_file(folder + "site.enm", "obj.node.nodeSnmpVersion:\n{up\nup\n}\n");
   const std::string definitions = work_dir() + "/public/amib/oxbase.def ";
   const std::vector<Call> calls = {
       {"oxamib tree .2.1", "0 ifNumber(1)  INTEGER read-only SNMP-ACS\n"},
@@ -97,7 +99,10 @@ TEST(Tools, TheTreeWithAndWithoutAManager) {
       {"oxamib check", "0 "},
       {"oxamib check " + definitions + folder + "child.def " + folder + "site.def", "0 "},
       {"oxamib check " + definitions + folder + "bad.def", "~1 " + folder + "bad.def:2: error "},
-      {"oxamib check " + folder + "orphan.def", "~1 " + folder + "orphan.def:1: error 131: "},
+      {"oxamib check " + folder + "orphan.def", "~1 " + folder + "orphan.def:1: error 131: nothing: "},
+      {"oxamib check " + folder + "site.def", "0 "},
+      {"oxamib check " + folder + "icmp.def", "~1 " + folder + "icmp.def:1: error 61: Integer: "},
+      {"oxamib check " + folder + "site.enm", "~1 " + folder + "site.enm:3: error 70: up: "},
   });
   const Daemon daemon;
   expect(calls);
