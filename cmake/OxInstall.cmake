@@ -10,6 +10,10 @@ install(DIRECTORY include/oxbase DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_M
 # The prefix as seen from the pkg-config file, so that the installed tree can be moved.
 file(RELATIVE_PATH OX_PC_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" OX_PC_PREFIX "${OX_PC_PREFIX}")
+# Programs find the library where it was linked from, in a folder of one's own too.
+if(NOT WIN32)
+  set(OX_PC_RPATH "-Wl,-rpath,\${libdir} ")
+endif()
 configure_file(cmake/oxbase.pc.in ${CMAKE_BINARY_DIR}/oxbase.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/oxbase.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

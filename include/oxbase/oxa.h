@@ -59,7 +59,12 @@ OX_API OX_RESULT OX_CALL oxaServiceInit(oxaDisconnect callback);
 /* Waits until the base services have started: tries + 1 attempts, each followed by a second when it fails. 0 or 7. */
 OX_API OX_RESULT OX_CALL oxaWaitForOxbase(uint32_t tries);
 
-/* Makes sure that an interactive user has logged on to the system. Non-zero: the application may go on. */
+/*
+ * Makes sure that an interactive user has logged on to the system. Non-zero: the application may go on. The
+ * installation's setting "Authentication" (registry, docs/files.md) decides: with "OFF", which a new installation has,
+ * it asks nobody; else it starts the dialog program OxLogon and waits for its answer, and gives 0 where there is no
+ * such program.
+ */
 OX_API uint32_t OX_CALL oxaLogon(void);
 
 /*

@@ -10,11 +10,11 @@ pc=$(find "$scratch/tree" -name oxbase.pc)
 export PKG_CONFIG_PATH="${pc%/*}"
 lib=$(pkg-config --variable=libdir oxbase)
 export OXBASE_SYSTEM="$scratch/system"
-"$scratch/tree/bin/make-installation" "$OXBASE_SYSTEM"
+"$scratch/tree/bin/make-installation" >/dev/null
 
 # shellcheck disable=SC2046
 cc -std=c99 -Wall -Wextra -Werror "$2/app.c" -o "$scratch/by-pkg-config" $(pkg-config --cflags --libs oxbase)
-LD_LIBRARY_PATH=$lib "$scratch/by-pkg-config"
+"$scratch/by-pkg-config"
 
 mkdir "$scratch/project"
 cp "$2/app.c" "$scratch/project/"
