@@ -9,6 +9,7 @@
 #include "access/turn.h"
 #include "access/wire.h"
 #include "common/trace.h"
+#include "platform/fork.h"
 
 namespace ox {
 namespace {
@@ -95,6 +96,7 @@ class Kept {
 };
 
 constinit Kept kept;
+[[maybe_unused]] const bool follows_forks = platform::in_forked_child([]() noexcept { kept = Kept(); });
 
 // The reports that were postponed: at most one of each receiver, since the manager waits for the answer to one before
 // it sends the next.

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/fork.h"
 #include "platform/named_event.h"
 
 namespace ox {
@@ -11,6 +12,7 @@ namespace {
 constexpr auto least_time = std::chrono::milliseconds(10);
 
 constinit Turn* running = nullptr;
+[[maybe_unused]] const bool follows_forks = platform::in_forked_child([]() noexcept { running = nullptr; });
 
 }  // namespace
 

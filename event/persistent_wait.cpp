@@ -40,7 +40,6 @@ struct PersistentWait {
 };
 
 constinit WaitList<PersistentWait> waits;
-[[maybe_unused]] const bool follows_forks = platform::in_forked_child([]() noexcept { waits.forget(); });
 constinit std::uint32_t last_wire_id = 0;
 constinit std::uint32_t last_turn = 0;
 
@@ -50,6 +49,10 @@ struct Delivering {
   std::uint32_t connection;  // by which its events came
 };
 constinit Delivering delivering{};
+[[maybe_unused]] const bool follows_forks = platform::in_forked_child([]() noexcept {
+  waits.forget();
+  delivering = {};
+});
 
 PersistentWait* find_by_wire_id(std::uint32_t wire_id) noexcept {
   return waits.find_if([wire_id](const PersistentWait& wait) { return wait.wire_id == wire_id; });

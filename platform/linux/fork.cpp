@@ -1,14 +1,14 @@
 #include "platform/fork.h"
 
 #include <pthread.h>
+#include <time.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cassert>
 #include <cstddef>
 #include <new>
-
-#include "platform/environment.h"
 
 namespace ox::platform {
 namespace {
@@ -16,73 +16,72 @@ namespace {
 template <class Member>
 class Members {
  public:
-  void add(Member* member) noexcept {
+  void add(Member member) noexcept {
     const std::size_t index = count_.fetch_add(1);
     assert(index < members_.size());
     members_[index].store(member);
   }
-  // Up to the first for which `act` is false; how many that was.
-  template <class Act>
-  std::size_t each(Act act) noexcept {
-    std::size_t done = 0;
-    for (std::atomic<Member*>& member : members_) {
-      Member* const present = member.load();
-      if (present == nullptr || !act(*present)) break;
-      ++done;
-    }
-    return done;
-  }
+  [[nodiscard]] std::size_t count() const noexcept { return std::min(count_.load(), members_.size()); }
+  // Null while it is being added.
+  [[nodiscard]] Member at(std::size_t index) const noexcept { return members_[index].load(); }
 
  private:
-  std::array<std::atomic<Member*>, 16> members_{};
+  std::array<std::atomic<Member>, 16> members_{};
   std::atomic<std::size_t> count_{0};
 };
 
-constinit Members<void() noexcept> forgetters;
-constinit Members<std::mutex> locks;
+constinit Members<Forget> forgetters;
+constinit Members<std::mutex*> locks;
 constinit std::mutex one_fork;  // forks of several threads one after the other; guards what follows
-constinit std::size_t held = 0;
+constinit std::size_t known = 0;
+constinit bool held = false;
 
-void release(std::size_t count) noexcept {
-  (void)locks.each([&count](std::mutex& lock) {
-    if (count == 0) return false;
-    --count;
-    lock.unlock();
-    return true;
-  });
+void release(std::size_t first, std::size_t count) noexcept {
+  for (std::size_t i = 0; i < count; ++i) locks.at((first + i) % known)->unlock();
 }
 
-// All or none, so that a holder of one may go on to take another.
+bool wait_for(std::mutex& lock, const timespec& end) noexcept {
+  return ::pthread_mutex_timedlock(lock.native_handle(), &end) == 0;
+}
+
+// Waits for one of them alone, so that its holder may go on to take another, and takes the others if they are free;
+// else waits for the one that was not.
 bool hold_all() noexcept {
-  bool all = true;
-  held = locks.each([&all](std::mutex& lock) { return all = lock.try_lock(); });
-  if (all) return true;
-  release(held);
-  held = 0;
+  timespec end{};
+  (void)::clock_gettime(CLOCK_REALTIME, &end);
+  end.tv_sec += 1;
+  for (std::size_t first = 0; wait_for(*locks.at(first), end);) {
+    std::size_t count = 1;
+    while (count < known && locks.at((first + count) % known)->try_lock()) ++count;
+    if (count == known) return true;
+    release(first, count);
+    first = (first + count) % known;
+  }
   return false;
 }
 
 void before_fork() {
-  constexpr int patience = 1000;  // ms
   one_fork.lock();
-  for (int tries = 0; tries < patience && !hold_all(); ++tries) sleep_ms(1);
+  for (known = 0; known < locks.count() && locks.at(known) != nullptr; ++known) {
+  }
+  held = known != 0 && hold_all();
 }
 
 void in_parent() {
-  release(held);
+  if (held) release(0, known);
   one_fork.unlock();
 }
 
 void in_child() {
-  if (held == 0) {  // whoever had one is not here
-    (void)locks.each([](std::mutex& lock) { return new (&lock) std::mutex() != nullptr; });
+  if (held) {
+    release(0, known);
+  } else {  // whoever had one is not here
+    for (std::size_t i = 0; i < known; ++i) new (locks.at(i)) std::mutex();
   }
-  release(held);
   one_fork.unlock();
-  (void)forgetters.each([](auto& forget) {
-    forget();
-    return true;
-  });
+  for (std::size_t i = 0; i < forgetters.count(); ++i) {
+    if (const Forget forget = forgetters.at(i)) forget();
+  }
 }
 
 [[gnu::constructor]] void watch_forks() { (void)::pthread_atfork(before_fork, in_parent, in_child); }
