@@ -11,7 +11,7 @@ void FaultList::add(const std::string& file, std::uint32_t line, const std::stri
   auto found = std::find_if(files_.begin(), files_.end(), [&](const File& one) { return one.path == file; });
   std::string whole = file + ':' + std::to_string(line) + ": " + text;
   if (found == files_.end()) found = files_.insert(files_.end(), {file, 0, whole});
-  if (++found->faults > most_of_file) {
+  if (line != 0 && ++found->faults > most_of_file) {
     ++count_;
     if (found->faults == most_of_file + 1) log(Severity::error, file + ": more faults, see oxmgrd --check");
     return;

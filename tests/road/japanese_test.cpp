@@ -13,7 +13,7 @@ TEST(JapaneseTools, ErrorTextsAreJapanese) {
   write_file(file, "siteD nothing.1 INTEGER read-only CONF-ACS\n");
   EXPECT_EQ("1 oxamib: .noSuch: error 125: " + as_shown_in_japan("AMIB名に誤りがあるか、定義されていません。") + "\n",
             run("oxamib name .noSuch"));
-  EXPECT_EQ("1 " + file + ":1: error 131: " + as_shown_in_japan("AMIB定義の親が見つかりません。") + "\n",
+  EXPECT_EQ("1 " + file + ":1: error 131: nothing: " + as_shown_in_japan("AMIB定義の親が見つかりません。") + "\n",
             run("oxamib check " + file));
 }
 

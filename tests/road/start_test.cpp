@@ -26,12 +26,8 @@ TEST(Start, ARefusalNamesItsReasonAndTheNextStep) {
   set_value("WorkDir", (root + "-moved").c_str());
   refuses("WorkDir is " + root + "-moved, which is no folder", "correct WorkDir");
   install_settings();
-  refuses("there are no definition files in ", make);
+  refuses("there are no sound definition files in ", make);
   lay_down_installation();
-  const std::string site = work_dir() + "/public/amib/site.def";
-  write_file(site, "siteA nothing.1 INTEGER read-only CONF-ACS\n");
-  refuses("site.def:1: ", "oxmgrd --check");
-  write_file(site, "");
   std::filesystem::remove(work_dir() + "/data");
   write_file(work_dir() + "/data", "no folder");
   refuses("the component store or the event log", "oxmgrd --check");
@@ -39,10 +35,6 @@ TEST(Start, ARefusalNamesItsReasonAndTheNextStep) {
 
 TEST(Start, WhatOthersHoldIsNamed) {
   lay_down_installation();
-  {
-    const Installation of_other_files;
-    refuses("running processes still hold an AMIB", "end the processes that oxtrace lists");
-  }
   {
     const ScriptedPeer peer;
     refuses("another program serves the manager's pipe", "end it");
