@@ -12,7 +12,8 @@ namespace ox::manager {
 
 class FaultList {
  public:
-  // Of the lines of one file that many faults are kept and logged, and of all kinds that many kept; the others are counted.
+  // Of the lines of one file that many faults are kept and logged, and of all kinds that many kept; the others are
+  // counted.
   static constexpr std::uint64_t most_of_file = 20;
   static constexpr std::size_t most = 1000;
 

@@ -263,28 +263,5 @@ TEST_F(Road, FaultyFilesAreLeftOutAndTold) {
   }
 }
 
-// Where a name can be taken from its holders, the new tree is there at once; else when nobody holds the old one.
-TEST_F(Road, ChangedDefinitionsBesideALivingClient) {
-  Daemon daemon;
-  ASSERT_EQ(0u, oxaInit(nullptr));
-  ASSERT_EQ(0, daemon.end());
-  write_file(work_dir() + "/public/amib/later.def", "later obj.900 INTEGER read-only CONF-ACS\n");
-  daemon.start();
-  uint32_t node = 0;
-  EXPECT_EQ(125u, oxbEntry("obj.later", &node));
-  EXPECT_EQ(0u, oxbEntry("obj.cmn.cmnName", &node));
-  const auto later = [] { return run("oxamib name obj.later").substr(0, 9); };
-  const bool at_once = platform::SharedBlock::take_name("no such name") == platform::error_file_not_found;
-  EXPECT_EQ(at_once ? "0 11.900 " : "1 oxamib:", later());
-  EXPECT_EQ(at_once, run("oxget system:system sysmib.oxFaults.faultCount.0 -f %V") == "0 0");
-  if (!at_once) {
-    EXPECT_NE(std::string::npos, daemon.log().find("uses the AMIB of older definition files")) << daemon.log();
-  }
-  session().close();
-  (void)oxbDeleteAmibTree(OXB_TREE);
-  for (int i = 0; i < 300 && later() != "0 11.900 "; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  EXPECT_EQ("0 11.900 ", later());
-}
-
 }  // namespace
 }  // namespace ox::test
