@@ -95,7 +95,7 @@ OX_API OX_RESULT OX_CALL oxcmdMonthMaskSet(int32_t value, uint16_t* mask);
  * a new list, which the caller releases with oxcmdCalenderFree. A null text, "*" and an empty text make none; an empty
  * item ends the list.
  * Returns 0; 86 for more than six parts (the sixth is not used); 70 for an item without parts or a year that is no
- * decimal number, 88; the errors of the parts; 3; 1 for a null output.
+ * decimal number, 88; the errors of what its fields hold; 3; 1 for a null output.
  */
 OX_API OX_RESULT OX_CALL oxcmdStrToCalender(const char* text, oxcmdCalender** list);
 OX_API OX_RESULT OX_CALL oxcmdCalenderFree(oxcmdCalender* list); /* 0, also for null */
