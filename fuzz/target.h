@@ -1,6 +1,7 @@
 // The frame of a fuzz target, included once by each.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -34,7 +35,7 @@ template <class Record, class Encode>
 
 // A record that was decoded goes out, comes back as `same` says, and goes out as the same bytes. Nothing more is asked
 // when the encoder answers `refusal`. Both records are released.
-template <class Record, class Decode, class Encode, class Release, class Same>
+template <class Record, class Decode, class Encode, class Release, std::predicate<const Record&, const Record&> Same>
 void stable(Record record, Decode decode, Encode encode, Release release, Same same, OX_RESULT refusal = OX_OK) {
   std::string once, again;
   const OX_RESULT result = bytes_of(record, encode, once);

@@ -209,6 +209,16 @@ bool is_same_object(int one, int other) noexcept {
          first.st_ino == second.st_ino;
 }
 
+// What stays mapped would keep the lock: the same memory takes its place by the fresh descriptor, in one step, since
+// threads may be reading it.
+void map_anew(const Object::Parts& parts, int fresh) noexcept {
+  void* const same = ::mmap(nullptr, parts.size, PROT_READ | PROT_WRITE, MAP_SHARED, fresh, 0);
+  if (same == MAP_FAILED) return;
+  if (::mremap(same, parts.size, parts.size, MREMAP_MAYMOVE | MREMAP_FIXED, parts.base) == MAP_FAILED) {
+    (void)::munmap(same, parts.size);
+  }
+}
+
 // Removes the object when nobody else holds it. Who that is shows by a descriptor of its own: a lock on the present one
 // is shared by every process that was forked with it.
 void give_up(Object::Parts& parts) noexcept {
@@ -218,10 +228,7 @@ void give_up(Object::Parts& parts) noexcept {
   // Without the lock it stays for the next creator or opener to find. A root that is gone has neither.
   const Descriptor fresh = lock || lock.root_is_gone() ? open_object(parts.name, true) : Descriptor();
   const bool named = fresh && is_same_object(object.get(), fresh.get());
-  // What stays mapped would keep the lock: the same memory takes its place by the fresh descriptor.
-  if (named && parts.base != nullptr) {
-    (void)::mmap(parts.base, parts.size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, fresh.get(), 0);
-  }
+  if (named && parts.base != nullptr) map_anew(parts, fresh.get());
   object.close();  // before the next one, who may be the last then, gets the lock
   if (named && lock_alone(fresh.get())) (void)::shm_unlink(parts.name.c_str());
 }
