@@ -28,11 +28,6 @@ std::uint32_t flag_if(bool condition, std::uint32_t flag) noexcept { return cond
 // A mask of 0 restricts nothing.
 bool allows(std::uint32_t mask, std::uint32_t bit) noexcept { return mask == 0 || (mask >> bit & 1) != 0; }
 
-std::int64_t latest(const oxcmdSchTime* times, std::int64_t time) noexcept {
-  for (; times != nullptr; times = times->next) time = std::max<std::int64_t>({time, times->start, times->end});
-  return time;
-}
-
 }  // namespace
 
 ScheduleMeaning::Day::Day(std::int64_t number) noexcept : midnight(number * day_seconds) {
@@ -47,11 +42,18 @@ ScheduleMeaning::Day::Day(std::int64_t number) noexcept : midnight(number * day_
 
 ScheduleMeaning::ScheduleMeaning(const Schedule& schedule, const ZoneTable& zone) noexcept
     : schedule_(schedule), zone_(zone) {
-  longest_ = latest(schedule.times, longest_);
-  for (const oxcmdCalender* item = schedule.calender; item != nullptr; item = item->next) {
-    longest_ = latest(item->times, longest_);
+  reach(schedule.times);
+  for (const oxcmdCalender* item = schedule.calender; item != nullptr; item = item->next) reach(item->times);
+}
+
+void ScheduleMeaning::reach(const oxcmdSchTime* times) noexcept {
+  for (; times != nullptr; times = times->next) {
+    std::int64_t& longest = is_instant(*times) ? longest_instant_ : longest_range_;
+    longest = std::max<std::int64_t>({longest, times->start, times->end});
   }
 }
+
+std::int64_t ScheduleMeaning::longest() const noexcept { return std::max(longest_range_, longest_instant_); }
 
 std::int64_t ScheduleMeaning::number_of_day(std::int64_t time) const noexcept {
   return floor_div(zone_.wall(time), day_seconds);
@@ -99,9 +101,9 @@ bool ScheduleMeaning::taken_away(Point point, const Day& day, std::int64_t time)
 
 // The days whose times may hold at a moment. One more at each end: the clocks may have been set over midnight.
 template <class Holds>
-bool ScheduleMeaning::any_day(std::int64_t time, Holds holds) const noexcept {
+bool ScheduleMeaning::any_day(std::int64_t time, std::int64_t longest, Holds holds) const noexcept {
   const std::int64_t today = number_of_day(time);
-  const std::int64_t first = today - (longest_ - 1) / day_seconds - 1;
+  const std::int64_t first = today - (longest - 1) / day_seconds - 1;
   if (holds(Day(today))) return true;
   for (std::int64_t number = today + 1; number >= first; --number) {
     if (number != today && holds(Day(number))) return true;
@@ -110,7 +112,8 @@ bool ScheduleMeaning::any_day(std::int64_t time, Holds holds) const noexcept {
 }
 
 bool ScheduleMeaning::of_a_day(Point point, std::int64_t time) const noexcept {
-  return any_day(time, [&](const Day& day) { return given(point, day, time) && !taken_away(point, day, time); });
+  return any_day(time, point == Point::range ? longest_range_ : longest_instant_,
+                 [&](const Day& day) { return given(point, day, time) && !taken_away(point, day, time); });
 }
 
 bool ScheduleMeaning::within_dates(std::int64_t time) const noexcept {
@@ -137,11 +140,13 @@ bool ScheduleMeaning::instant(std::int64_t time) const noexcept {
   return within_dates(time) && of_a_day(Point::instant, time);
 }
 
-std::uint32_t ScheduleMeaning::kinds(std::int64_t time) const noexcept {
-  const bool now = inside(time);
-  const bool before = inside(time - 1);
-  return flag_if(now && !before, OXCMD_OPENS) | flag_if(before && !now, OXCMD_CLOSES) |
-         flag_if(instant(time), OXCMD_INSTANT);
+std::uint32_t ScheduleMeaning::kinds(std::int64_t time, std::uint32_t wanted) const noexcept {
+  std::uint32_t found = 0;
+  if ((wanted & (OXCMD_OPENS | OXCMD_CLOSES)) != 0 && inside(time) != inside(time - 1)) {
+    found = inside(time) ? OXCMD_OPENS : OXCMD_CLOSES;
+  }
+  if ((wanted & OXCMD_INSTANT) != 0 && instant(time)) found |= OXCMD_INSTANT;
+  return found & wanted;
 }
 
 // ---- Searching ----
@@ -194,13 +199,13 @@ bool ScheduleMeaning::days_are_one(std::uint32_t wanted) const noexcept {
 bool ScheduleMeaning::next(std::uint32_t wanted, std::int64_t time, std::int64_t& found) const noexcept {
   std::int64_t best = end_of_time;
   const auto consider = [&](std::int64_t moment) {
-    if (moment > time && moment < best && (kinds(moment) & wanted) != 0) best = moment;
+    if (moment > time && moment < best && kinds(moment, wanted) != 0) best = moment;
   };
   each_date(consider);
   if (!days_are_one(wanted)) {
     std::int64_t last = -1;  // nothing happens behind the last date
     each_date([&](std::int64_t moment) { last = std::max(last, moment); });
-    for (std::int64_t number = number_of_day(time) - longest_ / day_seconds - 1;; ++number) {
+    for (std::int64_t number = number_of_day(time) - longest() / day_seconds - 1;; ++number) {
       const Day day(number);
       const std::int64_t begin = zone_.first_at(day.midnight);
       if (begin >= best || (schedule_.dates != nullptr && begin > last)) break;
@@ -214,7 +219,7 @@ bool ScheduleMeaning::next(std::uint32_t wanted, std::int64_t time, std::int64_t
 bool ScheduleMeaning::previous(std::uint32_t wanted, std::int64_t time, std::int64_t& found) const noexcept {
   std::int64_t best = -1;
   const auto consider = [&](std::int64_t moment) {
-    if (moment < time && moment > best && (kinds(moment) & wanted) != 0) best = moment;
+    if (moment < time && moment > best && kinds(moment, wanted) != 0) best = moment;
   };
   each_date(consider);
   if (!days_are_one(wanted)) {
@@ -222,7 +227,7 @@ bool ScheduleMeaning::previous(std::uint32_t wanted, std::int64_t time, std::int
     each_date([&](std::int64_t moment) { first = std::min(first, moment); });
     for (std::int64_t number = number_of_day(time) + 1;; --number) {
       const Day day(number);
-      const std::int64_t end = zone_.first_at(day.midnight + longest_);
+      const std::int64_t end = zone_.first_at(day.midnight + longest());
       if (end <= best || (schedule_.dates != nullptr && end < first)) break;
       each_moment_of_day(day, consider);
     }
@@ -236,10 +241,10 @@ std::uint32_t ScheduleMeaning::refusal(std::int64_t time) const noexcept {
   const std::uint32_t dates = flag_if(!within_dates(time) && !date_instant(time), OXCMD_DATES);
   if (of_a_day(Point::range, time) || of_a_day(Point::instant, time)) return dates;
   const auto has = [&](const Day& day) { return given(Point::range, day, time) || given(Point::instant, day, time); };
-  if (any_day(time, has)) return dates | OXCMD_CALENDER;
+  if (any_day(time, longest(), has)) return dates | OXCMD_CALENDER;
   // No day that its fields let pass has the time: those of the day that would have it, else of the day itself.
   std::uint32_t fields = 0;
-  const bool timely = any_day(time, [&](const Day& day) {
+  const bool timely = any_day(time, longest(), [&](const Day& day) {
     fields = refused_by_fields(schedule_, day);
     const oxcmdSchTime* times = or_whole(schedule_.times);
     return holds(Point::range, times, day, time) || holds(Point::instant, times, day, time);

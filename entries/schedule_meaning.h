@@ -18,8 +18,8 @@ class ScheduleMeaning {
 
   [[nodiscard]] bool inside(std::int64_t time) const noexcept;
   [[nodiscard]] bool instant(std::int64_t time) const noexcept;
-  // OXCMD_INSTANT, OXCMD_OPENS, OXCMD_CLOSES.
-  [[nodiscard]] std::uint32_t kinds(std::int64_t time) const noexcept;
+  // Which of the wanted kinds (OXCMD_INSTANT, OXCMD_OPENS, OXCMD_CLOSES) the moment is of.
+  [[nodiscard]] std::uint32_t kinds(std::int64_t time, std::uint32_t wanted) const noexcept;
 
   // The nearest moment of one of these kinds after `time`, before it; false when there is none in 32 bits.
   [[nodiscard]] bool next(std::uint32_t wanted, std::int64_t time, std::int64_t& found) const noexcept;
@@ -36,6 +36,9 @@ class ScheduleMeaning {
   };
   enum class Point : std::uint8_t { range, instant };
 
+  void reach(const oxcmdSchTime* times) noexcept;
+  [[nodiscard]] std::int64_t longest() const noexcept;
+
   [[nodiscard]] std::int64_t number_of_day(std::int64_t time) const noexcept;
   [[nodiscard]] static std::uint32_t refused_by_fields(const Schedule& schedule, const Day& day) noexcept;
   [[nodiscard]] static bool names(const oxcmdCalender& item, const Day& day) noexcept;
@@ -44,7 +47,7 @@ class ScheduleMeaning {
   [[nodiscard]] bool given(Point point, const Day& day, std::int64_t time) const noexcept;
   [[nodiscard]] bool taken_away(Point point, const Day& day, std::int64_t time) const noexcept;
   template <class Holds>
-  [[nodiscard]] bool any_day(std::int64_t time, Holds holds) const noexcept;
+  [[nodiscard]] bool any_day(std::int64_t time, std::int64_t longest, Holds holds) const noexcept;
   // By the days alone, whatever the dates say.
   [[nodiscard]] bool of_a_day(Point point, std::int64_t time) const noexcept;
 
@@ -61,7 +64,9 @@ class ScheduleMeaning {
 
   const Schedule& schedule_;
   const ZoneTable& zone_;
-  std::int64_t longest_ = 86'400;  // from a midnight to the end of the day's last time
+  // From a midnight to the end of the day's last time.
+  std::int64_t longest_range_ = 86'400;
+  std::int64_t longest_instant_ = 86'400;
 };
 
 }  // namespace ox

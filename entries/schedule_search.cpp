@@ -7,6 +7,8 @@
 namespace ox {
 namespace {
 
+constexpr std::uint32_t every_kind = OXCMD_INSTANT | OXCMD_OPENS | OXCMD_CLOSES;
+
 using Search = bool (ScheduleMeaning::*)(std::uint32_t, std::int64_t, std::int64_t&) const noexcept;
 
 OX_RESULT search(Search direction, const Schedule* schedule, const oxcZone* zone, std::uint32_t from,
@@ -14,9 +16,9 @@ OX_RESULT search(Search direction, const Schedule* schedule, const oxcZone* zone
   if (schedule == nullptr || zone == nullptr) return OX_EARG;
   const ScheduleMeaning meaning(*schedule, zone->table);
   std::int64_t found = 0;
-  if (!(meaning.*direction)(OXCMD_INSTANT | OXCMD_OPENS | OXCMD_CLOSES, from, found)) return OX_ENOTFOUND;
+  if (!(meaning.*direction)(every_kind, from, found)) return OX_ENOTFOUND;
   if (time != nullptr) *time = static_cast<std::uint32_t>(found);
-  if (kinds != nullptr) *kinds = meaning.kinds(found);
+  if (kinds != nullptr) *kinds = meaning.kinds(found, every_kind);
   return OX_OK;
 }
 
