@@ -147,6 +147,7 @@ enum {
   OX_ERULESCHEDULE = 379,  /* rule waits for its schedule */
   OX_ENOTINSTALLED = 391,  /* base installation absent */
   OX_ENOPIPE = 393,        /* manager pipe not found */
+  OX_ECLIENTS = 394,       /* the manager has as many clients as it may ("MaxClients") */
   OX_ENOV6 = 406,          /* no IPv6 protocol on this machine */
   OX_EV6PREFIX = 412,      /* bad IPv6 prefix */
   OX_ETREEEXISTS = 416,    /* the tree already exists */

@@ -2,11 +2,18 @@
 
 #include <asio/post.hpp>
 #include <new>
+#include <utility>
 
 #include "manager/base/log.h"
 #include "manager/sessions/session.h"
 
 namespace ox::manager {
+namespace {
+
+constexpr std::size_t most_refused = 64;  // that are being told at once; the oldest goes then
+constexpr std::size_t spare_bytes = 64u << 10;
+
+}  // namespace
 
 Server::Server(Manager& manager) : manager_(manager), pipe_(platform::make_pipe_server(manager.loop)) {}
 
@@ -21,21 +28,56 @@ platform::Error Server::start(const char* pipe) {
                       [this](std::unique_ptr<platform::PipeConnection> connection) { accept(std::move(connection)); });
 }
 
+OX_RESULT Server::refusal_of(const platform::PipeConnection& connection) const {
+  if (connection.from_reserve()) return no_descriptors;
+  const bool full = sessions_.size() - refused_.size() >= manager_.settings.max_clients;
+  return full ? OX_RESULT{OX_ECLIENTS} : OX_RESULT{OX_OK};
+}
+
 void Server::accept(std::unique_ptr<platform::PipeConnection> connection) {
-  if (sessions_.size() >= manager_.settings.max_clients) {
-    log(Severity::warning, "client refused: " + std::to_string(sessions_.size()) + " clients are connected");
-    return;
+  try {
+    if (!spare_) spare_ = std::make_unique<std::byte[]>(spare_bytes);
+    return open(connection, refusal_of(*connection));
+  } catch (const std::bad_alloc&) {
+    spare_.reset();
   }
+  try {
+    if (connection) open(connection, OX_ENOMEM);
+  } catch (const std::bad_alloc&) {
+    log(Severity::error, "a client is hung up on: there is not even memory to tell it so");
+  }
+}
+
+// Takes over the connection, unless it throws.
+void Server::open(std::unique_ptr<platform::PipeConnection>& connection, OX_RESULT refusal) {
   while (next_session_ == 0 || sessions_.contains(next_session_)) ++next_session_;
   const std::uint32_t id = next_session_++;
+  const auto session = std::make_shared<Session>(*this, id, refusal);
+  sessions_.emplace(id, session);
   try {
-    const auto session = std::make_shared<Session>(*this, id, std::move(connection));
-    sessions_.emplace(id, session);
-    session->start();
+    if (refusal != OX_OK) refused(id, refusal);
   } catch (const std::bad_alloc&) {
     sessions_.erase(id);
-    log(Severity::error, "client refused: out of memory");
+    throw;
   }
+  session->start(std::move(connection));
+}
+
+void Server::refused(std::uint32_t session, OX_RESULT code) {
+  refused_.push_back(session);
+  ++refused_in_a_row_;
+  if (std::exchange(refusing_, code) != code) {
+    log(Severity::warning, code == OX_ECLIENTS      ? "clients are refused: there are as many as MaxClients allows"
+                           : code == no_descriptors ? "clients are refused: the system gives no more descriptors"
+                                                    : "clients are refused: there is not enough memory");
+  }
+  if (refused_.size() > most_refused) drop(refused_.front(), {});
+}
+
+void Server::taken() {
+  if (std::exchange(refusing_, OX_RESULT{OX_OK}) == OX_OK) return;
+  const std::uint64_t count = std::exchange(refused_in_a_row_, 0);
+  log(Severity::information, "clients are taken again; refused: " + std::to_string(count));
 }
 
 void Server::drop(std::uint32_t id, const std::string& reason) {
@@ -43,9 +85,14 @@ void Server::drop(std::uint32_t id, const std::string& reason) {
   if (found == sessions_.end()) return;
   const auto session = std::move(found->second);
   sessions_.erase(found);
+  std::erase(refused_, id);
   manager_.end_session(id);
-  // The connection may be in the middle of calling one of its handlers.
-  asio::post(manager_.loop, [session] { session->close(); });
+  // The connection may be in the middle of calling one of its handlers: it bears that, but this is kinder.
+  try {
+    asio::post(manager_.loop, [session] { session->close(); });
+  } catch (const std::bad_alloc&) {
+    session->close();
+  }
   if (reason.empty()) return;
   log(Severity::warning, "client of process " + std::to_string(session->process()) + " dropped: " + reason);
 }

@@ -1,6 +1,7 @@
 #include "manager/sessions/session.h"
 
 #include <new>
+#include <utility>
 
 #include "manager/base/log.h"
 #include "manager/requests/router.h"
@@ -8,22 +9,44 @@
 #include "platform/pipe.h"
 
 namespace ox::manager {
+namespace {
 
-Session::Session(Server& server, std::uint32_t id, std::unique_ptr<platform::PipeConnection> connection)
+constexpr auto refusal_patience = std::chrono::seconds(3);  // for a refused client to greet, read its answer and go
+constexpr char out_of_memory[] = "out of memory";
+
+}  // namespace
+
+Session::Session(Server& server, std::uint32_t id, OX_RESULT refusal)
     : server_(server),
       id_(id),
-      connection_(std::move(connection)),
-      process_(connection_->peer_process()),
+      refusal_(refusal),
       timer_(server.manager().loop),
       frames_(server.manager().settings.max_frame) {}
 
-void Session::start() {
-  timer_.expires_after(std::chrono::seconds(server_.manager().settings.greeting_timeout));
+void Session::start(std::unique_ptr<platform::PipeConnection> connection) {
+  connection_ = std::move(connection);
+  process_ = connection_->peer_process();
+  guarded([&] {
+    if (refusal_ != OX_OK) {
+      limit_stay();
+    } else {
+      timer_.expires_after(std::chrono::seconds(server_.manager().settings.greeting_timeout));
+      timer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
+        const auto self = weak.lock();
+        if (!error && self && !self->greeted_) self->drop("no greeting in time");
+      });
+    }
+    read();
+  });
+}
+
+// A client that is refused has its answer soon, or goes without.
+void Session::limit_stay() {
+  timer_.expires_after(refusal_patience);
   timer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
     const auto self = weak.lock();
-    if (!error && self && !self->greeted_) self->drop("no greeting in time");
+    if (!error && self) self->drop("");
   });
-  read();
 }
 
 void Session::close() {
@@ -39,14 +62,26 @@ void Session::drop(const std::string& reason) {
   server_.drop(id_, reason);
 }
 
-// A client for whom there is no memory costs the others nothing.
+// A client for whom there is no memory costs the others nothing. It is told, when that is what its greeting comes to.
 template <class Call>
 void Session::guarded(const Call& call) {
   try {
-    call();
+    return call();
   } catch (const std::bad_alloc&) {
-    drop("out of memory");
+    if (greeting_answered_) return drop(out_of_memory);
   }
+  try {
+    refuse(OX_ENOMEM);
+  } catch (const std::bad_alloc&) {
+    drop(out_of_memory);
+  }
+}
+
+void Session::refuse(OX_RESULT code) {
+  if (std::exchange(refusal_, code) == OX_OK) server_.refused(id_, code);
+  limit_stay();
+  answer_greeting();
+  read();
 }
 
 // Clients end their sessions by closing them: only half a message is worth a line.
@@ -81,9 +116,9 @@ void Session::received(platform::Error error, std::size_t count) {
   if (platform::is_pipe_closed(error)) return peer_closed();
   if (error != platform::error_none) return drop("read error " + std::to_string(error));
   guarded([&] {
-    frames_.append(std::span(input_).first(count));
+    if (!greeting_answered_ || refusal_ == OX_OK) frames_.append(std::span(input_).first(count));
     if (!greeted_) take_greeting();
-    if (greeted_) take_messages();
+    if (greeted_ && refusal_ == OX_OK) take_messages();
     read();
   });
 }
@@ -99,15 +134,32 @@ void Session::take_greeting() {
       break;
   }
   greeted_ = true;
-  timer_.cancel();
+  if (refusal_ == OX_OK) {
+    if (const OX_RESULT code = admit(event_name)) return refuse(code);
+    timer_.cancel();
+    server_.taken();
+  }
+  answer_greeting();
+}
+
+// A client whose event cannot be opened is served, and fetches unasked.
+OX_RESULT Session::admit(const std::string& event_name) {
   std::unique_ptr<platform::Announcer> announcer;
   if (const auto error = connection_->make_announcer(event_name.c_str(), announcer)) {
+    if (error == platform::error_open_failed) return no_descriptors;
     log(Severity::warning, "the reports of process " + std::to_string(process_) +
                                " are not announced: its event cannot be opened: " + std::to_string(error));
   }
   server_.manager().clients.open(id_, process_, std::move(announcer));
+  return OX_OK;
+}
+
+void Session::answer_greeting() {
+  Bytes answer = refusal_ != OX_OK ? greeting_refusal(refusal_) : greeting_answer(server_.manager().settings.max_frame);
+  greeted_ = true;
   answering_ = true;
-  write(greeting_answer(server_.manager().settings.max_frame));
+  write(std::move(answer));
+  greeting_answered_ = true;
 }
 
 void Session::take_messages() {
@@ -157,7 +209,7 @@ Message Session::reply_to(const Message& request, Reply reply) {
 void Session::write(Bytes bytes) {
   output_ = std::move(bytes);
   writing_since_ = std::chrono::steady_clock::now();
-  if (!write_watched_) watch_write(*writing_since_);
+  if (!write_watched_ && refusal_ == OX_OK) watch_write(*writing_since_);
   connection_->write_all(output_, [weak = weak_from_this()](platform::Error error, std::size_t) {
     if (const auto self = weak.lock()) self->written(error);
   });

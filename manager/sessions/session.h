@@ -21,8 +21,9 @@ class Server;
 // nothing more is read. A client that leaves its answer unread for too long is dropped.
 class Session : public std::enable_shared_from_this<Session> {
  public:
-  Session(Server& server, std::uint32_t id, std::unique_ptr<platform::PipeConnection> connection);
-  void start();
+  // `refusal` is what its greeting will be answered with: 0 when it is taken.
+  Session(Server& server, std::uint32_t id, OX_RESULT refusal);
+  void start(std::unique_ptr<platform::PipeConnection> connection);
   // Stops everything; pending handlers and late replies find the session closed.
   void close();
   [[nodiscard]] std::uint32_t process() const { return process_; }
@@ -31,6 +32,10 @@ class Session : public std::enable_shared_from_this<Session> {
   void read();
   void received(platform::Error error, std::size_t count);
   void take_greeting();
+  [[nodiscard]] OX_RESULT admit(const std::string& event_name);
+  void answer_greeting();
+  void refuse(OX_RESULT code);
+  void limit_stay();
   void take_messages();
   void answer_next();
   void reply(const Message& request, Reply reply);
@@ -45,9 +50,10 @@ class Session : public std::enable_shared_from_this<Session> {
 
   Server& server_;
   std::uint32_t id_;
+  OX_RESULT refusal_;
   std::unique_ptr<platform::PipeConnection> connection_;
-  std::uint32_t process_;
-  asio::steady_timer timer_;  // of the greeting, then of unread answers
+  std::uint32_t process_ = 0;
+  asio::steady_timer timer_;  // of the greeting, then of unread answers; of the stay of one that is refused
   std::optional<std::chrono::steady_clock::time_point> writing_since_;
   bool write_watched_ = false;
   FrameReader frames_;
@@ -55,6 +61,7 @@ class Session : public std::enable_shared_from_this<Session> {
   Bytes output_;
   std::deque<Message> waiting_;
   bool greeted_ = false;
+  bool greeting_answered_ = false;
   bool answering_ = false;  // a request is with its handler, or an answer is being written
   bool reading_ = false;
   bool closed_ = false;

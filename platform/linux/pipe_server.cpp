@@ -12,14 +12,17 @@
 #include <asio/post.hpp>
 #include <asio/steady_timer.hpp>
 #include <asio/write.hpp>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
 #include "platform/linux/root.h"
 #include "platform/linux/socket_path.h"
+#include "platform/server/spare_memory.h"
 
 namespace ox::platform {
 namespace {
@@ -27,7 +30,7 @@ namespace {
 using Protocol = asio::local::stream_protocol;
 
 constexpr mode_t socket_mode = 0660;
-constexpr auto accept_pause = std::chrono::milliseconds(200);  // after a failure, as with every descriptor in use
+constexpr auto accept_pause = std::chrono::milliseconds(200);  // after a failure, as without even a reserve
 
 Error error_of(const asio::error_code& code) noexcept {
   if (!code) return error_none;
@@ -82,7 +85,8 @@ class Connection final : public PipeConnection {
   }
 
  public:
-  explicit Connection(Protocol::socket socket) : state_(std::make_shared<State>(std::move(socket))) {}
+  Connection(const Protocol::socket::executor_type& loop, bool from_reserve)
+      : state_(std::make_shared<State>(Protocol::socket(loop))), from_reserve_(from_reserve) {}
   ~Connection() override {
     asio::error_code ignored;
     state_->open = false;
@@ -90,6 +94,14 @@ class Connection final : public PipeConnection {
   }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
+
+  // Takes over the client's socket; throws std::bad_alloc, and has not.
+  [[nodiscard]] bool take(Descriptor& client) {
+    asio::error_code code;
+    state_->socket.assign(Protocol(), client.get(), code);
+    if (!code) (void)client.release();
+    return !code;
+  }
 
   void read_some(std::span<std::byte> into, Handler handler) override {
     state_->socket.async_read_some(asio::buffer(into.data(), into.size()), reply(std::move(handler)));
@@ -99,7 +111,13 @@ class Connection final : public PipeConnection {
     if (state_->gift) sent = send_with(state_->socket.native_handle(), state_->gift.get(), from);
     state_->gift.close();
     from = from.subspan(sent);
-    asio::async_write(state_->socket, asio::buffer(from.data(), from.size()), reply(std::move(handler), sent));
+    try {
+      asio::async_write(state_->socket, asio::buffer(from.data(), from.size()), reply(std::move(handler), sent));
+    } catch (const std::bad_alloc&) {  // what has been sent cannot be taken back
+      asio::error_code ignored;
+      if (sent != 0) state_->socket.close(ignored);
+      throw;
+    }
   }
 
   [[nodiscard]] Error make_announcer(const char*, std::unique_ptr<Announcer>& announcer) override {
@@ -112,6 +130,7 @@ class Connection final : public PipeConnection {
     return error_none;
   }
 
+  [[nodiscard]] bool from_reserve() const override { return from_reserve_; }
   [[nodiscard]] std::uint32_t peer_process() const override {
     ucred peer{};
     socklen_t size = sizeof peer;
@@ -122,6 +141,26 @@ class Connection final : public PipeConnection {
 
  private:
   std::shared_ptr<State> state_;
+  bool from_reserve_;
+};
+
+// A descriptor that is kept back, so that a client can be told when there are no more.
+class Reserve {
+ public:
+  // Whether it is there, or could be had again.
+  [[nodiscard]] bool hold() noexcept {
+    if (!descriptor_) descriptor_ = Descriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    return static_cast<bool>(descriptor_);
+  }
+  // False when it has been given up before.
+  [[nodiscard]] bool give_up() noexcept {
+    const bool held = static_cast<bool>(descriptor_);
+    descriptor_.close();
+    return held;
+  }
+
+ private:
+  Descriptor descriptor_;
 };
 
 // Each client costs a descriptor or two: the usual limit of 1024 is raised as far as the process may.
@@ -158,7 +197,8 @@ class Server final : public PipeServer {
     state_->lock = std::move(lock);
     state_->path = path;
     state_->accepted = std::move(accepted);
-    State::accept(state_);
+    (void)state_->reserve.hold();
+    State::await_client(state_);
     return error_none;
   }
 
@@ -168,26 +208,60 @@ class Server final : public PipeServer {
 
     Protocol::acceptor acceptor;
     asio::steady_timer pause;
+    Reserve reserve;
+    SpareMemory spare;
     Accepted accepted;
     std::string path;
     Descriptor lock;  // held while serving: who has it may take over what it finds
 
-    static void accept(const std::shared_ptr<State>& state) {
-      state->acceptor.async_accept([state](const asio::error_code& code, Protocol::socket socket) {
-        if (!state->acceptor.is_open()) return;
-        if (code) return accept_later(state);
-        accept(state);
-        // A copy: the callee may destroy the server.
-        const Accepted take = state->accepted;
-        take(std::make_unique<Connection>(std::move(socket)));
+    // Asio's own accept would try without a client, too, and take a failure to have a descriptor for it as one.
+    static void await_client(const std::shared_ptr<State>& state) {
+      try {
+        state->acceptor.async_wait(Protocol::acceptor::wait_read, [state](const asio::error_code& code) {
+          if (!state->acceptor.is_open()) return;
+          Descriptor client;
+          bool from_reserve = false;
+          const bool fine = !code && state->accept(client, from_reserve);
+          fine ? await_client(state) : await_client_later(state);
+          if (client) hand_over(state, client, from_reserve);
+        });
+      } catch (const std::bad_alloc&) {
+        await_client_later(state);
+      }
+    }
+
+    static void await_client_later(const std::shared_ptr<State>& state) {
+      state->pause.expires_after(accept_pause);
+      state->pause.async_wait([state](const asio::error_code& code) {
+        if (!code && state->acceptor.is_open()) await_client(state);
       });
     }
 
-    static void accept_later(const std::shared_ptr<State>& state) {
-      state->pause.expires_after(accept_pause);
-      state->pause.async_wait([state](const asio::error_code& code) {
-        if (!code && state->acceptor.is_open()) accept(state);
-      });
+    [[nodiscard]] Descriptor next_client() {
+      const int flags = SOCK_CLOEXEC | SOCK_NONBLOCK;
+      return Descriptor(retry([&] { return ::accept4(acceptor.native_handle(), nullptr, nullptr, flags); }));
+    }
+
+    // False when it has to be tried again later. Without an error there may be no client any more.
+    [[nodiscard]] bool accept(Descriptor& client, bool& from_reserve) {
+      client = next_client();
+      if (!client && (errno == EMFILE || errno == ENFILE) && reserve.give_up()) client = next_client();
+      if (!client) return errno == EAGAIN || errno == ECONNABORTED;
+      from_reserve = !reserve.hold();
+      return true;
+    }
+
+    static void hand_over(const std::shared_ptr<State>& state, Descriptor& client, bool from_reserve) {
+      // A copy: the callee may destroy the server.
+      const Accepted take = state->accepted;
+      try {
+        auto connection = state->spare.make([&] {
+          auto made = std::make_unique<Connection>(state->acceptor.get_executor(), from_reserve);
+          return made->take(client) ? std::move(made) : nullptr;
+        });
+        if (connection) take(std::move(connection));
+      } catch (const std::bad_alloc&) {  // one client that is hung up on, not the end of the loop
+      }
     }
 
     void stop() noexcept {

@@ -33,6 +33,9 @@ class PipeConnection {
   // Makes the announcer of the client whose greeting names that event (platform/notification.h). Called before the
   // answer to the greeting is written, which may carry the client's end of it.
   [[nodiscard]] virtual Error make_announcer(const char* event, std::unique_ptr<Announcer>& announcer) = 0;
+  // It was taken with what is kept in reserve for this: the system gives no more of what a client needs (descriptors,
+  // instances). It is to be told so, and let go: until then, no further one is taken.
+  [[nodiscard]] virtual bool from_reserve() const = 0;
   // The client's process, 0 where the platform does not tell.
   [[nodiscard]] virtual std::uint32_t peer_process() const = 0;
 };

@@ -6,11 +6,13 @@
 #include <asio/windows/stream_handle.hpp>
 #include <asio/write.hpp>
 #include <chrono>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "platform/named_event.h"
+#include "platform/server/spare_memory.h"
 #include "platform/windows/fail.h"
 #include "platform/windows/handle.h"
 #include "platform/windows/private_system.h"
@@ -40,7 +42,7 @@ struct EventAnnouncer final : Announcer {
 
 class Connection final : public PipeConnection {
   struct State {
-    explicit State(stream_handle from) : pipe(std::move(from)) {}
+    explicit State(asio::io_context& loop) : pipe(loop) {}
     stream_handle pipe;
     bool open = true;
 
@@ -55,7 +57,8 @@ class Connection final : public PipeConnection {
   };
 
  public:
-  explicit Connection(stream_handle pipe) : state_(std::make_shared<State>(std::move(pipe))) {}
+  Connection(asio::io_context& loop, bool from_reserve)
+      : state_(std::make_shared<State>(loop)), from_reserve_(from_reserve) {}
   ~Connection() override {
     asio::error_code ignored;
     state_->open = false;
@@ -63,6 +66,8 @@ class Connection final : public PipeConnection {
   }
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
+
+  void take(stream_handle& client) { state_->pipe = std::move(client); }
 
   void read_some(std::span<std::byte> into, Handler handler) override {
     State::read(state_, asio::buffer(into.data(), into.size()), std::move(handler));
@@ -82,6 +87,7 @@ class Connection final : public PipeConnection {
     return error_none;
   }
 
+  [[nodiscard]] bool from_reserve() const override { return from_reserve_; }
   [[nodiscard]] std::uint32_t peer_process() const override {
     ULONG id = 0;
     return ::GetNamedPipeClientProcessId(state_->pipe.native_handle(), &id) != FALSE ? id : 0;
@@ -89,6 +95,7 @@ class Connection final : public PipeConnection {
 
  private:
   mutable std::shared_ptr<State> state_;
+  bool from_reserve_;
 };
 
 class Server final : public PipeServer {
@@ -125,10 +132,12 @@ class Server final : public PipeServer {
     asio::io_context& loop;
     asio::steady_timer pause;
     SecurityAttributes security;
+    SpareMemory spare;
     std::string name;
     Accepted accepted;
     bool serving = false;
-    int missing = 0;  // instances to be made after the pause
+    int missing = 0;    // instances to be made after the pause
+    int listening = 0;  // that wait for clients
     std::vector<std::weak_ptr<stream_handle>> waiting;
 
     Error make_instance(DWORD flags, Handle& instance) {
@@ -138,10 +147,13 @@ class Server final : public PipeServer {
       return instance ? Error{error_none} : fail_last();
     }
 
-    // Makes an instance and waits for its client.
+    // Makes an instance and waits for its client; later, when there is none to be had.
     static void accept(const std::shared_ptr<State>& state) {
-      Handle instance;
-      if (state->make_instance(0, instance) == error_none) return listen(state, std::move(instance));
+      try {
+        Handle instance;
+        if (state->make_instance(0, instance) == error_none) return listen(state, std::move(instance));
+      } catch (const std::exception&) {  // no memory, or no room at the completion port
+      }
       if (state->missing++ != 0) return;
       state->pause.expires_after(accept_pause);
       state->pause.async_wait([state](const asio::error_code& code) {
@@ -150,18 +162,33 @@ class Server final : public PipeServer {
       });
     }
 
+    static void hand_over(const std::shared_ptr<State>& state, stream_handle& client, bool from_reserve) {
+      // A copy: the callee may destroy the server.
+      const Accepted take = state->accepted;
+      try {
+        auto connection = state->spare.make([&] { return std::make_unique<Connection>(state->loop, from_reserve); });
+        if (!connection) return;
+        connection->take(client);
+        take(std::move(connection));
+      } catch (const std::bad_alloc&) {  // one client that is hung up on, not the end of the loop
+      }
+    }
+
     static void listen(const std::shared_ptr<State>& state, Handle instance) {
-      auto pipe = std::make_shared<stream_handle>(state->loop, instance.release());
+      const auto pipe = std::make_shared<stream_handle>(state->loop);
+      pipe->assign(instance.get());
+      (void)instance.release();
       std::erase_if(state->waiting, [](const auto& known) { return known.expired(); });
       state->waiting.push_back(pipe);
       asio::windows::overlapped_ptr operation(state->loop, [state, pipe](const asio::error_code& code, std::size_t) {
         if (!state->serving) return;
+        --state->listening;
         accept(state);
         if (code) return;  // the client is gone already
-        // A copy: the callee may destroy the server.
-        const Accepted accepted = state->accepted;
-        accepted(std::make_unique<Connection>(std::move(*pipe)));
+        // The last instance, and no other could be made: it is the reserve.
+        hand_over(state, *pipe, state->listening == 0);
       });
+      ++state->listening;
       const BOOL connected = ::ConnectNamedPipe(pipe->native_handle(), operation.get());
       const DWORD error = ::GetLastError();
       if (connected == FALSE && error == ERROR_IO_PENDING) {

@@ -8,9 +8,8 @@
 #include <oxbase/oxc.h>
 
 #include "access/session.h"
-#include "platform/pipe.h"
-#include "platform/shared_block.h"
 #include "tests/road/daemon.h"
+#include "tests/road/raw_client.h"
 #include "tests/support/installation.h"
 #include "tests/support/scripted_peer.h"
 #include "tests/support/system_root.h"
@@ -34,40 +33,6 @@ std::string get(const std::string& component, const char* names) {
 
 const std::string a_value = "0 11.1.1.0 = system";
 std::string get_a_value() { return get("system:system", "11.1.1.0"); }
-
-// A client that writes what it likes to the manager's pipe.
-class RawClient {
- public:
-  RawClient() {
-    if (const auto error = pipe_.open("\\\\.\\PIPE\\ox_stdpipe")) {
-      throw std::runtime_error("pipe: " + std::to_string(error));
-    }
-  }
-
-  void send(const std::string& bytes) { (void)pipe_.write_all(std::as_bytes(std::span(bytes))); }
-  // Exactly that many bytes; fewer when the manager has closed the connection.
-  std::string receive(std::size_t count) {
-    std::string bytes(count, '\0');
-    std::size_t at = 0;
-    for (std::size_t got = 0; at < count; at += got) {
-      if (pipe_.read_some(std::as_writable_bytes(std::span(bytes)).subspan(at), got) != platform::error_none) break;
-    }
-    return bytes.substr(0, at);
-  }
-  // Waits until the manager closes the connection, dropping what it sends.
-  void wait_for_end() {
-    while (!receive(1).empty()) {
-    }
-  }
-  // Whether the greeting is accepted.
-  bool greet() {
-    send(half(7) + text("none"));
-    return receive(19).substr(2, 2) == half(0);
-  }
-
- private:
-  platform::Pipe pipe_;
-};
 
 template <class Condition>
 void wait_for(Condition condition) {
@@ -159,6 +124,32 @@ TEST_F(Road, ClientsThatMisbehaveAreDroppedAndCostTheOthersNothing) {
   };
   wait_for([&] { return logged() == reasons; });
   EXPECT_EQ(reasons, logged());
+}
+
+TEST_F(Road, WhoIsOneTooManyIsToldAndTheOthersGoOn) {
+  lay_down_installation();
+  write_file(work_dir() + "/conf/oxmgrd.cf", "MaxClients:\t2\n");
+  Daemon daemon;
+  {
+    RawClient first;
+    RawClient second;
+    ASSERT_TRUE(first.greet() && second.greet());
+    RawClient mute[100];  // cost nothing lasting
+    EXPECT_EQ(394u, oxaInit(nullptr));
+    EXPECT_EQ(394u, oxaInit(nullptr));
+    mute[99].wait_for_end();
+    EXPECT_EQ(394u, oxaInit(nullptr));
+    first.send(request_bytes({.command = 99}));
+    EXPECT_EQ(half(6), first.receive(36).substr(14, 2));
+  }
+  OX_RESULT result = 394;
+  wait_for([&] { return (result = oxaInit(nullptr)) == 0; });
+  EXPECT_EQ(0u, result);
+  const std::string log = daemon.log();
+  const std::size_t told = log.find("clients are refused: there are as many as MaxClients allows");
+  EXPECT_NE(std::string::npos, told);
+  EXPECT_EQ(told, log.rfind("clients are refused")) << log;
+  EXPECT_NE(std::string::npos, log.find("clients are taken again; refused: 10")) << log;
 }
 
 TEST_F(Road, ManySessionsLeaveNothingBehind) {
