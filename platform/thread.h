@@ -1,5 +1,5 @@
-// Threads of the library's own. They take no signal, which are the program's to take where it likes, and the library
-// stays loaded until they have ended.
+// Threads of the library's own. They take no signal, which are the program's to take where it likes. Where there has
+// been one the library stays loaded until the process ends.
 #pragma once
 
 #include <functional>

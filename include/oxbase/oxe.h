@@ -3,8 +3,8 @@
  * told of events as they come.
  *
  * `session` is the name of the manager addressed, null or "" for the local one. Operations that send something return
- * 14 without a session with the manager, 5001 on another thread than the session's (oxa.h), 17 when the connection is
- * lost (oxa.h says what follows), 3 when memory runs out, 71 for a broken reply, or the error that the manager replied.
+ * 14 without a session (in a forked child, too), 5001 on another thread than the session's, 17 when the connection is
+ * lost (oxa.h has the rules of all three), 3 when memory runs out, 71 for a broken reply, or what the manager replied.
  */
 #ifndef OXBASE_OXE_H
 #define OXBASE_OXE_H

@@ -11,27 +11,17 @@
 namespace ox::platform {
 namespace {
 
-struct Start {
-  std::function<void()> body;
-  HMODULE hold;  // a reference to this module; none where it is the program itself
-};
-
-// One more reference to the module that holds this code, which is given back when the thread's code is left for good.
-HMODULE hold_module() noexcept {
+// The module that holds this code stays until the process ends. That the thread held it would not do: after the thread
+// there are the window, which is another thread's, and what has been posted to it.
+void keep_module() noexcept {
   HMODULE module = nullptr;
   static const char inside = 0;
-  (void)::GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, &inside, &module);
-  return module;
+  (void)::GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN, &inside, &module);
 }
 
 DWORD WINAPI run(void* argument) {
-  HMODULE hold = nullptr;
-  {
-    const std::unique_ptr<Start> start(static_cast<Start*>(argument));
-    hold = start->hold;
-    start->body();
-  }
-  if (hold != nullptr) ::FreeLibraryAndExitThread(hold, 0);
+  const std::unique_ptr<std::function<void()>> body(static_cast<std::function<void()>*>(argument));
+  (*body)();
   return 0;
 }
 
@@ -47,13 +37,10 @@ Thread& Thread::operator=(Thread&&) noexcept = default;
 Thread::~Thread() = default;
 
 Thread::Thread(std::function<void()> body) : impl_(std::make_unique<Impl>()) {
-  auto start = std::make_unique<Start>(Start{std::move(body), hold_module()});
+  keep_module();
+  auto start = std::make_unique<std::function<void()>>(std::move(body));
   impl_->thread = Handle(::CreateThread(nullptr, 0, run, start.get(), 0, nullptr));
-  if (!impl_->thread) {
-    const auto error = static_cast<int>(::GetLastError());
-    if (start->hold != nullptr) (void)::FreeLibrary(start->hold);
-    throw std::system_error(error, std::system_category());
-  }
+  if (!impl_->thread) throw std::system_error(static_cast<int>(::GetLastError()), std::system_category());
   (void)start.release();
 }
 
