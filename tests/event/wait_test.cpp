@@ -5,6 +5,7 @@
 #include "platform/registry.h"
 #include "tests/event/event_text.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/system_root.h"
 
 namespace ox::test {
 namespace {
@@ -362,8 +363,9 @@ TEST_F(WaitTest, ALostConnectionIsToldAndTheNextGoesOn) {
   EXPECT_EQ(195u, oxeEventWaitCloseEx(wait));
 }
 
-// What an exception costs is one delivery: it is refused, and the next ones are delivered.
+// What an exception costs is one delivery: it is refused and logged, and the next ones are delivered.
 TEST_F(WaitTest, AnExceptionRefusesItsDelivery) {
+  write_file(system_root() + "/system.log", "");
   void* const plain = open_plain();
   const std::uint32_t plain_id = id;
   void* const wait = open_persistent();
@@ -381,6 +383,10 @@ TEST_F(WaitTest, AnExceptionRefusesItsDelivery) {
   EXPECT_EQ("[7][8][9][7][9]", told);
   EXPECT_EQ((std::vector{fetch_bytes(), fetch_bytes(8, 41), fetch_bytes(8, 41), fetch_bytes(7, 41), fetch_bytes()}),
             peer.requests());
+  const std::string log = read_text(system_root() + "/system.log");
+  const std::size_t known = log.find("which has to catch it: of the application");
+  const std::size_t unknown = log.find("which has to catch it: of an unknown kind");
+  EXPECT_TRUE(known != log.npos && known < unknown && unknown != log.npos) << log;
   close_persistent(wait);
   peer.answer(reply_bytes({.error = 1}));
   EXPECT_EQ(0u, oxeEventWaitClose(plain));
