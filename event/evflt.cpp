@@ -1,5 +1,7 @@
 #include "event/evflt.h"
 
+#include <type_traits>
+
 #include <oxbase/oxc.h>
 
 #include "common/trace.h"
@@ -52,6 +54,12 @@ OX_RESULT switch_on(evflt& filter, std::uint32_t bit, std::uintptr_t value) noex
   return result;
 }
 
+template <class Kind>
+bool number_of(const evflt& filter, const Criterion<Kind>& criterion, std::uint32_t& value) noexcept {
+  if constexpr (std::is_same_v<Kind, Number>) value = filter.*criterion.member;
+  return std::is_same_v<Kind, Number> && filter.has(criterion.bit);
+}
+
 void switch_off(evflt& filter, std::uint32_t bit) noexcept {
   (void)every_criterion([&](const auto& criterion) {
     if (criterion.bit == bit) clear(filter, criterion);
@@ -100,5 +108,21 @@ OX_RESULT OX_CALL oxeEvfltClr(evflt* filter, uint32_t bit) {
     if (filter == nullptr) return OX_EARG;
     event::switch_off(*filter, bit);
     return OX_OK;
+  });
+}
+
+OX_RESULT OX_CALL oxeEvfltGetNumber(const evflt* filter, uint32_t bit, uint32_t* value) {
+  OX_ENTRY("oxeEvfltGetNumber", ":%x:%x:%x", trace::word(filter), bit, trace::word(value));
+  return traced("oxeEvfltGetNumber", [&]() -> OX_RESULT {
+    if (filter == nullptr || value == nullptr) return OX_EARG;
+    OX_RESULT result = OX_ENOTFOUND;
+    (void)event::every_criterion([&](const auto& criterion) {
+      std::uint32_t number = 0;
+      if (criterion.bit != bit || !event::number_of(*filter, criterion, number)) return true;
+      *value = number;
+      result = OX_OK;
+      return false;
+    });
+    return result;
   });
 }

@@ -101,8 +101,7 @@ void tell_fault(Manager& manager, const std::string& file, const std::string& te
   manager.faults.add(file + ": " + text);
   asio::post(manager.loop, [&manager, detail = file + ": " + text] {
     try {
-      (void)manager.events.submit(own_event(4, "a file of the manager is damaged or refuses changes", detail), "oxmgrd",
-                                  [](OX_RESULT, const Bytes&) {});
+      manager.events.tell(4, "a file of the manager is damaged or refuses changes", detail);
     } catch (const std::bad_alloc&) {
       log(Severity::error, "out of memory: no event tells of a fault");
     }
@@ -160,8 +159,7 @@ void announce_faults(Manager& manager) {
     const std::uint64_t more = file.faults - 1;
     const std::string detail =
         file.first + (more == 0 ? "" : "; " + std::to_string(more) + " more, see oxmgrd --check");
-    (void)manager.events.submit(own_event(3, file.path + " has faults", detail), "oxmgrd",
-                                [](OX_RESULT, const Bytes&) {});
+    manager.events.tell(3, file.path + " has faults", detail);
   }
 }
 
@@ -184,8 +182,9 @@ int serve(Manager& manager, const Definitions& definitions) {
   });
   announce_faults(manager);
   std::optional<TreeWait> wait;
-  if (definitions.outdated) wait.emplace(manager, definitions.files);
-  TrapReceiver traps(manager);
+  if (definitions.outdated) wait.emplace(manager.loop, manager.clients, manager.faults, definitions.files);
+  TrapReceiver traps(manager.loop, manager.settings, manager.store.agents(), manager.events, manager.trap_books,
+                     manager.faults);
   if (manager.settings.trap_port != 0) traps.start();
   manager.events.check();
   log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());

@@ -16,13 +16,13 @@ constexpr auto look_interval = std::chrono::seconds(1);
 
 }  // namespace
 
-TreeWait::TreeWait(Manager& manager, std::vector<std::string> files)
-    : manager_(manager), files_(std::move(files)), timer_(manager.loop) {
+TreeWait::TreeWait(asio::io_context& loop, Clients& clients, FaultList& faults, std::vector<std::string> files)
+    : clients_(clients), files_(std::move(files)), timer_(loop) {
   const std::string text =
       "running processes hold the AMIB of older definition files, which is used; the changed files wait until they end";
   log(Severity::warning, text);
-  manager_.faults.add(text);
-  manager_.clients.on_open([](std::uint32_t process) {
+  faults.add(text);
+  clients_.on_open([](std::uint32_t process) {
     log(Severity::warning, "process " + std::to_string(process) +
                                " uses the AMIB of older definition files; the changed files wait until it ends");
   });
@@ -33,7 +33,7 @@ void TreeWait::look_later() {
   timer_.expires_after(look_interval);
   timer_.async_wait([this](const asio::error_code& error) {
     if (error) return;
-    if (manager_.clients.none() && replace()) return;
+    if (clients_.none() && replace()) return;
     look_later();
   });
 }
@@ -47,7 +47,7 @@ bool TreeWait::replace() {
     return false;
   }
   if (outdated) return false;
-  manager_.clients.on_open(nullptr);
+  clients_.on_open(nullptr);
   log(Severity::information, "the AMIB of the changed definition files is in use");
   return true;
 }

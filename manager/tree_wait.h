@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "manager/requests/manager.h"
+#include "manager/base/fault_list.h"
+#include "manager/sessions/clients.h"
 
 namespace ox::manager {
 
@@ -13,13 +14,13 @@ class TreeWait {
  public:
   // Names each client that opens, since it will hold the old tree, and puts the tree of these files in place as soon as
   // nobody does.
-  TreeWait(Manager& manager, std::vector<std::string> files);
+  TreeWait(asio::io_context& loop, Clients& clients, FaultList& faults, std::vector<std::string> files);
 
  private:
   void look_later();
   [[nodiscard]] bool replace();
 
-  Manager& manager_;
+  Clients& clients_;
   std::vector<std::string> files_;
   asio::steady_timer timer_;
 };

@@ -245,6 +245,9 @@ OX_API OX_RESULT OX_CALL oxeEvfltSet(evflt* filter, uint32_t bit, uintptr_t valu
 /* Switches one criterion off. Returns 0, 1 for a null filter. */
 OX_API OX_RESULT OX_CALL oxeEvfltClr(evflt* filter, uint32_t bit);
 
+/* The number of a criterion. Returns 0; 122 for one that is off or holds no number; 1 for a null argument. */
+OX_API OX_RESULT OX_CALL oxeEvfltGetNumber(const evflt* filter, uint32_t bit, uint32_t* value);
+
 /* 1 when the event passes, else 0. A null filter, or one without criteria, passes every event; no filter a null one. */
 OX_API uint32_t OX_CALL oxeEvfltMatch(const evmsg* event, const evflt* filter);
 

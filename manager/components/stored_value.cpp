@@ -52,6 +52,17 @@ NodePtr text_node(const Oid& path, const std::string& text) {
   return node;
 }
 
+NodePtr told_node(const ComponentName& component, const Oid& path, const Value& value) {
+  NodePtr node = value_node(path, value);
+  set_component(node.get(), component);
+  set_response_time(node.get());
+  return node;
+}
+
+NodePtr deleted_node(const ComponentName& component, const Oid& path) {
+  return told_node(component, path, {OX_DELETED, std::string(1, '\0')});
+}
+
 OX_RESULT convert_value(dnode* node, std::uint32_t type) {
   const std::int32_t given = oxdGetValueType(node);
   if (given < 0) return OX_ENOVALUE;

@@ -122,6 +122,11 @@ Sequence EventLog::submit(EventPtr event, const std::string& sender, Done done, 
   return sequence;
 }
 
+void EventLog::tell(std::uint32_t level, const std::string& summary, const std::string& detail, Done done) {
+  if (!done) done = [](OX_RESULT, const Bytes&) {};
+  (void)submit(own_event(level, summary, detail), own_name, std::move(done));
+}
+
 std::optional<Sequence> EventLog::sequence_of(std::uint32_t send_id) const {
   constexpr Sequence round = Sequence{1} << 32;
   const Sequence sequence = (given_ & ~(round - 1)) | send_id;

@@ -63,6 +63,9 @@ class EventLog {
   using Done = std::function<void(OX_RESULT, const Bytes&)>;
   Sequence submit(EventPtr event, const std::string& sender, Done done, bool listed = true);
 
+  // Logs an event of the manager about itself.
+  void tell(std::uint32_t level, const std::string& summary, const std::string& detail, Done done = nullptr);
+
   // The sequence of the event with that send identifier, logged or not; nothing when there was none yet.
   [[nodiscard]] std::optional<Sequence> sequence_of(std::uint32_t send_id) const;
   // Changes of one event; when_safe tells when they hold.

@@ -31,6 +31,9 @@ using FilterPtr = std::unique_ptr<evflt, FreeFilter>;
 [[nodiscard]] Bytes encode_event(const evmsg* event);
 [[nodiscard]] Bytes encode_event_r21(const evmsg* event);
 
+// The sender of the manager's own events.
+inline constexpr char own_name[] = "oxmgrd";
+
 // An event of the manager about itself. Throws std::bad_alloc.
 [[nodiscard]] EventPtr own_event(std::uint32_t level, const std::string& summary, const std::string& detail);
 

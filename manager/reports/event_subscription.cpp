@@ -1,8 +1,10 @@
 #include "manager/reports/event_subscription.h"
 
-#include <cstring>
-#include <ctime>
+#include <array>
 #include <new>
+#include <string>
+
+#include "manager/components/stored_value.h"
 
 namespace ox::manager {
 namespace {
@@ -25,21 +27,21 @@ static_assert(attributes.size() == std::tuple_size_v<decltype(LoggedEvent::repor
 
 std::span<const EventAttribute> event_attributes() { return attributes; }
 
-EventSubscription::EventSubscription(Manager& manager, const Subscription& subscription, std::size_t attribute,
-                                     Oid path)
+EventSubscription::EventSubscription(EventLog& events, const Settings& settings, Clients& clients, const Client& client,
+                                     std::size_t attribute, Oid path)
     : EventReader(attributes[attribute].only_traps),
-      manager_(manager),
-      outbox_(manager.clients.outbox(subscription.session)),
-      id_(subscription.id),
-      session_(subscription.session),
-      handle_(subscription.handle),
+      events_(events),
+      settings_(settings),
+      clients_(clients),
+      outbox_(clients.outbox(client.session)),
+      client_(client),
       attribute_(attribute),
       path_(std::move(path)) {
-  manager_.events.add(*this, manager_.events.last());
+  events_.add(*this, events_.last());
 }
 
 EventSubscription::~EventSubscription() {
-  manager_.events.remove(*this);
+  events_.remove(*this);
   outbox_.leave(*this);
 }
 
@@ -59,11 +61,11 @@ std::optional<Reply> EventSubscription::next_report() {
 std::optional<Reply> EventSubscription::read_report() {
   EventRef event;
   Reply report;
-  switch (manager_.events.read(*this, manager_.settings.max_reports, event)) {
+  switch (events_.read(*this, settings_.max_reports, event)) {
     case EventLog::Read::nothing:
       return {};
     case EventLog::Read::lost:
-      manager_.clients.warn_of_loss(session_);
+      clients_.warn_of_loss(client_.session);
       report.error = reports_lost;
       break;
     case EventLog::Read::event:
@@ -71,8 +73,8 @@ std::optional<Reply> EventSubscription::read_report() {
       if (report.data.empty()) report.error = OX_EENCODEDLONG;
       break;
   }
-  report.source_id = id_;
-  report.report = ReportHeading{report_get, handle_, 0};
+  report.source_id = client_.id;
+  report.report = ReportHeading{report_get, client_.handle, 0};
   return report;
 }
 
@@ -83,20 +85,8 @@ std::shared_ptr<const Bytes> EventSubscription::data(const LoggedEvent& event) c
   const Bytes value = attributes[attribute_].encode(event);
   if (value.empty()) return made = std::make_shared<const Bytes>();
   NodeList nodes;
-  NodePtr node = make_node();
-  const auto size = static_cast<std::uint32_t>(value.size());
-  void* const block = oxcMemZalloc(size + 1, "mgr_value");
-  if (block == nullptr) throw std::bad_alloc();
-  std::memcpy(block, value.data(), size);
-  if (oxdSetRawValue(node.get(), OX_OCTETSTRING, size, block) != OX_OK) {
-    (void)oxcMemFree(block);
-    throw std::bad_alloc();
-  }
-  if (oxdSetCompType(node.get(), "system") != OX_OK || oxdSetCompName(node.get(), "system") != OX_OK ||
-      oxdSetAmibName(node.get(), oid_text(path_).c_str()) != OX_OK ||
-      oxdSetRspTime(node.get(), static_cast<std::uint32_t>(std::time(nullptr))) != OX_OK) {
-    throw std::bad_alloc();
-  }
+  const std::string bytes(reinterpret_cast<const char*>(value.data()), value.size());
+  NodePtr node = told_node({"system", "system"}, path_, {OX_OCTETSTRING, bytes});
   nodes.add(std::move(node));
   return made = std::make_shared<const Bytes>(std::move(node_reply(OX_OK, nodes).data));
 }

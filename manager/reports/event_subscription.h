@@ -1,8 +1,15 @@
 // Events as values that change: what an asynchronous get of one of the message attributes reports.
 #pragma once
 
-#include "manager/reports/subscriptions.h"
-#include "manager/requests/manager.h"
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+
+#include "manager/base/oid.h"
+#include "manager/base/settings.h"
+#include "manager/events/log.h"
+#include "manager/sessions/clients.h"
 
 namespace ox::manager {
 
@@ -16,8 +23,15 @@ struct EventAttribute {
 
 class EventSubscription final : public ReportSource, public EventReader {
  public:
+  // Who asked, and by which names.
+  struct Client {
+    std::uint32_t id = 0;
+    std::uint32_t session = 0;
+    std::uint32_t handle = 0;
+  };
   // `attribute` is an index of event_attributes(), `path` its path.
-  EventSubscription(Manager& manager, const Subscription& subscription, std::size_t attribute, Oid path);
+  EventSubscription(EventLog& events, const Settings& settings, Clients& clients, const Client& client,
+                    std::size_t attribute, Oid path);
   ~EventSubscription() override;
   EventSubscription(const EventSubscription&) = delete;
   EventSubscription& operator=(const EventSubscription&) = delete;
@@ -29,11 +43,11 @@ class EventSubscription final : public ReportSource, public EventReader {
   std::optional<Reply> read_report();
   [[nodiscard]] std::shared_ptr<const Bytes> data(const LoggedEvent& event) const;
 
-  Manager& manager_;
+  EventLog& events_;
+  const Settings& settings_;
+  Clients& clients_;
   Outbox& outbox_;
-  std::uint32_t id_;
-  std::uint32_t session_;
-  std::uint32_t handle_;
+  Client client_;
   std::size_t attribute_;
   Oid path_;
 };

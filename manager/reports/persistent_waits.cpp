@@ -4,7 +4,6 @@
 #include <asio/steady_timer.hpp>
 #include <ctime>
 
-#include "manager/requests/handlers.h"
 #include "platform/registry.h"
 
 namespace ox::manager {
@@ -32,17 +31,20 @@ class PersistentWait final : public ReportSource,
                              public EventReader,
                              public std::enable_shared_from_this<PersistentWait> {
  public:
-  PersistentWait(Manager& manager, std::uint32_t id, std::uint32_t session, std::string name, std::uint32_t user_word)
+  PersistentWait(asio::io_context& loop, EventLog& events, Clients& clients, PersistentWaits& waits, std::uint32_t id,
+                 std::uint32_t session, std::string name, std::uint32_t user_word)
       : EventReader(false),
-        manager_(manager),
-        outbox_(manager.clients.outbox(session)),
+        events_(events),
+        clients_(clients),
+        waits_(waits),
+        outbox_(clients.outbox(session)),
         id_(id),
         session_(session),
         name_(std::move(name)),
         user_word_(user_word),
-        timer_(manager.loop) {}
+        timer_(loop) {}
   ~PersistentWait() override {
-    manager_.events.remove(*this);
+    events_.remove(*this);
     outbox_.leave(*this);
   }
   PersistentWait(const PersistentWait&) = delete;
@@ -54,17 +56,17 @@ class PersistentWait final : public ReportSource,
   void wake() override { outbox_.ready(*this); }
 
   std::optional<Reply> next_report() override {
-    if (manager_.waits.unanswered(session_) || state_ == State::refused) return {};
+    if (waits_.unanswered(session_) || state_ == State::refused) return {};
     if (state_ == State::reading && !read()) return {};
     state_ = State::again;  // until everything has found memory
     Reply report = error_reply(error_);
     if (event_) report.data = event_->body;
     report.source_id = id_;
     report.report = ReportHeading{report_event, user_word_, static_cast<std::uint32_t>(place)};
-    manager_.waits.delivered(*this);
+    waits_.delivered(*this);
     return report;
   }
-  [[nodiscard]] bool held() const override { return manager_.waits.unanswered(session_); }
+  [[nodiscard]] bool held() const override { return waits_.unanswered(session_); }
 
   // Its delivery was refused: it comes again after a pause.
   void refuse() {
@@ -90,11 +92,11 @@ class PersistentWait final : public ReportSource,
   bool read() {
     error_ = OX_OK;
     event_ = nullptr;
-    switch (manager_.events.read(*this, std::numeric_limits<Sequence>::max(), event_)) {
+    switch (events_.read(*this, std::numeric_limits<Sequence>::max(), event_)) {
       case EventLog::Read::nothing:
         return false;
       case EventLog::Read::lost:
-        manager_.clients.warn_of_loss(session_);
+        clients_.warn_of_loss(session_);
         error_ = reports_lost;
         return true;
       case EventLog::Read::event:
@@ -105,7 +107,9 @@ class PersistentWait final : public ReportSource,
 
   enum class State { reading, again, refused };
 
-  Manager& manager_;
+  EventLog& events_;
+  Clients& clients_;
+  PersistentWaits& waits_;
   Outbox& outbox_;
   std::uint32_t id_;
   std::uint32_t session_;
@@ -117,7 +121,8 @@ class PersistentWait final : public ReportSource,
   asio::steady_timer timer_;
 };
 
-PersistentWaits::PersistentWaits(Manager& manager) : manager_(manager) {}
+PersistentWaits::PersistentWaits(asio::io_context& loop, EventLog& events, Clients& clients)
+    : loop_(loop), events_(events), clients_(clients) {}
 PersistentWaits::~PersistentWaits() = default;
 
 OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, std::uint32_t user_word,
@@ -127,24 +132,25 @@ OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, 
   if (by_name_.contains(name)) return OX_EEXISTS;
   const auto of_session = [&](const auto& entry) { return entry.second->session() == session; };
   if (std::count_if(waits_.begin(), waits_.end(), of_session) >= most_of_session) return OX_ETOOMANY;
-  const auto mark = manager_.events.marks().find(name);
-  const Sequence taken = mark != manager_.events.marks().end() ? mark->second.taken : manager_.events.last();
+  const auto mark = events_.marks().find(name);
+  const Sequence taken = mark != events_.marks().end() ? mark->second.taken : events_.last();
   do {
     ++last_id_;
   } while (last_id_ == 0 || waits_.contains(last_id_));
   id = last_id_;
-  auto& wait = waits_[id] = std::make_shared<PersistentWait>(manager_, id, session, name, user_word);
+  auto& wait = waits_[id] =
+      std::make_shared<PersistentWait>(loop_, events_, clients_, *this, id, session, name, user_word);
   by_name_[name] = wait.get();
   make_memory(name);
-  manager_.events.set_mark(name, {taken, EventLog::seen_now});
-  manager_.events.add(*wait, taken);
+  events_.set_mark(name, {taken, EventLog::seen_now});
+  events_.add(*wait, taken);
   return OX_OK;
 }
 
 void PersistentWaits::leave(PersistentWait& wait) {
-  WaitMark mark = manager_.events.marks().at(wait.name());
+  WaitMark mark = events_.marks().at(wait.name());
   mark.seen = static_cast<std::uint32_t>(std::time(nullptr));
-  manager_.events.set_mark(wait.name(), mark);
+  events_.set_mark(wait.name(), mark);
   by_name_.erase(wait.name());
 }
 
@@ -180,7 +186,7 @@ void PersistentWaits::answer(std::uint32_t session, std::uint32_t number, bool t
   if (found == unanswered_.end() || static_cast<std::uint32_t>(found->second.sequence) != number) return;
   const Delivery delivery = std::move(found->second);
   unanswered_.erase(found);
-  manager_.clients.outbox(session).release();
+  clients_.outbox(session).release();
   if (taken) {
     take(delivery);
   } else if (delivery.wait != nullptr) {
@@ -189,32 +195,13 @@ void PersistentWaits::answer(std::uint32_t session, std::uint32_t number, bool t
 }
 
 void PersistentWaits::take(const Delivery& delivery) {
-  const auto mark = manager_.events.marks().find(delivery.name);
-  if (mark != manager_.events.marks().end() && mark->second.taken < delivery.sequence) {
-    manager_.events.set_mark(delivery.name, {delivery.sequence, mark->second.seen});
+  const auto mark = events_.marks().find(delivery.name);
+  if (mark != events_.marks().end() && mark->second.taken < delivery.sequence) {
+    events_.set_mark(delivery.name, {delivery.sequence, mark->second.seen});
   }
   if (delivery.wait != nullptr) return delivery.wait->go_on();
   const auto reopened = by_name_.find(delivery.name);
   if (reopened != by_name_.end()) reopened->second->pass_over(delivery.sequence);
-}
-
-void handle_wait_open(Manager& manager, const Request& request) {
-  const auto& body = request.message.data;
-  const std::string name(reinterpret_cast<const char*>(body.data()), body.size());
-  Reply reply;
-  reply.error =
-      manager.waits.open(request.session, name.substr(0, name.find('\0')), request.message.source_id, reply.source_id);
-  if (reply.error != OX_OK) return request.reply(std::move(reply));
-  manager.events.when_safe([&manager, session = request.session, answer = request.reply, reply](bool safe) {
-    if (safe) return answer(reply);
-    (void)manager.waits.close(reply.source_id, session);
-    answer(error_reply(OX_EWRITE));
-  });
-}
-
-void handle_wait_close(Manager& manager, const Request& request) {
-  const bool closed = manager.waits.close(request.message.destination_id, request.session);
-  request.reply(error_reply(closed ? OX_OK : OX_EHANDLE));
 }
 
 }  // namespace ox::manager

@@ -6,22 +6,22 @@
 // number, which those of two waits may have in common.
 #pragma once
 
+#include <asio/io_context.hpp>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
 
-#include "manager/events/store.h"
-#include "manager/sessions/request.h"
+#include "manager/events/log.h"
+#include "manager/sessions/clients.h"
 
 namespace ox::manager {
 
-struct Manager;
 class PersistentWait;
 
 class PersistentWaits {
  public:
-  explicit PersistentWaits(Manager& manager);
+  PersistentWaits(asio::io_context& loop, EventLog& events, Clients& clients);
   ~PersistentWaits();
   PersistentWaits(const PersistentWaits&) = delete;
   PersistentWaits& operator=(const PersistentWaits&) = delete;
@@ -50,7 +50,9 @@ class PersistentWaits {
   void take(const Delivery& delivery);
   void leave(PersistentWait& wait);
 
-  Manager& manager_;
+  asio::io_context& loop_;
+  EventLog& events_;
+  Clients& clients_;
   std::map<std::uint32_t, std::shared_ptr<PersistentWait>> waits_;
   std::map<std::string, PersistentWait*> by_name_;
   std::map<std::uint32_t, Delivery> unanswered_;  // of each session that owes an answer

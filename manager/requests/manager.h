@@ -41,8 +41,8 @@ struct Manager {
         writer(loop, settings, directory, store, snmp, jobs,
                {.commit = [this](std::span<const Change> batch) { return commit(batch); },
                 .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
-        subscriptions(*this),
-        waits(*this) {}
+        subscriptions(loop, settings, directory, reader, events, clients),
+        waits(loop, events, clients) {}
 
   // Writes a batch of changes, and reports them to those who watch. 0, or 144 with the store as it was.
   [[nodiscard]] OX_RESULT commit(std::span<const Change> batch) {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <utility>
 
-#include "manager/reports/outbox.h"
+#include "manager/sessions/outbox.h"
 #include "platform/server/pipe_server.h"
 
 namespace ox::manager {

@@ -1,9 +1,7 @@
 #include "manager/traps/receiver.h"
 
-#include <algorithm>
 #include <asio/buffer.hpp>
 #include <asio/ip/v6_only.hpp>
-#include <chrono>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -11,19 +9,16 @@
 
 #include "manager/base/log.h"
 #include "manager/traps/event.h"
+#include "manager/traps/guarded.h"
 
 namespace ox::manager {
 namespace {
 
 using asio::ip::udp;
 
-constexpr char sender_name[] = "oxmgrd";
-constexpr std::size_t most_repeat_bytes = 16u << 20;
-constexpr std::size_t most_told = 64;  // in one turn
 // A byte of an identifier becomes at most four characters: in a datagram of this size none is longer than a text of an
 // event may be.
 constexpr std::size_t surely_fits = 16000;
-constexpr auto first_report = std::chrono::seconds(1);
 
 // A decoded trap.
 struct Trap : oxsSnmpTrap {
@@ -63,11 +58,6 @@ Bytes answer_to(const oxsSnmpTrap& trap, std::span<const std::byte> datagram) {
   return {first, first + length};
 }
 
-std::string key_of(const evmsg* event) {
-  const Bytes bytes = encode_event(event);
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
 // Whether what is encoded can be read again.
 bool can_travel(const evmsg* event) {
   EventPtr again;
@@ -76,31 +66,20 @@ bool can_travel(const evmsg* event) {
   return result == OX_OK && encode_event(again.get()) == encode_event(event);
 }
 
-// What fails for want of memory between two traps must not end the daemon.
-template <class Call>
-void guarded(const Call& call) {
-  try {
-    call();
-  } catch (const std::bad_alloc&) {
-    log(Severity::error, "out of memory while traps are received");
-  }
-}
-
-void require(OX_RESULT result) {
-  if (result != OX_OK) throw std::bad_alloc();  // setting a field fails for no other reason
-}
-
 }  // namespace
 
-TrapReceiver::TrapReceiver(Manager& manager)
-    : manager_(manager),
-      definitions_(manager.loop),
-      repeats_(std::chrono::seconds(manager.settings.trap_repeat_window), most_repeat_bytes),
-      socket_(manager.loop),
-      actions_(manager.settings.trap_actions),
-      books_(manager.trap_books),
-      repeat_timer_(manager.loop),
-      loss_timer_(manager.loop) {}
+TrapReceiver::TrapReceiver(asio::io_context& loop, const Settings& settings, const AgentIndex& agents, EventLog& events,
+                           TrapBooks& books, FaultList& faults)
+    : settings_(settings),
+      agents_(agents),
+      events_(events),
+      books_(books),
+      faults_(faults),
+      definitions_(loop),
+      socket_(loop),
+      actions_(settings.trap_actions),
+      losses_(loop, settings, events, books, [this] { wait(); }),
+      repeats_(loop, settings, events, books, losses_) {}
 
 asio::error_code TrapReceiver::bind(const udp::endpoint& at) {
   asio::error_code error;
@@ -112,18 +91,17 @@ asio::error_code TrapReceiver::bind(const udp::endpoint& at) {
 }
 
 void TrapReceiver::start() {
-  const Settings& settings = manager_.settings;
-  const udp::endpoint at(asio::ip::make_address(settings.trap_address),
-                         static_cast<unsigned short>(settings.trap_port));
+  const udp::endpoint at(asio::ip::make_address(settings_.trap_address),
+                         static_cast<unsigned short>(settings_.trap_port));
   if (const asio::error_code error = bind(at)) {
     const std::string text = "no traps are received on " + text_of(at);
     log(Severity::error, text + ": " + error.message() +
                              "; next: free that port, or set another TrapPort or TrapAddress, and start oxmgrd again "
                              "(a port below 1024 needs CAP_NET_BIND_SERVICE or root)");
-    manager_.faults.add(text + ": " + error.message());
-    return tell(4, text, error.message(), [](OX_RESULT, const Bytes&) {});
+    faults_.add(text + ": " + error.message());
+    return events_.tell(4, text, error.message());
   }
-  platform::set_receive_space(socket_, settings.trap_buffer);
+  platform::set_receive_space(socket_, settings_.trap_buffer);
   definitions_.start();
   log(Severity::information, "receiving traps on " + text_of(at));
   wait();
@@ -133,13 +111,13 @@ void TrapReceiver::end() {
   count_overflow();
   asio::error_code ignored;
   socket_.close(ignored);
-  manager_.events.flush();
-  const auto every = TrapRepeats::Clock::now() + std::chrono::seconds(manager_.settings.trap_repeat_window + 1);
+  events_.flush();
+  losses_.end();
   guarded([&] {
-    tell_repeats(static_cast<std::size_t>(-1), every);
-    tell_losses();
+    repeats_.tell_all();
+    losses_.tell();
   });
-  manager_.events.flush();
+  events_.flush();
   log(Severity::information, "traps: " + books_text(books_));
 }
 
@@ -169,8 +147,8 @@ void TrapReceiver::receive() {
   }
   count_overflow();
   guarded([this] {
-    tell_repeats_later();
-    if (books_.lost() != told_.lost()) tell_losses_later();
+    repeats_.tell_later();
+    losses_.tell_later();
   });
 }
 
@@ -181,12 +159,11 @@ void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint
   if (decoded != OX_OK) return refuse(sender);
   const oxcTrTag* const definition = definitions_.find(trap);
   const std::uint32_t agent = agent_of(trap, address_of(sender));
-  EventPtr event = make_trap_event(trap, agent, manager_.store.agents().find(agent), definition);
+  EventPtr event = make_trap_event(trap, agent, agents_.find(agent), definition);
   if (datagram.size() > surely_fits && !can_travel(event.get())) return refuse(sender);
   Bytes answer = answer_to(trap, datagram);
-  const bool counting = manager_.settings.trap_repeat_window != 0;
-  const std::string key = counting ? key_of(event.get()) : std::string();
-  if (counting && repeats_.count(key, trap.timeStamp)) {
+  const std::string key = repeats_.key_of(event.get());
+  if (repeats_.count(key, trap.timeStamp)) {
     ++books_.repeats;
     if (!answer.empty()) answer_when_safe(std::move(answer), sender);
     return;
@@ -196,11 +173,11 @@ void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint
   Follow follow{std::move(answer), sender, {}};
   if (definition != nullptr && definition->action != nullptr) follow.action = definition->action;
   const Sequence given = submit(std::move(event), listed, std::move(follow));
-  if (counting) repeats_.open(key, static_cast<std::uint32_t>(given), listed, TrapRepeats::Clock::now());
+  repeats_.open(key, given, listed);
 }
 
 void TrapReceiver::refuse(const udp::endpoint& sender) {
-  malformed_from_ = text_of(sender);
+  losses_.malformed(text_of(sender));
   ++books_.malformed;
 }
 
@@ -216,9 +193,9 @@ Sequence TrapReceiver::submit(EventPtr event, bool listed, Follow follow) {
     }
     ++books_.unlogged;
     repeats_.forget();
-    guarded([this] { tell_losses_later(); });
+    guarded([this] { losses_.tell_later(); });
   };
-  return manager_.events.submit(std::move(event), sender_name, done, listed);
+  return events_.submit(std::move(event), own_name, done, listed);
 }
 
 void TrapReceiver::act(const std::string& action, const Bytes& body) {
@@ -232,8 +209,8 @@ void TrapReceiver::act(const std::string& action, const Bytes& body) {
   }
   if (fault.empty()) return;
   ++books_.idle_actions;
-  action_fault_ = std::move(fault);
-  guarded([this] { tell_losses_later(); });
+  losses_.idle_action(std::move(fault));
+  guarded([this] { losses_.tell_later(); });
 }
 
 void TrapReceiver::answer(const Bytes& bytes, const udp::endpoint& to) {
@@ -244,104 +221,16 @@ void TrapReceiver::answer(const Bytes& bytes, const udp::endpoint& to) {
 // One that is not answered for want of memory comes again.
 void TrapReceiver::answer_when_safe(Bytes bytes, const udp::endpoint& to) {
   guarded([&] {
-    manager_.events.when_safe([this, bytes = std::move(bytes), to](bool safe) {
+    events_.when_safe([this, bytes = std::move(bytes), to](bool safe) {
       if (safe) answer(bytes, to);
     });
   });
 }
 
-// ---- Repeats ----
-
-void TrapReceiver::tell_repeats_later() {
-  const auto end = repeats_.next_end();
-  if (!end || repeats_due_) return;
-  repeat_timer_.expires_at(*end);
-  repeat_timer_.async_wait([this](const asio::error_code& error) {
-    if (error) return;
-    repeats_due_ = false;
-    guarded([this] { tell_repeats(most_told, TrapRepeats::Clock::now()); });
-    guarded([this] { tell_repeats_later(); });
-  });
-  repeats_due_ = true;
-}
-
-void TrapReceiver::tell_repeats(std::size_t most, TrapRepeats::Clock::time_point now) {
-  for (std::size_t told = 0; told < most; ++told) {
-    const auto repeats = repeats_.take(now);
-    if (!repeats) return;
-    try {
-      tell(*repeats);
-    } catch (const std::bad_alloc&) {
-      books_.repeats -= repeats->known.count;
-      books_.without_memory += repeats->known.count;
-      tell_losses_later();
-    }
-  }
-}
-
-void TrapReceiver::tell(const TrapRepeats::Told& repeats) {
-  const auto& known = repeats.known;
-  EventPtr event;
-  if (decode_events(std::as_bytes(std::span(repeats.key)), event) != OX_OK) throw std::bad_alloc();
-  const std::string summary = text_of(event.get(), &oxeEvmsgGetOptMsg) + " (repeated " + std::to_string(known.count) +
-                              (known.count == 1 ? " time" : " times") + " in " +
-                              std::to_string(manager_.settings.trap_repeat_window) + " s)";
-  const std::uint32_t defined = number_of(event.get(), &oxeEvmsgGetEventId);
-  require(oxeEvmsgSetOptMsg(event.get(), summary.c_str()));
-  require(oxeEvmsgSetRefEventId(event.get(), defined != 0 ? defined : known.first));
-  require(oxeEvmsgSetSnmpTimeStamp(event.get(), known.time_stamp));
-  const auto done = [this, count = known.count](OX_RESULT result, const Bytes&) {
-    if (result == OX_OK) return;
-    books_.repeats -= count;
-    books_.unlogged += count;
-    guarded([this] { tell_losses_later(); });
-  };
-  (void)manager_.events.submit(std::move(event), sender_name, done, known.listed);
-}
-
-// ---- Losses ----
-
 void TrapReceiver::count_overflow() {
   const auto dropped = platform::dropped_datagrams(socket_);
   if (!dropped) return;
   books_.overflowed += *dropped - std::exchange(dropped_, *dropped);
-}
-
-// The first loss is told soon; those that follow are told together.
-void TrapReceiver::tell_losses_later() {
-  if (losses_due_) return;
-  loss_timer_.expires_at(std::max(last_loss_report_ + std::chrono::seconds(manager_.settings.trap_report_interval),
-                                  std::chrono::steady_clock::now() + first_report));
-  loss_timer_.async_wait([this](const asio::error_code& error) {
-    if (error) return;
-    losses_due_ = false;
-    wait();
-    last_loss_report_ = std::chrono::steady_clock::now();
-    guarded([this] { tell_losses(); });
-  });
-  losses_due_ = true;
-}
-
-void TrapReceiver::tell_losses() {
-  if (books_.lost() == told_.lost()) return;  // told while this was put off
-  std::string detail = losses_text(books_, told_);
-  if (books_.malformed != told_.malformed) detail += "; the last malformed one came from " + malformed_from_;
-  if (books_.idle_actions != told_.idle_actions) detail += "; the last action: " + action_fault_;
-  const bool traps = books_.lost() - books_.idle_actions != told_.lost() - told_.idle_actions;
-  const std::string summary = traps ? "traps have been lost" : "actions have not been run";
-  log(Severity::warning, summary + ": " + detail);
-  tell(2, summary, detail, [this, now = books_](OX_RESULT result, const Bytes&) {
-    if (result == OX_OK) {
-      told_ = now;
-    } else if (socket_.is_open()) {
-      guarded([this] { tell_losses_later(); });
-    }
-  });
-}
-
-void TrapReceiver::tell(std::uint32_t level, const std::string& summary, const std::string& detail,
-                        EventLog::Done done) {
-  (void)manager_.events.submit(own_event(level, summary, detail), sender_name, std::move(done));
 }
 
 }  // namespace ox::manager

@@ -5,22 +5,27 @@
 #pragma once
 
 #include <asio/ip/udp.hpp>
-#include <asio/steady_timer.hpp>
 #include <cstdint>
 #include <span>
 #include <string>
 
-#include "manager/requests/manager.h"
+#include "manager/base/fault_list.h"
+#include "manager/base/settings.h"
+#include "manager/components/agent_index.h"
+#include "manager/events/log.h"
 #include "manager/traps/actions.h"
+#include "manager/traps/books.h"
 #include "manager/traps/definitions.h"
-#include "manager/traps/repeats.h"
+#include "manager/traps/losses.h"
+#include "manager/traps/repeat_events.h"
 #include "platform/server/datagrams.h"
 
 namespace ox::manager {
 
 class TrapReceiver {
  public:
-  explicit TrapReceiver(Manager& manager);
+  TrapReceiver(asio::io_context& loop, const Settings& settings, const AgentIndex& agents, EventLog& events,
+               TrapBooks& books, FaultList& faults);
 
   // Receives on the port of the settings. When that cannot be done, an event and a line in the log say so.
   void start();
@@ -43,31 +48,21 @@ class TrapReceiver {
   void act(const std::string& action, const Bytes& body);
   void answer(const Bytes& bytes, const asio::ip::udp::endpoint& to);
   void answer_when_safe(Bytes bytes, const asio::ip::udp::endpoint& to);
-  void tell_repeats_later();
-  void tell_repeats(std::size_t most, TrapRepeats::Clock::time_point now);
-  void tell(const TrapRepeats::Told& repeats);
   void count_overflow();
-  void tell_losses_later();
-  void tell_losses();
-  void tell(std::uint32_t level, const std::string& summary, const std::string& detail, EventLog::Done done);
 
-  Manager& manager_;
+  const Settings& settings_;
+  const AgentIndex& agents_;
+  EventLog& events_;
+  TrapBooks& books_;
+  FaultList& faults_;
   TrapDefinitions definitions_;
-  TrapRepeats repeats_;
   asio::ip::udp::socket socket_;
   bool waiting_ = false;
   platform::DatagramBatch batch_;
   TrapActions actions_;
-  TrapBooks& books_;           // the manager's
   std::uint32_t dropped_ = 0;  // by the system, as it counts
-  asio::steady_timer repeat_timer_;
-  bool repeats_due_ = false;
-  asio::steady_timer loss_timer_;
-  bool losses_due_ = false;
-  std::chrono::steady_clock::time_point last_loss_report_{};
-  TrapBooks told_;  // losses have been told up to here
-  std::string malformed_from_;
-  std::string action_fault_;
+  TrapLosses losses_;
+  RepeatEvents repeats_;
 };
 
 }  // namespace ox::manager

@@ -100,7 +100,8 @@ class TrapManagerTest : public ManagerTest {
     ManagerTest::SetUp();
     manager_->settings.trap_address = "127.0.0.1";
     manager_->settings.trap_port = test::UdpSocket().port();
-    traps_.emplace(*manager_);
+    traps_.emplace(manager_->loop, manager_->settings, manager_->store.agents(), manager_->events, manager_->trap_books,
+                   manager_->faults);
     traps_->start();
   }
   void TearDown() override {

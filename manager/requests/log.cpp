@@ -1,92 +1,13 @@
 // The requests about the event log, and the cancelling of events.
-#include <algorithm>
-#include <asio/post.hpp>
-#include <limits>
 #include <new>
 
+#include "manager/events/search.h"
 #include "manager/requests/handlers.h"
 
 namespace ox::manager {
 namespace {
 
 constexpr std::uint32_t checked_flag = 0x1;
-constexpr std::size_t page_events = 256;
-constexpr std::size_t page_bytes = 1u << 20;
-
-// A search of the log, a page in each turn of the loop: other clients do not wait for it.
-class Search : public std::enable_shared_from_this<Search> {
- public:
-  Search(Manager& manager, FilterPtr filter, std::function<void(Reply)> reply)
-      : manager_(manager), filter_(std::move(filter)), reply_(std::move(reply)) {}
-
-  OX_RESULT read_limits();
-  void start() {
-    manager_.events.flush();
-    place_ = backward_ ? std::numeric_limits<Sequence>::max() : 0;
-    next_page();
-  }
-
- private:
-  void next_page() {
-    try {
-      EventStore& store = manager_.events.store();
-      std::vector<StoredEvent> page;
-      const Outcome outcome = backward_ ? store.before(place_, page_events, page_bytes, page)
-                                        : store.after(place_, page_events, page_bytes, page);
-      for (const StoredEvent& event : page) {
-        place_ = event.sequence;
-        if (event.listed && matches(event)) found_.push_back(event.body);
-        if (limit_ != 0 && found_.size() == limit_) return finish();
-      }
-      if (outcome != Outcome::done) return reply_(error_reply(OX_ERUNTIME));
-      if (page.empty()) return finish();
-      asio::post(manager_.loop, [self = shared_from_this()] { self->next_page(); });
-    } catch (const std::bad_alloc&) {
-      reply_(error_reply(OX_ENOMEM));
-    }
-  }
-  [[nodiscard]] bool matches(const StoredEvent& event) const {
-    EventPtr decoded;
-    return decode_events(event.body, decoded) == OX_OK && oxeEvfltMatch(decoded.get(), filter_.get()) != 0;
-  }
-  void finish() {
-    if (found_.empty()) return reply_(error_reply(OX_ENOTFOUND));
-    Reply reply;
-    std::size_t size = 0;
-    for (const Bytes& body : found_) size += body.size();
-    reply.data.reserve(size);
-    const auto add = [&](const Bytes& body) { reply.data.insert(reply.data.end(), body.begin(), body.end()); };
-    if (backward_) {
-      std::for_each(found_.rbegin(), found_.rend(), add);
-    } else {
-      std::for_each(found_.begin(), found_.end(), add);
-    }
-    reply_(std::move(reply));
-  }
-
-  Manager& manager_;
-  FilterPtr filter_;
-  std::function<void(Reply)> reply_;
-  bool backward_ = false;
-  std::size_t limit_ = 0;  // 0: none
-  Sequence place_ = 0;
-  std::vector<Bytes> found_;
-};
-
-// A filter's numbers cannot be asked for; among its bytes, these come last but for the address.
-OX_RESULT Search::read_limits() {
-  void* buffer = nullptr;
-  std::uint32_t length = 0;
-  if (const OX_RESULT result = oxeEvfltEncode(filter_.get(), &buffer, &length)) return result;
-  const std::unique_ptr<void, decltype(&oxcMemFree)> owner(buffer, oxcMemFree);
-  const std::span bytes(static_cast<const std::byte*>(buffer), length);
-  const std::uint32_t on = PayloadReader(bytes).u32();
-  backward_ = (on & OX_EVFLT_LAST) != 0;
-  if ((on & (OX_EVFLT_FIRST | OX_EVFLT_LAST)) == 0) return OX_OK;
-  const std::size_t behind = 4 + ((on & OX_EVFLT_SNMPSRCIPXADDR) != 0 ? 10u : 0u);
-  limit_ = PayloadReader(bytes.subspan(length - behind)).u32();
-  return OX_OK;
-}
 
 // What is to be done to an event of the log, given the event that the request names it by.
 using Change = void (*)(Manager&, StoredEvent event, const evmsg* given);
@@ -143,14 +64,11 @@ void change_log(Manager& manager, const Request& request, Change change) {
 }  // namespace
 
 void handle_log_get(Manager& manager, const Request& request) {
-  evflt* decoded = nullptr;
-  const Bytes& data = request.message.data;
-  if (const OX_RESULT result = oxeEvfltDecode(data.data(), static_cast<std::uint32_t>(data.size()), &decoded)) {
-    return request.reply(error_reply(result));
-  }
-  const auto search = std::make_shared<Search>(manager, FilterPtr(decoded), request.reply);
-  if (const OX_RESULT result = search->read_limits()) return request.reply(error_reply(result));
-  search->start();
+  const auto answer = [reply = request.reply](OX_RESULT result, Bytes events) {
+    reply({.error = result, .data = std::move(events)});
+  };
+  const OX_RESULT result = search_log(manager.loop, manager.events, request.message.data, answer);
+  if (result != OX_OK) request.reply(error_reply(result));
 }
 
 void handle_log_check(Manager& manager, const Request& request) { change_log(manager, request, &check); }

@@ -1,4 +1,4 @@
-#include "manager/reports/outbox.h"
+#include "manager/sessions/outbox.h"
 
 namespace ox::manager {
 namespace {
