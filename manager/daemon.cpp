@@ -14,7 +14,7 @@
 #include "manager/base/paths.h"
 #include "manager/definitions.h"
 #include "manager/requests/manager.h"
-#include "manager/sessions/server.h"
+#include "manager/requests/router.h"
 #include "manager/traps/receiver.h"
 #include "manager/tree_wait.h"
 #include "platform/named_event.h"
@@ -168,7 +168,7 @@ int serve(Manager& manager, const Definitions& definitions) {
   if (const auto error = started.create(base_event, platform::Access::machine)) {
     return fail("the base services' event cannot be made", error);
   }
-  Server server(manager);
+  Server server(manager.loop, manager.settings, manager.clients, calls_of(manager));
   if (const auto error = server.start(pipe_name)) {
     if (error != platform::error_already_exists) return fail("the pipe cannot be served", error);
     return fail("another program serves the manager's pipe of " + system(), "end it, or work elsewhere: OXBASE_SYSTEM");

@@ -55,4 +55,9 @@ void route(Manager& manager, const Request& request) {
   refuse(manager, request, OX_EUNSUPPORTED);
 }
 
+Server::Calls calls_of(Manager& manager) {
+  return {.route = [&manager](const Request& request) { route(manager, request); },
+          .end_session = [&manager](std::uint32_t session) { manager.end_session(session); }};
+}
+
 }  // namespace ox::manager

@@ -15,11 +15,16 @@ constexpr std::size_t spare_bytes = 64u << 10;
 
 }  // namespace
 
-Server::Server(Manager& manager) : manager_(manager), pipe_(platform::make_pipe_server(manager.loop)) {}
+Server::Server(asio::io_context& loop, const Settings& settings, Clients& clients, Calls calls)
+    : loop_(loop),
+      settings_(settings),
+      clients_(clients),
+      calls_(std::move(calls)),
+      pipe_(platform::make_pipe_server(loop)) {}
 
 Server::~Server() {
   pipe_.reset();
-  manager_.clients.announce_the_end();
+  clients_.announce_the_end();
   for (const auto& [id, session] : sessions_) session->close();
 }
 
@@ -30,7 +35,7 @@ platform::Error Server::start(const char* pipe) {
 
 OX_RESULT Server::refusal_of(const platform::PipeConnection& connection) const {
   if (connection.from_reserve()) return no_descriptors;
-  const bool full = sessions_.size() - refused_.size() >= manager_.settings.max_clients;
+  const bool full = sessions_.size() - refused_.size() >= settings_.max_clients;
   return full ? OX_RESULT{OX_ECLIENTS} : OX_RESULT{OX_OK};
 }
 
@@ -86,10 +91,10 @@ void Server::drop(std::uint32_t id, const std::string& reason) {
   const auto session = std::move(found->second);
   sessions_.erase(found);
   std::erase(refused_, id);
-  manager_.end_session(id);
+  calls_.end_session(id);
   // The connection may be in the middle of calling one of its handlers: it bears that, but this is kinder.
   try {
-    asio::post(manager_.loop, [session] { session->close(); });
+    asio::post(loop_, [session] { session->close(); });
   } catch (const std::bad_alloc&) {
     session->close();
   }

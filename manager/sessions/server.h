@@ -5,10 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 
-#include "manager/requests/manager.h"
+#include "manager/base/settings.h"
+#include "manager/sessions/clients.h"
+#include "manager/sessions/request.h"
 #include "platform/server/pipe_server.h"
 
 namespace ox::manager {
@@ -19,12 +22,20 @@ inline constexpr OX_RESULT no_descriptors = OX_ERRNO_BASE + 24;
 
 class Server {
  public:
-  explicit Server(Manager& manager);
+  // What stands above the sessions.
+  struct Calls {
+    std::function<void(const Request&)> route;
+    std::function<void(std::uint32_t session)> end_session;
+  };
+  Server(asio::io_context& loop, const Settings& settings, Clients& clients, Calls calls);
   ~Server();
   // 0, or a platform error: 183 when another process serves the pipe.
   [[nodiscard]] platform::Error start(const char* pipe);
 
-  Manager& manager() { return manager_; }
+  [[nodiscard]] asio::io_context& loop() const { return loop_; }
+  [[nodiscard]] const Settings& settings() const { return settings_; }
+  [[nodiscard]] Clients& clients() const { return clients_; }
+  void route(const Request& request) const { calls_.route(request); }
   // Ends a session, with one log line when there is a reason. The session is gone when the event loop comes round.
   void drop(std::uint32_t session, const std::string& reason);
   // Notes that a session's greeting is answered with that code, not with 0.
@@ -37,7 +48,10 @@ class Server {
   void open(std::unique_ptr<platform::PipeConnection>& connection, OX_RESULT refusal);
   void accept(std::unique_ptr<platform::PipeConnection> connection);
 
-  Manager& manager_;
+  asio::io_context& loop_;
+  const Settings& settings_;
+  Clients& clients_;
+  Calls calls_;
   std::map<std::uint32_t, std::shared_ptr<Session>> sessions_;
   std::uint32_t next_session_ = 1;
   std::deque<std::uint32_t> refused_;  // sessions that are being told, the oldest first

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "manager/base/log.h"
-#include "manager/requests/router.h"
 #include "manager/sessions/server.h"
 #include "platform/pipe.h"
 
@@ -17,11 +16,7 @@ constexpr char out_of_memory[] = "out of memory";
 }  // namespace
 
 Session::Session(Server& server, std::uint32_t id, OX_RESULT refusal)
-    : server_(server),
-      id_(id),
-      refusal_(refusal),
-      timer_(server.manager().loop),
-      frames_(server.manager().settings.max_frame) {}
+    : server_(server), id_(id), refusal_(refusal), timer_(server.loop()), frames_(server.settings().max_frame) {}
 
 void Session::start(std::unique_ptr<platform::PipeConnection> connection) {
   connection_ = std::move(connection);
@@ -30,7 +25,7 @@ void Session::start(std::unique_ptr<platform::PipeConnection> connection) {
     if (refusal_ != OX_OK) {
       limit_stay();
     } else {
-      timer_.expires_after(std::chrono::seconds(server_.manager().settings.greeting_timeout));
+      timer_.expires_after(std::chrono::seconds(server_.settings().greeting_timeout));
       timer_.async_wait([weak = weak_from_this()](const asio::error_code& error) {
         const auto self = weak.lock();
         if (!error && self && !self->greeted_) self->drop("no greeting in time");
@@ -89,7 +84,7 @@ void Session::peer_closed() { drop(frames_.in_message() ? "closed in the middle 
 
 // One timer looks after a write now and then: setting one for each would cost more than most writes.
 void Session::watch_write(std::chrono::steady_clock::time_point since) {
-  const auto limit = std::chrono::seconds(server_.manager().settings.send_timeout);
+  const auto limit = std::chrono::seconds(server_.settings().send_timeout);
   write_watched_ = true;
   timer_.expires_at(since + limit);
   timer_.async_wait([weak = weak_from_this(), limit](const asio::error_code& error) {
@@ -103,7 +98,7 @@ void Session::watch_write(std::chrono::steady_clock::time_point since) {
 }
 
 void Session::read() {
-  if (closed_ || reading_ || waiting_.size() >= server_.manager().settings.max_queue) return;
+  if (closed_ || reading_ || waiting_.size() >= server_.settings().max_queue) return;
   reading_ = true;
   connection_->read_some(input_, [weak = weak_from_this()](platform::Error error, std::size_t count) {
     if (const auto self = weak.lock()) self->received(error, count);
@@ -150,12 +145,12 @@ OX_RESULT Session::admit(const std::string& event_name) {
     log(Severity::warning, "the reports of process " + std::to_string(process_) +
                                " are not announced: its event cannot be opened: " + std::to_string(error));
   }
-  server_.manager().clients.open(id_, process_, std::move(announcer));
+  server_.clients().open(id_, process_, std::move(announcer));
   return OX_OK;
 }
 
 void Session::answer_greeting() {
-  Bytes answer = refusal_ != OX_OK ? greeting_refusal(refusal_) : greeting_answer(server_.manager().settings.max_frame);
+  Bytes answer = refusal_ != OX_OK ? greeting_refusal(refusal_) : greeting_answer(server_.settings().max_frame);
   greeted_ = true;
   answering_ = true;
   write(std::move(answer));
@@ -182,9 +177,9 @@ void Session::answer_next() {
   heading.command = message.command;
   heading.reference = message.reference;
   heading.destination_id = message.source_id;
-  route(server_.manager(), {id_, message, [weak = weak_from_this(), heading](Reply reply) {
-                              if (const auto self = weak.lock()) self->reply(heading, std::move(reply));
-                            }});
+  server_.route({id_, message, [weak = weak_from_this(), heading](Reply reply) {
+                   if (const auto self = weak.lock()) self->reply(heading, std::move(reply));
+                 }});
 }
 
 void Session::reply(const Message& request, Reply reply) {

@@ -17,7 +17,7 @@ constexpr char name[] = "\\\\.\\PIPE\\ox_stdpipe";
 class ServerTest : public ManagerTest {};
 
 TEST_F(ServerTest, AClientThatThereIsNoMemoryForIsToldSo) {
-  Server server(*manager_);
+  Server server(manager_->loop, manager_->settings, manager_->clients, calls_of(*manager_));
   ASSERT_EQ(0u, server.start(name));
   const std::string greeting = test::half(7) + test::text("none");
   int refused = 0;
