@@ -6,13 +6,13 @@
 
 #include "amib/node_index.h"
 #include "amib/tree.h"
-#include "common/kept.h"
+#include "common/lasting.h"
 #include "common/trace.h"
 
 namespace ox::amib {
 namespace {
 
-Kept<NodeIndex> index_of_tree;
+Lasting<NodeIndex> index_of_tree;
 std::uint32_t indexed_generation = 0;
 
 // The index of the tree in use: kept from file to file, made anew after the tree in use was changed in another way.

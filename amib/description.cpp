@@ -16,7 +16,7 @@
 #include "amib/public_files.h"
 #include "amib/tree.h"
 #include "common/error_position.h"
-#include "common/kept.h"
+#include "common/lasting.h"
 #include "common/trace.h"
 
 namespace ox::amib {
@@ -28,7 +28,7 @@ struct Description {
 };
 using DescriptionTable = std::vector<Description>;  // sorted by path; of several for one node the last counts
 
-Kept<Once<DescriptionTable>> descriptions;
+Lasting<Once<DescriptionTable>> descriptions;
 
 OX_RESULT take_line(char* line, DescriptionTable& table) {
   char* tab = std::strchr(line, '\t');

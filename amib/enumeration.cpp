@@ -9,13 +9,13 @@
 #include "amib/path.h"
 #include "amib/tree.h"
 #include "common/context.h"
-#include "common/kept.h"
+#include "common/lasting.h"
 #include "common/trace.h"
 
 namespace ox::amib {
 namespace {
 
-Kept<Once<EnumTable>> enumerations;
+Lasting<Once<EnumTable>> enumerations;
 
 struct ValueText {
   char text[16];

@@ -15,7 +15,7 @@
 
 namespace ox::amib {
 
-// A static object, in a Kept. One thread loads, others wait for it; once loaded, no lock is taken. A failed load is
+// A static object, in a Lasting. One thread loads, others wait for it; once loaded, no lock is taken. A failed load is
 // tried again on the next use; one that failed for what stands in the files, when they have been changed.
 template <class Table>
 class Once {

@@ -7,7 +7,7 @@
 #include <oxbase/oxc.h>
 
 #include "common/ascii.h"
-#include "common/kept.h"
+#include "common/lasting.h"
 #include "common/number_text.h"
 #include "common/paths.h"
 #include "common/text_result.h"
@@ -41,7 +41,7 @@ struct ManagerName {
   const bool free_in_child = platform::free_in_forked_child(lock);
   std::string name;
 };
-Kept<ManagerName> known;
+Lasting<ManagerName> known;
 
 // Made once: others know this process under it.
 const char* manager_name() {

@@ -11,13 +11,13 @@
 namespace ox {
 
 template <class T>
-class Kept {
+class Lasting {
  public:
   template <class... Arguments>
-  explicit Kept(Arguments&&... arguments) : object_(*new (storage_) T(std::forward<Arguments>(arguments)...)) {}
-  Kept(const Kept&) = delete;
-  Kept& operator=(const Kept&) = delete;
-  ~Kept() {
+  explicit Lasting(Arguments&&... arguments) : object_(*new (storage_) T(std::forward<Arguments>(arguments)...)) {}
+  Lasting(const Lasting&) = delete;
+  Lasting& operator=(const Lasting&) = delete;
+  ~Lasting() {
     if (platform::is_unloading()) object_.~T();
   }
 
