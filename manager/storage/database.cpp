@@ -15,8 +15,7 @@
 namespace ox::manager {
 namespace {
 
-constexpr std::array<std::string_view, 3> count_columns{"id", "name", "rows"};
-constexpr Table count_table{"row_counts", count_columns};
+constexpr std::uint64_t most_uncounted = 256;
 
 std::uint64_t size_of(const std::string& path) {
   platform::FileAttributes attributes;
@@ -63,7 +62,10 @@ Database::Database(std::string file, std::span<const Table> tables, Durability d
   add(count_table);
 }
 
-Database::~Database() { close(); }
+Database::~Database() {
+  count_everything();
+  close();
+}
 
 void Database::close() {
   checkpointer_.stop();
@@ -131,13 +133,25 @@ Outcome Database::check_tables() {
   const Outcome outcome = read.begin().rows([&](const Row& row) {
     const std::uint64_t id = row.number(0);
     if (row.number(sound) == 0 || id != counts || id + 1 >= tables_.size()) return false;
-    tables_[counts].rows = row.number(2);
+    tables_[counts].kept = {row.number(2), row.number(3)};
     ++counts;
     return true;
   });
-  return outcome == Outcome::done && counts + 1 == tables_.size() ? Outcome::done
-         : outcome == Outcome::refused                            ? outcome
-                                                                  : Outcome::damaged;
+  if (outcome != Outcome::done) return outcome;
+  return counts + 1 == tables_.size() ? count_newest() : Outcome::damaged;
+}
+
+Outcome Database::count_newest() {
+  for (OpenTable& table : tables_) {
+    Statement newest(connection_, newest_text(table.shape));
+    const Outcome outcome = newest.begin().with(table.kept.up_to).rows([&](const Row& row) {
+      table.rows = table.kept.rows + row.number(0);
+      table.last_key = std::max(table.kept.up_to, row.number(1));
+      return true;
+    });
+    if (outcome != Outcome::done) return outcome;
+  }
+  return Outcome::done;
 }
 
 bool Database::renew() {
@@ -165,36 +179,59 @@ bool Database::renew() {
 void Database::begin() {
   if (begun_) return;
   begun_ = true;
-  sound_ = begin_.begin().run() == Outcome::done;
+  const Outcome outcome = begin_.begin().run();
+  sound_ = outcome == Outcome::done;
+  damaged_ = damaged_ || outcome == Outcome::damaged;
 }
 
-bool Database::put_count(std::size_t table) {
-  const OpenTable& of = tables_[table];
-  const std::uint64_t rows = of.rows + static_cast<std::uint64_t>(of.change);
-  return tables_.back().put.begin().with(table).with(of.shape.name).with(rows).run() == Outcome::done;
-}
+bool Database::OpenTable::is_due() const { return old_change != 0 || now().rows - kept.rows > most_uncounted; }
 
-bool Database::put_counts() {
+void Database::put_counts() {
   for (std::size_t i = 0; i + 1 < tables_.size(); ++i) {
-    if (tables_[i].change != 0 && !put_count(i)) return false;
+    const OpenTable& table = tables_[i];
+    const RowCount count = table.now();
+    if (table.is_due()) put(tables_.size() - 1, i, table.shape.name, count.up_to, count.rows);
   }
-  return true;
+}
+
+void Database::take_counts() {
+  for (OpenTable& table : tables_) {
+    if (table.is_due()) table.kept = table.now();
+    table.rows = table.now().rows;
+  }
 }
 
 void Database::forget_counts() {
-  for (OpenTable& table : tables_) table.change = 0;
+  for (OpenTable& table : tables_) table.change = table.old_change = 0;
+}
+
+// Before an orderly end: what is there then must be there again. Where it cannot be, the end was none.
+void Database::count_everything() noexcept {
+  if (!connection_.is_open() || begun_ || damaged_) return;
+  for (OpenTable& table : tables_) table.old_change = table.rows != table.kept.rows ? 1 : 0;
+  try {
+    begin();
+    (void)end();
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+bool Database::end() {
+  put_counts();
+  change([this] { return end_.begin().run(); });
+  return sound_;
 }
 
 bool Database::commit(bool ready) {
-  if (!begun_) return true;
-  begun_ = false;
+  if (!begun_) return ready;
   bool safe = false;
   try {
-    safe = ready && sound_ && put_counts() && end_.begin().run() == Outcome::done;
+    safe = ready && sound_ && end();
   } catch (const std::bad_alloc&) {  // as if the disk had refused
   }
+  begun_ = false;
   if (safe) {
-    for (OpenTable& table : tables_) table.rows += static_cast<std::uint64_t>(table.change);
+    take_counts();
     if (std::exchange(refusing_, false)) faults_(file_, 0, "takes changes again");
   } else {
     tell_refused(ready ? connection_.fault() : "what they need cannot be written");
@@ -223,11 +260,15 @@ void Database::tell_damaged(const std::string& what) {
 }
 
 // Every row that is inserted or deleted passes here.
-void Database::count_change(void* self, int kind, const char*, const char* name, long long) {
+void Database::count_change(void* self, int kind, const char*, const char* name, long long signed_key) {
+  if (kind == SQLITE_UPDATE) return;
+  const auto key = static_cast<std::uint64_t>(signed_key);
+  const int change = kind == SQLITE_INSERT ? 1 : -1;
   for (OpenTable& table : static_cast<Database*>(self)->tables_) {
     if (table.shape.name != name) continue;
-    if (kind == SQLITE_INSERT) ++table.change;
-    if (kind == SQLITE_DELETE) --table.change;
+    table.change += change;
+    if (key <= table.kept.up_to) table.old_change += change;
+    table.last_key = std::max(table.last_key, key);
   }
 }
 

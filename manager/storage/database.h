@@ -2,7 +2,9 @@
 //
 // Changes are gathered and take effect together, at commit: what a commit has taken survives the death of the manager
 // at any moment, and nothing of an uncommitted change does. Every row carries a checksum, and the number of each
-// table's rows is kept with them, so that what is lost is known to be lost.
+// table's rows is kept with them, so that what is lost is known to be lost. Of the newest rows, those with the highest
+// keys, the number is kept now and then and at the end: a commit of one new row writes one page. After an end that was
+// none the pages tell whether they are whole.
 #pragma once
 
 #include <cstdint>
@@ -65,8 +67,14 @@ class Database {
     const Table& shape;
     Statement put;
     Statement erase;
-    std::uint64_t rows = 0;
-    std::int64_t change = 0;  // of the number of rows, in this transaction
+    std::uint64_t rows = 0;       // as committed
+    RowCount kept{};              // as committed
+    std::int64_t change = 0;      // of the number of rows, in this transaction
+    std::int64_t old_change = 0;  // of that of the rows that the kept number counts
+    std::uint64_t last_key = 0;   // no row has a higher one
+
+    [[nodiscard]] RowCount now() const { return {last_key, rows + static_cast<std::uint64_t>(change)}; }
+    [[nodiscard]] bool is_due() const;
   };
 
   template <class Change>
@@ -78,15 +86,18 @@ class Database {
     damaged_ = damaged_ || outcome == Outcome::damaged;
   }
   void begin();
-  [[nodiscard]] bool put_count(std::size_t table);
-  [[nodiscard]] bool put_counts();
+  [[nodiscard]] bool end();
+  void put_counts();
+  void take_counts();
   void forget_counts();
+  void count_everything() noexcept;
   void tell_refused(const std::string& why);
   void close();
   [[nodiscard]] Outcome open_file();
   [[nodiscard]] std::vector<Table> shapes() const;
   [[nodiscard]] bool put_in_place(const std::string& made);
   [[nodiscard]] Outcome check_tables();
+  [[nodiscard]] Outcome count_newest();
   [[nodiscard]] bool refused(const std::string& what);
   static void count_change(void* self, int kind, const char* database, const char* table, long long key);
   static int grown(void* self, sqlite3* connection, const char* database, int pages);

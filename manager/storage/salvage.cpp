@@ -118,14 +118,29 @@ bool open_source(Connection& source, const std::string& file, const std::string&
   return mend_first_page(copy, model) && source.open(copy, Durability::process) == Outcome::done;
 }
 
-std::optional<std::uint64_t> expected_rows(Connection& source, const Table& counts, std::size_t table) {
-  std::optional<std::uint64_t> rows;
-  const auto sound = static_cast<int>(counts.columns.size());
-  (void)Statement(source, select_text(counts, "WHERE id = ?")).begin().with(table).rows([&](const Row& row) {
-    if (row.number(sound) != 0) rows = row.number(sound - 1);
+std::optional<RowCount> kept_count(Connection& source, std::size_t table) {
+  std::optional<RowCount> count;
+  const auto sound = static_cast<int>(count_columns.size());
+  (void)Statement(source, select_text(count_table, "WHERE id = ?")).begin().with(table).rows([&](const Row& row) {
+    if (row.number(sound) != 0) count = {row.number(sound - 2), row.number(sound - 1)};
     return false;
   });
-  return rows;
+  return count;
+}
+
+// Of the keys behind that one.
+RowCount count_behind(Connection& made, const Table& table, std::uint64_t key) {
+  RowCount count;
+  (void)Statement(made, newest_text(table)).begin().with(key).rows([&](const Row& row) {
+    count = {row.number(1), row.number(0)};
+    return false;
+  });
+  return count;
+}
+
+bool put_count(Connection& made, std::span<const Table> tables, std::size_t table, const RowCount& count) {
+  Statement put(made, put_text(count_table));
+  return put.begin().with(table).with(tables[table].name).with(count.up_to).with(count.rows).run() == Outcome::done;
 }
 
 // The marks of the file, the tables, and that none has rows.
@@ -134,9 +149,8 @@ bool make_tables(Connection& made, std::span<const Table> tables) {
                      "; PRAGMA user_version = " + std::to_string(format) + "; BEGIN IMMEDIATE";
   for (const Table& table : tables) text += "; " + create_text(table);
   if (made.run((text + "; COMMIT").c_str()) != Outcome::done) return false;
-  Statement put(made, put_text(tables.back()));
   for (std::size_t i = 0; i + 1 < tables.size(); ++i) {
-    if (put.begin().with(i).with(tables[i].name).with(std::uint64_t{0}).run() != Outcome::done) return false;
+    if (!put_count(made, tables, i, {})) return false;
   }
   return made.run("PRAGMA wal_checkpoint(TRUNCATE)") == Outcome::done;
 }
@@ -153,17 +167,17 @@ void remove_log(const std::string& file) {
 
 // What cannot be opened at all has no rows.
 bool copy_tables(Connection& source, Connection& made, std::span<const Table> tables, std::vector<Saved>& saved) {
-  const Table& counts = tables.back();
   for (std::size_t i = 0; i + 1 < tables.size(); ++i) {
-    Saved one;
+    std::optional<RowCount> kept;
     if (source.is_open()) {
-      one.expected = expected_rows(source, counts, i);
+      kept = kept_count(source, i);
       TableCopy copy(source, made, tables[i]);
       if (!copy.copy()) return false;
     }
-    one.rows = made.ask(("SELECT count(*) FROM " + std::string(tables[i].name)).c_str());
-    Statement put(made, put_text(counts));
-    if (put.begin().with(i).with(tables[i].name).with(one.rows).run() != Outcome::done) return false;
+    const RowCount all = count_behind(made, tables[i], 0);
+    if (!put_count(made, tables, i, all)) return false;
+    Saved one{.rows = all.rows};
+    if (kept) one.expected = kept->rows + count_behind(made, tables[i], kept->up_to).rows;
     saved.push_back(one);
   }
   return made.run("PRAGMA wal_checkpoint(TRUNCATE)") == Outcome::done;

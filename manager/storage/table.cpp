@@ -53,4 +53,9 @@ std::string select_text(const Table& table, std::string_view which) {
   return "SELECT " + columns + ", sum = row_sum(" + columns + ") FROM " + text_of(table.name) + ' ' + text_of(which);
 }
 
+std::string newest_text(const Table& table) {
+  const std::string key = text_of(table.columns[0]);
+  return "SELECT count(*), max(" + key + ") FROM " + text_of(table.name) + " WHERE " + key + " > ?";
+}
+
 }  // namespace ox::manager
