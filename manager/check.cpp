@@ -8,10 +8,11 @@
 
 #include "manager/base/paths.h"
 #include "manager/base/settings.h"
-#include "manager/components/journal.h"
-#include "manager/components/store.h"
+#include "manager/components/file.h"
 #include "manager/components/vocabulary.h"
 #include "manager/definitions.h"
+#include "manager/events/store.h"
+#include "manager/storage/check.h"
 #include "manager/traps/check.h"
 
 namespace ox::manager {
@@ -70,8 +71,9 @@ bool check_installation(const FaultSink& faults) {
   Vocabulary vocabulary;
   sound = vocabulary.read(oxcGetWorkdir(), faults) && sound;
   sound = check_trap_definitions(faults) && sound;
-  Store store;
-  return Journal(join(oxcGetWorkdir(), "data")).load(store, faults) && sound;
+  const std::string data = join(oxcGetWorkdir(), "data");
+  sound = check_database(join(data, "components.db"), ComponentFile::tables(), faults) && sound;
+  return check_database(join(data, "events.db"), EventStore::tables(), faults) && sound;
 }
 
 }  // namespace ox::manager

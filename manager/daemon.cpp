@@ -108,6 +108,14 @@ void tell_fault(Manager& manager, const std::string& file, const std::string& te
   });
 }
 
+// Files of forms that were never released are left as they are.
+void name_old_files(const std::string& data) {
+  for (const char* name : {"components.def", "components.jnl", "events.1.log"}) {
+    const std::string file = join(data, name);
+    if (oxcCheckFile(file.c_str(), 1) == OX_OK) log(Severity::warning, file + ": of an older form, not read");
+  }
+}
+
 // Reads what the manager needs beside the tree. A fault in the types' files is logged, and the rest is used.
 bool take_up(Manager& manager, const std::string& data) {
   const FaultSink faults = manager.faults.sink();
@@ -115,7 +123,19 @@ bool take_up(Manager& manager, const std::string& data) {
   const auto tell = [&manager](const std::string& file, std::uint32_t, const std::string& text) {
     tell_fault(manager, file, text);
   };
-  return ensure_directory(data) && manager.journal.load(manager.store, faults) && manager.events.open(tell);
+  name_old_files(data);
+  return ensure_directory(data) && manager.components.load(manager.store, tell) && manager.events.open(tell);
+}
+
+// Beside the work; what turns out to be damaged is set aside.
+void check_files(Manager& manager) {
+  manager.events.check();
+  manager.components.check([&manager](const std::string& fault) {
+    asio::post(manager.loop, [&manager, fault] {
+      log(Severity::error, "the component store is damaged: " + fault);
+      manager.components.renew(manager.store);
+    });
+  });
 }
 
 // Faulty lines leave the settings as they are.
@@ -186,7 +206,7 @@ int serve(Manager& manager, const Definitions& definitions) {
   TrapReceiver traps(manager.loop, manager.settings, manager.store.agents(), manager.events, manager.trap_books,
                      manager.faults);
   if (manager.settings.trap_port != 0) traps.start();
-  manager.events.check();
+  check_files(manager);
   log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
   log_of_run();
   manager.loop.run();

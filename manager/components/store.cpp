@@ -1,7 +1,6 @@
 #include "manager/components/store.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <utility>
 
@@ -12,50 +11,39 @@
 namespace ox::manager {
 namespace {
 
-struct BuiltIn {
-  std::string_view type;
-  std::string_view name;
-};
-constexpr std::array built_in{BuiltIn{"system", "system"}};
-
 bool is_agent_address(const ComponentName& name, const Oid& path) {
   return name.type == "node" && path == node_address_path;
 }
 
 }  // namespace
 
-Store::Store() {
-  for (const BuiltIn& one : built_in) add({std::string(one.type), std::string(one.name)});
-}
+Store::Store() { add(built_in_name(), 0); }
 
-bool Store::is_built_in(const ComponentName& name) {
-  return std::any_of(built_in.begin(), built_in.end(),
-                     [&](const BuiltIn& one) { return one.type == name.type && one.name == name.name; });
-}
+bool Store::is_built_in(const ComponentName& name) { return name == built_in_name(); }
 
 void Store::apply(const Change& change) {
   switch (change.kind) {
     case Change::Kind::add:
-      return add(change.component);
+      return add(change.component, change.row);
     case Change::Kind::remove:
       return remove(change.component);
     case Change::Kind::set:
-      return set(change.component, change.path, change.value);
+      return set(change.component, change.path, change.value, change.row);
     case Change::Kind::unset:
       return unset(change.component, change.path);
     case Change::Kind::relate:
-      return relate(change.relation);
+      return relate(change.relation, change.row);
     case Change::Kind::unrelate:
       return unrelate(change.relation);
   }
 }
 
-void Store::add(const ComponentName& name) { types_[name.type].try_emplace(name.name); }
+void Store::add(const ComponentName& name, std::uint64_t row) { types_[name.type].try_emplace(name.name, row); }
 
-void Store::set(const ComponentName& name, const Oid& path, const Value& value) {
-  Values* const values = find(name);
+void Store::set(const ComponentName& name, const Oid& path, const Value& value, std::uint64_t row) {
+  Values* const values = find_values(name);
   if (values == nullptr) return;
-  values->insert_or_assign(path, value);
+  values->insert_or_assign(path, value).first->second.row = row;
   if (!is_agent_address(name, path)) return;
   agents_.erase(name.name);
   std::uint32_t address = 0;
@@ -65,7 +53,7 @@ void Store::set(const ComponentName& name, const Oid& path, const Value& value) 
 }
 
 void Store::unset(const ComponentName& name, const Oid& path) {
-  if (Values* values = find(name)) values->erase(path);
+  if (Values* values = find_values(name)) values->erase(path);
   if (is_agent_address(name, path)) agents_.erase(name.name);
 }
 
@@ -78,9 +66,9 @@ void Store::remove(const ComponentName& name) {
   if (type->second.empty()) types_.erase(type);
 }
 
-void Store::relate(const Relation& relation) {
+void Store::relate(const Relation& relation, std::uint64_t row) {
   if (!has(relation.from) || !has(relation.to)) return;
-  const Relation* const stored = &*relations_.insert(relation).first;
+  const Relation* const stored = &relations_.try_emplace(relation, row).first->first;
   by_end_[stored->from].insert(stored);
   by_end_[stored->to].insert(stored);
 }
@@ -91,19 +79,34 @@ void Store::unrelate(const Relation& relation) {
   for (const ComponentName* end : {&relation.from, &relation.to}) {
     const auto entry = by_end_.find(*end);
     if (entry == by_end_.end()) continue;  // both ends are the same component
-    entry->second.erase(&*found);
+    entry->second.erase(&found->first);
     if (entry->second.empty()) by_end_.erase(entry);
   }
   relations_.erase(found);
 }
 
-Values* Store::find(const ComponentName& name) { return const_cast<Values*>(std::as_const(*this).values(name)); }
-
-const Values* Store::values(const ComponentName& name) const {
+const Store::Component* Store::find(const ComponentName& name) const {
   const auto type = types_.find(name.type);
   if (type == types_.end()) return nullptr;
   const auto component = type->second.find(name.name);
   return component == type->second.end() ? nullptr : &component->second;
+}
+
+Values* Store::find_values(const ComponentName& name) { return const_cast<Values*>(std::as_const(*this).values(name)); }
+
+const Values* Store::values(const ComponentName& name) const {
+  const Component* const found = find(name);
+  return found == nullptr ? nullptr : &found->values;
+}
+
+std::optional<std::uint64_t> Store::row(const ComponentName& name) const {
+  const Component* const found = find(name);
+  return found == nullptr ? std::nullopt : std::optional(found->row);
+}
+
+std::optional<std::uint64_t> Store::row(const Relation& relation) const {
+  const auto found = relations_.find(relation);
+  return found == relations_.end() ? std::nullopt : std::optional(found->second);
 }
 
 const Value* Store::value(const ComponentName& name, const Oid& path) const {
@@ -117,7 +120,7 @@ std::vector<ComponentName> Store::matching(const ComponentName& pattern) const {
   std::vector<ComponentName> found;
   const auto type = types_.find(pattern.type);
   if (type == types_.end()) return found;
-  for (const auto& [name, values] : type->second) {
+  for (const auto& [name, component] : type->second) {
     if (oxcRegMatch(pattern.name.c_str(), name.c_str()) != 0) found.push_back({pattern.type, name});
   }
   return found;
@@ -139,28 +142,6 @@ std::string Store::free_name(const std::string& type) {
     name = type + std::to_string(++number);
   } while (has(ComponentName{type, name}));
   return name;
-}
-
-void Store::visit(const std::function<void(const Change&)>& visitor) const {
-  for (const auto& [type, components] : types_) {
-    for (const auto& [name, values] : components) {
-      Change change;
-      change.component = {type, name};
-      if (!is_built_in(change.component)) visitor(change);
-      change.kind = Change::Kind::set;
-      for (const auto& [path, value] : values) {
-        change.path = path;
-        change.value = value;
-        visitor(change);
-      }
-    }
-  }
-  Change change;
-  change.kind = Change::Kind::relate;
-  for (const Relation& relation : relations_) {
-    change.relation = relation;
-    visitor(change);
-  }
 }
 
 }  // namespace ox::manager

@@ -1,8 +1,8 @@
 // The components of this manager with their stored values and relations, in memory.
 #pragma once
 
-#include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -16,8 +16,9 @@ namespace ox::manager {
 
 struct Value {
   std::uint32_t type = 0;
-  std::string bytes{};  // in the data node's stored form
-  bool operator==(const Value&) const = default;
+  std::string bytes{};    // in the data node's stored form
+  std::uint64_t row = 0;  // of the database
+  bool operator==(const Value& other) const { return type == other.type && bytes == other.bytes; }
 };
 
 struct Relation {
@@ -27,7 +28,8 @@ struct Relation {
   auto operator<=>(const Relation&) const = default;
 };
 
-// One change of the store. Applying a change that is already in force changes nothing.
+// One change of the store; a batch adds a component or removes it, not both. Applying a change that is already in force
+// changes nothing.
 struct Change {
   enum class Kind { add, remove, set, unset, relate, unrelate };
   Kind kind = Kind::add;
@@ -35,6 +37,7 @@ struct Change {
   Oid path{};                 // set, unset
   Value value{};              // set
   Relation relation{};        // relate, unrelate
+  std::uint64_t row = 0;      // of the database, for what is new
 };
 
 using Values = std::map<Oid, Value>;
@@ -55,30 +58,55 @@ class Store {
   // The components of a type whose names match the pattern, by name.
   [[nodiscard]] std::vector<ComponentName> matching(const ComponentName& pattern) const;
   [[nodiscard]] static bool is_built_in(const ComponentName& name);
+  [[nodiscard]] static ComponentName built_in_name() { return {"system", "system"}; }  // its row is 0
 
   [[nodiscard]] bool has(const Relation& relation) const { return relations_.contains(relation); }
+  // The rows of the database; nothing for what is unknown.
+  [[nodiscard]] std::optional<std::uint64_t> row(const ComponentName& name) const;
+  [[nodiscard]] std::optional<std::uint64_t> row(const Relation& relation) const;
   // The relations that a component takes part in, on either side.
   [[nodiscard]] std::vector<Relation> relations_of(const ComponentName& name) const;
+
+  // The changes that make it of an empty one, with their rows.
+  template <class Take>
+  void each(const Take& take) const {
+    for (const auto& [type, components] : types_) {
+      for (const auto& [name, component] : components) each_of({type, name}, component, take);
+    }
+    for (const auto& [relation, row] : relations_) {
+      take({.kind = Change::Kind::relate, .relation = relation, .row = row});
+    }
+  }
 
   // A name that no component of the type has: the type's name and a number.
   [[nodiscard]] std::string free_name(const std::string& type);
 
-  // The changes that make this store from an empty one.
-  void visit(const std::function<void(const Change&)>& visitor) const;
-
  private:
-  using Components = std::map<std::string, Values, std::less<>>;
+  struct Component {
+    std::uint64_t row = 0;
+    Values values{};
+  };
+  using Components = std::map<std::string, Component, std::less<>>;
 
-  void add(const ComponentName& name);
-  void set(const ComponentName& name, const Oid& path, const Value& value);
+  template <class Take>
+  static void each_of(const ComponentName& name, const Component& component, const Take& take) {
+    if (!is_built_in(name)) take({.component = name, .row = component.row});
+    for (const auto& [path, value] : component.values) {
+      take({.kind = Change::Kind::set, .component = name, .path = path, .value = value, .row = value.row});
+    }
+  }
+
+  void add(const ComponentName& name, std::uint64_t row);
+  void set(const ComponentName& name, const Oid& path, const Value& value, std::uint64_t row);
   void unset(const ComponentName& name, const Oid& path);
   void remove(const ComponentName& name);
-  void relate(const Relation& relation);
+  void relate(const Relation& relation, std::uint64_t row);
   void unrelate(const Relation& relation);
-  [[nodiscard]] Values* find(const ComponentName& name);
+  [[nodiscard]] const Component* find(const ComponentName& name) const;
+  [[nodiscard]] Values* find_values(const ComponentName& name);
 
   std::map<std::string, Components, std::less<>> types_;
-  std::set<Relation> relations_;
+  std::map<Relation, std::uint64_t> relations_;
   std::map<ComponentName, std::set<const Relation*>> by_end_;  // into relations_
   std::map<std::string, std::uint32_t> next_number_;
   AgentIndex agents_;

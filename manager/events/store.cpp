@@ -19,8 +19,8 @@ constexpr std::uint64_t lost_numbers = 1u << 24;  // more than were given, when 
 constexpr std::array<std::string_view, 4> event_columns{"sequence", "arrived", "listed", "body"};
 constexpr std::array<std::string_view, 4> wait_columns{"id", "name", "taken", "seen"};
 constexpr std::array<std::string_view, 3> number_columns{"id", "last", "erased"};
-constexpr std::array tables{Table{"events", event_columns}, Table{"waits", wait_columns},
-                            Table{"numbers", number_columns}};
+constexpr std::array all_tables{Table{"events", event_columns}, Table{"waits", wait_columns},
+                                Table{"numbers", number_columns}};
 enum : std::size_t { events_table, waits_table, numbers_table };
 
 StoredEvent event_of(const Row& row) {
@@ -30,8 +30,10 @@ StoredEvent event_of(const Row& row) {
 
 }  // namespace
 
+std::span<const Table> EventStore::tables() { return all_tables; }
+
 EventStore::EventStore(const std::string& directory, Durability durability)
-    : database_(join(directory, "events.db"), tables, durability,
+    : database_(join(directory, "events.db"), all_tables, durability,
                 [this](const std::string& file, std::uint32_t line, const std::string& text) {
                   if (faults_) faults_(file, line, text);
                 }),
@@ -60,10 +62,6 @@ bool EventStore::go_on_from(std::optional<Sequence> bound) {
   last_ = std::max(last_, bound.value_or(last_ + lost_numbers));
   numbers_changed_ = true;
   return commit();
-}
-
-void EventStore::check(std::function<void(const std::string&)> damaged) {
-  check_.start(database_.file(), tables, std::move(damaged));
 }
 
 bool EventStore::load() {

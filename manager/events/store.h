@@ -13,7 +13,6 @@
 
 #include "manager/base/faults.h"
 #include "manager/base/payload.h"
-#include "manager/storage/check.h"
 #include "manager/storage/database.h"
 #include "manager/storage/reserve.h"
 
@@ -40,6 +39,8 @@ class EventStore {
   // "events.db" of the directory, and "events.numbers" beside it.
   EventStore(const std::string& directory, Durability durability);
 
+  [[nodiscard]] static std::span<const Table> tables();
+
   // Reads what is there; takes faults from then on. False when it cannot be used. What is damaged is set aside, and
   // what reads of it is kept.
   [[nodiscard]] bool open(FaultSink faults);
@@ -57,7 +58,7 @@ class EventStore {
   [[nodiscard]] Outcome before(Sequence sequence, std::size_t count, std::size_t bytes, std::vector<StoredEvent>& page);
   [[nodiscard]] Outcome get(Sequence sequence, std::optional<StoredEvent>& event);
   // Checks all of it, in a thread that calls back when something is wrong: renew() is due.
-  void check(std::function<void(const std::string&)> damaged);
+  void check(std::function<void(const std::string&)> damaged) { database_.check(std::move(damaged)); }
   // Sets the database aside and goes on with what reads of it. False when the system does not let it.
   [[nodiscard]] bool renew();
   // From where on events read again, when those behind that place do not: the last number when none does.
@@ -119,7 +120,6 @@ class EventStore {
   Numbers committed_;
   std::vector<std::pair<Sequence, bool>> listed_before_;
   bool waits_changed_ = false;
-  BackgroundCheck check_;
 };
 
 }  // namespace ox::manager

@@ -9,7 +9,7 @@
 #include "manager/base/settings.h"
 #include "manager/components/collected.h"
 #include "manager/components/directory.h"
-#include "manager/components/journal.h"
+#include "manager/components/file.h"
 #include "manager/components/store.h"
 #include "manager/components/vocabulary.h"
 #include "manager/events/handles.h"
@@ -30,7 +30,7 @@ struct Manager {
   Manager(asio::io_context& event_loop, const Settings& with, const std::string& data_directory)
       : loop(event_loop),
         settings(with),
-        journal(data_directory),
+        components(data_directory, with.durability),
         snmp(event_loop, with.snmp_in_flight),
         collected(data_directory, with.max_data),
         events(event_loop, settings, data_directory),
@@ -46,7 +46,7 @@ struct Manager {
 
   // Writes a batch of changes, and reports them to those who watch. 0, or 144 with the store as it was.
   [[nodiscard]] OX_RESULT commit(std::span<const Change> batch) {
-    if (const OX_RESULT result = journal.commit(store, batch)) return result;
+    if (const OX_RESULT result = components.commit(store, batch)) return result;
     subscriptions.changed(batch);
     return OX_OK;
   }
@@ -65,7 +65,7 @@ struct Manager {
   Settings settings;
   Vocabulary vocabulary;
   Store store;
-  Journal journal;
+  ComponentFile components;
   Locks locks;
   SnmpEngine snmp;
   Collected collected;

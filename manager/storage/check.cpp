@@ -5,27 +5,70 @@
 #include <new>
 #include <system_error>
 
+#include "platform/file.h"
+
 namespace ox::manager {
 
-std::string check_tables(Connection& connection, std::span<const Table> tables) {
+namespace {
+
+std::string damaged_page(Connection& connection) {
   std::string text;
   Statement pages(connection, "PRAGMA quick_check(1)");
   const Outcome outcome = pages.begin().rows([&](const Row& row) {
     if (row.text(0) != "ok") text = row.text(0);
     return text.empty();
   });
-  if (outcome != Outcome::done) return connection.fault();
+  return outcome == Outcome::done ? text : connection.fault();
+}
+
+std::string damaged_row(Connection& connection, const Table& table) {
+  std::string text;
+  const auto sound = static_cast<int>(table.columns.size());
+  Statement rows(connection, select_text(table, ""));
+  const Outcome outcome = rows.begin().rows([&](const Row& row) {
+    if (row.number(sound) == 0) text = "row " + std::to_string(row.number(0)) + " of " + std::string(table.name);
+    return text.empty();
+  });
+  return outcome == Outcome::done ? text : connection.fault();
+}
+
+std::string missing_rows(Connection& connection, const Table& table) {
+  const std::string name(table.name);
+  std::string text = "row_counts has no row for " + name;
+  Statement counts(connection, "SELECT rows, (SELECT count(*) FROM " + name + " WHERE " +
+                                   std::string(table.columns[0]) + " <= up_to) FROM row_counts WHERE name = ?");
+  const Outcome outcome = counts.begin().with(table.name).rows([&](const Row& row) {
+    text.clear();
+    if (row.number(0) == row.number(1)) return false;
+    text = std::to_string(row.number(1)) + " of " + std::to_string(row.number(0)) + " rows of " + name;
+    return false;
+  });
+  return outcome == Outcome::done ? text : connection.fault();
+}
+
+}  // namespace
+
+std::string check_tables(Connection& connection, std::span<const Table> tables) {
+  std::string text = damaged_page(connection);
+  if (text.empty()) text = damaged_row(connection, count_table);
   for (const Table& table : tables) {
-    const auto sound = static_cast<int>(table.columns.size());
-    Statement rows(connection, select_text(table, ""));
-    const Outcome read = text.empty() ? rows.begin().rows([&](const Row& row) {
-      if (row.number(sound) == 0) text = "row " + std::to_string(row.number(0)) + " of " + std::string(table.name);
-      return text.empty();
-    })
-                                      : Outcome::done;
-    if (read != Outcome::done) return connection.fault();
+    if (text.empty()) text = damaged_row(connection, table);
+    if (text.empty()) text = missing_rows(connection, table);
   }
   return text;
+}
+
+bool check_database(const std::string& file, std::span<const Table> tables, const FaultSink& faults) {
+  platform::FileAttributes attributes;
+  if (platform::file_attributes(file.c_str(), attributes) != platform::error_none) return true;
+  Connection connection;
+  std::string fault = "is empty";  // opening would remove its log
+  if (attributes.size != 0) {
+    fault = connection.open(file, Durability::process) == Outcome::done ? check_tables(connection, tables)
+                                                                        : connection.fault();
+  }
+  if (!fault.empty()) faults(file, 0, fault);
+  return fault.empty();
 }
 
 BackgroundCheck::~BackgroundCheck() {

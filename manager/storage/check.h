@@ -7,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include "manager/base/faults.h"
 #include "manager/storage/connection.h"
 #include "manager/storage/table.h"
 
@@ -14,6 +15,9 @@ namespace ox::manager {
 
 // What is wrong with an open database; empty when it is sound.
 [[nodiscard]] std::string check_tables(Connection& connection, std::span<const Table> tables);
+
+// The same of a file, which need not be there, and that no row is missing.
+[[nodiscard]] bool check_database(const std::string& file, std::span<const Table> tables, const FaultSink& faults);
 
 // A check in a thread of its own, beside the work on the database.
 class BackgroundCheck {

@@ -54,7 +54,11 @@ Query::Query(Database& database, std::size_t table, std::string_view which)
       statement_(database.connection_, select_text(database.tables_[table].shape, which)) {}
 
 Database::Database(std::string file, std::span<const Table> tables, Durability durability, FaultSink faults)
-    : file_(std::move(file)), durability_(durability), faults_(std::move(faults)), checkpointer_(file_) {
+    : file_(std::move(file)),
+      given_(tables),
+      durability_(durability),
+      faults_(std::move(faults)),
+      checkpointer_(file_) {
   const auto add = [&](const Table& table) {
     tables_.push_back({table, {connection_, put_text(table)}, {connection_, erase_text(table)}});
   };
@@ -166,9 +170,10 @@ bool Database::renew() {
   std::string text = "was damaged: it is kept as " + name + ", and of its rows a new one has";
   for (std::size_t i = 0; i < saved->size(); ++i) {
     const Saved& table = (*saved)[i];
+    const std::uint64_t expected = std::max(table.expected.value_or(0), tables_[i].rows);
+    const bool known = table.expected || expected != 0;
     text += (i == 0 ? " " : ", ") + std::to_string(table.rows) + " of " +
-            (table.expected ? std::to_string(*table.expected) : "an unknown number of") + ' ' +
-            std::string(tables_[i].shape.name);
+            (known ? std::to_string(expected) : "an unknown number of") + ' ' + std::string(tables_[i].shape.name);
   }
   faults_(file_, 0, text);
   told_.clear();

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "manager/base/faults.h"
+#include "manager/storage/check.h"
 #include "manager/storage/checkpointer.h"
 #include "manager/storage/connection.h"
 #include "manager/storage/table.h"
@@ -34,6 +35,8 @@ class Database {
   // Sets the file aside under a dated name, and goes on with a new one that holds every row that reads; tells how many
   // there are. False, and told, when the system does not let it.
   [[nodiscard]] bool renew();
+  // Checks all of it beside the work, once; a thread calls back when something is wrong: renew() is due.
+  void check(std::function<void(const std::string&)> damaged) { check_.start(file_, given_, std::move(damaged)); }
 
   // A row, new or in place of that with its key.
   template <class... Values>
@@ -103,6 +106,7 @@ class Database {
   static int grown(void* self, sqlite3* connection, const char* database, int pages);
 
   std::string file_;
+  std::span<const Table> given_;
   Durability durability_;
   FaultSink faults_;
   Connection connection_;
@@ -115,6 +119,7 @@ class Database {
   bool damaged_ = false;
   bool refusing_ = false;  // the last commit was refused
   std::set<std::pair<std::size_t, std::uint64_t>> told_;
+  BackgroundCheck check_;
 };
 
 // Reads rows of one table. A row whose checksum does not hold ends it, and is told.

@@ -55,7 +55,7 @@ void ManagerTest::start_manager() {
   const std::string data = test::work_dir() + "/data";
   ASSERT_TRUE(ensure_directory(data));
   manager_.emplace(loop_, settings_, data);
-  ASSERT_TRUE(manager_->journal.load(manager_->store, no_faults));
+  ASSERT_TRUE(manager_->components.load(manager_->store, no_faults));
   ASSERT_TRUE(manager_->events.open(no_faults));
 }
 

@@ -1,6 +1,7 @@
 // A manager that is killed at any moment, under changes of every kind: what was answered for is there again.
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <random>
 #include <set>
@@ -11,6 +12,7 @@
 
 #include "access/session.h"
 #include "tests/road/daemon.h"
+#include "tests/support/system_root.h"
 #include "tests/support/test.h"
 
 namespace ox::test {
@@ -55,6 +57,9 @@ class KillTest : public testing::Test {
     if (!uncertain_.empty()) known_[uncertain_] = read(uncertain_);
     uncertain_.clear();
     expect_events();
+    for (const auto& file : std::filesystem::directory_iterator(work_dir() + "/data")) {
+      EXPECT_EQ(std::string::npos, file.path().filename().string().find(".db.")) << file.path() << " was set aside";
+    }
   }
 
  private:

@@ -211,14 +211,14 @@ TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
              "siteC siteA.2 INTEGER read CONF-ACS\nsiteD siteA.3 INTEGER read-only CONF-ACS\nsiteE nothing.1 INTEGER "
              "read-only CONF-ACS\n");
   write_file(work_dir() + "/conf/oxmgrd.cf", "MaxFrames: 1\n");
-  write_file(work_dir() + "/data/components.def", "component:\tnode\t\"a\"\n");
+  write_file(work_dir() + "/data/components.db", "component:\tnode\t\"a\"\n");
   write_file(work_dir() + "/public/trap/USER.DEF", "Enterprise 1.3\nGenericCode *\nSpecificCode *\nSeverity 5\n");
   const std::string messages = home_dir() + "/LIB/LOCALE/0409/OXERROR.MSG";
   write_file(messages, read_file(messages) + "no code\r\n");
   const std::string output = run("oxmgrd --check");
   EXPECT_EQ("1 ", output.substr(0, 2));
   for (const char* fault : {"site.def:2: ", "site.def:3: ", "site.def:5: ", "oxmgrd.cf:1: unknown setting MaxFrames",
-                            "components.def:1: the end is missing", "OXERROR.MSG:", "USER.DEF:4: Severity: "}) {
+                            "components.db:0: file is not a database", "OXERROR.MSG:", "USER.DEF:4: Severity: "}) {
     EXPECT_NE(std::string::npos, output.find(fault)) << fault << " in:\n" << output;
   }
   EXPECT_EQ(std::string::npos, output.find("site.def:4: ")) << output;

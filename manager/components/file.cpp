@@ -1,0 +1,210 @@
+#include "manager/components/file.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+
+#include "manager/base/paths.h"
+
+namespace ox::manager {
+namespace {
+
+constexpr std::array<std::string_view, 3> component_columns{"id", "type", "name"};
+constexpr std::array<std::string_view, 5> value_columns{"id", "component", "path", "type", "bytes"};
+constexpr std::array<std::string_view, 4> relation_columns{"id", "name", "source", "destination"};
+constexpr std::array all_tables{Table{"components", component_columns}, Table{"attributes", value_columns},
+                                Table{"relations", relation_columns}};
+constexpr std::size_t spare_size = 1u << 20;
+enum : std::size_t { components_table, values_table, relations_table };
+
+}  // namespace
+
+std::span<const Table> ComponentFile::tables() { return all_tables; }
+
+ComponentFile::ComponentFile(const std::string& directory, Durability durability)
+    : database_(join(directory, "components.db"), all_tables, durability,
+                [this](const std::string& file, std::uint32_t line, const std::string& text) {
+                  if (faults_) faults_(file, line, text);
+                }),
+      spare_(new (std::nothrow) std::byte[spare_size]) {}
+
+bool ComponentFile::load(Store& store, FaultSink faults) {
+  faults_ = std::move(faults);
+  const Outcome opened = database_.open();
+  if (opened == Outcome::refused) return false;
+  return (opened == Outcome::done && read(store)) || (database_.renew() && read(store));
+}
+
+// Every row of the table. False when there are fewer than there were.
+template <class Take>
+bool ComponentFile::read_all(std::size_t table, const Take& take) {
+  std::uint64_t rows = 0;
+  Query query(database_, table, "");
+  const Outcome outcome = query.rows([&](const Row& row) {
+    ++rows;
+    last_row_ = std::max(last_row_, row.number(0));
+    return take(row);
+  });
+  return outcome == Outcome::done && rows == database_.rows(table);
+}
+
+bool ComponentFile::read(Store& store) {
+  store = Store();
+  Names names;
+  names[0] = Store::built_in_name();
+  return read_components(store, names) && read_values(store, names) && read_relations(store, names);
+}
+
+bool ComponentFile::read_components(Store& store, Names& names) {
+  return read_all(components_table, [&](const Row& row) {
+    Change change;
+    change.row = row.number(0);
+    change.component = {row.text(1), row.text(2)};
+    names[change.row] = change.component;
+    store.apply(change);
+    return true;
+  });
+}
+
+// A value or a relation of a component that was lost with a page is passed over: its loss has been told.
+bool ComponentFile::read_values(Store& store, const Names& names) {
+  return read_all(values_table, [&](const Row& row) {
+    const auto name = names.find(row.number(1));
+    auto path = parse_oid(row.text(2));
+    if (name == names.end() || !path) return true;
+    store.apply({.kind = Change::Kind::set,
+                 .component = name->second,
+                 .path = std::move(*path),
+                 .value = {row.word(3), row.text(4)},
+                 .row = row.number(0)});
+    return true;
+  });
+}
+
+bool ComponentFile::read_relations(Store& store, const Names& names) {
+  return read_all(relations_table, [&](const Row& row) {
+    const auto from = names.find(row.number(2));
+    const auto to = names.find(row.number(3));
+    if (from == names.end() || to == names.end()) return true;
+    store.apply(
+        {.kind = Change::Kind::relate, .relation = {row.text(1), from->second, to->second}, .row = row.number(0)});
+    return true;
+  });
+}
+
+OX_RESULT ComponentFile::commit(Store& store, std::span<const Change> batch) {
+  std::vector<Change> changes(batch.begin(), batch.end());
+  bool safe = true;
+  try {
+    for (Change& change : changes) write(store, change);
+  } catch (const std::bad_alloc&) {
+    safe = false;
+  }
+  fresh_.clear();
+  fresh_values_.clear();
+  if (!database_.commit(safe)) {
+    if (database_.is_damaged()) renew(store);
+    return OX_EWRITE;
+  }
+  take_in(store, changes);
+  return OX_OK;
+}
+
+// What did not read is still in memory.
+void ComponentFile::renew(Store& store) {
+  if (!database_.renew() || write_everything(store)) return;
+  if (!read(store)) database_.tell_damaged("what is left of it does not read");
+}
+
+bool ComponentFile::write_everything(const Store& store) {
+  bool ready = true;
+  try {
+    store.each([&](const Change& change) { put(store, change); });
+  } catch (const std::bad_alloc&) {
+    ready = false;
+  }
+  return database_.commit(ready);
+}
+
+// What is written already finds memory that was set aside for it. Changes may be applied twice.
+void ComponentFile::take_in(Store& store, std::span<const Change> changes) {
+  const auto apply = [&] { std::for_each(changes.begin(), changes.end(), [&](const Change& c) { store.apply(c); }); };
+  try {
+    apply();
+  } catch (const std::bad_alloc&) {
+    spare_.reset();
+    apply();
+    spare_.reset(new (std::nothrow) std::byte[spare_size]);
+  }
+}
+
+std::optional<std::uint64_t> ComponentFile::component_row(const Store& store, const ComponentName& name) const {
+  const auto fresh = fresh_.find(name);
+  return fresh != fresh_.end() ? fresh->second : store.row(name);
+}
+
+void ComponentFile::write(const Store& store, Change& change) {
+  switch (change.kind) {
+    case Change::Kind::add:
+      if (component_row(store, change.component)) return;
+      fresh_[change.component] = change.row = next_row();
+      return put(store, change);
+    case Change::Kind::remove:
+      return erase_component(store, change.component);
+    case Change::Kind::set:
+    case Change::Kind::unset:
+      return write_value(store, change);
+    case Change::Kind::relate:
+    case Change::Kind::unrelate:
+      return write_relation(store, change);
+  }
+}
+
+void ComponentFile::write_value(const Store& store, Change& change) {
+  if (!component_row(store, change.component)) return;
+  const Value* const stored = store.value(change.component, change.path);
+  std::uint64_t& row = fresh_values_[{change.component, change.path}];
+  if (row == 0 && stored != nullptr) row = stored->row;
+  if (change.kind == Change::Kind::unset) {
+    if (row != 0) database_.erase(values_table, row);
+    return;
+  }
+  if (row == 0) row = next_row();
+  change.row = row;
+  put(store, change);
+}
+
+void ComponentFile::write_relation(const Store& store, Change& change) {
+  const auto stored = store.row(change.relation);
+  if (change.kind == Change::Kind::unrelate) {
+    if (stored) database_.erase(relations_table, *stored);
+    return;
+  }
+  if (stored || !component_row(store, change.relation.from) || !component_row(store, change.relation.to)) return;
+  change.row = next_row();
+  put(store, change);
+}
+
+// The components that it is about have their rows.
+void ComponentFile::put(const Store& store, const Change& change) {
+  const auto row = [&](const ComponentName& name) { return component_row(store, name).value_or(0); };
+  const auto& [kind, component, path, value, relation, key] = change;
+  if (kind == Change::Kind::add) {
+    database_.put(components_table, key, component.type, component.name);
+  } else if (kind == Change::Kind::set) {
+    database_.put(values_table, key, row(component), oid_text(path), std::uint64_t{value.type},
+                  std::as_bytes(std::span(value.bytes)));
+  } else {
+    database_.put(relations_table, key, relation.name, row(relation.from), row(relation.to));
+  }
+}
+
+void ComponentFile::erase_component(const Store& store, const ComponentName& name) {
+  const auto row = store.row(name);
+  if (!row || Store::is_built_in(name)) return;
+  for (const auto& [path, value] : *store.values(name)) database_.erase(values_table, value.row);
+  for (const Relation& relation : store.relations_of(name)) database_.erase(relations_table, *store.row(relation));
+  database_.erase(components_table, *row);
+}
+
+}  // namespace ox::manager

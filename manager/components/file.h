@@ -1,0 +1,68 @@
+// The components with their values and relations in their database.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "manager/base/faults.h"
+#include "manager/components/store.h"
+#include "manager/storage/database.h"
+
+namespace ox::manager {
+
+class ComponentFile {
+ public:
+  // "components.db" of the directory.
+  ComponentFile(const std::string& directory, Durability durability);
+  [[nodiscard]] static std::span<const Table> tables();
+
+  // Reads the database into the store; takes faults from then on. What is damaged is set aside, and what reads of it is
+  // kept. False, and told, when it cannot be used.
+  [[nodiscard]] bool load(Store& store, FaultSink faults);
+  // Writes the batch, then applies it. 0, or 144 with the store as it was.
+  [[nodiscard]] OX_RESULT commit(Store& store, std::span<const Change> batch);
+  // Checks the database beside the work; a thread calls back when something is wrong: renew() is due.
+  void check(std::function<void(const std::string&)> damaged) { database_.check(std::move(damaged)); }
+  // Sets the database aside and goes on with a new one that holds the store.
+  void renew(Store& store);
+
+ private:
+  using Names = std::unordered_map<std::uint64_t, ComponentName>;
+
+  [[nodiscard]] bool read(Store& store);
+  [[nodiscard]] bool read_components(Store& store, Names& names);
+  [[nodiscard]] bool read_values(Store& store, const Names& names);
+  [[nodiscard]] bool read_relations(Store& store, const Names& names);
+  template <class Take>
+  [[nodiscard]] bool read_all(std::size_t table, const Take& take);
+  [[nodiscard]] std::uint64_t next_row() { return ++last_row_; }
+
+  // The row that the change is about, 0 when it changes nothing. Rows of this batch that the store does not have yet
+  // are in `fresh_`.
+  [[nodiscard]] bool write_everything(const Store& store);
+  void write(const Store& store, Change& change);
+  void put(const Store& store, const Change& change);
+  void write_value(const Store& store, Change& change);
+  void write_relation(const Store& store, Change& change);
+  void erase_component(const Store& store, const ComponentName& name);
+  [[nodiscard]] std::optional<std::uint64_t> component_row(const Store& store, const ComponentName& name) const;
+
+  void take_in(Store& store, std::span<const Change> changes);
+
+  FaultSink faults_;
+  Database database_;
+  std::uint64_t last_row_ = 0;  // of all tables
+  std::unique_ptr<std::byte[]> spare_;
+  std::map<ComponentName, std::uint64_t> fresh_;
+  std::map<std::pair<ComponentName, Oid>, std::uint64_t> fresh_values_;
+};
+
+}  // namespace ox::manager

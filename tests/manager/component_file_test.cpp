@@ -1,0 +1,189 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <utility>
+
+#include "manager/components/file.h"
+#include "manager/storage/check.h"
+#include "tests/manager/damage.h"
+#include "tests/support/byte_text.h"
+#include "tests/support/fault_heap.h"
+#include "tests/support/system_root.h"
+
+namespace ox::manager {
+namespace {
+
+namespace fs = std::filesystem;
+using Kind = Change::Kind;
+
+const Oid port{11, 5, 2, 0};
+const Oid raw{11, 15, 14, 0};
+
+class ComponentFileTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    fs::create_directories(directory_);
+    restart();
+  }
+  // As after the death of the manager.
+  void restart() {
+    components_.emplace(directory_, Durability::process);
+    ASSERT_TRUE(components_->load(
+        store_, [this](const std::string&, std::uint32_t, const std::string& text) { faults_ += text + '\n'; }));
+  }
+  OX_RESULT commit(const std::vector<Change>& batch) { return components_->commit(store_, batch); }
+  // "node:r1 11.5.2.0=1:text icon>map:m"; of a relation its other end.
+  [[nodiscard]] std::string contents() const {
+    std::string text;
+    for (const char* type : {"map", "node", "system"}) {
+      for (const ComponentName& name : store_.matching({type, "*"})) text += contents_of(name) + '\n';
+    }
+    return text;
+  }
+  [[nodiscard]] std::string contents_of(const ComponentName& name) const {
+    std::string text = name.type + ':' + name.name;
+    for (const auto& [path, value] : *store_.values(name)) {
+      text += ' ' + oid_text(path) + '=' + std::to_string(value.type) + ':' + value.bytes;
+    }
+    for (const Relation& one : store_.relations_of(name)) {
+      const ComponentName& other = one.from == name ? one.to : one.from;
+      text += ' ' + one.name + '>' + other.type + ':' + other.name;
+    }
+    return text;
+  }
+
+  std::string directory_ = test::work_dir() + "/data";
+  std::string file_ = directory_ + "/components.db";
+  Store store_;
+  std::optional<ComponentFile> components_;
+  std::string faults_;
+};
+
+Change add(const ComponentName& name) { return {.component = name}; }
+Change set(const ComponentName& name, const Oid& path, const std::string& bytes) {
+  return {.kind = Kind::set, .component = name, .path = path, .value = {OX_OCTETSTRING, bytes}};
+}
+const ComponentName node{"node", "r \"1\""};
+const ComponentName gone{"node", "gone"};
+const ComponentName map{"map", "\x83\x5C\x83\x5C"};
+const Relation icon{"icon", map, node};
+
+TEST_F(ComponentFileTest, EveryKindOfChangeComesBack) {
+  const std::string bytes = test::bytes("00090a0d1b22275c7f8080ff");
+  ASSERT_EQ(0u, commit({add(node),
+                        add(map),
+                        add(gone),
+                        set(node, port, "1"),
+                        set(node, port, "2"),
+                        set(node, raw, "x"),
+                        set(gone, port, "3"),
+                        set({"system", "system"}, raw, bytes),
+                        {.kind = Kind::relate, .relation = icon},
+                        {.kind = Kind::relate, .relation = {"icon", map, gone}}}));
+  const auto expect_same_again = [&](const std::string& expected) {
+    EXPECT_EQ(expected, contents());
+    restart();
+    EXPECT_EQ(expected, contents());
+  };
+  const std::string of_system = "system:system 11.15.14.0=8:" + bytes + '\n';
+  expect_same_again("map:\x83\x5C\x83\x5C icon>node:gone icon>node:r \"1\"\n" +
+                    std::string("node:gone 11.5.2.0=8:3 icon>map:\x83\x5C\x83\x5C\n") +
+                    "node:r \"1\" 11.5.2.0=8:2 11.15.14.0=8:x icon>map:\x83\x5C\x83\x5C\n" + of_system);
+  ASSERT_EQ(0u, commit({{.kind = Kind::remove, .component = gone},
+                        {.kind = Kind::unset, .component = node, .path = raw},
+                        set(node, port, std::string(60000, 'v')),
+                        set({"node", "unknown"}, port, "4"),
+                        {.kind = Kind::remove, .component = Store::built_in_name()}}));
+  ASSERT_EQ(0u, commit({{.kind = Kind::unrelate, .relation = icon}, add(node)}));
+  expect_same_again("map:\x83\x5C\x83\x5C\nnode:r \"1\" 11.5.2.0=8:" + std::string(60000, 'v') + '\n' + of_system);
+  EXPECT_EQ("", faults_);
+}
+
+TEST_F(ComponentFileTest, WithoutMemoryABatchIsWrittenOrNot) {
+  for (int n = 1;; ++n) {
+    const std::string before = contents();
+    test::fail_allocation(n);
+    OX_RESULT result = OX_EWRITE;
+    try {
+      result = commit({add({"node", "n" + std::to_string(n)}), set(node, port, "1")});
+    } catch (const std::bad_alloc&) {  // before anything is written
+    }
+    const bool reached = test::stop_failing();
+    const std::string after = contents();
+    EXPECT_TRUE(result == OX_OK || before == after) << n;
+    restart();
+    EXPECT_EQ(after, contents()) << n;
+    if (!reached) break;
+  }
+}
+
+// The store is loaded, and what is not there any more has been told.
+TEST_F(ComponentFileTest, DamageIsToldAndWhatReadsIsKept) {
+  std::vector<Change> batch;
+  for (int i = 0; i < 150; ++i) {
+    const ComponentName name{"node", "n" + std::to_string(i)};
+    batch.push_back(add(name));
+    for (std::uint32_t at = 0; at < 4; ++at) batch.push_back(set(name, {11, 5, at, 0}, std::string(40, 'v')));
+    if (i != 0) batch.push_back({.kind = Kind::relate, .relation = {"next", {"node", "n0"}, name}});
+    if (i == 109) {  // the counts lag behind the last ones
+      ASSERT_EQ(0u, commit(std::exchange(batch, {})));
+    }
+  }
+  ASSERT_EQ(0u, commit(batch));
+  const std::string whole = contents();
+  components_.reset();
+  {
+    Connection connection;
+    ASSERT_EQ(Outcome::done, connection.open(file_, Durability::process));
+    ASSERT_EQ(Outcome::done, connection.run("PRAGMA wal_checkpoint(TRUNCATE)"));
+  }
+  const std::string sound = test::read_file(file_);
+  const auto look_at = [&](const std::string& damaged, bool certain) {
+    components_.reset();
+    fs::remove_all(directory_);
+    fs::create_directories(directory_);
+    test::write_file(file_, damaged);
+    faults_.clear();
+    restart();
+    EXPECT_TRUE(!faults_.empty() || (contents() == whole && !certain));
+    // The first change may come upon a damaged page; the next one goes on.
+    EXPECT_TRUE(commit({add({"map", "a"})}) == OX_OK || !faults_.empty());
+    EXPECT_EQ(0u, commit({add({"map", "b"})}));
+    const std::string now = contents();
+    restart();
+    EXPECT_EQ(now, contents());
+  };
+  test::for_every_damage(sound, look_at);
+}
+
+TEST_F(ComponentFileTest, WhatIsInMemoryIsWrittenAgain) {
+  ASSERT_EQ(0u, commit({add(node), add(map), set(node, port, "1"), {.kind = Kind::relate, .relation = icon}}));
+  const std::string whole = contents();
+  {
+    Connection other;
+    ASSERT_EQ(Outcome::done, other.open(file_, Durability::process));
+    ASSERT_EQ(Outcome::done, other.run("DELETE FROM components; DELETE FROM attributes; DELETE FROM relations"));
+  }
+  components_->renew(store_);
+  EXPECT_NE(std::string::npos, faults_.find(" 0 of 2 components, 0 of 1 attributes, 0 of 1 relations")) << faults_;
+  EXPECT_EQ(whole, contents());
+  restart();
+  EXPECT_EQ(whole, contents());
+}
+
+TEST_F(ComponentFileTest, DiskThatRefusesChangesNothingAndTakesChangesAgain) {
+  Connection other;
+  ASSERT_EQ(Outcome::done, other.open(file_, Durability::process));
+  ASSERT_EQ(Outcome::done, other.run("BEGIN IMMEDIATE"));
+  EXPECT_EQ(OX_EWRITE, commit({add(node)}));
+  EXPECT_EQ(OX_EWRITE, commit({add(node)}));
+  EXPECT_EQ("system:system\n", contents());
+  ASSERT_EQ(Outcome::done, other.run("ROLLBACK"));
+  EXPECT_EQ(0u, commit({add(node)}));
+  EXPECT_EQ(2, std::count(faults_.begin(), faults_.end(), '\n')) << faults_;
+}
+
+}  // namespace
+}  // namespace ox::manager

@@ -1,0 +1,35 @@
+// A file of pages, damaged in every way.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+namespace ox::test {
+
+// Calls `look_at(damaged, certain)` with each page zeroed, flipped in the places that matter most, and cut off with all
+// behind it; `certain` tells that something is missing then. Between the first and the last pages every seventh, all of
+// them when OX_ALL_PAGES is set.
+template <class Look>
+void for_every_damage(const std::string& sound, const Look& look_at) {
+  constexpr std::size_t page_size = 4096;
+  const std::size_t step = std::getenv("OX_ALL_PAGES") != nullptr ? 1 : 7;
+  const std::size_t pages = sound.size() / page_size;
+  for (std::size_t page = 0; page < pages; page += page < 8 || page + 8 > pages ? 1 : step) {
+    SCOPED_TRACE(page + 1);
+    const std::size_t at = page * page_size;
+    std::string damaged = sound;
+    std::fill_n(damaged.begin() + static_cast<std::ptrdiff_t>(at), page_size, '\0');
+    look_at(damaged, false);
+    for (const std::size_t place : {1u, 4u, 12u, 2047u, 4085u}) {
+      damaged = sound;
+      damaged[at + place] = static_cast<char>(damaged[at + place] ^ 0x10);
+      look_at(damaged, false);
+    }
+    look_at(sound.substr(0, at), true);
+  }
+}
+
+}  // namespace ox::test
