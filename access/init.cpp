@@ -5,6 +5,7 @@
 #include <oxbase/oxa.h>
 
 #include "access/session.h"
+#include "common/protocol.h"
 #include "common/trace.h"
 #include "platform/environment.h"
 #include "platform/named_event.h"
@@ -17,7 +18,7 @@ constexpr std::uint32_t wait_pause_ms = 1000;
 OX_RESULT wait_for_base_services(std::uint32_t tries) {
   const char* prefix = "";
   if (const platform::Error error = global_prefix(prefix)) return error;
-  const std::string name = std::string(prefix) + "OxWaitEvent";
+  const std::string name = std::string(prefix) + base_event_name;
   for (std::uint32_t left = tries;; --left) {
     platform::NamedEvent event;
     if (event.open(name.c_str()) == platform::error_none) return OX_OK;

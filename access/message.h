@@ -6,29 +6,9 @@
 
 #include <oxbase/oxtypes.h>
 
-namespace ox {
+#include "common/protocol.h"
 
-// Message types, and the commands of type 1. A lock's release is of a type of its own.
-inline constexpr std::uint32_t type_request = 1;
-inline constexpr std::uint32_t type_unlock = 4;
-inline constexpr std::uint32_t type_connection_notice = 4;  // of a report: a manager's connection is gone
-inline constexpr std::uint32_t type_fetch = 5;              // asks for the next report
-inline constexpr std::uint32_t type_nothing_waits = 6;      // the answer when there is none
-inline constexpr std::uint32_t type_fetch_taken = 7;        // a fetch that takes application data, or refuses them: the
-inline constexpr std::uint32_t type_fetch_refused = 8;      // reference word is their report's
-inline constexpr std::uint32_t no_report = 0xFFFFFFFF;      // the reference word of other fetches
-inline constexpr std::uint32_t command_get = 1;
-inline constexpr std::uint32_t command_asy_get = 2;    // also of its reports
-inline constexpr std::uint32_t command_close_set = 3;  // and of any kind but an asynchronous get
-inline constexpr std::uint32_t command_set = 4;
-inline constexpr std::uint32_t command_asy_set = 5;  // also of its report
-inline constexpr std::uint32_t command_close_get = 6;
-inline constexpr std::uint32_t command_control = 7;
-inline constexpr std::uint32_t command_management = 8;
-inline constexpr std::uint32_t command_lock = 14;
-inline constexpr std::uint32_t command_data_append = 21;
-inline constexpr std::uint32_t command_data_size = 22;
-inline constexpr std::uint32_t command_application_data = 25;
+namespace ox {
 
 // The header of a message to the manager. Type, command and error travel in 16 bits.
 struct RequestHeader {

@@ -12,6 +12,7 @@
 #include "access/turn.h"
 #include "common/context.h"
 #include "common/error_codes.h"
+#include "common/protocol.h"
 #include "common/settings.h"
 #include "common/trace.h"
 #include "platform/environment.h"
@@ -20,7 +21,6 @@
 namespace ox {
 namespace {
 
-constexpr char pipe_name[] = "\\\\.\\PIPE\\ox_stdpipe";
 constexpr std::uint32_t application_level = 7;
 constexpr std::uint32_t tree_key = 1120;
 constexpr std::uint32_t retries_by_default = 60;

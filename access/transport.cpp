@@ -7,13 +7,13 @@
 #include <oxbase/oxc.h>
 
 #include "common/bytes.h"
+#include "common/protocol.h"
 #include "common/trace.h"
 
 namespace ox {
 namespace {
 
 constexpr std::size_t piece = 4096;  // what one read or write of the pipe carries at most
-constexpr char limit_name[] = "MaxFrame";
 
 void trace_sending(const Frame& frame) noexcept {
   const std::span<const unsigned char> header = frame.header();
@@ -117,15 +117,15 @@ OX_RESULT Transport::read_answer() noexcept {
 
 // What follows the code: a name and a number. Managers that tell nothing there, or something else, are passed over.
 OX_RESULT Transport::read_limit(std::size_t size) noexcept {
-  std::array<unsigned char, 2 + sizeof limit_name + 4> setting;
+  std::array<unsigned char, 2 + sizeof greeting_limit_name + 4> setting;
   if (size < setting.size()) return reader_.skip(size);
   if (const OX_RESULT result = reader_.take(setting)) return result;
   Reader in(setting.data(), setting.size());
   std::uint16_t name_size = 0;
   const unsigned char* name = nullptr;
   std::uint32_t number = 0;
-  if (in.take(name_size) && name_size == sizeof limit_name && in.take_bytes(name_size, name) && in.take(number) &&
-      std::memcmp(name, limit_name, name_size) == 0) {
+  if (in.take(name_size) && name_size == sizeof greeting_limit_name && in.take_bytes(name_size, name) &&
+      in.take(number) && std::memcmp(name, greeting_limit_name, name_size) == 0) {
     data_limit_ = number;
   }
   return reader_.skip(size - setting.size());

@@ -4,6 +4,7 @@
 #include <oxbase/oxc.h>
 
 #include "common/error_codes.h"
+#include "common/protocol.h"
 #include "common/settings.h"
 #include "common/trace.h"
 #include "platform/registry.h"
@@ -13,8 +14,8 @@ namespace ox {
 namespace {
 
 enum Service : std::uint32_t { base, logging, expert, commands, remote_map, rules };
-constexpr const char* service_names[] = {"Oxbase", "Oxlogd",  "Oxexpd",
-                                         "Oxcmd",  "Oxrmapd", "Oxexrld"};  // the rule daemon's service is spelt so
+constexpr const char* service_names[] = {service_name, "Oxlogd",  "Oxexpd",
+                                         "Oxcmd",      "Oxrmapd", "Oxexrld"};  // the rule daemon's service is spelt so
 
 OX_RESULT read_state(std::uint32_t index, std::uint32_t* running) {
   if (index >= std::size(service_names)) return OX_EUNSUPPORTED;

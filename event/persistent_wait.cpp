@@ -8,6 +8,7 @@
 #include "access/reports.h"
 #include "access/session.h"
 #include "access/standing.h"
+#include "common/protocol.h"
 #include "common/trace.h"
 #include "event/event_request.h"
 #include "event/evmsg.h"
@@ -19,8 +20,6 @@ namespace ox::event {
 namespace {
 
 constexpr std::size_t name_limit = 64;
-constexpr char key_prefix[] = "Software\\CORVID\\OXBASE\\evWaitKey\\";
-constexpr char number_name[] = "lastReceiveNumber";
 constexpr std::uint32_t nothing_received = 0xFFFFFFFF;
 
 struct PersistentWait {
@@ -62,7 +61,7 @@ PersistentWait* find_by_wire_id(std::uint32_t wire_id) noexcept {
 // memory.
 void recall(PersistentWait& wait, const char* name) {
   auto memory = std::make_unique<platform::RegistryNumber>();
-  if (memory->open((std::string(key_prefix) + name).c_str(), number_name) != platform::error_none) return;
+  if (memory->open((std::string(wait_key_prefix) + name).c_str(), wait_number_name) != platform::error_none) return;
   (void)memory->read(wait.last_number);
   wait.memory = memory.release();
 }
@@ -137,7 +136,7 @@ NextFetch on_delivery(MessagePtr report) {
 
 OX_RESULT register_at_manager(PersistentWait& wait) {
   MessagePtr reply;
-  const OX_RESULT result = request({.command = code_wait_open, .source_id = wait.wire_id},
+  const OX_RESULT result = request({.command = command_application_data, .source_id = wait.wire_id},
                                    {PayloadPart::bytes(wait.name, std::strlen(wait.name) + 1)}, reply);
   if (result == OX_OK) wait.manager_id = reply->source_id;
   return result;
@@ -179,7 +178,7 @@ OX_RESULT register_waits_again() {
 OX_RESULT close_at_manager(const PersistentWait& wait) {
   if (wait.manager_id == 0) return session().connected() ? OX_OK : OX_ENOSESSION;
   MessagePtr reply;
-  return request({.command = code_wait_close, .destination_id = wait.manager_id}, {}, reply);
+  return request({.command = command_wait_close, .destination_id = wait.manager_id}, {}, reply);
 }
 
 OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void** handle) {
@@ -194,7 +193,7 @@ OX_RESULT open(const char* name, oxeEventCallback callback, void* argument, void
   wait->last_number = nothing_received;
   wait->wire_id =
       make_wire_id(wait.get(), last_wire_id, [](std::uint32_t id) { return find_by_wire_id(id) != nullptr; });
-  set_report_handler(code_wait_open, on_delivery);
+  set_report_handler(command_application_data, on_delivery);
   set_standing_waits({lose_waits, tell_waits, register_waits_again});
   std::memcpy(wait->name, name, length + 1);
   if (const OX_RESULT result = register_at_manager(*wait)) return result;
@@ -222,7 +221,7 @@ OX_RESULT close(const void* handle) {
   // Before the name is free: another process may open it at once, and the memory is its from then on.
   if (wait->running == 0) delete std::exchange(wait->memory, nullptr);
   const OX_RESULT result = close_at_manager(*wait);
-  drop_reports(code_wait_open, wait->wire_id);
+  drop_reports(command_application_data, wait->wire_id);
   if (wait->running != 0) {
     wait->closed = true;
   } else {

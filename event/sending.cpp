@@ -56,7 +56,7 @@ OX_RESULT open(const char* session_name, const char* sender, std::uint32_t* hand
   if (const OX_RESULT result = session().check()) return result;
   if (sender == nullptr || handle == nullptr) return OX_EARG;
   MessagePtr reply;
-  const OX_RESULT result = log_request({.command = code_open, .manager = session_name},
+  const OX_RESULT result = log_request({.command = command_event_open, .manager = session_name},
                                        {PayloadPart::bytes(sender, std::strlen(sender) + 1)}, reply);
   if (result == OX_OK) *handle = reply->source_id;
   return result;
@@ -64,7 +64,7 @@ OX_RESULT open(const char* session_name, const char* sender, std::uint32_t* hand
 
 OX_RESULT close(std::uint32_t handle) {
   MessagePtr reply;
-  return log_request({.command = code_close, .destination_id = handle}, {}, reply);
+  return log_request({.command = command_event_close, .destination_id = handle}, {}, reply);
 }
 
 // What the manager has completed. File and IPX address of an event stay what the sender gave.
@@ -83,7 +83,7 @@ OX_RESULT send(std::uint32_t handle, evmsg* event) {
   EncodedBytes body;
   if (const OX_RESULT result = body.encode(event, true)) return result;
   MessagePtr reply;
-  OX_RESULT result = log_request({.command = code_send, .destination_id = handle}, {body.part()}, reply);
+  OX_RESULT result = log_request({.command = command_event_send, .destination_id = handle}, {body.part()}, reply);
   evmsg_ptr completed;
   if (result == OX_OK) result = events_of(*reply, completed);
   return result != OX_OK ? result : complete(*completed, *event);
@@ -94,7 +94,7 @@ OX_RESULT cancel(std::uint32_t handle, const evmsg* event) {
   EncodedBytes body;
   if (const OX_RESULT result = body.encode(event, true)) return result;
   MessagePtr reply;
-  return log_request({.command = code_cancel, .destination_id = handle}, {body.part()}, reply);
+  return log_request({.command = command_event_cancel, .destination_id = handle}, {body.part()}, reply);
 }
 
 OX_RESULT get_log(const char* session_name, const evflt* filter, evmsg** list) {
@@ -103,7 +103,7 @@ OX_RESULT get_log(const char* session_name, const evflt* filter, evmsg** list) {
   EncodedBytes body;
   if (const OX_RESULT result = body.encode(filter != nullptr ? *filter : no_criteria)) return result;
   MessagePtr reply;
-  OX_RESULT result = log_request({.command = code_log_get, .manager = session_name}, {body.part()}, reply);
+  OX_RESULT result = log_request({.command = command_log_get, .manager = session_name}, {body.part()}, reply);
   evmsg_ptr events;
   if (result == OX_OK) result = events_of(*reply, events);
   if (result == OX_OK) *list = events.release();
@@ -173,10 +173,10 @@ OX_RESULT OX_CALL oxeEvlogGet(const char* session, const evflt* filter, evmsg** 
     OX_TRACE(trace::messages, "<S:oxeEvlog" #Stem "(%s,%d,%x)>\n", trace::text(session), static_cast<int>(mode), \
              trace::word(list));                                                                                 \
     return traced_as(trace::messages, "<E:oxeEvlog" #Stem "[%d]>\n",                                             \
-                     [&] { return event::change(event::code, session, mode, list); });                           \
+                     [&] { return event::change(code, session, mode, list); });                                  \
   }
-OX_LOG_CHANGE(Check, mark_log, code_log_check)
-OX_LOG_CHANGE(Uncheck, mark_log, code_log_uncheck)
-OX_LOG_CHANGE(Delete, mark_log, code_log_delete)
-OX_LOG_CHANGE(Modify, replace_log, code_log_modify)
+OX_LOG_CHANGE(Check, mark_log, command_log_check)
+OX_LOG_CHANGE(Uncheck, mark_log, command_log_uncheck)
+OX_LOG_CHANGE(Delete, mark_log, command_log_delete)
+OX_LOG_CHANGE(Modify, replace_log, command_log_modify)
 #undef OX_LOG_CHANGE

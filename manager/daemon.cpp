@@ -10,6 +10,7 @@
 #include <oxbase/oxb.h>
 #include <oxbase/oxc.h>
 
+#include "common/protocol.h"
 #include "manager/base/log.h"
 #include "manager/base/paths.h"
 #include "manager/definitions.h"
@@ -23,10 +24,6 @@
 
 namespace ox::manager {
 namespace {
-
-constexpr char pipe_name[] = "\\\\.\\PIPE\\ox_stdpipe";
-constexpr char base_event[] = "Global\\OxWaitEvent";
-constexpr char service_name[] = "Oxbase";
 
 // Why the daemon does not start, and what to type next.
 int fail(const std::string& text, const std::string& next) {
@@ -185,7 +182,8 @@ void announce_faults(Manager& manager) {
 
 int serve(Manager& manager, const Definitions& definitions) {
   platform::NamedEvent started;
-  if (const auto error = started.create(base_event, platform::Access::machine)) {
+  if (const auto error =
+          started.create((std::string("Global\\") + base_event_name).c_str(), platform::Access::machine)) {
     return fail("the base services' event cannot be made", error);
   }
   Server server(manager.loop, manager.settings, manager.clients, calls_of(manager));

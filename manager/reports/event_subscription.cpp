@@ -4,6 +4,7 @@
 #include <new>
 #include <string>
 
+#include "common/protocol.h"
 #include "manager/components/stored_value.h"
 
 namespace ox::manager {
@@ -74,7 +75,7 @@ std::optional<Reply> EventSubscription::read_report() {
       break;
   }
   report.source_id = client_.id;
-  report.report = ReportHeading{report_get, client_.handle, 0};
+  report.report = ReportHeading{command_asy_get, client_.handle, 0};
   return report;
 }
 

@@ -4,6 +4,7 @@
 #include <asio/steady_timer.hpp>
 #include <ctime>
 
+#include "common/protocol.h"
 #include "platform/registry.h"
 
 namespace ox::manager {
@@ -12,15 +13,13 @@ namespace {
 constexpr std::size_t longest_name = 64;
 constexpr int most_of_session = 1000;
 constexpr auto refusal_pause = std::chrono::seconds(1);
-constexpr char memory_key[] = "SOFTWARE\\CORVID\\OXBASE\\evWaitKey\\";
-constexpr char memory_value[] = "lastReceiveNumber";
 constexpr std::uint32_t nothing_received = 0xFFFFFFFF;
 
 // Makes the place where the client remembers what it has taken; it opens that, and never makes it.
 void make_memory(const std::string& name) {
-  const std::string key = memory_key + name;
+  const std::string key = wait_key_prefix + name;
   if (!platform::registry_has_key(key.c_str())) {
-    (void)platform::registry_write(key.c_str(), memory_value, nothing_received);
+    (void)platform::registry_write(key.c_str(), wait_number_name, nothing_received);
   }
 }
 
@@ -62,7 +61,7 @@ class PersistentWait final : public ReportSource,
     Reply report = error_reply(error_);
     if (event_) report.data = event_->body;
     report.source_id = id_;
-    report.report = ReportHeading{report_event, user_word_, static_cast<std::uint32_t>(place)};
+    report.report = ReportHeading{command_application_data, user_word_, static_cast<std::uint32_t>(place)};
     waits_.delivered(*this);
     return report;
   }

@@ -5,6 +5,8 @@
 #include <new>
 #include <utility>
 
+#include "common/protocol.h"
+
 namespace ox::manager {
 namespace {
 
@@ -78,7 +80,7 @@ void Subscriptions::finish_set(std::uint32_t id, Reply reply) {
   sets_.erase(set);
   --open_[under_way.session];
   reply.source_id = id;
-  reply.report = ReportHeading{report_set, under_way.handle, 0};
+  reply.report = ReportHeading{command_asy_set, under_way.handle, 0};
   add(under_way.session, std::move(reply));
 }
 
@@ -119,7 +121,7 @@ void Subscriptions::end_session(std::uint32_t session) {
 void Subscriptions::report(const Subscription& subscription, OX_RESULT error, const NodeList& nodes) {
   Reply made = node_reply(error, nodes);
   made.source_id = subscription.id;
-  made.report = ReportHeading{report_get, subscription.handle, 0};
+  made.report = ReportHeading{command_asy_get, subscription.handle, 0};
   add(subscription.session, std::move(made));
 }
 
@@ -131,7 +133,7 @@ void Subscriptions::add(std::uint32_t session, Reply report) {
 
 void Subscriptions::report_refusal(std::uint32_t session, std::uint32_t handle, OX_RESULT code) {
   Reply made = error_reply(code);
-  made.report = ReportHeading{report_get, handle, 0};
+  made.report = ReportHeading{command_asy_get, handle, 0};
   clients_.outbox(session).add(std::move(made));
 }
 

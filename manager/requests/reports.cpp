@@ -1,4 +1,5 @@
 // The requests about asynchronous gets and sets, and the fetch of reports.
+#include "common/protocol.h"
 #include "manager/reports/event_subscription.h"
 #include "manager/requests/handlers.h"
 #include "manager/requests/values.h"
@@ -6,12 +7,11 @@
 namespace ox::manager {
 namespace {
 
-constexpr std::uint32_t nothing_to_fetch = 6;
 constexpr OX_RESULT request_ended = 1;  // the answer to a close
 
 Reply next_report(Manager& manager, std::uint32_t session) {
   auto report = manager.clients.outbox(session).fetch();
-  return report ? std::move(*report) : Reply{.data = {}, .type = nothing_to_fetch};
+  return report ? std::move(*report) : Reply{.data = {}, .type = type_nothing_waits};
 }
 
 // What was answered must be safe before the next delivery goes out: a manager that dies between the two would else

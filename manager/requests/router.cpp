@@ -5,6 +5,7 @@
 
 #include <oxbase/oxc.h>
 
+#include "common/protocol.h"
 #include "manager/requests/handlers.h"
 
 namespace ox::manager {
@@ -16,19 +17,33 @@ struct Route {
   void (*handler)(Manager&, const Request&);
 };
 constexpr std::array routes{
-    Route{1, 1, &handle_get},          Route{1, 2, &handle_asy_get},      Route{1, 3, &handle_asy_close},
-    Route{1, 4, &handle_set},          Route{1, 5, &handle_asy_set},      Route{1, 6, &handle_asy_close},
-    Route{1, 7, &handle_asy_control},  Route{1, 8, &handle_management},   Route{1, 10, &handle_event_open},
-    Route{1, 11, &handle_event_close}, Route{1, 12, &handle_event_send},  Route{1, 13, &handle_event_cancel},
-    Route{1, 14, &handle_lock},        Route{4, 14, &handle_unlock},      Route{1, 15, &handle_log_get},
-    Route{1, 16, &handle_log_check},   Route{1, 17, &handle_log_uncheck}, Route{1, 18, &handle_log_delete},
-    Route{1, 19, &handle_log_modify},  Route{1, 21, &handle_append},      Route{1, 22, &handle_data_size},
-    Route{1, 25, &handle_wait_open},   Route{1, 26, &handle_wait_close},  Route{5, 0, &handle_fetch},
-    Route{7, 0, &handle_taken},        Route{8, 0, &handle_refused},
+    Route{type_request, command_get, &handle_get},
+    Route{type_request, command_asy_get, &handle_asy_get},
+    Route{type_request, command_close_set, &handle_asy_close},
+    Route{type_request, command_set, &handle_set},
+    Route{type_request, command_asy_set, &handle_asy_set},
+    Route{type_request, command_close_get, &handle_asy_close},
+    Route{type_request, command_control, &handle_asy_control},
+    Route{type_request, command_management, &handle_management},
+    Route{type_request, command_event_open, &handle_event_open},
+    Route{type_request, command_event_close, &handle_event_close},
+    Route{type_request, command_event_send, &handle_event_send},
+    Route{type_request, command_event_cancel, &handle_event_cancel},
+    Route{type_request, command_lock, &handle_lock},
+    Route{type_unlock, command_lock, &handle_unlock},
+    Route{type_request, command_log_get, &handle_log_get},
+    Route{type_request, command_log_check, &handle_log_check},
+    Route{type_request, command_log_uncheck, &handle_log_uncheck},
+    Route{type_request, command_log_delete, &handle_log_delete},
+    Route{type_request, command_log_modify, &handle_log_modify},
+    Route{type_request, command_data_append, &handle_append},
+    Route{type_request, command_data_size, &handle_data_size},
+    Route{type_request, command_application_data, &handle_wait_open},
+    Route{type_request, command_wait_close, &handle_wait_close},
+    Route{type_fetch, 0, &handle_fetch},
+    Route{type_fetch_taken, 0, &handle_taken},
+    Route{type_fetch_refused, 0, &handle_refused},
 };
-
-constexpr std::uint32_t type_request = 1;
-constexpr std::uint32_t command_asy_get = 2;
 
 // The caller of an asynchronous get does not look at the reply's error: it is told by a report.
 void refuse(Manager& manager, const Request& request, OX_RESULT code) {

@@ -7,6 +7,8 @@
 
 #include <oxbase/oxtypes.h>
 
+#include "common/protocol.h"
+
 namespace ox::manager {
 namespace {
 
@@ -16,7 +18,6 @@ constexpr std::size_t client_header = 49;  // without the destination name
 constexpr std::size_t manager_header = 36;
 constexpr std::size_t longest_names = 2 * 65535;
 constexpr std::size_t longest_event_name = 260;
-constexpr std::string_view limit_name = "MaxFrame";
 
 bool equals(std::span<const std::byte> bytes, std::string_view text) {
   return bytes.size() == text.size() && std::memcmp(bytes.data(), text.data(), text.size()) == 0;
@@ -130,9 +131,9 @@ void FrameReader::keep(std::span<const std::byte> data) noexcept {
 // Every total counts itself, other than the greeting's.
 Bytes greeting_answer(std::size_t max_data) {
   PayloadWriter writer;
-  writer.u16(static_cast<std::uint32_t>(4 + 2 + limit_name.size() + 1 + 4));
+  writer.u16(static_cast<std::uint32_t>(4 + 2 + sizeof greeting_limit_name + 4));
   writer.u16(OX_OK);
-  writer.text(limit_name);
+  writer.text(greeting_limit_name);
   writer.u32(static_cast<std::uint32_t>(max_data));
   return std::move(writer.out());
 }

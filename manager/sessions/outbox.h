@@ -17,11 +17,6 @@
 
 namespace ox::manager {
 
-// Report commands.
-inline constexpr std::uint32_t report_get = 2;
-inline constexpr std::uint32_t report_set = 5;
-inline constexpr std::uint32_t report_event = 25;
-
 // The error of a report that tells that reports have been lost.
 inline constexpr std::uint32_t reports_lost = OX_ETOOMANY;
 
