@@ -1,5 +1,5 @@
-// Whether the tree that exists was built from a given set of files: they are built once more, into a scratch tree, and
-// the memory images are compared. That is why loading has to be deterministic.
+// The tree that exists: whether it was built from a given set of files, which are built once more, into a scratch tree,
+// and the memory images compared (that is why loading has to be deterministic); and how it is used as it is.
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -142,8 +142,19 @@ OX_RESULT verify(oxbFileEntry* list) {
   return tree->adopt();
 }
 
+OX_RESULT take_over(std::uint32_t key) {
+  ExistingTree tree(key);
+  if (const OX_RESULT result = tree.map(); result != OX_OK) return result;
+  return tree.adopt();
+}
+
 }  // namespace
 }  // namespace ox::amib
+
+extern "C" OX_RESULT OX_CALL oxbTakeOverAmibTree(uint32_t key) {
+  OX_ENTRY("oxbTakeOverAmibTree", ":%u", key);
+  return ox::traced("oxbTakeOverAmibTree", [&] { return ox::amib::take_over(key); });
+}
 
 extern "C" OX_RESULT OX_CALL oxbUseAlreadyExistAmibTree(oxbFileEntry* list) {
   OX_TRACE(ox::trace::amib, "<S:oxbAddAlreadyExistAmibTree()>\n");

@@ -75,7 +75,7 @@ OX_RESULT hold_tree(const std::vector<std::string>& files, bool& outdated) {
   OX_RESULT result = build(files);
   if (result == OX_ETREEEXISTS && oxbSupersedeAmibTree(OXB_TREE) == OX_OK) result = build(files);
   if (result != OX_ETREEEXISTS) return result;
-  result = oxbInit(OXB_TREE);
+  result = oxbTakeOverAmibTree(OXB_TREE);
   outdated = result == OX_OK;
   return result == OX_ENOSHM ? build(files) : result;  // the last holder has just gone
 }

@@ -94,6 +94,13 @@ OX_API OX_RESULT OX_CALL oxbDeleteAmibTree(uint32_t key);
  */
 OX_API OX_RESULT OX_CALL oxbSupersedeAmibTree(uint32_t key);
 
+/*
+ * Attaches the process, in place of what it has attached, to the tree of a base key that others hold though its owner
+ * has gone, and lists its blocks in the directory again, so that more processes can attach to it. Returns 0; 193 when
+ * there is no such tree; 190 when what there is of it is no tree; a platform error.
+ */
+OX_API OX_RESULT OX_CALL oxbTakeOverAmibTree(uint32_t key);
+
 /* ---- Nodes ------------------------------------------------------------------------------------------------------
  * One load each, no checks: the reference must be that of a node of the attached tree.
  */

@@ -151,6 +151,12 @@ TEST_F(VerifyTest, OrphanedTreeIsTakenOver) {
   EXPECT_EQ(14u, entry_result("obj"));
   EXPECT_EQ(190u, verify({first_}));
   EXPECT_EQ(14u, entry_result("obj"));
+  EXPECT_EQ(0u, oxbTakeOverAmibTree(OXB_TREE));  // as it is, whatever it was built of
+  EXPECT_EQ(0u, entry_result("obj.group.member"));
+  EXPECT_EQ(1121u, directory()->key[1]);
+  EXPECT_EQ(193u, oxbTakeOverAmibTree(OXB_TREE + 5000));
+  EXPECT_EQ(0u, entry_result("obj.group.member"));
+  directory()->key[1] = directory()->key[2] = 0;
   EXPECT_EQ(0u, verify({second_, first_}));
   EXPECT_EQ(1122u, directory()->key[2]);
   EXPECT_EQ(0u, entry_result("obj.group.member"));
