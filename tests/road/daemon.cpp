@@ -24,7 +24,7 @@ Daemon::Daemon() {
 void Daemon::start() {
   static int starts = 0;  // each start has a log of its own
   log_file_ = system_root() + "/oxmgrd" + std::to_string(++starts) + ".log";
-  process_ = start_program({"oxmgrd", "--foreground"}, log_file_);
+  process_ = start_program({"oxmgrd", "--foreground"}, log_file_, ChildProcess::Hears::end);
   const auto end = std::chrono::steady_clock::now() + patience;
   while (log().find("serving the installation") == std::string::npos) {
     if (!process_.running() || std::chrono::steady_clock::now() > end) throw std::runtime_error("oxmgrd: " + log());
@@ -54,10 +54,10 @@ std::vector<std::string> words_of(const std::string& line) {
   return words;
 }
 
-ChildProcess start_program(std::vector<std::string> words, const std::string& output) {
+ChildProcess start_program(std::vector<std::string> words, const std::string& output, ChildProcess::Hears hears) {
   words.front() = OX_PROGRAMS "/" + words.front();
   write_file(output, "");
-  return {words, output};
+  return {words, output, hears};
 }
 
 std::string run_program(std::vector<std::string> words) {

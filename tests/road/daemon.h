@@ -28,7 +28,8 @@ class Daemon {
 // A command line's words; one in single quotes may hold blanks.
 [[nodiscard]] std::vector<std::string> words_of(const std::string& line);
 // Starts one of the programs; what it prints goes to the file.
-[[nodiscard]] ChildProcess start_program(std::vector<std::string> words, const std::string& output);
+[[nodiscard]] ChildProcess start_program(std::vector<std::string> words, const std::string& output,
+                                         ChildProcess::Hears hears = ChildProcess::Hears::nothing);
 // Runs one of the programs to its end: its exit status, a blank, and all that it has printed.
 [[nodiscard]] std::string run_program(std::vector<std::string> words);
 [[nodiscard]] inline std::string run(const std::string& line) { return run_program(words_of(line)); }

@@ -2,7 +2,6 @@
 //   restart_client send NAME STOP   prints number and result of each event; ends when the file STOP is there
 //   restart_client wait NAME SENDERS   prints the events; ends with the last one of so many senders
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -91,7 +90,6 @@ int wait_for_all(const char* name) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  (void)std::signal(SIGINT, SIG_IGN);  // where the manager is ended through the console that all share
   if (argc != 4) return 2;
   if (std::string(argv[1]) == "send") return send_all(argv[2], argv[3]);
   senders_left = static_cast<uint32_t>(std::strtoul(argv[3], nullptr, 10));

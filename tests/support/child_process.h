@@ -11,8 +11,10 @@ namespace ox::test {
 class ChildProcess {
  public:
   ChildProcess() = default;  // none
+  // Whether it can be asked to end. On Windows all hear that who can, so a test starts one of them at a time.
+  enum class Hears { nothing, end };
   // Starts arguments[0]. Output and errors go to `output_file`. Throws std::runtime_error when it cannot be started.
-  ChildProcess(const std::vector<std::string>& arguments, const std::string& output_file);
+  ChildProcess(const std::vector<std::string>& arguments, const std::string& output_file, Hears hears = Hears::nothing);
   ChildProcess(ChildProcess&& other) noexcept { *this = std::move(other); }
   ChildProcess& operator=(ChildProcess&& other) noexcept {
     std::swap(process_, other.process_);

@@ -12,7 +12,7 @@
 
 namespace ox::test {
 
-ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const std::string& output_file) {
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const std::string& output_file, Hears /*hears*/) {
   std::vector<char*> words;
   for (const std::string& argument : arguments) words.push_back(const_cast<char*>(argument.c_str()));
   words.push_back(nullptr);

@@ -45,7 +45,7 @@ HANDLE handle_of(std::intptr_t process) { return reinterpret_cast<HANDLE>(proces
 
 }  // namespace
 
-ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const std::string& output_file) {
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const std::string& output_file, Hears hears) {
   prepare_once();
   SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
   const Handle output(::CreateFileA(output_file.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
@@ -60,9 +60,10 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const std:
   how.hStdError = output.get();
   std::string line = command_line(arguments);
   PROCESS_INFORMATION made{};
-  if (::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &how, &made) == FALSE) {
-    throw std::runtime_error(line + ": error " + std::to_string(::GetLastError()));
-  }
+  (void)::SetConsoleCtrlHandler(nullptr, hears == Hears::nothing);  // is inherited
+  const bool started =
+      ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &how, &made) != FALSE;
+  if (!started) throw std::runtime_error(line + ": error " + std::to_string(::GetLastError()));
   if (made.hThread != nullptr) (void)::CloseHandle(made.hThread);
   process_ = reinterpret_cast<std::intptr_t>(made.hProcess);  // 0 for a program of the machine under an emulator
 }
@@ -80,11 +81,9 @@ int ChildProcess::wait(std::chrono::milliseconds limit) {
 
 void ChildProcess::ask_to_end() {
   if (!running()) return;
-  // Everyone on the console gets it; the test is the one that does not care.
-  (void)::SetConsoleCtrlHandler(nullptr, TRUE);
+  (void)::SetConsoleCtrlHandler(nullptr, TRUE);  // everyone on the console gets it
   (void)::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
   (void)wait(std::chrono::seconds(10));
-  (void)::SetConsoleCtrlHandler(nullptr, FALSE);  // what is started later inherits it
 }
 
 void ChildProcess::kill() {
