@@ -166,6 +166,8 @@ OX_RESULT Session::connect() {
     if (transport_.open(pipe_name) == platform::error_none) break;
     if (retries == 0) return OX_ENOPIPE;
     platform::sleep_ms(retry_pause_ms);
+    // A manager that was lost may just be on its way out: it is not waited for, since the caller asks again.
+    if (connection_ != 0 && oxaWaitForOxbase(0) != OX_OK) return OX_EINIT;
   }
   OX_TRACE(trace::messages, "<M:oxaInit(connected)>\n");
   ++connection_;

@@ -47,7 +47,7 @@ typedef void(OX_CALL* oxaDisconnect)(uint32_t, OX_RESULT, uint32_t);
 
 /*
  * Opens the session; a call while it is connected returns 0 and does nothing. A failed call can be repeated. After a
- * loss it connects anew, and registers again what is open.
+ * loss it connects anew, and registers again what is open; a manager that is on its way out gives 15, not 393.
  * Returns 0; 5 for a user outside the system's group; 15 when the message texts, the base services or the AMIB tree
  * are not there; 393 when the manager's pipe is not found within "InitRetryCnt" retries; when the manager refuses, why:
  * 394 it has as many clients as it may, 5024 and 3 it has no descriptors or no memory for another.

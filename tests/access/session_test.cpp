@@ -68,6 +68,24 @@ TEST(Init, WhatIsMissing) {
   EXPECT_TRUE(refused != 0 && refused != 393) << refused;
 }
 
+TEST(Init, AManagerOnItsWayOutIsNotWaitedFor) {
+  const Installation installation(Installation::Missing::base_services);
+  platform::NamedEvent services;
+  ASSERT_EQ(platform::error_none, services.create("Global\\OxWaitEvent", platform::Access::machine));
+  {
+    const ScriptedPeer peer;
+    ASSERT_EQ(0u, oxaInit(nullptr));
+  }
+  while (oxaDispatch(60000) == 0) {
+  }
+  std::thread end([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    services = {};
+  });
+  EXPECT_EQ(15u, oxaInit(nullptr)) << "all its retries";
+  end.join();
+}
+
 TEST(Logon, ADialogsAnswerOrNoDialog) {
   EXPECT_EQ(0u, oxaLogon());  // there is no dialog program
   for (const bool ok : {true, false}) {
