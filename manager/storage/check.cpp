@@ -5,6 +5,7 @@
 #include <new>
 #include <system_error>
 
+#include "manager/storage/write_ahead.h"
 #include "platform/file.h"
 
 namespace ox::manager {
@@ -62,8 +63,10 @@ bool check_database(const std::string& file, std::span<const Table> tables, cons
   platform::FileAttributes attributes;
   if (platform::file_attributes(file.c_str(), attributes) != platform::error_none) return true;
   Connection connection;
-  std::string fault = "is empty";  // opening would remove its log
-  if (attributes.size != 0) {
+  std::string fault = "is empty";                    // opening would remove its log
+  if (!log_is_whole(file) && !log_is_whole(file)) {  // a manager at work may begin it anew while it is read
+    fault = "the log has lost changes that were committed";
+  } else if (attributes.size != 0) {
     fault = connection.open(file, Durability::process) == Outcome::done ? check_tables(connection, tables)
                                                                         : connection.fault();
   }

@@ -10,6 +10,7 @@
 
 #include "manager/base/paths.h"
 #include "manager/storage/salvage.h"
+#include "manager/storage/write_ahead.h"
 #include "platform/file.h"
 
 namespace ox::manager {
@@ -123,6 +124,10 @@ bool Database::put_in_place(const std::string& made) {
 // A log without its database belongs to one that is gone.
 Outcome Database::open_file() {
   if (size_of(file_) == 0) return Outcome::damaged;
+  if (!log_is_whole(file_)) {
+    (void)refused("the log has lost changes that were committed");
+    return Outcome::damaged;
+  }
   if (const Outcome opened = connection_.open(file_, durability_); opened != Outcome::done) return opened;
   (void)sqlite3_wal_hook(connection_.get(), &Database::grown, this);
   (void)sqlite3_update_hook(connection_.get(), &Database::count_change, this);

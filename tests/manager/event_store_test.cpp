@@ -231,5 +231,41 @@ TEST_F(EventStoreTest, DamageIsToldAndWhatReadsIsKept) {
   EXPECT_EQ(0u, kept_least) << "of a file of no bytes";
 }
 
+// What a killed manager has left of its log, with its index or without, damaged in every way.
+TEST_F(EventStoreTest, DamageOfTheLogIsTold) {
+  constexpr Sequence count = 40;
+  for (Sequence sequence = 1; sequence <= count; ++sequence) {
+    store_->put(event(sequence));
+    ASSERT_TRUE(store_->commit());
+  }
+  const std::string killed = directory_ + "-killed";
+  fs::copy(directory_, killed);
+  const std::string sound = test::read_file(killed + "/events.db-wal");
+  const auto look_at = [&](const std::string& damaged, bool certain) {
+    store_.reset();
+    fs::remove_all(directory_);
+    fs::copy(killed, directory_);
+    test::write_file(directory_ + "/events.db-wal", damaged);
+    faults_.clear();
+    reopen();
+    std::vector<StoredEvent> page;
+    EXPECT_EQ(Outcome::done, store_->after(0, 2 * count, 1u << 30, page));
+    EXPECT_TRUE(!faults_.empty() || (page.size() == count && !certain)) << page.size();
+    EXPECT_GE(store_->last(), count);
+  };
+  look_at(sound, false);
+  EXPECT_EQ("", faults_);
+  look_at(sound + sound.substr(32, 5000), false);  // of a change that was not finished
+  EXPECT_EQ("", faults_);
+  test::for_every_damage(sound, look_at);
+
+  fs::remove(killed + "/events.db-shm");
+  look_at(sound, false);
+  EXPECT_EQ("", faults_);
+  std::string damaged = sound;
+  damaged[sound.size() / 2] = static_cast<char>(damaged[sound.size() / 2] ^ 1);
+  look_at(damaged, true);
+}
+
 }  // namespace
 }  // namespace ox::manager
