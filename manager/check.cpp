@@ -59,7 +59,12 @@ bool check_all_messages(const FaultSink& faults) {
 
 }  // namespace
 
-bool check_installation(const FaultSink& faults) {
+bool check_databases(const std::string& folder, const FaultSink& faults, const Tell& tell) {
+  const bool sound = check_database(join(folder, "components.db"), ComponentFile::tables(), faults, tell);
+  return check_database(join(folder, "events.db"), EventStore::tables(), faults, tell) && sound;
+}
+
+bool check_installation(const FaultSink& faults, const Tell& tell) {
   if (*oxcGetHomedir() == '\0' || *oxcGetWorkdir() == '\0') {
     faults("registry", 0, "HomeDir and WorkDir are not set");
     return false;
@@ -71,9 +76,7 @@ bool check_installation(const FaultSink& faults) {
   Vocabulary vocabulary;
   sound = vocabulary.read(oxcGetWorkdir(), faults) && sound;
   sound = check_trap_definitions(faults) && sound;
-  const std::string data = join(oxcGetWorkdir(), "data");
-  sound = check_database(join(data, "components.db"), ComponentFile::tables(), faults) && sound;
-  return check_database(join(data, "events.db"), EventStore::tables(), faults) && sound;
+  return check_databases(join(oxcGetWorkdir(), "data"), faults, tell) && sound;
 }
 
 }  // namespace ox::manager

@@ -4,6 +4,7 @@
 
 #include <oxbase/oxc.h>
 
+#include "manager/backup.h"
 #include "manager/base/log.h"
 #include "manager/check.h"
 #include "manager/daemon.h"
@@ -11,11 +12,13 @@
 
 namespace {
 
+void print_fault(const std::string& file, std::uint32_t line, const std::string& text) {
+  std::printf("%s:%u: %s\n", file.c_str(), line, text.c_str());
+}
+void print(const std::string& text) { std::puts(text.c_str()); }
+
 int check() {
-  const bool sound =
-      ox::manager::check_installation([](const std::string& file, std::uint32_t line, const std::string& text) {
-        std::printf("%s:%u: %s\n", file.c_str(), line, text.c_str());
-      });
+  const bool sound = ox::manager::check_installation(&print_fault, &print);
   if (sound) std::puts("The installation is sound.");
   return sound ? 0 : 1;
 }
@@ -27,8 +30,14 @@ int main(int argc, char** argv) {
   CLI::App app("The manager daemon: holds the AMIB, the components and their values, and reads the network.");
   bool check_only = false;
   bool foreground = false;
+  bool backup = false;
+  std::string restored;
   app.add_flag("--check", check_only, "Check the installation, print every fault as file:line: text, and end");
   app.add_flag("--foreground", foreground, "Log to the standard error stream instead of the system log");
+  app.add_flag("--backup", backup,
+               "Copy the databases into a new folder under 'backup' of the work folder, also while the manager runs");
+  app.add_option("--restore", restored, "Put the databases of such a folder in place, while no manager runs")
+      ->type_name("FOLDER");
   app.set_version_flag("--version", std::string("oxmgrd ") + OXMGRD_VERSION);
   try {
     app.parse(argc, argv);
@@ -37,6 +46,8 @@ int main(int argc, char** argv) {
   }
   try {
     if (check_only) return check();
+    if (backup) return ox::manager::back_up(&print_fault, &print) ? 0 : 1;
+    if (!restored.empty()) return ox::manager::restore(restored, &print_fault, &print) ? 0 : 1;
     foreground ? ox::manager::log_to_stderr() : ox::manager::log_of_start();
     return ox::manager::run_daemon();
   } catch (const std::exception& error) {

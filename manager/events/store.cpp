@@ -57,6 +57,11 @@ bool EventStore::open(FaultSink faults) {
 
 bool EventStore::renew() { return database_.renew() && load() && go_on_from(reserve_.load()); }
 
+bool EventStore::skip_given() {
+  const auto bound = reserve_.load();
+  return go_on_from(bound == 0u ? std::nullopt : bound);
+}
+
 // Behind all numbers that may have been given.
 bool EventStore::go_on_from(std::optional<Sequence> bound) {
   last_ = std::max(last_, bound.value_or(last_ + lost_numbers));

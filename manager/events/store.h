@@ -61,6 +61,8 @@ class EventStore {
   void check(std::function<void(const std::string&)> damaged) { database_.check(std::move(damaged)); }
   // Sets the database aside and goes on with what reads of it. False when the system does not let it.
   [[nodiscard]] bool renew();
+  // Goes on behind all numbers that may have been given: the database is an older one. False when it is refused.
+  [[nodiscard]] bool skip_given();
   // From where on events read again, when those behind that place do not: the last number when none does.
   [[nodiscard]] Sequence past_damage(Sequence sequence);
   [[nodiscard]] const std::map<std::string, WaitMark>& waits() const { return waits_; }

@@ -47,6 +47,16 @@ std::string missing_rows(Connection& connection, const Table& table) {
   return outcome == Outcome::done ? text : connection.fault();
 }
 
+std::string row_numbers(Connection& connection, std::span<const Table> tables) {
+  std::string text;
+  for (const Table& table : tables) {
+    const std::string name(table.name);
+    text += (text.empty() ? "" : ", ") + std::to_string(connection.ask(("SELECT count(*) FROM " + name).c_str())) +
+            ' ' + name;
+  }
+  return text;
+}
+
 }  // namespace
 
 std::string check_tables(Connection& connection, std::span<const Table> tables) {
@@ -59,7 +69,7 @@ std::string check_tables(Connection& connection, std::span<const Table> tables) 
   return text;
 }
 
-bool check_database(const std::string& file, std::span<const Table> tables, const FaultSink& faults) {
+bool check_database(const std::string& file, std::span<const Table> tables, const FaultSink& faults, const Tell& tell) {
   platform::FileAttributes attributes;
   if (platform::file_attributes(file.c_str(), attributes) != platform::error_none) return true;
   Connection connection;
@@ -70,7 +80,7 @@ bool check_database(const std::string& file, std::span<const Table> tables, cons
     fault = connection.open(file, Durability::process) == Outcome::done ? check_tables(connection, tables)
                                                                         : connection.fault();
   }
-  if (!fault.empty()) faults(file, 0, fault);
+  fault.empty() ? tell(file + ": " + row_numbers(connection, tables)) : faults(file, 0, fault);
   return fault.empty();
 }
 

@@ -16,8 +16,10 @@ namespace ox::manager {
 // What is wrong with an open database; empty when it is sound.
 [[nodiscard]] std::string check_tables(Connection& connection, std::span<const Table> tables);
 
-// The same of a file, which need not be there, and that no row is missing.
-[[nodiscard]] bool check_database(const std::string& file, std::span<const Table> tables, const FaultSink& faults);
+// The same of a file, which need not be there. Tells how many rows each table of a sound one has.
+using Tell = std::function<void(const std::string& text)>;
+[[nodiscard]] bool check_database(const std::string& file, std::span<const Table> tables, const FaultSink& faults,
+                                  const Tell& tell);
 
 // A check in a thread of its own, beside the work on the database.
 class BackgroundCheck {

@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <ctime>
 #include <new>
 
 #include "manager/base/paths.h"
+#include "manager/storage/copy.h"
 #include "manager/storage/salvage.h"
 #include "manager/storage/write_ahead.h"
 #include "platform/file.h"
@@ -25,25 +25,6 @@ std::uint64_t size_of(const std::string& path) {
 bool exists(const std::string& path) {
   platform::FileAttributes attributes;
   return platform::file_attributes(path.c_str(), attributes) == platform::error_none;
-}
-
-// Under the name with the time, and with a number where that is taken.
-std::string dated(const std::string& file) {
-  const std::time_t now = std::time(nullptr);
-  char text[32];
-  (void)std::strftime(text, sizeof text, ".%Y%m%d-%H%M%S", std::gmtime(&now));
-  std::string name = file + text;
-  for (int i = 2; exists(name) || exists(name + "-wal"); ++i) name = file + text + '-' + std::to_string(i);
-  return name;
-}
-
-bool set_aside(const std::string& file, const std::string& name) {
-  for (const char* tail : {"", "-wal"}) {
-    if (!exists(file + tail)) continue;
-    if (platform::rename_file((file + tail).c_str(), (name + tail).c_str()) != platform::error_none) return false;
-  }
-  (void)platform::remove_file((file + "-shm").c_str());  // made of the log at every opening
-  return true;
 }
 
 }  // namespace
@@ -116,9 +97,8 @@ Outcome Database::open() {
 
 // What stood there is kept under the dated name.
 bool Database::put_in_place(const std::string& made) {
-  const bool placed =
-      set_aside(file_, dated(file_)) && platform::rename_file(made.c_str(), file_.c_str()) == platform::error_none;
-  return placed || refused("a new one cannot be put in place");
+  std::string name;
+  return replace_database(file_, made, name) || refused("a new one cannot be put in place");
 }
 
 // A log without its database belongs to one that is gone.
@@ -165,13 +145,11 @@ Outcome Database::count_newest() {
 
 bool Database::renew() {
   close();
-  const std::string name = dated(file_);
+  std::string name;
   const std::string renewed = file_ + ".new";
   const auto saved = salvage(file_, renewed, shapes());
   if (!saved) return refused("is damaged, and a new one cannot be written");
-  if (!set_aside(file_, name) || platform::rename_file(renewed.c_str(), file_.c_str()) != platform::error_none) {
-    return refused("is damaged, and cannot be set aside");
-  }
+  if (!replace_database(file_, renewed, name)) return refused("is damaged, and cannot be set aside");
   std::string text = "was damaged: it is kept as " + name + ", and of its rows a new one has";
   for (std::size_t i = 0; i < saved->size(); ++i) {
     const Saved& table = (*saved)[i];

@@ -1,5 +1,6 @@
 // The real daemon and its clients: sessions of the library, and others.
 #include <algorithm>
+#include <filesystem>
 #include <set>
 #include <thread>
 
@@ -200,6 +201,25 @@ TEST_F(Road, SecondManagerStandsBackAndTheFirstEndsCleanly) {
   EXPECT_NE(std::string::npos, second.find("another manager serves ")) << second;
   EXPECT_EQ(0, daemon.end());
   EXPECT_EQ(15u, oxaInit(nullptr));
+}
+
+TEST_F(Road, BackupOfAManagerAtWorkIsRestored) {
+  Daemon daemon;
+  ASSERT_EQ("0 ", run("oxset --add node:r1 obj.node.nodePort.0 11"));
+  EXPECT_EQ("0 ", run("oxmgrd --backup").substr(0, 2));
+  ASSERT_EQ("0 ", run("oxset --add node:r2 obj.node.nodePort.0 12"));
+  const std::string folder = std::filesystem::directory_iterator(work_dir() + "/backup")->path().generic_string();
+  const std::vector<std::string> restore{"oxmgrd", "--restore", folder};
+  EXPECT_EQ("1 ", run_program(restore).substr(0, 2)) << "a manager works on the databases";
+  EXPECT_EQ(0, daemon.end());
+  const std::string now = run("oxmgrd --check");
+  EXPECT_NE(std::string::npos, now.find("components.db: 2 components, 2 attributes, 0 relations")) << now;
+  const std::string restored = run_program(restore);
+  EXPECT_NE(std::string::npos, restored.find("components.db: 1 components, 1 attributes, 0 relations")) << restored;
+  write_file(folder + "/components.db", "no database");
+  EXPECT_EQ("1 ", run_program(restore).substr(0, 2));
+  daemon.start();
+  EXPECT_EQ("0 r1 11\n", run("oxget node:* obj.node.nodePort.0 -f '%C %V\n'"));
 }
 
 TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
