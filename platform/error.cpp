@@ -25,13 +25,20 @@ constexpr Row rows[] = {
     {EROFS, error_write_protected},
     {EAGAIN, error_sharing_violation},
     {EBUSY, error_sharing_violation},
+    {ETXTBSY, error_sharing_violation},
     {EINVAL, error_invalid_parameter},
     {EPIPE, error_broken_pipe},
+    {ECONNRESET, error_broken_pipe},
+    {ENOTCONN, error_pipe_not_connected},
     {ENOSPC, error_disk_full},
+#ifdef EDQUOT
+    {EDQUOT, error_disk_full},
+#endif
     {ETIMEDOUT, error_timeout},
     {ENAMETOOLONG, error_invalid_name},
     {ENOTEMPTY, error_directory_not_empty},
     {EEXIST, error_already_exists},
+    {ECONNREFUSED, error_file_not_found},
 };
 
 }  // namespace
