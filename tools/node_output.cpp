@@ -49,15 +49,14 @@ nlohmann::json number_of(const dnode* node) {
   int32_t number = 0;
   uint32_t natural = 0;
   uint64_t wide = 0;
-  switch (oxdGetValueType(node)) {
-    case OX_INTEGER:
+  oxdType info{};
+  (void)oxdTypeInfo(static_cast<uint32_t>(oxdGetValueType(node)), &info);
+  switch (info.form) {
+    case OXD_SIGNED32:
       return oxdGetValueByLong(node, &number) == OX_OK ? nlohmann::json(number) : nlohmann::json();
-    case OX_COUNTER:
-    case OX_GAUGE:
-    case OX_TIMETICKS:
-    case OX_UNIXTIME:
+    case OXD_UNSIGNED32:
       return oxdGetValueByUlong(node, &natural) == OX_OK ? nlohmann::json(natural) : nlohmann::json();
-    case OX_COUNTER64:
+    case OXD_UNSIGNED64:
       return oxdGetValueByUlonglong(node, &wide) == OX_OK ? nlohmann::json(wide) : nlohmann::json();
     default:
       return {};

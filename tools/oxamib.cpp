@@ -20,29 +20,12 @@ const char* word(const oxcKeyword (&table)[N], uint32_t value) {
   return oxcValueToStr(table, value, &text) == OX_OK ? text : "-";
 }
 
+const char* type_word(uint32_t type) {
+  oxdType info{};
+  return oxdTypeInfo(type, &info) == OX_OK && info.keyword != nullptr ? info.keyword : "-";
+}
+
 Words words_of(uint32_t node) {
-  static const oxcKeyword types[] = {{"INTEGER", OX_INTEGER},
-                                     {"Counter", OX_COUNTER},
-                                     {"Gauge", OX_GAUGE},
-                                     {"TimeTicks", OX_TIMETICKS},
-                                     {"UnixTime", OX_UNIXTIME},
-                                     {"IpAddress", OX_IPADDRESS},
-                                     {"NetworkAddress", OX_NETWORKADDRESS},
-                                     {"OctetString", OX_OCTETSTRING},
-                                     {"DisplayString", OX_DISPLAYSTRING},
-                                     {"PhysAddress", OX_PHYSADDRESS},
-                                     {"ObjectID", OX_OBJECTID},
-                                     {"Opaque", OX_OPAQUE},
-                                     {"NULL", OX_NULL},
-                                     {"Aggregate", OX_AGGREGATE},
-                                     {"AMIBNONE", OX_AMIBNONE},
-                                     {"Counter64", OX_COUNTER64},
-                                     {"IpxAddress", OX_IPXADDRESS},
-                                     {"Ipv6Address", OX_IPV6ADDRESS},
-                                     {"Ipv6AddressPrefix", OX_IPV6PREFIX},
-                                     {"Ipv6AddressIfIdentifier", OX_IPV6IFID},
-                                     {"CodeString", OX_CODESTRING},
-                                     {nullptr, 0}};
   static const oxcKeyword accesses[] = {{"not-accessible", 0},
                                         {"read-only", OXB_READ},
                                         {"write-only", OXB_WRITE},
@@ -56,7 +39,7 @@ Words words_of(uint32_t node) {
                                           {"ICMP-ACS", OXB_ICMP},
                                           {"ICMPV6-ACS", OXB_ICMPV6},
                                           {nullptr, 0}};
-  return {word(types, oxbAmibType(node)), word(accesses, oxbAccessControl(node)),
+  return {type_word(oxbAmibType(node)), word(accesses, oxbAccessControl(node)),
           word(interfaces, oxbAmibInterface(node))};
 }
 

@@ -4,19 +4,14 @@
 
 namespace tool {
 
-const std::map<std::string, uint32_t> value_types{{"INTEGER", OX_INTEGER},
-                                                  {"Counter", OX_COUNTER},
-                                                  {"Gauge", OX_GAUGE},
-                                                  {"TimeTicks", OX_TIMETICKS},
-                                                  {"UnixTime", OX_UNIXTIME},
-                                                  {"IpAddress", OX_IPADDRESS},
-                                                  {"OctetString", OX_OCTETSTRING},
-                                                  {"DisplayString", OX_DISPLAYSTRING},
-                                                  {"PhysAddress", OX_PHYSADDRESS},
-                                                  {"ObjectID", OX_OBJECTID},
-                                                  {"Counter64", OX_COUNTER64},
-                                                  {"Ipv6Address", OX_IPV6ADDRESS},
-                                                  {"CodeString", OX_CODESTRING}};
+const std::map<std::string, uint32_t> value_types = [] {
+  std::map<std::string, uint32_t> types;
+  oxdType info{};
+  for (uint32_t code = 0; code < OXD_TYPES; ++code) {
+    if (oxdTypeInfo(code, &info) == OX_OK && info.leaf != 0) types.emplace(info.keyword, code);
+  }
+  return types;
+}();
 
 namespace {
 

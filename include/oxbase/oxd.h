@@ -68,6 +68,34 @@ OX_API OX_RESULT OX_CALL oxdSetErrCode(dnode* node, uint32_t code);        /* 16
 OX_API OX_RESULT OX_CALL oxdGetErrCode(const dnode* node, uint32_t* code); /* 31, with *code 0 */
 OX_API OX_RESULT OX_CALL oxdClrErrCode(dnode* node);
 
+/* ---- Value types ------------------------------------------------------------------------------------------------ */
+
+/* How a value lies in its bytes. */
+enum {
+  OXD_NO_VALUE = 0,   /* a tree node that holds others */
+  OXD_SIGNED32 = 1,   /* numbers in network order */
+  OXD_UNSIGNED32 = 2, /* also points in time and durations */
+  OXD_UNSIGNED64 = 3,
+  OXD_ADDRESS = 4, /* the 4 bytes of an IPv4 address */
+  OXD_BYTES = 5,
+  OXD_OCTETS = 6, /* bytes, and a zero byte after them that the size does not count */
+  OXD_TEXT = 7,   /* with its terminator, which the size counts */
+  OXD_MARK = 8    /* the byte has no meaning */
+};
+
+#define OXD_TYPES 25u /* every code is below */
+
+typedef struct oxdType {
+  uint32_t code;
+  const char* keyword; /* in definition files; null where no tree node has the type */
+  uint32_t form;       /* OXD_SIGNED32 and its like */
+  uint32_t size;       /* bytes of every value; 0: they differ */
+  uint32_t leaf;       /* 1: a tree node of this type holds a value */
+} oxdType;
+
+/* What is known of a value type. 0; 61 for a number that is no type; 1 for a null argument. */
+OX_API OX_RESULT OX_CALL oxdTypeInfo(uint32_t code, oxdType* info);
+
 /* ---- Values -----------------------------------------------------------------------------------------------------
  * Stored forms: types 1 to 5 are 4 bytes in network order, 6 and 7 the 4 bytes of the address, 18 is 8 bytes in
  * network order; 9 and 11 are texts whose size counts the terminator; 20 is 10 bytes; the others are plain bytes.

@@ -11,11 +11,18 @@ NodePtr named(const Oid& path) {
   return node;
 }
 
-// Types of one stored form.
+oxdType info_of(std::uint32_t type) {
+  oxdType info{};
+  (void)oxdTypeInfo(type, &info);
+  return info;
+}
+
+// Types whose values can stand for each other as they lie.
 bool same_form(std::uint32_t a, std::uint32_t b) {
-  const auto number = [](std::uint32_t type) { return type >= OX_INTEGER && type <= OX_UNIXTIME; };
-  const auto address = [](std::uint32_t type) { return type == OX_IPADDRESS || type == OX_NETWORKADDRESS; };
-  return a == b || (number(a) && number(b)) || (address(a) && address(b));
+  const auto number = [](std::uint32_t form) { return form == OXD_SIGNED32 || form == OXD_UNSIGNED32; };
+  const std::uint32_t one = info_of(a).form;
+  const std::uint32_t other = info_of(b).form;
+  return (number(one) && number(other)) || (one == OXD_ADDRESS && other == OXD_ADDRESS);
 }
 
 OX_RESULT set_bytes(dnode* node, std::uint32_t type, const std::string& bytes) {
@@ -31,11 +38,9 @@ OX_RESULT set_bytes(dnode* node, std::uint32_t type, const std::string& bytes) {
 // Whether the bytes are a value of the type at all: a client may send anything.
 bool is_sound(const Value& value) {
   const std::size_t size = value.bytes.size();
-  if (value.type <= OX_NETWORKADDRESS) return size == 4;
-  if (value.type == OX_DISPLAYSTRING || value.type == OX_OBJECTID)
-    return size > 0 && value.bytes.find('\0') == size - 1;
-  if (value.type == OX_COUNTER64) return size == 8;
-  return value.type != OX_IPXADDRESS || size == 10;
+  const oxdType info = info_of(value.type);
+  if (info.form == OXD_TEXT) return size > 0 && value.bytes.find('\0') == size - 1;
+  return info.form == OXD_MARK || info.size == 0 || size == info.size;
 }
 
 }  // namespace

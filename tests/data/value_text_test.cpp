@@ -68,6 +68,9 @@ TEST_F(ValueText, TextsAreParsedIntoTheirStoredFormAndShown) {
     ASSERT_EQ(0u, oxdSetValueByStr(node_, row.type, row.text));
     EXPECT_EQ(static_cast<int32_t>(row.type), oxdGetValueType(node_));
     EXPECT_EQ(bytes(row.stored), stored());
+    oxdType info{};
+    EXPECT_EQ(0u, oxdTypeInfo(row.type, &info));
+    EXPECT_TRUE(info.form != OXD_NO_VALUE && (info.size == 0 || info.size == stored().size()));
     const char* display = row.display != nullptr ? row.display : row.text;
     EXPECT_STREQ(display, oxdGetValueByStr(node_));
     EXPECT_STREQ(row.raw != nullptr ? row.raw : display, oxdGetValueByRawStr(node_));
