@@ -21,9 +21,9 @@ Handle open_end(const char* name) noexcept {
 
 // Starts an operation and waits for its end. Every version wants the structure there until then.
 template <class Start>
-Error wait_for(const PipeEnd& end, DWORD& count, Start start) noexcept {
+Error wait_for(const PipeEnd& end, const Handle& done, DWORD& count, Start start) noexcept {
   OVERLAPPED operation{};
-  operation.hEvent = end.done.get();
+  operation.hEvent = done.get();
   count = 0;
   if (start(operation) == FALSE && ::GetLastError() != ERROR_IO_PENDING && ::GetLastError() != ERROR_MORE_DATA) {
     return fail_last();
@@ -53,9 +53,10 @@ Error Pipe::open(const char* name) {
     end->pipe = open_end(path.c_str());
   }
   if (!end->pipe) return fail_last();
-  end->done = Handle(::CreateEventA(nullptr, TRUE, FALSE, nullptr));
+  end->has_read = Handle(::CreateEventA(nullptr, TRUE, FALSE, nullptr));
+  end->has_written = Handle(::CreateEventA(nullptr, TRUE, FALSE, nullptr));
   end->stirred = Handle(::CreateEventA(nullptr, FALSE, FALSE, nullptr));
-  if (!end->done || !end->stirred) return fail_last();
+  if (!end->has_read || !end->has_written || !end->stirred) return fail_last();
   close();
   native_ = reinterpret_cast<std::intptr_t>(end.release());
   return error_none;
@@ -93,7 +94,7 @@ Error Pipe::read_some(std::span<std::byte> into, std::size_t& got) noexcept {
   const PipeEnd& end = *end_of(native_);
   DWORD count = 0;
   do {  // an empty message of the peer is no data
-    const Error error = wait_for(end, count, [&](OVERLAPPED& operation) {
+    const Error error = wait_for(end, end.has_read, count, [&](OVERLAPPED& operation) {
       return ::ReadFile(end.pipe.get(), into.data(), static_cast<DWORD>(into.size()), nullptr, &operation);
     });
     if (error != error_none) return is_pipe_closed(error) ? fail(error_broken_pipe) : error;
@@ -107,7 +108,7 @@ Error Pipe::write_all(std::span<const std::byte> from) noexcept {
   const PipeEnd& end = *end_of(native_);
   while (!from.empty()) {
     DWORD count = 0;
-    const Error error = wait_for(end, count, [&](OVERLAPPED& operation) {
+    const Error error = wait_for(end, end.has_written, count, [&](OVERLAPPED& operation) {
       return ::WriteFile(end.pipe.get(), from.data(), static_cast<DWORD>(from.size()), nullptr, &operation);
     });
     if (error != error_none) return error;

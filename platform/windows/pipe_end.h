@@ -1,5 +1,5 @@
-// The client end of a pipe, opened for overlapped operations. Reads and writes run one at a time and are waited for; on
-// the side, a read of no bytes may be outstanding: it ends when bytes come, which it leaves there, or with the pipe.
+// The client end of a pipe, opened for overlapped operations. A read and a write may run at once, and are waited for;
+// on the side, a read of no bytes may be outstanding: it ends when bytes come, which it leaves there, or with the pipe.
 #pragma once
 
 #include <windows.h>
@@ -13,7 +13,8 @@ namespace ox::platform {
 
 struct PipeEnd {
   Handle pipe;
-  Handle done;     // manual reset: of the operation that is waited for
+  Handle has_read;  // manual reset: of the operation that is waited for
+  Handle has_written;
   Handle stirred;  // automatic reset: the read of no bytes has ended, well or not
   OVERLAPPED idle{};
   std::atomic<bool> broken{false};  // the read of no bytes could not begin
