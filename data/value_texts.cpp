@@ -1,7 +1,5 @@
 #include "data/value_texts.h"
 
-#include <new>
-
 #include <oxbase/oxb.h>
 
 #include "common/context.h"
@@ -29,17 +27,25 @@ const char* code_text(const dnode& node, GrowingText& out) {
 
 using Print = const char* (*)(const dnode& node, GrowingText& out);
 
-const char* text_of(const dnode* node, Print print, GrowingText ValueTexts::*buffer) noexcept {
-  if (node == nullptr || !node->has(bit::value)) return "(no_value)";
-  if (print == nullptr) return "(bad_type)";
-  try {
+OX_RESULT make_text(const dnode* node, Print print, GrowingText ValueTexts::*buffer, const char*& text) noexcept {
+  if (node == nullptr || !node->has(bit::value)) return OX_ENOVALUE;
+  if (print == nullptr) return OX_EVALUETYPE;
+  return guarded([&]() -> OX_RESULT {
     GrowingText& out = context<ValueTexts>().*buffer;
     out.clear();
-    const char* text = print(*node, out);
-    return text != nullptr ? text : "(no_memory)";
-  } catch (const std::bad_alloc&) {
-    return "(no_memory)";
-  }
+    const char* const made = print(*node, out);
+    if (made == nullptr) return OX_ENOMEM;
+    text = made;
+    return OX_OK;
+  });
+}
+
+const char* text_of(const dnode* node, Print print, GrowingText ValueTexts::*buffer) noexcept {
+  const char* text = nullptr;
+  const OX_RESULT result = make_text(node, print, buffer, text);
+  if (result == OX_ENOVALUE) return "(no_value)";
+  if (result == OX_EVALUETYPE) return "(bad_type)";
+  return result == OX_OK ? text : "(no_memory)";
 }
 
 OX_RESULT set_by_text(dnode& node, std::uint32_t type, const char* text) {
@@ -60,6 +66,10 @@ OX_RESULT set_by_text(dnode& node, std::uint32_t type, const char* text) {
 
 const char* display_text(const dnode& node) noexcept {
   return text_of(&node, value_type(node.value.type).display, &ValueTexts::display);
+}
+
+OX_RESULT display_text(const dnode& node, const char*& text) noexcept {
+  return make_text(&node, value_type(node.value.type).display, &ValueTexts::display, text);
 }
 
 const char* raw_text(const dnode& node) noexcept {

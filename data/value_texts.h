@@ -9,4 +9,7 @@ namespace ox::data {
 [[nodiscard]] const char* display_text(const dnode& node) noexcept;
 [[nodiscard]] const char* raw_text(const dnode& node) noexcept;
 
+// The display text, or why there is none: 32 no value, 61 a type without one, 3.
+[[nodiscard]] OX_RESULT display_text(const dnode& node, const char*& text) noexcept;
+
 }  // namespace ox::data

@@ -1,5 +1,6 @@
 /*
- * Schedules: when a log entry collects, a command runs, a rule is in force.
+ * Command entries, which the manager runs at set times, and schedules: when a log entry collects, a command runs, a
+ * rule is in force.
  *
  * A schedule text has up to six fields, parted by blanks: times of day, weekdays, days of the month, months, dates, and
  * a calendar. "*" and a field that is not there restrict nothing. docs/files.md describes the fields.
@@ -172,6 +173,155 @@ typedef void(OX_CALL* oxcmdDoubtFn)(void* argument, uint32_t doubt, uint32_t fie
  */
 OX_API OX_RESULT OX_CALL oxcmdScheduleCheck(const char* text, const oxcZone* zone, uint32_t now, oxcmdDoubtFn doubt,
                                             void* argument, uint32_t* field);
+
+/* ---- Command entries ---------------------------------------------------------------------------------------------
+ * The manager keeps each as a component "cmdEnt:name"; a record mirrors its attributes.
+ *
+ *   CmdName, Argument              the command and its argument text
+ *   StartTime                      first start, seconds since 1970
+ *   Interval                       seconds between starts; 0: no repetition
+ *   AdminStatus                    1 armed, 0 not
+ *   OperStatus                     0 not armed, 1 armed, 2 running, 3 the last run failed; the manager's
+ *   ID                             the manager's number of the entry
+ *   Mode                           1: may run beside itself; 2: one at a time; 3: as 2, and catches up one missed run
+ *   Owner                          application or user
+ *   Schedule                       a schedule text; then StartTime and Interval stand back
+ *   InvalidCmdName, InvalidCmdArg  what runs when a range of the schedule closes, and when a run could not start
+ *
+ * Requests return the codes of oxa.h beside their own; `manager` is as there. A failed call hands nothing out.
+ */
+
+/* Opaque; its first two fields are the Queue links, by which records make lists. */
+typedef struct cmdEntry cmdEntry;
+
+/* A record without values and on no list; null when memory runs out. */
+OX_API cmdEntry* OX_CALL oxcmdEntryAlloc(void);
+
+/* Releases a record that is on no list, or a list from its first record. 0, also for null. */
+OX_API OX_RESULT OX_CALL oxcmdEntryFree(cmdEntry* list);
+
+/*
+ * Fields. Set: copies a text, null takes it away; 0; 3, with the field as it was; 1 for a null record. Get: the
+ * record's own text, null where it has none; 0; 1 for a null argument.
+ */
+/* result of the last operation done for the record */
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetError(const cmdEntry* record, uint32_t* value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetError(cmdEntry* record, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetCmdEntryName(const cmdEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetCmdEntryName(cmdEntry* record, const char* text);
+/* command to run */
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetCmdName(const cmdEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetCmdName(cmdEntry* record, const char* text);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetArgument(const cmdEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetArgument(cmdEntry* record, const char* text);
+/* the caller's, as are AttributeChange and Process: never sent */
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetNextStartTime(const cmdEntry* record, uint32_t* value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetNextStartTime(cmdEntry* record, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetStartTime(const cmdEntry* record, uint32_t* value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetStartTime(cmdEntry* record, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetInterval(const cmdEntry* record, uint32_t* value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetInterval(cmdEntry* record, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetAdminStatus(const cmdEntry* record, uint32_t* value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetAdminStatus(cmdEntry* record, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetOperStatus(const cmdEntry* record, uint32_t* value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetOperStatus(cmdEntry* record, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetAttributeChange(const cmdEntry* record, uint32_t* value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetAttributeChange(cmdEntry* record, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetID(const cmdEntry* record, uint32_t* value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetID(cmdEntry* record, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetProcess(const cmdEntry* record, uint32_t* value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetProcess(cmdEntry* record, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetMode(const cmdEntry* record, uint32_t* value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetMode(cmdEntry* record, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetOwner(const cmdEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetOwner(cmdEntry* record, const char* text);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetSchedule(const cmdEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetSchedule(cmdEntry* record, const char* text);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetInvalidCmdName(const cmdEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetInvalidCmdName(cmdEntry* record, const char* text);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntGetInvalidCmdArg(const cmdEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetInvalidCmdArg(cmdEntry* record, const char* text);
+
+/* Sets all fields at once. 0; 3, with the record as it was; 1 for a null record. */
+OX_API OX_RESULT OX_CALL oxcmdCmdEntSetAllValues(cmdEntry* record, uint32_t error, const char* entryName,
+                                                 const char* cmdName, const char* argument, uint32_t nextStartTime,
+                                                 uint32_t startTime, uint32_t interval, uint32_t adminStatus,
+                                                 uint32_t operStatus, uint32_t attributeChange, uint32_t id,
+                                                 uint32_t process, uint32_t mode, const char* owner,
+                                                 const char* schedule, const char* invalidCmdName,
+                                                 const char* invalidCmdArg);
+
+/*
+ * Reads an entry into a new record, which the caller releases with oxcmdEntryFree.
+ * Returns 0; 84 when there is none; 195 for a null name or record; 59 for a name of 64 characters or more; 1 for an
+ * answer without attribute names; 3.
+ */
+OX_API OX_RESULT OX_CALL oxcmdEntryOpen(const char* manager, const char* name, cmdEntry** record);
+
+/*
+ * The names of all entries, in the manager's order, to open one after the other. The caller releases the list with
+ * oxcmdEntryListClose. Returns 0; without an entry 0, and *list is null; 195 for a null list; 3.
+ */
+typedef struct cmdEntryList cmdEntryList;
+OX_API OX_RESULT OX_CALL oxcmdEntryListOpen(const char* manager, cmdEntryList** list);
+
+/*
+ * Opens the list's next entry as oxcmdEntryOpen does. Behind the last one, and for a null list, *record is null. An
+ * entry that fails is tried again by the next call. Returns 0; the codes of oxcmdEntryOpen; 195 for a null record.
+ */
+OX_API OX_RESULT OX_CALL oxcmdEntryNextOpen(cmdEntryList* list, cmdEntry** record);
+OX_API OX_RESULT OX_CALL oxcmdEntryListClose(cmdEntryList* list); /* 0, also for null */
+
+/*
+ * Makes an entry and writes its attributes. adminStatus is 0 or 1. The manager makes its name, handed out in a buffer
+ * of the process until anything else is made there. What cannot be completed is deleted again.
+ * Returns 0; 1 for a null text or name output and for another adminStatus, with nothing sent; 3.
+ */
+OX_API OX_RESULT OX_CALL oxcmdCreateCmdEntry(const char* manager, const char* owner, const char* command,
+                                             const char* argument, uint32_t startTime, uint32_t interval, uint32_t mode,
+                                             uint32_t adminStatus, const char** name);
+
+/*
+ * Makes an entry from a record: of the record's CmdEntryName, where it has one, and with what oxcmdSet writes. *made
+ * is a copy of the record that has the entry's name, to be released with oxcmdEntryFree. What cannot be completed is
+ * deleted again. Returns 0; 207 when there is an entry of that name; 1 for a null argument; 3.
+ */
+OX_API OX_RESULT OX_CALL oxcmdCreateNewCmdEntry(const char* manager, const cmdEntry* record, cmdEntry** made);
+
+/* Returns 0; 84 when there is none; 1 for a null name. */
+OX_API OX_RESULT OX_CALL oxcmdDeleteCmdEntry(const char* manager, const char* name);
+
+/*
+ * Write attributes of an entry in one request: the eight main ones (ID is sent as 0, which keeps it), or one. A null
+ * text is the empty one. Return 0; 1 for a null name; 59 for an empty one; 3.
+ */
+OX_API OX_RESULT OX_CALL oxcmdSetAllData(const char* manager, const char* name, const char* owner, const char* command,
+                                         const char* argument, uint32_t startTime, uint32_t interval, uint32_t mode,
+                                         uint32_t adminStatus);
+OX_API OX_RESULT OX_CALL oxcmdSetCmdName(const char* manager, const char* name, const char* text);
+OX_API OX_RESULT OX_CALL oxcmdSetArgument(const char* manager, const char* name, const char* text);
+OX_API OX_RESULT OX_CALL oxcmdSetStartTime(const char* manager, const char* name, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdSetInterval(const char* manager, const char* name, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdSetAdminStatus(const char* manager, const char* name, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdSetOperStatus(const char* manager, const char* name, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdSetID(const char* manager, const char* name, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdSetMode(const char* manager, const char* name, uint32_t value);
+OX_API OX_RESULT OX_CALL oxcmdSetOwner(const char* manager, const char* name, const char* text);
+OX_API OX_RESULT OX_CALL oxcmdSetSchedule(const char* manager, const char* name, const char* text);
+OX_API OX_RESULT OX_CALL oxcmdSetInvalidCmdName(const char* manager, const char* name, const char* text);
+OX_API OX_RESULT OX_CALL oxcmdSetInvalidCmdArg(const char* manager, const char* name, const char* text);
+
+/*
+ * Create, delete, write every record of a list. oxcmdCreate makes entries of CmdName, Argument, StartTime, Interval,
+ * AdminStatus, Mode (0: 2) and Owner, and does not look at names; oxcmdSet writes Owner, CmdName, Argument, StartTime,
+ * Interval, Mode, ID, AdminStatus, Schedule, InvalidCmdName, InvalidCmdArg, texts where there are any. Each record's
+ * Error receives its result. *results, if wanted, receives copies of the records with their results and with the names
+ * of the entries made, to be released with oxcmdEntryFree.
+ * Return 0; 121 when a record failed, with *results; 3, without *results when nothing was sent; 1 for a null list.
+ */
+OX_API OX_RESULT OX_CALL oxcmdCreate(const char* manager, cmdEntry* list, cmdEntry** results);
+OX_API OX_RESULT OX_CALL oxcmdDelete(const char* manager, cmdEntry* list, cmdEntry** results);
+OX_API OX_RESULT OX_CALL oxcmdSet(const char* manager, cmdEntry* list, cmdEntry** results);
 
 #ifdef __cplusplus
 }

@@ -37,7 +37,7 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
       {"0",  // nothing to release, to print, to match or to say
        "oxcFree oxcMemFree oxcTrFreeConf oxcTrFreeTag oxdFree oxeEvfltFree oxeEvmsgFree oxfClrConfent "
        "oxfDestroyFileList oxfFileListFree oxsSnmpFree oxsSnmpTrapFree oxcZoneFree oxcmdScheduleFree oxcmdSchTimeFree "
-       "oxcmdCalenderFree oxcmdStrToSchedule "
+       "oxcmdCalenderFree oxcmdStrToSchedule oxcmdEntryFree oxcmdEntryListClose "
        "oxcMemDebugListOut oxcMemDumpLog "
        "oxcMemDumpLogForICMP oxcMemDumpLogForRMGR oxcMemDumpLogForSNMP oxcMemDumpLogForSNMPTrap oxdPrint oxdPrintLog "
        "oxeEvfltMatch oxcVersionCmp oxcStrcat oxcStrcpy oxcPerror oxcPerrorMsgBox oxcPerrorMsgBox2 oxcApDataReceive "
@@ -46,6 +46,11 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
       {"0 1", "oxcRegMatch oxcRegMatch2"},
       {"1 0", "oxfGetFileList"},
       {"1 5002", "oxbAddAmibTree oxcCheckFile"},
+      {"1 14", "oxcmdDeleteCmdEntry"},
+      {"1 59",
+       "oxcmdSetAllData oxcmdSetCmdName oxcmdSetArgument oxcmdSetStartTime oxcmdSetInterval oxcmdSetAdminStatus "
+       "oxcmdSetOperStatus oxcmdSetID oxcmdSetMode oxcmdSetOwner oxcmdSetSchedule oxcmdSetInvalidCmdName "
+       "oxcmdSetInvalidCmdArg"},
       {"1 254", "oxcNameDelete oxDeleteMapFile oxDeleteTypeFile"},
       {"14",  // no session, no tree
        "oxaAsyGet oxaAsySet oxaClose oxaCompLock oxaCompUnlock2 oxaControl oxaDataAppend oxaDataGetSize oxaGet "
@@ -53,7 +58,7 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
       {"15", "oxaInit oxaServiceInit"},
       {"70 1", "oxeEventIconWaitOpen"},
       {"183", "oxbLoadAmibFiles oxbUseAlreadyExistAmibTree oxcStrToValue oxcValueToStr"},
-      {"195", "oxeEventWaitCloseEx oxeEventWaitOpenEx"},
+      {"195", "oxeEventWaitCloseEx oxeEventWaitOpenEx oxcmdEntryOpen oxcmdEntryListOpen oxcmdEntryNextOpen"},
       {"195 142", "oxcSetConfigEntry"}};
   for (const auto& [result, names] : others) {
     for (const std::string& name : ox::test::split(names, ' ')) {

@@ -1,0 +1,59 @@
+// Records that mirror a component of the manager. A family names its attributes once, as the rows of a table; reading
+// from an answer, the nodes of a set, copies and release are loops over the rows.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <type_traits>
+
+#include "data/field_kinds.h"
+#include "entries/requests.h"
+
+namespace ox::entries {
+
+using field::Number;
+using field::Text;
+
+struct Row {
+  const char* path;      // numeric, of the one instance; null for what the record keeps for itself
+  std::uint32_t type;    // value type with which it is written
+  std::uint32_t change;  // its bit of a change mask; 0: never written
+  bool is_text;          // of the member: Text, else Number
+  std::size_t offset;    // of the member
+  const char* tag;       // of the blocks of a text
+};
+using Table = std::span<const Row>;
+
+// The row of a member: row<offsetof(LogEntry, title), decltype(LogEntry::title)>(...).
+template <std::size_t offset, class Member>
+[[nodiscard]] constexpr Row row(const char* path, std::uint32_t type, std::uint32_t change, const char* tag) noexcept {
+  static_assert(std::is_same_v<Member, Number> || std::is_same_v<Member, Text>);
+  return {path, type, change, std::is_same_v<Member, Text>, offset, tag};
+}
+
+// Stores the values of an answer whose paths are those of rows. Other nodes are passed over, as are values that have no
+// text, or as numbers not 4 bytes. 0; 3; `without_path`, if not 0, at a node that has no path.
+[[nodiscard]] OX_RESULT read_values(void* record, Table table, const dnode* answer, OX_RESULT without_path);
+
+// Appends the nodes of the rows whose bit is in `changes`, in the table's order. 0; 3; 59.
+[[nodiscard]] OX_RESULT append_values(Nodes& nodes, const void* record, Table table, std::uint32_t changes);
+
+// The bits of the rows that hold something: numbers, and texts that are there.
+[[nodiscard]] std::uint32_t given_values(const void* record, Table table) noexcept;
+
+// Gives each member of the rows a copy of the other record's. 3, with `to` as far as it got.
+[[nodiscard]] OX_RESULT copy_values(const void* from, void* to, Table table);
+
+// Releases what the members own.
+void clear_values(void* record, Table table) noexcept;
+
+// The bodies of accessors; `missing` is the result for a null argument. `out` is left as it was then.
+template <class Record, class Member>
+[[nodiscard]] OX_RESULT get_member(const Record* record, Member Record::*member,
+                                   typename field::Access<Member>::Out out, OX_RESULT missing) noexcept {
+  if (record == nullptr || out == nullptr) return missing;
+  field::give(record->*member, out);
+  return OX_OK;
+}
+
+}  // namespace ox::entries

@@ -1,0 +1,83 @@
+// Requests about entries and their answers, written down as bytes.
+#pragma once
+
+#include <functional>
+
+#include "tests/access/report_peer.h"
+#include "tests/support/fault_heap.h"
+
+namespace ox::test {
+
+// A value as it travels.
+[[nodiscard]] inline std::string number_value(std::uint32_t value, std::uint32_t type = 1) {
+  return half(type) + word(4) + word(value);
+}
+[[nodiscard]] inline std::string text_value(std::string_view value) {
+  return half(9) + word(static_cast<std::uint32_t>(value.size()) + 1) + std::string(value) + '\0';
+}
+
+// A node of a path and a value, of a component or of none.
+[[nodiscard]] inline std::string node(std::string_view path, const std::string& value) {
+  return half(0x44) + text(path) + value;
+}
+[[nodiscard]] inline std::string node_of(std::string_view type, std::string_view name, std::string_view path,
+                                         const std::string& value) {
+  return half(0x47) + text(name) + text(type) + text(path) + value;
+}
+
+// The thread's buffer of display texts is there from the start.
+struct DisplayTexts {
+  DisplayTexts() {
+    dnode* const one = oxdAlloc(1);
+    oxdSetText(one, "");
+    oxdGetValueByStr(one);
+    oxdFree(one);
+  }
+};
+
+class EntryTest : DisplayTexts, public ReportTest {
+ protected:
+  struct Step {
+    std::string request;
+    ReplyFields reply{};
+  };
+  using Steps = std::vector<Step>;
+
+  [[nodiscard]] static std::string get_request(std::string_view component, std::string_view path, std::uint32_t options,
+                                               std::uint32_t seconds, std::string_view session = "mgr") {
+    return request(1, 0, text(component) + text(path) + word(options) + word(seconds) + half(0), session);
+  }
+  [[nodiscard]] static std::string set_request(std::uint32_t seconds, const std::string& nodes,
+                                               std::string_view session = "mgr") {
+    const std::string size = half(static_cast<std::uint32_t>(nodes.size()));
+    return request(4, 0, word(0) + word(seconds) + size + nodes, session);
+  }
+  [[nodiscard]] static std::string manage_request(std::uint32_t code, const std::string& nodes) {
+    return request(8, code, nodes, "mgr");
+  }
+
+  // Runs the call against a manager that expects these requests and answers them. The result, and 9999 for a request
+  // that is not expected.
+  [[nodiscard]] OX_RESULT run(const Steps& steps, const std::function<OX_RESULT()>& call) {
+    std::vector<std::string> expected;
+    for (const Step& step : steps) {
+      peer.answer(reply_bytes(step.reply));
+      expected.push_back(step.request);
+    }
+    peer.otherwise(reply_bytes({.error = 9999}));
+    const OX_RESULT result = call();
+    EXPECT_EQ(expected, peer.requests());
+    return result;
+  }
+
+ private:
+  [[nodiscard]] static std::string request(std::uint32_t command, std::uint32_t error, const std::string& body,
+                                           std::string_view session) {
+    return request_bytes({.command = command,
+                          .error = error,
+                          .session = session.empty() ? "" : std::string(session) + '\0',
+                          .body = body});
+  }
+};
+
+}  // namespace ox::test
