@@ -32,7 +32,7 @@ template <std::size_t offset, class Member>
 }
 
 // Stores the values of an answer whose paths are those of rows. Other nodes are passed over, as are values that have no
-// text, or as numbers not 4 bytes. 0; 3; `without_path`, if not 0, at a node that has no path.
+// text, are no numbers. 0; 3; `without_path`, if not 0, at a node that has no path.
 [[nodiscard]] OX_RESULT read_values(void* record, Table table, const dnode* answer, OX_RESULT without_path);
 
 // Appends the nodes of the rows whose bit is in `changes`, in the table's order. 0; 3; 59.

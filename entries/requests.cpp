@@ -66,6 +66,9 @@ OX_RESULT set(const char* manager, const Nodes& nodes, std::uint32_t seconds) {
 }
 
 bool read_number(const dnode* node, std::uint32_t& number) noexcept {
+  oxdType type{};
+  if (oxdTypeInfo(static_cast<std::uint32_t>(oxdGetValueType(node)), &type) != OX_OK) return false;
+  if (type.form != OXD_SIGNED32 && type.form != OXD_UNSIGNED32) return false;
   return oxdGetValueSize(node) == sizeof number && oxdGetValueByUlong(node, &number) == OX_OK;
 }
 

@@ -53,7 +53,7 @@ class Nodes {
 // Writes attributes. 0; the errors of oxaSet. What the answer's nodes say is in them.
 [[nodiscard]] OX_RESULT set(const char* manager, const Nodes& nodes, std::uint32_t seconds);
 
-// A node's value as a number. False when it is not 4 bytes; the number is left as it was.
+// The value of a node of a number's type. False when it is not 4 bytes; the number is left as it was.
 [[nodiscard]] bool read_number(const dnode* node, std::uint32_t& number) noexcept;
 
 }  // namespace ox::entries

@@ -10,6 +10,7 @@
 #include <oxbase/oxd.h>
 #include <oxbase/oxe.h>
 #include <oxbase/oxf.h>
+#include <oxbase/oxl.h>
 #include <oxbase/oxs.h>
 #include <oxbase/oxtypes.h>
 

@@ -91,7 +91,7 @@ TEST_F(CommandTest, OpenReadsWhatTheAnswerHas) {
   for (const char* const path : {"11.23.1.0", "11.23.2.0", "11.23.9.0", "11.23.10.0", "11.23.11.0", "11.23.12.0"}) {
     every += node(path, text_value(path + 6));
   }
-  for (std::uint32_t i = 3; i <= 8; ++i) every += node("11.23." + std::to_string(i) + ".0", number_value(i, i % 5));
+  for (std::uint32_t i = 3; i <= 8; ++i) every += node("11.23." + std::to_string(i) + ".0", number_value(i, 1 + i % 5));
   EXPECT_EQ("0 " + name63 + " 1.0 2.0 0 3 4 5 6 0 7 0 8 9.0 10.0 11.0 12.0 ", open(name63, 0, every));
   // A number as text, not four bytes as a number, no value, no type that has a text, paths of others.
   const std::string odd = node("11.23.1.0", number_value(5)) + node("11.23.4.0", half(8) + word(3) + "abc") + half(4) +

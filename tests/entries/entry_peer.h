@@ -56,6 +56,13 @@ class EntryTest : DisplayTexts, public ReportTest {
     return request(8, code, nodes, "mgr");
   }
 
+  [[nodiscard]] static std::string lock_request(std::string_view component, std::uint32_t option) {
+    return request(14, 0, text(component) + word(option), "mgr");
+  }
+  [[nodiscard]] static std::string unlock_request(std::uint32_t lock, std::string_view session) {
+    return request_bytes({.type = 4, .command = 14, .session = terminated(session), .destination = lock});
+  }
+
   // Runs the call against a manager that expects these requests and answers them. The result, and 9999 for a request
   // that is not expected.
   [[nodiscard]] OX_RESULT run(const Steps& steps, const std::function<OX_RESULT()>& call) {
@@ -71,12 +78,12 @@ class EntryTest : DisplayTexts, public ReportTest {
   }
 
  private:
+  [[nodiscard]] static std::string terminated(std::string_view session) {
+    return session.empty() ? "" : std::string(session) + '\0';
+  }
   [[nodiscard]] static std::string request(std::uint32_t command, std::uint32_t error, const std::string& body,
                                            std::string_view session) {
-    return request_bytes({.command = command,
-                          .error = error,
-                          .session = session.empty() ? "" : std::string(session) + '\0',
-                          .body = body});
+    return request_bytes({.command = command, .error = error, .session = terminated(session), .body = body});
   }
 };
 

@@ -1,0 +1,363 @@
+// Log entries: the record, and every request about them byte for byte.
+#include <oxbase/oxl.h>
+
+#include "tests/entries/entry_peer.h"
+#include "tests/support/traced.h"
+
+namespace ox::test {
+namespace {
+
+std::string attribute(std::string_view name, std::string_view path, const std::string& value) {
+  return node_of("logEnt", name, path, value);
+}
+std::string reload(std::string_view name) { return attribute(name, "11.14.14.0", number_value(1)); }
+
+// Every field by its getter, "-" for a text that is not there.
+std::string shown(const LogEntry* record) {
+  std::string all;
+  const auto text = [&](OX_RESULT(OX_CALL * get)(const LogEntry*, const char**)) {
+    const char* value = "unset";
+    EXPECT_EQ(0u, get(record, &value));
+    all += (value != nullptr ? value : "-") + std::string(" ");
+  };
+  const auto number = [&](OX_RESULT(OX_CALL * get)(const LogEntry*, std::uint32_t*)) {
+    std::uint32_t value = 77;
+    EXPECT_EQ(0u, get(record, &value));
+    all += std::to_string(value) + ' ';
+  };
+  text(oxlLogEntryGetName), text(oxlLogEntryGetTitle), text(oxlLogEntryGetKey), number(oxlLogEntryGetID);
+  text(oxlLogEntryGetCompName), text(oxlLogEntryGetAmibName), number(oxlLogEntryGetStartTime);
+  text(oxlLogEntryGetInterval), text(oxlLogEntryGetRotatePeriod), text(oxlLogEntryGetExpirePeriod);
+  number(oxlLogEntryGetStatus), text(oxlLogEntryGetActiveDataEntry), number(oxlLogEntryGetLastCollectTime);
+  number(oxlLogEntryGetLastDentID), number(oxlLogEntryGetAttr15), text(oxlLogEntryGetSchedule);
+  number(oxlLogEntryGetScheduleType);
+  return all;
+}
+
+class LogTest : public EntryTest {
+ protected:
+  // What the manager is asked and tells when "e" is opened.
+  [[nodiscard]] static Steps opening(ReplyFields answer, std::uint32_t option = 2) {
+    return {{lock_request("logEnt:e", option), {.source_id = 9}}, {get_request("logEnt:e", "11.14", 0, 20), answer}};
+  }
+  [[nodiscard]] LogEntry* opened(const std::string& data) {
+    LogEntry* record = nullptr;
+    EXPECT_EQ(0u, run(opening({.data = data}), [&] { return oxlLogEntryOpen("mgr", "e", 2, &record); }));
+    return record;
+  }
+  [[nodiscard]] static Steps plus(Steps steps, const Steps& more) {
+    steps.insert(steps.end(), more.begin(), more.end());
+    return steps;
+  }
+
+  const std::string title = attribute("e", "11.14.1.0", text_value("t"));
+  const Step local_unlock = {unlock_request(9, "")};
+  const Step manager_unlock = {unlock_request(9, "mgr"), {.error = 5}};
+};
+
+TEST_F(LogTest, OpenReadsWhatTheAnswerHas) {
+  std::string every;
+  for (const int i : {1, 2, 4, 5, 7, 8, 9, 11, 16}) {
+    every += attribute("e", "11.14." + std::to_string(i) + ".0", text_value("t" + std::to_string(i)));
+  }
+  for (const std::uint32_t i : {3u, 6u, 10u, 12u, 13u, 14u, 15u, 17u}) {
+    every += attribute("e", "11.14." + std::to_string(i) + ".0", number_value(i, 2));
+  }
+  LogEntry* record = opened(every);
+  EXPECT_EQ("e t1 t2 3 t4 t5 6 t7 t8 t9 10 t11 12 13 15 t16 17 ", shown(record));
+  EXPECT_EQ(0u, run({local_unlock}, [&] { return oxlLogEntryClose(record); })) << "nothing has been set";
+  const std::string odd = half(0x40) + text_value("x") + attribute("e", "11.14.3.0", text_value("abc")) + half(4) +
+                          text("11.14.1.0") + node("11.14.1", text_value("x"));
+  record = opened(odd + node("11.14.7.0", number_value(5)));
+  EXPECT_EQ("e - - 0 - - 0 5 - - 0 - 0 0 0 - 0 ", shown(record)) << "what does not fit is passed over";
+  EXPECT_EQ(0u, run({manager_unlock}, [&] { return oxlLogEntryClose2("mgr", record); }));
+  const auto snapshot = [&] { return oxlGetLogEntry("mgr", "e", &record); };
+  EXPECT_EQ(0u, run(plus(opening({.data = title}, 1), {manager_unlock}), snapshot));
+  EXPECT_EQ(0u, run({}, [&] { return oxlLogEntryClose(record); })) << "it has no lock";
+}
+
+TEST_F(LogTest, OpenFails) {
+  LogEntry* const untouched = reinterpret_cast<LogEntry*>(0x10);
+  LogEntry* record = untouched;
+  const auto open = [&] { return oxlLogEntryOpen("mgr", "e", 2, &record); };
+  const auto snapshot = [&] { return oxlGetLogEntry("mgr", "e", &record); };
+  EXPECT_EQ(84u, run({{opening({})[0].request, {.error = 84}}}, open));
+  EXPECT_EQ(158u, run(plus(opening({.error = 158}), {manager_unlock}), open));
+  EXPECT_EQ(121u, run(plus(opening({.error = 158, .data = title}), {manager_unlock}), open));
+  EXPECT_EQ(0u, run(plus(opening({.error = 122}), {manager_unlock}), open)) << "success, and no record";
+  EXPECT_EQ(0u, run(plus(opening({}, 1), {manager_unlock}), snapshot));
+  const std::string name64(64, 'n');
+  for (const auto& [name, out, result] : {std::tuple{"e", static_cast<LogEntry**>(nullptr), 195u},
+                                          {nullptr, &record, 195u},
+                                          {name64.c_str(), &record, 59u}}) {
+    EXPECT_EQ(result, run({}, [&] { return oxlLogEntryOpen("mgr", name, 1, out); }));
+    EXPECT_EQ(result, run({}, [&] { return oxlGetLogEntry("mgr", name, out); }));
+  }
+  EXPECT_EQ(untouched, record);
+}
+
+// Each setter with what it sends, in the order of the set; whether the manager is to plan anew.
+TEST_F(LogTest, ACloseWritesWhatHasBeenSet) {
+  const struct {
+    std::function<OX_RESULT(LogEntry*)> set;
+    const char* path;
+    std::string value;
+    bool plans;
+  } cases[] = {{[](auto* r) { return oxlLogEntrySetTitle(r, "v"); }, "11.14.1.0", text_value("v"), false},
+               {[](auto* r) { return oxlLogEntrySetCompName(r, ""); }, "11.14.4.0", text_value(""), true},
+               {[](auto* r) { return oxlLogEntrySetAmibName(r, "v"); }, "11.14.5.0", text_value("v"), true},
+               {[](auto* r) { return oxlLogEntrySetStartTime(r, 8); }, "11.14.6.0", number_value(8, 5), true},
+               {[](auto* r) { return oxlLogEntrySetInterval(r, "v"); }, "11.14.7.0", text_value("v"), true},
+               {[](auto* r) { return oxlLogEntrySetRotatePeriod(r, "v"); }, "11.14.8.0", text_value("v"), false},
+               {[](auto* r) { return oxlLogEntrySetExpirePeriod(r, "v"); }, "11.14.9.0", text_value("v"), false},
+               {[](auto* r) { return oxlLogEntrySetType(r, 1); }, "11.14.10.0", number_value(3), false},
+               {[](auto* r) { return oxlLogEntrySetSchedule(r, "v"); }, "11.14.16.0", text_value("v"), true},
+               {[](auto* r) { return oxlLogEntrySetScheduleType(r, 0); }, "11.14.17.0", number_value(0), false}};
+  const auto set_and_close = [&](std::size_t first, std::size_t end) {
+    LogEntry* const record = opened(title);
+    std::string nodes;
+    bool plans = false;
+    for (std::size_t i = end; i-- > first;) EXPECT_EQ(0u, cases[i].set(record));
+    for (std::size_t i = first; i < end; ++i) {
+      nodes += attribute("e", cases[i].path, cases[i].value);
+      plans = plans || cases[i].plans;
+    }
+    const Steps steps = {{set_request(20, nodes + (plans ? reload("e") : ""))}, local_unlock};
+    EXPECT_EQ(0u, run(steps, [&] { return oxlLogEntryClose(record); })) << first;
+  };
+  for (std::size_t i = 0; i < std::size(cases); ++i) set_and_close(i, i + 1);
+  set_and_close(0, std::size(cases));
+
+  LogEntry* const record =
+      opened(title + attribute("e", "11.14.6.0", number_value(8, 5)) + attribute("e", "11.14.10.0", number_value(2)));
+  for (const OX_RESULT result :
+       {oxlLogEntrySetTitle(record, "t"), oxlLogEntrySetTitle(record, nullptr), oxlLogEntrySetSchedule(record, nullptr),
+        oxlLogEntrySetStartTime(record, 8), oxlLogEntrySetType(record, 1), oxlLogEntrySetScheduleType(record, 2)}) {
+    EXPECT_EQ(0u, result);
+  }
+  EXPECT_EQ(0u, run({local_unlock}, [&] { return oxlLogEntryClose(record); })) << "nothing has changed";
+}
+
+TEST_F(LogTest, TheTwoClosesWhenWritingFails) {
+  const Step write = {set_request(20, attribute("e", "11.14.10.0", number_value(4))), {.error = 70}};
+  LogEntry* record = opened(title);
+  oxlLogEntrySetType(record, 7);
+  const auto close = [&] { return oxlLogEntryClose(record); };
+  const auto close2 = [&] { return oxlLogEntryClose2("mgr", record); };
+  EXPECT_EQ(70u, run({write}, close)) << "the lock stays";
+  EXPECT_EQ(70u, run({write, manager_unlock}, close2));
+  EXPECT_EQ(70u, run({write}, close2)) << "it has gone";
+  EXPECT_EQ(0u, run({{write.request}}, close));
+  ASSERT_EQ(0u, oxlAllocLogEntry(&record));
+  EXPECT_EQ("- No Title - 0   0 10m 1D 1W 0 - 0 0 0 - 0 ", shown(record));
+  EXPECT_EQ(59u, run({}, close)) << "without a name";
+  EXPECT_EQ(59u, run({}, close2));
+  EXPECT_EQ(0u, oxlFreeLogEntry(record));
+  EXPECT_EQ(195u, oxlLogEntryClose2("mgr", nullptr));
+}
+
+TEST_F(LogTest, SetWritesACopy) {
+  const std::string created = manage_request(5, node("10.7.1.0", text_value("logEnt")));
+  const ReplyFields made = {.data = node("10.7.8.0", text_value("new"))};
+  const std::string schedule = get_request("schEnt:LogDefault", "obj.schEnt.schEntSchedule.0", 28, 0);
+  const std::string defaults =
+      attribute("new", "11.14.1.0", text_value("No Title")) + attribute("new", "11.14.4.0", text_value("")) +
+      attribute("new", "11.14.5.0", text_value("")) + attribute("new", "11.14.7.0", text_value("10m")) +
+      attribute("new", "11.14.8.0", text_value("1D")) + attribute("new", "11.14.9.0", text_value("1W"));
+  const std::string planned = attribute("new", "11.14.16.0", text_value("* 1")) +
+                              attribute("new", "11.14.17.0", number_value(0)) + reload("new");
+  for (const bool has_schedule : {true, false}) {
+    LogEntry* record = nullptr;
+    ASSERT_EQ(0u, oxlAllocLogEntry(&record));
+    const ReplyFields default_schedule = {.error = has_schedule ? 0u : 84u,
+                                          .data = has_schedule ? node("11.24.1.0", text_value("* 1")) : ""};
+    const Step write = {set_request(20, defaults + (has_schedule ? planned : reload("new"))), {.error = 5}};
+    const auto set = [&] { return oxlSetLogEntry("mgr", record); };
+    EXPECT_EQ(5u, run({{created, made}, {schedule, default_schedule}, write}, set));
+    EXPECT_EQ(0u, run({{write.request}}, set)) << "it has a name now";
+    EXPECT_EQ(0u, oxlFreeLogEntry(record));
+  }
+  LogEntry* const record = opened(title);
+  oxlLogEntrySetTitle(record, "v");
+  const Steps write = {{set_request(20, attribute("e", "11.14.1.0", text_value("v")))}};
+  EXPECT_EQ(0u, run(write, [&] { return oxlSetLogEntry("mgr", record); })) << "the lock stays the caller's";
+  EXPECT_EQ(0u, run(plus(write, {local_unlock}), [&] { return oxlLogEntryClose(record); }));
+  EXPECT_EQ(195u, oxlSetLogEntry("mgr", nullptr));
+}
+
+TEST_F(LogTest, CreateAndCopy) {
+  const Step add = {manage_request(5, node("10.7.1.0", text_value("logEnt"))),
+                    {.data = node("10.7.8.0", text_value("new"))}};
+  const Step remove = {
+      manage_request(14, node("10.7.1.0", text_value("logEnt")) + node("10.7.8.0", text_value("new")))};
+  LogEntry* record = nullptr;
+  EXPECT_EQ(0u, run({add}, [&] { return oxlLogEntryCreate("mgr", &record); }));
+  EXPECT_EQ("new - - 0 - - 0 - - - 0 - 0 0 0 - 0 ", shown(record));
+  oxlLogEntrySetTitle(record, "v");
+  EXPECT_EQ(0u, run({{set_request(20, attribute("new", "11.14.1.0", text_value("v")), "")}},
+                    [&] { return oxlLogEntryClose(record); }));
+
+  const std::string ask = get_request("logEnt:e", "11.14.{1,4,5,6,7,8,9,10,12,13,16,17}", 26, 20);
+  const std::string timed = half(0x27F) + text("e") + text("logEnt") + text("11.14.6.0") + word(1) + word(2) + word(3) +
+                            half(0) + number_value(8, 5);
+  const auto data = [&](std::uint32_t status) {
+    return attribute("e", "11.14.1.0", text_value("A")) + timed + half(4) + text("11.14.4.0") +
+           attribute("e", "11.14.10.0", number_value(status)) + attribute("e", "11.14.12.0", number_value(5)) +
+           attribute("e", "11.14.13.0", number_value(6));
+  };
+  const auto write = [&](std::uint32_t status) {
+    return set_request(20, attribute("new", "11.14.1.0", text_value("A(\x83\x52\x83\x73\x81\x5B)")) +
+                               attribute("new", "11.14.6.0", number_value(8, 5)) +
+                               attribute("new", "11.14.10.0", number_value(status)) +
+                               attribute("new", "11.14.12.0", number_value(0)) +
+                               attribute("new", "11.14.13.0", number_value(0)) + reload("new"));
+  };
+  const char* name = "untouched";
+  const auto copy = [&] { return oxlLogEntryCopy("mgr", "e", &name); };
+  EXPECT_EQ(84u, run({add, {ask, {.error = 84}}, remove}, copy));
+  EXPECT_EQ(121u, run({add, {ask, {.error = 84, .data = data(2)}}, remove}, copy));
+  EXPECT_EQ(5u, run({add, {ask, {.data = data(2)}}, {write(3), {.error = 5}}, remove}, copy));
+  EXPECT_EQ(195u, run({}, [&] { return oxlLogEntryCopy("mgr", "", &name); }));
+  EXPECT_EQ(195u, run({}, [&] { return oxlLogEntryCopy("mgr", nullptr, &name); }));
+  EXPECT_STREQ("untouched", name);
+  EXPECT_EQ(0u, run({add, {ask, {.data = data(4)}}, {write(4)}}, copy));
+  EXPECT_STREQ("new", name);
+}
+
+TEST_F(LogTest, DeleteStartAndStop) {
+  using Call = OX_RESULT(OX_CALL*)(const char*, const char*);
+  const std::string name63(63, 'n'), name64(64, 'n');
+  for (const Call remove : {oxlLogEntryDelete, oxlDeleteLogEntry}) {
+    const Step step = {
+        manage_request(14, node("10.7.1.0", text_value("logEnt")) + node("10.7.8.0", text_value(name63))),
+        {.error = 84}};
+    EXPECT_EQ(84u, run({step}, [&] { return remove("mgr", name63.c_str()); }));
+    EXPECT_EQ(269u, run({}, [&] { return remove("mgr", "_logEnt1"); }));
+  }
+  const std::pair<Call, std::uint32_t> starts[] = {
+      {oxlLogEntryStart, 2}, {oxlStartLogEntry, 2}, {oxlLogEntryStop, 3}, {oxlStopLogEntry, 3}};
+  const std::string ask = get_request("logEnt:e", "11.14.10.0", 0, 20);
+  for (const auto& [start, status] : starts) {
+    const auto call = [&, run_it = start] { return run_it("mgr", "e"); };
+    const Step write = {set_request(20, attribute("e", "11.14.10.0", number_value(status))), {.error = 195}};
+    EXPECT_EQ(195u, run({{ask, {.data = node("11.14.10.0", number_value(2))}}, write}, call));
+    EXPECT_EQ(279u, run({{ask, {.data = node("11.14.10.0", number_value(4))}}}, call));
+    EXPECT_EQ(122u, run({{ask, {.error = 122}}}, call));
+  }
+  for (const Call call : {oxlLogEntryDelete, oxlLogEntryStart, oxlLogEntryStop}) {
+    EXPECT_EQ(195u, run({}, [&] { return call("mgr", nullptr); }));
+    EXPECT_EQ(59u, run({}, [&] { return call("mgr", name64.c_str()); }));
+  }
+}
+
+TEST_F(LogTest, Lists) {
+  const std::string ask = get_request("logEnt:*", "11.14.3.0", 0, 20);
+  const ReplyFields three = {
+      .data = attribute("late", "11.14.3.0", number_value(0x80000000)) + node("11.14.3.0", number_value(7)) +
+              attribute("x", "11.14.3.0", text_value("abc")) + attribute("e", "11.14.3.0", number_value(7))};
+  LogEntryList* list = nullptr;
+  const auto open_list = [&] { return oxlLogEntryListOpen("mgr", &list); };
+  EXPECT_EQ(0u, run({{ask, three}}, open_list));
+  LogEntry* record = nullptr;
+  const auto next = [&] { return oxlLogEntryNextOpen(list, 2, &record); };
+  EXPECT_EQ(84u, run({{opening({})[0].request, {.error = 84}}}, next));
+  EXPECT_EQ(0u, run(opening({.data = title}), next)) << "the same again";
+  EXPECT_EQ(0u, run({local_unlock}, [&] { return oxlLogEntryClose(record); }));
+  EXPECT_EQ(5u, run({{lock_request("logEnt:late", 2), {.error = 5}}}, next));
+  EXPECT_EQ(0u, oxlLogEntryListClose(list));
+  EXPECT_EQ(121u, run({{ask, {.error = 84, .data = three.data}}}, open_list));
+  EXPECT_EQ(0u, run({{ask, {}}}, open_list));
+  EXPECT_EQ(nullptr, list);
+  EXPECT_EQ(0u, run({}, next));
+  EXPECT_EQ(nullptr, record);
+
+  const char* name = "untouched";
+  for (const auto& [wanted, error, result] : {std::tuple{8u, 0u, 183u}, {7u, 122u, 0u}, {7u, 84u, 121u}}) {
+    EXPECT_EQ(result, run({{ask, {.error = error, .data = three.data}}},
+                          [&, id = wanted] { return oxlLogEntryIDtoName("mgr", id, &name); }));
+    EXPECT_STREQ(result == 183 ? "untouched" : "e", name);
+  }
+  EXPECT_EQ(183u, run({{ask, {.error = 122}}}, [&] { return oxlLogEntryIDtoName("mgr", 7, &name); }));
+  dnode* names = nullptr;
+  const auto get_names = [&] { return oxlGetLogEntryNameList("mgr", &names); };
+  const std::string ask_names = get_request("logEnt:*", "obj.cmn.cmnName.0", 28, 0);
+  EXPECT_EQ(122u, run({{ask_names, {}}}, get_names));
+  EXPECT_EQ(0u, run({{ask_names, three}}, get_names));
+  oxdFree(names);
+}
+
+TEST_F(LogTest, FailingCollectionsAreTold) {
+  static std::string told;
+  told.clear();
+  const auto callback = [](std::uint32_t code, const char* name, std::uint32_t zero) {
+    told += std::to_string(code) + ':' + name + ':' + std::to_string(zero) + ' ';
+  };
+  void* handle = nullptr;
+  peer.answer(reply_bytes({.source_id = 5}));
+  ASSERT_EQ(0u, oxlInit("mgr", callback, &handle));
+  take_id();
+  EXPECT_EQ(request_bytes({.command = 2,
+                           .session = std::string("mgr\0", 4),
+                           .source = id,
+                           .body = text("system:system") + text("10.6.9.0") + word(88) + word(20) + half(0)}),
+            sent);
+  std::string lines;
+  for (const char* const line : {"ERROR 158 \"log 1\" \"node:a\" 1.3", "ERROR 7", "error 7 x y", "ERROR 12x b",
+                                 "ERROR 3 c 4 5 6 7 8 9 10 11 12", "", "ERROR 4 'open"}) {
+    lines += node("10.6.9.0", text_value(line));
+  }
+  deliver({{.command = 2, .data = lines + half(4) + text("10.6.9.0")}, {.command = 2, .error = 166}});
+  EXPECT_EQ("158:log 1:0 12:b:0 3:c:0 4:open:0 ", told);
+  EXPECT_EQ(195u, oxlInit("mgr", nullptr, &handle));
+  EXPECT_EQ(195u, oxlInit("mgr", callback, nullptr));
+  EXPECT_EQ(0u, oxaClose(handle));
+}
+
+TEST_F(LogTest, EveryAllocationMayFail) {
+  const std::string long_text = text_value(std::string(300, 't'));
+  peer.otherwise(
+      reply_bytes({.source_id = 9,
+                   .data = attribute("e", "11.14.16.0", text_value("e")) + attribute("e", "11.14.1.0", long_text) +
+                           attribute("e", "11.14.3.0", number_value(1))}));
+  const auto try_all = [](const std::function<OX_RESULT(LogEntry**)>& call) {
+    every_allocation_may_fail([&] {
+      LogEntry* record = nullptr;
+      const OX_RESULT result = call(&record);
+      oxlFreeLogEntry(record);
+      return result;
+    });
+  };
+  try_all([](LogEntry** record) { return oxlLogEntryOpen("mgr", "e", 1, record); });
+  try_all([](LogEntry** record) {
+    OX_RESULT result = oxlAllocLogEntry(record);
+    if (result == 0) result = oxlSetLogEntry("mgr", *record);
+    return result;
+  });
+  const char* name = nullptr;
+  try_all([&](LogEntry**) { return oxlLogEntryCopy("mgr", "e", &name); });
+  try_all([&](LogEntry**) { return oxlLogEntryIDtoName("mgr", 1, &name); });
+  try_all([](LogEntry** record) {
+    LogEntryList* list = nullptr;
+    OX_RESULT result = oxlLogEntryListOpen("mgr", &list);
+    if (result == 0) result = oxlLogEntryNextOpen(list, 1, record);
+    oxlLogEntryListClose(list);
+    return result;
+  });
+}
+
+TEST_F(LogTest, Traces) {
+  const auto run_all = [] {
+    (void)oxlLogEntryOpen("mgr", nullptr, 1, nullptr);
+    (void)oxlLogEntryDelete(nullptr, "_logEnt1");
+    (void)oxlStopLogEntry("mgr", nullptr);
+  };
+  EXPECT_EQ(
+      "<S:oxlLogEntryOpen(mgr,(null),1)>\n<E:oxlLogEntryOpen[195]>\n"
+      "<S:oxlLogEntryDelete((null),_logEnt1)>\n<S:oxlLogEntryDelete[269]>\n"
+      "<S:oxlStopLogEntry(mgr,(null))>\n<S:oxlLogEntryStop(mgr,(null))>\n<E:oxlLogEntryGetData{195]>\n"
+      "<E:oxlStopLogEntry[195]>\n",
+      traced(0x40, run_all));
+}
+
+}  // namespace
+}  // namespace ox::test
