@@ -42,7 +42,7 @@ std::string TrapActions::run(const std::string& action, const evmsg* event) {
     return action + ": " + oxcStrError(result);
   }
   platform::Program program;
-  const auto error = program.start({words, words + count}, variables_of(event));
+  const auto error = program.start({words, words + count}, {.variables = variables_of(event), .outlives = true});
   if (error != platform::error_none) return action + ": platform error " + std::to_string(error);
   running_.push_back(std::move(program));
   return {};

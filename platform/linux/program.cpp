@@ -10,6 +10,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
 
 namespace ox::platform {
@@ -37,26 +38,34 @@ std::vector<char*> merged(const std::vector<std::string>& variables) {
 
 // A program that inherited the locks that this process holds would hold them after its death. Nor is it to inherit the
 // signals that this process waits for in its own way.
-struct Setting {
-  Setting() {
+struct Spawn {
+  Spawn(const std::string& output_file, int output) {
     (void)posix_spawn_file_actions_init(&files);
     (void)posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (output >= 0) (void)posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
+    if (!output_file.empty()) {
+      (void)posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, output_file.c_str(), O_WRONLY | O_CREAT | O_APPEND,
+                                             0644);
+    }
+    if (output >= 0 || !output_file.empty()) {
+      (void)posix_spawn_file_actions_adddup2(&files, STDOUT_FILENO, STDERR_FILENO);
+    }
     (void)posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
     sigset_t all;
     sigset_t none;
     (void)sigfillset(&all);
     (void)sigemptyset(&none);
     (void)posix_spawnattr_init(&attributes);
-    (void)posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    (void)posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
     (void)posix_spawnattr_setsigdefault(&attributes, &all);
     (void)posix_spawnattr_setsigmask(&attributes, &none);
   }
-  ~Setting() {
+  ~Spawn() {
     (void)posix_spawn_file_actions_destroy(&files);
     (void)posix_spawnattr_destroy(&attributes);
   }
-  Setting(const Setting&) = delete;
-  Setting& operator=(const Setting&) = delete;
+  Spawn(const Spawn&) = delete;
+  Spawn& operator=(const Spawn&) = delete;
 
   posix_spawn_file_actions_t files;
   posix_spawnattr_t attributes;
@@ -66,33 +75,78 @@ struct Setting {
 
 const int reload_signal = SIGHUP;
 
-Program::Program(Program&& other) noexcept : process_(std::exchange(other.process_, 0)) {}
-Program& Program::operator=(Program&& other) noexcept {
-  std::swap(process_, other.process_);
-  return *this;
-}
+struct Program::Process {
+  ~Process() {
+    if (id == 0 || outlives) return;
+    kill();
+    (void)retry([this] { return ::waitpid(id, nullptr, 0); });
+  }
+  void kill() const { (void)::kill(-id, SIGKILL); }
+
+  pid_t id = 0;  // of the process and of its group
+  Descriptor output;
+  bool outlives = false;
+};
+
+Program::Program() noexcept = default;
+Program::Program(Program&&) noexcept = default;
+Program& Program::operator=(Program&&) noexcept = default;
 Program::~Program() = default;
 
-Error Program::start(const std::vector<std::string>& arguments, const std::vector<std::string>& variables) {
+Error Program::start(const std::vector<std::string>& arguments, const ProgramSetting& setting) {
   if (arguments.empty()) return fail(error_invalid_parameter);
   std::vector<char*> words = pointers(arguments);
   words.push_back(nullptr);
-  std::vector<char*> environment = merged(variables);
+  std::vector<char*> environment = merged(setting.variables);
   environment.push_back(nullptr);
-  const Setting setting;
-  pid_t pid = 0;
+  auto process = std::make_unique<Process>();
+  int ends[2] = {-1, -1};
+  if (setting.kept_output != 0 && ::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return fail_errno();
+  process->output = Descriptor(ends[0]);
+  const Descriptor theirs(ends[1]);
+  if (theirs) (void)::fcntl(theirs.get(), F_SETFL, 0);
+  const Spawn spawn(setting.output_file, theirs.get());
   const int error =
-      posix_spawnp(&pid, words.front(), &setting.files, &setting.attributes, words.data(), environment.data());
+      posix_spawnp(&process->id, words.front(), &spawn.files, &spawn.attributes, words.data(), environment.data());
   if (error != 0) return fail_errno(error);
-  process_ = pid;
+  process->outlives = setting.outlives;
+  process_ = std::move(process);
+  output_.clear();
+  kept_output_ = setting.kept_output;
+  status_ = -1;
   return error_none;
 }
 
+void Program::take_output() {
+  char bytes[65536];  // what the system's buffer holds
+  const ssize_t got = process_->output ? ::read(process_->output.get(), bytes, sizeof bytes) : 0;
+  if (got > 0) output_.append(bytes, std::min(static_cast<std::size_t>(got), kept_output_ - output_.size()));
+}
+
 bool Program::running() {
-  if (process_ == 0) return false;
-  if (::waitpid(static_cast<pid_t>(process_), nullptr, WNOHANG) == 0) return true;
-  process_ = 0;
+  if (process_ == nullptr) return false;
+  int status = 0;
+  const bool ended = ::waitpid(process_->id, &status, WNOHANG) != 0;
+  take_output();
+  if (!ended) return true;
+  process_->id = 0;
+  status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  process_.reset();
   return false;
+}
+
+void Program::ask_to_end() {
+  if (running()) (void)::kill(process_->id, SIGTERM);
+}
+
+void Program::kill() {
+  if (!running()) return;
+  process_->kill();
+  (void)wait(std::chrono::seconds(10));
+}
+
+std::uint32_t Program::id() const noexcept {
+  return process_ != nullptr ? static_cast<std::uint32_t>(process_->id) : 0;
 }
 
 }  // namespace ox::platform

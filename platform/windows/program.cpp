@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/windows/fail.h"
+#include "platform/windows/handle.h"
 
 namespace ox::platform {
 namespace {
@@ -51,42 +52,122 @@ std::string environment(const std::vector<std::string>& variables) {
   return block + '\0';
 }
 
-HANDLE handle_of(std::intptr_t process) { return reinterpret_cast<HANDLE>(process); }
+// A file that started programs inherit.
+Handle inherited_file(const char* path, DWORD access, DWORD disposition) {
+  SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+  return Handle(::CreateFileA(path, access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, disposition, 0, nullptr));
+}
+
+// A job that ends with its last handle, unless what is in it is to run on. Where the system takes no job inside
+// another, the program alone is ended.
+Handle job_of(HANDLE process, bool outlives) {
+  Handle job(::CreateJobObjectA(nullptr, nullptr));
+  JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+  limits.BasicLimitInformation.LimitFlags = outlives ? 0 : JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+  (void)::SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits);
+  return ::AssignProcessToJobObject(job.get(), process) != FALSE ? std::move(job) : Handle();
+}
 
 }  // namespace
 
 const int reload_signal = 0;
 
-Program::Program(Program&& other) noexcept : process_(std::exchange(other.process_, 0)) {}
-Program& Program::operator=(Program&& other) noexcept {
-  std::swap(process_, other.process_);
-  return *this;
-}
-Program::~Program() {
-  if (process_ != 0) (void)::CloseHandle(handle_of(process_));
-}
+struct Program::Process {
+  ~Process() {
+    if (!process || outlives) return;
+    kill();
+    (void)::WaitForSingleObject(process.get(), 10'000);  // what it holds open is free then
+  }
+  void kill() const {
+    constexpr UINT killed = 137;  // as Linux shells show it
+    if (!job || ::TerminateJobObject(job.get(), killed) == FALSE) (void)::TerminateProcess(process.get(), killed);
+  }
 
-Error Program::start(const std::vector<std::string>& arguments, const std::vector<std::string>& variables) {
+  Handle process, job, output;
+  bool outlives = false;
+};
+
+Program::Program() noexcept = default;
+Program::Program(Program&&) noexcept = default;
+Program& Program::operator=(Program&&) noexcept = default;
+Program::~Program() = default;
+
+Error Program::start(const std::vector<std::string>& arguments, const ProgramSetting& setting) {
   if (arguments.empty()) return fail(error_invalid_parameter);
-  std::string line = command_line(arguments);
-  std::string block = environment(variables);
+  auto process = std::make_unique<Process>();
+  Handle input, output;
+  if (!setting.output_file.empty()) {
+    output = inherited_file(setting.output_file.c_str(), FILE_APPEND_DATA, OPEN_ALWAYS);
+  } else if (setting.kept_output != 0) {
+    HANDLE ends[2] = {};
+    if (::CreatePipe(&ends[0], &ends[1], nullptr, 0) == FALSE) return fail_last();
+    process->output = Handle(ends[0]);
+    output = Handle(ends[1]);
+    (void)::SetHandleInformation(output.get(), HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
+  }
   STARTUPINFOA startup{};
   startup.cb = sizeof startup;
+  if (output) {
+    input = inherited_file("NUL", GENERIC_READ, OPEN_EXISTING);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = input.get();
+    startup.hStdOutput = startup.hStdError = output.get();
+  }
+  std::string line = command_line(arguments);
+  std::string block = environment(setting.variables);
+  const DWORD flags = CREATE_SUSPENDED | (setting.in_console ? 0 : CREATE_NO_WINDOW);
+  if (setting.in_console) (void)::SetConsoleCtrlHandler(nullptr, FALSE);  // whether it is passed over is inherited
   PROCESS_INFORMATION made{};
-  if (::CreateProcessA(nullptr, line.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, block.data(), nullptr, &startup,
-                       &made) == FALSE) {
+  if (::CreateProcessA(nullptr, line.data(), nullptr, nullptr, output ? TRUE : FALSE, flags, block.data(), nullptr,
+                       &startup, &made) == FALSE) {
     return fail_last();
   }
-  (void)::CloseHandle(made.hThread);
-  process_ = reinterpret_cast<std::intptr_t>(made.hProcess);
+  const Handle thread(made.hThread);
+  process->process = Handle(made.hProcess);  // none for a program of the machine under an emulator
+  process->job = job_of(made.hProcess, setting.outlives);
+  process->outlives = setting.outlives;
+  (void)::ResumeThread(thread.get());
+  process_ = std::move(process);
+  output_.clear();
+  kept_output_ = setting.kept_output;
+  status_ = -1;
   return error_none;
 }
 
+void Program::take_output() {
+  char bytes[4096];
+  DWORD size = 0;
+  while (process_->output && ::PeekNamedPipe(process_->output.get(), nullptr, 0, nullptr, &size, nullptr) != FALSE &&
+         size != 0 && ::ReadFile(process_->output.get(), bytes, sizeof bytes, &size, nullptr) != FALSE) {
+    output_.append(bytes, std::min<std::size_t>(size, kept_output_ - output_.size()));
+  }
+}
+
 bool Program::running() {
-  if (process_ == 0) return false;
-  if (::WaitForSingleObject(handle_of(process_), 0) == WAIT_TIMEOUT) return true;
-  (void)::CloseHandle(handle_of(std::exchange(process_, 0)));
+  if (process_ == nullptr) return false;
+  const bool ended = ::WaitForSingleObject(process_->process.get(), 0) != WAIT_TIMEOUT;
+  take_output();
+  if (!ended) return true;
+  DWORD code = 0;
+  if (::GetExitCodeProcess(process_->process.get(), &code) != FALSE) status_ = static_cast<int>(code);
+  process_.reset();
   return false;
+}
+
+void Program::ask_to_end() {
+  if (!running()) return;
+  (void)::SetConsoleCtrlHandler(nullptr, TRUE);
+  (void)::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
+}
+
+void Program::kill() {
+  if (!running()) return;
+  process_->kill();
+  (void)wait(std::chrono::seconds(10));
+}
+
+std::uint32_t Program::id() const noexcept {
+  return process_ != nullptr ? static_cast<std::uint32_t>(::GetProcessId(process_->process.get())) : 0;
 }
 
 }  // namespace ox::platform

@@ -53,21 +53,6 @@ TEST(Init, GreetingBytesAndAnswers) {
   session().close();
 }
 
-TEST(Init, WhatIsMissing) {
-  using Missing = Installation::Missing;
-  for (const Missing missing : {Missing::messages, Missing::base_services, Missing::tree}) {
-    const Installation installation(missing);
-    EXPECT_EQ(missing == Missing::base_services ? 7u : 0u, oxaWaitForOxbase(0));
-    EXPECT_EQ(15u, oxaInit(nullptr)) << static_cast<int>(missing);
-  }
-  const Installation installation;
-  set_value("InitRetryCnt", 0u);
-  EXPECT_EQ(393u, oxaInit(nullptr));
-  set_value("LocalGroup", "no such group here");
-  const OX_RESULT refused = oxaInit(nullptr);
-  EXPECT_TRUE(refused != 0 && refused != 393) << refused;
-}
-
 TEST(Init, AManagerOnItsWayOutIsNotWaitedFor) {
   const Installation installation(Installation::Missing::base_services);
   platform::NamedEvent services;

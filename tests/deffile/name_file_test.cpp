@@ -200,7 +200,7 @@ TEST(NameFiles, DeathsLoseNoNameThatWasAcknowledged) {
   ASSERT_TRUE(declared);
   std::vector<std::string> told;
   for (int round = 0; round < 4; ++round) {
-    std::vector<std::pair<std::string, ox::test::ChildProcess>> children;
+    std::vector<std::pair<std::string, ox::test::Program>> children;
     for (const char* id : {"/a", "/b"}) {
       const std::string path = folder() + id + std::to_string(round);
       children.emplace_back(path, OtherProcess::start("makes_names", path));

@@ -1,4 +1,4 @@
-// A forked copy of the test, for what only another process can show.
+// Forked copies of the test, for what only another process can show.
 #pragma once
 
 #include <signal.h>
@@ -46,6 +46,21 @@ class Forked {
   pid_t pid_ = 0;
   bool succeeded_ = false;
 };
+
+// A child that runs `body` and leaves with its result; by SIGALRM where it hangs.
+template <auto leave = std::exit, class Body>
+pid_t start_child(Body body) {
+  const pid_t child = fork();
+  if (child != 0) return child;
+  alarm(20);
+  leave(body());
+  std::abort();
+}
+inline int end_of(pid_t child) {
+  int status = -1;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
 
 // In a forked child: gives up the rights of root, where the test has them.
 inline bool become_nobody() {

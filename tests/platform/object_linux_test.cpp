@@ -137,20 +137,6 @@ TEST(NamedObjects, AllHoldersOfANameHoldTheSameBlock) {
   EXPECT_EQ(0, objects_of_root());
 }
 
-TEST(NamedObjects, TheLastOfTwoWhoGiveUpAtOnceRemovesIt) {
-  for (int round = 0; round < 200; ++round) {
-    SharedBlock holders[2];
-    ASSERT_EQ(error_none, holders[0].create("both", 10, Access::machine));
-    ASSERT_EQ(error_none, holders[1].open("both", Mode::write));
-    std::atomic<int> ready{0};
-    test::in_threads(2, [&](int i) {
-      for (++ready; ready != 2;) std::this_thread::yield();
-      holders[i] = SharedBlock();
-    });
-    ASSERT_EQ(0, objects_of_root()) << "round " << round;
-  }
-}
-
 TEST(NamedObjects, AForkedChildGivesUpOnlyItsOwnCopyAndAStrangerReads) {
   SharedBlock block;
   ASSERT_EQ(error_none, block.create("tree", 10, Access::machine));

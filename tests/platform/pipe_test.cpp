@@ -98,23 +98,6 @@ TEST(Pipe, AClosedPeerIsToldByItsOwnCodes) {
   EXPECT_EQ(error_invalid_handle, pipe.read_some(buffer, got));
 }
 
-TEST(Pipe, ThereIsOneServerAndNoneAfterItsEnd) {
-  Pipe pipe;
-  EXPECT_EQ(error_file_not_found, pipe.open(name));
-  for (int round = 0; round < 2; ++round) {
-    Serving serving([](std::unique_ptr<PipeConnection> client) { echo(std::move(client)); });
-    asio::io_context loop;
-    const auto second = make_pipe_server(loop);
-    EXPECT_EQ(error_already_exists, second->serve(name, [](std::unique_ptr<PipeConnection>) {}));
-    Pipe client;
-    EXPECT_EQ(error_none, client.open(name));
-    EXPECT_EQ(error_none, client.write_all(bytes_of("still there")));
-    EXPECT_EQ("still there", read_exactly(client, 11));
-  }
-  EXPECT_EQ(error_file_not_found, pipe.open(name));
-  EXPECT_FALSE(pipe);
-}
-
 TEST(Pipe, ANotificationTellsAnnouncementsTheEndAndWhoWakesIt) {
   using Sign = Notification::Sign;
   asio::io_context loop;

@@ -1,4 +1,4 @@
-// What the process learns from its environment and leaves behind; services, programs, signals and servers that die.
+// What the process learns from its environment and leaves behind; services, signals and servers that die.
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -18,9 +18,7 @@
 #include "platform/named_event.h"
 #include "platform/pipe.h"
 #include "platform/server/pipe_server.h"
-#include "platform/server/program.h"
 #include "platform/service.h"
-#include "platform/system_log.h"
 #include "platform/thread_slot.h"
 #include "tests/platform/forked.h"
 #include "tests/support/system_root.h"
@@ -82,17 +80,6 @@ TEST(StartProgram, FindsProgramsOnThePathAndLeavesNoZombie) {
   EXPECT_EQ(ECHILD, errno);
 }
 
-// A shell takes the last of two variables of one name, other programs the first.
-TEST(Program, ItsVariablesTakeThePlaceOfThoseOfTheProcess) {
-  const std::string out = system_root() + "/out";
-  setenv("OX_X", "old", 1);
-  setenv("OX_XX", "kept", 1);
-  Program program;
-  ASSERT_EQ(error_none, program.start({"/bin/sh", "-c", "echo $OX_X $OX_XX > '" + out + "'"}, {"OX_X=new"}));
-  while (program.running()) sleep_ms(1);
-  EXPECT_EQ("new kept\n", test::read_file(out));
-}
-
 TEST(Console, WritesToTheErrorStreamAndSurvivesItsReader) {
   const Forked process([] {
     int ends[2];
@@ -141,40 +128,16 @@ TEST(Console, ItsHandlerKeepsInterruptsFromEndingTheProcess) {
   EXPECT_EXIT(after_release(), testing::KilledBySignal(SIGINT), "");
 }
 
-Error serve(std::unique_ptr<PipeServer>& server, asio::io_context& loop) {
-  server = make_pipe_server(loop);
-  return server->serve("ox_stdpipe", [](std::unique_ptr<PipeConnection>) {});
-}
-
-// A server that was killed leaves its socket behind, which refuses clients and which the next server takes over.
-TEST(PipeServer, TakesOverFromAKilledOneOnly) {
-  asio::io_context loop;
-  std::unique_ptr<PipeServer> server;
-  Pipe pipe;
-  Forked living([] {
-    static asio::io_context theirs;
-    static std::unique_ptr<PipeServer> first;
-    return serve(first, theirs) == error_none;
-  });
-  ASSERT_TRUE(living.succeeded());
-  EXPECT_EQ(error_none, pipe.open("ox_stdpipe"));
-  EXPECT_EQ(error_already_exists, serve(server, loop));
-  living.kill();
-  EXPECT_EQ(error_file_not_found, pipe.open("ox_stdpipe"));
-  EXPECT_EQ(error_none, serve(server, loop));
-  EXPECT_EQ(error_none, pipe.open("ox_stdpipe"));
-  EXPECT_EQ(fs::perms{0660}, fs::status(system_root() + "/pipe/ox_stdpipe").permissions());
-}
-
 // A socket's address holds 107 bytes; a root may be deeper.
 TEST(PipeServer, ServesInADeepRoot) {
   const std::string deep = system_root() + test::repeated("/directory", 30);
   setenv("OXBASE_SYSTEM", deep.c_str(), 1);
   asio::io_context loop;
-  std::unique_ptr<PipeServer> server;
+  const auto server = make_pipe_server(loop);
   Pipe pipe;
-  ASSERT_EQ(error_none, serve(server, loop));
+  ASSERT_EQ(error_none, server->serve("ox_stdpipe", [](std::unique_ptr<PipeConnection>) {}));
   EXPECT_EQ(error_none, pipe.open("\\\\.\\PIPE\\ox_stdpipe"));
+  EXPECT_EQ(fs::perms{0660}, fs::status(deep + "/pipe/ox_stdpipe").permissions());
   setenv("OXBASE_SYSTEM", system_root().c_str(), 1);
 }
 
@@ -235,19 +198,6 @@ TEST(ThreadSlot, IsReleasedByItsThreadAlone) {
   EXPECT_EQ(&mine, thread_slot());
   EXPECT_EXIT(std::exit(3), testing::ExitedWithCode(3), "^$");  // the end of the process releases nothing
   ASSERT_TRUE(set_thread_slot(nullptr, note_release));
-}
-
-TEST(SystemLog, ARootWithAFileForItGetsACopy) {
-  const std::string path = system_root() + "/system.log";
-  ASSERT_EQ(error_none, system_log("OxTest", 1, "before"));
-  EXPECT_FALSE(fs::exists(path));
-  test::write_file(path, "");
-  ASSERT_EQ(error_none, system_log("OxTest", 1, "two\r\nlines"));
-  ASSERT_EQ(error_none, system_log("OxTest", 4, "100%s"));
-  const std::string log = test::read_file(path);
-  for (const char* text : {" error: two lines\n", " information: 100%s\n"}) {
-    EXPECT_NE(std::string::npos, log.find("OxTest[" + std::to_string(getpid()) + "]" + text)) << log;
-  }
 }
 
 TEST(FileLinux, WhatIsNoPlainFileIsMarked) {

@@ -24,7 +24,7 @@ Daemon::Daemon() {
 void Daemon::start() {
   static int starts = 0;  // each start has a log of its own
   log_file_ = system_root() + "/oxmgrd" + std::to_string(++starts) + ".log";
-  process_ = start_program({"oxmgrd", "--foreground"}, log_file_, ChildProcess::Hears::end);
+  process_ = start_program({"oxmgrd", "--foreground"}, log_file_, true);
   const auto end = std::chrono::steady_clock::now() + patience;
   while (log().find("serving the installation") == std::string::npos) {
     if (!process_.running() || std::chrono::steady_clock::now() > end) throw std::runtime_error("oxmgrd: " + log());
@@ -54,10 +54,10 @@ std::vector<std::string> words_of(const std::string& line) {
   return words;
 }
 
-ChildProcess start_program(std::vector<std::string> words, const std::string& output, ChildProcess::Hears hears) {
+Program start_program(std::vector<std::string> words, const std::string& output, bool hears) {
   words.front() = OX_PROGRAMS "/" + words.front();
   write_file(output, "");
-  return {words, output, hears};
+  return started(words, output, hears);
 }
 
 std::string run_program(std::vector<std::string> words) {
@@ -66,9 +66,20 @@ std::string run_program(std::vector<std::string> words) {
   return std::to_string(status) + ' ' + read_text(file);
 }
 
-std::string wait_for_text(const std::string& file, const std::string& text) {
-  for (int i = 0; i < 6000 && read_text(file).find(text) == std::string::npos; ++i) std::this_thread::sleep_for(pause);
+std::string wait_for_text(const std::string& file, const std::string& text, int times) {
+  for (int i = 0; i < 6000 && count_of(read_text(file), text) < times; ++i) std::this_thread::sleep_for(pause);
   return read_text(file);
+}
+
+Started::Started(const std::string& line) {
+  static int count = 0;
+  output = system_root() + "/out" + std::to_string(++count);
+  process = start_program(words_of(line), output);
+}
+std::string Started::until(const std::string& text, int times) const { return wait_for_text(output, text, times); }
+std::string Started::end(int status) {
+  EXPECT_EQ(status, process.wait(3 * patience)) << read_text(output);
+  return read_text(output);
 }
 
 }  // namespace ox::test

@@ -1,7 +1,4 @@
-// The event tools, the example application and a wait for icons, against a real manager.
-#include <oxbase/oxa.h>
-#include <oxbase/oxe.h>
-
+// The event tools and the example application against a real manager.
 #include "platform/registry.h"
 #include "tests/road/daemon.h"
 #include "tests/support/snmpd.h"
@@ -10,30 +7,11 @@
 namespace ox::test {
 namespace {
 
-constexpr auto patience = std::chrono::seconds(60);
-
 class ToolRoad : public testing::Test {
  protected:
-  struct Started {
-    std::string output;
-    ChildProcess process;
-
-    std::string until(const std::string& text) const { return wait_for_text(output, text); }
-    std::string end(int expected = 0) {
-      EXPECT_EQ(expected, process.wait(patience)) << read_text(output);
-      return read_text(output);
-    }
-  };
-  Started start(const std::string& line) {
-    const std::string output = system_root() + "/out" + std::to_string(++count_);
-    return {output, start_program(words_of(line), output)};
-  }
-  std::string run(const std::string& line, int expected = 0) { return start(line).end(expected); }
+  static std::string run(const std::string& line, int expected = 0) { return Started(line).end(expected); }
 
   Daemon daemon_;
-
- private:
-  int count_ = 0;
 };
 
 TEST_F(ToolRoad, EventsAreSentAwaitedAndKept) {
@@ -41,13 +19,10 @@ TEST_F(ToolRoad, EventsAreSentAwaitedAndKept) {
       "--type 0x103 --id 7 --ref-id 6 --time 1000 --recover-time 2000 --msg-number 5 --flag 2 --community c "
       "--msg-file f.msg --opt-msg o --memo m --map top --component node:r1 --sender tester";
   const std::string sent = run("oxevent send --json " + fields);
-  for (const char* part :
-       {"\"sndId\":1,", "\"eventType\":259", "\"eventId\":7", "\"refEventId\":6", "\"occurTime\":1000",
-        "\"recoverTime\":2000", "\"msgNumber\":5", "\"flag\":2", "\"commName\":\"c\"", "\"msgFile\":\"f.msg\"",
-        "\"optMsg\":\"o\"", "\"memo\":\"m\"", "\"mapName\":\"top\"", "\"compType\":\"node\"", "\"compName\":\"r1\"",
-        "\"sender\":\"tester\""}) {
-    EXPECT_NE(std::string::npos, sent.find(part)) << part << " in " << sent;
-  }
+  expect_parts(sent, {"\"sndId\":1,", "\"eventType\":259", "\"eventId\":7", "\"refEventId\":6", "\"occurTime\":1000",
+                      "\"recoverTime\":2000", "\"msgNumber\":5", "\"flag\":2", "\"commName\":\"c\"",
+                      "\"msgFile\":\"f.msg\"", "\"optMsg\":\"o\"", "\"memo\":\"m\"", "\"mapName\":\"top\"",
+                      "\"compType\":\"node\"", "\"compName\":\"r1\"", "\"sender\":\"tester\""});
   EXPECT_NE(std::string::npos, run("oxevent send --sender a\033[1m --memo other").find("  a [1m  other\n"));
   // Each criterion finds the first event alone, and its opposite does not.
   const struct {
@@ -90,8 +65,8 @@ TEST_F(ToolRoad, EventsAreSentAwaitedAndKept) {
 }
 
 TEST_F(ToolRoad, WaitsGoOnWhereTheyEnded) {
-  Started plain = start("oxevent wait --memo *2 --count 1");
-  Started persistent = start("oxevent wait --persistent night --count 2");
+  Started plain("oxevent wait --memo *2 --count 1");
+  Started persistent("oxevent wait --persistent night --count 2");
   // What comes before they listen is not theirs: events are sent until both have had theirs.
   for (int i = 0; (plain.process.running() || persistent.process.running()) && i < 600; ++i) {
     (void)run("oxevent send --memo a2");
@@ -110,7 +85,7 @@ TEST_F(ToolRoad, WaitsGoOnWhereTheyEnded) {
 
 TEST_F(ToolRoad, WatchShowsValuesAndTheirChanges) {
   (void)run("oxset --add ruleEnt:day");
-  Started watch = start("oxget --watch --count 3 ruleEnt:* 11.1.1.0,11.13.1.0");
+  Started watch("oxget --watch --count 3 ruleEnt:* 11.1.1.0,11.13.1.0");
   EXPECT_NE(std::string::npos, watch.until("day").find("ruleEnt:day"));
   (void)run("oxset ruleEnt:day 11.13.1.0 prog");
   (void)run("oxset --add ruleEnt:night");
@@ -126,7 +101,7 @@ TEST_F(ToolRoad, WatchShowsValuesAndTheirChanges) {
     (void)run("oxset --add " + node + " obj.node.nodeAddress.0 127.0.0.1 obj.node.nodePort.0 " +
               std::to_string(agent.port()) + " obj.node.nodeWriteCommunity.0 private");
   }
-  Started polled = start("oxget --watch --count 2 --timeout 1 node:a .system.sysDescr.0,.system.sysContact.0");
+  Started polled("oxget --watch --count 2 --timeout 1 node:a .system.sysDescr.0,.system.sysContact.0");
   (void)polled.until("agent of the tests");
   (void)run("oxset node:b .system.sysContact.0 nightwatch");
   const std::string seen = polled.end();
@@ -135,7 +110,7 @@ TEST_F(ToolRoad, WatchShowsValuesAndTheirChanges) {
 }
 
 TEST_F(ToolRoad, ExampleReactsAndEnds) {
-  Started example = start("watch_events 2");
+  Started example("watch_events 2");
   (void)example.until("waiting");
   (void)run("oxevent send --type 0x101 --memo low");
   (void)run("oxevent send --type 0x102 --memo first");
@@ -143,25 +118,6 @@ TEST_F(ToolRoad, ExampleReactsAndEnds) {
   EXPECT_EQ("waiting\nevent 2: first\nevent 3: second\n", example.end());
   EXPECT_EQ(std::string::npos, run("oxevent log list --checked 1").find("low"));
   EXPECT_NE(std::string::npos, run("oxevent log list --checked 1").find("second"));
-}
-
-// What the icon wait's callback was told.
-void OX_CALL on_icon(void*, void* told, const char* component, const char* name, std::uint32_t status, OX_RESULT code) {
-  const auto shown = [](const char* text) { return text != nullptr ? text : "-"; };
-  *static_cast<std::string*>(told) +=
-      std::string(shown(component)) + ' ' + shown(name) + ' ' + std::to_string(status) + '!' + std::to_string(code);
-}
-
-TEST_F(ToolRoad, IconWaitsAreToldOfAnIconsChange) {
-  (void)run("oxset --add map:top");
-  std::string told;
-  void* wait = nullptr;
-  ASSERT_EQ(0u, oxaInit(nullptr));
-  ASSERT_EQ(0u, oxeEventIconWaitOpen(nullptr, "top", on_icon, &told, &wait));
-  (void)run("oxset map:top obj.map.mapIconStatus.0 3 obj.map.mapIconName.0 router");
-  EXPECT_EQ(0u, oxaDispatch(60000));
-  EXPECT_EQ("top router 3!0", told);
-  EXPECT_EQ(0u, oxeEventIconWaitClose(wait));
 }
 
 }  // namespace

@@ -242,7 +242,7 @@ TEST(Nesting, EveryDeliveryIsTakenOnceWhateverCallbacksDo) {
   Board& board = *new (block.data()) Board{};
   const Daemon daemon;
   const auto live = [](const char* part, std::uint32_t seed, std::chrono::milliseconds limit) {
-    ChildProcess process = OtherProcess::start(part, std::to_string(seed));
+    Program process = OtherProcess::start(part, std::to_string(seed));
     return process.wait(limit);  // and killed
   };
   const auto end = Clock::now() + std::chrono::seconds(from_environment("OXBASE_MODEL_SECONDS", 4));

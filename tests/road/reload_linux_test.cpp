@@ -38,7 +38,7 @@ std::string run_without_rights(const std::string& line) {
   std::vector<std::string> words{"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
   for (const std::string& word : words_of(program)) words.push_back(word);
   write_file(file, "");
-  const int status = ChildProcess(words, file).wait(std::chrono::seconds(20));
+  const int status = started(words, file).wait(std::chrono::seconds(20));
   return std::to_string(status) + ' ' + read_text(file);
 }
 

@@ -40,7 +40,7 @@ TEST(Start, WhatOthersHoldIsNamed) {
     refuses("another program serves the manager's pipe", "end it");
   }
   const std::string shown = system_root() + "/shown";
-  ChildProcess daemon = start_program({"oxmgrd"}, shown, ChildProcess::Hears::end);
+  Program daemon = start_program({"oxmgrd"}, shown, true);
   EXPECT_NE(std::string::npos, wait_for_text(shown, "\n").find("oxmgrd: running; its log: "));
   refuses("another manager", "nothing, when it is the right one");
   daemon.ask_to_end();

@@ -39,7 +39,7 @@ Installation::Installation(Missing missing) : tree_(missing != Missing::tree) {
   for (const char* language : {"0409", "0411"}) {
     const std::string file = home_dir() + "/LIB/LOCALE/" + language + "/OXERROR.MSG";
     // Windows keeps a file as it is while somebody has it mapped.
-    if (missing != Missing::messages && !fs::exists(file)) write_file(file, "17:Connection lost\r\n");
+    if (!fs::exists(file)) write_file(file, "17:Connection lost\r\n");
   }
   if (missing != Missing::base_services) {
     EXPECT_EQ(platform::error_none, base_services_.create("Global\\OxWaitEvent", platform::Access::machine));

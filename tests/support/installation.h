@@ -13,7 +13,7 @@ void lay_down_installation();
 // process.
 class Installation {
  public:
-  enum class Missing { nothing, base_services, tree, messages };
+  enum class Missing { nothing, base_services, tree };
   explicit Installation(Missing missing = Missing::nothing);
   ~Installation();
   Installation(const Installation&) = delete;

@@ -18,7 +18,7 @@ MachineProcess::MachineProcess(const std::vector<std::string>& arguments, const 
   std::vector<std::string> command = {"/bin/sh", OX_MACHINE_SCRIPT, machine_path(mark_), machine_path(output_file),
                                       machine_path(folder)};
   command.insert(command.end(), arguments.begin(), arguments.end());
-  script_ = ChildProcess(command, output_file);
+  script_ = started(command, output_file);
 }
 
 bool MachineProcess::running() const { return !mark_.empty() && fs::exists(mark_); }

@@ -3,7 +3,7 @@
 // script ends the program when its mark is removed, and removes the mark when the program ends by itself.
 #pragma once
 
-#include "tests/support/child_process.h"
+#include "tests/support/program.h"
 
 namespace ox::test {
 
@@ -26,7 +26,7 @@ class MachineProcess {
   void kill();
 
  private:
-  ChildProcess script_;
+  Program script_;
   std::string mark_;  // the file that is there as long as the program runs
 };
 

@@ -5,8 +5,8 @@
 int main(int argc, char** argv) {
   using namespace ox::test;
   int result = 0;
-  if (OtherProcess::run(argc, argv, result)) return result;
   own_program() = argv[0];
+  if (OtherProcess::run(argc, argv, result)) return result;
   install_settings();
   testing::InitGoogleTest(&argc, argv);
   result = RUN_ALL_TESTS();

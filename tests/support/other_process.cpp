@@ -35,8 +35,8 @@ OtherProcess::OtherProcess(const std::string& part, const std::string& text) {
   process_ = start(part, text);
 }
 
-ChildProcess OtherProcess::start(const std::string& part, const std::string& text) {
-  return ChildProcess({own_program(), as_process, part, text}, log_file());
+Program OtherProcess::start(const std::string& part, const std::string& text) {
+  return started({own_program(), as_process, part, text}, log_file());
 }
 
 std::string OtherProcess::log() { return read_file(log_file()); }

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/named_event.h"
-#include "tests/support/child_process.h"
+#include "tests/support/program.h"
 
 namespace ox::test {
 
@@ -19,7 +19,7 @@ class OtherProcess {
   explicit OtherProcess(const std::string& part, const std::string& text = "-");
 
   // Starts it as a process without turns, which begins at once.
-  static ChildProcess start(const std::string& part, const std::string& text);
+  static Program start(const std::string& part, const std::string& text);
   // What all of them have printed.
   [[nodiscard]] static std::string log();
 
@@ -38,7 +38,7 @@ class OtherProcess {
   platform::NamedEvent ours_;
   platform::NamedEvent theirs_;
   std::string text_;
-  ChildProcess process_;
+  Program process_;
 };
 
 }  // namespace ox::test

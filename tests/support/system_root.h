@@ -42,6 +42,9 @@ void write_file(const std::string& path, std::string_view contents);
 // A Japanese text as a program shows it on a system of that language. The argument is UTF-8.
 [[nodiscard]] std::string as_shown_in_japan(const char* text);
 
+// Gives the process a console, where programs are asked to end by one.
+void prepare_console();
+
 // A group of the base system in which nobody is.
 [[nodiscard]] const char* foreign_group();
 

@@ -24,4 +24,15 @@ namespace ox::test {
   return result;
 }
 
+[[nodiscard]] inline int count_of(std::string_view text, std::string_view part) {
+  int count = 0;
+  for (std::size_t at = text.find(part); at != text.npos; at = text.find(part, at + part.size())) ++count;
+  return count;
+}
+
+// Expects each of the parts somewhere in the text.
+inline void expect_parts(const std::string& text, const std::vector<std::string>& parts) {
+  for (const std::string& part : parts) EXPECT_NE(text.npos, text.find(part)) << part << " in:\n" << text;
+}
+
 }  // namespace ox::test

@@ -11,6 +11,8 @@ namespace ox::test {
 
 void set_environment(const char* name, const char* value) { setenv(name, value, 1); }
 
+void prepare_console() {}
+
 const char* foreign_group() { return "tape"; }
 
 void remove_settings() { fs::remove(system_root() + "/registry.reg"); }

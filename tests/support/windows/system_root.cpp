@@ -24,6 +24,14 @@ void NTAPI on_thread(void* /*module*/, DWORD reason, void* /*reserved*/) {
 
 void set_environment(const char* name, const char* value) { (void)::_putenv_s(name, value); }
 
+void prepare_console() {
+  static const bool made = [] {
+    (void)::FreeConsole();
+    return ::AllocConsole() != FALSE;
+  }();
+  (void)made;
+}
+
 const char* foreign_group() { return "Guests"; }
 
 // Everything of the private system: the level above the roots of its keys.
