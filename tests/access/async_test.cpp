@@ -152,32 +152,6 @@ TEST_F(AsyncTest, AGetReportsUntilItIsClosedAndASetOnce) {
   }
 }
 
-TEST_F(AsyncTest, CallbacksCloseOpenAndDispatch) {
-  void* const outer = open(2);
-  const ReplyFields for_outer = {.command = 2, .destination_id = id, .data = one_node};
-  void* const inner = open(2);
-  const ReplyFields for_inner = {.command = 2, .destination_id = id, .data = one_node};
-  void* opened = nullptr;
-  in_callback = [&](void* reported) {
-    if (opened != nullptr) return;  // again: for the inner one, or for the new one where the closed one stood
-    close(reported);
-    opened = open(2);
-    // Nothing is announced before the manager has said that nothing waits.
-    for (const std::string& reply : {reply_bytes(for_inner), reply_bytes(for_outer), nothing}) peer.answer(reply);
-    EXPECT_EQ(0u, oxaDispatch(10000));
-    peer.answer(nothing);  // of the outer loop
-  };
-  answer(for_outer);
-  dispatch();
-  // On a 32-bit build the new request may well stand where the closed one stood.
-  EXPECT_EQ((Call{outer, 1, 0}), calls.at(0));
-  EXPECT_EQ((Call{inner, 1, 0}), calls.at(1));
-  EXPECT_EQ(std::vector(4, fetch_bytes()), peer.requests());
-  in_callback = nullptr;
-  close(opened);
-  close(inner);
-}
-
 // Application data: read in the callback, taken or refused by its result.
 struct Receiver {
   OX_RESULT result = 0;

@@ -1,30 +1,13 @@
 // A session and what its process forks; signals that the program waits for itself.
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <ctime>
-#include <functional>
 #include <thread>
 
 #include "platform/shared_block.h"
 #include "tests/access/report_peer.h"
+#include "tests/platform/forked.h"
 
 namespace ox::test {
 namespace {
-
-// A child that runs `body` and leaves by the ordinary way; by SIGALRM where it hangs.
-pid_t start_child(const std::function<int()>& body) {
-  const pid_t child = fork();
-  if (child != 0) return child;
-  alarm(20);
-  std::exit(body());
-}
-int end_of(pid_t child) {
-  int status = -1;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
-}
 
 void* open_request = nullptr;
 

@@ -1,7 +1,6 @@
 // The loss of the connection, however it is found, and the next connection.
 #include <functional>
 
-#include "access/reports.h"
 #include "tests/access/report_peer.h"
 
 namespace ox::test {
@@ -63,13 +62,6 @@ class LossTest : public ReportTest {
   void until_lost() {
     for (int turn = 0; turn < 100 && oxaDispatch(10000) == 0 && told.find("lost") == told.npos; ++turn) {
     }
-  }
-
-  static NextFetch lose_and_come_back(MessagePtr report) {
-    self->peer.hang_up();
-    self->until_lost();
-    self->connect();
-    return {.type = 7, .reference = report->reference};
   }
 
   static inline LossTest* self = nullptr;
@@ -230,16 +222,6 @@ TEST_F(LossTest, AConnectionThatIsLostAgainAtOnceIsNone) {
   connect();
   EXPECT_EQ(1u, any_request());
   set.request = nullptr;
-}
-
-TEST_F(LossTest, WhatAnEarlierConnectionBroughtIsNotAnsweredOnTheNext) {
-  set_report_handler(25, lose_and_come_back);
-  answer({.command = 25, .reference = 41});
-  dispatch();
-  peer.otherwise(nothing);
-  dispatch();
-  for (const std::string& request : peer.requests()) EXPECT_EQ(fetch_bytes(), request);
-  set_report_handler(25, on_application_data);
 }
 
 }  // namespace

@@ -130,16 +130,6 @@ TEST_F(LoaderTest, RepeatedLinesMergeTheirAccess) {
   EXPECT_EQ(3u, oxbAccessControl(state));
 }
 
-TEST_F(LoaderTest, FailedFirstFileLeavesNoTree) {
-  EXPECT_EQ(131u, add("first.def", "a nobody.1" + leaf));
-  EXPECT_EQ(356u, add("first.def", "a amibtop.1" + leaf + "b nobody.1" + leaf));
-  EXPECT_EQ(14u, entry_result("a"));
-  EXPECT_EQ(nullptr, search_shm_entry(OXB_TREE));
-  EXPECT_EQ(193u, oxbInit(OXB_TREE));
-  EXPECT_EQ(0u, add("first.def", "a amibtop.1" + leaf));
-  EXPECT_EQ(0u, entry_result("a"));
-}
-
 TEST_F(LoaderTest, FilesWithoutNodes) {
   for (int later = 0; later < 2; ++later) EXPECT_EQ(0u, add("none.def", "# nothing\n\n"));
   EXPECT_EQ(0u, entry_result(""));

@@ -127,19 +127,5 @@ TEST_F(TreeTest, AnOlderTreeGivesWayWhereItCan) {
   EXPECT_TRUE(result == 0 || result == 416) << result;
 }
 
-TEST_F(TreeTest, TheLastHolderTakesItAlong) {
-  load_small_tree();
-  OtherProcess other("last");
-  other.signal();
-  ASSERT_TRUE(other.wait());
-  ASSERT_EQ(0u, oxbDeleteAmibTree(OXB_TREE));
-  platform::SharedBlock block;
-  EXPECT_EQ(platform::error_none, block.open("Global\\ox1120", platform::SharedBlock::Mode::read));
-  block = {};
-  other.signal();
-  EXPECT_EQ(0, other.result());
-  EXPECT_EQ(platform::error_file_not_found, block.open("Global\\ox1120", platform::SharedBlock::Mode::read));
-}
-
 }  // namespace
 }  // namespace ox::amib

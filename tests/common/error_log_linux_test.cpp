@@ -23,12 +23,12 @@ TEST(ErrorLog, MessagesGoToTheUserOrToTheSystemLog) {
 
   setenv("SYSTEMD_EXEC_PID", std::to_string(platform::process_id()).c_str(), 1);
   for (const char* program : {"oxbase", "OXEXPD", "oxlogd", "other"}) oxcPerrorMsgBox(program, 7);
-  EXPECT_EQ(OX_OK, oxcSystemLog("Own", 2, "careful"));
+  EXPECT_EQ(OX_OK, oxcSystemLog("Own", 2, "two\r\nlines 100%s"));
   EXPECT_EQ(OX_EARG, oxcSystemLog("Own", 3, "no such type"));
   const std::regex head(R"(.*Z (\w+)\[\d+\] (\w+):)");
   EXPECT_EQ(
       "TesBaseService error Text.\nTesExpertService error Text.\nTesLoggingService error Text.\nother error Text.\n"
-      "Own warning careful\n",
+      "Own warning two lines 100%s\n",
       std::regex_replace(read_file(log), head, "$1 $2"));
 }
 

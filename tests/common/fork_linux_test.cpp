@@ -1,7 +1,4 @@
 // Forked children: what another thread held at the fork, and the trace of a daemon.
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cstdlib>
 
@@ -10,6 +7,7 @@
 #include "common/error_text.h"
 #include "common/settings.h"
 #include "common/trace_control.h"
+#include "tests/platform/forked.h"
 #include "tests/support/in_threads.h"
 #include "tests/support/registry.h"
 #include "tests/support/system_root.h"
@@ -19,17 +17,9 @@
 namespace ox::test {
 namespace {
 
-// Its exit status; 14 of the signal where it hung.
 template <class Body>
 int in_child(Body body) {
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(20);
-    std::_Exit(body());
-  }
-  int status = -1;
-  waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+  return end_of(start_child<std::_Exit>(body));
 }
 
 int use_everything(int) {

@@ -7,7 +7,7 @@
 #include "common/memory_state.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/system_root.h"
-#include "tests/support/test.h"
+#include "tests/support/texts.h"
 
 namespace {
 
@@ -66,7 +66,7 @@ TEST_F(MemoryTest, DamagedAndUnknownBlocksAreReportedAndReleased) {
   oxcMemFree(unknown);
   EXPECT_EQ(blocks, oxcGetMemValue(live));
   const std::string text = ox::test::read_text(log);
-  for (const char* word : {"Destroied", "NOT_FOUND"}) EXPECT_NE(std::string::npos, text.find(word)) << text;
+  ox::test::expect_parts(text, {"Destroied", "NOT_FOUND"});
 }
 
 TEST_F(MemoryTest, TheListFileShowsLiveBlocksInOrder) {

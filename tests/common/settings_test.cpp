@@ -80,17 +80,6 @@ TEST(SettingsTest, ServicesRunWhileTheirDaemonsHoldThem) {
   EXPECT_EQ("!" + std::to_string(OX_EUNSUPPORTED), given<uint32_t>(oxcIsServiceRunning, 6u));
 }
 
-TEST(SettingsTest, UserMustBeInTheGroupOnceThereIsOne) {
-  EXPECT_EQ(OX_OK, oxcCheckUser(7));
-  set_value("LocalGroup", "no-such-group");
-  EXPECT_EQ(OX_EPLATFORM, oxcCheckUser(7));
-}
-
-TEST(SettingsTest, UserOutsideTheGroupIsDenied) {
-  set_value("LocalGroup", ox::test::foreign_group());
-  EXPECT_EQ(OX_EDENIED, oxcCheckUser(0));
-}
-
 TEST(VersionTest, ComparesNumberByNumber) {
   const std::tuple<std::string, std::string, int32_t> rows[] = {
       {"2.10", "2.9", 1},   {"2.09", "2.9", 0},     {"2", "2.0.0", 0},

@@ -57,32 +57,6 @@ TEST_F(TraceTest, RotationWrapsToOneAndNeverReturnsToZero) {
   EXPECT_FALSE(fs::exists(file("turn_03.dbg")));
 }
 
-TEST_F(TraceTest, AnotherProcessSwitchesThroughTheControlBlock) {
-  start("switch.dbg");
-  oxcSetDebugMask(ox::trace::messages);  // not the bit of the calls below
-  const uint32_t self = ox::platform::process_id();
-  oxcDebugControl control{};
-  ASSERT_EQ(OX_OK, oxcDebugGetControl(self, &control));
-  EXPECT_EQ(ox::trace::messages, control.mask);
-  EXPECT_EQ(1u, control.file);
-
-  oxcDebugOut("first\n");
-  control.file = 0;
-  ASSERT_EQ(OX_OK, oxcDebugSetControl(self, &control));
-  oxcDebugOut("unseen\n");
-  EXPECT_EQ("first\n", read_text(file("switch_00.dbg")));
-  control.file = 1;
-  ASSERT_EQ(OX_OK, oxcDebugSetControl(self, &control));
-  oxcDebugOut("again\n");
-  EXPECT_EQ("again\n", read_text(file("switch_00.dbg"))) << "the reopened file begins anew";
-
-  uint32_t count = 0;
-  uint32_t ids[4] = {};
-  ASSERT_EQ(OX_OK, oxcDebugProcesses(ids, 4, &count));
-  EXPECT_EQ(std::pair(1u, self), std::pair(count, ids[0]));
-  EXPECT_EQ(OX_ENOSHM, oxcDebugGetControl(0x7ffffff0, &control));
-}
-
 TEST_F(TraceTest, NamesBecomePatterns) {
   const std::string tmp = work_dir() + "/tmp";
   const std::string moved = native(ox::test::system_root() + "/moved");

@@ -61,6 +61,7 @@ uint32_t leaf_of(const std::string& path) {
 TEST_F(ShareAmib, NamesStandAtTheirNumbers) {
   const std::tuple<const char*, const char*, uint32_t> rows[] = {
       {"obj.cmn.cmnName.0", "11.1.1.0", OX_DISPLAYSTRING},
+      {"obj.map.mapIconName.0", "11.2.4.0", OX_DISPLAYSTRING},
       {"obj.map.mapIconStatus.0", "11.2.5.0", OX_INTEGER},
       {"obj.ruleEnt.ruleSchedule.0", "11.13.11.0", OX_DISPLAYSTRING},
       {"obj.logEnt.logStartTime.0", "11.14.6.0", OX_UNIXTIME},
