@@ -12,22 +12,8 @@
 namespace ox::manager {
 namespace {
 
-constexpr std::size_t most_recent_bytes = 8u << 20;
-constexpr std::size_t page_events = 32;
-constexpr std::size_t page_bytes = 32u << 10;
 constexpr auto tidy_interval = std::chrono::minutes(1);
 constexpr auto tidy_time = std::chrono::milliseconds(10);  // of one step, for which everybody waits
-
-bool is_trap(const evmsg* event) { return (number_of(event, &oxeEvmsgGetEventType) & OX_EVENT_TRAP) != 0; }
-
-EventRef logged(StoredEvent event) {
-  auto made = std::make_shared<LoggedEvent>();
-  EventPtr decoded;
-  made->sequence = event.sequence;
-  made->trap = decode_events(event.body, decoded) == OX_OK && is_trap(decoded.get());
-  made->body = std::move(event.body);
-  return made;
-}
 
 void require(OX_RESULT result) {
   if (result != OX_OK) throw std::bad_alloc();  // setting a field fails for no other reason
@@ -62,7 +48,7 @@ EventLog::EventLog(asio::io_context& loop, const Settings& settings, const std::
 bool EventLog::open(FaultSink faults) {
   if (!store_.open(std::move(faults))) return false;
   marks_ = store_.waits();
-  given_ = committed_ = store_.last();
+  go_on_from_store();
   const auto now = static_cast<std::uint32_t>(std::time(nullptr));
   for (auto& [name, mark] : marks_) {
     if (mark.seen != seen_now) continue;
@@ -74,15 +60,18 @@ bool EventLog::open(FaultSink faults) {
   return true;
 }
 
+void EventLog::go_on_from_store() {
+  given_ = store_.last();
+  readers_.begin_anew(given_);
+}
+
 void EventLog::check() {
   store_.check([this](const std::string& fault) {
     asio::post(loop_, [this, fault] {
       log(Severity::error, "the event log is damaged: " + fault);
       if (scheduled_) flush();
       if (!store_.renew()) return;
-      recent_.clear();
-      recent_bytes_ = 0;
-      given_ = committed_ = store_.last();
+      go_on_from_store();
     });
   });
 }
@@ -135,21 +124,9 @@ std::optional<Sequence> EventLog::sequence_of(std::uint32_t send_id) const {
   return sequence - round;
 }
 
-// What readers have read ahead is read again.
-void EventLog::forget_pages(Sequence sequence) {
-  for (EventReader* reader : readers_) {
-    if (reader->place < sequence) reader->page.clear();
-  }
-}
-
 void EventLog::replace(const StoredEvent& event) {
   store_.put(event);
-  forget_pages(event.sequence);
-  if (const auto place = find_recent(event.sequence); place != recent_.end() && (*place)->sequence == event.sequence) {
-    recent_bytes_ -= (*place)->body.size();
-    *place = logged(event);
-    recent_bytes_ += (*place)->body.size();
-  }
+  readers_.replaced(event);
   schedule();
 }
 
@@ -165,11 +142,7 @@ void EventLog::unlist(StoredEvent event) {
 
 void EventLog::withdraw(Sequence sequence) {
   store_.erase(sequence);
-  forget_pages(sequence);
-  if (const auto place = find_recent(sequence); place != recent_.end() && (*place)->sequence == sequence) {
-    recent_bytes_ -= (*place)->body.size();
-    recent_.erase(place);
-  }
+  readers_.withdrawn(sequence);
   schedule();
 }
 
@@ -196,11 +169,11 @@ void EventLog::schedule() {
 void EventLog::flush() {
   scheduled_ = false;
   const bool safe = store_.commit();
-  if (!safe) given_ = std::max(committed_, store_.last());
-  committed_ = given_;
-  const auto fresh = std::exchange(fresh_, {});
+  if (!safe) given_ = std::max(readers_.last(), store_.last());
+  auto fresh = std::exchange(fresh_, {});
   const auto waiting = std::exchange(safe_, {});
-  if (safe) show(fresh);
+  if (!safe) fresh.clear();
+  readers_.show(fresh, given_);
   for (const auto& done : waiting) {
     try {
       done(safe);
@@ -211,107 +184,9 @@ void EventLog::flush() {
   if (!tidying_ && store_.bytes() > settings_.event_log_size) tidy(static_cast<std::uint32_t>(std::time(nullptr)));
 }
 
-// Without memory the readers find the events in the files, when they are woken by the next ones.
-void EventLog::show(const std::vector<EventRef>& events) {
-  try {
-    for (const EventRef& event : events) publish(event);
-  } catch (const std::bad_alloc&) {
-    recent_.clear();
-    recent_bytes_ = 0;
-    late_ = true;
-    log(Severity::error, "out of memory: events are shown late");
-  }
-}
-
-void EventLog::publish(EventRef event) {
-  for (auto entry = idle_.begin(); entry != idle_.end();) {
-    EventReader& reader = **entry;
-    if (reader.traps_only && !event->trap && !late_) {
-      reader.place = event->sequence;
-      ++entry;
-    } else {
-      reader.wake();
-      entry = idle_.erase(entry);
-    }
-  }
-  late_ = false;
-  const std::size_t size = event->body.size();
-  recent_.push_back(std::move(event));
-  recent_bytes_ += size;
-  trim_recent();
-}
-
-void EventLog::trim_recent() {
-  while (!recent_.empty() && (recent_bytes_ > most_recent_bytes || recent_.front()->sequence <= store_.erased())) {
-    recent_bytes_ -= recent_.front()->body.size();
-    recent_.pop_front();
-  }
-}
-
-std::deque<EventRef>::iterator EventLog::find_recent(Sequence sequence) {
-  return std::lower_bound(recent_.begin(), recent_.end(), sequence,
-                          [](const EventRef& event, Sequence wanted) { return event->sequence < wanted; });
-}
-
-void EventLog::add(EventReader& reader, Sequence place) {
-  reader.place = place;
-  reader.turn = ++last_turn_;
-  readers_.insert(&reader);
-  if (place < committed_) return reader.wake();
-  idle_.insert(&reader);
-}
-
-void EventLog::remove(EventReader& reader) {
-  readers_.erase(&reader);
-  idle_.erase(&reader);
-}
-
-EventRef EventLog::next_after(EventReader& reader) {
-  if (reader.place >= committed_) return nullptr;
-  if (!recent_.empty() && reader.place + 1 >= recent_.front()->sequence) {
-    reader.page.clear();
-    const auto found = find_recent(reader.place + 1);
-    return found == recent_.end() ? nullptr : *found;
-  }
-  if (reader.page.empty()) {
-    std::vector<StoredEvent> page;
-    reader.at_damage = store_.after(reader.place, page_events, page_bytes, page) != Outcome::done;
-    for (StoredEvent& event : page) {
-      if (event.sequence <= committed_) reader.page.push_back(logged(std::move(event)));
-    }
-  }
-  if (reader.page.empty()) return nullptr;
-  EventRef event = std::move(reader.page.front());
-  reader.page.pop_front();
-  return event;
-}
-
-EventLog::Read EventLog::read(EventReader& reader, Sequence limit, EventRef& event) {
-  Sequence end = store_.erased();
-  if (last() > limit && reader.place < last() - limit) end = std::max(end, last() - limit / 2);
-  if (reader.place < end) {
-    reader.place = end;
-    reader.page.clear();
-    return Read::lost;
-  }
-  while (EventRef found = next_after(reader)) {
-    reader.place = found->sequence;
-    if (reader.traps_only && !found->trap) continue;
-    event = std::move(found);
-    return Read::event;
-  }
-  if (std::exchange(reader.at_damage, false)) {
-    reader.place = std::min(store_.past_damage(reader.place), committed_);
-    return Read::lost;
-  }
-  idle_.insert(&reader);
-  return Read::nothing;
-}
-
 // Everybody has read what comes before this.
 Sequence EventLog::needed_from() const {
-  Sequence place = given_;
-  for (const EventReader* reader : readers_) place = std::min(place, reader->place);
+  Sequence place = std::min(given_, readers_.all_have_read());
   for (const auto& [name, mark] : marks_) place = std::min(place, mark.taken);
   return place + 1;
 }
@@ -335,7 +210,7 @@ void EventLog::tidy_step() {
   excess_.unlisted_up_to = needed_from() - 1;
   tidying_ = store_.tidy(excess_, std::chrono::steady_clock::now() + tidy_time);
   tidying_ = store_.commit() && tidying_;
-  trim_recent();
+  readers_.tidied();
   if (!tidying_) return;
   asio::post(loop_, [this] {
     if (scheduled_) flush();  // a step's commit is its own

@@ -6,6 +6,7 @@
 
 #include "common/protocol.h"
 #include "manager/components/stored_value.h"
+#include "manager/events/record.h"
 
 namespace ox::manager {
 namespace {
@@ -28,8 +29,8 @@ static_assert(attributes.size() == std::tuple_size_v<decltype(LoggedEvent::repor
 
 std::span<const EventAttribute> event_attributes() { return attributes; }
 
-EventSubscription::EventSubscription(EventLog& events, const Settings& settings, Clients& clients, const Client& client,
-                                     std::size_t attribute, Oid path)
+EventSubscription::EventSubscription(EventReaders& events, const Settings& settings, Clients& clients,
+                                     const Client& client, std::size_t attribute, Oid path)
     : EventReader(attributes[attribute].only_traps),
       events_(events),
       settings_(settings),
@@ -63,13 +64,13 @@ std::optional<Reply> EventSubscription::read_report() {
   EventRef event;
   Reply report;
   switch (events_.read(*this, settings_.max_reports, event)) {
-    case EventLog::Read::nothing:
+    case EventReaders::Read::nothing:
       return {};
-    case EventLog::Read::lost:
+    case EventReaders::Read::lost:
       clients_.warn_of_loss(client_.session);
       report.error = reports_lost;
       break;
-    case EventLog::Read::event:
+    case EventReaders::Read::event:
       report.data = *data(*event);
       if (report.data.empty()) report.error = OX_EENCODEDLONG;
       break;

@@ -8,7 +8,7 @@
 
 #include "manager/base/oid.h"
 #include "manager/base/settings.h"
-#include "manager/events/log.h"
+#include "manager/events/readers.h"
 #include "manager/sessions/clients.h"
 
 namespace ox::manager {
@@ -30,7 +30,7 @@ class EventSubscription final : public ReportSource, public EventReader {
     std::uint32_t handle = 0;
   };
   // `attribute` is an index of event_attributes(), `path` its path.
-  EventSubscription(EventLog& events, const Settings& settings, Clients& clients, const Client& client,
+  EventSubscription(EventReaders& events, const Settings& settings, Clients& clients, const Client& client,
                     std::size_t attribute, Oid path);
   ~EventSubscription() override;
   EventSubscription(const EventSubscription&) = delete;
@@ -43,7 +43,7 @@ class EventSubscription final : public ReportSource, public EventReader {
   std::optional<Reply> read_report();
   [[nodiscard]] std::shared_ptr<const Bytes> data(const LoggedEvent& event) const;
 
-  EventLog& events_;
+  EventReaders& events_;
   const Settings& settings_;
   Clients& clients_;
   Outbox& outbox_;

@@ -30,8 +30,8 @@ class PersistentWait final : public ReportSource,
                              public EventReader,
                              public std::enable_shared_from_this<PersistentWait> {
  public:
-  PersistentWait(asio::io_context& loop, EventLog& events, Clients& clients, PersistentWaits& waits, std::uint32_t id,
-                 std::uint32_t session, std::string name, std::uint32_t user_word)
+  PersistentWait(asio::io_context& loop, EventReaders& events, Clients& clients, PersistentWaits& waits,
+                 std::uint32_t id, std::uint32_t session, std::string name, std::uint32_t user_word)
       : EventReader(false),
         events_(events),
         clients_(clients),
@@ -92,13 +92,13 @@ class PersistentWait final : public ReportSource,
     error_ = OX_OK;
     event_ = nullptr;
     switch (events_.read(*this, std::numeric_limits<Sequence>::max(), event_)) {
-      case EventLog::Read::nothing:
+      case EventReaders::Read::nothing:
         return false;
-      case EventLog::Read::lost:
+      case EventReaders::Read::lost:
         clients_.warn_of_loss(session_);
         error_ = reports_lost;
         return true;
-      case EventLog::Read::event:
+      case EventReaders::Read::event:
         break;
     }
     return true;
@@ -106,7 +106,7 @@ class PersistentWait final : public ReportSource,
 
   enum class State { reading, again, refused };
 
-  EventLog& events_;
+  EventReaders& events_;
   Clients& clients_;
   PersistentWaits& waits_;
   Outbox& outbox_;
@@ -132,17 +132,17 @@ OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, 
   const auto of_session = [&](const auto& entry) { return entry.second->session() == session; };
   if (std::count_if(waits_.begin(), waits_.end(), of_session) >= most_of_session) return OX_ETOOMANY;
   const auto mark = events_.marks().find(name);
-  const Sequence taken = mark != events_.marks().end() ? mark->second.taken : events_.last();
+  const Sequence taken = mark != events_.marks().end() ? mark->second.taken : events_.readers().last();
   do {
     ++last_id_;
   } while (last_id_ == 0 || waits_.contains(last_id_));
   id = last_id_;
   auto& wait = waits_[id] =
-      std::make_shared<PersistentWait>(loop_, events_, clients_, *this, id, session, name, user_word);
+      std::make_shared<PersistentWait>(loop_, events_.readers(), clients_, *this, id, session, name, user_word);
   by_name_[name] = wait.get();
   make_memory(name);
   events_.set_mark(name, {taken, EventLog::seen_now});
-  events_.add(*wait, taken);
+  events_.readers().add(*wait, taken);
   return OX_OK;
 }
 

@@ -9,7 +9,7 @@
 
 #include "manager/base/settings.h"
 #include "manager/components/directory.h"
-#include "manager/events/log.h"
+#include "manager/events/readers.h"
 #include "manager/reports/subscription.h"
 #include "manager/reports/watchers.h"
 #include "manager/sessions/clients.h"
@@ -20,7 +20,7 @@ namespace ox::manager {
 class Subscriptions {
  public:
   Subscriptions(asio::io_context& loop, const Settings& settings, const Directory& directory, const ValueReader& reader,
-                EventLog& events, Clients& clients)
+                EventReaders& events, Clients& clients)
       : loop_(loop), settings_(settings), directory_(directory), reader_(reader), events_(events), clients_(clients) {}
 
   // Opens a get: 0 and its id; 59, 197, 84, 125 to 128; 85 when the session has too many.
@@ -58,7 +58,7 @@ class Subscriptions {
   const Settings& settings_;
   const Directory& directory_;
   const ValueReader& reader_;
-  EventLog& events_;
+  EventReaders& events_;
   Clients& clients_;
   Gets gets_;
   std::map<std::uint32_t, SetUnderWay> sets_;

@@ -41,7 +41,7 @@ struct Manager {
         writer(loop, settings, directory, store, snmp, jobs,
                {.commit = [this](std::span<const Change> batch) { return commit(batch); },
                 .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
-        subscriptions(loop, settings, directory, reader, events, clients),
+        subscriptions(loop, settings, directory, reader, events.readers(), clients),
         waits(loop, events, clients) {}
 
   // Writes a batch of changes, and reports them to those who watch. 0, or 144 with the store as it was.
