@@ -32,6 +32,7 @@ constexpr std::array numbers{
     Number{"SnmpInFlight", &Settings::snmp_in_flight, 1, 100000, true},
     Number{"EventLogAge", &Settings::event_log_age, 1, 36500},
     Number{"EventLogSize", &Settings::event_log_size, 65536, 0x7FFFFFFF},
+    Number{"EventLogTimeout", &Settings::event_log_timeout, 1, 86400},
     Number{"MaxReports", &Settings::max_reports, 1, 10000000},
     Number{"MaxReportBytes", &Settings::max_report_bytes, 4096, 1u << 30, true},
     Number{"PollInterval", &Settings::poll_interval, 1, 86400},

@@ -24,6 +24,7 @@ struct Settings {
   std::uint32_t snmp_in_flight = 256;         // SNMP requests waiting for their answers
   std::uint32_t event_log_age = 90;           // days that events are kept
   std::uint32_t event_log_size = 256u << 20;  // bytes of all events kept
+  std::uint32_t event_log_timeout = 120;      // seconds for a search of them, until its client has the answer
   Durability durability = Durability::process;
   std::uint32_t max_reports = 100000;         // events that a wait may be behind
   std::uint32_t max_report_bytes = 1u << 20;  // of the values that one client has not fetched

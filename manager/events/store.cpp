@@ -6,6 +6,7 @@
 #include <array>
 #include <limits>
 #include <new>
+#include <utility>
 
 #include "manager/base/paths.h"
 #include "manager/storage/readable.h"
@@ -55,7 +56,31 @@ bool EventStore::open(FaultSink faults) {
   return go_on_from(bound);
 }
 
-bool EventStore::renew() { return database_.renew() && load() && go_on_from(reserve_.load()); }
+bool EventStore::renew() {
+  close_snapshots();
+  return database_.renew() && load() && go_on_from(reserve_.load());
+}
+
+void EventStore::close_snapshots() {
+  spare_.reset();
+  for (const auto& known : std::exchange(snapshots_, {})) {
+    if (const auto snapshot = known.lock()) snapshot->close();
+  }
+}
+
+std::shared_ptr<EventSnapshot> EventStore::snapshot() {
+  std::shared_ptr<EventSnapshot> kept = spare_.use_count() == 1 ? spare_ : nullptr;
+  if (!kept) {
+    kept = std::make_shared<EventSnapshot>(database_, events_table);
+    std::erase_if(snapshots_, [](const auto& known) { return known.expired(); });
+    snapshots_.push_back(kept);
+    if (!spare_) spare_ = kept;
+  }
+  const std::shared_ptr<EventSnapshot> lent(kept.get(), [kept](EventSnapshot* snapshot) { snapshot->end(); });
+  if (lent->begin() == Outcome::done) return lent;
+  faults_(database_.file(), 0, "cannot be read: " + lent->fault());
+  return nullptr;
+}
 
 bool EventStore::skip_given() {
   const auto bound = reserve_.load();

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -13,6 +14,7 @@
 
 #include "manager/base/faults.h"
 #include "manager/base/payload.h"
+#include "manager/events/snapshot.h"
 #include "manager/storage/database.h"
 #include "manager/storage/reserve.h"
 
@@ -38,6 +40,9 @@ class EventStore {
  public:
   // "events.db" of the directory, and "events.numbers" beside it.
   EventStore(const std::string& directory, Durability durability);
+  ~EventStore() { close_snapshots(); }
+  EventStore(const EventStore&) = delete;
+  EventStore& operator=(const EventStore&) = delete;
 
   [[nodiscard]] static std::span<const Table> tables();
 
@@ -57,6 +62,9 @@ class EventStore {
   [[nodiscard]] Outcome after(Sequence sequence, std::size_t count, std::size_t bytes, std::vector<StoredEvent>& page);
   [[nodiscard]] Outcome before(Sequence sequence, std::size_t count, std::size_t bytes, std::vector<StoredEvent>& page);
   [[nodiscard]] Outcome get(Sequence sequence, std::optional<StoredEvent>& event);
+  // What has been committed by now; it ends with its last owner. Null, and told, when the system does not let it be
+  // read. It reads no more when the store is renewed or gone.
+  [[nodiscard]] std::shared_ptr<EventSnapshot> snapshot();
   // Checks all of it, in a thread that calls back when something is wrong: renew() is due.
   void check(std::function<void(const std::string&)> damaged) { database_.check(std::move(damaged)); }
   // Sets the database aside and goes on with what reads of it. False when the system does not let it.
@@ -90,6 +98,7 @@ class EventStore {
   [[nodiscard]] bool prepare();
   [[nodiscard]] bool go_on_from(std::optional<Sequence> bound);
   void take_back();
+  void close_snapshots();
   [[nodiscard]] bool erase_oldest(const Excess& excess);
   static Outcome page_of(Query& query, Sequence from, std::size_t count, std::size_t bytes,
                          std::vector<StoredEvent>& page);
@@ -105,6 +114,8 @@ class EventStore {
   Statement sizes_{database_.connection(), "SELECT sequence, listed, length(body) FROM events"};
   Statement size_{database_.connection(), "SELECT length(body) FROM events WHERE sequence = ?"};
   Statement oldest_{database_.connection(), "SELECT sequence, arrived FROM events ORDER BY sequence LIMIT 1"};
+  std::vector<std::weak_ptr<EventSnapshot>> snapshots_;
+  std::shared_ptr<EventSnapshot> spare_;  // one of them, which stays open
   std::map<std::string, WaitMark> waits_;
   std::map<std::string, std::uint64_t> wait_keys_;
   std::uint64_t last_wait_key_ = 0;

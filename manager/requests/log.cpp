@@ -64,10 +64,12 @@ void change_log(Manager& manager, const Request& request, Change change) {
 }  // namespace
 
 void handle_log_get(Manager& manager, const Request& request) {
-  const auto answer = [reply = request.reply](OX_RESULT result, Bytes events) {
-    reply({.error = result, .data = std::move(events)});
+  const auto answer = [reply = request.reply](OX_RESULT result, Bytes events, std::shared_ptr<ByteSource> rest) {
+    reply({.error = result, .data = std::move(events), .rest = std::move(rest)});
   };
-  const OX_RESULT result = search_log(manager.loop, manager.events, request.message.data, answer);
+  const LogQuestion question{request.session, request.message.data,
+                             std::chrono::seconds(manager.settings.event_log_timeout)};
+  const OX_RESULT result = search_log(manager.loop, manager.events, manager.jobs, question, answer);
   if (result != OX_OK) request.reply(error_reply(result));
 }
 

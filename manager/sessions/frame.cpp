@@ -145,11 +145,11 @@ Bytes greeting_refusal(std::uint32_t result) {
   return std::move(writer.out());
 }
 
-Bytes encode_reply(const Message& message) {
+Bytes encode_reply(const Message& message, std::uint64_t rest) {
   PayloadWriter writer;
   writer.out().reserve(manager_header + message.data.size());
   writer.u32(manager_header);
-  writer.u32(static_cast<std::uint32_t>(message.data.size()));
+  writer.u32(static_cast<std::uint32_t>(message.data.size() + rest));
   writer.u16(2);
   writer.u16(message.type);
   writer.u16(message.command);

@@ -59,7 +59,7 @@ class FrameReader {
 // The answer to a greeting: that the session is open, with the longest data part that it takes, or why it is refused.
 [[nodiscard]] Bytes greeting_answer(std::size_t max_data);
 [[nodiscard]] Bytes greeting_refusal(std::uint32_t result);
-// A message in the manager's form.
-[[nodiscard]] Bytes encode_reply(const Message& message);
+// A message in the manager's form, up to the data that it holds itself; `rest` bytes of them follow.
+[[nodiscard]] Bytes encode_reply(const Message& message, std::uint64_t rest = 0);
 
 }  // namespace ox::manager

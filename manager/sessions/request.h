@@ -2,8 +2,10 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 
+#include "manager/base/byte_source.h"
 #include "manager/base/node_list.h"
 #include "manager/sessions/frame.h"
 
@@ -22,6 +24,7 @@ struct Reply {
   Bytes data{};
   std::uint32_t type = 2;
   std::optional<ReportHeading> report{};
+  std::shared_ptr<ByteSource> rest{};  // of the data, behind those that are here; null for nothing
 };
 
 struct Request {

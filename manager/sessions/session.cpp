@@ -1,5 +1,6 @@
 #include "manager/sessions/session.h"
 
+#include <asio/post.hpp>
 #include <new>
 #include <utility>
 
@@ -48,6 +49,7 @@ void Session::close() {
   closed_ = true;
   timer_.cancel();
   connection_.reset();
+  rest_.reset();
   waiting_.clear();
 }
 
@@ -184,7 +186,10 @@ void Session::answer_next() {
 
 void Session::reply(const Message& request, Reply reply) {
   if (closed_) return;
-  guarded([&] { write(encode_reply(reply_to(request, std::move(reply)))); });
+  guarded([&] {
+    rest_ = std::move(reply.rest);
+    write(encode_reply(reply_to(request, std::move(reply)), rest_ ? rest_->left() : 0));
+  });
 }
 
 Message Session::reply_to(const Message& request, Reply reply) {
@@ -210,14 +215,27 @@ void Session::write(Bytes bytes) {
   });
 }
 
+// A piece at a time: no more of an answer is held than its client is about to take.
+void Session::write_rest() {
+  Bytes piece;
+  if (!rest_->take(piece)) return drop(rest_->fault());
+  if (!piece.empty()) return write(std::move(piece));
+  asio::post(server_.loop(), [weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (self && !self->closed_) self->guarded([&] { self->write_rest(); });
+  });
+}
+
 void Session::written(platform::Error error) {
   if (closed_) return;
   writing_since_.reset();
   if (platform::is_pipe_closed(error)) return peer_closed();
   if (error != platform::error_none) return drop("write error " + std::to_string(error));
-  answering_ = false;
   output_ = {};
   guarded([&] {
+    if (rest_ && rest_->left() != 0) return write_rest();
+    rest_.reset();
+    answering_ = false;
     answer_next();
     read();
   });

@@ -41,6 +41,7 @@ class Session : public std::enable_shared_from_this<Session> {
   void reply(const Message& request, Reply reply);
   [[nodiscard]] static Message reply_to(const Message& request, Reply reply);
   void write(Bytes bytes);
+  void write_rest();
   void written(platform::Error error);
   void watch_write(std::chrono::steady_clock::time_point since);
   template <class Call>
@@ -59,6 +60,7 @@ class Session : public std::enable_shared_from_this<Session> {
   FrameReader frames_;
   std::array<std::byte, 16384> input_{};
   Bytes output_;
+  std::shared_ptr<ByteSource> rest_;  // of the answer that is being written
   std::deque<Message> waiting_;
   bool greeted_ = false;
   bool greeting_answered_ = false;

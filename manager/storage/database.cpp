@@ -29,11 +29,12 @@ bool exists(const std::string& path) {
 
 }  // namespace
 
-Query::Query(Database& database, std::size_t table, std::string_view which)
+Query::Query(Database& database, Connection& connection, std::size_t table, std::string_view which)
     : database_(database),
+      connection_(connection),
       table_(table),
       columns_(static_cast<int>(database.tables_[table].shape.columns.size())),
-      statement_(database.connection_, select_text(database.tables_[table].shape, which)) {}
+      statement_(connection, select_text(database.tables_[table].shape, which)) {}
 
 Database::Database(std::string file, std::span<const Table> tables, Durability durability, FaultSink faults)
     : file_(std::move(file)),

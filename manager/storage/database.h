@@ -126,7 +126,10 @@ class Database {
 class Query {
  public:
   // `which` chooses and orders the rows: "WHERE sequence > ? ORDER BY sequence".
-  Query(Database& database, std::size_t table, std::string_view which);
+  Query(Database& database, std::size_t table, std::string_view which)
+      : Query(database, database.connection_, table, which) {}
+  // The same through another connection to the database.
+  Query(Database& database, Connection& connection, std::size_t table, std::string_view which);
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
 
@@ -140,13 +143,14 @@ class Query {
       if (!sound) database_.tell_damaged(table_, row.number(0));
       return sound && take(row);
     });
-    if (outcome == Outcome::damaged) database_.tell_damaged(database_.connection_.fault());
+    if (outcome == Outcome::damaged) database_.tell_damaged(connection_.fault());
     return sound ? outcome : Outcome::damaged;
   }
 
  private:
   friend class Database;
   Database& database_;
+  Connection& connection_;
   std::size_t table_;
   int columns_;
   Statement statement_;

@@ -66,7 +66,29 @@ void ManagerTest::restart() {
 
 void ManagerTest::TearDown() { (void)oxbDeleteAmibTree(OXB_TREE); }
 
+Bytes ManagerTest::rest_of(const Reply& reply) {
+  Bytes all;
+  while (reply.rest && reply.rest->left() != 0) {
+    Bytes piece;
+    const std::uint64_t left = reply.rest->left();
+    if (!reply.rest->take(piece)) {
+      ADD_FAILURE() << reply.rest->fault();
+      break;
+    }
+    EXPECT_EQ(left - piece.size(), reply.rest->left());
+    all.insert(all.end(), piece.begin(), piece.end());
+  }
+  return all;
+}
+
 Reply ManagerTest::ask(const Message& message, std::uint32_t session) {
+  Reply reply = begin_to_ask(message, session);
+  const Bytes rest = rest_of(reply);
+  reply.data.insert(reply.data.end(), rest.begin(), rest.end());
+  return reply;
+}
+
+Reply ManagerTest::begin_to_ask(const Message& message, std::uint32_t session) {
   std::optional<Reply> answer;
   route(*manager_, {session, message, [&](Reply reply) { answer = std::move(reply); }});
   loop_.restart();

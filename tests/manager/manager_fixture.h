@@ -15,14 +15,19 @@ class ManagerTest : public testing::Test {
   void SetUp() override;
   void TearDown() override;
 
-  // Sends a request and runs the loop until it is answered.
+  // Sends a request and runs the loop until it is answered, with all data.
   Reply ask(const Message& message, std::uint32_t session = 1);
+  // Up to the data that come piece by piece.
+  Reply begin_to_ask(const Message& message, std::uint32_t session = 1);
   Reply ask(std::uint32_t type, std::uint32_t command, Bytes payload, std::uint32_t session = 1,
             std::uint32_t destination_id = 0);
   Reply ask(std::uint32_t type, std::uint32_t command, const std::string& payload, std::uint32_t session = 1,
             std::uint32_t destination_id = 0) {
     return ask(type, command, bytes_of(payload), session, destination_id);
   }
+
+  // What is left of a reply's data, taken piece by piece.
+  static Bytes rest_of(const Reply& reply);
 
   static Bytes bytes_of(const std::string& text) {
     const auto bytes = std::as_bytes(std::span(text));

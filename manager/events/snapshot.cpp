@@ -1,0 +1,49 @@
+#include "manager/events/snapshot.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+namespace ox::manager {
+namespace {
+
+constexpr std::uint64_t everything = std::numeric_limits<std::int64_t>::max();
+
+}  // namespace
+
+EventSnapshot::EventSnapshot(Database& database, std::size_t table)
+    : file_(database.file()),
+      after_(database, connection_, table, "WHERE sequence > ? ORDER BY sequence"),
+      before_(database, connection_, table, "WHERE sequence < ? ORDER BY sequence DESC") {}
+
+// Pages are read once, in their order: few need to be kept.
+Outcome EventSnapshot::open() {
+  if (connection_.is_open()) return Outcome::done;
+  const Outcome opened = connection_.open(file_, Durability::process);
+  return opened == Outcome::done ? connection_.run("PRAGMA cache_size = -256") : opened;
+}
+
+// The first thing that is read fixes the moment.
+Outcome EventSnapshot::begin() {
+  const Outcome opened = open();
+  return opened == Outcome::done ? connection_.run("BEGIN; SELECT 1 FROM row_counts LIMIT 1") : opened;
+}
+
+void EventSnapshot::end() noexcept {
+  try {
+    if (connection_.is_open() && connection_.run("ROLLBACK") == Outcome::done) return;
+  } catch (const std::bad_alloc&) {
+  }
+  close();
+}
+
+Outcome EventSnapshot::read(Query& query, std::uint64_t from, const Take& take) {
+  if (!connection_.is_open()) return Outcome::refused;
+  return query.rows(
+      [&](const Row& row) {
+        return take({row.number(0), row.number(2) != 0, row.bytes(3)});
+      },
+      std::min(from, everything));
+}
+
+}  // namespace ox::manager

@@ -1,0 +1,91 @@
+// A log of some size, asked for by clients of every pace: what the real manager's memory grows by.
+#include <fstream>
+
+#include <oxbase/oxa.h>
+#include <oxbase/oxe.h>
+
+#include "access/session.h"
+#include "tests/road/daemon.h"
+#include "tests/road/raw_client.h"
+#include "tests/support/system_root.h"
+
+namespace ox::test {
+namespace {
+
+constexpr std::uint32_t events = 400;
+constexpr std::size_t event_bytes = 100'000;
+constexpr std::size_t most_growth = 4u << 20;  // of an answer of 40 MB
+constexpr char reply_head[] = "\0\0\0\x24";
+
+// Bytes of a process: those that are resident, or the most that have been since forget_peak().
+std::size_t memory_of(int pid, const std::string& field) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(field + ':')) return std::stoul(line.substr(field.size() + 1)) << 10;
+  }
+  return 0;
+}
+void forget_peak(int pid) { std::ofstream("/proc/" + std::to_string(pid) + "/clear_refs") << '5'; }
+
+// Asks for the whole log; the length of the data that follow.
+std::size_t ask_for_log(RawClient& client) {
+  EXPECT_TRUE(client.greet());
+  client.send(word(49) + half(11) + std::string("pipeHeader\0", 11) + word(4 + 9) + half(2) + half(1) + half(15) +
+              half(0) + word(0) + word(0) + word(0) + half(0) + half(0) + word(0) + std::string("pipeData\0", 9) +
+              word(0));
+  const std::string head = client.receive(36);
+  EXPECT_EQ(std::string(reply_head, 4), head.substr(0, 4));
+  EXPECT_EQ(half(0), head.substr(14, 2));
+  return number(head.substr(4, 4));
+}
+
+void send(std::uint32_t handle, const std::string& memo) {
+  evmsg* const event = oxeEvmsgAlloc();
+  (void)oxeEvmsgSetMemo(event, memo.c_str());
+  EXPECT_EQ(0u, oxeEventSend(handle, event));
+  (void)oxeEvmsgFree(event);
+}
+
+TEST(LogMemory, ALongAnswerCostsTheManagerLittle) {
+  const Daemon daemon;
+  ASSERT_EQ(0u, oxaInit(nullptr));
+  std::uint32_t handle = 0;
+  ASSERT_EQ(0u, oxeEventOpen(nullptr, "memory", &handle));
+  for (std::uint32_t i = 0; i < events; ++i) send(handle, std::string(event_bytes, 'm'));
+
+  forget_peak(daemon.pid());
+  const std::size_t before = memory_of(daemon.pid(), "VmRSS");
+  RawClient slow;
+  const std::size_t length = ask_for_log(slow);
+  EXPECT_GT(length, events * event_bytes);
+  std::string data = slow.receive(1000);
+  {
+    RawClient dying;
+    EXPECT_EQ(length, ask_for_log(dying));
+    EXPECT_EQ(1'000'000u, dying.receive(1'000'000).size());
+  }
+  for (int i = 0; i < 90; ++i) {
+    send(handle, "between");  // everybody else is served
+    data += slow.receive(length / 100);
+  }
+  data += slow.receive(length - data.size());
+  EXPECT_EQ(length, data.size());
+  const std::size_t growth = memory_of(daemon.pid(), "VmHWM") - before;
+  EXPECT_LT(growth, most_growth);
+  RecordProperty("growth", static_cast<int>(growth));
+
+  evmsg* list = nullptr;
+  ASSERT_EQ(0u, oxeEvmsgDecode(data.data(), static_cast<std::uint32_t>(data.size()), &list));
+  std::uint32_t count = 0;
+  for (const evmsg* event = list; event != nullptr; event = oxeEvmsgNext(event)) {
+    std::uint32_t id = 0;
+    EXPECT_EQ(0u, oxeEvmsgGetSndId(event, &id));
+    EXPECT_EQ(++count, id);
+  }
+  EXPECT_EQ(events, count);
+  (void)oxeEvmsgFree(list);
+  session().close();
+}
+
+}  // namespace
+}  // namespace ox::test
