@@ -88,7 +88,7 @@ void EventLog::complete(evmsg* event, const std::string& sender) {
 }
 
 // Either all of it happens or, when memory runs out, nothing but that a number is left out.
-Sequence EventLog::submit(EventPtr event, const std::string& sender, Done done, bool listed) {
+EventRef EventLog::submit(EventPtr event, const std::string& sender, Done done, bool listed) {
   do {
     ++given_;
   } while (!is_send_id(given_));
@@ -105,10 +105,9 @@ Sequence EventLog::submit(EventPtr event, const std::string& sender, Done done, 
   make_room(safe_);
   schedule();
   store_.put({made->sequence, static_cast<std::uint32_t>(std::time(nullptr)), listed, made->body});
-  const Sequence sequence = made->sequence;
-  fresh_.push_back(std::move(made));
+  fresh_.push_back(made);
   safe_.push_back(std::move(told));
-  return sequence;
+  return made;
 }
 
 void EventLog::tell(std::uint32_t level, const std::string& summary, const std::string& detail, Done done) {

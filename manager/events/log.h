@@ -31,9 +31,9 @@ class EventLog {
   void check();
 
   // Gives the event its number and what else the sender has left out, and logs it. `done` gets the completed event when
-  // it is safe, or 144. One that is not to be listed goes to the waits alone. Returns its number.
+  // it is safe, or 144. One that is not to be listed goes to the waits alone. Returns it as it is logged.
   using Done = std::function<void(OX_RESULT, const Bytes&)>;
-  Sequence submit(EventPtr event, const std::string& sender, Done done, bool listed = true);
+  EventRef submit(EventPtr event, const std::string& sender, Done done, bool listed = true);
 
   // Logs an event of the manager about itself.
   void tell(std::uint32_t level, const std::string& summary, const std::string& detail, Done done = nullptr);

@@ -24,6 +24,7 @@ void TrapDefinitions::read() {
     return log(Severity::error, std::string("the trap definitions cannot be read: ") + oxcStrError(result));
   }
   list_.reset(made);
+  renewed_();
   std::size_t count = 0;
   for (const oxcTrTag* tag = oxcTrFirstTag(made); tag != nullptr; tag = tag->next) ++count;
   log(Severity::information, std::to_string(count) + " trap definitions");

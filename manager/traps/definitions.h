@@ -3,7 +3,9 @@
 
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
+#include <functional>
 #include <memory>
+#include <utility>
 
 #include <oxbase/oxc.h>
 #include <oxbase/oxs.h>
@@ -12,7 +14,8 @@ namespace ox::manager {
 
 class TrapDefinitions {
  public:
-  explicit TrapDefinitions(asio::io_context& loop) : timer_(loop) {}
+  // Calls back each time that there are others.
+  TrapDefinitions(asio::io_context& loop, std::function<void()> renewed) : renewed_(std::move(renewed)), timer_(loop) {}
 
   // Reads them, and looks from then on whether they are to be read anew.
   void start();
@@ -27,6 +30,7 @@ class TrapDefinitions {
   void read();
   void look_later();
 
+  std::function<void()> renewed_;
   asio::steady_timer timer_;
   std::unique_ptr<oxcTrConf, Free> list_;
 };

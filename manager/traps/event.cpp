@@ -4,12 +4,14 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <span>
 
 namespace ox::manager {
 namespace {
 
 constexpr char trap_address_path[] = "1.3.6.1.6.3.18.1.3.0";  // snmpTrapAddress.0 (RFC 3584, 3.1)
 constexpr std::uint32_t unknown_severity = 1;
+constexpr std::size_t longest_identifier = 65000;  // characters: the summary has a few words beside it
 
 constexpr std::array generic_names{"coldStart",      "warmStart", "linkDown", "linkUp", "authenticationFailure",
                                    "egpNeighborLoss"};
@@ -77,6 +79,14 @@ std::uint32_t time_of(const oxsSnmpTrap& trap, const char* path) {
   return node != nullptr && oxdGetValueByUlong(node, &time) == OX_OK ? time : 0;
 }
 
+// The trap's time stamp, and the times of occurrence and recovery where its bindings carry them.
+void set_times(evmsg* event, const oxsSnmpTrap& trap, const oxcTrTag* definition) {
+  require(oxeEvmsgSetSnmpTimeStamp(event, trap.timeStamp));
+  if (definition == nullptr) return;
+  if (const std::uint32_t time = time_of(trap, definition->timeStamp[0])) require(oxeEvmsgSetOccurTime(event, time));
+  if (const std::uint32_t time = time_of(trap, definition->timeStamp[1])) require(oxeEvmsgSetRecoverTime(event, time));
+}
+
 }  // namespace
 
 std::uint32_t agent_of(const oxsSnmpTrap& trap, std::uint32_t sender) {
@@ -92,6 +102,15 @@ std::uint32_t agent_of(const oxsSnmpTrap& trap, std::uint32_t sender) {
     }
   }
   return address != 0 ? address : sender;
+}
+
+bool fits_an_event(const oxsSnmpTrap& trap) {
+  bool fits = trap.enterprise == nullptr || std::strlen(trap.enterprise) <= longest_identifier;
+  for (const dnode* node = trap.bindings; node != nullptr && fits; node = oxdNext(node)) {
+    const char* name = nullptr;
+    fits = oxdGetAmibName(node, &name) != OX_OK || std::strlen(name) <= longest_identifier;
+  }
+  return fits;
 }
 
 EventPtr make_trap_event(const oxsSnmpTrap& trap, std::uint32_t agent, const std::string* node,
@@ -111,14 +130,23 @@ EventPtr make_trap_event(const oxsSnmpTrap& trap, std::uint32_t agent, const std
   require(oxeEvmsgSetSnmpGenTrap(event, trap.genericTrap));
   require(oxeEvmsgSetSnmpSpecTrap(event, trap.specificTrap));
   require(oxeEvmsgSetDnodeList(event, trap.bindings));
+  set_times(event, trap, definition);
   return made;
 }
 
-void set_trap_times(evmsg* event, const oxsSnmpTrap& trap, const oxcTrTag* definition) {
-  require(oxeEvmsgSetSnmpTimeStamp(event, trap.timeStamp));
-  if (definition == nullptr) return;
-  if (const std::uint32_t time = time_of(trap, definition->timeStamp[0])) require(oxeEvmsgSetOccurTime(event, time));
-  if (const std::uint32_t time = time_of(trap, definition->timeStamp[1])) require(oxeEvmsgSetRecoverTime(event, time));
+std::string key_of(const oxsSnmpTrap& trap, std::uint32_t agent, const std::string* node) {
+  void* bindings = nullptr;
+  std::uint32_t length = 0;
+  require(oxdEncode(trap.bindings, &bindings, &length));
+  const std::unique_ptr<void, decltype(&oxcMemFree)> owner(bindings, oxcMemFree);
+  PayloadWriter key;
+  for (const std::uint32_t number : {agent, trap.genericTrap, trap.specificTrap, trap.communityLength}) key.u32(number);
+  key.bytes(std::as_bytes(std::span(trap.community, trap.communityLength)));
+  key.text(trap.enterprise != nullptr ? trap.enterprise : "");
+  key.text(node != nullptr ? *node : "");
+  key.bytes({static_cast<const std::byte*>(bindings), length});
+  const Bytes& made = key.out();
+  return {reinterpret_cast<const char*>(made.data()), made.size()};
 }
 
 }  // namespace ox::manager

@@ -1,6 +1,8 @@
 // The event of a trap.
 #pragma once
 
+#include <string>
+
 #include <oxbase/oxc.h>
 #include <oxbase/oxs.h>
 
@@ -14,12 +16,16 @@ inline constexpr std::uint32_t unknown_trap_flag = 0x2;
 // Who has sent a trap, in network order as addresses lie in memory: what it says itself, else where it came from.
 [[nodiscard]] std::uint32_t agent_of(const oxsSnmpTrap& trap, std::uint32_t sender);
 
-// The event of a trap by its definition, null for one that nothing defines; `node` is the name of the agent's component
-// or null. Everything but the times: two traps that differ in nothing else give equal events. Throws std::bad_alloc.
+// Whether the texts of an event can hold its identifiers.
+[[nodiscard]] bool fits_an_event(const oxsSnmpTrap& trap);
+
+// The event of a trap that fits, by its definition, null for one that nothing defines; `node` is the name of the
+// agent's component or null. Throws std::bad_alloc.
 [[nodiscard]] EventPtr make_trap_event(const oxsSnmpTrap& trap, std::uint32_t agent, const std::string* node,
                                        const oxcTrTag* definition);
 
-// Adds the trap's time stamp, and the times of occurrence and recovery where its bindings carry them.
-void set_trap_times(evmsg* event, const oxsSnmpTrap& trap, const oxcTrTag* definition);
+// What the event of a trap that fits is made of, but for its definition and time stamp: equal for traps that differ in
+// nothing else. Throws std::bad_alloc.
+[[nodiscard]] std::string key_of(const oxsSnmpTrap& trap, std::uint32_t agent, const std::string* node);
 
 }  // namespace ox::manager

@@ -16,10 +16,6 @@ namespace {
 
 using asio::ip::udp;
 
-// A byte of an identifier becomes at most four characters: in a datagram of this size none is longer than a text of an
-// event may be.
-constexpr std::size_t surely_fits = 16000;
-
 // A decoded trap.
 struct Trap : oxsSnmpTrap {
   Trap() : oxsSnmpTrap{} {}
@@ -58,14 +54,6 @@ Bytes answer_to(const oxsSnmpTrap& trap, std::span<const std::byte> datagram) {
   return {first, first + length};
 }
 
-// Whether what is encoded can be read again.
-bool can_travel(const evmsg* event) {
-  EventPtr again;
-  const OX_RESULT result = decode_events(encode_event(event), again);
-  if (result == OX_ENOMEM) throw std::bad_alloc();
-  return result == OX_OK && encode_event(again.get()) == encode_event(event);
-}
-
 }  // namespace
 
 TrapReceiver::TrapReceiver(asio::io_context& loop, const Settings& settings, const AgentIndex& agents, EventLog& events,
@@ -75,7 +63,7 @@ TrapReceiver::TrapReceiver(asio::io_context& loop, const Settings& settings, con
       events_(events),
       books_(books),
       faults_(faults),
-      definitions_(loop),
+      definitions_(loop, [this] { repeats_.forget(); }),
       socket_(loop),
       actions_(settings.trap_actions),
       losses_(loop, settings, events, books, [this] { wait(); }),
@@ -156,24 +144,23 @@ void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint
   Trap trap;
   const OX_RESULT decoded = oxsSnmpTrapDecode(datagram.data(), static_cast<std::uint32_t>(datagram.size()), &trap);
   if (decoded == OX_ENOMEM) throw std::bad_alloc();
-  if (decoded != OX_OK) return refuse(sender);
+  if (decoded != OX_OK || !fits_an_event(trap)) return refuse(sender);
   const oxcTrTag* const definition = definitions_.find(trap);
   const std::uint32_t agent = agent_of(trap, address_of(sender));
-  EventPtr event = make_trap_event(trap, agent, agents_.find(agent), definition);
-  if (datagram.size() > surely_fits && !can_travel(event.get())) return refuse(sender);
+  const std::string* const node = agents_.find(agent);
   Bytes answer = answer_to(trap, datagram);
-  const std::string key = repeats_.key_of(event.get());
-  if (repeats_.count(key, trap.timeStamp)) {
+  const std::string key = repeats_.wanted() ? key_of(trap, agent, node) : std::string();
+  if (repeats_.wanted() && repeats_.count(key, trap.timeStamp)) {
     ++books_.repeats;
     if (!answer.empty()) answer_when_safe(std::move(answer), sender);
     return;
   }
-  set_trap_times(event.get(), trap, definition);
   const bool listed = definition == nullptr || definition->logging != 0;
   Follow follow{std::move(answer), sender, {}};
   if (definition != nullptr && definition->action != nullptr) follow.action = definition->action;
-  const Sequence given = submit(std::move(event), listed, std::move(follow));
-  repeats_.open(key, given, listed);
+  const EventRef logged = submit(make_trap_event(trap, agent, node, definition), listed, std::move(follow));
+  const bool has_own_id = definition == nullptr || definition->eventId == 0;
+  if (repeats_.wanted()) repeats_.open(key, logged->body, has_own_id, listed);
 }
 
 void TrapReceiver::refuse(const udp::endpoint& sender) {
@@ -183,7 +170,7 @@ void TrapReceiver::refuse(const udp::endpoint& sender) {
 
 // An inform is answered when its event is safe: until then its sender keeps it, and sends it again. An action is for an
 // event that has a number.
-Sequence TrapReceiver::submit(EventPtr event, bool listed, Follow follow) {
+EventRef TrapReceiver::submit(EventPtr event, bool listed, Follow follow) {
   const auto done = [this, follow = std::move(follow)](OX_RESULT result, const Bytes& body) {
     if (result == OX_OK) {
       ++books_.events;

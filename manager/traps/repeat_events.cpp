@@ -29,20 +29,6 @@ RepeatEvents::RepeatEvents(asio::io_context& loop, const Settings& settings, Eve
       repeats_(std::chrono::seconds(settings.trap_repeat_window), most_repeat_bytes),
       timer_(loop) {}
 
-std::string RepeatEvents::key_of(const evmsg* event) const {
-  if (settings_.trap_repeat_window == 0) return {};
-  const Bytes bytes = encode_event(event);
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
-bool RepeatEvents::count(std::string_view key, std::uint32_t time_stamp) {
-  return !key.empty() && repeats_.count(key, time_stamp);
-}
-
-void RepeatEvents::open(std::string_view key, Sequence first, bool listed) {
-  if (!key.empty()) repeats_.open(key, static_cast<std::uint32_t>(first), listed, TrapRepeats::Clock::now());
-}
-
 void RepeatEvents::tell_later() {
   const auto end = repeats_.next_end();
   if (!end || due_) return;
@@ -78,13 +64,15 @@ void RepeatEvents::tell(std::size_t most, TrapRepeats::Clock::time_point now) {
 void RepeatEvents::tell(const TrapRepeats::Told& repeats) {
   const auto& known = repeats.known;
   EventPtr event;
-  if (decode_events(std::as_bytes(std::span(repeats.key)), event) != OX_OK) throw std::bad_alloc();
+  if (decode_events(known.event, event) != OX_OK) throw std::bad_alloc();
   const std::string summary = text_of(event.get(), &oxeEvmsgGetOptMsg) + " (repeated " + std::to_string(known.count) +
                               (known.count == 1 ? " time" : " times") + " in " +
                               std::to_string(settings_.trap_repeat_window) + " s)";
-  const std::uint32_t defined = number_of(event.get(), &oxeEvmsgGetEventId);
   require(oxeEvmsgSetOptMsg(event.get(), summary.c_str()));
-  require(oxeEvmsgSetRefEventId(event.get(), defined != 0 ? defined : known.first));
+  require(oxeEvmsgSetRefEventId(event.get(), number_of(event.get(), &oxeEvmsgGetEventId)));
+  if (known.has_own_id) (void)oxeEvmsgClrEventId(event.get());
+  (void)oxeEvmsgClrOccurTime(event.get());
+  (void)oxeEvmsgClrRecoverTime(event.get());
   require(oxeEvmsgSetSnmpTimeStamp(event.get(), known.time_stamp));
   const auto done = [this, count = known.count](OX_RESULT result, const Bytes&) {
     if (result == OX_OK) return;

@@ -18,12 +18,14 @@ class RepeatEvents {
   RepeatEvents(asio::io_context& loop, const Settings& settings, EventLog& events, TrapBooks& books,
                TrapLosses& losses);
 
-  // The key of a trap that is to be counted; empty when the settings want none counted.
-  [[nodiscard]] std::string key_of(const evmsg* event) const;
+  // Whether the settings want any counted.
+  [[nodiscard]] bool wanted() const { return settings_.trap_repeat_window != 0; }
   // Counts a trap like one before; false for a new one.
-  [[nodiscard]] bool count(std::string_view key, std::uint32_t time_stamp);
+  [[nodiscard]] bool count(std::string_view key, std::uint32_t time_stamp) { return repeats_.count(key, time_stamp); }
   // A new one has got its event.
-  void open(std::string_view key, Sequence first, bool listed);
+  void open(std::string_view key, const Bytes& event, bool has_own_id, bool listed) {
+    repeats_.open(key, event, has_own_id, listed, TrapRepeats::Clock::now());
+  }
   void forget() { repeats_.forget(); }
 
   void tell_later();

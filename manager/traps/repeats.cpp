@@ -6,7 +6,9 @@
 namespace ox::manager {
 namespace {
 
-constexpr std::size_t overhead = 128;  // of a kind beside its key
+constexpr std::size_t overhead = 192;  // of a kind beside its key and its event
+
+std::size_t size_of(std::string_view key, const Bytes& event) { return key.size() + event.size() + overhead; }
 
 }  // namespace
 
@@ -18,22 +20,27 @@ bool TrapRepeats::count(std::string_view key, std::uint32_t time_stamp) {
   return true;
 }
 
-void TrapRepeats::open(std::string_view key, std::uint32_t first, bool listed, Clock::time_point now) {
-  const auto known = kinds_.find(key);
-  if (known != kinds_.end()) {
-    known->second.first = first;
-    known->second.age = age_;
-    return;
-  }
-  if (bytes_ + key.size() + overhead > most_bytes_) return;
+// What was counted of a known one is told with the new event.
+void TrapRepeats::open(std::string_view key, const Bytes& event, bool has_own_id, bool listed, Clock::time_point now) {
   try {
-    windows_.push_back({now + window_, nullptr});
-    windows_.back().kind =
-        &*kinds_.emplace(std::string(key), Known{.first = first, .listed = listed, .age = age_}).first;
-    bytes_ += key.size() + overhead;
+    Known fresh{.event = event, .has_own_id = has_own_id, .listed = listed, .age = age_};
+    const auto known = kinds_.find(key);
+    if (known == kinds_.end()) return add(key, std::move(fresh), now);
+    fresh.count = known->second.count;
+    fresh.time_stamp = known->second.time_stamp;
+    bytes_ += fresh.event.size() - known->second.event.size();
+    known->second = std::move(fresh);
   } catch (const std::bad_alloc&) {
     if (!windows_.empty() && windows_.back().kind == nullptr) windows_.pop_back();
   }
+}
+
+void TrapRepeats::add(std::string_view key, Known known, Clock::time_point now) {
+  const std::size_t size = size_of(key, known.event);
+  if (bytes_ + size > most_bytes_) return;
+  windows_.push_back({now + window_, nullptr});
+  windows_.back().kind = &*kinds_.emplace(std::string(key), std::move(known)).first;
+  bytes_ += size;
 }
 
 std::optional<TrapRepeats::Clock::time_point> TrapRepeats::next_end() const {
@@ -52,7 +59,7 @@ std::optional<TrapRepeats::Told> TrapRepeats::take(Clock::time_point now) {
       return told;
     }
     windows_.pop_front();
-    bytes_ -= key.size() + overhead;
+    bytes_ -= size_of(key, known.event);
     kinds_.erase(kinds_.find(key));
   }
   return {};

@@ -10,27 +10,30 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "manager/base/payload.h"
+
 namespace ox::manager {
 
 class TrapRepeats {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // At most `most_bytes` of keys are kept: what comes beyond that, or without memory, is never a repeat.
+  // At most `most_bytes` of keys and events are kept: what comes beyond that, or without memory, is never a repeat.
   TrapRepeats(std::chrono::seconds window, std::size_t most_bytes) : window_(window), most_bytes_(most_bytes) {}
 
   // What is known of the traps that are alike.
   struct Known {
-    std::uint32_t first = 0;       // the identifier of their first event
+    Bytes event;                   // the first one, encoded
+    bool has_own_id = true;        // its identifier is its number, not a definition's
+    bool listed = true;            // whether their events are logged
     std::uint32_t count = 0;       // repeats in this window
     std::uint32_t time_stamp = 0;  // of the last one
-    bool listed = true;            // whether their events are logged
     std::uint32_t age = 0;
   };
   // Counts a trap like one before; false for a new one, which then opens a window. Equal traps have equal keys.
   [[nodiscard]] bool count(std::string_view key, std::uint32_t time_stamp);
-  void open(std::string_view key, std::uint32_t first, bool listed, Clock::time_point now);
-  // The log has not taken some first events: what comes now is new.
+  void open(std::string_view key, const Bytes& event, bool has_own_id, bool listed, Clock::time_point now);
+  // The log has not taken some first events, or there are other definitions: what comes now is new.
   void forget() { ++age_; }
 
   [[nodiscard]] std::optional<Clock::time_point> next_end() const;
@@ -47,6 +50,7 @@ class TrapRepeats {
     std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
   };
   using Kinds = std::unordered_map<std::string, Known, Hash, std::equal_to<>>;
+  void add(std::string_view key, Known known, Clock::time_point now);
   struct Window {
     Clock::time_point end;
     Kinds::pointer kind;

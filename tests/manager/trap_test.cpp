@@ -49,17 +49,21 @@ TEST(AgentIndex, FollowsTheStore) {
 
 TEST(TrapRepeats, AreCountedAsLongAsTheyCome) {
   const auto begin = TrapRepeats::Clock::now();
-  TrapRepeats repeats(5s, 400);
+  TrapRepeats repeats(5s, 500);
   const auto told = [&](std::chrono::seconds at) {
     std::string text;
     while (const auto one = repeats.take(begin + at)) {
-      text += one->key + std::to_string(one->known.count) + " of " + std::to_string(one->known.first) + ' ';
+      text += one->key + std::to_string(one->known.count) + " of " +
+              std::to_string(std::to_integer<int>(one->known.event[0])) + ' ';
     }
     return text;
   };
+  const auto open = [&](const std::string& key, int first, std::chrono::seconds at = 0s) {
+    repeats.open(key, {static_cast<std::byte>(first)}, true, true, begin + at);
+  };
   EXPECT_FALSE(repeats.count("a", 1));
-  repeats.open("a", 7, true, begin);
-  repeats.open("b", 8, true, begin + 1s);
+  open("a", 7);
+  open("b", 8, 1s);
   EXPECT_TRUE(repeats.count("a", 2));
   EXPECT_TRUE(repeats.count("a", 3));
   EXPECT_EQ("", told(4s));
@@ -72,14 +76,14 @@ TEST(TrapRepeats, AreCountedAsLongAsTheyCome) {
   EXPECT_FALSE(repeats.next_end());
 
   // No more than is allowed is kept, and what is kept counts on.
-  repeats.open("c", 1, true, begin);
-  repeats.open(std::string(400, 'd'), 2, true, begin);
-  EXPECT_FALSE(repeats.count(std::string(400, 'd'), 1));
+  open("c", 1);
+  open(std::string(114, 'd'), 2);
+  EXPECT_FALSE(repeats.count(std::string(114, 'd'), 1));
   EXPECT_TRUE(repeats.count("c", 1));
   // The log has not taken the first event: what comes is new, and what was counted is told.
   repeats.forget();
   EXPECT_FALSE(repeats.count("c", 2));
-  repeats.open("c", 9, true, begin);
+  open("c", 9);
   EXPECT_TRUE(repeats.count("c", 3));
   EXPECT_EQ("c2 of 9 ", told(5s));
 }
@@ -135,6 +139,25 @@ TEST_F(TrapManagerTest, WhatNoEventCanHoldIsMalformed) {
   EXPECT_EQ(1u, books.malformed);
   EXPECT_EQ(1u, logged().first);
   EXPECT_EQ(1u, books.events);
+}
+
+TEST_F(TrapManagerTest, RepeatsAreToldByAnEventLikeTheFirst) {
+  for (const int number : {5, 5, 6, 5}) send(trap_of("+\6\1", number));
+  while (manager_->trap_books.received < 4) (void)loop_.run_one();
+  traps_->end();
+  EXPECT_EQ(2u, manager_->trap_books.repeats);
+  std::vector<StoredEvent> events;
+  EXPECT_EQ(Outcome::done, manager_->events.store().after(0, 10000, 1u << 30, events));
+  ASSERT_EQ(3u, events.size());
+  EventPtr first;
+  EventPtr told;
+  ASSERT_EQ(0u, decode_events(events.front().body, first));
+  ASSERT_EQ(0u, decode_events(events.back().body, told));
+  EXPECT_EQ(text_of(first.get(), &oxeEvmsgGetOptMsg) + " (repeated 2 times in 5 s)",
+            text_of(told.get(), &oxeEvmsgGetOptMsg));
+  EXPECT_EQ(number_of(first.get(), &oxeEvmsgGetEventId), number_of(told.get(), &oxeEvmsgGetRefEventId));
+  EXPECT_EQ(number_of(told.get(), &oxeEvmsgGetSndId), number_of(told.get(), &oxeEvmsgGetEventId));
+  EXPECT_EQ(text_of(first.get(), &oxeEvmsgGetMemo), text_of(told.get(), &oxeEvmsgGetMemo));
 }
 
 TEST_F(TrapManagerTest, WithoutMemoryATrapIsCountedAndNothingElseIsLost) {
