@@ -14,7 +14,7 @@
 namespace ox::manager {
 namespace {
 
-constexpr std::array names{"components.db", "events.db"};
+constexpr std::array names{"components.db", "events.db", "collected.db"};
 
 bool is_there(const std::string& file) { return oxcCheckFile(file.c_str(), 1) == OX_OK; }
 

@@ -8,6 +8,7 @@
 
 #include "manager/base/paths.h"
 #include "manager/base/settings.h"
+#include "manager/components/collected.h"
 #include "manager/components/file.h"
 #include "manager/components/vocabulary.h"
 #include "manager/definitions.h"
@@ -60,7 +61,8 @@ bool check_all_messages(const FaultSink& faults) {
 }  // namespace
 
 bool check_databases(const std::string& folder, const FaultSink& faults, const Tell& tell) {
-  const bool sound = check_database(join(folder, "components.db"), ComponentFile::tables(), faults, tell);
+  bool sound = check_database(join(folder, "components.db"), ComponentFile::tables(), faults, tell);
+  sound = check_database(join(folder, "collected.db"), Collected::tables(), faults, tell) && sound;
   return check_database(join(folder, "events.db"), EventStore::tables(), faults, tell) && sound;
 }
 

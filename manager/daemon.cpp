@@ -107,10 +107,12 @@ void tell_fault(Manager& manager, const std::string& file, const std::string& te
 
 // Files of forms that were never released are left as they are.
 void name_old_files(const std::string& data) {
-  for (const char* name : {"components.def", "components.jnl", "events.1.log"}) {
-    const std::string file = join(data, name);
-    if (oxcCheckFile(file.c_str(), 1) == OX_OK) log(Severity::warning, file + ": of an older form, not read");
-  }
+  const auto name = [&data](const char* old, std::uint32_t kind) {
+    const std::string file = join(data, old);
+    if (oxcCheckFile(file.c_str(), kind) == OX_OK) log(Severity::warning, file + ": of an older form, not read");
+  };
+  for (const char* file : {"components.def", "components.jnl", "events.1.log"}) name(file, 1);
+  name("collected", 2);
 }
 
 // Reads what the manager needs beside the tree. A fault in the types' files is logged, and the rest is used.
@@ -121,12 +123,14 @@ bool take_up(Manager& manager, const std::string& data) {
     tell_fault(manager, file, text);
   };
   name_old_files(data);
-  return ensure_directory(data) && manager.components.load(manager.store, tell) && manager.events.open(tell);
+  return ensure_directory(data) && manager.components.load(manager.store, tell) && manager.events.open(tell) &&
+         manager.collected.open(tell);
 }
 
 // Beside the work; what turns out to be damaged is set aside.
 void check_files(Manager& manager) {
   manager.events.check();
+  manager.collected.check();
   manager.components.check([&manager](const std::string& fault) {
     asio::post(manager.loop, [&manager, fault] {
       log(Severity::error, "the component store is damaged: " + fault);
@@ -228,9 +232,8 @@ int run_daemon() {
   Manager manager(loop, settings, data);
   reload.obey(manager);
   manager.faults = std::move(faults);
-  const int code = take_up(manager, data)
-                       ? serve(manager, definitions)
-                       : fail("the component store or the event log in " + data + " cannot be read", see_check);
+  const int code = take_up(manager, data) ? serve(manager, definitions)
+                                          : fail("what the manager keeps in " + data + " cannot be read", see_check);
   (void)oxbDeleteAmibTree(OXB_TREE);
   return code;
 }

@@ -1,37 +1,76 @@
-// Collected data: values appended to a file for each pair of texts.
+// Collected data: for each pair of texts a series of records, in a database of their own.
+//
+// What is appended in one turn of the event loop is one batch: it is committed at the turn's end, and answered for
+// then.
 #pragma once
 
+#include <asio/io_context.hpp>
+#include <compare>
 #include <cstdint>
-#include <set>
+#include <functional>
+#include <map>
 #include <span>
 #include <string>
+#include <vector>
 
-#include <oxbase/oxtypes.h>
+#include "manager/storage/database.h"
 
 namespace ox::manager {
 
 class Collected {
  public:
-  // Files stand in "collected" under the directory, each of at most `max_size` bytes.
-  Collected(const std::string& directory, std::uint32_t max_size);
+  // "collected.db" of the directory; a series may have `max_size` bytes.
+  Collected(asio::io_context& loop, const std::string& directory, std::uint32_t max_size, Durability durability);
+  [[nodiscard]] static std::span<const Table> tables();
+
+  // Reads what series there are; takes faults from then on. What is damaged is set aside, and what reads of it is kept.
+  // False, and told, when it cannot be used.
+  [[nodiscard]] bool open(FaultSink faults);
+  // Checks the database beside the work; what turns out to be damaged is set aside, and what reads of it kept.
+  void check();
 
   struct Key {
-    const std::string& text1;
-    const std::string& text2;
+    std::string text1;
+    std::string text2;
+    auto operator<=>(const Key&) const = default;
   };
-  // Appends one record and puts it on the disk. 0; 266 when the file would get too large; 144.
-  [[nodiscard]] OX_RESULT append(const Key& key, std::uint32_t first, std::uint32_t second,
-                                 std::span<const std::byte> values);
-  // Bytes in the file; 122 when there is none.
+  // Appends one record. `done` gets 0 when it is safe, 144 when the disk refuses it; 266, at once, when the series
+  // would get too large.
+  using Done = std::function<void(OX_RESULT)>;
+  void append(const Key& key, std::uint32_t first, std::uint32_t second, std::span<const std::byte> values, Done done);
+  // Bytes in a series, with 12 for each record beside its values; 122 when there is none.
   [[nodiscard]] OX_RESULT size(const Key& key, std::uint32_t& bytes) const;
 
  private:
-  [[nodiscard]] std::string path(const Key& key) const;
-  [[nodiscard]] bool repair(const std::string& file);
+  struct Extent {
+    std::uint64_t bytes = 0;
+    std::uint64_t next = 0;  // the number of the next record
+  };
+  struct Series {
+    std::uint64_t id = 0;
+    Extent safe{};  // as committed
+    Extent now{};
+  };
+  using AllSeries = std::map<Key, Series>;
 
-  std::string directory_;
+  [[nodiscard]] bool load();
+  [[nodiscard]] bool renew();
+  [[nodiscard]] bool recount();
+  void schedule();
+  void commit();
+  [[nodiscard]] bool write();
+  [[nodiscard]] bool put_touched();
+
+  asio::io_context& loop_;
   std::uint32_t max_size_;
-  std::set<std::string> sound_;  // files that end with a whole record
+  FaultSink faults_;
+  Database database_;
+  AllSeries series_;
+  std::uint64_t last_id_ = 0;  // of the series
+  // Of this turn.
+  bool scheduled_ = false;
+  std::vector<AllSeries::value_type*> touched_;
+  std::vector<Done> waiting_;  // an empty one for what was not appended after all
 };
 
 }  // namespace ox::manager

@@ -14,8 +14,9 @@ void handle_append(Manager& manager, const Request& request) {
   NodeList nodes;
   if (result == OX_OK) result = decode_nodes(values, nodes);  // nothing that does not read is kept
   if (result == OX_OK && text1.empty()) result = OX_EFORMAT;
-  if (result == OX_OK) result = manager.collected.append({text1, text2}, first, second, values);
-  request.reply(error_reply(result));
+  if (result != OX_OK) return request.reply(error_reply(result));
+  manager.collected.append({text1, text2}, first, second, values,
+                           [reply = request.reply](OX_RESULT written) { reply(error_reply(written)); });
 }
 
 void handle_data_size(Manager& manager, const Request& request) {

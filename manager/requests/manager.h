@@ -32,7 +32,7 @@ struct Manager {
         settings(with),
         components(data_directory, with.durability),
         snmp(event_loop, with.snmp_in_flight),
-        collected(data_directory, with.max_data),
+        collected(event_loop, data_directory, with.max_data, with.durability),
         events(event_loop, settings, data_directory),
         clients(with.max_report_bytes),
         directory(vocabulary, store),

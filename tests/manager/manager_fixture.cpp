@@ -57,6 +57,7 @@ void ManagerTest::start_manager() {
   manager_.emplace(loop_, settings_, data);
   ASSERT_TRUE(manager_->components.load(manager_->store, no_faults));
   ASSERT_TRUE(manager_->events.open(no_faults));
+  ASSERT_TRUE(manager_->collected.open(no_faults));
 }
 
 void ManagerTest::restart() {

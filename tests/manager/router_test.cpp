@@ -158,29 +158,31 @@ TEST_F(RouterTest, LocksExcludeAndEndWithTheirSession) {
   EXPECT_EQ(0u, lock(2, 1).error);
 }
 
-TEST_F(RouterTest, CollectedDataGrowsToItsLimitAndSurvivesATornEnd) {
-  manager_->collected = Collected(test::work_dir() + "/data", 60);
-  const std::string texts = text("dataEnt:a/../b") + text("values");
-  const auto append = [&](std::uint32_t bytes) {  // nodes without fields
-    return ask(1, 21, word(1) + word(2) + texts + word(bytes) + std::string(bytes, '\0')).error;
+TEST_F(RouterTest, CollectedDataGrowsToItsLimitAndStaysThere) {
+  settings_.max_data = 60;
+  restart();
+  const auto append = [&](std::uint32_t bytes, const std::string& key) {  // nodes without fields
+    return ask(1, 21, word(1) + word(2) + key + word(bytes) + std::string(bytes, '\0')).error;
   };
-  const auto size = [&] {
-    const Reply reply = ask(1, 22, texts);
+  const auto size = [&](const std::string& key) {
+    const Reply reply = ask(1, 22, key);
     return reply.error != 0 ? 1000 + reply.error : PayloadReader(reply.data).u32();
   };
-  EXPECT_EQ(1122u, size());
-  EXPECT_EQ(OX_ETRUNCATED, append(3));
-  EXPECT_EQ(0u, append(8));
-  EXPECT_EQ(20u, size());
-
-  const std::string file = test::work_dir() + "/data/collected/dataEnt%3aa%2f%2e%2e%2fb.values.dat";
-  test::write_file(file, test::read_file(file) + std::string(11, 'x'));
-  manager_->collected = Collected(test::work_dir() + "/data", 60);
-  EXPECT_EQ(0u, append(8));
-  EXPECT_EQ(40u, size());
-  EXPECT_EQ(OX_EENCODEDLONG, append(10));
-  EXPECT_EQ(0u, append(8));
-  EXPECT_EQ(60u, size());
+  const std::string key = text("dataEnt:a") + text("values");
+  const std::string other = text("dataEnt:a") + text("");
+  EXPECT_EQ(1122u, size(key));
+  EXPECT_EQ(OX_ETRUNCATED, append(3, key));
+  EXPECT_EQ(OX_EENCODEDLONG, append(50, key));
+  EXPECT_EQ(1122u, size(key));
+  EXPECT_EQ(0u, append(8, key));
+  EXPECT_EQ(0u, append(0, other));
+  restart();
+  EXPECT_EQ(0u, append(8, key));
+  EXPECT_EQ(40u, size(key));
+  EXPECT_EQ(12u, size(other));
+  EXPECT_EQ(OX_EENCODEDLONG, append(10, key));
+  EXPECT_EQ(0u, append(8, key));
+  EXPECT_EQ(60u, size(key));
 }
 
 }  // namespace

@@ -30,7 +30,7 @@ TEST(Start, ARefusalNamesItsReasonAndTheNextStep) {
   lay_down_installation();
   std::filesystem::remove(work_dir() + "/data");
   write_file(work_dir() + "/data", "no folder");
-  refuses("the component store or the event log", "oxmgrd --check");
+  refuses("what the manager keeps in", "oxmgrd --check");
 }
 
 TEST(Start, WhatOthersHoldIsNamed) {
