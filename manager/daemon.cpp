@@ -123,7 +123,7 @@ bool take_up(Manager& manager, const std::string& data) {
     tell_fault(manager, file, text);
   };
   name_old_files(data);
-  return ensure_directory(data) && manager.components.load(manager.store, tell) && manager.events.open(tell) &&
+  return ensure_directory(data) && manager.components.open(tell) && manager.events.open(tell) &&
          manager.collected.open(tell);
 }
 
@@ -207,13 +207,18 @@ int serve(Manager& manager, const Definitions& definitions) {
   if (definitions.outdated) wait.emplace(manager.loop, manager.clients, manager.faults, definitions.files);
   TrapReceiver traps(manager.loop, manager.settings, manager.store.agents(), manager.events, manager.trap_books,
                      manager.faults);
-  if (manager.settings.trap_port != 0) traps.start();
-  check_files(manager);
-  log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
-  log_of_run();
+  std::optional<int> code;  // once the components are there, or cannot be
+  load_components(manager, [&](bool loaded) {
+    code = loaded ? 0 : fail("the component store cannot be read", see_check);
+    if (!loaded) return manager.loop.stop();
+    if (manager.settings.trap_port != 0) traps.start();
+    check_files(manager);
+    log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
+    log_of_run();
+  });
   manager.loop.run();
-  if (manager.settings.trap_port != 0) traps.end();
-  return 0;
+  if (code == 0 && manager.settings.trap_port != 0) traps.end();
+  return code.value_or(0);
 }
 
 }  // namespace

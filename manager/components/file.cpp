@@ -15,6 +15,7 @@ constexpr std::array<std::string_view, 4> relation_columns{"id", "name", "source
 constexpr std::array all_tables{Table{"components", component_columns}, Table{"attributes", value_columns},
                                 Table{"relations", relation_columns}};
 constexpr std::size_t spare_size = 1u << 20;
+using Clock = std::chrono::steady_clock;
 enum : std::size_t { components_table, values_table, relations_table };
 
 }  // namespace
@@ -28,68 +29,84 @@ ComponentFile::ComponentFile(const std::string& directory, Durability durability
                 }),
       spare_(new (std::nothrow) std::byte[spare_size]) {}
 
-bool ComponentFile::load(Store& store, FaultSink faults) {
+bool ComponentFile::open(FaultSink faults) {
   faults_ = std::move(faults);
   const Outcome opened = database_.open();
   if (opened == Outcome::refused) return false;
-  return (opened == Outcome::done && read(store)) || (database_.renew() && read(store));
+  return opened == Outcome::done || database_.renew();
 }
 
-// Every row of the table. False when there are fewer than there were.
-template <class Take>
-bool ComponentFile::read_all(std::size_t table, const Take& take) {
-  std::uint64_t rows = 0;
-  Query query(database_, table, "");
-  const Outcome outcome = query.rows([&](const Row& row) {
-    ++rows;
-    last_row_ = std::max(last_row_, row.number(0));
-    return take(row);
-  });
-  return outcome == Outcome::done && rows == database_.rows(table);
+ComponentFile::Loading ComponentFile::load(Store& store, Clock::time_point until) {
+  if (!read_on(store, until)) {
+    if (std::exchange(renewed_, true) || !database_.renew()) return Loading::failed;
+    store = Store();
+    reading_ = {};
+    return Loading::more;
+  }
+  if (reading_.table < all_tables.size()) return Loading::more;
+  reading_ = {};
+  return Loading::done;
 }
 
 bool ComponentFile::read(Store& store) {
   store = Store();
-  Names names;
-  names[0] = Store::built_in_name();
-  return read_components(store, names) && read_values(store, names) && read_relations(store, names);
+  reading_ = {};
+  return read_on(store, Clock::time_point::max());
 }
 
-bool ComponentFile::read_components(Store& store, Names& names) {
-  return read_all(components_table, [&](const Row& row) {
-    Change change;
-    change.row = row.number(0);
-    change.component = {row.text(1), row.text(2)};
-    names[change.row] = change.component;
-    store.apply(change);
-    return true;
-  });
+// False when a row does not read, or there are fewer than there were.
+bool ComponentFile::read_on(Store& store, Clock::time_point until) {
+  bool more = true;
+  for (Reading& at = reading_; more && at.table < all_tables.size();) {
+    Query query(database_, at.table, "WHERE id > ? ORDER BY id");
+    const auto take = [&](const Row& row) {
+      at.row = row.number(0);
+      ++at.rows;
+      take_row(store, row);
+      return more = Clock::now() < until;
+    };
+    if (query.rows(take, at.row) != Outcome::done) return false;
+    if (!more) break;
+    if (at.rows != database_.rows(at.table)) return false;
+    ++at.table;
+    at.row = at.rows = 0;
+  }
+  return true;
+}
+
+void ComponentFile::take_row(Store& store, const Row& row) {
+  last_row_ = std::max(last_row_, row.number(0));
+  if (reading_.table == components_table) return take_component(store, row);
+  if (reading_.table == values_table) return take_value(store, row);
+  take_relation(store, row);
+}
+
+void ComponentFile::take_component(Store& store, const Row& row) {
+  Change change;
+  change.row = row.number(0);
+  change.component = {row.text(1), row.text(2)};
+  reading_.names[change.row] = change.component;
+  store.apply(change);
 }
 
 // A value or a relation of a component that was lost with a page is passed over: its loss has been told.
-bool ComponentFile::read_values(Store& store, const Names& names) {
-  return read_all(values_table, [&](const Row& row) {
-    const auto name = names.find(row.number(1));
-    auto path = parse_oid(row.text(2));
-    if (name == names.end() || !path) return true;
-    store.apply({.kind = Change::Kind::set,
-                 .component = name->second,
-                 .path = std::move(*path),
-                 .value = {row.word(3), row.text(4)},
-                 .row = row.number(0)});
-    return true;
-  });
+void ComponentFile::take_value(Store& store, const Row& row) const {
+  const auto name = reading_.names.find(row.number(1));
+  auto path = parse_oid(row.text(2));
+  if (name == reading_.names.end() || !path) return;
+  store.apply({.kind = Change::Kind::set,
+               .component = name->second,
+               .path = std::move(*path),
+               .value = {row.word(3), row.text(4)},
+               .row = row.number(0)});
 }
 
-bool ComponentFile::read_relations(Store& store, const Names& names) {
-  return read_all(relations_table, [&](const Row& row) {
-    const auto from = names.find(row.number(2));
-    const auto to = names.find(row.number(3));
-    if (from == names.end() || to == names.end()) return true;
-    store.apply(
-        {.kind = Change::Kind::relate, .relation = {row.text(1), from->second, to->second}, .row = row.number(0)});
-    return true;
-  });
+void ComponentFile::take_relation(Store& store, const Row& row) const {
+  const auto from = reading_.names.find(row.number(2));
+  const auto to = reading_.names.find(row.number(3));
+  if (from == reading_.names.end() || to == reading_.names.end()) return;
+  store.apply(
+      {.kind = Change::Kind::relate, .relation = {row.text(1), from->second, to->second}, .row = row.number(0)});
 }
 
 OX_RESULT ComponentFile::commit(Store& store, std::span<const Change> batch) {

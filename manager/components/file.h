@@ -1,6 +1,7 @@
 // The components with their values and relations in their database.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -24,9 +25,12 @@ class ComponentFile {
   ComponentFile(const std::string& directory, Durability durability);
   [[nodiscard]] static std::span<const Table> tables();
 
-  // Reads the database into the store; takes faults from then on. What is damaged is set aside, and what reads of it is
-  // kept. False, and told, when it cannot be used.
-  [[nodiscard]] bool load(Store& store, FaultSink faults);
+  // Takes faults from then on. False, and told, when the database cannot be used.
+  [[nodiscard]] bool open(FaultSink faults);
+  // Reads the database into the store, in steps: on until that time, one row at least. What is damaged is set aside,
+  // and the reading of what is kept of it begins anew. Nothing else is called before it is done.
+  enum class Loading { more, done, failed };
+  [[nodiscard]] Loading load(Store& store, std::chrono::steady_clock::time_point until);
   // Writes the batch, then applies it. 0, or 144 with the store as it was.
   [[nodiscard]] OX_RESULT commit(Store& store, std::span<const Change> batch);
   // Checks the database beside the work; a thread calls back when something is wrong: renew() is due.
@@ -35,14 +39,20 @@ class ComponentFile {
   void renew(Store& store);
 
  private:
-  using Names = std::unordered_map<std::uint64_t, ComponentName>;
+  // How far the reading has come.
+  struct Reading {
+    std::size_t table = 0;
+    std::uint64_t row = 0;
+    std::uint64_t rows = 0;  // of this table
+    std::unordered_map<std::uint64_t, ComponentName> names{{0, Store::built_in_name()}};
+  };
 
   [[nodiscard]] bool read(Store& store);
-  [[nodiscard]] bool read_components(Store& store, Names& names);
-  [[nodiscard]] bool read_values(Store& store, const Names& names);
-  [[nodiscard]] bool read_relations(Store& store, const Names& names);
-  template <class Take>
-  [[nodiscard]] bool read_all(std::size_t table, const Take& take);
+  [[nodiscard]] bool read_on(Store& store, std::chrono::steady_clock::time_point until);
+  void take_row(Store& store, const Row& row);
+  void take_component(Store& store, const Row& row);
+  void take_value(Store& store, const Row& row) const;
+  void take_relation(Store& store, const Row& row) const;
   [[nodiscard]] std::uint64_t next_row() { return ++last_row_; }
 
   // The row that the change is about, 0 when it changes nothing. Rows of this batch that the store does not have yet
@@ -59,6 +69,8 @@ class ComponentFile {
 
   FaultSink faults_;
   Database database_;
+  Reading reading_;
+  bool renewed_ = false;        // it was damaged when it was read
   std::uint64_t last_row_ = 0;  // of all tables
   std::unique_ptr<std::byte[]> spare_;
   std::map<ComponentName, std::uint64_t> fresh_;

@@ -17,6 +17,7 @@
 #include "manager/reports/persistent_waits.h"
 #include "manager/reports/subscriptions.h"
 #include "manager/requests/figures.h"
+#include "manager/requests/loading.h"
 #include "manager/sessions/clients.h"
 #include "manager/sessions/locks.h"
 #include "manager/snmp/engine.h"
@@ -53,6 +54,7 @@ struct Manager {
 
   // Takes away what a client had.
   void end_session(std::uint32_t session) {
+    held.end_session(session);
     jobs.end_session(session);
     locks.end_session(session);
     event_handles.end_session(session);
@@ -66,6 +68,7 @@ struct Manager {
   Vocabulary vocabulary;
   Store store;
   ComponentFile components;
+  HeldRequests held;
   Locks locks;
   SnmpEngine snmp;
   Collected collected;

@@ -15,21 +15,22 @@ struct Route {
   std::uint32_t type;
   std::uint32_t command;
   void (*handler)(Manager&, const Request&);
+  bool of_components = false;
 };
 constexpr std::array routes{
-    Route{type_request, command_get, &handle_get},
-    Route{type_request, command_asy_get, &handle_asy_get},
+    Route{type_request, command_get, &handle_get, true},
+    Route{type_request, command_asy_get, &handle_asy_get, true},
     Route{type_request, command_close_set, &handle_asy_close},
-    Route{type_request, command_set, &handle_set},
-    Route{type_request, command_asy_set, &handle_asy_set},
+    Route{type_request, command_set, &handle_set, true},
+    Route{type_request, command_asy_set, &handle_asy_set, true},
     Route{type_request, command_close_get, &handle_asy_close},
     Route{type_request, command_control, &handle_asy_control},
-    Route{type_request, command_management, &handle_management},
+    Route{type_request, command_management, &handle_management, true},
     Route{type_request, command_event_open, &handle_event_open},
     Route{type_request, command_event_close, &handle_event_close},
     Route{type_request, command_event_send, &handle_event_send},
     Route{type_request, command_event_cancel, &handle_event_cancel},
-    Route{type_request, command_lock, &handle_lock},
+    Route{type_request, command_lock, &handle_lock, true},
     Route{type_unlock, command_lock, &handle_unlock},
     Route{type_request, command_log_get, &handle_log_get},
     Route{type_request, command_log_check, &handle_log_check},
@@ -62,6 +63,7 @@ void route(Manager& manager, const Request& request) {
   for (const Route& row : routes) {
     if (row.type != request.message.type || row.command != request.message.command) continue;
     try {
+      if (row.of_components && manager.held.holding()) return manager.held.add(request);
       return row.handler(manager, request);
     } catch (const std::bad_alloc&) {
       return refuse(manager, request, OX_ENOMEM);

@@ -30,8 +30,12 @@ class ComponentFileTest : public testing::Test {
   // As after the death of the manager.
   void restart() {
     components_.emplace(directory_, Durability::process);
-    ASSERT_TRUE(components_->load(
-        store_, [this](const std::string&, std::uint32_t, const std::string& text) { faults_ += text + '\n'; }));
+    ASSERT_TRUE(components_->open(
+        [this](const std::string&, std::uint32_t, const std::string& text) { faults_ += text + '\n'; }));
+    store_ = Store();
+    auto loading = ComponentFile::Loading::more;  // a row in each step
+    while (loading == ComponentFile::Loading::more) loading = components_->load(store_, {});
+    ASSERT_EQ(ComponentFile::Loading::done, loading);
   }
   OX_RESULT commit(const std::vector<Change>& batch) { return components_->commit(store_, batch); }
   // "node:r1 11.5.2.0=1:text icon>map:m"; of a relation its other end.

@@ -55,9 +55,10 @@ void ManagerTest::start_manager() {
   const std::string data = test::work_dir() + "/data";
   ASSERT_TRUE(ensure_directory(data));
   manager_.emplace(loop_, settings_, data);
-  ASSERT_TRUE(manager_->components.load(manager_->store, no_faults));
+  ASSERT_TRUE(manager_->components.open(no_faults));
   ASSERT_TRUE(manager_->events.open(no_faults));
   ASSERT_TRUE(manager_->collected.open(no_faults));
+  load_components(*manager_, [](bool loaded) { ASSERT_TRUE(loaded); });
 }
 
 void ManagerTest::restart() {

@@ -158,6 +158,33 @@ TEST_F(RouterTest, LocksExcludeAndEndWithTheirSession) {
   EXPECT_EQ(0u, lock(2, 1).error);
 }
 
+// Its messages are answered at once or when the components are there, in the order in which they came.
+TEST_F(RouterTest, WhatNeedsAComponentWaitsUntilAllAreThere) {
+  expect({{"5 1=node 8=r1", "0; node:r1 10.7.8.0 = r1"}});
+  manager_.emplace(loop_, settings_, test::work_dir() + "/data");
+  ASSERT_TRUE(manager_->components.open([](const auto&...) { ADD_FAILURE(); }));
+  std::string answers;
+  const auto send = [&](const Message& sent, std::uint32_t session) {
+    route(*manager_, {session, sent, [&answers, session](const Reply& reply) {
+                        answers += std::to_string(session) + ':' + std::to_string(reply.error) + ' ';
+                      }});
+  };
+  send({.type = 1, .command = 14, .data = bytes_of(text("node:r1") + word(0))}, 7);
+  send(message("6 1=node 8=r1"), 1);
+  send(message("5 1=node 8=r2"), 2);
+  send(message("get node:r1 11.1.1.0"), 3);
+  send(message("set node:r2 11.5.2.0 161"), 4);
+  send({.type = 1, .command = 10, .data = bytes_of("prog")}, 5);
+  EXPECT_EQ("5:0 ", answers);
+  manager_->end_session(2);
+  manager_->end_session(7);
+  load_components(*manager_, [&](bool loaded) { answers += loaded ? "loaded " : "failed "; });
+  loop_.restart();
+  loop_.poll();
+  EXPECT_EQ("5:0 loaded 1:0 3:84 4:84 ", answers);
+  EXPECT_EQ("0", ask("5 1=node 8=r3").substr(0, 1));
+}
+
 TEST_F(RouterTest, CollectedDataGrowsToItsLimitAndStaysThere) {
   settings_.max_data = 60;
   restart();
