@@ -21,10 +21,14 @@ Daemon::Daemon() {
   start();
 }
 
-void Daemon::start() {
+void Daemon::launch() {
   static int starts = 0;  // each start has a log of its own
   log_file_ = system_root() + "/oxmgrd" + std::to_string(++starts) + ".log";
   process_ = start_program({"oxmgrd", "--foreground"}, log_file_, true);
+}
+
+void Daemon::start() {
+  launch();
   const auto end = std::chrono::steady_clock::now() + patience;
   while (log().find("serving the installation") == std::string::npos) {
     if (!process_.running() || std::chrono::steady_clock::now() > end) throw std::runtime_error("oxmgrd: " + log());

@@ -14,6 +14,7 @@ class Daemon {
   Daemon();
 
   void start();
+  void launch();  // does not wait until it serves
   void kill() { process_.kill(); }
   // By force, or in order.
   void lose(bool by_force) {

@@ -7,16 +7,19 @@
 #include <set>
 #include <thread>
 
-#include <oxbase/oxa.h>
-#include <oxbase/oxe.h>
+#include <oxbase/oxbase.h>
 
-#include "access/session.h"
 #include "tests/road/daemon.h"
+#include "tests/support/installation.h"
 #include "tests/support/system_root.h"
 #include "tests/support/test.h"
+#include "tests/support/udp_socket.h"
 
 namespace ox::test {
 namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
 constexpr char port[] = "11.5.2.0";
 const std::string no_component = "no component";
@@ -28,26 +31,60 @@ int kills() {
   return wanted != nullptr ? std::atoi(wanted) : 20;
 }
 
+struct List {
+  explicit List(std::uint32_t count) : first(oxdAlloc(count)) {}
+  ~List() { (void)oxdFree(first); }
+  List(const List&) = delete;
+  List& operator=(const List&) = delete;
+  // The next node.
+  void add(const char* path, const std::string& text, std::uint32_t type = OX_DISPLAYSTRING) {
+    at = at == nullptr ? first : oxdNext(at);
+    (void)oxdSetAmibName(at, path);
+    (void)oxdSetValueByStr(at, type, text.c_str());
+  }
+  dnode* first;
+  dnode* at = nullptr;
+};
+
+// The number of an event of this test: all of its memo, or what stands behind the identifier of a trap's value.
+int number_of(const evmsg* event) {
+  const char* memo = "";
+  (void)oxeEvmsgGetMemo(event, &memo);
+  const std::string text = memo;
+  return std::atoi(text.c_str() + text.rfind('=') + 1);
+}
+
+void OX_CALL on_disconnect(std::uint32_t, OX_RESULT, std::uint32_t) {}
+
 class KillTest : public testing::Test {
  protected:
-  void TearDown() override { session().close(); }
+  void SetUp() override {
+    lay_down_installation();
+    write_file(work_dir() + "/conf/oxmgrd.cf",
+               "TrapAddress:\t127.0.0.1\nTrapPort:\t" + std::to_string(trap_port_) + "\nTrapRepeatWindow:\t0\n");
+  }
 
-  std::string component() { return "k" + std::to_string(random_() % 20); }
-  // One change; what it makes of its component when it is answered with 0. False when nobody answers.
+  // One change. False when nobody answers.
   bool change() {
-    const std::string name = component();
+    (void)oxaDispatch(0);
+    const std::string name = "k" + std::to_string(random() % 20);
     const std::string& now = known_.try_emplace(name, no_component).first->second;
-    switch (random_() % 4) {
+    switch (random() % 6) {
       case 0:
         return note(name, manage(5, name), now == no_component ? no_value : now);
       case 1:
         return note(name, manage(6, name), no_component);
       case 2:
         return send();
+      case 3:
+        return inform();
+      case 4:
+        return append();
       default:
-        return set(name, static_cast<std::int32_t>(random_() % 60000));
+        return set(name, static_cast<std::int32_t>(random() % 60000));
     }
   }
+  void open_wait() { ASSERT_EQ(0u, oxeEventWaitOpenEx("kills", &on_events, this, &wait_)); }
   void expect_all_there() {
     for (const auto& [name, value] : known_) {
       const std::string found = read(name);
@@ -56,11 +93,15 @@ class KillTest : public testing::Test {
     }
     if (!uncertain_.empty()) known_[uncertain_] = read(uncertain_);
     uncertain_.clear();
+    expect_records();
     expect_events();
     for (const auto& file : std::filesystem::directory_iterator(work_dir() + "/data")) {
       EXPECT_EQ(std::string::npos, file.path().filename().string().find(".db.")) << file.path() << " was set aside";
     }
   }
+  [[nodiscard]] std::size_t delivered() const { return delivered_.size(); }
+  [[nodiscard]] std::uint32_t records() const { return records_; }
+  unsigned random() { return static_cast<unsigned>(random_()); }
 
  private:
   // What is refused changes nothing: a component that is there already, or is not.
@@ -74,28 +115,31 @@ class KillTest : public testing::Test {
     return answered;
   }
   static OX_RESULT manage(std::uint32_t code, const std::string& name) {
-    dnode* list = oxdAlloc(2);
-    (void)oxdSetAmibName(list, "10.7.1.0");
-    (void)oxdSetText(list, "node");
-    (void)oxdSetAmibName(oxdNext(list), "10.7.8.0");
-    (void)oxdSetText(oxdNext(list), name.c_str());
+    List list(2);
+    list.add("10.7.1.0", "node");
+    list.add("10.7.8.0", name);
     dnode* answer = nullptr;
-    const OX_RESULT result = oxaMgmtControl(nullptr, code, list, &answer);
-    (void)oxdFree(list);
+    const OX_RESULT result = oxaMgmtControl(nullptr, code, list.first, &answer);
     (void)oxdFree(answer);
     return result;
   }
   bool set(const std::string& name, std::int32_t value) {
-    dnode* list = oxdAlloc(1);
-    (void)oxdSetCompType(list, "node");
-    (void)oxdSetCompName(list, name.c_str());
-    (void)oxdSetAmibName(list, port);
-    (void)oxdSetLong(list, value);
+    List list(1);
+    list.add(port, std::to_string(value), OX_INTEGER);
+    (void)oxdSetCompType(list.first, "node");
+    (void)oxdSetCompName(list.first, name.c_str());
     dnode* answer = nullptr;
-    const OX_RESULT result = oxaSet(nullptr, 0, 20, list, &answer);
-    (void)oxdFree(list);
+    const OX_RESULT result = oxaSet(nullptr, 0, 20, list.first, &answer);
     (void)oxdFree(answer);
     return note(name, result, known_[name] == no_component ? no_component : std::to_string(value));
+  }
+  bool append() {
+    List list(1);
+    list.add(port, "161", OX_INTEGER);
+    const OX_RESULT result = oxaDataAppend(nullptr, 1, 2, "dataEnt:k", "values", list.first);
+    if (result == OX_OK) ++records_;
+    unanswered_record_ = result != OX_OK;
+    return result == OX_OK;
   }
   bool send() {
     std::uint32_t handle = 0;
@@ -107,6 +151,40 @@ class KillTest : public testing::Test {
     if (answered) events_.insert(sent_);
     return answered && oxeEventClose(handle) == OX_OK;
   }
+  // True also without an answer: the next change tells whether somebody is there.
+  bool inform() {
+    List list(1);
+    list.add("1.3.6.1.4.1.64312.2.1", std::to_string(++sent_), OX_INTEGER);
+    unsigned char community[] = "public";
+    char enterprise[] = "1.3.6.1.4.1.64312.2";
+    oxsSnmpTrap trap{};
+    trap.version = OXS_V2C;
+    trap.community = community;
+    trap.communityLength = 6;
+    trap.pduType = OXS_TRAP2;
+    trap.enterprise = enterprise;
+    trap.genericTrap = 6;
+    trap.bindings = list.first;
+    trap.requestId = static_cast<std::uint32_t>(sent_);
+    void* bytes = nullptr;
+    std::uint32_t size = 0;
+    EXPECT_EQ(0u, oxsSnmpTrapEncode(&trap, &bytes, &size));
+    std::string inform(static_cast<const char*>(bytes), size);
+    inform[inform.find('\xA7')] = '\xA6';
+    (void)oxcMemFree(bytes);
+    agent_.send(inform, trap_port_);
+    for (std::uint32_t answered = 0; answered != trap.requestId;) {
+      const std::string datagram = agent_.receive(milliseconds(500));
+      if (datagram.empty()) return true;
+      oxsSnmpMessage answer{};
+      EXPECT_EQ(0u, oxsSnmpDecode(datagram.data(), static_cast<std::uint32_t>(datagram.size()), &answer));
+      answered = answer.requestId;
+      events_.insert(static_cast<int>(answered));
+      (void)oxsSnmpFree(&answer);
+    }
+    return true;
+  }
+
   static std::string read(const std::string& name) {
     dnode* list = nullptr;
     const OX_RESULT result = oxaGet(nullptr, ("node:" + name).c_str(), port, nullptr, 0, 20, &list);
@@ -115,54 +193,97 @@ class KillTest : public testing::Test {
     (void)oxdFree(list);
     return text;
   }
+  // All records are of one size.
+  void expect_records() {
+    std::uint32_t bytes = 0;
+    const OX_RESULT result = oxaDataGetSize(nullptr, "dataEnt:k", "values", &bytes);
+    EXPECT_TRUE(result == OX_OK || (result == OX_ENOTFOUND && records_ == 0)) << result;
+    if (record_size_ == 0 && records_ != 0) record_size_ = bytes / (records_ + (bytes % records_ != 0 ? 1 : 0));
+    const std::uint32_t found = record_size_ != 0 ? bytes / record_size_ : 0;
+    EXPECT_TRUE(found == records_ || (unanswered_record_ && found == records_ + 1)) << found << ", not " << records_;
+    EXPECT_EQ(bytes, found * record_size_);
+    records_ = found;
+    unanswered_record_ = false;
+  }
+  // Then all are deleted from the log: none may come back.
   void expect_events() {
     evmsg* list = nullptr;
     const OX_RESULT result = oxeEvlogGet(nullptr, nullptr, &list);
     EXPECT_TRUE(result == OX_OK || (result == OX_ENOTFOUND && events_.empty())) << result;
     std::set<int> found;
-    std::set<std::uint32_t> ids;
     for (const evmsg* event = list; event != nullptr; event = oxeEvmsgNext(event)) {
-      const char* memo = "";
       std::uint32_t id = 0;
-      (void)oxeEvmsgGetMemo(event, &memo);
       (void)oxeEvmsgGetSndId(event, &id);
-      found.insert(std::atoi(memo));
-      EXPECT_TRUE(ids.insert(id).second) << "number " << id << " was given twice";
+      found.insert(number_of(event));
+      EXPECT_TRUE(ids_.insert(id).second) << "number " << id << " was given twice, or its event is there again";
+    }
+    const auto all_in = [this](const std::set<int>& there) {
+      return std::includes(there.begin(), there.end(), events_.begin(), events_.end());
+    };
+    EXPECT_TRUE(all_in(found)) << found.size() << " of " << events_.size() << " events";
+    const auto end = Clock::now() + std::chrono::seconds(20);
+    while (!all_in(delivered_) && Clock::now() < end) (void)oxaDispatch(50);
+    EXPECT_TRUE(all_in(delivered_)) << delivered_.size() << " of " << events_.size() << " deliveries";
+    EXPECT_TRUE(list == nullptr || oxeEvlogDelete(nullptr, 0, list) == OX_OK);
+    (void)oxeEvmsgFree(list);
+    events_.clear();
+  }
+  static OX_RESULT OX_CALL on_events(void*, std::uint32_t, void* test, evmsg* list, OX_RESULT) {
+    for (const evmsg* event = list; event != nullptr; event = oxeEvmsgNext(event)) {
+      const int number = number_of(event);
+      EXPECT_TRUE(static_cast<KillTest*>(test)->delivered_.insert(number).second || number == 0)
+          << number << " was delivered twice";
     }
     (void)oxeEvmsgFree(list);
-    EXPECT_TRUE(std::includes(found.begin(), found.end(), events_.begin(), events_.end()))
-        << found.size() << " of " << events_.size() << " events";
+    return OX_OK;
   }
 
   std::minstd_rand random_{static_cast<unsigned>(std::random_device()())};
   std::map<std::string, std::string> known_;  // by component
   std::string uncertain_;                     // the component whose change nobody has answered for
   std::string uncertain_value_;
-  std::set<int> events_;
+  std::uint32_t records_ = 0;
+  std::uint32_t record_size_ = 0;
+  bool unanswered_record_ = false;
+  std::set<int> events_;  // that were answered for
+  std::set<std::uint32_t> ids_;
+  std::set<int> delivered_;
   int sent_ = 0;
-
- protected:
-  auto random() { return random_(); }
+  void* wait_ = nullptr;
+  UdpSocket agent_;
+  const std::uint16_t trap_port_ = UdpSocket().port();
 };
 
 TEST_F(KillTest, NothingThatWasAnsweredForIsLost) {
   Daemon daemon;
+  auto longest = milliseconds(0);
   for (int round = 0; round < kills(); ++round) {
     SCOPED_TRACE(round);
-    ASSERT_EQ(0u, oxaInit(nullptr));
+    ASSERT_EQ(0u, oxaInit(&on_disconnect));
+    if (round == 0) open_wait();
     std::thread killer([&, wait = random() % 100] {
-      std::this_thread::sleep_for(std::chrono::milliseconds(wait));
+      std::this_thread::sleep_for(milliseconds(wait));
       daemon.kill();
     });
     while (change()) {
     }
     killer.join();
-    session().close();
+    while (oxaDispatch(0) == OX_OK) {  // until the loss has been told
+    }
+    if (round % 4 == 3) {
+      daemon.launch();
+      std::this_thread::sleep_for(milliseconds(random() % 30));
+      daemon.kill();
+    }
+    const auto before = Clock::now();
     daemon.start();
-    ASSERT_EQ(0u, oxaInit(nullptr));
+    longest = std::max(longest, std::chrono::duration_cast<milliseconds>(Clock::now() - before));
+    ASSERT_EQ(0u, oxaInit(&on_disconnect));
     expect_all_there();
-    session().close();
+    if (HasFatalFailure() || HasNonfatalFailure()) break;
   }
+  std::printf("%d kills, the longest start %lld ms; %zu events and %u records there\n", kills(),
+              static_cast<long long>(longest.count()), delivered(), records());
 }
 
 }  // namespace
