@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 
 #include <oxbase/oxtypes.h>
+
+#include "common/line_reader.h"
 
 namespace ox::amib {
 
@@ -23,19 +23,11 @@ class LineFile {
   // runtime's error when reading fails.
   OX_RESULT next(char*& line);
 
-  [[nodiscard]] std::uint32_t line_number() const noexcept { return number_; }
+  [[nodiscard]] std::uint32_t line_number() const noexcept { return lines_.number(); }
 
  private:
-  struct Close {
-    void operator()(std::FILE* file) const noexcept { (void)std::fclose(file); }
-  };
-
-  std::unique_ptr<std::FILE, Close> file_;
-  void skip_rest();
-
-  std::uint32_t number_ = 0;
-  bool whole_ = true;  // the last line has been read to its end
-  char line_[8194];
+  OwnedFile file_;
+  LineReader<8194> lines_;
 };
 
 }  // namespace ox::amib

@@ -163,27 +163,22 @@ class TrapFile {
 
   // The rest of a line that is too long is dropped: read as a line of its own it could pass for another field.
   bool read_line(std::FILE* file) {
-    if (std::fgets(text_, sizeof text_, file) == nullptr) return false;
-    ++line_;
-    std::size_t size = std::strlen(text_);
-    if (size == line_limit && text_[size - 1] != '\n') {
-      bool cut = false;
-      for (int next = std::getc(file); next != EOF && next != '\n'; next = std::getc(file)) cut = cut || next != '\r';
-      if (cut) fault(line_, OX_ELINELONG, "");
-    }
-    if (size != 0 && text_[size - 1] == '\n') --size;
-    if (size != 0 && text_[size - 1] == '\r') --size;
-    text_[size] = '\0';
+    if (!line_.read(file)) return false;
+    if (line_.skip_rest(file)) fault(line_.number(), OX_ELINELONG, "");
+    std::size_t size = line_.size();
+    if (size != 0 && line_.text()[size - 1] == '\n') --size;
+    if (size != 0 && line_.text()[size - 1] == '\r') --size;
+    line_.text()[size] = '\0';
     return true;
   }
 
   // Only memory running out is a failure.
   [[nodiscard]] OX_RESULT take_line() {
     Line line{};
-    const OX_RESULT result = split(text_, line);
+    const OX_RESULT result = split(line_.text(), line);
     if (result != OX_OK) {
       OX_TRACE(trace::platform, "<X:oxcTrToken([%d],%s,%s)>\n", result, line.key, line.value);
-      if (line.key[0] != '#') fault(line_, result, line.key);
+      if (line.key[0] != '#') fault(line_.number(), result, line.key);
       return OX_OK;
     }
     if (line.key == first_key) return begin(line.value);
@@ -192,14 +187,14 @@ class TrapFile {
     const bool meant = line.key[0] != '\0' && line.key[0] != '#';
     const bool known = field != fields.end() || std::find(std::begin(remarks), std::end(remarks),
                                                           std::string_view(line.key)) != std::end(remarks);
-    if (meant && !(known && tag_)) fault(line_, known ? OX_ESYNTAX : OX_EKEYWORD, line.key);
+    if (meant && !(known && tag_)) fault(line_.number(), known ? OX_ESYNTAX : OX_EKEYWORD, line.key);
     return OX_OK;
   }
 
   [[nodiscard]] OX_RESULT store(const Field& field, const Line& line) {
     const OX_RESULT result = field.store(*tag_, line.value);
     if (result == OX_ENOMEM) return result;
-    if (result != OX_OK) fault(line_, result, line.key);
+    if (result != OX_OK) fault(line_.number(), result, line.key);
     given_ |= field.given;
     return OX_OK;
   }
@@ -212,8 +207,8 @@ class TrapFile {
     tag_->severity = 1;
     tag_->logging = 1;  // an event that nobody finds in the log must be meant
     tag_->userDefined = user_ ? 1 : 0;
-    tag_->line = line_;
-    if (!is_identifier(enterprise)) fault(line_, OX_EAMIBNAME, enterprise);
+    tag_->line = line_.number();
+    if (!is_identifier(enterprise)) fault(line_.number(), OX_EAMIBNAME, enterprise);
     const OX_RESULT result = set_tag_text(tag_->enterprise, enterprise);
     return result == OX_OK ? set_tag_text(tag_->file, path_) : result;
   }
@@ -231,8 +226,7 @@ class TrapFile {
   oxcTrConf& list_;
   const TrapFaults& faults_;
   bool user_ = false;
-  char text_[line_limit + 1] = {};
-  std::uint32_t line_ = 0;
+  LineReader<line_limit + 1> line_;
   tag_ptr tag_;
   unsigned given_ = 0;
 };

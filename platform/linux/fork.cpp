@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cassert>
 #include <cstddef>
+#include <cstdlib>
 #include <new>
 
 namespace ox::platform {
@@ -18,7 +18,7 @@ class Members {
  public:
   void add(Member member) noexcept {
     const std::size_t index = count_.fetch_add(1);
-    assert(index < members_.size());
+    if (index >= members_.size()) std::abort();  // when the library is loaded: one more place is needed
     members_[index].store(member);
   }
   [[nodiscard]] std::size_t count() const noexcept { return std::min(count_.load(), members_.size()); }
