@@ -8,6 +8,8 @@
 namespace ox::amib {
 namespace {
 
+using test::error_position;
+
 class EnumerationTest : public test::SmallTreeTest {
  protected:
   static OX_RESULT read(std::string_view text, EnumTable& table) {

@@ -9,7 +9,7 @@
 namespace ox::amib {
 namespace {
 
-using test::inner, test::leaf, test::TreeTest;
+using test::error_position, test::inner, test::leaf, test::TreeTest;
 
 class LoaderTest : public TreeTest {
  protected:

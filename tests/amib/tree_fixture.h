@@ -7,8 +7,8 @@
 #include <oxbase/oxc.h>
 #include <oxbase/oxf.h>
 
+#include "tests/support/faults.h"
 #include "tests/support/system_root.h"
-#include "tests/support/test.h"
 
 namespace ox::test {
 
@@ -36,17 +36,6 @@ inline constexpr std::string_view small_tree =
 // What follows name and number in a line.
 inline const std::string inner = " AMIBNONE not-accessible NULL-ACS\n";
 inline const std::string leaf = " INTEGER read-only CONF-ACS\n";
-
-// The faults that the library has told: "name:line code subject", one a line.
-struct Told {
-  std::string text;
-
-  static void OX_CALL note(void* told, const char* path, uint32_t line, OX_RESULT code, const char* subject) {
-    const std::string name = std::string(path).substr(std::string_view(path).find_last_of("/\\") + 1);
-    static_cast<Told*>(told)->text +=
-        name + ":" + std::to_string(line) + " " + std::to_string(code) + " " + subject + "\n";
-  }
-};
 
 // A list of files for the calls that take one.
 class FileEntries {
@@ -93,15 +82,6 @@ class TreeTest : public testing::Test {
   static OX_RESULT entry_result(const char* path) {
     uint32_t found = 0;
     return oxbEntry(path, &found);
-  }
-  // "name:line" of the thread's error position, "" without one.
-  static std::string error_position() {
-    const char* file = nullptr;
-    uint32_t line = 0;
-    EXPECT_EQ(0u, oxfGetErrorFile(&file, &line));
-    if (file == nullptr) return {};
-    const std::string path = file;
-    return path.substr(path.find_last_of("/\\") + 1) + ":" + std::to_string(line);
   }
 };
 

@@ -6,6 +6,7 @@
 
 #include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/faults.h"
 #include "tests/support/given.h"
 #include "tests/support/registry.h"
 #include "tests/support/system_root.h"
@@ -204,17 +205,14 @@ TEST_F(TrapDefinitions, ACheckNamesEveryFault) {
       "Summary \"open\nSample 30\nEnterprise 1.3\nSummary " +
       std::string(1021, 'x') + "\nEventID 1.5\nTimeStamp 1 2\nGenericCode:\t1\n";
   write_file(path_of("a.def"), text);
-  std::string faults;
-  const auto note = [](void* all, const char* path, uint32_t line, OX_RESULT code, const char* subject) {
-    EXPECT_EQ(path_of("a.def"), path);
-    *static_cast<std::string*>(all) += std::to_string(line) + ":" + std::to_string(code) + ":" + subject + " ";
-  };
-  EXPECT_EQ(0u, oxcTrCheckFile(path_of("a.def").c_str(), note, &faults));
+  Told told;
+  EXPECT_EQ(0u, oxcTrCheckFile(path_of("a.def").c_str(), Told::note, &told));
   EXPECT_EQ(
-      "1:4:Severity 3:125:.1.3 4:70:GenericCode 5:88:SpecificCode 6:88:Severity 7:77:Sevrity 8:68:Summary 11:87: "
-      "12:70:EventID 13:70:TimeStamp 14:77:GenericCode: 10:195:GenericCode 10:195:SpecificCode 10:195:Severity ",
-      faults);
-  EXPECT_EQ(142u, oxcTrCheckFile(path_of("none.def").c_str(), note, &faults));
+      "a.def:1 4 Severity\na.def:3 125 .1.3\na.def:4 70 GenericCode\na.def:5 88 SpecificCode\na.def:6 88 Severity\n"
+      "a.def:7 77 Sevrity\na.def:8 68 Summary\na.def:11 87 \na.def:12 70 EventID\na.def:13 70 TimeStamp\n"
+      "a.def:14 77 GenericCode:\na.def:10 195 GenericCode\na.def:10 195 SpecificCode\na.def:10 195 Severity\n",
+      told.text);
+  EXPECT_EQ(142u, oxcTrCheckFile(path_of("none.def").c_str(), Told::note, &told));
 }
 
 TEST_F(TrapDefinitions, EveryAllocationMayFail) {
