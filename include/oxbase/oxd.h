@@ -191,6 +191,92 @@ OX_API const char* OX_CALL oxdDnodeToStr(const char* format, dnode* node);
 OX_API OX_RESULT OX_CALL oxdPrint(const char* format, dnode* list);
 OX_API OX_RESULT OX_CALL oxdPrintLog(const char* format, dnode* list);
 
+/* ---- Collected data ---------------------------------------------------------------------------------------------
+ * A matrix of values over four axes: components, attributes, indexes, times. It travels as items.
+ */
+
+/* Kinds of items: an entry of an axis, a value. */
+enum { OXD_MATRIX_COMPONENT = 1, OXD_MATRIX_AMIB = 2, OXD_MATRIX_TIME = 3, OXD_MATRIX_INDEX = 4, OXD_MATRIX_CELL = 5 };
+
+typedef struct oxdMatrixItem {
+  struct oxdMatrixItem* next; /* the Queue links of a matrix's cells */
+  struct oxdMatrixItem* prev;
+  uint32_t kind;
+  uint32_t number;    /* of an axis entry: its place on the axis, from 0 */
+  uint32_t component; /* of a cell: its places on the axes */
+  uint32_t amib;
+  uint32_t index;
+  uint32_t time;
+  uint32_t timeValue; /* of a time entry: seconds since 1970 */
+  uint32_t type;      /* of a cell: value type, and the status word, in which a gap has its reason */
+  uint32_t status;
+  uint32_t length; /* bytes of data */
+  void* data;      /* an axis entry's text, a cell's value in its stored form */
+} oxdMatrixItem;
+
+/*
+ * Encodes an item into a new block, which the caller releases with oxcMemFree.
+ * Returns 0; 195 for an unknown kind; 1 for a null argument, no data, or more than 65535 bytes of them; 3.
+ */
+OX_API OX_RESULT OX_CALL oxdMatrixEncode(const oxdMatrixItem* item, void** buffer, uint32_t* length);
+
+/*
+ * Decodes the first item of the data into a new one, which is released with oxdMatrixItemFree; *used receives the bytes
+ * it took. Returns 0; 1 for an unknown kind, data that end too early, a text without terminator, and a cell whose two
+ * lengths differ; 1 for a null argument; 3.
+ */
+OX_API OX_RESULT OX_CALL oxdMatrixDecode(const void* data, uint32_t length, oxdMatrixItem** item, uint32_t* used);
+OX_API OX_RESULT OX_CALL oxdMatrixItemFree(oxdMatrixItem* item); /* 0, also for null */
+
+typedef struct oxdMatrixTexts {
+  char** texts;
+  uint32_t count;
+  uint32_t room;
+} oxdMatrixTexts;
+
+typedef struct oxdMatrix {
+  oxdMatrixTexts components;
+  oxdMatrixTexts amibs;
+  oxdMatrixTexts indexes;
+  uint32_t* times; /* seconds since 1970 */
+  uint32_t timeCount;
+  uint32_t timeRoom;
+  uint32_t timeNumber;   /* the number that the first of the times came with */
+  uint32_t timeBase;     /* a cell's time number that is the first of this matrix's times */
+  oxdMatrixItem* cells;  /* Queue: all of them, also those that are nowhere on the axes */
+  oxdMatrixItem** table; /* of ((c * amibs + a) * indexes + i) * times + t; null: no value, or no table */
+} oxdMatrix;
+
+OX_API oxdMatrix* OX_CALL oxdMatrixAlloc(void);            /* an empty one; null when memory runs out */
+OX_API OX_RESULT OX_CALL oxdMatrixFree(oxdMatrix* matrix); /* releases all of it; 0, also for null */
+
+/*
+ * Appends encoded items: axis entries to their axes, cells to the queue. A table goes: oxdTableSet makes it anew.
+ * Returns 0; the codes of oxdMatrixDecode, with the items before in place; 1 for a null matrix.
+ */
+OX_API OX_RESULT OX_CALL oxdMatrixAdd(oxdMatrix* matrix, const void* data, uint32_t length);
+
+/*
+ * Makes the table of cells, where timeBase is the time number of the matrix's first time. A cell outside the axes has
+ * no place in it; of two cells at one place the last one has it. Returns 0; 3, with the table as it was, also for a
+ * size that no memory has; 1 for a null matrix.
+ */
+OX_API OX_RESULT OX_CALL oxdTableSet(oxdMatrix* matrix, uint32_t timeBase);
+OX_API OX_RESULT OX_CALL oxdTableFree(oxdMatrix* matrix); /* 0, also without a table; 1 for null */
+
+/* Length of an axis, named by the kind of its entries; one of its texts; one of its times; a cell by its places on this
+ * matrix's axes, and its value as display text. Texts and cells are the matrix's own; the display text is in a buffer
+ * of the thread. Return 0; 1 for a null argument, another kind, a place outside; 122 where there is no value; of the
+ * display text also 61 and 3.
+ */
+OX_API OX_RESULT OX_CALL oxdMatrixGetLength(const oxdMatrix* matrix, uint32_t kind, uint32_t* length);
+OX_API OX_RESULT OX_CALL oxdMatrixGetText(const oxdMatrix* matrix, uint32_t kind, uint32_t place, const char** text);
+OX_API OX_RESULT OX_CALL oxdMatrixGetTime(const oxdMatrix* matrix, uint32_t place, uint32_t* seconds);
+OX_API OX_RESULT OX_CALL oxdMatrixGetCell(const oxdMatrix* matrix, uint32_t component, uint32_t amib, uint32_t index,
+                                          uint32_t time, const oxdMatrixItem** cell);
+OX_API OX_RESULT OX_CALL oxdMatrixGetCellText(const oxdMatrix* matrix, uint32_t component, uint32_t amib,
+                                              uint32_t index, uint32_t time, const char** text);
+
 #ifdef __cplusplus
 }
 

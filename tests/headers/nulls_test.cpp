@@ -38,7 +38,7 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
        "oxcFree oxcMemFree oxcTrFreeConf oxcTrFreeTag oxdFree oxeEvfltFree oxeEvmsgFree oxfClrConfent "
        "oxfDestroyFileList oxfFileListFree oxsSnmpFree oxsSnmpTrapFree oxcZoneFree oxcmdScheduleFree oxcmdSchTimeFree "
        "oxcmdCalenderFree oxcmdStrToSchedule oxcmdEntryFree oxcmdEntryListClose oxlFreeLogEntry "
-       "oxlLogEntryListClose "
+       "oxlLogEntryListClose oxdMatrixFree oxdMatrixItemFree "
        "oxcMemDebugListOut oxcMemDumpLog "
        "oxcMemDumpLogForICMP oxcMemDumpLogForRMGR oxcMemDumpLogForSNMP oxcMemDumpLogForSNMPTrap oxdPrint oxdPrintLog "
        "oxeEvfltMatch oxcVersionCmp oxcStrcat oxcStrcpy oxcPerror oxcPerrorMsgBox oxcPerrorMsgBox2 oxcApDataReceive "
