@@ -1,6 +1,7 @@
 #include "entries/component.h"
 
 #include <cstring>
+#include <utility>
 
 #include "data/value_texts.h"
 
@@ -9,6 +10,7 @@ namespace {
 
 constexpr char type_path[] = "10.7.1.0";
 constexpr char name_path[] = "10.7.8.0";
+constexpr char relation_path[] = "10.7.4.0";
 
 char added_name[name_limit];
 
@@ -57,6 +59,37 @@ OX_RESULT delete_component(std::uint32_t code, const char* manager, const Compon
 OX_RESULT manage(std::uint32_t code, const char* manager, const Nodes& nodes) {
   dnode_ptr answer;
   return manage(code, manager, nodes, answer);
+}
+
+OX_RESULT manage_two(std::uint32_t code, const char* manager, const char* relation, const Component& from,
+                     const Component& to) {
+  Nodes nodes;
+  OX_RESULT result = relation != nullptr ? nodes.add(relation_path, relation) : OX_RESULT{OX_OK};
+  const std::pair<const char*, const char*> ends[] = {
+      {"10.7.2.0", from.type}, {"10.7.9.0", from.name}, {"10.7.3.0", to.type}, {"10.7.10.0", to.name}};
+  for (const auto& [path, text] : ends) {
+    if (result == OX_OK) result = nodes.add(path, text);
+  }
+  return result != OX_OK ? result : manage(code, manager, nodes);
+}
+
+OX_RESULT get_related(const char* manager, const char* relation, const Component& component, dnode_ptr& answer) {
+  constexpr std::uint32_t query = 10;
+  Nodes nodes;
+  OX_RESULT result = nodes.add(relation_path, relation);
+  if (result == OX_OK) result = name_component(component, nodes);
+  if (result == OX_OK) result = nodes.add("10.7.7.0");
+  if (result == OX_OK) result = manage(query, manager, nodes, answer);
+  return result == OX_OK && !answer ? OX_RESULT{OX_ENOTFOUND} : result;
+}
+
+OX_RESULT related_name(const dnode& node, const char* type, const char*& name) noexcept {
+  name = nullptr;
+  const char* text = nullptr;
+  const std::size_t length = std::strlen(type);
+  if (const OX_RESULT result = data::display_text(node, text)) return result == OX_ENOMEM ? result : OX_RESULT{OX_OK};
+  if (std::strncmp(text, type, length) == 0 && text[length] == ':') name = text + length + 1;
+  return OX_OK;
 }
 
 }  // namespace ox::entries

@@ -15,6 +15,10 @@ inline constexpr std::uint32_t add_command = 39;
 inline constexpr std::uint32_t delete_command = 6;
 inline constexpr std::uint32_t set_command = 41;
 
+inline constexpr std::uint32_t add_relation = 8;
+inline constexpr std::uint32_t remove_relation = 9;
+inline constexpr std::uint32_t copy_collected = 200;  // the binary values of one data entry into another
+
 inline constexpr char entry_name_path[] = "10.7.30.0";  // whose attributes a management request writes
 
 // Adds a component: of the given name, or for null of one that the manager makes. Its name stands in a buffer of the
@@ -25,6 +29,18 @@ inline constexpr char entry_name_path[] = "10.7.30.0";  // whose attributes a ma
 
 // 0; 195 for a null type or name; the errors of oxaMgmtControl.
 [[nodiscard]] OX_RESULT delete_component(std::uint32_t code, const char* manager, const Component& component);
+
+// Manages two components by a relation, or without one: adds it, removes it, copies from one to the other.
+[[nodiscard]] OX_RESULT manage_two(std::uint32_t code, const char* manager, const char* relation, const Component& from,
+                                   const Component& to);
+
+// The components that are related to one. 0 and an answer, which related_name() reads; 122 none.
+[[nodiscard]] OX_RESULT get_related(const char* manager, const char* relation, const Component& component,
+                                    dnode_ptr& answer);
+
+// The name of a related component when it is of that type, else null; it stands in the thread's buffer of display
+// texts. 0; 3.
+[[nodiscard]] OX_RESULT related_name(const dnode& node, const char* type, const char*& name) noexcept;
 
 // Sends a management request whose answer is its result alone.
 [[nodiscard]] OX_RESULT manage(std::uint32_t code, const char* manager, const Nodes& nodes);

@@ -1,13 +1,11 @@
 // The title of a copy.
 #pragma once
 
-#include <string>
+#include "entries/requests.h"
 
 namespace ox::entries {
 
-// "title(copy)", the word in katakana of code page 932.
-[[nodiscard]] inline std::string copied_title(const char* title) {
-  return std::string(title) + "(\x83\x52\x83\x73\x81\x5B)";
-}
+// Appends "title(copy)" of a node's title, the word in katakana of code page 932; nothing when it has no text. 0; 3.
+[[nodiscard]] OX_RESULT add_copied_title(const dnode& node, Nodes& nodes);
 
 }  // namespace ox::entries

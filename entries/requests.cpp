@@ -19,6 +19,13 @@ OX_RESULT get(const char* manager, const Component& component, const char* path,
   return result;
 }
 
+OX_RESULT get_number(const char* manager, const Component& component, const char* path, std::uint32_t seconds,
+                     std::uint32_t& number) {
+  dnode_ptr answer;
+  if (const OX_RESULT result = get(manager, component, path, 0, seconds, answer)) return result;
+  return read_number(answer.get(), number) ? OX_RESULT{OX_OK} : OX_RESULT{OX_ENOVALUE};
+}
+
 // The node gets the component's fields before it goes to the end of the list.
 OX_RESULT Nodes::append(dnode_ptr node) noexcept {
   if (component_.type != nullptr) {
@@ -37,6 +44,13 @@ OX_RESULT Nodes::add_value(const char* path, std::uint32_t type, std::uintptr_t 
   if (!node) return OX_ENOMEM;
   OX_RESULT result = data::set_amib_path(*node, path);
   if (result == OX_OK) result = data::set_value(*node, type, value, 0);
+  return result != OX_OK ? result : append(std::move(node));
+}
+
+OX_RESULT Nodes::add(const char* path) noexcept {
+  dnode_ptr node = data::make_dnode();
+  if (!node) return OX_ENOMEM;
+  const OX_RESULT result = data::set_amib_path(*node, path);
   return result != OX_OK ? result : append(std::move(node));
 }
 

@@ -28,6 +28,10 @@ struct Component {
 [[nodiscard]] OX_RESULT get(const char* manager, const Component& component, const char* path, std::uint32_t options,
                             std::uint32_t seconds, dnode_ptr& answer);
 
+// Reads one number. 0; 32 for an answer that is none; as get().
+[[nodiscard]] OX_RESULT get_number(const char* manager, const Component& component, const char* path,
+                                   std::uint32_t seconds, std::uint32_t& number);
+
 // The list of a request in the making. Where a component is given, each node names it.
 class Nodes {
  public:
@@ -37,6 +41,8 @@ class Nodes {
   // Append a text, the empty one for null; a number. 0; 3; 57, 59 for an empty type or name of the component.
   [[nodiscard]] OX_RESULT add(const char* path, const char* text) noexcept;
   [[nodiscard]] OX_RESULT add(const char* path, std::uint32_t type, std::uint32_t number) noexcept;
+  // Appends a node that has nothing but a path.
+  [[nodiscard]] OX_RESULT add(const char* path) noexcept;
   // Appends a node that has another one's path and value, and no more. 0; 3; 57, 59.
   [[nodiscard]] OX_RESULT add_copy(const dnode& node) noexcept;
 

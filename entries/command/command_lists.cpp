@@ -8,11 +8,11 @@ struct cmdEntryList : ox::entries::EntryList {};
 namespace ox::entries {
 namespace {
 
-// An answer's name of the entry: the component's, else the value, which is the name, too.
-const char* name_of(const dnode& node) noexcept {
-  const char* name = nullptr;
-  if (oxdGetCompName(&node, &name) != OX_OK) (void)data::display_text(node, name);
-  return name;
+// An answer's name of the entry: the component's, else the value, which is the name, too. Null when it has neither.
+OX_RESULT read_name(const dnode& node, const char*& name) noexcept {
+  name = nullptr;
+  if (oxdGetCompName(&node, &name) == OX_OK) return OX_OK;
+  return data::display_text(node, name) == OX_ENOMEM ? OX_RESULT{OX_ENOMEM} : OX_RESULT{OX_OK};
 }
 
 OX_RESULT open_list(const char* manager, cmdEntryList** out) {
@@ -24,9 +24,10 @@ OX_RESULT open_list(const char* manager, cmdEntryList** out) {
   list_ptr<cmdEntryList> list;
   if (const OX_RESULT failure = make_list(manager, "cmdEntryList", list)) return failure;
   for (const dnode* node = answer.get(); node != nullptr; node = oxdNext(node)) {
-    const char* const name = name_of(*node);
-    if (name == nullptr) continue;
-    if (const OX_RESULT failure = list->add(name, 0)) return failure;
+    const char* name = nullptr;
+    OX_RESULT failure = read_name(*node, name);
+    if (failure == OX_OK && name != nullptr) failure = list->add(name, 0);
+    if (failure != OX_OK) return failure;
   }
   *out = list.release();
   return OX_OK;

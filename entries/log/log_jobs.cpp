@@ -2,7 +2,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "data/value_texts.h"
 #include "entries/component.h"
 #include "entries/copied_title.h"
 #include "entries/log/log_entry.h"
@@ -22,12 +21,6 @@ OX_RESULT create(const char* manager, LogEntry** out) {
   entry.release();
   *out = made.release();
   return OX_OK;
-}
-
-OX_RESULT add_copied_title(const dnode& node, Nodes& nodes) {
-  const char* title = nullptr;
-  if (const OX_RESULT result = data::display_text(node, title)) return result == OX_ENOMEM ? result : OX_RESULT{OX_OK};
-  return nodes.add("11.14.1.0", copied_title(title).c_str());
 }
 
 // A copy does not run and has collected nothing.
@@ -74,10 +67,10 @@ OX_RESULT remove(const char* manager, const char* name) {
 
 OX_RESULT change_status(const char* manager, const char* name, std::uint32_t status) {
   if (const OX_RESULT result = check_name(name)) return result;
-  dnode_ptr answer;
-  if (const OX_RESULT result = get(manager, {log_type, name}, status_path, 0, log_seconds, answer)) return result;
   std::uint32_t present = 0;
-  if (read_number(answer.get(), present) && present == log_not_startable) return OX_ENOTSTARTABLE;
+  const OX_RESULT asked = get_number(manager, {log_type, name}, status_path, log_seconds, present);
+  if (asked != OX_OK && asked != OX_ENOVALUE) return asked;
+  if (present == log_not_startable) return OX_ENOTSTARTABLE;
   Nodes nodes({log_type, name});
   const OX_RESULT result = nodes.add(status_path, OX_INTEGER, status);
   return result != OX_OK ? result : set(manager, nodes, log_seconds);

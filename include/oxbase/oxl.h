@@ -1,5 +1,5 @@
 /*
- * Log entries: what the manager collects, how often, and how long it keeps it.
+ * Log entries: what the manager collects, how often, and how long it keeps it. Data entries: what it has collected.
  *
  * The manager keeps each log entry as a component "logEnt:name". A record mirrors its attributes: it is opened under
  * the component's lock, changed locally, and closed, which writes what has been changed in one request.
@@ -156,6 +156,110 @@ typedef void(OX_CALL* oxlErrorCallback)(uint32_t code, const char* name, uint32_
  * *handle is closed with oxaClose. On failure the callback before it stays.
  */
 OX_API OX_RESULT OX_CALL oxlInit(const char* manager, oxlErrorCallback callback, void** handle);
+
+/* ---- Data entries -----------------------------------------------------------------------------------------------
+ * Each log entry stores what it collects in data entries, components "dataEnt:name" that are related to it by
+ * "logEnt-dataEnt". Each covers a period.
+ */
+typedef struct DataEntry DataEntry;         /* opaque */
+typedef struct DataEntryList DataEntryList; /* opaque */
+
+/* Read an entry into a new record, which is released with one of the two below. 84, 122 when there is none. */
+OX_API OX_RESULT OX_CALL oxlDataEntryOpen(const char* manager, const char* name, DataEntry** record);
+OX_API OX_RESULT OX_CALL oxlGetDataEntry(const char* manager, const char* name, DataEntry** record); /* the same */
+OX_API OX_RESULT OX_CALL oxlDataEntryClose(DataEntry* record); /* 0, also for null */
+OX_API OX_RESULT OX_CALL oxlFreeDataEntry(DataEntry* record);  /* the same */
+
+/* The record's own text, null where it has none, or number. */
+/* the entry's name, as does EntryName */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetName(const DataEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxlDataEntryGetEntryName(const DataEntry* record, const char** text);
+/* Key of the log entry */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetLogEntryKey(const DataEntry* record, const char** text);
+/* number within the log entry */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetID(const DataEntry* record, uint32_t* value);
+/* when collection started; times are seconds since 1970 */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetStartTime(const DataEntry* record, uint32_t* value);
+/* what has been collected, and how often */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetCompName(const DataEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxlDataEntryGetAmibName(const DataEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxlDataEntryGetInterval(const DataEntry* record, const char** text);
+/* 1 collecting, 2 busy, 3 closed */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetStatus(const DataEntry* record, uint32_t* value);
+/* zone and offset at the start */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetLocalTime(const DataEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxlDataEntryGetPeriodStart(const DataEntry* record, uint32_t* value);
+/* 2145916800 while the entry is being filled */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetPeriodEnd(const DataEntry* record, uint32_t* value);
+/* bytes of what has been collected */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetDataSize(const DataEntry* record, uint32_t* value);
+
+/*
+ * The period in local dates, "from" or "from - to" as its unit says, and the title with the period behind it in
+ * parentheses. Both are in code page 932, in a buffer of the thread for each.
+ * Return 0; 195 for a period that is not a number and one unit s, m, h, D, W, M or Y; 70 for a time that the platform
+ * cannot show.
+ */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetPeriod(const DataEntry* record, const char** text);
+OX_API OX_RESULT OX_CALL oxlDataEntryGetTitle(const DataEntry* record, const char** text);
+
+/*
+ * The names of a log entry's data entries in the order of their IDs, to open one after the other; without one *list is
+ * null. Next, close: as for log entries.
+ */
+OX_API OX_RESULT OX_CALL oxlDataEntryListOpen(const char* manager, const char* logEntry, DataEntryList** list);
+OX_API OX_RESULT OX_CALL oxlDataEntryNextOpen(DataEntryList* list, DataEntry** record);
+OX_API OX_RESULT OX_CALL oxlDataEntryListClose(DataEntryList* list);
+
+/* A node "dataEnt:name" for each, to be released with oxdFree; null without one. */
+OX_API OX_RESULT OX_CALL oxlGetDataEntryNameList(const char* manager, const char* logEntry, dnode** list);
+
+/* The name of the log entry's data entry of that ID, in a buffer of the thread. 183 when there is none. */
+OX_API OX_RESULT OX_CALL oxlDataEntryIDtoName(const char* manager, const char* logEntry, uint32_t id,
+                                              const char** name);
+
+/* Deletes an entry. 268 for one that is collecting. */
+OX_API OX_RESULT OX_CALL oxlDataEntryDelete(const char* manager, const char* name);
+OX_API OX_RESULT OX_CALL oxlDeleteDataEntry(const char* manager, const char* name); /* the same */
+
+/*
+ * Moves an entry to another log entry, whose next number it gets; its Status is 3 then. When that fails, number and log
+ * entry are put back. 267 for an entry that is collecting or busy.
+ */
+OX_API OX_RESULT OX_CALL oxlDataEntryMove(const char* manager, const char* name, const char* logEntry);
+
+/*
+ * Makes a closed copy of an entry, with what it has collected, for a log entry, whose next number it gets. Its name
+ * stands in a buffer of the process until anything else is made there. On failure there is no new entry.
+ */
+OX_API OX_RESULT OX_CALL oxlDataEntryCopy(const char* manager, const char* source, const char* logEntry,
+                                          const char** name);
+
+/* ---- Collected values ------------------------------------------------------------------------------------------- */
+
+/*
+ * All that an entry has collected (oxd.h), to be released with oxlFreeDataEntryMatrix.
+ * Returns 0; 84, 122 when there is none; 1 for values that are no items; 3, also for a table that no memory holds.
+ */
+OX_API OX_RESULT OX_CALL oxlGetDataEntryLogData(const char* manager, const char* name, oxdMatrix** matrix);
+OX_API OX_RESULT OX_CALL oxlFreeDataEntryMatrix(oxdMatrix* matrix); /* 0, also for null */
+
+/*
+ * Called with the request, the argument given when it was made, a piece of the values, which the callback owns and
+ * releases with oxlFreeDataEntryMatrix, and a code: 0 or what went wrong. A piece has the axes of all, and the times of
+ * its own. Without a piece the matrix is null: 122 says that all is delivered.
+ */
+typedef void(OX_CALL* oxlDataCallback)(void* request, void* argument, oxdMatrix* matrix, OX_RESULT code);
+
+/*
+ * Has what an entry has collected, and goes on to collect, delivered piece by piece from oxaDispatch, until
+ * oxlDataEntryGetDataStop, which the callback may call, too. Returns 0 and the request.
+ */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetData(const char* manager, const char* name, oxlDataCallback callback,
+                                             void* argument, void** request);
+
+/* Ends a delivery. 63 for an unknown one; 14, 17 or the manager's error, with it gone. */
+OX_API OX_RESULT OX_CALL oxlDataEntryGetDataStop(void* request);
 
 #ifdef __cplusplus
 }

@@ -38,7 +38,8 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
        "oxcFree oxcMemFree oxcTrFreeConf oxcTrFreeTag oxdFree oxeEvfltFree oxeEvmsgFree oxfClrConfent "
        "oxfDestroyFileList oxfFileListFree oxsSnmpFree oxsSnmpTrapFree oxcZoneFree oxcmdScheduleFree oxcmdSchTimeFree "
        "oxcmdCalenderFree oxcmdStrToSchedule oxcmdEntryFree oxcmdEntryListClose oxlFreeLogEntry "
-       "oxlLogEntryListClose oxdMatrixFree oxdMatrixItemFree "
+       "oxlLogEntryListClose oxlDataEntryClose oxlFreeDataEntry oxlDataEntryListClose "
+       "oxlFreeDataEntryMatrix oxdMatrixFree oxdMatrixItemFree "
        "oxcMemDebugListOut oxcMemDumpLog "
        "oxcMemDumpLogForICMP oxcMemDumpLogForRMGR oxcMemDumpLogForSNMP oxcMemDumpLogForSNMPTrap oxdPrint oxdPrintLog "
        "oxeEvfltMatch oxcVersionCmp oxcStrcat oxcStrcpy oxcPerror oxcPerrorMsgBox oxcPerrorMsgBox2 oxcApDataReceive "
@@ -53,6 +54,7 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
        "oxcmdSetOperStatus oxcmdSetID oxcmdSetMode oxcmdSetOwner oxcmdSetSchedule oxcmdSetInvalidCmdName "
        "oxcmdSetInvalidCmdArg"},
       {"1 254", "oxcNameDelete oxDeleteMapFile oxDeleteTypeFile"},
+      {"63", "oxlDataEntryGetDataStop"},
       {"14",  // no session, no tree
        "oxaAsyGet oxaAsySet oxaClose oxaCompLock oxaCompUnlock2 oxaControl oxaDataAppend oxaDataGetSize oxaGet "
        "oxaMgmtControl oxaSet oxbSplit oxeEventOpen"},
@@ -61,7 +63,8 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
       {"183", "oxbLoadAmibFiles oxbUseAlreadyExistAmibTree oxcStrToValue oxcValueToStr"},
       {"195", "oxeEventWaitCloseEx oxeEventWaitOpenEx oxcmdEntryOpen oxcmdEntryListOpen oxcmdEntryNextOpen"},
       {"195 14",
-       "oxlLogEntryDelete oxlDeleteLogEntry oxlLogEntryStart oxlStartLogEntry oxlLogEntryStop oxlStopLogEntry"},
+       "oxlLogEntryDelete oxlDeleteLogEntry oxlLogEntryStart oxlStartLogEntry oxlLogEntryStop oxlStopLogEntry "
+       "oxlDataEntryDelete oxlDeleteDataEntry oxlDataEntryMove"},
       {"195 142", "oxcSetConfigEntry"}};
   for (const auto& [result, names] : others) {
     for (const std::string& name : ox::test::split(names, ' ')) {
