@@ -9,26 +9,12 @@ namespace {
 
 using CommandTest = EntryTest;
 
-// Every field in order, "-" for a text that is not there.
 std::string shown(const cmdEntry* record) {
-  std::string all;
-  const auto text = [&](OX_RESULT(OX_CALL * get)(const cmdEntry*, const char**)) {
-    const char* value = "unset";
-    EXPECT_EQ(0u, get(record, &value));
-    all += (value != nullptr ? value : "-") + std::string(" ");
-  };
-  const auto number = [&](OX_RESULT(OX_CALL * get)(const cmdEntry*, std::uint32_t*)) {
-    std::uint32_t value = 77;
-    EXPECT_EQ(0u, get(record, &value));
-    all += std::to_string(value) + ' ';
-  };
-  number(oxcmdCmdEntGetError), text(oxcmdCmdEntGetCmdEntryName), text(oxcmdCmdEntGetCmdName);
-  text(oxcmdCmdEntGetArgument), number(oxcmdCmdEntGetNextStartTime), number(oxcmdCmdEntGetStartTime);
-  number(oxcmdCmdEntGetInterval), number(oxcmdCmdEntGetAdminStatus), number(oxcmdCmdEntGetOperStatus);
-  number(oxcmdCmdEntGetAttributeChange), number(oxcmdCmdEntGetID), number(oxcmdCmdEntGetProcess);
-  number(oxcmdCmdEntGetMode), text(oxcmdCmdEntGetOwner), text(oxcmdCmdEntGetSchedule);
-  text(oxcmdCmdEntGetInvalidCmdName), text(oxcmdCmdEntGetInvalidCmdArg);
-  return all;
+  return fields_of(record, oxcmdCmdEntGetError, oxcmdCmdEntGetCmdEntryName, oxcmdCmdEntGetCmdName,
+                   oxcmdCmdEntGetArgument, oxcmdCmdEntGetNextStartTime, oxcmdCmdEntGetStartTime, oxcmdCmdEntGetInterval,
+                   oxcmdCmdEntGetAdminStatus, oxcmdCmdEntGetOperStatus, oxcmdCmdEntGetAttributeChange, oxcmdCmdEntGetID,
+                   oxcmdCmdEntGetProcess, oxcmdCmdEntGetMode, oxcmdCmdEntGetOwner, oxcmdCmdEntGetSchedule,
+                   oxcmdCmdEntGetInvalidCmdName, oxcmdCmdEntGetInvalidCmdArg);
 }
 
 cmdEntry* full_record(const char* name) {
@@ -39,22 +25,20 @@ cmdEntry* full_record(const char* name) {
 }
 
 // What is sent for it: the eight main attributes, and all.
-std::string attribute(std::string_view name, std::string_view path, const std::string& value) {
-  return node_of("cmdEnt", name, path, value);
+std::string attributes(const std::string& name, std::string_view list) {
+  return nodes("cmdEnt:" + name, "11.23", list);
 }
-std::string main_nodes(std::string_view name, std::uint32_t id, std::uint32_t mode = 1) {
-  return attribute(name, "11.23.9.0", text_value("me")) + attribute(name, "11.23.1.0", text_value("cmd")) +
-         attribute(name, "11.23.2.0", text_value("arg")) + attribute(name, "11.23.3.0", number_value(3, 5)) +
-         attribute(name, "11.23.4.0", number_value(4)) + attribute(name, "11.23.8.0", number_value(mode)) +
-         attribute(name, "11.23.7.0", number_value(id)) + attribute(name, "11.23.5.0", number_value(1));
+std::string main_nodes(const std::string& name) {
+  return attributes(name, "9='me' 1='cmd' 2='arg' 3=t3 4=4 8=1 7=0 5=1");
 }
-std::string all_nodes(std::string_view name) {
-  return main_nodes(name, 8) + attribute(name, "11.23.10.0", text_value("* 1")) +
-         attribute(name, "11.23.11.0", text_value("no")) + attribute(name, "11.23.12.0", text_value("x"));
+std::string all_nodes(const std::string& name, const char* mode = "1") {
+  const std::string numbers = std::string(" 3=t3 4=4 8=") + mode + " 7=8 5=1";
+  return attributes(name, "9='me' 1='cmd' 2='arg'" + numbers + " 10='* 1' 11='no' 12='x'");
 }
-std::string named(std::string_view name) {
-  return node("10.7.1.0", text_value("cmdEnt")) + node("10.7.8.0", text_value(name));
-}
+const std::string unnamed = nodes("", "10.7", "1='cmdEnt'");
+std::string named(const std::string& name) { return unnamed + nodes("", "10.7", "8='" + name + "'"); }
+ReplyFields added(const std::string& name) { return {.data = nodes("", "10.7", "8='" + name + "'")}; }
+std::string entry_name(const std::string& name) { return nodes("cmdEnt:" + name, "10.7", "30='" + name + "'"); }
 
 TEST_F(CommandTest, FieldsAreSetTogetherAndOneByOne) {
   cmdEntry* const record = full_record("e");
@@ -87,12 +71,8 @@ TEST_F(CommandTest, OpenReadsWhatTheAnswerHas) {
     oxcmdEntryFree(record);
     return result == 0 ? all : '!' + std::to_string(result) + all;
   };
-  std::string every;
-  for (const char* const path : {"11.23.1.0", "11.23.2.0", "11.23.9.0", "11.23.10.0", "11.23.11.0", "11.23.12.0"}) {
-    every += node(path, text_value(path + 6));
-  }
-  for (std::uint32_t i = 3; i <= 8; ++i) every += node("11.23." + std::to_string(i) + ".0", number_value(i, 1 + i % 5));
-  EXPECT_EQ("0 " + name63 + " 1.0 2.0 0 3 4 5 6 0 7 0 8 9.0 10.0 11.0 12.0 ", open(name63, 0, every));
+  const std::string every = attributes("e", "12='j' 11='i' 10='h' 9='g' 8=t8 7=7 6=6 5=5 4=4 3=t3 2='b' 1='a'");
+  EXPECT_EQ("0 " + name63 + " a b 0 3 4 5 6 0 7 0 8 g h i j ", open(name63, 0, every));
   // A number as text, not four bytes as a number, no value, no type that has a text, paths of others.
   const std::string odd = node("11.23.1.0", number_value(5)) + node("11.23.4.0", half(8) + word(3) + "abc") + half(4) +
                           text("11.23.9.0") + node("11.23.2.0", half(99) + word(1) + "x") +
@@ -120,35 +100,33 @@ TEST_F(CommandTest, EveryAttributeIsWrittenAlone) {
   const auto path = [](int number) { return "11.23." + std::to_string(number) + ".0"; };
   for (const auto& [number, set] : texts) {
     for (const char* const value : {"v", static_cast<const char*>(nullptr)}) {
-      const std::string nodes = attribute("e", path(number), text_value(value != nullptr ? value : ""));
+      const std::string nodes = node_of("cmdEnt", "e", path(number), text_value(value != nullptr ? value : ""));
       EXPECT_EQ(5u, run({{set_request(30, nodes), {.error = 5}}}, [&] { return set("mgr", "e", value); }));
     }
     EXPECT_EQ(1u, run({}, [&] { return set("mgr", nullptr, "v"); }));
   }
   for (const auto& [number, set] : numbers) {
-    const std::string nodes = attribute("e", path(number), number_value(0x80000001, number == 3 ? 5 : 1));
+    const std::string nodes = node_of("cmdEnt", "e", path(number), number_value(0x80000001, number == 3 ? 5 : 1));
     EXPECT_EQ(0u, run({{set_request(30, nodes)}}, [&] { return set("mgr", "e", 0x80000001); }));
     EXPECT_EQ(59u, run({}, [&] { return set("mgr", "", 1); }));
   }
-  const Steps all = {{set_request(30, main_nodes("e", 0), "")}};
+  const Steps all = {{set_request(30, main_nodes("e"), "")}};
   EXPECT_EQ(0u, run(all, [] { return oxcmdSetAllData(nullptr, "e", "me", "cmd", "arg", 3, 4, 1, 1); }));
   EXPECT_EQ(1u, run({}, [] { return oxcmdSetAllData("mgr", nullptr, "me", "cmd", "arg", 3, 4, 1, 1); }));
 }
 
 // The entry is made, then written, and deleted again when that fails.
 TEST_F(CommandTest, CreateAndDelete) {
-  const ReplyFields made = {.data = node_of("cmdEnt", "n1", "10.7.8.0", text_value("n1"))};
-  const Step add = {manage_request(39, node("10.7.1.0", text_value("cmdEnt"))), made};
-  const std::string write = manage_request(41, attribute("n1", "10.7.30.0", text_value("n1")) + main_nodes("n1", 0));
+  const Step add = {manage_request(39, unnamed), added("n1")};
+  const std::string write = manage_request(41, entry_name("n1") + main_nodes("n1"));
   const Step remove = {manage_request(6, named("n1")), {.error = 84}};
   const char* name = "untouched";
   const auto create = [&] { return oxcmdCreateCmdEntry("mgr", "me", "cmd", "arg", 3, 4, 1, 1, &name); };
   EXPECT_EQ(70u, run({add, {write, {.error = 70}}, remove}, create));
-  EXPECT_EQ(5u, run({{add.request, {.error = 5, .data = made.data}}}, create));
+  EXPECT_EQ(5u, run({{add.request, {.error = 5, .data = added("n1").data}}}, create));
   EXPECT_EQ(1u, run({{add.request, {.data = half(4) + text("10.7.8.0")}}}, create));
   EXPECT_EQ(1u, run({{add.request, {}}}, create));
-  const std::string name64(64, 'n');
-  EXPECT_EQ(59u, run({{add.request, {.data = node("10.7.8.0", text_value(name64))}}}, create));
+  EXPECT_EQ(59u, run({{add.request, added(std::string(64, 'n'))}}, create));
   EXPECT_STREQ("untouched", name);
   EXPECT_EQ(0u, run({add, {write}}, create));
   EXPECT_STREQ("n1", name);
@@ -175,19 +153,14 @@ TEST_F(CommandTest, CreateFromARecord) {
     oxcmdEntryFree(made);
     return all;
   };
-  const ReplyFields made = {.data = node("10.7.8.0", text_value("N"))};
-  const std::string unnamed = node("10.7.1.0", text_value("cmdEnt"));
   const Step write = {set_request(30, all_nodes("N"))};
-  EXPECT_EQ("0 N cmd arg 2 3 4 1 6 7 8 9 1 me * 1 no x ",
-            create("n", {{manage_request(39, named("n")), made}, write}, 0));
-  EXPECT_EQ("0 N cmd arg 2 3 4 1 6 7 8 9 1 me * 1 no x ",
-            create(nullptr, {{manage_request(39, unnamed), made}, write}, 0));
-  EXPECT_EQ("", create("n", {{manage_request(39, named("n")), {.error = 207}}}, 207));
-  EXPECT_EQ(
-      "",
-      create("n",
-             {{manage_request(39, named("n")), made}, {write.request, {.error = 70}}, {manage_request(6, named("N"))}},
-             70));
+  const Step add_named = {manage_request(39, named("n")), added("N")};
+  const std::string copy = "0 N cmd arg 2 3 4 1 6 7 8 9 1 me * 1 no x ";
+  EXPECT_EQ(copy, create("n", {add_named, write}, 0));
+  EXPECT_EQ(copy, create(nullptr, {{manage_request(39, unnamed), added("N")}, write}, 0));
+  EXPECT_EQ("", create("n", {{add_named.request, {.error = 207}}}, 207));
+  const Steps undone = {add_named, {write.request, {.error = 70}}, {manage_request(6, named("N"))}};
+  EXPECT_EQ("", create("n", undone, 70));
 }
 
 TEST_F(CommandTest, ListsOfRecords) {
@@ -221,22 +194,16 @@ TEST_F(CommandTest, ListsOfRecords) {
     oxcmdEntryFree(results);
     return all;
   };
-  const std::string unnamed = node("10.7.1.0", text_value("cmdEnt"));
-  const ReplyFields made = {.data = node("10.7.8.0", text_value("N"))};
-  const std::string first = manage_request(41, attribute("N", "10.7.30.0", text_value("N")) + main_nodes("N", 0, 2));
-  const Steps create = {{manage_request(39, unnamed), made}, {first}, {manage_request(39, unnamed), {.error = 3}}};
-  EXPECT_EQ("3: 0 a, 1 -, 3 c, -> 0 N, 1 -, 3 c, ", apply(oxcmdCreate, create, true));
-  const Steps remove = {{manage_request(6, named("a"))}, {manage_request(6, named("c")), {.error = 84}}};
-  EXPECT_EQ("121: 0 a, 1 -, 84 c, -> 0 a, 1 -, 84 c, ", apply(oxcmdDelete, remove, true));
-  const std::string empty = text_value("");
-  std::string third = attribute("c", "11.23.9.0", empty) + attribute("c", "11.23.1.0", empty) +
-                      attribute("c", "11.23.2.0", empty) + attribute("c", "11.23.3.0", number_value(0, 5));
-  for (const char* const path : {"11.23.4.0", "11.23.8.0", "11.23.7.0", "11.23.5.0"}) {
-    third += attribute("c", path, number_value(0));
-  }
-  std::string all = all_nodes("a");
-  all.replace(all.find(number_value(1)), 10, number_value(0));  // its mode
-  EXPECT_EQ("121: 0 a, 1 -, 0 c, -> ", apply(oxcmdSet, {{set_request(30, all)}, {set_request(30, third)}}, false));
+  const std::string first = attributes("N", "9='me' 1='cmd' 2='arg' 3=t3 4=4 8=2 7=0 5=1");
+  const Steps create = {{manage_request(39, unnamed), added("N")},
+                        {manage_request(41, entry_name("N") + first)},
+                        {manage_request(39, unnamed), {.error = 84}}};
+  EXPECT_EQ("121: 0 a, 1 -, 84 c, -> 0 N, 1 -, 84 c, ", apply(oxcmdCreate, create, true));
+  const Steps remove = {{manage_request(6, named("a")), {.error = 3}}, {manage_request(6, named("c"))}};
+  EXPECT_EQ("3: 3 a, 1 -, 0 c, -> 3 a, 1 -, 0 c, ", apply(oxcmdDelete, remove, true));
+  const std::string third = attributes("c", "9='' 1='' 2='' 3=t0 4=0 8=0 7=0 5=0");
+  const Steps write = {{set_request(30, all_nodes("a", "0"))}, {set_request(30, third)}};
+  EXPECT_EQ("121: 0 a, 1 -, 0 c, -> ", apply(oxcmdSet, write, false));
   EXPECT_EQ(1u, run({}, [] { return oxcmdSet("mgr", nullptr, nullptr); }));
 }
 
@@ -275,19 +242,12 @@ TEST_F(CommandTest, EveryAllocationMayFail) {
   peer.otherwise(reply_bytes({.data = node_of("cmdEnt", "n1", "11.23.2.0", text_value("n1")) +
                                       node_of("cmdEnt", "n2", "11.23.1.0", long_text)}));
   cmdEntry* const record = full_record("e");
-  const auto try_all = [](const std::function<OX_RESULT(cmdEntry**)>& call) {
-    every_allocation_may_fail([&] {
-      cmdEntry* made = nullptr;
-      const OX_RESULT result = call(&made);
-      oxcmdEntryFree(made);
-      return result;
-    });
-  };
-  try_all([](cmdEntry** made) { return oxcmdEntryOpen("mgr", "e", made); });
-  try_all([&](cmdEntry** made) { return oxcmdCreateNewCmdEntry("mgr", record, made); });
-  try_all([&](cmdEntry** made) { return oxcmdCreate("mgr", record, made); });
-  try_all([&](cmdEntry** made) { return oxcmdSet("mgr", record, made); });
-  try_all([](cmdEntry** made) {
+  every_allocation_may_fail(oxcmdEntryFree, [](cmdEntry** made) { return oxcmdEntryOpen("mgr", "e", made); });
+  every_allocation_may_fail(oxcmdEntryFree,
+                            [&](cmdEntry** made) { return oxcmdCreateNewCmdEntry("mgr", record, made); });
+  every_allocation_may_fail(oxcmdEntryFree, [&](cmdEntry** made) { return oxcmdCreate("mgr", record, made); });
+  every_allocation_may_fail(oxcmdEntryFree, [&](cmdEntry** made) { return oxcmdSet("mgr", record, made); });
+  every_allocation_may_fail(oxcmdEntryFree, [](cmdEntry** made) {
     cmdEntryList* list = nullptr;
     OX_RESULT result = oxcmdEntryListOpen("mgr", &list);
     if (result == 0) result = oxcmdEntryNextOpen(list, made);

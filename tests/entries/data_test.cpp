@@ -10,8 +10,8 @@ namespace {
 std::string attribute(std::string_view name, std::string_view path, const std::string& value) {
   return node_of("dataEnt", name, path, value);
 }
-std::string component(std::string_view type, std::string_view name) {
-  return node("10.7.1.0", text_value(type)) + node("10.7.8.0", text_value(name));
+std::string component(const std::string& type, const std::string& name) {
+  return nodes("", "10.7", "1='" + type + "' 8='" + name + "'");
 }
 
 class DataTest : public EntryTest {
@@ -24,7 +24,7 @@ class DataTest : public EntryTest {
     return {set_request(20, node_of(type, name, path, number_value(value)))};
   }
   // The query for the components related to one, answered with their names.
-  [[nodiscard]] static Step related(std::string_view type, std::string_view name,
+  [[nodiscard]] static Step related(const std::string& type, const std::string& name,
                                     const std::vector<std::string>& answer) {
     std::string nodes;
     for (const std::string& one : answer) nodes += node("10.7.7.0", text_value(one));
@@ -47,39 +47,22 @@ class DataTest : public EntryTest {
   }
 };
 
-// All fields by their getters.
 std::string shown(const DataEntry* record) {
-  std::string all;
-  for (const auto get :
-       {oxlDataEntryGetName, oxlDataEntryGetEntryName, oxlDataEntryGetLogEntryKey, oxlDataEntryGetCompName,
-        oxlDataEntryGetAmibName, oxlDataEntryGetInterval, oxlDataEntryGetLocalTime}) {
-    const char* value = "unset";
-    EXPECT_EQ(0u, get(record, &value));
-    all += (value != nullptr ? value : "-") + std::string(" ");
-  }
-  for (const auto get : {oxlDataEntryGetID, oxlDataEntryGetStartTime, oxlDataEntryGetStatus, oxlDataEntryGetPeriodStart,
-                         oxlDataEntryGetPeriodEnd, oxlDataEntryGetDataSize}) {
-    std::uint32_t value = 77;
-    EXPECT_EQ(0u, get(record, &value));
-    all += std::to_string(value) + ' ';
-  }
-  return all;
+  return fields_of(record, oxlDataEntryGetName, oxlDataEntryGetEntryName, oxlDataEntryGetLogEntryKey,
+                   oxlDataEntryGetCompName, oxlDataEntryGetAmibName, oxlDataEntryGetInterval, oxlDataEntryGetLocalTime,
+                   oxlDataEntryGetID, oxlDataEntryGetStartTime, oxlDataEntryGetStatus, oxlDataEntryGetPeriodStart,
+                   oxlDataEntryGetPeriodEnd, oxlDataEntryGetDataSize);
 }
 
 TEST_F(DataTest, OpenReadsWhatTheAnswerHas) {
-  std::string every;
-  for (const int i : {1, 2, 5, 6, 7, 9, 10}) {
-    every += attribute("d", "11.15." + std::to_string(i) + ".0", text_value("t" + std::to_string(i)));
-  }
-  for (const std::uint32_t i : {3u, 4u, 8u, 11u, 12u, 13u, 14u}) {
-    every += attribute("d", "11.15." + std::to_string(i) + ".0", number_value(i));
-  }
+  const std::string every =
+      nodes("dataEnt:d", "11.15", "1='a' 2='b' 3=3 4=t4 5='e' 6='f' 7='g' 8=8 9='i' 10='j' 11=t11 12=t12 13=13 14=14");
   const std::string ask = get_request("dataEnt:d", "11.15", 0, 20);
   const std::string name64(64, 'n');
   for (const auto open : {oxlDataEntryOpen, oxlGetDataEntry}) {
     DataEntry* record = nullptr;
     EXPECT_EQ(0u, run({{ask, {.data = every}}}, [&] { return open("mgr", "d", &record); }));
-    EXPECT_EQ("d d t2 t5 t6 t7 t9 3 4 8 11 12 13 ", shown(record));
+    EXPECT_EQ("d d b e f g i 3 4 8 11 12 13 ", shown(record));
     EXPECT_EQ(0u, oxlDataEntryClose(std::exchange(record, nullptr)));
     EXPECT_EQ(122u, run({{ask, {.error = 122}}}, [&] { return open("mgr", "d", &record); }));
     EXPECT_EQ(121u, run({{ask, {.error = 84, .data = every}}}, [&] { return open("mgr", "d", &record); }));

@@ -25,6 +25,59 @@ namespace ox::test {
   return half(0x47) + text(name) + text(type) + text(path) + value;
 }
 
+// Attributes below a path: "9='me' 3=t5 4=4" are a text, a time and a number. The component is "type:name" or none.
+[[nodiscard]] inline std::string nodes(std::string_view component, std::string_view base, std::string_view list) {
+  const std::size_t colon = component.find(':');
+  std::string all;
+  while (!list.empty()) {
+    const std::size_t value_at = list.find('=') + 1;
+    const bool is_text = list[value_at] == '\'';
+    const bool is_time = list[value_at] == 't';
+    const std::size_t end = std::min(is_text ? list.find('\'', value_at + 1) + 1 : list.find(' '), list.size());
+    const std::string path = std::string(base) + '.' + std::string(list.substr(0, value_at - 1)) + ".0";
+    const std::string_view shown = list.substr(value_at, end - value_at);
+    const std::string value =
+        is_text ? text_value(shown.substr(1, shown.size() - 2))
+                : number_value(static_cast<std::uint32_t>(std::stoul(std::string(shown.substr(is_time ? 1 : 0)))),
+                               is_time ? 5 : 1);
+    all += component.empty() ? node(path, value)
+                             : node_of(component.substr(0, colon), component.substr(colon + 1), path, value);
+    list.remove_prefix(std::min(end + 1, list.size()));
+  }
+  return all;
+}
+
+// The fields that the getters give, "-" for a text that is not there.
+template <class Record>
+[[nodiscard]] std::string field_of(const Record* record, OX_RESULT(OX_CALL* get)(const Record*, const char**)) {
+  const char* value = "unset";
+  EXPECT_EQ(0u, get(record, &value));
+  return value != nullptr ? value : "-";
+}
+template <class Record>
+[[nodiscard]] std::string field_of(const Record* record, OX_RESULT(OX_CALL* get)(const Record*, std::uint32_t*)) {
+  std::uint32_t value = 77;
+  EXPECT_EQ(0u, get(record, &value));
+  return std::to_string(value);
+}
+template <class Record, class... Getters>
+[[nodiscard]] std::string fields_of(const Record* record, Getters... getters) {
+  std::string all;
+  ((all += field_of(record, getters) + ' '), ...);
+  return all;
+}
+
+// A call that makes a record, under the fault sweep.
+template <class Record, class Call>
+void every_allocation_may_fail(OX_RESULT(OX_CALL* release)(Record*), Call call) {
+  every_allocation_may_fail([&] {
+    Record* made = nullptr;
+    const OX_RESULT result = call(&made);
+    (void)release(made);
+    return result;
+  });
+}
+
 // The thread's buffer of display texts is there from the start.
 struct DisplayTexts {
   DisplayTexts() {

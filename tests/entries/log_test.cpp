@@ -7,32 +7,21 @@
 namespace ox::test {
 namespace {
 
+std::string attributes(const std::string& name, std::string_view list) {
+  return nodes("logEnt:" + name, "11.14", list);
+}
 std::string attribute(std::string_view name, std::string_view path, const std::string& value) {
   return node_of("logEnt", name, path, value);
 }
-std::string reload(std::string_view name) { return attribute(name, "11.14.14.0", number_value(1)); }
-
-// Every field by its getter, "-" for a text that is not there.
 std::string shown(const LogEntry* record) {
-  std::string all;
-  const auto text = [&](OX_RESULT(OX_CALL * get)(const LogEntry*, const char**)) {
-    const char* value = "unset";
-    EXPECT_EQ(0u, get(record, &value));
-    all += (value != nullptr ? value : "-") + std::string(" ");
-  };
-  const auto number = [&](OX_RESULT(OX_CALL * get)(const LogEntry*, std::uint32_t*)) {
-    std::uint32_t value = 77;
-    EXPECT_EQ(0u, get(record, &value));
-    all += std::to_string(value) + ' ';
-  };
-  text(oxlLogEntryGetName), text(oxlLogEntryGetTitle), text(oxlLogEntryGetKey), number(oxlLogEntryGetID);
-  text(oxlLogEntryGetCompName), text(oxlLogEntryGetAmibName), number(oxlLogEntryGetStartTime);
-  text(oxlLogEntryGetInterval), text(oxlLogEntryGetRotatePeriod), text(oxlLogEntryGetExpirePeriod);
-  number(oxlLogEntryGetStatus), text(oxlLogEntryGetActiveDataEntry), number(oxlLogEntryGetLastCollectTime);
-  number(oxlLogEntryGetLastDentID), number(oxlLogEntryGetAttr15), text(oxlLogEntryGetSchedule);
-  number(oxlLogEntryGetScheduleType);
-  return all;
+  return fields_of(record, oxlLogEntryGetName, oxlLogEntryGetTitle, oxlLogEntryGetKey, oxlLogEntryGetID,
+                   oxlLogEntryGetCompName, oxlLogEntryGetAmibName, oxlLogEntryGetStartTime, oxlLogEntryGetInterval,
+                   oxlLogEntryGetRotatePeriod, oxlLogEntryGetExpirePeriod, oxlLogEntryGetStatus,
+                   oxlLogEntryGetActiveDataEntry, oxlLogEntryGetLastCollectTime, oxlLogEntryGetLastDentID,
+                   oxlLogEntryGetAttr15, oxlLogEntryGetSchedule, oxlLogEntryGetScheduleType);
 }
+const std::string unnamed = nodes("", "10.7", "1='logEnt'");
+const ReplyFields added = {.data = nodes("", "10.7", "8='new'")};
 
 class LogTest : public EntryTest {
  protected:
@@ -50,24 +39,19 @@ class LogTest : public EntryTest {
     return steps;
   }
 
-  const std::string title = attribute("e", "11.14.1.0", text_value("t"));
+  const std::string title = attributes("e", "1='t'");
   const Step local_unlock = {unlock_request(9, "")};
   const Step manager_unlock = {unlock_request(9, "mgr"), {.error = 5}};
 };
 
 TEST_F(LogTest, OpenReadsWhatTheAnswerHas) {
-  std::string every;
-  for (const int i : {1, 2, 4, 5, 7, 8, 9, 11, 16}) {
-    every += attribute("e", "11.14." + std::to_string(i) + ".0", text_value("t" + std::to_string(i)));
-  }
-  for (const std::uint32_t i : {3u, 6u, 10u, 12u, 13u, 14u, 15u, 17u}) {
-    every += attribute("e", "11.14." + std::to_string(i) + ".0", number_value(i, 2));
-  }
+  const std::string every = attributes(
+      "e", "1='a' 2='b' 3=3 4='d' 5='e' 6=t6 7='g' 8='h' 9='i' 10=10 11='k' 12=t12 13=13 14=14 15=15 16='p' 17=17");
   LogEntry* record = opened(every);
-  EXPECT_EQ("e t1 t2 3 t4 t5 6 t7 t8 t9 10 t11 12 13 15 t16 17 ", shown(record));
+  EXPECT_EQ("e a b 3 d e 6 g h i 10 k 12 13 15 p 17 ", shown(record));
   EXPECT_EQ(0u, run({local_unlock}, [&] { return oxlLogEntryClose(record); })) << "nothing has been set";
-  const std::string odd = half(0x40) + text_value("x") + attribute("e", "11.14.3.0", text_value("abc")) + half(4) +
-                          text("11.14.1.0") + node("11.14.1", text_value("x"));
+  const std::string odd = half(0x40) + text_value("x") + attributes("e", "3='abc'") + half(4) + text("11.14.1.0") +
+                          node("11.14.1", text_value("x"));
   record = opened(odd + node("11.14.7.0", number_value(5)));
   EXPECT_EQ("e - - 0 - - 0 5 - - 0 - 0 0 0 - 0 ", shown(record)) << "what does not fit is passed over";
   EXPECT_EQ(0u, run({manager_unlock}, [&] { return oxlLogEntryClose2("mgr", record); }));
@@ -122,14 +106,13 @@ TEST_F(LogTest, ACloseWritesWhatHasBeenSet) {
       nodes += attribute("e", cases[i].path, cases[i].value);
       plans = plans || cases[i].plans;
     }
-    const Steps steps = {{set_request(20, nodes + (plans ? reload("e") : ""))}, local_unlock};
+    const Steps steps = {{set_request(20, nodes + (plans ? attributes("e", "14=1") : ""))}, local_unlock};
     EXPECT_EQ(0u, run(steps, [&] { return oxlLogEntryClose(record); })) << first;
   };
   for (std::size_t i = 0; i < std::size(cases); ++i) set_and_close(i, i + 1);
   set_and_close(0, std::size(cases));
 
-  LogEntry* const record =
-      opened(title + attribute("e", "11.14.6.0", number_value(8, 5)) + attribute("e", "11.14.10.0", number_value(2)));
+  LogEntry* const record = opened(title + attribute("e", "11.14.6.0", number_value(8, 5)) + attributes("e", "10=2"));
   for (const OX_RESULT result :
        {oxlLogEntrySetTitle(record, "t"), oxlLogEntrySetTitle(record, nullptr), oxlLogEntrySetSchedule(record, nullptr),
         oxlLogEntrySetStartTime(record, 8), oxlLogEntrySetType(record, 1), oxlLogEntrySetScheduleType(record, 2)}) {
@@ -139,7 +122,7 @@ TEST_F(LogTest, ACloseWritesWhatHasBeenSet) {
 }
 
 TEST_F(LogTest, TheTwoClosesWhenWritingFails) {
-  const Step write = {set_request(20, attribute("e", "11.14.10.0", number_value(4))), {.error = 70}};
+  const Step write = {set_request(20, attributes("e", "10=4")), {.error = 70}};
   LogEntry* record = opened(title);
   oxlLogEntrySetType(record, 7);
   const auto close = [&] { return oxlLogEntryClose(record); };
@@ -157,70 +140,58 @@ TEST_F(LogTest, TheTwoClosesWhenWritingFails) {
 }
 
 TEST_F(LogTest, SetWritesACopy) {
-  const std::string created = manage_request(5, node("10.7.1.0", text_value("logEnt")));
-  const ReplyFields made = {.data = node("10.7.8.0", text_value("new"))};
+  const Step add = {manage_request(5, unnamed), added};
   const std::string schedule = get_request("schEnt:LogDefault", "obj.schEnt.schEntSchedule.0", 28, 0);
-  const std::string defaults =
-      attribute("new", "11.14.1.0", text_value("No Title")) + attribute("new", "11.14.4.0", text_value("")) +
-      attribute("new", "11.14.5.0", text_value("")) + attribute("new", "11.14.7.0", text_value("10m")) +
-      attribute("new", "11.14.8.0", text_value("1D")) + attribute("new", "11.14.9.0", text_value("1W"));
-  const std::string planned = attribute("new", "11.14.16.0", text_value("* 1")) +
-                              attribute("new", "11.14.17.0", number_value(0)) + reload("new");
+  const std::string defaults = attributes("new", "1='No Title' 4='' 5='' 7='10m' 8='1D' 9='1W'");
+  const std::string planned = attributes("new", "16='* 1' 17=0 14=1");
   for (const bool has_schedule : {true, false}) {
     LogEntry* record = nullptr;
     ASSERT_EQ(0u, oxlAllocLogEntry(&record));
     const ReplyFields default_schedule = {.error = has_schedule ? 0u : 84u,
                                           .data = has_schedule ? node("11.24.1.0", text_value("* 1")) : ""};
-    const Step write = {set_request(20, defaults + (has_schedule ? planned : reload("new"))), {.error = 5}};
+    const Step write = {set_request(20, defaults + (has_schedule ? planned : attributes("new", "14=1"))), {.error = 5}};
     const auto set = [&] { return oxlSetLogEntry("mgr", record); };
-    EXPECT_EQ(5u, run({{created, made}, {schedule, default_schedule}, write}, set));
+    EXPECT_EQ(5u, run({add, {schedule, default_schedule}, write}, set));
     EXPECT_EQ(0u, run({{write.request}}, set)) << "it has a name now";
     EXPECT_EQ(0u, oxlFreeLogEntry(record));
   }
   LogEntry* const record = opened(title);
   oxlLogEntrySetTitle(record, "v");
-  const Steps write = {{set_request(20, attribute("e", "11.14.1.0", text_value("v")))}};
+  const Steps write = {{set_request(20, attributes("e", "1='v'"))}};
   EXPECT_EQ(0u, run(write, [&] { return oxlSetLogEntry("mgr", record); })) << "the lock stays the caller's";
   EXPECT_EQ(0u, run(plus(write, {local_unlock}), [&] { return oxlLogEntryClose(record); }));
   EXPECT_EQ(195u, oxlSetLogEntry("mgr", nullptr));
 }
 
 TEST_F(LogTest, CreateAndCopy) {
-  const Step add = {manage_request(5, node("10.7.1.0", text_value("logEnt"))),
-                    {.data = node("10.7.8.0", text_value("new"))}};
-  const Step remove = {
-      manage_request(14, node("10.7.1.0", text_value("logEnt")) + node("10.7.8.0", text_value("new")))};
+  const Step add = {manage_request(5, unnamed), added};
+  const Step remove = {manage_request(14, unnamed + added.data)};
   LogEntry* record = nullptr;
   EXPECT_EQ(0u, run({add}, [&] { return oxlLogEntryCreate("mgr", &record); }));
   EXPECT_EQ("new - - 0 - - 0 - - - 0 - 0 0 0 - 0 ", shown(record));
   oxlLogEntrySetTitle(record, "v");
-  EXPECT_EQ(0u, run({{set_request(20, attribute("new", "11.14.1.0", text_value("v")), "")}},
-                    [&] { return oxlLogEntryClose(record); }));
+  EXPECT_EQ(0u, run({{set_request(20, attributes("new", "1='v'"), "")}}, [&] { return oxlLogEntryClose(record); }));
 
   const std::string ask = get_request("logEnt:e", "11.14.{1,4,5,6,7,8,9,10,12,13,16,17}", 26, 20);
   const std::string timed = half(0x27F) + text("e") + text("logEnt") + text("11.14.6.0") + word(1) + word(2) + word(3) +
                             half(0) + number_value(8, 5);
-  const auto data = [&](std::uint32_t status) {
-    return attribute("e", "11.14.1.0", text_value("A")) + timed + half(4) + text("11.14.4.0") +
-           attribute("e", "11.14.10.0", number_value(status)) + attribute("e", "11.14.12.0", number_value(5)) +
-           attribute("e", "11.14.13.0", number_value(6));
+  const auto data = [&](const std::string& status) {
+    return attributes("e", "1='A'") + timed + half(4) + text("11.14.4.0") +
+           attributes("e", "10=" + status + " 12=5 13=6");
   };
-  const auto write = [&](std::uint32_t status) {
-    return set_request(20, attribute("new", "11.14.1.0", text_value("A(\x83\x52\x83\x73\x81\x5B)")) +
-                               attribute("new", "11.14.6.0", number_value(8, 5)) +
-                               attribute("new", "11.14.10.0", number_value(status)) +
-                               attribute("new", "11.14.12.0", number_value(0)) +
-                               attribute("new", "11.14.13.0", number_value(0)) + reload("new"));
+  const auto write = [&](const std::string& status) {
+    const std::string rest = " 6=t8 10=" + status + " 12=0 13=0 14=1";
+    return set_request(20, attributes("new", "1='A(\x83\x52\x83\x73\x81\x5B)'" + rest));
   };
   const char* name = "untouched";
   const auto copy = [&] { return oxlLogEntryCopy("mgr", "e", &name); };
   EXPECT_EQ(84u, run({add, {ask, {.error = 84}}, remove}, copy));
-  EXPECT_EQ(121u, run({add, {ask, {.error = 84, .data = data(2)}}, remove}, copy));
-  EXPECT_EQ(5u, run({add, {ask, {.data = data(2)}}, {write(3), {.error = 5}}, remove}, copy));
+  EXPECT_EQ(121u, run({add, {ask, {.error = 84, .data = data("2")}}, remove}, copy));
+  EXPECT_EQ(5u, run({add, {ask, {.data = data("2")}}, {write("3"), {.error = 5}}, remove}, copy));
   EXPECT_EQ(195u, run({}, [&] { return oxlLogEntryCopy("mgr", "", &name); }));
   EXPECT_EQ(195u, run({}, [&] { return oxlLogEntryCopy("mgr", nullptr, &name); }));
   EXPECT_STREQ("untouched", name);
-  EXPECT_EQ(0u, run({add, {ask, {.data = data(4)}}, {write(4)}}, copy));
+  EXPECT_EQ(0u, run({add, {ask, {.data = data("4")}}, {write("4")}}, copy));
   EXPECT_STREQ("new", name);
 }
 
@@ -228,9 +199,7 @@ TEST_F(LogTest, DeleteStartAndStop) {
   using Call = OX_RESULT(OX_CALL*)(const char*, const char*);
   const std::string name63(63, 'n'), name64(64, 'n');
   for (const Call remove : {oxlLogEntryDelete, oxlDeleteLogEntry}) {
-    const Step step = {
-        manage_request(14, node("10.7.1.0", text_value("logEnt")) + node("10.7.8.0", text_value(name63))),
-        {.error = 84}};
+    const Step step = {manage_request(14, unnamed + nodes("", "10.7", "8='" + name63 + "'")), {.error = 84}};
     EXPECT_EQ(84u, run({step}, [&] { return remove("mgr", name63.c_str()); }));
     EXPECT_EQ(269u, run({}, [&] { return remove("mgr", "_logEnt1"); }));
   }
@@ -252,9 +221,8 @@ TEST_F(LogTest, DeleteStartAndStop) {
 
 TEST_F(LogTest, Lists) {
   const std::string ask = get_request("logEnt:*", "11.14.3.0", 0, 20);
-  const ReplyFields three = {
-      .data = attribute("late", "11.14.3.0", number_value(0x80000000)) + node("11.14.3.0", number_value(7)) +
-              attribute("x", "11.14.3.0", text_value("abc")) + attribute("e", "11.14.3.0", number_value(7))};
+  const ReplyFields three = {.data = attributes("e", "3=7") + nodes("", "11.14", "3=7") + attributes("x", "3='abc'") +
+                                     attributes("late", "3=2147483648")};
   LogEntryList* list = nullptr;
   const auto open_list = [&] { return oxlLogEntryListOpen("mgr", &list); };
   EXPECT_EQ(0u, run({{ask, three}}, open_list));
@@ -315,28 +283,19 @@ TEST_F(LogTest, FailingCollectionsAreTold) {
 
 TEST_F(LogTest, EveryAllocationMayFail) {
   const std::string long_text = text_value(std::string(300, 't'));
-  peer.otherwise(
-      reply_bytes({.source_id = 9,
-                   .data = attribute("e", "11.14.16.0", text_value("e")) + attribute("e", "11.14.1.0", long_text) +
-                           attribute("e", "11.14.3.0", number_value(1))}));
-  const auto try_all = [](const std::function<OX_RESULT(LogEntry**)>& call) {
-    every_allocation_may_fail([&] {
-      LogEntry* record = nullptr;
-      const OX_RESULT result = call(&record);
-      oxlFreeLogEntry(record);
-      return result;
-    });
-  };
-  try_all([](LogEntry** record) { return oxlLogEntryOpen("mgr", "e", 1, record); });
-  try_all([](LogEntry** record) {
+  peer.otherwise(reply_bytes(
+      {.source_id = 9,
+       .data = attributes("e", "16='e'") + attribute("e", "11.14.1.0", long_text) + attributes("e", "3=1")}));
+  every_allocation_may_fail(oxlFreeLogEntry, [](LogEntry** record) { return oxlLogEntryOpen("mgr", "e", 1, record); });
+  every_allocation_may_fail(oxlFreeLogEntry, [](LogEntry** record) {
     OX_RESULT result = oxlAllocLogEntry(record);
     if (result == 0) result = oxlSetLogEntry("mgr", *record);
     return result;
   });
   const char* name = nullptr;
-  try_all([&](LogEntry**) { return oxlLogEntryCopy("mgr", "e", &name); });
-  try_all([&](LogEntry**) { return oxlLogEntryIDtoName("mgr", 1, &name); });
-  try_all([](LogEntry** record) {
+  every_allocation_may_fail(oxlFreeLogEntry, [&](LogEntry**) { return oxlLogEntryCopy("mgr", "e", &name); });
+  every_allocation_may_fail(oxlFreeLogEntry, [&](LogEntry**) { return oxlLogEntryIDtoName("mgr", 1, &name); });
+  every_allocation_may_fail(oxlFreeLogEntry, [](LogEntry** record) {
     LogEntryList* list = nullptr;
     OX_RESULT result = oxlLogEntryListOpen("mgr", &list);
     if (result == 0) result = oxlLogEntryNextOpen(list, 1, record);
