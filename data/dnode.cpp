@@ -3,6 +3,7 @@
 #include <cstring>
 #include <utility>
 
+#include "common/pointer_result.h"
 #include "common/trace.h"
 #include "data/dnode_fields.h"
 
@@ -105,9 +106,7 @@ using namespace ox::data;
 
 dnode* OX_CALL oxdAlloc(uint32_t count) {
   OX_ENTRY("oxdAlloc", ":%u", count);
-  dnode* list = make_list(count).release();
-  OX_TRACE(trace::general, "<E:oxdAlloc:[%x]>\n", trace::word(list));
-  return list;
+  return traced_pointer("oxdAlloc", [&] { return make_list(count).release(); });
 }
 
 OX_RESULT OX_CALL oxdFree(dnode* list) {
@@ -128,9 +127,7 @@ OX_RESULT OX_CALL oxdFree(dnode* list) {
 
 dnode* OX_CALL oxdCopy(const dnode* node) {
   OX_ENTRY("oxdCopy", ":%x", trace::word(node));
-  dnode* copy = node != nullptr ? copy_node(*node).release() : nullptr;
-  OX_TRACE(trace::general, "<E:oxdCopy:[%x]>\n", trace::word(copy));
-  return copy;
+  return traced_pointer("oxdCopy", [&] { return node != nullptr ? copy_node(*node).release() : nullptr; });
 }
 
 dnode* OX_CALL oxdNext(const dnode* node) { return node != nullptr ? node->next : nullptr; }

@@ -11,6 +11,7 @@
 #include <oxbase/oxc.h>
 
 #include "common/context.h"
+#include "common/pointer_result.h"
 #include "common/trace.h"
 #include "data/dnode_fields.h"
 #include "data/growing_text.h"
@@ -176,9 +177,7 @@ using namespace ox::data;
 
 const char* OX_CALL oxdDnodeToStr(const char* format, dnode* node) {
   OX_ENTRY("oxdDnodeToStr", ":%s:%x", trace::text(format), trace::word(node));
-  const char* line = line_of(format, node);
-  OX_TRACE(trace::general, "<E:oxdDnodeToStr:[%x]>\n", trace::word(line));
-  return line;
+  return traced_pointer("oxdDnodeToStr", [&] { return line_of(format, node); });
 }
 
 OX_RESULT OX_CALL oxdPrint(const char* format, dnode* list) {

@@ -8,6 +8,7 @@
 #include "common/ascii.h"
 #include "common/error_codes.h"
 #include "common/paths.h"
+#include "common/pointer_result.h"
 #include "common/settings.h"
 #include "common/trace.h"
 #include "deffile/trap_file.h"
@@ -95,9 +96,7 @@ OX_RESULT OX_CALL oxcTrCreateList3(oxcTrConf** list) {
 
 oxcTrConf* OX_CALL oxcTrAllocConf(void) {
   OX_ENTRY("oxcTrAllocConf", "");
-  auto* list = new (std::nothrow) oxcTrConf;
-  OX_TRACE(trace::general, "<E:oxcTrAllocConf:[%x]>\n", trace::word(list));
-  return list;
+  return traced_pointer("oxcTrAllocConf", [] { return new (std::nothrow) oxcTrConf; });
 }
 
 OX_RESULT OX_CALL oxcTrFreeConf(oxcTrConf* list) {

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "common/pointer_result.h"
 #include "common/trace.h"
 
 namespace ox {
@@ -31,9 +32,7 @@ OX_RESULT set_tag_text(char*& field, std::string_view text) noexcept {
 
 oxcTrTag* OX_CALL oxcTrAllocTag(void) {
   OX_ENTRY("oxcTrAllocTag", "");
-  oxcTrTag* tag = ox::make_tag().release();
-  OX_TRACE(ox::trace::general, "<E:oxcTrAllocTag:[%x]>\n", ox::trace::word(tag));
-  return tag;
+  return ox::traced_pointer("oxcTrAllocTag", [] { return ox::make_tag().release(); });
 }
 
 OX_RESULT OX_CALL oxcTrFreeTag(oxcTrTag* tag) {

@@ -7,6 +7,7 @@
 
 #include "common/memory.h"
 #include "common/paths.h"
+#include "common/pointer_result.h"
 #include "common/trace.h"
 #include "deffile/type_list.h"
 
@@ -216,9 +217,7 @@ OX_RESULT OX_CALL oxf_type_del(oxfType** list, const dnode* nodes) {
 
 oxfType* OX_CALL oxf_type_search(oxfType* list, const char* name) {
   OX_ENTRY("oxf_type_search", ":%x:%s", trace::word(list), trace::text(name));
-  oxfType* const found = name != nullptr ? find_type(list, name) : nullptr;
-  OX_TRACE(trace::general, "<E:oxf_type_search:[%x]>\n", trace::word(found));
-  return found;
+  return traced_pointer("oxf_type_search", [&] { return name != nullptr ? find_type(list, name) : nullptr; });
 }
 
 uint32_t OX_CALL oxf_type_cnvCompType(char* name) {
@@ -286,9 +285,7 @@ OX_RESULT OX_CALL oxf_relt_del(oxfRelt** list, const dnode* nodes) {
 
 oxfRelt* OX_CALL oxf_relt_search(oxfRelt* list, const char* name) {
   OX_ENTRY("oxf_relt_search", ":%x:%s", trace::word(list), trace::text(name));
-  oxfRelt* const found = name != nullptr ? find_relation(list, name) : nullptr;
-  OX_TRACE(trace::general, "<E:oxf_relt_search:[%x]>\n", trace::word(found));
-  return found;
+  return traced_pointer("oxf_relt_search", [&] { return name != nullptr ? find_relation(list, name) : nullptr; });
 }
 
 OX_RESULT OX_CALL oxfReltFree(oxfRelt* list) {

@@ -4,6 +4,7 @@
 
 #include <oxbase/oxc.h>
 
+#include "common/pointer_result.h"
 #include "common/trace.h"
 
 namespace ox::event {
@@ -77,9 +78,7 @@ using namespace ox;
 
 evflt* OX_CALL oxeEvfltAlloc(void) {
   OX_ENTRY("oxeEvfltAlloc", "");
-  evflt* const filter = event::make_filter().release();
-  OX_TRACE(trace::general, "<E:oxeEvfltAlloc:[%x]>\n", trace::word(filter));
-  return filter;
+  return traced_pointer("oxeEvfltAlloc", [] { return event::make_filter().release(); });
 }
 
 OX_RESULT OX_CALL oxeEvfltFree(evflt* filter) {

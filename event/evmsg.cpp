@@ -5,6 +5,7 @@
 
 #include <oxbase/oxc.h>
 
+#include "common/pointer_result.h"
 #include "common/trace.h"
 
 namespace ox::event {
@@ -109,9 +110,7 @@ using namespace ox::event;
 
 evmsg* OX_CALL oxeEvmsgAlloc(void) {
   OX_ENTRY("oxeEvmsgAlloc", "");
-  evmsg* const event = make_event(0).release();
-  OX_TRACE(trace::general, "<E:oxeEvmsgAlloc:[%x]>\n", trace::word(event));
-  return event;
+  return traced_pointer("oxeEvmsgAlloc", [] { return make_event(0).release(); });
 }
 
 OX_RESULT OX_CALL oxeEvmsgFree(evmsg* list) {
