@@ -268,6 +268,39 @@ TEST_F(WaitTest, TheNumberSurvivesTheWaitWhereTheRegistryHasAKey) {
   EXPECT_EQ(46u, number);
 }
 
+TEST_F(WaitTest, DeliveriesInsideACallbackArePutOff) {
+  void* const other = open_persistent("other");
+  const ReplyFields for_other = delivery(42, event_bytes({8}), id);
+  void* const wait = open_persistent();
+  (void)peer.requests();
+  in_callback = [&](void* running) -> OX_RESULT {
+    EXPECT_EQ(told == "[7][!84][8]" ? other : wait, running);
+    if (told == "[7][!84]") {
+      EXPECT_EQ(0u, oxeEventWaitCloseEx(wait));
+    }
+    if (told != "[7]") return 0;
+    // An error is told all the same, to the wait whose callback this is, and closes it there. The manager sends what
+    // was not taken again; this loop gives up then.
+    answer({.command = 25, .error = 84, .reference = 7});
+    peer.answer(reply_bytes({}));  // of the closing
+    for (const ReplyFields& report : {for_other, delivery(43, event_bytes({9})), for_other}) answer(report);
+    EXPECT_EQ(0u, oxaDispatch(10000));
+    answer(for_other);  // of the outer loop
+    answer(delivery(43, event_bytes({9})));
+    peer.answer(nothing);
+    return 0;
+  };
+  answer(delivery(41, event_bytes({7})));
+  dispatch();
+  EXPECT_EQ("[7][!84][8]", told);
+  std::vector<std::string> requests = peer.requests();
+  requests.erase(requests.begin() + 2);  // the closing
+  EXPECT_EQ((std::vector{fetch_bytes(), fetch_bytes(), fetch_bytes(7, 7), fetch_bytes(), fetch_bytes(),
+                         fetch_bytes(7, 41), fetch_bytes(7, 42), fetch_bytes(7, 43)}),
+            requests);
+  close_persistent(other);
+}
+
 TEST_F(WaitTest, ALostConnectionIsToldAndTheNextGoesOn) {
   void* const plain = open_plain();
   const std::string plain_registration = sent;
