@@ -105,9 +105,10 @@ OX_RESULT make_piece(Retrieval& retrieval, const dnode* values, matrix_ptr& piec
   return result;
 }
 
-// The callback may end the retrieval: it is not touched after that.
+// The callback may end the retrieval: it is not touched after that. With a new connection all comes again.
 void deliver(Retrieval& retrieval, dnode_ptr values, OX_RESULT code) {
   matrix_ptr piece;
+  if (code == OX_ECLOSED) retrieval.times = 0;
   if (values || code == OX_OK) {
     const OX_RESULT result = guarded([&] { return make_piece(retrieval, values.get(), piece); });
     if (result != OX_OK) code = result;

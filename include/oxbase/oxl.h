@@ -247,7 +247,8 @@ OX_API OX_RESULT OX_CALL oxlFreeDataEntryMatrix(oxdMatrix* matrix); /* 0, also f
 /*
  * Called with the request, the argument given when it was made, a piece of the values, which the callback owns and
  * releases with oxlFreeDataEntryMatrix, and a code: 0 or what went wrong. A piece has the axes of all, and the times of
- * its own. Without a piece the matrix is null: 122 says that all is delivered.
+ * its own. Without a piece the matrix is null: 122 says that all is delivered, 17 that the connection is lost; with the
+ * next one all of it comes again.
  */
 typedef void(OX_CALL* oxlDataCallback)(void* request, void* argument, oxdMatrix* matrix, OX_RESULT code);
 

@@ -358,6 +358,8 @@ TEST_F(RetrievalTest, PiecesFollowEachOther) {
                                            values(round_of(4, 500) + value_of(2, 4, 5))}));
   EXPECT_EQ("none=1 600: - - -; =0 ", told_after({values("x"), values(round_of(5, 600))}));
   EXPECT_EQ("none=122 none=158 ", told_after({values("", 122), header("", 158)}));
+  EXPECT_EQ("none=17 100: 1 - -; =0 ", told_after({values("", 17), values(round_of(0, 100) + value_of(0, 0, 1))}))
+      << "a new connection begins anew";
   stop();
   EXPECT_EQ(63u, oxlDataEntryGetDataStop(handle));
 }
