@@ -6,14 +6,13 @@
 
 #include <oxbase/oxc.h>
 
+#include "manager/at_work.h"
+#include "manager/base/attributes.h"
 #include "manager/base/paths.h"
 #include "manager/base/settings.h"
-#include "manager/components/collected.h"
-#include "manager/components/file.h"
 #include "manager/components/vocabulary.h"
 #include "manager/definitions.h"
-#include "manager/events/store.h"
-#include "manager/storage/check.h"
+#include "manager/requests/databases.h"
 #include "manager/traps/check.h"
 
 namespace ox::manager {
@@ -60,12 +59,6 @@ bool check_all_messages(const FaultSink& faults) {
 
 }  // namespace
 
-bool check_databases(const std::string& folder, const FaultSink& faults, const Tell& tell) {
-  bool sound = check_database(join(folder, "components.db"), ComponentFile::tables(), faults, tell);
-  sound = check_database(join(folder, "collected.db"), Collected::tables(), faults, tell) && sound;
-  return check_database(join(folder, "events.db"), EventStore::tables(), faults, tell) && sound;
-}
-
 bool check_installation(const FaultSink& faults, const Tell& tell) {
   if (*oxcGetHomedir() == '\0' || *oxcGetWorkdir() == '\0') {
     faults("registry", 0, "HomeDir and WorkDir are not set");
@@ -78,6 +71,7 @@ bool check_installation(const FaultSink& faults, const Tell& tell) {
   Vocabulary vocabulary;
   sound = vocabulary.read(oxcGetWorkdir(), faults) && sound;
   sound = check_trap_definitions(faults) && sound;
+  if (const auto told = ask_manager(database_check_code, faults, tell)) return *told && sound;
   return check_databases(join(oxcGetWorkdir(), "data"), faults, tell) && sound;
 }
 

@@ -9,7 +9,5 @@ namespace ox::manager {
 // Reads every file that the manager and the library take from the installation, and reports every fault. True when
 // there is none. Tells what sound databases hold. Changes nothing.
 [[nodiscard]] bool check_installation(const FaultSink& faults, const Tell& tell);
-// The databases of a folder alone.
-[[nodiscard]] bool check_databases(const std::string& folder, const FaultSink& faults, const Tell& tell);
 
 }  // namespace ox::manager

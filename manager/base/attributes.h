@@ -30,10 +30,15 @@ enum class ManagementArgument : std::uint32_t {
   from_name = 9,
   to_name = 10,
   entry_name = 30,
+  text = 31,  // a line of what the manager tells
 };
 [[nodiscard]] inline Oid argument_path(ManagementArgument argument) {
   return {10, 7, static_cast<std::uint32_t>(argument), 0};
 }
+
+// Management codes of the manager's own, without arguments.
+inline constexpr std::uint32_t backup_code = 201;
+inline constexpr std::uint32_t database_check_code = 202;
 
 // What the manager counts: the numbers of "sysmib.oxTraps", from 1.
 [[nodiscard]] inline Oid trap_figure_path(std::uint32_t number) { return {10, 100, number, 0}; }

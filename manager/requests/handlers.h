@@ -14,6 +14,8 @@ namespace ox::manager {
 void handle_get(Manager& manager, const Request& request);
 void handle_set(Manager& manager, const Request& request);
 void handle_management(Manager& manager, const Request& request);
+void handle_backup(Manager& manager, const Request& request);
+void handle_database_check(Manager& manager, const Request& request);
 void handle_lock(Manager& manager, const Request& request);
 void handle_unlock(Manager& manager, const Request& request);
 void handle_append(Manager& manager, const Request& request);

@@ -151,6 +151,8 @@ void handle_management(Manager& manager, const Request& request) {
   if (const OX_RESULT result = decode_nodes(request.message.data, arguments)) {
     return request.reply(error_reply(result));
   }
+  if (request.message.error == backup_code) return handle_backup(manager, request);
+  if (request.message.error == database_check_code) return handle_database_check(manager, request);
   for (const Operation& operation : operations) {
     if (operation.code != request.message.error) continue;
     if (arguments.empty()) return request.reply(error_reply(OX_EINCOMPLETE));

@@ -18,6 +18,7 @@
 #include "manager/reports/subscriptions.h"
 #include "manager/requests/figures.h"
 #include "manager/requests/loading.h"
+#include "manager/requests/upkeep.h"
 #include "manager/sessions/clients.h"
 #include "manager/sessions/locks.h"
 #include "manager/snmp/engine.h"
@@ -43,7 +44,8 @@ struct Manager {
                {.commit = [this](std::span<const Change> batch) { return commit(batch); },
                 .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
         subscriptions(loop, settings, directory, reader, events.readers(), clients),
-        waits(loop, events, clients) {}
+        waits(loop, events, clients),
+        upkeep(loop, data_directory) {}
 
   // Writes a batch of changes, and reports them to those who watch. 0, or 144 with the store as it was.
   [[nodiscard]] OX_RESULT commit(std::span<const Change> batch) {
@@ -81,6 +83,7 @@ struct Manager {
   ValueWriter writer;
   Subscriptions subscriptions;
   PersistentWaits waits;
+  Upkeep upkeep;
   TrapBooks trap_books;
   FaultList faults;
 };

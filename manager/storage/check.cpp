@@ -69,19 +69,28 @@ std::string check_tables(Connection& connection, std::span<const Table> tables) 
   return text;
 }
 
+bool tell_check(const std::string& file, Connection& connection, std::span<const Table> tables, const FaultSink& faults,
+                const Tell& tell) {
+  const std::string fault = check_tables(connection, tables);
+  fault.empty() ? tell(file + ": " + row_numbers(connection, tables)) : faults(file, 0, fault);
+  return fault.empty();
+}
+
 bool check_database(const std::string& file, std::span<const Table> tables, const FaultSink& faults, const Tell& tell) {
   platform::FileAttributes attributes;
   if (platform::file_attributes(file.c_str(), attributes) != platform::error_none) return true;
   Connection connection;
-  std::string fault = "is empty";                    // opening would remove its log
-  if (!log_is_whole(file) && !log_is_whole(file)) {  // a manager at work may begin it anew while it is read
+  std::string fault;
+  if (!log_is_whole(file)) {
     fault = "the log has lost changes that were committed";
-  } else if (attributes.size != 0) {
-    fault = connection.open(file, Durability::process) == Outcome::done ? check_tables(connection, tables)
-                                                                        : connection.fault();
+  } else if (attributes.size == 0) {
+    fault = "is empty";  // opening would remove its log
+  } else if (connection.open(file, Durability::process) != Outcome::done) {
+    fault = connection.fault();
   }
-  fault.empty() ? tell(file + ": " + row_numbers(connection, tables)) : faults(file, 0, fault);
-  return fault.empty();
+  if (fault.empty()) return tell_check(file, connection, tables, faults, tell);
+  faults(file, 0, fault);
+  return false;
 }
 
 BackgroundCheck::~BackgroundCheck() {

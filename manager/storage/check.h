@@ -16,8 +16,12 @@ namespace ox::manager {
 // What is wrong with an open database; empty when it is sound.
 [[nodiscard]] std::string check_tables(Connection& connection, std::span<const Table> tables);
 
-// The same of a file, which need not be there. Tells how many rows each table of a sound one has.
+// The same, told of the file. Tells how many rows each table of a sound one has.
 using Tell = std::function<void(const std::string& text)>;
+[[nodiscard]] bool tell_check(const std::string& file, Connection& connection, std::span<const Table> tables,
+                              const FaultSink& faults, const Tell& tell);
+
+// The same of a file that no manager works on. It need not be there.
 [[nodiscard]] bool check_database(const std::string& file, std::span<const Table> tables, const FaultSink& faults,
                                   const Tell& tell);
 

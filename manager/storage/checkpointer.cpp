@@ -10,15 +10,31 @@ namespace {
 
 constexpr int pages_to_move = 1000;  // 4 KiB each
 constexpr int most_pages = 8000;
+constexpr int few_pages = 100;
+constexpr int most_passes = 5;
 
 }  // namespace
 
 bool Checkpointer::grown(int pages) {
   if (pages < asked_at_) asked_at_ = 0;  // the log has begun anew
-  if (busy_ || pages < asked_at_ + pages_to_move) return false;
+  if (busy_) return false;
+  if (passed_.exchange(false) && pages > most_pages) return true;
+  if (pages < asked_at_ + pages_to_move) return false;
   asked_at_ = pages;
   start();
-  return pages > most_pages;
+  return false;
+}
+
+// Goes on while commits have added more than a few pages meanwhile.
+void Checkpointer::move(Connection& connection) {
+  int left = few_pages + 1;
+  for (int i = 0; i < most_passes && left > few_pages; ++i) {
+    int all = 0;
+    int moved = 0;
+    if (sqlite3_wal_checkpoint_v2(connection.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, &all, &moved) != SQLITE_OK)
+      return;
+    left = all - moved;
+  }
 }
 
 void Checkpointer::start() {
@@ -41,7 +57,7 @@ void Checkpointer::stop() {
     wanted_changed_.notify_one();
   }
   thread_.join();
-  wanted_ = ending_ = busy_ = false;
+  wanted_ = ending_ = busy_ = passed_ = false;
   asked_at_ = 0;
 }
 
@@ -55,10 +71,11 @@ void Checkpointer::run() {
     lock.unlock();
     try {
       if (connection.is_open() || connection.open(file_, Durability::process) == Outcome::done) {
-        (void)sqlite3_wal_checkpoint_v2(connection.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+        move(connection);
       }
     } catch (const std::bad_alloc&) {  // the next time
     }
+    passed_ = true;
     busy_ = false;
     lock.lock();
   }

@@ -20,13 +20,14 @@ class Checkpointer {
   Checkpointer& operator=(const Checkpointer&) = delete;
 
   // A commit has left that many pages in the log. True when whoever writes must move the last of them: the thread
-  // leaves some behind while commits go on, and the log begins anew only when none is left.
+  // leaves a few behind while commits go on, and the log begins anew only when none is left.
   [[nodiscard]] bool grown(int pages);
   void stop();
 
  private:
   void run();
   void start();
+  static void move(Connection& connection);
 
   std::string file_;
   std::thread thread_;
@@ -35,7 +36,8 @@ class Checkpointer {
   bool wanted_ = false;
   bool ending_ = false;
   std::atomic<bool> busy_ = false;
-  int asked_at_ = 0;  // pages
+  std::atomic<bool> passed_ = false;  // and has left few pages
+  int asked_at_ = 0;                  // pages
 };
 
 }  // namespace ox::manager

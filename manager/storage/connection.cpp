@@ -6,6 +6,7 @@
 #include <new>
 
 #include "manager/base/checksum.h"
+#include "manager/storage/sole_user.h"
 #include "platform/file.h"
 
 namespace ox::manager {
@@ -65,7 +66,7 @@ Outcome Connection::outcome_of(int state) {
 Outcome Connection::open(const std::string& file, Durability durability) {
   sqlite3* opened = nullptr;
   const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
-  const int state = sqlite3_open_v2(platform::utf8_path(file.c_str()).c_str(), &opened, flags, nullptr);
+  const int state = sqlite3_open_v2(platform::utf8_path(file.c_str()).c_str(), &opened, flags, sole_user_files());
   close();
   database_ = opened;
   ++opened_;
@@ -97,6 +98,10 @@ std::uint64_t Connection::ask(const char* statement) {
 }
 
 std::string Connection::fault() const { return database_ != nullptr ? sqlite3_errmsg(database_) : "cannot be opened"; }
+
+bool Connection::is_locked() const {
+  return database_ != nullptr && (sqlite3_errcode(database_) & 0xFF) == SQLITE_BUSY;
+}
 
 std::uint64_t Row::number(int column) const {
   return static_cast<std::uint64_t>(sqlite3_column_int64(statement_, column));

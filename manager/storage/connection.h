@@ -40,6 +40,7 @@ class Connection {
   // The number that the statement gives; 0 when it gives none.
   [[nodiscard]] std::uint64_t ask(const char* statement);
   [[nodiscard]] std::string fault() const;  // of the last call
+  [[nodiscard]] bool is_locked() const;     // another process uses the file
   // What a result code of the database means.
   [[nodiscard]] static Outcome outcome_of(int state);
 

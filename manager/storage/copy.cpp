@@ -4,50 +4,57 @@
 
 #include <ctime>
 
-#include "manager/storage/connection.h"
 #include "manager/storage/salvage.h"
 #include "platform/file.h"
 
 namespace ox::manager {
 namespace {
 
+constexpr int pages_of_step = 1000;
+
 bool exists(const std::string& path) {
   platform::FileAttributes attributes;
   return platform::file_attributes(path.c_str(), attributes) == platform::error_none;
 }
 
-// All pages in one step: they are of one moment.
-int copy_pages(Connection& source, Connection& copy) {
-  sqlite3_backup* const backup = sqlite3_backup_init(copy.get(), "main", source.get(), "main");
-  if (backup == nullptr) return sqlite3_errcode(copy.get());
-  (void)sqlite3_backup_step(backup, -1);
-  return sqlite3_backup_finish(backup);
-}
-
-bool copy_into(const std::string& from, const std::string& to, std::string& why) {
-  Connection source;
-  Connection copy;
-  if (source.open(from, Durability::process) != Outcome::done) {
-    why = source.fault();
-  } else if (platform::make_private_file(to.c_str()) != platform::error_none ||
-             copy.open(to, Durability::power) != Outcome::done) {
-    why = to + " cannot be made";
-  } else if (const int state = copy_pages(source, copy); state != SQLITE_OK) {
-    why = sqlite3_errstr(state);
-  } else if (copy.run("PRAGMA wal_checkpoint(TRUNCATE)") != Outcome::done) {
-    why = copy.fault();
-  }
-  return why.empty();
-}
-
 }  // namespace
 
-bool copy_database(const std::string& from, const std::string& to, std::string& why) {
-  why.clear();
-  const bool copied = copy_into(from, to, why);
-  if (!copied) remove_database(to);
+Outcome Snapshot::take(const std::string& file) {
+  if (const Outcome opened = connection_.open(file, Durability::process); opened != Outcome::done) return opened;
+  return connection_.run("BEGIN; SELECT count(*) FROM sqlite_schema");  // the first read sets the moment
+}
+
+void Snapshot::break_off() noexcept {
+  ending_ = true;
+  if (connection_.is_open()) sqlite3_interrupt(connection_.get());
+}
+
+// The transaction that reads keeps all steps at its moment.
+int Snapshot::copy_pages(Connection& copy) {
+  sqlite3_backup* const backup = sqlite3_backup_init(copy.get(), "main", connection_.get(), "main");
+  if (backup == nullptr) return sqlite3_errcode(copy.get());
+  int state = SQLITE_OK;
+  while (state == SQLITE_OK && !ending_) state = sqlite3_backup_step(backup, pages_of_step);
+  const int finished = sqlite3_backup_finish(backup);
+  return ending_ ? SQLITE_INTERRUPT : finished;
+}
+
+// Empty when it is there.
+std::string Snapshot::copy_into(const std::string& to) {
+  Connection copy;
+  if (platform::make_private_file(to.c_str()) != platform::error_none ||
+      copy.open(to, Durability::power) != Outcome::done) {
+    return to + " cannot be made";
+  }
+  if (const int state = copy_pages(copy); state != SQLITE_OK) return sqlite3_errstr(state);
+  return copy.run("PRAGMA wal_checkpoint(TRUNCATE)") == Outcome::done ? std::string() : copy.fault();
+}
+
+bool Snapshot::copy(const std::string& to, std::string& why) {
+  why = copy_into(to);
+  if (!why.empty()) remove_database(to);
   for (const char* tail : {"-wal", "-shm"}) (void)platform::remove_file((to + tail).c_str());
-  return copied;
+  return why.empty();
 }
 
 std::string dated(const std::string& file) {

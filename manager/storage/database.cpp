@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstring>
 #include <new>
+#include <thread>
 
 #include "manager/base/paths.h"
 #include "manager/storage/copy.h"
@@ -17,6 +19,8 @@ namespace ox::manager {
 namespace {
 
 constexpr std::uint64_t most_uncounted = 256;
+constexpr int tries_of_locked = 50;
+constexpr auto pause_of_locked = std::chrono::milliseconds(100);
 
 std::uint64_t size_of(const std::string& path) {
   platform::FileAttributes attributes;
@@ -92,7 +96,8 @@ Outcome Database::open() {
   }
   if (!ready.empty() && !put_in_place(ready)) return Outcome::refused;
   const Outcome outcome = open_file();
-  if (outcome == Outcome::refused) (void)refused("cannot be opened: " + connection_.fault());
+  if (outcome == Outcome::refused)
+    (void)refused("cannot be opened: " + connection_.fault() + (connection_.is_locked() ? " by another program" : ""));
   return outcome;
 }
 
@@ -102,6 +107,16 @@ bool Database::put_in_place(const std::string& made) {
   return replace_database(file_, made, name) || refused("a new one cannot be put in place");
 }
 
+// A check or a tool may be reading it.
+Outcome Database::open_when_free() {
+  Outcome opened = connection_.open(file_, durability_);
+  for (int i = 0; i < tries_of_locked && opened == Outcome::refused && connection_.is_locked(); ++i) {
+    std::this_thread::sleep_for(pause_of_locked);
+    opened = connection_.open(file_, durability_);
+  }
+  return opened;
+}
+
 // A log without its database belongs to one that is gone.
 Outcome Database::open_file() {
   if (size_of(file_) == 0) return Outcome::damaged;
@@ -109,7 +124,7 @@ Outcome Database::open_file() {
     (void)refused("the log has lost changes that were committed");
     return Outcome::damaged;
   }
-  if (const Outcome opened = connection_.open(file_, durability_); opened != Outcome::done) return opened;
+  if (const Outcome opened = open_when_free(); opened != Outcome::done) return opened;
   (void)sqlite3_wal_hook(connection_.get(), &Database::grown, this);
   (void)sqlite3_update_hook(connection_.get(), &Database::count_change, this);
   return check_tables();

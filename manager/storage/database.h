@@ -97,6 +97,7 @@ class Database {
   void tell_refused(const std::string& why);
   void close();
   [[nodiscard]] Outcome open_file();
+  [[nodiscard]] Outcome open_when_free();
   [[nodiscard]] std::vector<Table> shapes() const;
   [[nodiscard]] bool put_in_place(const std::string& made);
   [[nodiscard]] Outcome check_tables();

@@ -164,6 +164,9 @@ TEST_F(Road, BackupOfAManagerAtWorkIsRestored) {
   Daemon daemon;
   ASSERT_EQ("0 ", run("oxset --add node:r1 obj.node.nodePort.0 11"));
   EXPECT_EQ("0 ", run("oxmgrd --backup").substr(0, 2));
+  const std::string at_work = run("oxmgrd --check");
+  EXPECT_NE(std::string::npos, at_work.find("components.db: 1 components, 1 attributes, 0 relations")) << at_work;
+  EXPECT_EQ("0 ", at_work.substr(0, 2));
   ASSERT_EQ("0 ", run("oxset --add node:r2 obj.node.nodePort.0 12"));
   const std::string folder = std::filesystem::directory_iterator(work_dir() + "/backup")->path().generic_string();
   const std::vector<std::string> restore{"oxmgrd", "--restore", folder};
