@@ -8,17 +8,26 @@
 
 #include "data/field_kinds.h"
 #include "entries/requests.h"
+#include "entries/text_list.h"
 
 namespace ox::entries {
 
 using field::Number;
 using field::Text;
 
+enum class Kind : std::uint8_t { number, text, list };
+template <class Member>
+inline constexpr Kind kind_of = std::is_same_v<Member, Number> ? Kind::number
+                                : std::is_same_v<Member, Text> ? Kind::text
+                                                               : Kind::list;
+
 struct Row {
-  const char* path;      // numeric, of the one instance; null for what the record keeps for itself
+  // Numeric, of the one instance; of a list what stands before the numbers of its texts, "11.30.4.1" for 11.30.4.1.N.
+  // Null for what the record keeps for itself.
+  const char* path;
   std::uint32_t type;    // value type with which it is written
   std::uint32_t change;  // its bit of a change mask; 0: never written
-  bool is_text;          // of the member: Text, else Number
+  Kind kind;             // of the member
   std::size_t offset;    // of the member
   const char* tag;       // of the blocks of a text
 };
@@ -27,8 +36,8 @@ using Table = std::span<const Row>;
 // The row of a member: row<offsetof(LogEntry, title), decltype(LogEntry::title)>(...).
 template <std::size_t offset, class Member>
 [[nodiscard]] constexpr Row row(const char* path, std::uint32_t type, std::uint32_t change, const char* tag) noexcept {
-  static_assert(std::is_same_v<Member, Number> || std::is_same_v<Member, Text>);
-  return {path, type, change, std::is_same_v<Member, Text>, offset, tag};
+  static_assert(kind_of<Member> != Kind::list || std::is_same_v<Member, TextList>);
+  return {path, type, change, kind_of<Member>, offset, tag};
 }
 
 // Stores the values of an answer whose paths are those of rows. Other nodes are passed over, as are values that have no
@@ -38,7 +47,7 @@ template <std::size_t offset, class Member>
 // Appends the nodes of the rows whose bit is in `changes`, in the table's order. 0; 3; 59.
 [[nodiscard]] OX_RESULT append_values(Nodes& nodes, const void* record, Table table, std::uint32_t changes);
 
-// The bits of the rows that hold something: numbers, and texts that are there.
+// The bits of the rows that hold something: numbers, and texts and lists that are there.
 [[nodiscard]] std::uint32_t given_values(const void* record, Table table) noexcept;
 
 // Gives each member of the rows a copy of the other record's. 3, with `to` as far as it got.
