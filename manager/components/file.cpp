@@ -14,6 +14,7 @@ constexpr std::array<std::string_view, 5> value_columns{"id", "component", "path
 constexpr std::array<std::string_view, 4> relation_columns{"id", "name", "source", "destination"};
 constexpr std::array all_tables{Table{"components", component_columns}, Table{"attributes", value_columns},
                                 Table{"relations", relation_columns}};
+constexpr char keep_pages[] = "PRAGMA cache_size = -65536";  // KiB: as a rule those of all values
 constexpr std::size_t spare_size = 1u << 20;
 using Clock = std::chrono::steady_clock;
 enum : std::size_t { components_table, values_table, relations_table };
@@ -61,6 +62,7 @@ bool ComponentFile::read_on(Store& store, Clock::time_point until) {
     Query query(database_, at.table, "WHERE id > ? ORDER BY id");
     const auto take = [&](const Row& row) {
       at.row = row.number(0);
+  if (reading_.table == 0 && reading_.row == 0) (void)database_.connection().run(keep_pages);
       ++at.rows;
       take_row(store, row);
       return more = Clock::now() < until;

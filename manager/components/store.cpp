@@ -38,7 +38,11 @@ void Store::apply(const Change& change) {
   }
 }
 
-void Store::add(const ComponentName& name, std::uint64_t row) { types_[name.type].try_emplace(name.name, row); }
+void Store::add(const ComponentName& name, std::uint64_t row) {
+  Components& components = types_[name.type];
+  auto& [key, component] = *components.in_order.try_emplace(name.name, row).first;
+  components.by_name.try_emplace(key, &component);
+}
 
 void Store::set(const ComponentName& name, const Oid& path, const Value& value, std::uint64_t row) {
   Values* const values = find_values(name);
@@ -61,9 +65,10 @@ void Store::remove(const ComponentName& name) {
   const auto type = types_.find(name.type);
   if (is_built_in(name) || type == types_.end()) return;
   for (const Relation& relation : relations_of(name)) unrelate(relation);
-  type->second.erase(name.name);
+  type->second.by_name.erase(name.name);
+  type->second.in_order.erase(name.name);
   if (name.type == "node") agents_.erase(name.name);
-  if (type->second.empty()) types_.erase(type);
+  if (type->second.in_order.empty()) types_.erase(type);
 }
 
 void Store::relate(const Relation& relation, std::uint64_t row) {
@@ -88,8 +93,8 @@ void Store::unrelate(const Relation& relation) {
 const Store::Component* Store::find(const ComponentName& name) const {
   const auto type = types_.find(name.type);
   if (type == types_.end()) return nullptr;
-  const auto component = type->second.find(name.name);
-  return component == type->second.end() ? nullptr : &component->second;
+  const auto component = type->second.by_name.find(name.name);
+  return component == type->second.by_name.end() ? nullptr : component->second;
 }
 
 Values* Store::find_values(const ComponentName& name) { return const_cast<Values*>(std::as_const(*this).values(name)); }
@@ -120,7 +125,7 @@ std::vector<ComponentName> Store::matching(const ComponentName& pattern) const {
   std::vector<ComponentName> found;
   const auto type = types_.find(pattern.type);
   if (type == types_.end()) return found;
-  for (const auto& [name, component] : type->second) {
+  for (const auto& [name, component] : type->second.in_order) {
     if (oxcRegMatch(pattern.name.c_str(), name.c_str()) != 0) found.push_back({pattern.type, name});
   }
   return found;

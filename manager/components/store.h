@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "manager/base/component_name.h"
@@ -71,7 +72,7 @@ class Store {
   template <class Take>
   void each(const Take& take) const {
     for (const auto& [type, components] : types_) {
-      for (const auto& [name, component] : components) each_of({type, name}, component, take);
+      for (const auto& [name, component] : components.in_order) each_of({type, name}, component, take);
     }
     for (const auto& [relation, row] : relations_) {
       take({.kind = Change::Kind::relate, .relation = relation, .row = row});
@@ -86,7 +87,10 @@ class Store {
     std::uint64_t row = 0;
     Values values{};
   };
-  using Components = std::map<std::string, Component, std::less<>>;
+  struct Components {
+    std::map<std::string, Component> in_order;
+    std::unordered_map<std::string_view, Component*> by_name;  // into that
+  };
 
   template <class Take>
   static void each_of(const ComponentName& name, const Component& component, const Take& take) {
