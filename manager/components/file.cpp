@@ -40,8 +40,7 @@ bool ComponentFile::open(FaultSink faults) {
 ComponentFile::Loading ComponentFile::load(Store& store, Clock::time_point until) {
   if (!read_on(store, until)) {
     if (std::exchange(renewed_, true) || !database_.renew()) return Loading::failed;
-    store = Store();
-    reading_ = {};
+    start_reading(store);
     return Loading::more;
   }
   if (reading_.table < all_tables.size()) return Loading::more;
@@ -49,20 +48,25 @@ ComponentFile::Loading ComponentFile::load(Store& store, Clock::time_point until
   return Loading::done;
 }
 
-bool ComponentFile::read(Store& store) {
+void ComponentFile::start_reading(Store& store) {
   store = Store();
   reading_ = {};
+  nobodys_.clear();
+}
+
+bool ComponentFile::read(Store& store) {
+  start_reading(store);
   return read_on(store, Clock::time_point::max());
 }
 
 // False when a row does not read, or there are fewer than there were.
 bool ComponentFile::read_on(Store& store, Clock::time_point until) {
   bool more = true;
+  if (reading_.table == 0 && reading_.row == 0) (void)database_.connection().run(keep_pages);
   for (Reading& at = reading_; more && at.table < all_tables.size();) {
     Query query(database_, at.table, "WHERE id > ? ORDER BY id");
     const auto take = [&](const Row& row) {
       at.row = row.number(0);
-  if (reading_.table == 0 && reading_.row == 0) (void)database_.connection().run(keep_pages);
       ++at.rows;
       take_row(store, row);
       return more = Clock::now() < until;
@@ -91,11 +95,11 @@ void ComponentFile::take_component(Store& store, const Row& row) {
   store.apply(change);
 }
 
-// A value or a relation of a component that was lost with a page is passed over: its loss has been told.
-void ComponentFile::take_value(Store& store, const Row& row) const {
+// A value or a relation may be left of a component that has been removed, or was lost with a page, which was told.
+void ComponentFile::take_value(Store& store, const Row& row) {
   const auto name = reading_.names.find(row.number(1));
   auto path = parse_oid(row.text(2));
-  if (name == reading_.names.end() || !path) return;
+  if (name == reading_.names.end() || !path) return is_nobodys(values_table, row);
   store.apply({.kind = Change::Kind::set,
                .component = name->second,
                .path = std::move(*path),
@@ -103,10 +107,10 @@ void ComponentFile::take_value(Store& store, const Row& row) const {
                .row = row.number(0)});
 }
 
-void ComponentFile::take_relation(Store& store, const Row& row) const {
+void ComponentFile::take_relation(Store& store, const Row& row) {
   const auto from = reading_.names.find(row.number(2));
   const auto to = reading_.names.find(row.number(3));
-  if (from == reading_.names.end() || to == reading_.names.end()) return;
+  if (from == reading_.names.end() || to == reading_.names.end()) return is_nobodys(relations_table, row);
   store.apply(
       {.kind = Change::Kind::relate, .relation = {row.text(1), from->second, to->second}, .row = row.number(0)});
 }
@@ -119,14 +123,53 @@ OX_RESULT ComponentFile::commit(Store& store, std::span<const Change> batch) {
   } catch (const std::bad_alloc&) {
     safe = false;
   }
+  const OX_RESULT result = commit_changes(store, safe);
+  if (result == OX_OK) take_in(store, changes);
+  return result;
+}
+
+OX_RESULT ComponentFile::commit_changes(Store& store, bool ready) {
   fresh_.clear();
   fresh_values_.clear();
-  if (!database_.commit(safe)) {
-    if (database_.is_damaged()) renew(store);
-    return OX_EWRITE;
+  if (database_.commit(ready)) return OX_OK;
+  if (database_.is_damaged()) renew(store);
+  return OX_EWRITE;
+}
+
+OX_RESULT ComponentFile::begin_removal(Store& store, const ComponentName& name) {
+  const auto row = store.row(name);
+  if (!row || Store::is_built_in(name)) return OX_OK;
+  database_.erase(components_table, *row);
+  return commit_changes(store, true);
+}
+
+// Rows that the disk does not give up are nobody's at the next start.
+bool ComponentFile::remove_on(Store& store, const ComponentName& name, Clock::time_point until) {
+  bool more = true;
+  bool ready = true;
+  try {
+    if (const auto row = store.row(name)) database_.erase(components_table, *row);  // it may have been written again
+    for (auto part = store.part_of(name); part && more; part = store.part_of(name)) {
+      write(store, *part);
+      store.apply(*part);
+      more = Clock::now() < until;
+    }
+  } catch (const std::bad_alloc&) {
+    ready = false;
   }
-  take_in(store, changes);
-  return OX_OK;
+  (void)commit_changes(store, ready);
+  if (store.part_of(name)) return false;
+  store.apply({.kind = Change::Kind::remove, .component = name});
+  return true;
+}
+
+bool ComponentFile::clear_away(Clock::time_point until) {
+  for (bool more = true; more && !nobodys_.empty(); more = Clock::now() < until) {
+    database_.erase(nobodys_.back().first, nobodys_.back().second);
+    nobodys_.pop_back();
+  }
+  if (!database_.commit()) nobodys_.clear();  // the next start finds them again
+  return nobodys_.empty();
 }
 
 // What did not read is still in memory.
@@ -169,7 +212,7 @@ void ComponentFile::write(const Store& store, Change& change) {
       fresh_[change.component] = change.row = next_row();
       return put(store, change);
     case Change::Kind::remove:
-      return erase_component(store, change.component);
+      return;  // it goes in steps
     case Change::Kind::set:
     case Change::Kind::unset:
       return write_value(store, change);
@@ -216,14 +259,6 @@ void ComponentFile::put(const Store& store, const Change& change) {
   } else {
     database_.put(relations_table, key, relation.name, row(relation.from), row(relation.to));
   }
-}
-
-void ComponentFile::erase_component(const Store& store, const ComponentName& name) {
-  const auto row = store.row(name);
-  if (!row || Store::is_built_in(name)) return;
-  for (const auto& [path, value] : *store.values(name)) database_.erase(values_table, value.row);
-  for (const Relation& relation : store.relations_of(name)) database_.erase(relations_table, *store.row(relation));
-  database_.erase(components_table, *row);
 }
 
 }  // namespace ox::manager

@@ -131,6 +131,16 @@ std::vector<ComponentName> Store::matching(const ComponentName& pattern) const {
   return found;
 }
 
+std::optional<Change> Store::part_of(const ComponentName& name) const {
+  const Values* const held = values(name);
+  if (held != nullptr && !held->empty()) {
+    return Change{.kind = Change::Kind::unset, .component = name, .path = held->begin()->first};
+  }
+  const auto entry = by_end_.find(name);
+  if (entry == by_end_.end()) return {};
+  return Change{.kind = Change::Kind::unrelate, .relation = **entry->second.begin()};
+}
+
 std::vector<Relation> Store::relations_of(const ComponentName& name) const {
   std::vector<Relation> found;
   const auto entry = by_end_.find(name);

@@ -65,6 +65,8 @@ class Store {
   // The rows of the database; nothing for what is unknown.
   [[nodiscard]] std::optional<std::uint64_t> row(const ComponentName& name) const;
   [[nodiscard]] std::optional<std::uint64_t> row(const Relation& relation) const;
+  // The change that takes away one value or relation of a component; nothing when it has none.
+  [[nodiscard]] std::optional<Change> part_of(const ComponentName& name) const;
   // The relations that a component takes part in, on either side.
   [[nodiscard]] std::vector<Relation> relations_of(const ComponentName& name) const;
 

@@ -62,10 +62,7 @@ void remove(Manager& manager, NodeList arguments, const Request& request) {
   if (result == OX_OK) result = manager.directory.find(target);
   if (result == OX_OK && Store::is_built_in(target)) result = OX_ESYSTEMENTRY;
   if (result != OX_OK) return request.reply(error_reply(result));
-  Change change;
-  change.kind = Change::Kind::remove;
-  change.component = target;
-  request.reply(changed(manager, change));
+  remove_component(manager, target, [reply = request.reply](OX_RESULT removed) { reply(error_reply(removed)); });
 }
 
 OX_RESULT read_relation(const Manager& manager, const NodeList& arguments, Relation& read) {

@@ -17,7 +17,7 @@
 #include "manager/reports/persistent_waits.h"
 #include "manager/reports/subscriptions.h"
 #include "manager/requests/figures.h"
-#include "manager/requests/loading.h"
+#include "manager/requests/steps.h"
 #include "manager/requests/upkeep.h"
 #include "manager/sessions/clients.h"
 #include "manager/sessions/locks.h"

@@ -38,6 +38,19 @@ class ComponentFileTest : public testing::Test {
     ASSERT_EQ(ComponentFile::Loading::done, loading);
   }
   OX_RESULT commit(const std::vector<Change>& batch) { return components_->commit(store_, batch); }
+  // A value or relation in each step.
+  void remove(const ComponentName& name) {
+    ASSERT_EQ(0u, components_->begin_removal(store_, name));
+    while (!components_->remove_on(store_, name, {})) {
+    }
+  }
+  [[nodiscard]] std::uint64_t rows_of_all() const {
+    Connection connection;
+    EXPECT_EQ(Outcome::done, connection.open(file_, Durability::process));
+    return connection.ask(
+        "SELECT (SELECT count(*) FROM components) + (SELECT count(*) FROM attributes) + (SELECT count(*) FROM "
+        "relations)");
+  }
   // "node:r1 11.5.2.0=1:text icon>map:m"; of a relation its other end.
   [[nodiscard]] std::string contents() const {
     std::string text;
@@ -95,14 +108,40 @@ TEST_F(ComponentFileTest, EveryKindOfChangeComesBack) {
   expect_same_again("map:\x83\x5C\x83\x5C icon>node:gone icon>node:r \"1\"\n" +
                     std::string("node:gone 11.5.2.0=8:3 icon>map:\x83\x5C\x83\x5C\n") +
                     "node:r \"1\" 11.5.2.0=8:2 11.15.14.0=8:x icon>map:\x83\x5C\x83\x5C\n" + of_system);
-  ASSERT_EQ(0u, commit({{.kind = Kind::remove, .component = gone},
-                        {.kind = Kind::unset, .component = node, .path = raw},
+  ASSERT_EQ(0u, commit({{.kind = Kind::unset, .component = node, .path = raw},
                         set(node, port, std::string(60000, 'v')),
-                        set({"node", "unknown"}, port, "4"),
-                        {.kind = Kind::remove, .component = Store::built_in_name()}}));
+                        set({"node", "unknown"}, port, "4")}));
+  remove(gone);
+  ASSERT_EQ(0u, components_->begin_removal(store_, Store::built_in_name()));
   ASSERT_EQ(0u, commit({{.kind = Kind::unrelate, .relation = icon}, add(node)}));
   expect_same_again("map:\x83\x5C\x83\x5C\nnode:r \"1\" 11.5.2.0=8:" + std::string(60000, 'v') + '\n' + of_system);
   EXPECT_EQ("", faults_);
+}
+
+// A manager that dies while it clears away what a component had finds the rest at its next start.
+TEST_F(ComponentFileTest, ARemovalHoldsFromItsFirstStepOn) {
+  const Change other = {.kind = Kind::relate, .relation = {"icon", map, gone}};
+  for (int steps = 0; steps < 4; ++steps) {
+    SCOPED_TRACE(steps);
+    ASSERT_EQ(0u, commit({add(node), add(map), add(gone)}));
+    ASSERT_EQ(0u, commit({set(map, port, "1"),
+                          set(map, raw, "2"),
+                          set(node, raw, "3"),
+                          {.kind = Kind::relate, .relation = icon},
+                          other}));
+    ASSERT_EQ(0u, components_->begin_removal(store_, map));
+    for (int i = 0; i < steps; ++i) EXPECT_EQ(i == 3, components_->remove_on(store_, map, {}));
+    restart();
+    const std::string left = "node:gone\nnode:r \"1\" 11.15.14.0=8:3\nsystem:system\n";
+    EXPECT_EQ(left, contents());
+    EXPECT_EQ(3u + static_cast<unsigned>(4 - steps), rows_of_all());
+    while (!components_->clear_away({})) {
+    }
+    EXPECT_EQ(3u, rows_of_all());
+    restart();
+    EXPECT_EQ(left, contents());
+    EXPECT_EQ("", faults_);
+  }
 }
 
 TEST_F(ComponentFileTest, WithoutMemoryABatchIsWrittenOrNot) {
