@@ -38,11 +38,11 @@ struct Manager {
         events(event_loop, settings, data_directory),
         clients(with.max_report_bytes),
         directory(vocabulary, store),
-        reader(loop, settings, directory, store, snmp, jobs,
+        value_tools{loop, settings, directory, store, snmp, jobs},
+        reader(value_tools,
                [this](const ComponentName& component) { return figures_of(trap_books, faults, component); }),
-        writer(loop, settings, directory, store, snmp, jobs,
-               {.commit = [this](std::span<const Change> batch) { return commit(batch); },
-                .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
+        writer(value_tools, {.commit = [this](std::span<const Change> batch) { return commit(batch); },
+                             .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
         subscriptions(loop, settings, directory, reader, events.readers(), clients),
         waits(loop, events, clients),
         upkeep(loop, data_directory) {}
@@ -79,6 +79,7 @@ struct Manager {
   Clients clients;
   JobsOfClients jobs;
   Directory directory;
+  ValueTools value_tools;
   ValueReader reader;
   ValueWriter writer;
   Subscriptions subscriptions;

@@ -70,7 +70,8 @@ void sort_by_path(std::vector<NodePtr>& nodes) {
 // instances and one walk of columns, and what they hand back goes to its place.
 class ValueReader::Get final : public Job, public ValueReceiver {
  public:
-  Get(const ValueReader& reader, ValueAnswer answer) : Job(reader.loop_), reader_(reader), answer_(std::move(answer)) {}
+  Get(const ValueReader& reader, ValueAnswer answer)
+      : Job(reader.tools_.loop), reader_(reader), answer_(std::move(answer)) {}
 
   OX_RESULT prepare(const Question& question);
   void start(std::uint32_t limit);
@@ -119,9 +120,9 @@ const std::array<ValueReader::Get::Interface, 3> ValueReader::Get::interfaces{{
 }};
 
 OX_RESULT ValueReader::Get::prepare(const Question& question) {
-  if (const OX_RESULT result = reader_.directory_.match(question.component, components_)) return result;
+  if (const OX_RESULT result = reader_.tools_.directory.match(question.component, components_)) return result;
   if (const OX_RESULT result = select(question.names, selections_)) return result;
-  if (components_.size() * selections_.size() > reader_.settings_.max_nodes) return OX_ETOOMANY;
+  if (components_.size() * selections_.size() > reader_.tools_.settings.max_nodes) return OX_ETOOMANY;
   for (const ComponentName& name : components_) {
     for (const Selection& selection : selections_) places_.push_back({&name, &selection, {}, 0});
   }
@@ -129,7 +130,7 @@ OX_RESULT ValueReader::Get::prepare(const Question& question) {
 }
 
 void ValueReader::Get::start(std::uint32_t limit) {
-  begin(std::chrono::seconds(limit != 0 ? limit : reader_.settings_.request_timeout), [this] {
+  begin(std::chrono::seconds(limit != 0 ? limit : reader_.tools_.settings.request_timeout), [this] {
     for (std::size_t slot = 0; slot < places_.size(); ++slot) read(slot);
     for (const auto& [component, work] : agents_) ask(component, work);
   });
@@ -152,7 +153,7 @@ void ValueReader::Get::read_stored(std::size_t slot) {
   const Oid& path = place.selection->path;
   if (path == component_name_path) {
     (void)take(slot, text_node(component_name_path, place.component->name));
-  } else if (const Value* value = reader_.store_.value(*place.component, path)) {
+  } else if (const Value* value = reader_.tools_.store.value(*place.component, path)) {
     (void)take(slot, value_node(path, *value));
   } else {
     read_figures(slot);
@@ -184,7 +185,7 @@ void ValueReader::Get::read_below(std::size_t slot) {
 
 void ValueReader::Get::read_stored_below(std::size_t slot) {
   const Selection& selection = *places_[slot].selection;
-  const Values& values = *reader_.store_.values(*places_[slot].component);
+  const Values& values = *reader_.tools_.store.values(*places_[slot].component);
   const Oid& top = selection.path;
   for (auto value = values.lower_bound(top); value != values.end() && is_under(value->first, top); ++value) {
     if (!selection.covers(value->first) || !is_readable(value->first)) continue;
@@ -204,19 +205,19 @@ void ValueReader::Get::read_columns(std::size_t slot) {
 
 void ValueReader::Get::ask(const ComponentName& component, const AgentWork& work) {
   Agent agent;
-  if (const OX_RESULT result = agent_of(reader_.store_, component, reader_.settings_, agent)) {
+  if (const OX_RESULT result = agent_of(reader_.tools_.store, component, reader_.tools_.settings, agent)) {
     fail(work.instances, result);
     return fail(work.columns, result);
   }
   const auto self = std::static_pointer_cast<Get>(shared_from_this());
-  const std::size_t bindings = reader_.settings_.snmp_bindings;
+  const std::size_t bindings = reader_.tools_.settings.snmp_bindings;
   if (!work.instances.empty()) {
     operation_began();
-    snmp_get(reader_.snmp_, agent, bindings, work.instances, self);
+    snmp_get(reader_.tools_.snmp, agent, bindings, work.instances, self);
   }
   if (!work.columns.empty()) {
     operation_began();
-    snmp_walk(reader_.snmp_, agent, bindings, work.columns, self);
+    snmp_walk(reader_.tools_.snmp, agent, bindings, work.columns, self);
   }
 }
 
@@ -236,7 +237,7 @@ bool ValueReader::Get::take(std::size_t slot, NodePtr node) {
       !place.selection->covers(path_of(node.get()))) {
     return true;
   }
-  too_many_ = too_many_ || ++node_count_ > reader_.settings_.max_nodes;
+  too_many_ = too_many_ || ++node_count_ > reader_.tools_.settings.max_nodes;
   if (!too_many_) place.nodes.push_back(std::move(node));
   return !too_many_;
 }
@@ -281,7 +282,7 @@ void ValueReader::Get::finish(OX_RESULT why) {
 OX_RESULT ValueReader::read(const Question& question, ValueAnswer answer) const {
   const auto get = std::make_shared<Get>(*this, std::move(answer));
   if (const OX_RESULT result = get->prepare(question)) return result;
-  jobs_.add(question.session, get);
+  tools_.jobs.add(question.session, get);
   get->start(question.limit);
   return OX_OK;
 }

@@ -1,7 +1,6 @@
 // Reading the values of components, stored ones and those of agents, as gets and watches name them.
 #pragma once
 
-#include <asio/io_context.hpp>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -9,11 +8,8 @@
 #include <variant>
 #include <vector>
 
-#include "manager/base/job.h"
 #include "manager/base/node_list.h"
-#include "manager/base/settings.h"
-#include "manager/components/directory.h"
-#include "manager/snmp/engine.h"
+#include "manager/snmp/value_tools.h"
 
 namespace ox::manager {
 
@@ -31,15 +27,7 @@ using ValueAnswer = std::function<void(OX_RESULT result, NodeList nodes)>;
 
 class ValueReader {
  public:
-  ValueReader(asio::io_context& loop, const Settings& settings, const Directory& directory, const Store& store,
-              SnmpEngine& snmp, JobsOfClients& jobs, FigureSource figures)
-      : loop_(loop),
-        settings_(settings),
-        directory_(directory),
-        store_(store),
-        snmp_(snmp),
-        jobs_(jobs),
-        figures_(std::move(figures)) {}
+  ValueReader(const ValueTools& tools, FigureSource figures) : tools_(tools), figures_(std::move(figures)) {}
 
   // What is wanted of which components ("type:name", the name may be a pattern), for which client.
   struct Question {
@@ -55,12 +43,7 @@ class ValueReader {
  private:
   class Get;
 
-  asio::io_context& loop_;
-  const Settings& settings_;
-  const Directory& directory_;
-  const Store& store_;
-  SnmpEngine& snmp_;
-  JobsOfClients& jobs_;
+  const ValueTools tools_;
   FigureSource figures_;
 };
 

@@ -16,7 +16,7 @@ namespace ox::manager {
 class ValueWriter::Set final : public Job {
  public:
   Set(const ValueWriter& writer, NodeList nodes, ValueAnswer answer)
-      : Job(writer.loop_), writer_(writer), nodes_(std::move(nodes)), answer_(std::move(answer)) {}
+      : Job(writer.tools_.loop), writer_(writer), nodes_(std::move(nodes)), answer_(std::move(answer)) {}
 
   void start(std::uint32_t limit);
 
@@ -62,7 +62,7 @@ const std::array<ValueWriter::Set::Interface, 2> ValueWriter::Set::interfaces{{
 }};
 
 void ValueWriter::Set::start(std::uint32_t limit) {
-  begin(std::chrono::seconds(limit != 0 ? limit : writer_.settings_.request_timeout), [this] {
+  begin(std::chrono::seconds(limit != 0 ? limit : writer_.tools_.settings.request_timeout), [this] {
     if (check_all()) write_all();
   });
 }
@@ -85,7 +85,7 @@ OX_RESULT ValueWriter::Set::find_target(Target& target) const {
   if (const OX_RESULT result = oxdGetCompType(target.node, &type)) return result;
   if (const OX_RESULT result = oxdGetCompName(target.node, &name)) return result;
   if (const OX_RESULT result = parse_component_name(std::string(type) + ':' + name, target.component)) return result;
-  return writer_.directory_.find(target.component);
+  return writer_.tools_.directory.find(target.component);
 }
 
 OX_RESULT ValueWriter::Set::check(Target& target) const {
@@ -133,13 +133,13 @@ void ValueWriter::Set::ask(const ComponentName& component, const Targets& target
   // Until the agent has answered, its values count as not answered.
   for (const std::size_t target : targets) targets_[target].code = OX_ENOANSWER;
   Agent agent;
-  if (const OX_RESULT result = agent_of(writer_.store_, component, writer_.settings_, agent)) {
+  if (const OX_RESULT result = agent_of(writer_.tools_.store, component, writer_.tools_.settings, agent)) {
     return take_codes(targets, std::vector<OX_RESULT>(targets.size(), result));
   }
   const NodeList values = values_of(targets);
   operation_began();
   const auto self = std::static_pointer_cast<Set>(shared_from_this());
-  snmp_set(writer_.snmp_, agent, values, [self, targets](const std::vector<OX_RESULT>& codes) {
+  snmp_set(writer_.tools_.snmp, agent, values, [self, targets](const std::vector<OX_RESULT>& codes) {
     self->step([&] { self->take_codes(targets, codes); });
     self->operation_ended();
   });
@@ -187,7 +187,7 @@ void ValueWriter::Set::finish(OX_RESULT why) {
 void ValueWriter::write(std::uint32_t session, NodeList nodes, std::uint32_t limit, ValueAnswer answer) const {
   if (nodes.empty()) return answer(OX_EINCOMPLETE, {});
   const auto set = std::make_shared<Set>(*this, std::move(nodes), std::move(answer));
-  jobs_.add(session, set);
+  tools_.jobs.add(session, set);
   set->start(limit);
 }
 

@@ -1,15 +1,10 @@
 // Writing the values of components, stored ones and those of agents.
 #pragma once
 
-#include <asio/io_context.hpp>
 #include <cstdint>
 #include <functional>
 #include <span>
 
-#include "manager/base/job.h"
-#include "manager/base/settings.h"
-#include "manager/components/directory.h"
-#include "manager/snmp/engine.h"
 #include "manager/snmp/value_reader.h"
 
 namespace ox::manager {
@@ -24,15 +19,7 @@ struct ChangeSink {
 
 class ValueWriter {
  public:
-  ValueWriter(asio::io_context& loop, const Settings& settings, const Directory& directory, const Store& store,
-              SnmpEngine& snmp, JobsOfClients& jobs, ChangeSink changes)
-      : loop_(loop),
-        settings_(settings),
-        directory_(directory),
-        store_(store),
-        snmp_(snmp),
-        jobs_(jobs),
-        changes_(std::move(changes)) {}
+  ValueWriter(const ValueTools& tools, ChangeSink changes) : tools_(tools), changes_(std::move(changes)) {}
 
   // Checks all nodes; when every one can be written, writes the stored values as one batch and the agents' values by
   // one request for each agent. When one cannot, nothing is written. `limit` is in seconds, 0 the manager's own.
@@ -43,12 +30,7 @@ class ValueWriter {
  private:
   class Set;
 
-  asio::io_context& loop_;
-  const Settings& settings_;
-  const Directory& directory_;
-  const Store& store_;
-  SnmpEngine& snmp_;
-  JobsOfClients& jobs_;
+  const ValueTools tools_;
   ChangeSink changes_;
 };
 
