@@ -14,7 +14,9 @@ namespace {
 
 constexpr std::size_t piece_bytes = 64u << 10;  // of the answer, that are held at once; and the rest of an event
 constexpr std::uint64_t most_bytes = 0x7FFFFFFF;
-constexpr auto step_time = std::chrono::milliseconds(2);  // for which everybody waits
+// For which everybody waits: that of one step, and of one step of every search.
+constexpr auto longest_step = std::chrono::microseconds(2000);
+constexpr auto longest_turn = std::chrono::microseconds(8000);
 
 using Clock = std::chrono::steady_clock;
 
@@ -75,7 +77,7 @@ class Search final : public Job, public ByteSource {
 
 template <class Wanted>
 Outcome Search::look(bool backward, const Wanted& wanted) {
-  const auto until = Clock::now() + step_time;
+  const auto until = Clock::now() + std::min(longest_step, longest_turn / snapshot_->begun());
   at_end_ = true;
   const auto one = [&](const Event& event) {
     place_ = event.sequence;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 #include <new>
+#include <utility>
 
 namespace ox::manager {
 namespace {
@@ -11,10 +12,11 @@ constexpr std::uint64_t everything = std::numeric_limits<std::int64_t>::max();
 
 }  // namespace
 
-EventSnapshot::EventSnapshot(Database& database, std::size_t table)
+EventSnapshot::EventSnapshot(Database& database, std::size_t table, std::shared_ptr<int> begun)
     : file_(database.file()),
       after_(database, connection_, table, "WHERE sequence > ? ORDER BY sequence"),
-      before_(database, connection_, table, "WHERE sequence < ? ORDER BY sequence DESC") {}
+      before_(database, connection_, table, "WHERE sequence < ? ORDER BY sequence DESC"),
+      begun_(std::move(begun)) {}
 
 // Pages are read once, in their order: few need to be kept.
 Outcome EventSnapshot::open() {
@@ -25,11 +27,14 @@ Outcome EventSnapshot::open() {
 
 // The first thing that is read fixes the moment.
 Outcome EventSnapshot::begin() {
+  has_begun_ = true;
+  ++*begun_;
   const Outcome opened = open();
   return opened == Outcome::done ? connection_.run("BEGIN; SELECT 1 FROM row_counts LIMIT 1") : opened;
 }
 
 void EventSnapshot::end() noexcept {
+  if (std::exchange(has_begun_, false)) --*begun_;
   try {
     if (connection_.is_open() && connection_.run("ROLLBACK") == Outcome::done) return;
   } catch (const std::bad_alloc&) {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 
 #include "manager/storage/database.h"
@@ -13,8 +14,8 @@ namespace ox::manager {
 
 class EventSnapshot {
  public:
-  // Of the events in that table, as EventStore keeps them.
-  EventSnapshot(Database& database, std::size_t table);
+  // Of the events in that table, as EventStore keeps them. `begun` counts those that have begun and not ended.
+  EventSnapshot(Database& database, std::size_t table, std::shared_ptr<int> begun);
 
   // The moment. An open snapshot cannot begin again.
   [[nodiscard]] Outcome begin();
@@ -32,6 +33,8 @@ class EventSnapshot {
   [[nodiscard]] Outcome after(std::uint64_t sequence, const Take& take) { return read(after_, sequence, take); }
   [[nodiscard]] Outcome before(std::uint64_t sequence, const Take& take) { return read(before_, sequence, take); }
   [[nodiscard]] std::string fault() const { return connection_.fault(); }
+  // So many are looked at, with this one: their owners share the loop's time.
+  [[nodiscard]] int begun() const { return *begun_; }
 
  private:
   [[nodiscard]] Outcome open();
@@ -41,6 +44,8 @@ class EventSnapshot {
   Connection connection_;
   Query after_;
   Query before_;
+  std::shared_ptr<int> begun_;
+  bool has_begun_ = false;
 };
 
 }  // namespace ox::manager

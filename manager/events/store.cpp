@@ -71,7 +71,7 @@ void EventStore::close_snapshots() {
 std::shared_ptr<EventSnapshot> EventStore::snapshot() {
   std::shared_ptr<EventSnapshot> kept = spare_.use_count() == 1 ? spare_ : nullptr;
   if (!kept) {
-    kept = std::make_shared<EventSnapshot>(database_, events_table);
+    kept = std::make_shared<EventSnapshot>(database_, events_table, begun_snapshots_);
     std::erase_if(snapshots_, [](const auto& known) { return known.expired(); });
     snapshots_.push_back(kept);
     if (!spare_) spare_ = kept;

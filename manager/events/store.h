@@ -114,6 +114,7 @@ class EventStore {
   Statement sizes_{database_.connection(), "SELECT sequence, listed, length(body) FROM events"};
   Statement size_{database_.connection(), "SELECT length(body) FROM events WHERE sequence = ?"};
   Statement oldest_{database_.connection(), "SELECT sequence, arrived FROM events ORDER BY sequence LIMIT 1"};
+  std::shared_ptr<int> begun_snapshots_ = std::make_shared<int>(0);
   std::vector<std::weak_ptr<EventSnapshot>> snapshots_;
   std::shared_ptr<EventSnapshot> spare_;  // one of them, which stays open
   std::map<std::string, WaitMark> waits_;
