@@ -68,11 +68,8 @@ TEST(MatrixItems, WhatHasNoEncodingIsRefused) {
   EXPECT_EQ(0u, result(OXD_MATRIX_CELL, 65535, text));
   EXPECT_EQ(1u, result(OXD_MATRIX_CELL, 65536, text));
   EXPECT_EQ(1u, result(OXD_MATRIX_CELL, 1, nullptr));
-  EXPECT_EQ(1u, result(OXD_MATRIX_INDEX, 0, nullptr));
   EXPECT_EQ(1u, result(OXD_MATRIX_AMIB, 0, text));
-  EXPECT_EQ(0u, result(OXD_MATRIX_AMIB, 0, text + 1));
   EXPECT_EQ(195u, result(6, 0, text));
-  EXPECT_EQ(195u, result(0, 0, text));
 }
 
 // Two components, two attributes, one index, two times from number 5 on.
@@ -84,11 +81,6 @@ std::string cell(const char* places, const char* value) {
 }
 
 TEST(Matrices, CellsAreFoundByTheirPlaces) {
-  dnode* const node = oxdAlloc(1);
-  oxdSetText(node, "");
-  oxdGetValueByStr(node);  // the thread's buffer is there from now on
-  oxdFree(node);
-  const SameBlocks same_blocks;
   oxdMatrix* const matrix = oxdMatrixAlloc();
   const std::string cells = axes + cell("00000001 00000001 00000000 00000006", "00000007") +
                             cell("00000000 00000001 00000000 00000005", "00000008") +
@@ -111,7 +103,6 @@ TEST(Matrices, CellsAreFoundByTheirPlaces) {
     }
   }
   EXPECT_EQ("--!9-!!!!--!-7!!!!!!!!!!!!!", all);
-  EXPECT_EQ(1u, oxdMatrixGetCell(matrix, 0, 1, 1, 0, &found));
   EXPECT_EQ(0u, oxdMatrixAdd(matrix, axes.data(), 10)) << "a longer axis";
   EXPECT_EQ(122u, oxdMatrixGetCell(matrix, 2, 1, 0, 1, &found)) << "the table has gone";
   EXPECT_EQ(1u, oxdMatrixAdd(matrix, axes.data(), 9));
