@@ -25,16 +25,17 @@ bool Checkpointer::grown(int pages) {
   return false;
 }
 
-// Goes on while commits have added more than a few pages meanwhile.
-void Checkpointer::move(Connection& connection) {
+// Goes on while commits have added more than a few pages meanwhile. False when more are left: a reader needs them.
+bool Checkpointer::move(Connection& connection) {
   int left = few_pages + 1;
   for (int i = 0; i < most_passes && left > few_pages; ++i) {
     int all = 0;
     int moved = 0;
-    if (sqlite3_wal_checkpoint_v2(connection.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, &all, &moved) != SQLITE_OK)
-      return;
+    const int state = sqlite3_wal_checkpoint_v2(connection.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, &all, &moved);
+    if (state != SQLITE_OK) return false;
     left = all - moved;
   }
+  return left <= few_pages;
 }
 
 void Checkpointer::start() {
@@ -70,12 +71,10 @@ void Checkpointer::run() {
     wanted_ = false;
     lock.unlock();
     try {
-      if (connection.is_open() || connection.open(file_, Durability::process) == Outcome::done) {
-        move(connection);
-      }
+      const bool open = connection.is_open() || connection.open(file_, Durability::process) == Outcome::done;
+      passed_ = open && move(connection);
     } catch (const std::bad_alloc&) {  // the next time
     }
-    passed_ = true;
     busy_ = false;
     lock.lock();
   }

@@ -27,7 +27,7 @@ class Checkpointer {
  private:
   void run();
   void start();
-  static void move(Connection& connection);
+  [[nodiscard]] static bool move(Connection& connection);
 
   std::string file_;
   std::thread thread_;

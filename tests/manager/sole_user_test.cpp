@@ -3,15 +3,34 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 
 #include "manager/storage/connection.h"
 #include "manager/storage/copy.h"
+#include "tests/support/other_process.h"
 #include "tests/support/system_root.h"
 
 namespace ox::manager {
 namespace {
+
+// Does not rest between its attempts.
+sqlite3* open_plainly(const std::string& file) {
+  static sqlite3_vfs impatient = *sqlite3_vfs_find(nullptr);
+  impatient.zName = "impatient";
+  impatient.xSleep = [](sqlite3_vfs*, int) { return 0; };
+  EXPECT_EQ(SQLITE_OK, sqlite3_vfs_register(&impatient, 0));
+  sqlite3* opened = nullptr;
+  EXPECT_EQ(SQLITE_OK, sqlite3_open_v2(file.c_str(), &opened, SQLITE_OPEN_READWRITE, impatient.zName));
+  return opened;
+}
+
+// Another process that reads the file. Its status is what the database library says.
+int read(test::OtherProcess& process) {
+  return sqlite3_exec(open_plainly(process.text()), "SELECT * FROM t", nullptr, nullptr, nullptr);
+}
+[[maybe_unused]] const bool declared = test::OtherProcess::declare("read", read);
 
 class SoleUser : public ::testing::Test {
  protected:
@@ -21,21 +40,8 @@ class SoleUser : public ::testing::Test {
     EXPECT_EQ(Outcome::done, writer_.open(file_, Durability::process));
     EXPECT_EQ(Outcome::done, writer_.run("CREATE TABLE t (n INTEGER PRIMARY KEY); INSERT INTO t VALUES (1)"));
   }
-  // The file as another process has it, that does not rest between its attempts.
-  sqlite3* open_outside() {
-    static sqlite3_vfs impatient = *sqlite3_vfs_find(nullptr);
-    impatient.zName = "impatient";
-    impatient.xSleep = [](sqlite3_vfs*, int) { return 0; };
-    EXPECT_EQ(SQLITE_OK, sqlite3_vfs_register(&impatient, 0));
-    sqlite3* other = nullptr;
-    EXPECT_EQ(SQLITE_OK, sqlite3_open_v2(file_.c_str(), &other, SQLITE_OPEN_READWRITE, impatient.zName));
-    return other;
-  }
-  int outside(const char* statements) {
-    sqlite3* const other = open_outside();
-    const int state = sqlite3_exec(other, statements, nullptr, nullptr, nullptr);
-    EXPECT_EQ(SQLITE_OK, sqlite3_close(other));
-    return state;
+  [[nodiscard]] int read_outside() const {
+    return test::OtherProcess::start("read", file_).wait(std::chrono::minutes(1));
   }
 
   const std::string file_ = test::work_dir() + "/sole.db";
@@ -47,21 +53,21 @@ TEST_F(SoleUser, KeepsOthersOutUntilItsLastConnectionCloses) {
     Connection second;
     ASSERT_EQ(Outcome::done, second.open(file_, Durability::process));
     EXPECT_EQ(1u, second.ask("SELECT count(*) FROM t"));
-    EXPECT_EQ(SQLITE_PROTOCOL, outside("SELECT * FROM t"));
+    EXPECT_EQ(SQLITE_PROTOCOL, read_outside());
     writer_.close();
-    EXPECT_EQ(SQLITE_PROTOCOL, outside("SELECT * FROM t"));
+    EXPECT_EQ(SQLITE_PROTOCOL, read_outside());
     EXPECT_EQ(1u, second.ask("SELECT count(*) FROM t"));
   }
-  EXPECT_EQ(SQLITE_OK, outside("INSERT INTO t VALUES (2)"));
+  EXPECT_EQ(SQLITE_OK, read_outside());
 
-  sqlite3* const other = open_outside();
+  sqlite3* const other = open_plainly(file_);
   ASSERT_EQ(SQLITE_OK, sqlite3_exec(other, "BEGIN; SELECT * FROM t", nullptr, nullptr, nullptr));
   EXPECT_EQ(Outcome::refused, writer_.open(file_, Durability::process));
   EXPECT_TRUE(writer_.is_locked()) << writer_.fault();
   writer_.close();
   ASSERT_EQ(SQLITE_OK, sqlite3_close(other));
   ASSERT_EQ(Outcome::done, writer_.open(file_, Durability::process));
-  EXPECT_EQ(2u, writer_.ask("SELECT count(*) FROM t"));
+  EXPECT_EQ(1u, writer_.ask("SELECT count(*) FROM t"));
 }
 
 // One writes at a time, a reader keeps its moment, and the log begins anew when nobody reads of it.
