@@ -30,7 +30,7 @@ namespace ox::test {
   return count;
 }
 
-// Expects each of the parts somewhere in the text.
+// All of these must stand somewhere in it.
 inline void expect_parts(const std::string& text, const std::vector<std::string>& parts) {
   for (const std::string& part : parts) EXPECT_NE(text.npos, text.find(part)) << part << " in:\n" << text;
 }
