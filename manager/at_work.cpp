@@ -15,7 +15,11 @@ std::optional<bool> ask_manager(std::uint32_t code, const FaultSink& faults, con
   for (const dnode* line = lines.get(); line != nullptr; line = oxdNext(line)) {
     code_of(line) == OX_OK ? tell(text_of(line)) : faults("manager", 0, text_of(line));
   }
-  if (result != OX_OK && lines.empty()) faults("manager", 0, std::string("asked for it: ") + oxcStrError(result));
+  if (result == OX_ETOOMANY) {
+    faults("manager", 0, "a check or a backup is under way; try again when it has ended");
+  } else if (result != OX_OK && lines.empty()) {
+    faults("manager", 0, std::string("asked for it: ") + oxcStrError(result));
+  }
   return result == OX_OK;
 }
 

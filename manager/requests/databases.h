@@ -20,8 +20,8 @@ inline constexpr std::array databases{
 // Those of a folder that no manager works on.
 [[nodiscard]] bool check_databases(const std::string& folder, const FaultSink& faults, const Tell& tell);
 
-// Copies them into a folder of their own under "backup" of the work folder; tells which, and what they hold. False, and
-// told, when that fails.
+// Copies them into a folder of their own under "backup" of the work folder, which has its name when all are there;
+// tells which, and what they hold. False, and told, when that fails.
 [[nodiscard]] bool back_up(Snapshots& snapshots, const FaultSink& faults, const Tell& tell);
 
 }  // namespace ox::manager

@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "manager/storage/salvage.h"
+#include "manager/storage/sole_user.h"
 #include "platform/file.h"
 
 namespace ox::manager {
@@ -68,6 +69,7 @@ std::string dated(const std::string& file) {
 
 bool replace_database(const std::string& file, const std::string& made, std::string& name) {
   name = dated(file);
+  give_up_name(file);
   for (const char* tail : {"", "-wal"}) {
     if (!exists(file + tail)) continue;
     if (platform::rename_file((file + tail).c_str(), (name + tail).c_str()) != platform::error_none) return false;

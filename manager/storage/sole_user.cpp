@@ -6,10 +6,13 @@
 #include <algorithm>
 #include <array>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <string>
 #include <utility>
+
+#include "platform/file.h"
 
 namespace ox::manager {
 namespace {
@@ -18,15 +21,14 @@ namespace {
 struct Log {
   static constexpr int alone = -1;
   std::array<int, SQLITE_SHM_NLOCK> holders{};
-  int files = 0;
   int maps = 0;       // of the index
   bool ours = false;  // the system has given all locks to this process; it takes them back with the last map
 };
-using Logs = std::map<std::string, Log>;
+using Logs = std::map<std::string, std::weak_ptr<Log>>;
 
 // What a connection has, behind the library's own file.
 struct Part {
-  Logs::iterator log;
+  std::shared_ptr<Log> log;
   bool maps = false;
   std::array<bool, SQLITE_SHM_NLOCK> shares{};
   std::array<bool, SQLITE_SHM_NLOCK> alone{};
@@ -48,7 +50,7 @@ std::size_t part_at() {
 Part& part_of(sqlite3_file* file) { return *reinterpret_cast<Part*>(reinterpret_cast<char*>(file) + part_at()); }
 
 int lock_shared(Part& part, std::size_t lock) {
-  int& holders = part.log->second.holders[lock];
+  int& holders = part.log->holders[lock];
   if (part.shares[lock]) return SQLITE_OK;
   if (holders == Log::alone) return SQLITE_BUSY;
   ++holders;
@@ -57,7 +59,7 @@ int lock_shared(Part& part, std::size_t lock) {
 }
 
 int lock_alone(Part& part, std::size_t first, std::size_t end) {
-  auto& holders = part.log->second.holders;
+  auto& holders = part.log->holders;
   for (std::size_t i = first; i < end; ++i) {
     if (holders[i] != 0) return SQLITE_BUSY;
   }
@@ -69,7 +71,7 @@ int lock_alone(Part& part, std::size_t first, std::size_t end) {
 }
 
 void unlock(Part& part, std::size_t first, std::size_t end) {
-  auto& holders = part.log->second.holders;
+  auto& holders = part.log->holders;
   for (std::size_t i = first; i < end; ++i) {
     if (std::exchange(part.shares[i], false)) --holders[i];
     if (std::exchange(part.alone[i], false)) holders[i] = 0;
@@ -79,7 +81,7 @@ void unlock(Part& part, std::size_t first, std::size_t end) {
 int lock(sqlite3_file* file, int from, int count, int flags) {
   const std::scoped_lock hold(mutex);
   Part& part = part_of(file);
-  Log& log = part.log->second;
+  Log& log = *part.log;
   const auto first = static_cast<std::size_t>(from);
   const std::size_t end = first + static_cast<std::size_t>(count);
   if ((flags & SQLITE_SHM_UNLOCK) != 0) {
@@ -98,14 +100,14 @@ int lock(sqlite3_file* file, int from, int count, int flags) {
 int map(sqlite3_file* file, int page, int size, int extend, void volatile** at) {
   const std::scoped_lock hold(mutex);
   Part& part = part_of(file);
-  if (!std::exchange(part.maps, true)) ++part.log->second.maps;
+  if (!std::exchange(part.maps, true)) ++part.log->maps;
   return system_methods->xShmMap(file, page, size, extend, at);
 }
 
 int unmap(sqlite3_file* file, int remove) {
   const std::scoped_lock hold(mutex);
   Part& part = part_of(file);
-  Log& log = part.log->second;
+  Log& log = *part.log;
   unlock(part, 0, log.holders.size());
   if (std::exchange(part.maps, false) && --log.maps == 0) log.ours = false;
   return system_methods->xShmUnmap(file, remove);
@@ -115,8 +117,8 @@ int close(sqlite3_file* file) {
   {
     const std::scoped_lock hold(mutex);
     Part& part = part_of(file);
-    if (--part.log->second.files == 0) logs.erase(part.log);
     part.~Part();
+    std::erase_if(logs, [](const auto& known) { return known.second.expired(); });
   }
   return system_methods->xClose(file);
 }
@@ -138,9 +140,10 @@ int open(sqlite3_vfs*, const char* name, sqlite3_file* file, int flags, int* ope
   if (state != SQLITE_OK || (flags & SQLITE_OPEN_MAIN_DB) == 0) return state;
   const std::scoped_lock hold(mutex);
   try {
-    const auto log = logs.try_emplace(name).first;
-    ++log->second.files;
-    new (&part_of(file)) Part{log};
+    std::weak_ptr<Log>& known = logs[name];
+    auto log = known.lock();
+    if (!log) known = log = std::make_shared<Log>();
+    new (&part_of(file)) Part{std::move(log)};
   } catch (const std::bad_alloc&) {
     (void)file->pMethods->xClose(file);
     file->pMethods = nullptr;
@@ -164,6 +167,16 @@ bool make_known() {
 const char* sole_user_files() {
   static const bool known = make_known();
   return known ? own_files.zName : nullptr;
+}
+
+void give_up_name(const std::string& file) {
+  if (sole_user_files() == nullptr) return;
+  std::string whole(static_cast<std::size_t>(own_files.mxPathname) + 1, '\0');
+  const std::string given = platform::utf8_path(file.c_str());
+  const int state = system_files->xFullPathname(system_files, given.c_str(), own_files.mxPathname + 1, whole.data());
+  if ((state & 0xFF) != SQLITE_OK) return;
+  const std::scoped_lock hold(mutex);
+  logs.erase(whole.c_str());
 }
 
 }  // namespace ox::manager

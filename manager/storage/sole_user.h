@@ -5,9 +5,15 @@
 // of this process. Another process is refused: the database is locked.
 #pragma once
 
+#include <string>
+
 namespace ox::manager {
 
 // The name under which the database library knows such files.
 [[nodiscard]] const char* sole_user_files();
+
+// The file goes by another name from now on: what is opened under this one is another file, whoever still has the first
+// one open.
+void give_up_name(const std::string& file);
 
 }  // namespace ox::manager

@@ -90,5 +90,23 @@ TEST_F(SoleUser, SharesTheFileAmongItsConnections) {
   EXPECT_EQ(3u, before.connection().ask("SELECT count(*) FROM t"));
 }
 
+// Where an open file can be renamed, whoever has it keeps its locks, and the new one has its own; else it stays.
+TEST_F(SoleUser, ANewFileOfTheSameNameIsAnotherOne) {
+  Snapshot before;
+  ASSERT_EQ(Outcome::done, before.take(file_));
+  writer_.close();
+  std::string name;
+  test::write_file(file_ + ".new", "");
+  const bool replaced = replace_database(file_, file_ + ".new", name);
+  ASSERT_EQ(Outcome::done, writer_.open(file_, Durability::process));
+  if (replaced) {
+    ASSERT_EQ(Outcome::done, writer_.run("CREATE TABLE t (n INTEGER PRIMARY KEY)"));
+    EXPECT_EQ(0u, writer_.ask("PRAGMA wal_checkpoint(RESTART)")) << "its log has no other reader";
+  }
+  EXPECT_EQ(replaced ? 0u : 1u, writer_.ask("SELECT count(*) FROM t"));
+  EXPECT_EQ(SQLITE_PROTOCOL, read_outside());
+  EXPECT_EQ(1u, before.connection().ask("SELECT count(*) FROM t"));
+}
+
 }  // namespace
 }  // namespace ox::manager
