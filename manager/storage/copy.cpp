@@ -69,10 +69,10 @@ std::string dated(const std::string& file) {
 
 bool replace_database(const std::string& file, const std::string& made, std::string& name) {
   name = dated(file);
-  give_up_name(file);
   for (const char* tail : {"", "-wal"}) {
     if (!exists(file + tail)) continue;
     if (platform::rename_file((file + tail).c_str(), (name + tail).c_str()) != platform::error_none) return false;
+    give_up_name(file + tail);
   }
   (void)platform::remove_file((file + "-shm").c_str());  // made of the log at every opening
   return platform::rename_file(made.c_str(), file.c_str()) == platform::error_none;
