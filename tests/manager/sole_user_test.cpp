@@ -28,7 +28,10 @@ sqlite3* open_plainly(const std::string& file) {
 
 // Another process that reads the file. Its status is what the database library says.
 int read(test::OtherProcess& process) {
-  return sqlite3_exec(open_plainly(process.text()), "SELECT * FROM t", nullptr, nullptr, nullptr);
+  sqlite3* const opened = open_plainly(process.text());
+  const int result = sqlite3_exec(opened, "SELECT * FROM t", nullptr, nullptr, nullptr);
+  EXPECT_EQ(SQLITE_OK, sqlite3_close(opened));
+  return result;
 }
 [[maybe_unused]] const bool declared = test::OtherProcess::declare("read", read);
 
