@@ -10,6 +10,7 @@
 #include "manager/base/attributes.h"
 #include "manager/base/paths.h"
 #include "manager/base/settings.h"
+#include "manager/base/zone.h"
 #include "manager/components/vocabulary.h"
 #include "manager/definitions.h"
 #include "manager/requests/databases.h"
@@ -65,6 +66,10 @@ bool check_installation(const FaultSink& faults, const Tell& tell) {
     return false;
   }
   bool sound = check_all_messages(faults);
+  if (const std::string fault = zone_fault(); !fault.empty()) {
+    faults("registry", 0, fault);
+    sound = false;
+  }
   Settings settings;
   sound = read_settings(settings_file(), settings, faults) && sound;
   (void)sound_amib_files(faults, sound);

@@ -13,6 +13,7 @@
 #include "common/protocol.h"
 #include "manager/base/log.h"
 #include "manager/base/paths.h"
+#include "manager/base/zone.h"
 #include "manager/definitions.h"
 #include "manager/requests/manager.h"
 #include "manager/requests/router.h"
@@ -231,6 +232,7 @@ int run_daemon() {
   FaultList faults;
   Settings settings;
   (void)read_settings(settings_file(), settings, faults.sink());
+  if (const std::string fault = zone_fault(); !fault.empty()) faults.sink()("registry", 0, fault);
   Definitions definitions;
   if (hold_definitions(faults, definitions) != 0) return 1;
   const std::string data = join(oxcGetWorkdir(), "data");

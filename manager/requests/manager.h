@@ -4,16 +4,20 @@
 #include <asio/io_context.hpp>
 #include <string>
 
+#include "manager/base/clock.h"
 #include "manager/base/fault_list.h"
 #include "manager/base/job.h"
 #include "manager/base/settings.h"
+#include "manager/base/zone.h"
 #include "manager/components/collected.h"
 #include "manager/components/directory.h"
+#include "manager/components/entry_changes.h"
 #include "manager/components/file.h"
 #include "manager/components/store.h"
 #include "manager/components/vocabulary.h"
 #include "manager/events/handles.h"
 #include "manager/events/log.h"
+#include "manager/jobs/scheduler.h"
 #include "manager/reports/persistent_waits.h"
 #include "manager/reports/subscriptions.h"
 #include "manager/requests/figures.h"
@@ -41,7 +45,8 @@ struct Manager {
         value_tools{loop, settings, directory, store, snmp, jobs},
         reader(value_tools,
                [this](const ComponentName& component) { return figures_of(trap_books, faults, component); }),
-        writer(value_tools, {.commit = [this](std::span<const Change> batch) { return commit(batch); },
+        writer(value_tools, {.check = [this](Change& change) { return entries.check(change); },
+                             .commit = [this](std::span<const Change> batch) { return commit(batch); },
                              .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
         subscriptions(loop, settings, directory, reader, events.readers(), clients),
         waits(loop, events, clients),
@@ -51,6 +56,7 @@ struct Manager {
   [[nodiscard]] OX_RESULT commit(std::span<const Change> batch) {
     if (const OX_RESULT result = components.commit(store, batch)) return result;
     subscriptions.changed(batch);
+    entries.changed(batch);
     return OX_OK;
   }
 
@@ -67,8 +73,12 @@ struct Manager {
 
   asio::io_context& loop;
   Settings settings;
+  SystemClock clock{loop};
+  Zone zone{installation_zone()};
+  Scheduler scheduler{clock};
   Vocabulary vocabulary;
   Store store;
+  EntryChanges entries;
   ComponentFile components;
   HeldRequests held;
   Locks locks;

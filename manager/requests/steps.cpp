@@ -2,6 +2,8 @@
 
 #include <asio/post.hpp>
 #include <chrono>
+#include <memory>
+#include <vector>
 
 #include "manager/requests/manager.h"
 #include "manager/requests/router.h"
@@ -29,6 +31,20 @@ void go_on(Manager& manager) {
 void clear_away(Manager& manager) {
   if (manager.components.clear_away(step_end())) return;
   asio::post(manager.loop, [&manager] { clear_away(manager); });
+}
+
+using Names = std::shared_ptr<std::vector<ComponentName>>;
+
+// The last one first.
+void tell_loaded(Manager& manager, const Names& names, const std::function<void()>& done) {
+  const auto end = step_end();
+  while (!names->empty()) {
+    manager.entries.tell(names->back(), EntryChanges::What::loaded);
+    names->pop_back();
+    if (std::chrono::steady_clock::now() < end) continue;
+    return asio::post(manager.loop, [&manager, names, done] { tell_loaded(manager, names, done); });
+  }
+  done();
 }
 
 void remove_on(Manager& manager, const ComponentName& name, const std::function<void(OX_RESULT)>& done) {
@@ -62,15 +78,18 @@ void load_components(Manager& manager, const std::function<void(bool)>& done) {
   if (loading == ComponentFile::Loading::more) {
     return asio::post(manager.loop, [&manager, done] { load_components(manager, done); });
   }
-  const bool loaded = loading == ComponentFile::Loading::done;
-  done(loaded);
-  if (!loaded) return;
-  go_on(manager);
-  clear_away(manager);
+  if (loading == ComponentFile::Loading::failed) return done(false);
+  const Names kept = std::make_shared<std::vector<ComponentName>>(manager.entries.kept(manager.store));
+  tell_loaded(manager, kept, [&manager, done] {
+    done(true);
+    go_on(manager);
+    clear_away(manager);
+  });
 }
 
 void remove_component(Manager& manager, const ComponentName& name, const std::function<void(OX_RESULT)>& done) {
   if (const OX_RESULT result = manager.components.begin_removal(manager.store, name)) return done(result);
+  manager.entries.tell(name, EntryChanges::What::removed);
   manager.held.hold(true);
   remove_on(manager, name, done);
 }

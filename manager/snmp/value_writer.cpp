@@ -26,6 +26,7 @@ class ValueWriter::Set final : public Job {
     ComponentName component;
     Oid path;
     OX_RESULT code = OX_OK;
+    Change change{};                                   // of a stored value
     void (Set::*write)(std::size_t target) = nullptr;  // once it has passed the check
   };
   using Targets = std::vector<std::size_t>;
@@ -38,6 +39,7 @@ class ValueWriter::Set final : public Job {
 
   bool check_all();
   OX_RESULT check(Target& target) const;
+  OX_RESULT check_stored(Target& target) const;
   OX_RESULT find_target(Target& target) const;
   void write_all();
   void write_stored(std::size_t target);
@@ -102,11 +104,20 @@ OX_RESULT ValueWriter::Set::check(Target& target) const {
   }
   if (target.write == nullptr) return OX_EUNSUPPORTED;
   // A deleted value takes a stored one away.
-  if (code == OXB_CONF && oxdGetValueType(target.node) == OX_DELETED) return OX_OK;
+  if (code == OXB_CONF && oxdGetValueType(target.node) == OX_DELETED) return check_stored(target);
   if (const OX_RESULT result = convert_value(target.node, oxbAmibType(selection.node))) return result;
   // The name of a component is what it is found by; it does not change.
   if (target.path == component_name_path && text_of(target.node) != target.component.name) return OX_EDENIED;
-  return OX_OK;
+  return code == OXB_CONF ? check_stored(target) : OX_RESULT{OX_OK};
+}
+
+OX_RESULT ValueWriter::Set::check_stored(Target& target) const {
+  Change& change = target.change;
+  change.component = target.component;
+  change.path = target.path;
+  change.value = value_of(target.node);
+  change.kind = change.value.type == OX_DELETED ? Change::Kind::unset : Change::Kind::set;
+  return writer_.changes_.check(change);
 }
 
 void ValueWriter::Set::write_all() {
@@ -119,14 +130,8 @@ void ValueWriter::Set::write_all() {
 }
 
 void ValueWriter::Set::write_stored(std::size_t index) {
-  const Target& target = targets_[index];
-  if (target.path == component_name_path) return;
-  Change change;
-  change.component = target.component;
-  change.path = target.path;
-  change.value = value_of(target.node);
-  change.kind = change.value.type == OX_DELETED ? Change::Kind::unset : Change::Kind::set;
-  batch_.push_back(std::move(change));
+  Target& target = targets_[index];
+  if (target.path != component_name_path) batch_.push_back(std::move(target.change));
 }
 
 void ValueWriter::Set::ask(const ComponentName& component, const Targets& targets) {

@@ -12,6 +12,7 @@
 #include "tests/road/daemon.h"
 #include "tests/road/raw_client.h"
 #include "tests/support/installation.h"
+#include "tests/support/registry.h"
 #include "tests/support/scripted_peer.h"
 #include "tests/support/system_root.h"
 #include "tests/support/udp_socket.h"
@@ -191,6 +192,7 @@ TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
              "siteC siteA.2 INTEGER read CONF-ACS\nsiteD siteA.3 INTEGER read-only CONF-ACS\nsiteE nothing.1 INTEGER "
              "read-only CONF-ACS\n");
   write_file(work_dir() + "/conf/oxmgrd.cf", "MaxFrames: 1\n");
+  set_value("TimeZone", "Nowhere/Town");
   write_file(work_dir() + "/data/components.db", "component:\tnode\t\"a\"\n");
   write_file(work_dir() + "/public/trap/USER.DEF", "Enterprise 1.3\nGenericCode *\nSpecificCode *\nSeverity 5\n");
   const std::string messages = home_dir() + "/LIB/LOCALE/0409/OXERROR.MSG";
@@ -198,7 +200,8 @@ TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
   const std::string output = run("oxmgrd --check");
   EXPECT_EQ("1 ", output.substr(0, 2));
   expect_parts(output, {"site.def:2: ", "site.def:3: ", "site.def:5: ", "oxmgrd.cf:1: unknown setting MaxFrames",
-                        "components.db:0: file is not a database", "OXERROR.MSG:", "USER.DEF:4: Severity: "});
+                        "components.db:0: file is not a database",
+                        "OXERROR.MSG:", "USER.DEF:4: Severity: ", "TimeZone Nowhere/Town is no zone"});
   EXPECT_EQ(std::string::npos, output.find("site.def:4: ")) << output;
 }
 
