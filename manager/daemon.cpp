@@ -125,13 +125,13 @@ bool take_up(Manager& manager, const std::string& data) {
   };
   name_old_files(data);
   return ensure_directory(data) && manager.components.open(tell) && manager.events.open(tell) &&
-         manager.collected.open(tell);
+         manager.collected_file.open(tell);
 }
 
 // Beside the work; what turns out to be damaged is set aside.
 void check_files(Manager& manager) {
   manager.events.check();
-  manager.collected.check();
+  manager.collected_file.check();
   manager.components.check([&manager](const std::string& fault) {
     asio::post(manager.loop, [&manager, fault] {
       log(Severity::error, "the component store is damaged: " + fault);

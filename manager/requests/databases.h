@@ -4,9 +4,9 @@
 #include <array>
 #include <string>
 
-#include "manager/components/collected.h"
 #include "manager/components/file.h"
 #include "manager/events/store.h"
+#include "manager/series/collected_file.h"
 #include "manager/storage/snapshots.h"
 
 namespace ox::manager {
@@ -14,7 +14,7 @@ namespace ox::manager {
 inline constexpr std::array databases{
     DatabaseShape{"components.db", &ComponentFile::tables},
     DatabaseShape{"events.db", &EventStore::tables},
-    DatabaseShape{"collected.db", &Collected::tables},
+    DatabaseShape{"collected.db", &CollectedFile::tables},
 };
 
 // Those of a folder that no manager works on.

@@ -9,7 +9,6 @@
 #include "manager/base/job.h"
 #include "manager/base/settings.h"
 #include "manager/base/zone.h"
-#include "manager/components/collected.h"
 #include "manager/components/directory.h"
 #include "manager/components/entry_changes.h"
 #include "manager/components/file.h"
@@ -23,6 +22,8 @@
 #include "manager/requests/figures.h"
 #include "manager/requests/steps.h"
 #include "manager/requests/upkeep.h"
+#include "manager/series/collected.h"
+#include "manager/series/store.h"
 #include "manager/sessions/clients.h"
 #include "manager/sessions/locks.h"
 #include "manager/snmp/engine.h"
@@ -38,7 +39,9 @@ struct Manager {
         settings(with),
         components(data_directory, with.durability),
         snmp(event_loop, with.snmp_in_flight),
-        collected(event_loop, data_directory, with.max_data, with.durability),
+        collected_file(event_loop, data_directory, with.durability),
+        collected(collected_file, with.max_data),
+        series(collected_file),
         events(event_loop, settings, data_directory),
         clients(with.max_report_bytes),
         directory(vocabulary, store),
@@ -83,7 +86,9 @@ struct Manager {
   HeldRequests held;
   Locks locks;
   SnmpEngine snmp;
+  CollectedFile collected_file;
   Collected collected;
+  SeriesStore series;
   EventHandles event_handles;
   EventLog events;
   Clients clients;

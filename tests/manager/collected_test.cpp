@@ -1,11 +1,11 @@
-// Collected data in their database.
-#include "manager/components/collected.h"
+// Data of applications in the database of collected data.
+#include "manager/series/collected.h"
 
 #include <gtest/gtest.h>
 
 #include <asio/executor_work_guard.hpp>
 #include <filesystem>
-#include <optional>
+#include <memory>
 
 #include "tests/manager/damage.h"
 #include "tests/support/fault_heap.h"
@@ -26,8 +26,8 @@ class CollectedTest : public testing::Test {
   void restart() {
     collected_.reset();
     loop_.poll();
-    collected_.emplace(loop_, directory_, 1000000, Durability::process);
-    ASSERT_TRUE(collected_->open(
+    collected_ = std::make_unique<Kept>(loop_, directory_);
+    ASSERT_TRUE(collected_->file.open(
         [this](const std::string&, std::uint32_t, const std::string& text) { faults_ += text + '\n'; }));
   }
   // The answers of one turn's appends to the series of the names.
@@ -35,8 +35,8 @@ class CollectedTest : public testing::Test {
     const std::string values(bytes, 'v');
     answers_.clear();
     for (const char name : names) {
-      collected_->append({std::string(1, name), "x"}, 1, 2, std::as_bytes(std::span(values)),
-                         [this](OX_RESULT result) { answers_ += std::to_string(result) + ' '; });
+      collected_->data.append({std::string(1, name), "x"}, 1, 2, std::as_bytes(std::span(values)),
+                              [this](OX_RESULT result) { answers_ += std::to_string(result) + ' '; });
     }
     EXPECT_EQ("", answers_);
     loop_.poll();
@@ -47,7 +47,7 @@ class CollectedTest : public testing::Test {
     std::string text;
     for (const char name : names) {
       std::uint32_t bytes = 0;
-      const OX_RESULT result = collected_->size({std::string(1, name), "x"}, bytes);
+      const OX_RESULT result = collected_->data.size({std::string(1, name), "x"}, bytes);
       text += name + (result == OX_ENOTFOUND ? "-" : std::to_string(bytes)) + ' ';
     }
     return text;
@@ -57,7 +57,12 @@ class CollectedTest : public testing::Test {
   std::string file_ = directory_ + "/collected.db";
   asio::io_context loop_;
   asio::executor_work_guard<asio::io_context::executor_type> working_{loop_.get_executor()};
-  std::optional<Collected> collected_;
+  struct Kept {
+    Kept(asio::io_context& loop, const std::string& directory) : file(loop, directory, Durability::process) {}
+    CollectedFile file;
+    Collected data{file, 1000000};
+  };
+  std::unique_ptr<Kept> collected_;
   std::string answers_;
   std::string faults_;
 };
@@ -115,12 +120,12 @@ TEST_F(CollectedTest, DamageIsToldAndWhatReadsIsKept) {
     fs::create_directories(directory_);
     test::write_file(file_, damaged);
     const auto quiet = [](const auto&...) {};
-    const bool whole = check_database(file_, Collected::tables(), quiet, quiet);
+    const bool whole = check_database(file_, CollectedFile::tables(), quiet, quiet);
     EXPECT_FALSE(whole && certain);
     faults_.clear();
     restart();
     EXPECT_TRUE(!faults_.empty() || sizes(names) == expected);
-    if (!whole && faults_.empty()) collected_->check();
+    if (!whole && faults_.empty()) collected_->file.check();
     for (int i = 0; i < 1000 && !whole && faults_.empty(); ++i) {
       (void)loop_.run_one_for(std::chrono::milliseconds(10));
     }

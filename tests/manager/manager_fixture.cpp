@@ -57,7 +57,7 @@ void ManagerTest::start_manager() {
   manager_.emplace(loop_, settings_, data);
   ASSERT_TRUE(manager_->components.open(no_faults));
   ASSERT_TRUE(manager_->events.open(no_faults));
-  ASSERT_TRUE(manager_->collected.open(no_faults));
+  ASSERT_TRUE(manager_->collected_file.open(no_faults));
   load_components(*manager_, [](bool loaded) { ASSERT_TRUE(loaded); });
 }
 

@@ -1,10 +1,9 @@
-// Collected data: for each pair of texts a series of records, in a database of their own.
+// Data of applications: for each pair of texts a series of records, in the database of collected data.
 //
 // What is appended in one turn of the event loop is one batch: it is committed at the turn's end, and answered for
 // then.
 #pragma once
 
-#include <asio/io_context.hpp>
 #include <compare>
 #include <cstdint>
 #include <functional>
@@ -13,21 +12,14 @@
 #include <string>
 #include <vector>
 
-#include "manager/storage/database.h"
+#include "manager/series/collected_file.h"
 
 namespace ox::manager {
 
-class Collected {
+class Collected final : private CollectedFile::User {
  public:
-  // "collected.db" of the directory; a series may have `max_size` bytes.
-  Collected(asio::io_context& loop, const std::string& directory, std::uint32_t max_size, Durability durability);
-  [[nodiscard]] static std::span<const Table> tables();
-
-  // Reads what series there are; takes faults from then on. What is damaged is set aside, and what reads of it is kept.
-  // False, and told, when it cannot be used.
-  [[nodiscard]] bool open(FaultSink faults);
-  // Checks the database beside the work; what turns out to be damaged is set aside, and what reads of it kept.
-  void check();
+  // A series may have `max_size` bytes.
+  Collected(CollectedFile& file, std::uint32_t max_size) : file_(file), max_size_(max_size) { file.add(*this); }
 
   struct Key {
     std::string text1;
@@ -53,22 +45,17 @@ class Collected {
   };
   using AllSeries = std::map<Key, Series>;
 
-  [[nodiscard]] bool load();
-  [[nodiscard]] bool renew();
+  [[nodiscard]] bool load(bool renewed) override;
+  [[nodiscard]] bool put() override;
+  void ended(bool safe) override;
+  void answer(bool safe) override;
   [[nodiscard]] bool recount();
-  void schedule();
-  void commit();
-  [[nodiscard]] bool write();
-  [[nodiscard]] bool put_touched();
 
-  asio::io_context& loop_;
+  CollectedFile& file_;
   std::uint32_t max_size_;
-  FaultSink faults_;
-  Database database_;
   AllSeries series_;
   std::uint64_t last_id_ = 0;  // of the series
   // Of this turn.
-  bool scheduled_ = false;
   std::vector<AllSeries::value_type*> touched_;
   std::vector<Done> waiting_;  // an empty one for what was not appended after all
 };

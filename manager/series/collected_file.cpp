@@ -1,0 +1,91 @@
+#include "manager/series/collected_file.h"
+
+#include <algorithm>
+#include <array>
+#include <asio/post.hpp>
+#include <new>
+#include <utility>
+
+#include "manager/base/log.h"
+#include "manager/base/paths.h"
+
+namespace ox::manager {
+namespace {
+
+using Columns = std::string_view;
+constexpr std::array<Columns, 5> series_columns{"id", "text1", "text2", "bytes", "next"};
+constexpr std::array<Columns, 4> record_columns{"id", "first", "second", "list"};
+constexpr std::array<Columns, 11> entry_columns{"id",  "name",   "owner", "state", "rounds", "last_due",
+                                                "due", "stored", "gaps",  "bytes", "lost"};
+constexpr std::array<Columns, 2> axis_columns{"id", "text"};
+constexpr std::array<Columns, 4> cell_columns{"id", "component", "amib", "item"};
+constexpr std::array<Columns, 6> chunk_columns{"id", "chunk", "sealed", "stored", "gaps", "bytes"};
+constexpr std::array<Columns, 3> block_columns{"id", "cells", "data"};
+constexpr std::array<Columns, 4> staged_columns{"id", "entry", "segment", "data"};
+constexpr std::array<Columns, 9> gap_columns{"id",    "component", "amib",   "item", "status",
+                                             "first", "last",      "rounds", "cells"};
+constexpr std::array all_tables{
+    Table{"series", series_columns}, Table{"records", record_columns}, Table{"entries", entry_columns},
+    Table{"axes", axis_columns},     Table{"cells", cell_columns},     Table{"chunks", chunk_columns},
+    Table{"blocks", block_columns},  Table{"staged", staged_columns},  Table{"gaps", gap_columns},
+};
+
+}  // namespace
+
+std::span<const Table> CollectedFile::tables() { return all_tables; }
+
+CollectedFile::CollectedFile(asio::io_context& loop, const std::string& directory, Durability durability)
+    : loop_(loop),
+      database_(join(directory, "collected.db"), all_tables, durability,
+                [this](const std::string& file, std::uint32_t line, const std::string& text) {
+                  if (faults_) faults_(file, line, text);
+                }) {}
+
+bool CollectedFile::open(FaultSink faults) {
+  faults_ = std::move(faults);
+  const Outcome opened = database_.open();
+  if (opened == Outcome::refused) return false;
+  return (opened == Outcome::done && load(false)) || renew();
+}
+
+bool CollectedFile::load(bool renewed) {
+  return std::all_of(users_.begin(), users_.end(), [&](User* user) { return user->load(renewed); });
+}
+
+bool CollectedFile::renew() { return database_.renew() && load(true); }
+
+void CollectedFile::check() {
+  database_.check([this](const std::string& fault) {
+    asio::post(loop_, [this, fault] {
+      log(Severity::error, "the collected data are damaged: " + fault);
+      if (scheduled_) commit();
+      (void)renew();
+    });
+  });
+}
+
+void CollectedFile::schedule() {
+  if (scheduled_) return;
+  asio::post(loop_, [this] {
+    if (scheduled_) commit();
+  });
+  scheduled_ = true;
+}
+
+bool CollectedFile::put() {
+  try {
+    return std::all_of(users_.begin(), users_.end(), [](User* user) { return user->put(); });
+  } catch (const std::bad_alloc&) {  // as if the disk had refused
+    return false;
+  }
+}
+
+void CollectedFile::commit() {
+  scheduled_ = false;
+  const bool safe = database_.commit(put());
+  for (User* const user : users_) user->ended(safe);
+  if (!safe && database_.is_damaged()) (void)renew();
+  for (User* const user : users_) user->answer(safe);
+}
+
+}  // namespace ox::manager

@@ -1,0 +1,69 @@
+// The database of collected data, and the turn in which all that use it write: what they gather in one turn of the
+// event loop is one transaction, committed at the turn's end.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "manager/storage/database.h"
+
+namespace ox::manager {
+
+// Which of its tables is which.
+struct CollectedTables {
+  enum : std::size_t { series, records, entries, axes, cells, chunks, blocks, staged, gaps };
+};
+
+class CollectedFile {
+ public:
+  // Who keeps something in it.
+  class User {
+   public:
+    User() = default;
+    User(const User&) = delete;
+    User& operator=(const User&) = delete;
+    virtual ~User() = default;
+    // Reads what there is: `renewed` when it is what a damaged file has left. False when it does not read.
+    [[nodiscard]] virtual bool load(bool renewed) = 0;
+    // Writes what the turn has gathered; false when that cannot be.
+    [[nodiscard]] virtual bool put() = 0;
+    // Whether it is safe; if not, it is as if it had not been written.
+    virtual void ended(bool safe) = 0;
+    // Tells those who wait, behind all that the turn's end has to do.
+    virtual void answer(bool safe) = 0;
+  };
+
+  // "collected.db" of the directory.
+  CollectedFile(asio::io_context& loop, const std::string& directory, Durability durability);
+  [[nodiscard]] static std::span<const Table> tables();
+
+  // Before the file is opened; the user lives as long as the file does.
+  void add(User& user) { users_.push_back(&user); }
+  // Opens it; takes faults from then on. What is damaged is set aside, and what reads of it is kept. False, and told,
+  // when it cannot be used.
+  [[nodiscard]] bool open(FaultSink faults);
+  // Checks the database beside the work; what turns out to be damaged is set aside, and what reads of it kept.
+  void check();
+  // Something is gathered: it is committed at the end of this turn.
+  void schedule();
+  // Now.
+  void commit();
+  [[nodiscard]] bool renew();
+  [[nodiscard]] Database& database() { return database_; }
+  [[nodiscard]] asio::io_context& loop() { return loop_; }
+  [[nodiscard]] const FaultSink& faults() const { return faults_; }
+
+ private:
+  [[nodiscard]] bool load(bool renewed);
+  [[nodiscard]] bool put();
+
+  asio::io_context& loop_;
+  FaultSink faults_;
+  Database database_;
+  std::vector<User*> users_;
+  bool scheduled_ = false;
+};
+
+}  // namespace ox::manager

@@ -1,0 +1,32 @@
+#include "manager/series/layout.h"
+
+namespace ox::manager {
+
+std::uint32_t Layout::item(Axis axis, std::string_view text) {
+  Items& items = of(axis);
+  if (const auto known = items.numbers.find(text); known != items.numbers.end()) return known->second;
+  const auto number = static_cast<std::uint32_t>(items.texts.size());
+  items.texts.emplace_back(text);
+  try {
+    items.numbers.emplace(text, number);
+  } catch (...) {
+    items.texts.pop_back();
+    throw;
+  }
+  return number;
+}
+
+std::uint32_t Layout::series(const SeriesKey& key) {
+  if (const auto known = by_key_.find(key); known != by_key_.end()) return known->second;
+  const auto number = static_cast<std::uint32_t>(series_.size());
+  series_.push_back(key);
+  try {
+    by_key_.emplace(key, number);
+  } catch (...) {
+    series_.pop_back();
+    throw;
+  }
+  return number;
+}
+
+}  // namespace ox::manager
