@@ -185,6 +185,18 @@ void announce_faults(Manager& manager) {
   }
 }
 
+// Without memory a handler ends alone: what it was to do is lost, the others go on.
+void run(asio::io_context& loop) {
+  for (;;) {
+    try {
+      (void)loop.run();
+      return;
+    } catch (const std::bad_alloc&) {
+      log(Severity::error, "out of memory: some work was left undone; next: see what else uses this machine's memory");
+    }
+  }
+}
+
 int serve(Manager& manager, const Definitions& definitions) {
   platform::NamedEvent started;
   if (const auto error =
@@ -217,7 +229,7 @@ int serve(Manager& manager, const Definitions& definitions) {
     log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
     log_of_run();
   });
-  manager.loop.run();
+  run(manager.loop);
   if (code == 0 && manager.settings.trap_port != 0) traps.end();
   return code.value_or(0);
 }
