@@ -132,12 +132,7 @@ bool take_up(Manager& manager, const std::string& data) {
 void check_files(Manager& manager) {
   manager.events.check();
   manager.collected_file.check();
-  manager.components.check([&manager](const std::string& fault) {
-    asio::post(manager.loop, [&manager, fault] {
-      log(Severity::error, "the component store is damaged: " + fault);
-      manager.components.renew(manager.store);
-    });
-  });
+  manager.components.check(manager.loop, manager.store);
 }
 
 // Faulty lines leave the settings as they are.

@@ -65,13 +65,9 @@ void EventLog::go_on_from_store() {
 }
 
 void EventLog::check() {
-  store_.check([this](const std::string& fault) {
-    asio::post(loop_, [this, fault] {
-      log(Severity::error, "the event log is damaged: " + fault);
-      if (scheduled_) flush();
-      if (!store_.renew()) return;
-      go_on_from_store();
-    });
+  store_.check(loop_, [this] {
+    if (scheduled_) flush();
+    if (store_.renew()) go_on_from_store();
   });
 }
 
