@@ -24,11 +24,15 @@ enum : std::size_t { components_table, values_table, relations_table };
 std::span<const Table> ComponentFile::tables() { return all_tables; }
 
 ComponentFile::ComponentFile(const std::string& directory, Durability durability)
-    : database_(join(directory, "components.db"), all_tables, durability),
+    : database_(join(directory, "components.db"), all_tables, durability,
+                [this](const std::string& file, std::uint32_t line, const std::string& text) {
+                  if (faults_) faults_(file, line, text);
+                }),
       spare_(new (std::nothrow) std::byte[spare_size]) {}
 
 bool ComponentFile::open(FaultSink faults) {
-  const Outcome opened = database_.open(std::move(faults));
+  faults_ = std::move(faults);
+  const Outcome opened = database_.open();
   if (opened == Outcome::refused) return false;
   return opened == Outcome::done || database_.renew();
 }

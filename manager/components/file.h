@@ -40,10 +40,8 @@ class ComponentFile {
   [[nodiscard]] bool remove_on(Store& store, const ComponentName& name, std::chrono::steady_clock::time_point until);
   // Erases what loading has found to be nobody's, until that time; true when nothing of it is left.
   [[nodiscard]] bool clear_away(std::chrono::steady_clock::time_point until);
-  // Checks the database beside the work, and renews it when it is damaged.
-  void check(asio::io_context& loop, Store& store) {
-    database_.check(loop, [this, &store] { renew(store); });
-  }
+  // Checks the database beside the work; a thread calls back when something is wrong: renew() is due.
+  void check(std::function<void(const std::string&)> damaged) { database_.check(std::move(damaged)); }
   // Sets the database aside and goes on with a new one that holds the store.
   void renew(Store& store);
 
@@ -78,6 +76,7 @@ class ComponentFile {
 
   void take_in(Store& store, std::span<const Change> changes);
 
+  FaultSink faults_;
   Database database_;
   Reading reading_;
   std::vector<std::pair<std::size_t, std::uint64_t>> nobodys_;  // rows, by table

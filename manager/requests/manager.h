@@ -7,7 +7,6 @@
 #include "manager/base/clock.h"
 #include "manager/base/fault_list.h"
 #include "manager/base/job.h"
-#include "manager/base/pace.h"
 #include "manager/base/settings.h"
 #include "manager/base/zone.h"
 #include "manager/components/directory.h"
@@ -27,6 +26,7 @@
 #include "manager/series/store.h"
 #include "manager/sessions/clients.h"
 #include "manager/sessions/locks.h"
+#include "manager/snmp/asker.h"
 #include "manager/snmp/engine.h"
 #include "manager/snmp/value_reader.h"
 #include "manager/snmp/value_writer.h"
@@ -40,13 +40,14 @@ struct Manager {
         settings(with),
         components(data_directory, with.durability),
         snmp(event_loop, with.snmp_in_flight),
+        asker(event_loop, snmp, settings.snmp_bindings),
         collected_file(event_loop, data_directory, with.durability),
         collected(collected_file, with.max_data),
         series(collected_file),
         events(event_loop, settings, data_directory),
         clients(with.max_report_bytes),
         directory(vocabulary, store),
-        value_tools{loop, settings, directory, store, snmp, jobs},
+        value_tools{loop, settings, directory, store, snmp, asker, jobs},
         reader(value_tools,
                [this](const ComponentName& component) { return figures_of(trap_books, faults, component); }),
         writer(value_tools, {.check = [this](Change& change) { return entries.check(change); },
@@ -84,10 +85,10 @@ struct Manager {
   Store store;
   EntryChanges entries;
   ComponentFile components;
-  Pace pace;  // of the work on them
   HeldRequests held;
   Locks locks;
   SnmpEngine snmp;
+  Asker asker;
   CollectedFile collected_file;
   Collected collected;
   SeriesStore series;

@@ -1,5 +1,6 @@
 #include "manager/snmp/engine.h"
 
+#include <algorithm>
 #include <asio/buffer.hpp>
 #include <asio/post.hpp>
 
@@ -8,24 +9,12 @@ namespace {
 
 using asio::ip::udp;
 
-bool encode(const Agent& agent, std::uint32_t pdu, std::uint32_t id, const NodeList& bindings,
-            std::vector<std::uint8_t>& bytes) {
-  std::string community = pdu == OXS_SET ? agent.write_community : agent.read_community;
-  oxsSnmpMessage message{};
-  message.version = agent.version;
-  message.community = reinterpret_cast<unsigned char*>(community.data());
-  message.communityLength = static_cast<std::uint32_t>(community.size());
-  message.pduType = pdu;
-  message.requestId = id;
-  message.bindings = bindings.get();
-  void* buffer = nullptr;
-  std::uint32_t length = 0;
-  if (oxsSnmpEncode(&message, &buffer, &length) != OX_OK) return false;
-  const std::unique_ptr<void, decltype(&oxcMemFree)> owner(buffer, oxcMemFree);
-  const auto* const first = static_cast<const std::uint8_t*>(buffer);
-  bytes.assign(first, first + length);
-  return true;
-}
+// What a request that is under way may hold its place: answers that come later come one by one, and fill no buffer.
+constexpr std::chrono::milliseconds place_time{50};
+// Datagrams that are taken in one turn of the loop.
+constexpr int most_at_once = 64;
+// What the system may hold while the loop is busy.
+constexpr int buffer_size = 4 << 20;
 
 SnmpAnswer failure(OX_RESULT result) {
   SnmpAnswer answer;
@@ -35,49 +24,86 @@ SnmpAnswer failure(OX_RESULT result) {
 
 }  // namespace
 
-void SnmpEngine::send(const Agent& agent, std::uint32_t pdu, const NodeList& bindings, Handler handler) {
-  Request request;
-  request.id = next_id_;
-  next_id_ = next_id_ % 0x7FFFFFFF + 1;  // positive on the wire
-  if (!encode(agent, pdu, request.id, bindings, request.bytes)) {
+void SnmpEngine::send(const Agent& agent, Packet packet, std::uint32_t attempts, Handler handler) {
+  if (packet.bytes.empty()) {
     asio::post(loop_, [handler = std::move(handler)] { handler(failure(OX_EENCODE)); });
     return;
   }
+  Request request;
   request.address = agent.address;
+  request.packet = std::move(packet);
   request.timeout = std::chrono::milliseconds(agent.timeout);
-  request.attempts_left = agent.retries + 1;
+  request.attempts_left = attempts;
   request.handler = std::move(handler);
   waiting_.push_back(std::move(request));
   start_waiting();
 }
 
 void SnmpEngine::start_waiting() {
-  while (!waiting_.empty() && in_flight_.size() < most_in_flight_) {
-    Request request = std::move(waiting_.front());
+  if (!waiting_.empty() && places_held_ >= most_in_flight_) give_up_places(Clock::now());
+  while (!waiting_.empty() && places_held_ < most_in_flight_) {
+    next_id_ = next_id_ % 0x7EFFFFFF + 1;
+    const std::uint32_t id = 0x01000000 + next_id_ - 1;  // positive, and of 4 bytes
+    Request& request = in_flight_.insert_or_assign(id, std::move(waiting_.front())).first->second;
     waiting_.pop_front();
-    request.timer = std::make_unique<asio::steady_timer>(loop_);
-    const std::uint32_t id = request.id;
-    attempt(in_flight_.insert_or_assign(id, std::move(request)).first->second);
+    request.packet.set_id(id);
+    request.holds_place = true;
+    ++places_held_;
+    attempt(id, request);
+    started_.emplace_back(request.sent, id);
   }
+  watch();
 }
 
 // A datagram that cannot be sent is like one that got lost: the time-out takes care of it.
-void SnmpEngine::attempt(Request& request) {
+void SnmpEngine::attempt(std::uint32_t id, Request& request) {
   --request.attempts_left;
   if (Socket* const socket = socket_for(request.address)) {
     asio::error_code ignored;
-    socket->udp.send_to(asio::buffer(request.bytes), request.address, 0, ignored);
+    socket->udp.send_to(asio::buffer(request.packet.bytes), request.address, 0, ignored);
   }
-  request.timer->expires_after(request.timeout);
-  request.timer->async_wait([this, id = request.id](const asio::error_code& error) {
-    if (!error) timed_out(id);
+  request.sent = Clock::now();
+  ends_.emplace(request.sent + request.timeout, id);
+}
+
+void SnmpEngine::give_up_places(Clock::time_point now) {
+  for (; !started_.empty() && started_.front().first + place_time <= now; started_.pop_front()) {
+    const auto request = in_flight_.find(started_.front().second);
+    if (request == in_flight_.end() || !request->second.holds_place) continue;
+    request->second.holds_place = false;
+    --places_held_;
+  }
+}
+
+// Waits for the next moment at which there is something to do.
+void SnmpEngine::watch() {
+  auto next = ends_.empty() ? Clock::time_point::max() : ends_.begin()->first;
+  if (!waiting_.empty() && !started_.empty()) next = std::min(next, started_.front().first + place_time);
+  // A moment that has become void is let come: most never do.
+  if (next == Clock::time_point::max() || watched_ <= next) return;
+  watched_ = next;
+  timer_.expires_at(next);
+  timer_.async_wait([this](const asio::error_code& error) {
+    if (!error) time_has_come();
   });
+}
+
+void SnmpEngine::time_has_come() {
+  watched_ = Clock::time_point::max();
+  const auto now = Clock::now();
+  give_up_places(now);
+  std::vector<std::uint32_t> over;
+  for (auto end = ends_.begin(); end != ends_.end() && end->first <= now; end = ends_.erase(end)) {
+    over.push_back(end->second);
+  }
+  for (const std::uint32_t id : over) timed_out(id);
+  start_waiting();
 }
 
 void SnmpEngine::timed_out(std::uint32_t id) {
   const auto request = in_flight_.find(id);
   if (request == in_flight_.end()) return;
-  if (request->second.attempts_left > 0) return attempt(request->second);
+  if (request->second.attempts_left > 0) return attempt(id, request->second);
   finish(request, failure(OX_ENOANSWER));
 }
 
@@ -91,6 +117,7 @@ SnmpEngine::Socket* SnmpEngine::socket_for(const udp::endpoint& address) {
   opened->udp.bind(udp::endpoint(address.protocol(), 0), error);
   if (!error) opened->udp.non_blocking(true, error);
   if (error) return nullptr;
+  opened->udp.set_option(asio::socket_base::receive_buffer_size(buffer_size), error);  // as much as there is
   socket = std::move(opened);
   receive(*socket);
   return socket.get();
@@ -102,8 +129,19 @@ void SnmpEngine::receive(Socket& socket) {
                                   if (error == asio::error::operation_aborted) return;
                                   // Other errors tell of an earlier datagram that nobody took.
                                   if (!error) received(socket, length);
+                                  if (!error) receive_more(socket);
                                   receive(socket);
                                 });
+}
+
+// What is there already, without another round of the loop for each.
+void SnmpEngine::receive_more(Socket& socket) {
+  for (int i = 1; i < most_at_once; ++i) {
+    asio::error_code error;
+    const std::size_t length = socket.udp.receive_from(asio::buffer(socket.buffer), socket.sender, 0, error);
+    if (error) return;
+    received(socket, length);
+  }
 }
 
 // Datagrams that are no answers, answer nothing that waits, or come from elsewhere are passed over.
@@ -118,12 +156,17 @@ void SnmpEngine::received(Socket& socket, std::size_t length) {
   if (message.pduType != OXS_RESPONSE) return;
   const auto request = in_flight_.find(message.requestId);
   if (request == in_flight_.end() || request->second.address != socket.sender) return;
+  answer.round_trip = Clock::now() - request->second.sent;
   finish(request, std::move(answer));
 }
 
 void SnmpEngine::finish(Requests::iterator request, SnmpAnswer answer) {
   const Handler handler = std::move(request->second.handler);
+  ends_.erase({request->second.sent + request->second.timeout, request->first});
+  if (request->second.holds_place) --places_held_;
   in_flight_.erase(request);
+  // Those that hold no place any more stand in front of those that do.
+  while (!started_.empty() && !in_flight_.contains(started_.front().second)) started_.pop_front();
   start_waiting();
   handler(std::move(answer));
 }

@@ -8,6 +8,7 @@
 #include "manager/base/selection.h"
 #include "manager/components/stored_value.h"
 #include "manager/snmp/agent.h"
+#include "manager/snmp/asker.h"
 #include "manager/snmp/values.h"
 
 namespace ox::manager {
@@ -210,14 +211,13 @@ void ValueReader::Get::ask(const ComponentName& component, const AgentWork& work
     return fail(work.columns, result);
   }
   const auto self = std::static_pointer_cast<Get>(shared_from_this());
-  const std::size_t bindings = reader_.tools_.settings.snmp_bindings;
   if (!work.instances.empty()) {
     operation_began();
-    snmp_get(reader_.tools_.snmp, agent, bindings, work.instances, self);
+    reader_.tools_.asker.get(agent, std::make_shared<ox::manager::Question>(work.instances), self);
   }
   if (!work.columns.empty()) {
     operation_began();
-    snmp_walk(reader_.tools_.snmp, agent, bindings, work.columns, self);
+    reader_.tools_.asker.walk(agent, {work.columns}, 0, self);
   }
 }
 

@@ -6,6 +6,7 @@
 #include "manager/base/job.h"
 #include "manager/base/settings.h"
 #include "manager/components/directory.h"
+#include "manager/snmp/asker.h"
 #include "manager/snmp/engine.h"
 
 namespace ox::manager {
@@ -16,6 +17,7 @@ struct ValueTools {
   const Directory& directory;
   const Store& store;
   SnmpEngine& snmp;
+  Asker& asker;
   JobsOfClients& jobs;
 };
 

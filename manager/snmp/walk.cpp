@@ -1,128 +1,175 @@
+#include "manager/snmp/walk.h"
+
 #include <algorithm>
-#include <deque>
+#include <limits>
+#include <new>
+#include <utility>
 
 #include "manager/snmp/agent.h"
+#include "manager/snmp/ask_plan.h"
 #include "manager/snmp/binding.h"
-#include "manager/snmp/values.h"
 
 namespace ox::manager {
 namespace {
 
-struct Column {
-  Oid top;
-  std::size_t slot = 0;
-  Oid at;  // the last name received
-};
-
-// A walk of columns. One request is under way at a time; each asks for the next row of as many columns as fit.
-class Walk : public std::enable_shared_from_this<Walk> {
- public:
-  Walk(SnmpEngine& engine, const Agent& agent, std::size_t bindings, const std::vector<Wanted>& columns,
-       std::shared_ptr<ValueReceiver> receiver)
-      : engine_(engine), agent_(agent), bindings_(bindings), slots_(slots_of(columns)), receiver_(std::move(receiver)) {
-    for (const Wanted& one : columns) columns_.push_back({one.path, one.slot, one.path});
-  }
-
-  void run() {
-    if (columns_.empty()) return receiver_->done(slots_, OX_OK);
-    std::vector<Wanted> batch;
-    const std::size_t count = std::min(bindings_, columns_.size());
-    for (std::size_t i = 0; i < count; ++i) batch.push_back({columns_[i].at, columns_[i].slot});
-    engine_.send(agent_, OXS_GETNEXT, null_bindings(batch),
-                 [self = shared_from_this(), count](SnmpAnswer answer) { self->take(count, std::move(answer)); });
-  }
-
- private:
-  void take(std::size_t count, SnmpAnswer answer) {
-    try {
-      go_on(take_answer(count, std::move(answer)));
-    } catch (const std::bad_alloc&) {
-      receiver_->done(slots_, OX_ENOMEM);
-    }
-  }
-  void go_on(bool more) {
-    if (more)
-      run();
-    else
-      receiver_->done(slots_, OX_OK);
-  }
-
-  bool take_answer(std::size_t count, SnmpAnswer answer) {
-    bool more = true;
-    if (answer.result != OX_OK) {
-      more = fail_rest(answer.result);
-    } else if (answer.error_status == status_too_big && count > 1) {
-      bindings_ = count / 2;
-    } else if (answer.error_status != 0) {
-      more = end_columns(count, answer);
-    } else {
-      more = take_row(count, answer.bindings);
-    }
-    return more;
-  }
-
-  // The agent is gone: one node says so for each place that still waits.
-  bool fail_rest(OX_RESULT code) {
-    bool more = true;
-    std::vector<std::size_t> told;
-    for (const Column& column : columns_) {
-      if (std::find(told.begin(), told.end(), column.slot) != told.end()) continue;
-      told.push_back(column.slot);
-      more = more && receiver_->take(column.slot, error_node(column.top, code));
-    }
-    columns_.clear();
-    return more;
-  }
-
-  // A version 1 agent has no more to tell of the column that its error names; of all, when it names none.
-  bool end_columns(std::size_t count, const SnmpAnswer& answer) {
-    const std::size_t index = answer.error_index;
-    const bool one = index >= 1 && index <= count;
-    const std::size_t first = one ? index - 1 : 0;
-    const std::size_t last = one ? index : count;
-    bool more = true;
-    if (answer.error_status != status_no_such_name) {
-      const OX_RESULT code = code_of_status(answer.error_status, false);
-      for (std::size_t i = first; i < last && more; ++i)
-        more = receiver_->take(columns_[i].slot, error_node(columns_[i].top, code));
-    }
-    columns_.erase(columns_.begin() + static_cast<std::ptrdiff_t>(first),
-                   columns_.begin() + static_cast<std::ptrdiff_t>(last));
-    return more;
-  }
-
-  bool take_row(std::size_t count, NodeList& bindings) {
-    std::deque<Column> batch(columns_.begin(), columns_.begin() + static_cast<std::ptrdiff_t>(count));
-    columns_.erase(columns_.begin(), columns_.begin() + static_cast<std::ptrdiff_t>(count));
-    std::deque<Column> unfinished;
-    for (Column& column : batch) {
-      NodePtr node = bindings.take_first();
-      Oid path = node ? path_of(node.get()) : Oid{};
-      const bool ended = !is_under(path, column.top) || path <= column.at || code_of(node.get()) == OX_ENOSUCHVALUE;
-      if (ended) continue;
-      column.at = std::move(path);
-      if (!receiver_->take(column.slot, std::move(node))) return false;
-      unfinished.push_back(std::move(column));
-    }
-    // Columns of one table go on together, at the front, before other columns begin.
-    columns_.insert(columns_.begin(), std::make_move_iterator(unfinished.begin()),
-                    std::make_move_iterator(unfinished.end()));
-    return true;
-  }
-
-  SnmpEngine& engine_;
-  Agent agent_;
-  std::size_t bindings_;
-  std::vector<std::size_t> slots_;
-  std::deque<Column> columns_;
-  std::shared_ptr<ValueReceiver> receiver_;
-};
+// Whose first instance is the agent's time.
+const Oid uptime_column(system_uptime.begin(), system_uptime.end() - 1);
 
 }  // namespace
 
-void snmp_walk(SnmpEngine& engine, const Agent& agent, std::size_t bindings, const std::vector<Wanted>& columns,
-               std::shared_ptr<ValueReceiver> receiver) {
-  std::make_shared<Walk>(engine, agent, bindings, columns, std::move(receiver))->run();
+Walk::Walk(Agents& agents, AgentPtr agent, const Question& columns, std::size_t rows,
+           std::shared_ptr<ValueReceiver> receiver)
+    : agents_(agents),
+      agent_(std::move(agent)),
+      slots_(slots_of(columns.wanted)),
+      rows_left_(rows != 0 ? rows + 1 : std::numeric_limits<std::size_t>::max()),  // one tells that there are no more
+      uptime_(columns.uptime),
+      receiver_(std::move(receiver)) {
+  for (const Wanted& one : columns.wanted) columns_.push_back({one.path, one.slot, one.path});
+}
+
+void Walk::take_turn() {
+  if (!receiver_) return;
+  try {
+    ask();
+  } catch (const std::bad_alloc&) {
+    std::exchange(receiver_, nullptr)->done(slots_, OX_ENOMEM);
+  }
+}
+
+void Walk::give_up() {
+  if (receiver_) go_on(fail_rest(OX_ENOANSWER));
+}
+
+Walk::Rows Walk::next_rows() const {
+  const std::size_t most = agent_->size;
+  Rows rows{.columns = 1};
+  rows.in_front = uptime_ && !agent_->no_uptime ? 1 : 0;
+  const std::size_t room = std::max<std::size_t>(1, most - std::min(most - 1, rows.in_front));
+  rows.columns = std::min(room, columns_.size());
+  if (agent_->agent.version != OXS_V1) {
+    rows.repetitions = static_cast<std::uint32_t>(std::clamp<std::size_t>(room / rows.columns, 1, rows_left_));
+  }
+  return rows;
+}
+
+void Walk::ask() {
+  const Rows rows = next_rows();
+  std::vector<Wanted> batch;
+  if (rows.in_front != 0) batch.push_back({uptime_column});
+  for (std::size_t i = 0; i < rows.columns; ++i) batch.push_back({columns_[i].at});
+  const auto front = static_cast<std::uint32_t>(rows.in_front);
+  const SnmpRequest request =
+      agent_->agent.version == OXS_V1 ? SnmpRequest{OXS_GETNEXT} : SnmpRequest{pdu_get_bulk, front, rows.repetitions};
+  agents_.send(agent_, make_packet(agent_->agent, request, null_bindings(batch)),
+               static_cast<std::uint32_t>(rows.in_front + rows.columns * rows.repetitions),
+               [self = shared_from_this(), rows](SnmpAnswer answer) { self->take(rows, std::move(answer)); });
+}
+
+void Walk::take(const Rows& rows, SnmpAnswer answer) {
+  if (!receiver_) return;
+  try {
+    go_on(take_answer(rows, std::move(answer)));
+  } catch (const std::bad_alloc&) {
+    std::exchange(receiver_, nullptr)->done(slots_, OX_ENOMEM);
+  }
+}
+
+void Walk::go_on(bool more) {
+  if (more && !columns_.empty()) return agents_.wait(agent_, shared_from_this());
+  if (const auto receiver = std::exchange(receiver_, nullptr)) receiver->done(slots_, OX_OK);
+}
+
+bool Walk::take_answer(const Rows& rows, SnmpAnswer answer) {
+  if (answer.result != OX_OK) return unanswered(answer.result);
+  attempt_ = 0;
+  if (answer.error_status == status_too_big && rows.columns * rows.repetitions > 1) return true;
+  if (answer.error_status != 0) return end_columns(rows, answer);
+  return take_rows(rows, answer.bindings);
+}
+
+bool Walk::unanswered(OX_RESULT result) {
+  if (result == OX_ENOANSWER && ++attempt_ <= agent_->agent.retries) return true;
+  receiver_->reading({now_in_milliseconds()});
+  const bool more = fail_rest(result);
+  if (result == OX_ENOANSWER) agents_.lost(*agent_);
+  return more;
+}
+
+// The agent is gone: one node says so for each place that still waits.
+bool Walk::fail_rest(OX_RESULT code) {
+  bool more = true;
+  std::vector<std::size_t> told;
+  for (const Column& column : std::exchange(columns_, {})) {
+    if (std::find(told.begin(), told.end(), column.slot) != told.end()) continue;
+    told.push_back(column.slot);
+    more = more && receiver_->refuse(column.slot, column.top, code);
+  }
+  return more;
+}
+
+// A version 1 agent has no more to tell of the column that its error names; of all, when it names none.
+bool Walk::end_columns(const Rows& rows, const SnmpAnswer& answer) {
+  const std::size_t index = answer.error_index;
+  if (rows.in_front != 0 && (index == 1 || answer.error_status == status_too_big)) {
+    agent_->no_uptime = true;
+    return true;
+  }
+  const bool one = index > rows.in_front && index <= rows.in_front + rows.columns;
+  const std::size_t first = one ? index - rows.in_front - 1 : 0;
+  const std::size_t last = one ? first + 1 : rows.columns;
+  bool more = true;
+  if (answer.error_status != status_no_such_name) {
+    const OX_RESULT code = code_of_status(answer.error_status, false);
+    for (std::size_t i = first; i < last && more; ++i)
+      more = receiver_->refuse(columns_[i].slot, columns_[i].top, code);
+  }
+  columns_.erase(columns_.begin() + static_cast<std::ptrdiff_t>(first),
+                 columns_.begin() + static_cast<std::ptrdiff_t>(last));
+  return more;
+}
+
+void Walk::take_reading(const Rows& rows, NodeList& bindings) {
+  Reading reading{now_in_milliseconds()};
+  if (rows.in_front != 0) reading.uptime = uptime_of(bindings.take_first().get());
+  receiver_->reading(reading);
+}
+
+bool Walk::take_rows(const Rows& rows, NodeList& bindings) {
+  take_reading(rows, bindings);
+  const auto end = columns_.begin() + static_cast<std::ptrdiff_t>(rows.columns);
+  std::deque<Column> batch(std::make_move_iterator(columns_.begin()), std::make_move_iterator(end));
+  columns_.erase(columns_.begin(), end);
+  std::size_t taken = 0;
+  for (; taken < rows.columns * rows.repetitions; ++taken) {
+    NodePtr node = bindings.take_first();
+    if (!node) break;
+    Column& column = batch[taken % rows.columns];
+    if (!column.ended && !take_value(column, std::move(node))) return false;
+  }
+  // What is missing of the only row will not come; of more, the agent may have cut off what did not fit.
+  if (taken == 0 || agent_->agent.version == OXS_V1) {
+    for (std::size_t i = taken; i < rows.columns; ++i) batch[i].ended = true;
+  }
+  if (rows_left_ != std::numeric_limits<std::size_t>::max()) {
+    rows_left_ = std::max<std::size_t>(rows_left_, taken / rows.columns + 4) - taken / rows.columns;
+  }
+  put_back(std::move(batch));
+  return true;
+}
+
+bool Walk::take_value(Column& column, NodePtr node) {
+  Oid path = path_of(node.get());
+  column.ended = !is_under(path, column.top) || path <= column.at || code_of(node.get()) == OX_ENOSUCHVALUE;
+  if (column.ended) return true;
+  column.at = std::move(path);
+  return receiver_->take(column.slot, std::move(node));
+}
+
+// Columns of one table go on together, at the front, before other columns begin.
+void Walk::put_back(std::deque<Column> batch) {
+  std::erase_if(batch, [](const Column& column) { return column.ended; });
+  columns_.insert(columns_.begin(), std::make_move_iterator(batch.begin()), std::make_move_iterator(batch.end()));
 }
 
 }  // namespace ox::manager

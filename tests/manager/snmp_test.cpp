@@ -7,13 +7,16 @@
 
 #include <oxbase/oxs.h>
 
+#include "manager/snmp/agent.h"
+#include "manager/snmp/ask_plan.h"
+#include "manager/snmp/binding.h"
 #include "tests/manager/event_fixture.h"
 #include "tests/support/udp_socket.h"
 
 namespace ox::manager {
 namespace {
 
-// A version 1 agent with integer values in order of their names.
+// An agent of either version with integer values in order of their names.
 class ScriptedAgent {
  public:
   std::mutex changing;  // of what is not atomic
@@ -33,22 +36,34 @@ class ScriptedAgent {
  private:
   void take_request() {
     std::uint16_t from = 0;
-    const std::string datagram = socket_.receive(std::chrono::milliseconds(20), &from);
+    std::string datagram = socket_.receive(std::chrono::milliseconds(20), &from);
+    const auto bulk = datagram.find('\xA5');  // which the library's reader does not know
+    if (bulk != datagram.npos) datagram[bulk] = '\xA1';
     oxsSnmpMessage message{};
     if (oxsSnmpDecode(datagram.data(), static_cast<std::uint32_t>(datagram.size()), &message) != OX_OK) return;
     ++requests;
-    if (silent-- <= 0) answer(message, from);
+    const std::uint32_t repetitions = bulk != datagram.npos ? std::exchange(message.errorIndex, 0) : 1;
+    const std::uint32_t once = bulk != datagram.npos ? std::exchange(message.errorStatus, 0) : 0;
+    if (silent-- <= 0) answer(message, once, repetitions, from);
     (void)oxsSnmpFree(&message);
   }
 
-  void answer(oxsSnmpMessage& message, std::uint16_t to) {
+  void answer(oxsSnmpMessage& message, std::uint32_t once, std::uint32_t repetitions, std::uint16_t to) {
     const std::lock_guard lock(changing);
     NodeList bindings;
     std::uint32_t index = 0;
-    for (const dnode* node = message.bindings; node != nullptr; node = oxdNext(node)) {
-      ++index;
-      bindings.add(binding(message.pduType, node, message.errorStatus));
-      if (message.errorStatus != 0 && message.errorIndex == 0) message.errorIndex = index;
+    std::vector<NodePtr> asked;
+    for (NodeList all(std::exchange(message.bindings, nullptr)); NodePtr node = all.take_first();) {
+      asked.push_back(std::move(node));
+    }
+    for (std::uint32_t row = 0; row < repetitions; ++row) {
+      for (std::size_t i = row == 0 ? 0 : once; i < asked.size(); ++i) {
+        ++index;
+        NodePtr node = binding(message, asked[i].get());
+        if (message.errorStatus != 0 && message.errorIndex == 0) message.errorIndex = index;
+        asked[i] = NodePtr(oxdCopy(node.get()));
+        bindings.add(std::move(node));
+      }
     }
     if (index > most_bindings) {
       message.errorStatus = 1;
@@ -64,17 +79,22 @@ class ScriptedAgent {
     for (const std::string& datagram : {std::string("no answer at all"), reply, reply}) socket_.send(datagram, to);
   }
 
-  NodePtr binding(std::uint32_t pdu, const dnode* asked, std::uint32_t& status) {
+  NodePtr binding(oxsSnmpMessage& message, const dnode* asked) {
+    std::uint32_t& status = message.errorStatus;
+    const std::uint32_t pdu = message.pduType;
     const Oid name = path_of(asked);
     auto found = pdu != OXS_GETNEXT ? values.find(name) : stuck ? values.lower_bound(name) : values.upper_bound(name);
     if (status == 0) status = refuse(name);
     if (found == values.end()) {
-      if (status == 0) status = 2;
-      return NodePtr(oxdCopy(asked));
+      if (message.version == OXS_V1 && status == 0) status = 2;
+      NodePtr same(oxdCopy(asked));  // a name that does not increase is the end, as an exception is
+      (void)oxdSetValue(same.get(), OX_NULL, 0, 0);
+      return same;
     }
     if (pdu == OXS_SET && status == 0) (void)oxdGetValueByUlong(asked, &found->second);
     NodePtr node = error_node(found->first, 0);
-    (void)oxdSetLong(node.get(), static_cast<std::int32_t>(found->second));
+    const bool is_time = found->first == system_uptime;
+    (void)oxdSetUlong(node.get(), is_time ? OX_TIMETICKS : OX_INTEGER, found->second);
     return node;
   }
 
@@ -151,10 +171,11 @@ TEST_F(SnmpTest, LostRequestsAreRepeatedAndSilenceIsAnError) {
   agent_.requests = 0;
   const std::string silence = "121; node:r1 1.3.6.1.2.1.2.1.0 ! 158; node:r1 1.3.6.1.2.1.2.2.1.7 ! 158";
   expect({{"get node:r1 .2.1.0,.2.2.1.7", silence}});
-  EXPECT_EQ(6, agent_.requests) << "three attempts of each of two requests";
+  EXPECT_LE(agent_.requests, 6) << "three attempts of each of two requests at the most";
+  agent_.requests = 0;
   const std::string all = ask("get node:r1 .2.2.1.{1,7,8}.{1,2,3,4,5,6}");  // more than one request takes
   EXPECT_EQ(18, std::count(all.begin(), all.end(), '!')) << all;
-  EXPECT_EQ(9, agent_.requests) << "an agent that is silent is not asked for the rest";
+  EXPECT_EQ(3, agent_.requests) << "an agent that is silent is not asked for the rest";
 
   // The request's own limit may come first.
   (void)ask("set node:r1 11.5.6.0 60000");
@@ -218,6 +239,109 @@ TEST_F(SnmpTest, WatchedValuesAreLookedAtAgain) {
   EXPECT_EQ("2>2 node:r1 1.3.6.1.2.1.2.2.1.7.3 = 1", report(2)) << "and not again by the next look";
   change(status2, {});
   EXPECT_EQ(std::string("2>2 node:r1 ") + status2 + " = (deleted)", report(2));
+}
+
+// Notes what it is handed: "slot=value", "slot!code", and at the end the result.
+struct Taker final : ValueReceiver {
+  void reading(const Reading& one) override { last = one; }
+  bool take(std::size_t slot, NodePtr node) override {
+    const OX_RESULT code = code_of(node.get());
+    values[slot] += code != 0 ? '!' + std::to_string(code) : '=' + std::string(oxdGetValueByRawStr(node.get()));
+    return true;
+  }
+  void done(const std::vector<std::size_t>&, OX_RESULT why) override {
+    for (const auto& [slot, value] : values) text += std::to_string(slot) + value + ' ';
+    text += "done " + std::to_string(why);
+  }
+  std::map<std::size_t, std::string> values;
+  std::string text;
+  Reading last;
+};
+
+class AskerTest : public SnmpTest {
+ protected:
+  void SetUp() override {
+    SnmpTest::SetUp();
+    (void)ask("set node:r1 11.5.5.0 1");
+    ASSERT_EQ(0u, agent_of(manager_->store, {"node", "r1"}, settings_, at_));
+    const std::lock_guard lock(agent_.changing);
+    agent_.values[system_uptime] = 77;
+  }
+  static std::shared_ptr<Question> question(const std::vector<std::string>& places, bool spare = false) {
+    const auto made = std::make_shared<Question>(Question{{}, true, spare, true});
+    for (const std::string& place : places) {
+      made->wanted.push_back({*parse_oid("1.3.6.1.2.1.2.2.1." + place), made->wanted.size()});
+    }
+    return made;
+  }
+  std::shared_ptr<Taker> get(const std::shared_ptr<Question>& asked) {
+    const auto taker = std::make_shared<Taker>();
+    manager_->asker.get(at_, asked, taker);
+    return taker;
+  }
+  std::string until_done(const std::shared_ptr<Taker>& taker) {
+    while (taker->text.find("done") == std::string::npos && (loop_.restart(), loop_.run_one() != 0)) {
+    }
+    return taker->text;
+  }
+  std::string until_done(const std::shared_ptr<Question>& asked) { return until_done(get(asked)); }
+
+  Agent at_;
+};
+
+TEST_F(AskerTest, WhatSeveralWantTravelsOnce) {
+  const auto first = get(question({"7.1", "7.2"}));
+  const auto second = get(question({"7.2", "7.9", "7.3"}));
+  agent_.requests = 0;
+  EXPECT_EQ("0=72 1=(null) 2=73 done 0", until_done(second));
+  EXPECT_EQ("0=71 1=72 done 0", first->text);
+  EXPECT_EQ(1, agent_.requests);
+  agent_.requests = 0;
+  const std::string rows = ask("get node:r1 .2.2.1.{1,7,8,10}");
+  EXPECT_EQ(1, agent_.requests) << "rows come many at a time";
+  EXPECT_EQ(ask("get node:r1 .2.2.1.{1,7,8,10}.{1,2,3}"), rows);
+}
+
+TEST_F(AskerTest, WhatAnAgentCanTakeIsLearned) {
+  const auto all = question({"1.1", "1.2", "1.3", "7.1", "7.2", "7.3", "8.1", "8.2", "8.3", "10.1", "10.2", "10.3"});
+  agent_.most_bindings = 4;
+  const std::string answer = until_done(all);
+  EXPECT_EQ(0u, answer.find("0=11 1=12 2=13 3=71 ")) << answer;
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(answer, until_done(all));
+  agent_.requests = 0;
+  EXPECT_EQ(answer, until_done(all));
+  EXPECT_LE(agent_.requests, 5) << "no request is too big any more";
+  agent_.most_bindings = 1;
+  EXPECT_EQ(answer, until_done(all)) << "then without the agent's time";
+}
+
+TEST_F(AskerTest, SilentAgentsAreProbedAndNobodyWaitsForThem) {
+  const auto spare = question({"7.1", "7.2"}, true);
+  agent_.silent = 3;
+  EXPECT_EQ("0!158 1!158 done 0", until_done(spare));
+  agent_.requests = 0;
+  agent_.silent = 1;
+  const auto probe = get(spare);
+  EXPECT_EQ("0!158 1!158 done 0", until_done(probe));
+  EXPECT_EQ(1, agent_.requests);
+  EXPECT_FALSE(probe->last.asked);
+  const auto again = get(spare);
+  EXPECT_EQ("0=71 1=72 done 0", until_done(again)) << "it is there again";
+  EXPECT_EQ(77u, again->last.uptime);
+
+  const test::UdpSocket mute;
+  Agent dead = at_;
+  dead.address.port(mute.port());
+  dead.timeout = 60000;
+  SnmpEngine engine(loop_, 1);  // one at a time
+  const auto answered = [this](bool& there) { return [&there](const SnmpAnswer&) { there = true; }; };
+  bool never = false;
+  bool soon = false;
+  engine.send(dead, OXS_GET, null_bindings({{{1, 3}}}), answered(never));
+  engine.send(at_, OXS_GET, null_bindings({{{1, 3}}}), answered(soon));
+  while (!soon && (loop_.restart(), loop_.run_one() != 0)) {
+  }
+  EXPECT_TRUE(soon && !never);
 }
 
 }  // namespace
