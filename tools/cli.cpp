@@ -26,6 +26,13 @@ std::string error_text(OX_RESULT code) {
 
 std::vector<std::string> arguments(int argc, char** argv) { return {argv + 1, argv + argc}; }
 
+std::vector<std::string> take_behind_dashes(std::vector<std::string>& arguments) {
+  const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
+  std::vector<std::string> behind(dashes != arguments.end() ? dashes + 1 : dashes, arguments.end());
+  arguments.erase(dashes, arguments.end());
+  return behind;
+}
+
 int run(CLI::App& app, std::vector<std::string> arguments, const std::function<int()>& body) {
   try {
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());  // as CLI11 takes them

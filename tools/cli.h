@@ -6,6 +6,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <oxbase/oxbase.h>
 
@@ -57,6 +58,9 @@ int run(CLI::App& app, std::vector<std::string> arguments, const std::function<i
 
 // The arguments after the program's name.
 std::vector<std::string> arguments(int argc, char** argv);
+
+// Takes "--", at which the parser would end a subcommand, and the words behind it, which may begin with a dash.
+std::vector<std::string> take_behind_dashes(std::vector<std::string>& arguments);
 
 // Opens the session with the manager, and waits for one that is just starting. Throws what keeps the user from it, with
 // the next step.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/cli.h"
+#include "tools/rows.h"
 
 namespace tool {
 namespace {
@@ -84,8 +85,7 @@ void print_json(const evmsg* event) {
   }
   if (const std::string agent = agent_text(event); !agent.empty()) object["snmpAgent"] = agent;
   if (const std::string nodes = nodes_text(event); !nodes.empty()) object["nodes"] = nodes;
-  // Texts may be in code page 932; what is no UTF-8 is replaced.
-  std::puts(object.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+  std::puts(json_text(object).c_str());
 }
 
 void print_line(const evmsg* event) {

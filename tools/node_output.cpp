@@ -1,12 +1,11 @@
 #include "tools/node_output.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <string_view>
-#include <vector>
 
 #include "tools/cli.h"
+#include "tools/rows.h"
 
 namespace tool {
 namespace {
@@ -28,16 +27,7 @@ std::string path_of(const dnode* node) {
   return path;
 }
 
-// The dotted name, with the two long standard prefixes in their short forms.
-std::string name_of(const dnode* node) {
-  std::string path = path_of(node);
-  const char* name = nullptr;
-  if (oxbStrName(path.c_str(), &name) != OX_OK) return path;
-  std::string_view text = name;
-  if (text.starts_with(standard_prefix)) return "." + std::string(text.substr(standard_prefix.size()));
-  if (text.starts_with(enterprise_prefix)) return "~" + std::string(text.substr(enterprise_prefix.size()));
-  return std::string(text);
-}
+std::string name_of(const dnode* node) { return shown_name(path_of(node)); }
 
 uint32_t error_of(const dnode* node) {
   uint32_t code = 0;
@@ -80,29 +70,27 @@ std::string unescape(const std::string& format) {
 
 }  // namespace
 
+std::string shown_name(const std::string& path) {
+  const char* name = nullptr;
+  if (oxbStrName(path.c_str(), &name) != OX_OK) return path;
+  std::string_view text = name;
+  if (text.starts_with(standard_prefix)) return "." + std::string(text.substr(standard_prefix.size()));
+  if (text.starts_with(enterprise_prefix)) return "~" + std::string(text.substr(enterprise_prefix.size()));
+  return std::string(text);
+}
+
 bool print_table(dnode* list, bool raw) {
-  struct Row {
-    std::string component, name, value;
-  };
-  std::vector<Row> rows;
-  std::size_t component_width = 0;
-  std::size_t name_width = 0;
+  Rows rows(Form::table, {{}, {}, {}});
   bool good = true;
   for (dnode* node = list; node != nullptr; node = oxdNext(node)) {
     const uint32_t error = error_of(node);
     good = good && error == OX_OK;
-    Row row{on_one_line(component_of(node)), name_of(node), {}};
-    row.value = error != OX_OK ? "error " + std::to_string(error) + ": " + error_text(error)
-                : raw          ? oxdGetValueByRawStr(node)
-                               : oxdGetValueByStr(node);
-    component_width = std::max(component_width, row.component.size());
-    name_width = std::max(name_width, row.name.size());
-    rows.push_back(std::move(row));
+    const std::string value = error != OX_OK ? "error " + std::to_string(error) + ": " + error_text(error)
+                              : raw          ? oxdGetValueByRawStr(node)
+                                             : oxdGetValueByStr(node);
+    rows.add({component_of(node), name_of(node), value});
   }
-  for (const Row& row : rows) {
-    std::printf("%-*s  %-*s  %s\n", static_cast<int>(component_width), row.component.c_str(),
-                static_cast<int>(name_width), row.name.c_str(), on_one_line(row.value).c_str());
-  }
+  rows.end();
   return good;
 }
 
@@ -133,8 +121,7 @@ bool print_json(dnode* list, int indent) {
     }
     nodes.push_back(std::move(entry));
   }
-  // Bytes that are no UTF-8 are replaced: a stored text may be in any code.
-  std::puts(nodes.dump(indent, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+  std::puts(json_text(nodes, indent).c_str());
   return good;
 }
 

@@ -7,6 +7,9 @@
 
 namespace tool {
 
+// A path's dotted name, with the two long standard prefixes in their short forms; the path where it has none.
+[[nodiscard]] std::string shown_name(const std::string& path);
+
 // Prints a table: component, attribute, value or error. True when no node carries an error.
 bool print_table(dnode* list, bool raw);
 

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/cli.h"
+#include "tools/rows.h"
 
 namespace {
 
@@ -88,7 +89,7 @@ int convert(const std::vector<std::string>& paths, bool json) {
       std::printf("%s  %s%s%s\n", numeric.c_str(), text, *description != '\0' ? "  " : "", description);
     }
   }
-  if (json) std::puts(all.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+  if (json) std::puts(tool::json_text(all, 2).c_str());
   return tool::exit_ok;
 }
 

@@ -1,5 +1,4 @@
 // oxtrap: sends, receives, reads and explains SNMP traps.
-#include <algorithm>
 #include <asio.hpp>
 #include <chrono>
 #include <cstdio>
@@ -10,6 +9,7 @@
 #include <sstream>
 
 #include "tools/cli.h"
+#include "tools/rows.h"
 #include "tools/trap_definitions.h"
 #include "tools/trap_record.h"
 
@@ -181,7 +181,7 @@ class Show {
     }
     const oxcTrTag* tag = tool::definition_of(definitions_.get(), trap);
     if (form_ == Form::json) {
-      std::puts(tool::json_of(trap, tag).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+      std::puts(tool::json_text(tool::json_of(trap, tag)).c_str());
     } else {
       if (shown_++ != 0) std::printf("\n");
       if (form_ == Form::explained) {
@@ -288,11 +288,8 @@ int main(int argc, char** argv) {
       "  oxtrap listen --port 8162\n"
       "  oxtrap explain --file unknown.hex\n"
       "Exit code: 0 done, 1 an error, a fault in a file or bytes that are no trap, 2 usage.");
-  // Behind "--", which the parser would end the command at, a value may begin with a dash.
   std::vector<std::string> arguments = tool::arguments(argc, argv);
-  const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
-  std::vector<std::string> behind(dashes != arguments.end() ? dashes + 1 : dashes, arguments.end());
-  arguments.erase(dashes, arguments.end());
+  const std::vector<std::string> behind = tool::take_behind_dashes(arguments);
   return tool::run(app, std::move(arguments), [&] {
     std::vector<std::string>& words = *sender ? options.bindings : hex;
     words.insert(words.end(), behind.begin(), behind.end());

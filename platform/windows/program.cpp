@@ -6,27 +6,16 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/argument_text.h"
 #include "platform/windows/fail.h"
 #include "platform/windows/handle.h"
 
 namespace ox::platform {
 namespace {
 
-// One argument as programs take their command line apart: backslashes count only before a quote.
-std::string quoted(const std::string& argument) {
-  std::string text = "\"";
-  std::size_t backslashes = 0;
-  for (const char c : argument) {
-    if (c == '"') text.append(backslashes + 1, '\\');
-    backslashes = c == '\\' ? backslashes + 1 : 0;
-    text += c;
-  }
-  return text.append(backslashes, '\\') + '"';
-}
-
 std::string command_line(const std::vector<std::string>& arguments) {
   std::string line;
-  for (const std::string& argument : arguments) line += (line.empty() ? "" : " ") + quoted(argument);
+  for (const std::string& argument : arguments) line += (line.empty() ? "" : " ") + argument_text(argument);
   return line;
 }
 

@@ -70,6 +70,18 @@ std::string run_program(std::vector<std::string> words) {
   return std::to_string(status) + ' ' + read_text(file);
 }
 
+void expect(const std::vector<Call>& calls) {
+  for (const auto& [line, expected] : calls) {
+    const std::string printed = run(line);
+    if (expected[0] != '~') {
+      EXPECT_EQ(expected, printed) << line;
+    } else {
+      EXPECT_EQ(expected.substr(1, 2), printed.substr(0, 2)) << line << '\n' << printed;
+      EXPECT_NE(std::string::npos, printed.find(expected.substr(3))) << line << '\n' << printed;
+    }
+  }
+}
+
 std::string wait_for_text(const std::string& file, const std::string& text, int times) {
   for (int i = 0; i < 6000 && count_of(read_text(file), text) < times; ++i) std::this_thread::sleep_for(pause);
   return read_text(file);

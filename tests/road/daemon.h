@@ -53,6 +53,13 @@ struct Started {
 [[nodiscard]] std::string run_program(std::vector<std::string> words);
 [[nodiscard]] inline std::string run(const std::string& line) { return run_program(words_of(line)); }
 
+// A command line, and what it prints: the exit status and the whole output, or with a "~" in front a part of it.
+struct Call {
+  std::string line;
+  std::string printed;
+};
+void expect(const std::vector<Call>& calls);
+
 // Waits until a file holds the text so often, a minute at most; what the file holds then.
 std::string wait_for_text(const std::string& file, const std::string& text, int times = 1);
 

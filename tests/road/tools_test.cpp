@@ -12,24 +12,6 @@
 namespace ox::test {
 namespace {
 
-// A command line, and what it prints: the exit status and the whole output, or with a "~" in front a part of it.
-struct Call {
-  std::string line;
-  std::string printed;
-};
-
-void expect(const std::vector<Call>& calls) {
-  for (const auto& [line, expected] : calls) {
-    const std::string printed = run(line);
-    if (expected[0] != '~') {
-      EXPECT_EQ(expected, printed) << line;
-    } else {
-      EXPECT_EQ(expected.substr(1, 2), printed.substr(0, 2)) << line << '\n' << printed;
-      EXPECT_NE(std::string::npos, printed.find(expected.substr(3))) << line << '\n' << printed;
-    }
-  }
-}
-
 TEST(Tools, ReadWriteAndRefuse) {
   Daemon daemon;
   const Snmpd agent(system_root() + "/agent");
