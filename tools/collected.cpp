@@ -1,0 +1,213 @@
+#include "tools/collected.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+#include "tools/gap_reasons.h"
+#include "tools/node_output.h"
+
+namespace tool {
+namespace {
+
+using MatrixPtr = Owner<oxdMatrix, oxlFreeDataEntryMatrix>;
+
+std::string last_label(const std::string& name) { return name.substr(name.find_last_of('.') + 1); }
+
+std::uint64_t natural_of(const oxdMatrixItem& cell) {
+  std::uint64_t number = 0;
+  const auto* bytes = static_cast<const unsigned char*>(cell.data);
+  for (std::uint32_t i = 0; i < cell.length && i < 8; ++i) number = number << 8 | bytes[i];
+  return number;
+}
+
+// The display text, with the names of enumerations, and the raw one.
+std::pair<std::string, std::string> texts_of(const oxdMatrixItem& cell, const Series& series) {
+  const NodesPtr node(oxdAlloc(1));
+  void* const block = oxcMemAlloc(cell.length + 1, "oxlogValue");
+  if (node == nullptr || block == nullptr) throw std::bad_alloc();
+  if (cell.length != 0) std::memcpy(block, cell.data, cell.length);
+  static_cast<char*>(block)[cell.length] = '\0';
+  require(oxdSetRawValue(node.get(), cell.type, cell.length, block), series.label());
+  (void)oxdSetAmibName(node.get(), (series.path + '.' + series.index).c_str());
+  std::string shown = oxdGetValueByStr(node.get());
+  return {std::move(shown), oxdGetValueByRawStr(node.get())};
+}
+
+void set_number(Value& value, const oxdMatrixItem& cell, std::uint32_t form) {
+  const std::uint64_t natural = natural_of(cell);
+  if (form == OXD_SIGNED32) {
+    const auto number = static_cast<std::int32_t>(static_cast<std::uint32_t>(natural));
+    value.number = number;
+    value.exact = number;
+  } else {
+    value.number = static_cast<double>(natural);
+    value.exact = natural;
+  }
+}
+
+Value value_of(const oxdMatrixItem& cell, std::size_t number, const Series& series) {
+  Value value;
+  value.series = number;
+  value.type = cell.type;
+  value.gap = gap_reason(cell.status);
+  if (!value.gap.empty()) return value;
+  oxdType info{};
+  (void)oxdTypeInfo(cell.type, &info);
+  const bool is_number = info.form == OXD_SIGNED32 || info.form == OXD_UNSIGNED32 || info.form == OXD_UNSIGNED64;
+  if (is_number && cell.length == info.size) set_number(value, cell, info.form);
+  if (value.number && (cell.type == OX_COUNTER || cell.type == OX_COUNTER64 || cell.type == OX_GAUGE)) {
+    value.text = std::to_string(natural_of(cell));
+    return value;
+  }
+  std::string raw;
+  std::tie(value.text, raw) = texts_of(cell, series);
+  if (!value.number) value.exact = raw;
+  return value;
+}
+
+// One piece of collected values, taken apart into rounds.
+class Piece {
+ public:
+  Piece(const oxdMatrix& matrix, const Choice& choice, SeriesTable& series)
+      : matrix_(matrix), choice_(choice), series_(series), cells_(matrix.timeCount) {
+    for (const oxdMatrixItem* cell = matrix.cells; cell != nullptr; cell = cell->next) {
+      const std::uint32_t time = cell->time - matrix.timeBase;
+      if (time < cells_.size() && is_on_axes(*cell)) cells_[time].push_back(cell);
+    }
+  }
+
+  [[nodiscard]] std::size_t rounds() const { return cells_.size(); }
+  [[nodiscard]] std::uint32_t time(std::size_t round) const { return matrix_.times[round]; }
+  void take(std::size_t round, const TakeRound& take_round) {
+    Round made{std::uint64_t{time(round)} * 1000, {}};
+    for (const oxdMatrixItem* cell : cells_[round]) {
+      const std::size_t number = number_of(*cell);
+      if (number != left_out) made.values.push_back(value_of(*cell, number, series_[number]));
+    }
+    if (!made.values.empty()) take_round(made);
+  }
+
+ private:
+  static constexpr std::size_t left_out = std::numeric_limits<std::size_t>::max();
+
+  [[nodiscard]] bool is_on_axes(const oxdMatrixItem& cell) const {
+    return cell.component < matrix_.components.count && cell.amib < matrix_.amibs.count &&
+           cell.index < matrix_.indexes.count;
+  }
+  std::size_t number_of(const oxdMatrixItem& cell) {
+    const auto [found, added] = numbers_.try_emplace({cell.component, cell.amib, cell.index}, left_out);
+    if (added) {
+      const Series series{matrix_.components.texts[cell.component], matrix_.amibs.texts[cell.amib],
+                          matrix_.indexes.texts[cell.index]};
+      if (choice_.holds(series)) found->second = series_.number(series);
+    }
+    return found->second;
+  }
+
+  const oxdMatrix& matrix_;
+  const Choice& choice_;
+  SeriesTable& series_;
+  std::vector<std::vector<const oxdMatrixItem*>> cells_;
+  std::map<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>, std::size_t> numbers_;
+};
+
+}  // namespace
+
+std::string Series::attribute() const { return shown_name(path); }
+
+std::string Series::label() const {
+  return component.substr(component.find(':') + 1) + ' ' + last_label(attribute()) + '.' + index;
+}
+
+bool Choice::holds(const Series& series) const {
+  const auto matches = [](const std::string& pattern, const std::string& text) {
+    return pattern.empty() || oxcRegMatch(pattern.c_str(), text.c_str()) != 0;
+  };
+  const std::string name = attribute.empty() ? std::string() : series.attribute();
+  return (matches(component, series.component) ||
+          matches(component, series.component.substr(series.component.find(':') + 1))) &&
+         (matches(attribute, name) || matches(attribute, last_label(name)) || matches(attribute, series.path)) &&
+         matches(index, series.index);
+}
+
+std::size_t SeriesTable::number(const Series& series) {
+  const auto [found, added] = numbers_.try_emplace(series, order_.size());
+  if (added) order_.push_back(&found->first);
+  return found->second;
+}
+
+namespace {
+
+struct Part {
+  std::string name;
+  std::uint32_t start = 0;
+};
+
+std::vector<Part> parts_of(const char* manager, const std::string& log_entry, const Window& window) {
+  DataEntryList* list = nullptr;
+  require(oxlDataEntryListOpen(manager, log_entry.c_str(), &list), "logEnt:" + log_entry);
+  const Owner<DataEntryList, oxlDataEntryListClose> owner(list);
+  std::vector<Part> parts;
+  for (;;) {
+    DataEntry* record = nullptr;
+    require(oxlDataEntryNextOpen(list, &record), "logEnt:" + log_entry);
+    if (record == nullptr) break;
+    const Owner<DataEntry, oxlDataEntryClose> entry(record);
+    const char* name = nullptr;
+    std::uint32_t end = UINT32_MAX;
+    Part part;
+    (void)oxlDataEntryGetName(record, &name);
+    (void)oxlDataEntryGetPeriodStart(record, &part.start);
+    (void)oxlDataEntryGetPeriodEnd(record, &end);
+    part.name = name;
+    if (part.start <= window.to && end >= window.from) parts.push_back(part);
+  }
+  std::stable_sort(parts.begin(), parts.end(), [](const Part& a, const Part& b) { return a.start < b.start; });
+  return parts;
+}
+
+MatrixPtr matrix_of(const char* manager, const std::string& name) {
+  oxdMatrix* matrix = nullptr;
+  const OX_RESULT result = oxlGetDataEntryLogData(manager, name.c_str(), &matrix);
+  if (result != OX_ENOTFOUND) require(result, "dataEnt:" + name);
+  return MatrixPtr(matrix);
+}
+
+}  // namespace
+
+void read_rounds(const char* manager, const std::string& log_entry, const Window& window, const Choice& choice,
+                 SeriesTable& series, const TakeRound& take) {
+  const std::vector<Part> parts = parts_of(manager, log_entry, window);
+  const auto inside = [&](std::uint32_t time) { return time >= window.from && time <= window.to; };
+  // From the end, until there are as many rounds as are wanted.
+  std::vector<MatrixPtr> kept;
+  std::size_t first = parts.size();
+  std::size_t rounds = 0;
+  while (window.rounds != 0 && first != 0 && rounds < window.rounds) {
+    kept.push_back(matrix_of(manager, parts[--first].name));
+    const oxdMatrix* matrix = kept.back().get();
+    if (matrix != nullptr) rounds += std::count_if(matrix->times, matrix->times + matrix->timeCount, inside);
+  }
+  std::size_t surplus = window.rounds != 0 && rounds > window.rounds ? rounds - window.rounds : 0;
+  if (window.rounds == 0) first = 0;
+  for (std::size_t i = first; i < parts.size(); ++i) {
+    const MatrixPtr matrix =
+        window.rounds == 0 ? matrix_of(manager, parts[i].name) : std::move(kept[parts.size() - 1 - i]);
+    if (matrix == nullptr) continue;
+    Piece piece(*matrix, choice, series);
+    for (std::size_t round = 0; round < piece.rounds(); ++round) {
+      if (!inside(piece.time(round))) continue;
+      if (surplus != 0) {
+        --surplus;
+      } else {
+        piece.take(round, take);
+      }
+    }
+  }
+}
+
+}  // namespace tool

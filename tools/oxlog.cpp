@@ -1,0 +1,112 @@
+// oxlog: what the manager collects, and what it has collected.
+#include <functional>
+
+#include "tools/log_data.h"
+#include "tools/log_entries.h"
+
+namespace {
+
+constexpr char examples[] =
+    "Examples:\n"
+    "  oxlog create 'node:router*' .interfaces.ifTable.ifEntry.{ifInOctets,ifOutOctets} --interval 1m --title traffic\n"
+    "  oxlog fit NAME                             what it takes, and whether that can be kept up\n"
+    "  oxlog start NAME\n"
+    "  oxlog list\n"
+    "  oxlog data NAME --last 1h --component router1\n"
+    "  oxlog plot NAME --last 6h --attribute ifInOctets --index 3\n"
+    "  oxlog plot NAME --last 7D --step 1h --function max --svg week.svg\n"
+    "  oxlog export NAME --from 2026-11-01 -o november.csv\n"
+    "  oxlog gaps NAME --last 1D                  what is missing, and why\n"
+    "Attributes with braces and patterns belong into single quotes in most shells.\n"
+    "Exit code: 0 done, 1 an error (its text on stderr), 2 usage.";
+
+// What the command line holds.
+struct Line {
+  std::string manager;
+  std::string name;
+  tool::FormOptions form;
+  bool yes = false;
+  bool force = false;
+  std::string file;
+  tool::NewLogEntry wanted;
+  tool::DataOptions data;
+  tool::PlotOptions plot;
+
+  [[nodiscard]] tool::LogCall call() const { return {manager.empty() ? nullptr : manager.c_str(), name, form.form()}; }
+};
+
+// A subcommand, and what it does.
+struct Command {
+  const char* name;
+  const char* help;
+  bool named;  // takes an entry's name
+  bool forms;  // has --json and --csv
+  std::function<void(CLI::App&, Line&)> add;
+  std::function<int(const Line&)> run;
+};
+
+const std::vector<Command>& commands() {
+  const auto nothing = [](CLI::App&, Line&) {};
+  const auto data = [](CLI::App& command, Line& line) { line.data.add_to(command); };
+  static const std::vector<Command> all = {
+      {"create", "make an entry; its name is printed", false, true,
+       [](CLI::App& command, Line& line) { line.wanted.add_to(command); },
+       [](const Line& line) { return tool::create_log_entry(line.call(), line.wanted); }},
+      {"list", "all entries", false, true, nothing,
+       [](const Line& line) { return tool::list_log_entries(line.call()); }},
+      {"show", "an entry with its data entries", true, true, nothing,
+       [](const Line& line) { return tool::show_log_entry(line.call()); }},
+      {"fit", "what an entry takes a day, and whether agents and disk can keep it up; each agent is asked once", true,
+       true, nothing, [](const Line& line) { return tool::show_fit(line.call()); }},
+      {"start", "collect; what cannot fit is refused", true, false,
+       [](CLI::App& command, Line& line) { command.add_flag("--force", line.force, "also what cannot fit"); },
+       [](const Line& line) { return tool::start_log_entry(line.call(), line.force); }},
+      {"stop", "collect no more", true, false, nothing,
+       [](const Line& line) { return tool::stop_log_entry(line.call()); }},
+      {"copy", "make a stopped entry like this one; its name is printed", true, false, nothing,
+       [](const Line& line) { return tool::copy_log_entry(line.call()); }},
+      {"delete", "delete an entry with all that it has collected", true, false,
+       [](CLI::App& command, Line& line) { command.add_flag("-y,--yes", line.yes, "do not ask"); },
+       [](const Line& line) { return tool::delete_log_entry(line.call(), line.yes); }},
+      {"data", "collected values, gaps among them (default: of the last 10 rounds)", true, true, data,
+       [](const Line& line) { return tool::show_data(line.call(), line.data); }},
+      {"export", "collected values for other programs, as CSV or JSON", true, true,
+       [](CLI::App& command, Line& line) {
+         line.data.add_to(command);
+         command.add_option("-o,--output", line.file, "file, which is there whole or stays as it was");
+       },
+       [](const Line& line) { return tool::export_data(line.call(), line.data, line.file); }},
+      {"gaps", "what was due and is not there, and why; the most first", true, true, data,
+       [](const Line& line) { return tool::show_gaps(line.call(), line.data); }},
+      {"plot", "curves with their gaps, in the terminal or as a picture (default: of the last day)", true, false,
+       [](CLI::App& command, Line& line) {
+         line.data.add_to(command);
+         line.plot.add_to(command);
+       },
+       [](const Line& line) { return tool::plot_data(line.call(), line.data, line.plot); }},
+  };
+  return all;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Log entries: what the manager collects, and what it has collected.", "oxlog");
+  app.require_subcommand(1);
+  Line line;
+  for (const Command& command : commands()) {
+    CLI::App& sub = *app.add_subcommand(command.name, command.help);
+    if (command.named) sub.add_option("name", line.name, "the entry's name, as oxlog list shows it")->required();
+    if (command.forms) line.form.add_to(sub);
+    command.add(sub, line);
+    sub.add_option("-m,--manager", line.manager, "name of the manager (default: the local one)");
+  }
+  app.footer(examples);
+  return tool::run(app, tool::arguments(argc, argv), [&] {
+    tool::open_session();
+    for (const Command& command : commands()) {
+      if (app.got_subcommand(command.name)) return command.run(line);
+    }
+    return tool::exit_usage;
+  });
+}
