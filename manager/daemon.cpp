@@ -132,12 +132,7 @@ bool take_up(Manager& manager, const std::string& data) {
 void check_files(Manager& manager) {
   manager.events.check();
   manager.collected_file.check();
-  manager.components.check([&manager](const std::string& fault) {
-    asio::post(manager.loop, [&manager, fault] {
-      log(Severity::error, "the component store is damaged: " + fault);
-      manager.components.renew(manager.store);
-    });
-  });
+  manager.components.check(manager.loop, manager.store);
 }
 
 // Faulty lines leave the settings as they are.
@@ -185,6 +180,18 @@ void announce_faults(Manager& manager) {
   }
 }
 
+// Without memory a handler ends alone: what it was to do is lost, the others go on.
+void run(asio::io_context& loop) {
+  for (;;) {
+    try {
+      (void)loop.run();
+      return;
+    } catch (const std::bad_alloc&) {
+      log(Severity::error, "out of memory: some work was left undone; next: see what else uses this machine's memory");
+    }
+  }
+}
+
 int serve(Manager& manager, const Definitions& definitions) {
   platform::NamedEvent started;
   if (const auto error =
@@ -217,7 +224,7 @@ int serve(Manager& manager, const Definitions& definitions) {
     log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
     log_of_run();
   });
-  manager.loop.run();
+  run(manager.loop);
   if (code == 0 && manager.settings.trap_port != 0) traps.end();
   return code.value_or(0);
 }

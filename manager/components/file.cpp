@@ -24,15 +24,11 @@ enum : std::size_t { components_table, values_table, relations_table };
 std::span<const Table> ComponentFile::tables() { return all_tables; }
 
 ComponentFile::ComponentFile(const std::string& directory, Durability durability)
-    : database_(join(directory, "components.db"), all_tables, durability,
-                [this](const std::string& file, std::uint32_t line, const std::string& text) {
-                  if (faults_) faults_(file, line, text);
-                }),
+    : database_(join(directory, "components.db"), all_tables, durability),
       spare_(new (std::nothrow) std::byte[spare_size]) {}
 
 bool ComponentFile::open(FaultSink faults) {
-  faults_ = std::move(faults);
-  const Outcome opened = database_.open();
+  const Outcome opened = database_.open(std::move(faults));
   if (opened == Outcome::refused) return false;
   return opened == Outcome::done || database_.renew();
 }

@@ -40,8 +40,10 @@ class ComponentFile {
   [[nodiscard]] bool remove_on(Store& store, const ComponentName& name, std::chrono::steady_clock::time_point until);
   // Erases what loading has found to be nobody's, until that time; true when nothing of it is left.
   [[nodiscard]] bool clear_away(std::chrono::steady_clock::time_point until);
-  // Checks the database beside the work; a thread calls back when something is wrong: renew() is due.
-  void check(std::function<void(const std::string&)> damaged) { database_.check(std::move(damaged)); }
+  // Checks the database beside the work, and renews it when it is damaged.
+  void check(asio::io_context& loop, Store& store) {
+    database_.check(loop, [this, &store] { renew(store); });
+  }
   // Sets the database aside and goes on with a new one that holds the store.
   void renew(Store& store);
 
@@ -76,7 +78,6 @@ class ComponentFile {
 
   void take_in(Store& store, std::span<const Change> changes);
 
-  FaultSink faults_;
   Database database_;
   Reading reading_;
   std::vector<std::pair<std::size_t, std::uint64_t>> nobodys_;  // rows, by table

@@ -13,7 +13,6 @@ namespace ox::manager {
 namespace {
 
 constexpr auto tidy_interval = std::chrono::minutes(1);
-constexpr auto tidy_time = std::chrono::milliseconds(10);  // of one step, for which everybody waits
 
 void require(OX_RESULT result) {
   if (result != OX_OK) throw std::bad_alloc();  // setting a field fails for no other reason
@@ -66,13 +65,9 @@ void EventLog::go_on_from_store() {
 }
 
 void EventLog::check() {
-  store_.check([this](const std::string& fault) {
-    asio::post(loop_, [this, fault] {
-      log(Severity::error, "the event log is damaged: " + fault);
-      if (scheduled_) flush();
-      if (!store_.renew()) return;
-      go_on_from_store();
-    });
+  store_.check(loop_, [this] {
+    if (scheduled_) flush();
+    if (store_.renew()) go_on_from_store();
   });
 }
 
@@ -206,8 +201,9 @@ void EventLog::tidy(std::uint32_t now) {
 
 // What comes in between may need the unlisted events again, or have been read.
 void EventLog::tidy_step() {
+  const Pace::Step step(pace_);
   excess_.unlisted_up_to = needed_from() - 1;
-  tidying_ = store_.tidy(excess_, std::chrono::steady_clock::now() + tidy_time);
+  tidying_ = store_.tidy(excess_, step.until());
   tidying_ = store_.commit() && tidying_;
   readers_.tidied();
   if (!tidying_) return;
@@ -221,9 +217,9 @@ void EventLog::tidy_later() {
   timer_.expires_after(tidy_interval);
   timer_.async_wait([this](const asio::error_code& error) {
     if (error) return;
+    tidy_later();
     flush();
     tidy(static_cast<std::uint32_t>(std::time(nullptr)));
-    tidy_later();
   });
 }
 

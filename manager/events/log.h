@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "manager/base/pace.h"
 #include "manager/base/settings.h"
 #include "manager/events/readers.h"
 #include "manager/events/record.h"
@@ -82,6 +83,7 @@ class EventLog {
   std::vector<std::function<void(bool)>> safe_;
   bool scheduled_ = false;
   EventStore::Excess excess_;
+  Pace pace_;
   bool tidying_ = false;
 };
 

@@ -34,10 +34,7 @@ StoredEvent event_of(const Row& row) {
 std::span<const Table> EventStore::tables() { return all_tables; }
 
 EventStore::EventStore(const std::string& directory, Durability durability)
-    : database_(join(directory, "events.db"), all_tables, durability,
-                [this](const std::string& file, std::uint32_t line, const std::string& text) {
-                  if (faults_) faults_(file, line, text);
-                }),
+    : database_(join(directory, "events.db"), all_tables, durability),
       reserve_(join(directory, "events.numbers")),
       after_(database_, events_table, "WHERE sequence > ? ORDER BY sequence"),
       before_(database_, events_table, "WHERE sequence < ? ORDER BY sequence DESC"),
@@ -46,8 +43,7 @@ EventStore::EventStore(const std::string& directory, Durability durability)
       numbers_(database_, numbers_table, "") {}
 
 bool EventStore::open(FaultSink faults) {
-  faults_ = std::move(faults);
-  const Outcome opened = database_.open();
+  const Outcome opened = database_.open(std::move(faults));
   if (opened == Outcome::refused) return false;
   const auto bound = reserve_.load();
   if (opened != Outcome::done || !load()) return renew();
@@ -78,7 +74,7 @@ std::shared_ptr<EventSnapshot> EventStore::snapshot() {
   }
   const std::shared_ptr<EventSnapshot> lent(kept.get(), [kept](EventSnapshot* snapshot) { snapshot->end(); });
   if (lent->begin() == Outcome::done) return lent;
-  faults_(database_.file(), 0, "cannot be read: " + lent->fault());
+  database_.tell("cannot be read: " + lent->fault());
   return nullptr;
 }
 

@@ -65,8 +65,8 @@ class EventStore {
   // What has been committed by now; it ends with its last owner. Null, and told, when the system does not let it be
   // read. It reads no more when the store is renewed or gone.
   [[nodiscard]] std::shared_ptr<EventSnapshot> snapshot();
-  // Checks all of it, in a thread that calls back when something is wrong: renew() is due.
-  void check(std::function<void(const std::string&)> damaged) { database_.check(std::move(damaged)); }
+  // Checks all of it beside the work; calls back from the loop when something is wrong: renew() is due.
+  void check(asio::io_context& loop, const std::function<void()>& damaged) { database_.check(loop, damaged); }
   // Sets the database aside and goes on with what reads of it. False when the system does not let it.
   [[nodiscard]] bool renew();
   // Goes on behind all numbers that may have been given: the database is an older one. False when it is refused.
@@ -103,7 +103,6 @@ class EventStore {
   static Outcome page_of(Query& query, Sequence from, std::size_t count, std::size_t bytes,
                          std::vector<StoredEvent>& page);
 
-  FaultSink faults_;
   Database database_;
   Reserve reserve_;
   Query after_;

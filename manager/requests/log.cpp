@@ -1,4 +1,5 @@
 // The requests about the event log, and the cancelling of events.
+#include <asio/post.hpp>
 #include <new>
 
 #include "manager/events/search.h"
@@ -41,7 +42,52 @@ void answer_when_safe(Manager& manager, const Request& request) {
   manager.events.when_safe([reply = request.reply](bool safe) { reply(error_reply(safe ? OX_OK : OX_EWRITE)); });
 }
 
-// Events that are not there any more are passed over: two people may clear the log at once.
+// A change of the events of a list, in steps. Those that are not there any more are passed over: two people may clear
+// the log at once. What the steps before one that is refused have done stays done.
+class ListChange : public Job {
+ public:
+  ListChange(Manager& manager, EventPtr list, Change change, std::function<void(Reply)> reply)
+      : Job(manager.loop), manager_(manager), list_(std::move(list)), change_(change), reply_(std::move(reply)) {}
+
+  void start() {
+    next_ = list_.get();
+    begin(std::chrono::seconds(manager_.settings.event_log_timeout), [this] {
+      operation_began();
+      go_on();
+    });
+  }
+
+ private:
+  void go_on() {
+    if (ended()) return;
+    const Pace::Step now(manager_.pace);
+    manager_.events.flush();
+    for (; next_ != nullptr && Pace::Clock::now() < now.until(); next_ = oxeEvmsgNext(next_)) change_next();
+    if (next_ == nullptr && result_ != OX_OK) return end(result_);
+    manager_.events.when_safe([this, self = shared_from_this()](bool safe) { step([&] { stepped(safe); }); });
+    if (next_ != nullptr) manager_.events.flush();
+  }
+  void change_next() {
+    std::optional<StoredEvent> logged;
+    const OX_RESULT found = find_listed(manager_, next_, logged);
+    if (found == OX_OK) change_(manager_, std::move(*logged), next_);
+    if (found != OX_ENOTFOUND && result_ != OX_ERUNTIME) result_ = found;
+  }
+  void stepped(bool safe) {
+    if (!safe) return end(OX_EWRITE);
+    if (next_ == nullptr) return operation_ended();
+    asio::post(manager_.loop, [this, self = shared_from_this()] { step([this] { go_on(); }); });
+  }
+  void finish(OX_RESULT why) override { reply_(error_reply(why)); }
+
+  Manager& manager_;
+  EventPtr list_;
+  Change change_;
+  std::function<void(Reply)> reply_;
+  const evmsg* next_ = nullptr;
+  OX_RESULT result_ = OX_ENOTFOUND;
+};
+
 void change_log(Manager& manager, const Request& request, Change change) {
   EventPtr list;
   if (const OX_RESULT result = decode_events(request.message.data, list)) return request.reply(error_reply(result));
@@ -49,16 +95,9 @@ void change_log(Manager& manager, const Request& request, Change change) {
     std::uint32_t id = 0;
     if (oxeEvmsgGetSndId(event, &id) != OX_OK) return request.reply(error_reply(OX_EABSENT));
   }
-  manager.events.flush();
-  OX_RESULT result = OX_ENOTFOUND;
-  for (const evmsg* event = list.get(); event != nullptr; event = oxeEvmsgNext(event)) {
-    std::optional<StoredEvent> logged;
-    const OX_RESULT found = find_listed(manager, event, logged);
-    if (found == OX_OK) change(manager, std::move(*logged), event);
-    if (found != OX_ENOTFOUND && result != OX_ERUNTIME) result = found;
-  }
-  if (result != OX_OK) return request.reply(error_reply(result));
-  answer_when_safe(manager, request);
+  const auto job = std::make_shared<ListChange>(manager, std::move(list), change, request.reply);
+  manager.jobs.add(request.session, job);
+  job->start();
 }
 
 }  // namespace

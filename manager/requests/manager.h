@@ -7,6 +7,7 @@
 #include "manager/base/clock.h"
 #include "manager/base/fault_list.h"
 #include "manager/base/job.h"
+#include "manager/base/pace.h"
 #include "manager/base/settings.h"
 #include "manager/base/zone.h"
 #include "manager/components/directory.h"
@@ -85,6 +86,7 @@ struct Manager {
   Store store;
   EntryChanges entries;
   ComponentFile components;
+  Pace pace;  // of the work on them
   HeldRequests held;
   Locks locks;
   SnmpEngine snmp;

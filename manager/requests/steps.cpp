@@ -1,8 +1,8 @@
 #include "manager/requests/steps.h"
 
 #include <asio/post.hpp>
-#include <chrono>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "manager/requests/manager.h"
@@ -10,11 +10,6 @@
 
 namespace ox::manager {
 namespace {
-
-// Of a step, for which everybody waits.
-std::chrono::steady_clock::time_point step_end() {
-  return std::chrono::steady_clock::now() + std::chrono::milliseconds(10);
-}
 
 // One in a turn: what they ask for may take its time.
 void route_next(Manager& manager) {
@@ -28,33 +23,35 @@ void go_on(Manager& manager) {
   route_next(manager);
 }
 
-void clear_away(Manager& manager) {
-  if (manager.components.clear_away(step_end())) return;
-  asio::post(manager.loop, [&manager] { clear_away(manager); });
+// Works on in turns of the loop, from now on, until it is done; a step that finds no memory comes again. What follows
+// happens once.
+template <class Work, class Follow>
+void in_steps(Manager& manager, const Work& work, const Follow& follow) {
+  bool done = false;
+  try {
+    const Pace::Step step(manager.pace);
+    done = work(step.until());
+  } catch (const std::bad_alloc&) {
+  }
+  if (done) return follow();
+  asio::post(manager.loop, [&manager, work, follow] { in_steps(manager, work, follow); });
 }
 
-using Names = std::shared_ptr<std::vector<ComponentName>>;
+void clear_away(Manager& manager) {
+  in_steps(
+      manager, [&manager](Pace::Clock::time_point until) { return manager.components.clear_away(until); }, [] {});
+}
 
 // The last one first.
-void tell_loaded(Manager& manager, const Names& names, const std::function<void()>& done) {
-  const auto end = step_end();
-  while (!names->empty()) {
-    manager.entries.tell(names->back(), EntryChanges::What::loaded);
-    names->pop_back();
-    if (std::chrono::steady_clock::now() < end) continue;
-    return asio::post(manager.loop, [&manager, names, done] { tell_loaded(manager, names, done); });
-  }
-  done();
-}
-
-void remove_on(Manager& manager, const ComponentName& name, const std::function<void(OX_RESULT)>& done) {
-  if (!manager.components.remove_on(manager.store, name, step_end())) {
-    return asio::post(manager.loop, [&manager, name, done] { remove_on(manager, name, done); });
-  }
-  const Change removed{.kind = Change::Kind::remove, .component = name};
-  manager.subscriptions.changed(std::span(&removed, 1));
-  done(OX_OK);
-  go_on(manager);
+void tell_loaded(Manager& manager, const std::function<void()>& done) {
+  const auto kept = std::make_shared<std::vector<ComponentName>>(manager.entries.kept(manager.store));
+  const auto tell = [&manager, kept](Pace::Clock::time_point until) {
+    for (; !kept->empty() && Pace::Clock::now() < until; kept->pop_back()) {
+      manager.entries.tell(kept->back(), EntryChanges::What::loaded);
+    }
+    return kept->empty();
+  };
+  in_steps(manager, tell, done);
 }
 
 }  // namespace
@@ -74,16 +71,19 @@ bool HeldRequests::next(const std::function<void(const Request&)>& route) {
 }
 
 void load_components(Manager& manager, const std::function<void(bool)>& done) {
-  const auto loading = manager.components.load(manager.store, step_end());
-  if (loading == ComponentFile::Loading::more) {
-    return asio::post(manager.loop, [&manager, done] { load_components(manager, done); });
-  }
-  if (loading == ComponentFile::Loading::failed) return done(false);
-  const Names kept = std::make_shared<std::vector<ComponentName>>(manager.entries.kept(manager.store));
-  tell_loaded(manager, kept, [&manager, done] {
-    done(true);
-    go_on(manager);
-    clear_away(manager);
+  const auto loaded = std::make_shared<bool>(false);
+  const auto load = [&manager, loaded](Pace::Clock::time_point until) {
+    const auto loading = manager.components.load(manager.store, until);
+    *loaded = loading == ComponentFile::Loading::done;
+    return loading != ComponentFile::Loading::more;
+  };
+  in_steps(manager, load, [&manager, loaded, done] {
+    if (!*loaded) return done(false);
+    tell_loaded(manager, [&manager, done] {
+      done(true);
+      go_on(manager);
+      clear_away(manager);
+    });
   });
 }
 
@@ -91,7 +91,16 @@ void remove_component(Manager& manager, const ComponentName& name, const std::fu
   if (const OX_RESULT result = manager.components.begin_removal(manager.store, name)) return done(result);
   manager.entries.tell(name, EntryChanges::What::removed);
   manager.held.hold(true);
-  remove_on(manager, name, done);
+  const auto remove = [&manager, name](Pace::Clock::time_point until) {
+    return manager.components.remove_on(manager.store, name, until);
+  };
+  in_steps(manager, remove, [&manager, name, done] {
+    manager.held.hold(false);
+    const Change removed{.kind = Change::Kind::remove, .component = name};
+    manager.subscriptions.changed(std::span(&removed, 1));
+    done(OX_OK);
+    route_next(manager);
+  });
 }
 
 }  // namespace ox::manager

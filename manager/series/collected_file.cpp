@@ -6,7 +6,6 @@
 #include <new>
 #include <utility>
 
-#include "manager/base/log.h"
 #include "manager/base/paths.h"
 
 namespace ox::manager {
@@ -35,15 +34,10 @@ constexpr std::array all_tables{
 std::span<const Table> CollectedFile::tables() { return all_tables; }
 
 CollectedFile::CollectedFile(asio::io_context& loop, const std::string& directory, Durability durability)
-    : loop_(loop),
-      database_(join(directory, "collected.db"), all_tables, durability,
-                [this](const std::string& file, std::uint32_t line, const std::string& text) {
-                  if (faults_) faults_(file, line, text);
-                }) {}
+    : loop_(loop), database_(join(directory, "collected.db"), all_tables, durability) {}
 
 bool CollectedFile::open(FaultSink faults) {
-  faults_ = std::move(faults);
-  const Outcome opened = database_.open();
+  const Outcome opened = database_.open(std::move(faults));
   if (opened == Outcome::refused) return false;
   return (opened == Outcome::done && load(false)) || renew();
 }
@@ -55,12 +49,9 @@ bool CollectedFile::load(bool renewed) {
 bool CollectedFile::renew() { return database_.renew() && load(true); }
 
 void CollectedFile::check() {
-  database_.check([this](const std::string& fault) {
-    asio::post(loop_, [this, fault] {
-      log(Severity::error, "the collected data are damaged: " + fault);
-      if (scheduled_) commit();
-      (void)renew();
-    });
+  database_.check(loop_, [this] {
+    if (scheduled_) commit();
+    (void)renew();
   });
 }
 

@@ -53,14 +53,12 @@ class CollectedFile {
   [[nodiscard]] bool renew();
   [[nodiscard]] Database& database() { return database_; }
   [[nodiscard]] asio::io_context& loop() { return loop_; }
-  [[nodiscard]] const FaultSink& faults() const { return faults_; }
 
  private:
   [[nodiscard]] bool load(bool renewed);
   [[nodiscard]] bool put();
 
   asio::io_context& loop_;
-  FaultSink faults_;
   Database database_;
   std::vector<User*> users_;
   bool scheduled_ = false;

@@ -130,10 +130,9 @@ void SeriesStore::tell_unbalanced() const {
   for (const auto& [id, known] : entries_) {
     const Counts books = counts(id);
     if (books.balanced() && books.lost == 0) continue;
-    file_.faults()(file_.database().file(), 0,
-                   "data entry " + known.name + ": " + std::to_string(books.due) + " values were due, " +
-                       std::to_string(books.stored) + " are stored, " + std::to_string(books.gaps) +
-                       " are gaps with a reason, " + std::to_string(books.lost) + " are lost");
+    file_.database().tell("data entry " + known.name + ": " + std::to_string(books.due) + " values were due, " +
+                          std::to_string(books.stored) + " are stored, " + std::to_string(books.gaps) +
+                          " are gaps with a reason, " + std::to_string(books.lost) + " are lost");
   }
 }
 

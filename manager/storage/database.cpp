@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <asio/post.hpp>
 #include <chrono>
 #include <cstring>
 #include <new>
 #include <thread>
 
+#include "manager/base/log.h"
 #include "manager/base/paths.h"
 #include "manager/storage/copy.h"
 #include "manager/storage/salvage.h"
@@ -40,12 +42,8 @@ Query::Query(Database& database, Connection& connection, std::size_t table, std:
       columns_(static_cast<int>(database.tables_[table].shape.columns.size())),
       statement_(connection, select_text(database.tables_[table].shape, which)) {}
 
-Database::Database(std::string file, std::span<const Table> tables, Durability durability, FaultSink faults)
-    : file_(std::move(file)),
-      given_(tables),
-      durability_(durability),
-      faults_(std::move(faults)),
-      checkpointer_(file_) {
+Database::Database(std::string file, std::span<const Table> tables, Durability durability)
+    : file_(std::move(file)), given_(tables), durability_(durability), checkpointer_(file_) {
   const auto add = [&](const Table& table) {
     tables_.push_back({table, {connection_, put_text(table)}, {connection_, erase_text(table)}});
   };
@@ -66,7 +64,7 @@ void Database::close() {
 }
 
 bool Database::refused(const std::string& what) {
-  faults_(file_, 0, what);
+  tell(what);
   return false;
 }
 
@@ -78,7 +76,8 @@ std::vector<Table> Database::shapes() const {
 
 // A new file is made under another name: one without bytes has lost them. A manager that died while it renewed the file
 // has left a whole one, or the old one in its place.
-Outcome Database::open() {
+Outcome Database::open(FaultSink faults) {
+  faults_ = std::move(faults);
   const std::string making = file_ + ".making";
   const std::string renewed = file_ + ".new";
   remove_database(making);
@@ -174,10 +173,19 @@ bool Database::renew() {
     text += (i == 0 ? " " : ", ") + std::to_string(table.rows) + " of " +
             (known ? std::to_string(expected) : "an unknown number of") + ' ' + std::string(tables_[i].shape.name);
   }
-  faults_(file_, 0, text);
+  tell(text);
   told_.clear();
   damaged_ = false;
   return open_file() == Outcome::done || refused("cannot be opened: " + connection_.fault());
+}
+
+void Database::check(asio::io_context& loop, const std::function<void()>& damaged) {
+  check_.start(file_, given_, [this, &loop, damaged](const std::string& fault) {
+    asio::post(loop, [this, damaged, fault] {
+      log(Severity::error, file_ + " is damaged: " + fault);
+      damaged();
+    });
+  });
 }
 
 void Database::begin() {
@@ -236,7 +244,7 @@ bool Database::commit(bool ready) {
   begun_ = false;
   if (safe) {
     take_counts();
-    if (std::exchange(refusing_, false)) faults_(file_, 0, "takes changes again");
+    if (std::exchange(refusing_, false)) tell("takes changes again");
   } else {
     tell_refused(ready ? connection_.fault() : "what they need cannot be written");
     (void)sqlite3_exec(connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
@@ -248,7 +256,7 @@ bool Database::commit(bool ready) {
 // Once until it takes changes again: every sender hears of it, too.
 void Database::tell_refused(const std::string& why) {
   try {
-    if (!refusing_) faults_(file_, 0, "takes no changes: " + why);
+    if (!refusing_) tell("takes no changes: " + why);
     refusing_ = true;
   } catch (const std::bad_alloc&) {  // the next time
   }
@@ -256,11 +264,11 @@ void Database::tell_refused(const std::string& why) {
 
 void Database::tell_damaged(std::size_t table, std::uint64_t key) {
   if (!told_.emplace(table, key).second) return;
-  faults_(file_, 0, "row " + std::to_string(key) + " of " + std::string(tables_[table].shape.name) + " is damaged");
+  tell("row " + std::to_string(key) + " of " + std::string(tables_[table].shape.name) + " is damaged");
 }
 
 void Database::tell_damaged(const std::string& what) {
-  if (told_.emplace(tables_.size(), 0).second) faults_(file_, 0, "is damaged: " + what);
+  if (told_.emplace(tables_.size(), 0).second) tell("is damaged: " + what);
 }
 
 // Every row that is inserted or deleted passes here.

@@ -7,7 +7,9 @@
 // none the pages tell whether they are whole.
 #pragma once
 
+#include <asio/io_context.hpp>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -25,18 +27,18 @@ namespace ox::manager {
 class Database {
  public:
   // The tables are known by their places in the list.
-  Database(std::string file, std::span<const Table> tables, Durability durability, FaultSink faults);
+  Database(std::string file, std::span<const Table> tables, Durability durability);
   ~Database();
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
 
-  // Opens the file, or makes it. Why it was refused is told; a damaged one is to be renewed.
-  [[nodiscard]] Outcome open();
+  // Opens the file, or makes it; takes faults from then on. Why it was refused is told; a damaged one is to be renewed.
+  [[nodiscard]] Outcome open(FaultSink faults);
   // Sets the file aside under a dated name, and goes on with a new one that holds every row that reads; tells how many
   // there are. False, and told, when the system does not let it.
   [[nodiscard]] bool renew();
-  // Checks all of it beside the work, once; a thread calls back when something is wrong: renew() is due.
-  void check(std::function<void(const std::string&)> damaged) { check_.start(file_, given_, std::move(damaged)); }
+  // Checks all of it beside the work, once; calls back from the loop when something is wrong: renew() is due.
+  void check(asio::io_context& loop, const std::function<void()>& damaged);
 
   // A row, new or in place of that with its key.
   template <class... Values>
@@ -60,6 +62,8 @@ class Database {
   [[nodiscard]] const std::string& file() const { return file_; }
   // For statements of other kinds.
   [[nodiscard]] Connection& connection() { return connection_; }
+  // Tells of a fault of the file.
+  void tell(const std::string& what) { faults_(file_, 0, what); }
   // Tells of damage, once for each row, or of the file as a whole.
   void tell_damaged(std::size_t table, std::uint64_t key);
   void tell_damaged(const std::string& what);

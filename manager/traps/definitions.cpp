@@ -34,9 +34,9 @@ void TrapDefinitions::look_later() {
   timer_.expires_after(look_interval);
   timer_.async_wait([this](const asio::error_code& error) {
     if (error) return;
+    look_later();
     std::uint32_t wanted = 0;
     if (oxcTrGetReloadFlag(&wanted) == OX_OK && wanted != 0) read();
-    look_later();
   });
 }
 

@@ -141,6 +141,27 @@ TEST_F(EventRequestTest, LogIsSearchedAndMarked) {
   EXPECT_EQ("changed a2 a3", logged());
 }
 
+TEST_F(EventRequestTest, OthersAreServedWhileManyEventsAreDeleted) {
+  constexpr int many = 20000;
+  fill(many, 1);
+  Bytes all;
+  for (std::uint32_t id = 1; id <= many; ++id) {
+    const Bytes one = with_id(id);
+    all.insert(all.end(), one.begin(), one.end());
+  }
+  std::string answers;
+  const auto request = [&](std::uint32_t command, Bytes data, const char* name) {
+    const auto reply = [&answers, name](const Reply& made) { answers += name + std::to_string(made.error) + ' '; };
+    route(*manager_, {1, {.type = 1, .command = command, .data = std::move(data)}, reply});
+  };
+  request(18, all, "delete ");
+  asio::post(loop_, [&] { request(15, {}, "get "); });
+  while (loop_.poll_one() != 0 && answers.find("delete") == std::string::npos) {
+  }
+  EXPECT_EQ("get 1 delete 0 ", answers);
+  EXPECT_EQ("122", logged());
+}
+
 TEST_F(EventRequestTest, ALongAnswerIsMadeWhileItIsTaken) {
   fill(400, 1000);
   const struct {
