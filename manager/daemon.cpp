@@ -214,7 +214,7 @@ int serve(Manager& manager, const Definitions& definitions) {
   std::optional<TreeWait> wait;
   if (definitions.outdated) wait.emplace(manager.loop, manager.clients, manager.faults, definitions.files);
   TrapReceiver traps(manager.loop, manager.settings, manager.store.agents(), manager.events, manager.trap_books,
-                     manager.faults);
+                     manager.faults, manager.programs);
   std::optional<int> code;  // once the components are there, or cannot be
   load_components(manager, [&](bool loaded) {
     code = loaded ? 0 : fail("the component store cannot be read", see_check);

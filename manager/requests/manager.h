@@ -8,6 +8,7 @@
 #include "manager/base/fault_list.h"
 #include "manager/base/job.h"
 #include "manager/base/pace.h"
+#include "manager/base/programs.h"
 #include "manager/base/settings.h"
 #include "manager/base/zone.h"
 #include "manager/components/directory.h"
@@ -82,6 +83,7 @@ struct Manager {
   SystemClock clock{loop};
   Zone zone{installation_zone()};
   Scheduler scheduler{clock};
+  Programs programs{clock};
   Vocabulary vocabulary;
   Store store;
   EntryChanges entries;

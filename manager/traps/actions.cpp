@@ -31,20 +31,19 @@ std::vector<std::string> variables_of(const evmsg* event) {
 }  // namespace
 
 std::string TrapActions::run(const std::string& action, const evmsg* event) {
-  std::erase_if(running_, [](platform::Program& program) { return !program.running(); });
   if (most_ == 0) return "none may be run";
-  if (running_.size() >= most_) return std::to_string(most_) + " are running";
-  running_.reserve(running_.size() + 1);  // no memory is no reason to lose sight of a program that runs
+  if (*running_ >= most_) return std::to_string(most_) + " are running";
   std::string line = action;
   char* words[most_words];
   std::uint32_t count = 0;
   if (const OX_RESULT result = oxcToken(line.data(), nullptr, words, most_words, &count)) {
     return action + ": " + oxcStrError(result);
   }
-  platform::Program program;
-  const auto error = program.start({words, words + count}, {.variables = variables_of(event), .outlives = true});
+  Programs::Identity identity;
+  const Programs::Order order{{words, words + count}, {.variables = variables_of(event), .outlives = true}};
+  const auto error = programs_.start(order, identity, [running = running_](const Programs::End&) { --*running; });
   if (error != platform::error_none) return action + ": platform error " + std::to_string(error);
-  running_.push_back(std::move(program));
+  ++*running_;
   return {};
 }
 

@@ -57,7 +57,7 @@ Bytes answer_to(const oxsSnmpTrap& trap, std::span<const std::byte> datagram) {
 }  // namespace
 
 TrapReceiver::TrapReceiver(asio::io_context& loop, const Settings& settings, const AgentIndex& agents, EventLog& events,
-                           TrapBooks& books, FaultList& faults)
+                           TrapBooks& books, FaultList& faults, Programs& programs)
     : settings_(settings),
       agents_(agents),
       events_(events),
@@ -65,7 +65,7 @@ TrapReceiver::TrapReceiver(asio::io_context& loop, const Settings& settings, con
       faults_(faults),
       definitions_(loop, [this] { repeats_.forget(); }),
       socket_(loop),
-      actions_(settings.trap_actions),
+      actions_(programs, settings.trap_actions),
       losses_(loop, settings, events, books, [this] { wait(); }),
       repeats_(loop, settings, events, books, losses_) {}
 

@@ -25,7 +25,7 @@ namespace ox::manager {
 class TrapReceiver {
  public:
   TrapReceiver(asio::io_context& loop, const Settings& settings, const AgentIndex& agents, EventLog& events,
-               TrapBooks& books, FaultList& faults);
+               TrapBooks& books, FaultList& faults, Programs& programs);
 
   // Receives on the port of the settings. When that cannot be done, an event and a line in the log say so.
   void start();

@@ -12,6 +12,7 @@
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
+#include "platform/linux/process_start.h"
 
 namespace ox::platform {
 namespace {
@@ -39,8 +40,9 @@ std::vector<char*> merged(const std::vector<std::string>& variables) {
 // A program that inherited the locks that this process holds would hold them after its death. Nor is it to inherit the
 // signals that this process waits for in its own way.
 struct Spawn {
-  Spawn(const std::string& output_file, int output) {
+  Spawn(const std::string& folder, const std::string& output_file, int output) {
     (void)posix_spawn_file_actions_init(&files);
+    if (!folder.empty()) (void)posix_spawn_file_actions_addchdir_np(&files, folder.c_str());
     (void)posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     if (output >= 0) (void)posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
     if (!output_file.empty()) {
@@ -84,6 +86,7 @@ struct Program::Process {
   void kill() const { (void)::kill(-id, SIGKILL); }
 
   pid_t id = 0;  // of the process and of its group
+  std::uint64_t started = 0;
   Descriptor output;
   bool outlives = false;
 };
@@ -105,30 +108,40 @@ Error Program::start(const std::vector<std::string>& arguments, const ProgramSet
   process->output = Descriptor(ends[0]);
   const Descriptor theirs(ends[1]);
   if (theirs) (void)::fcntl(theirs.get(), F_SETFL, 0);
-  const Spawn spawn(setting.output_file, theirs.get());
+  const Spawn spawn(setting.folder, setting.output_file, theirs.get());
   const int error =
       posix_spawnp(&process->id, words.front(), &spawn.files, &spawn.attributes, words.data(), environment.data());
   if (error != 0) return fail_errno(error);
+  process->started = start_of_process(static_cast<std::uint32_t>(process->id));
+  begin(std::move(process), setting);
+  return error_none;
+}
+
+void Program::begin(std::unique_ptr<Process> process, const ProgramSetting& setting) {
   process->outlives = setting.outlives;
   process_ = std::move(process);
   output_.clear();
   kept_output_ = setting.kept_output;
+  keeps_end_ = setting.keeps_end;
   status_ = -1;
-  return error_none;
 }
 
 void Program::take_output() {
   char bytes[65536];  // what the system's buffer holds
   const ssize_t got = process_->output ? ::read(process_->output.get(), bytes, sizeof bytes) : 0;
-  if (got > 0) output_.append(bytes, std::min(static_cast<std::size_t>(got), kept_output_ - output_.size()));
+  if (got > 0) keep({bytes, static_cast<std::size_t>(got)});
 }
 
 bool Program::running() {
   if (process_ == nullptr) return false;
-  int status = 0;
-  const bool ended = ::waitpid(process_->id, &status, WNOHANG) != 0;
+  siginfo_t end{};
+  const auto id = static_cast<id_t>(process_->id);
+  const bool ended = ::waitid(P_PID, id, &end, WEXITED | WNOHANG | WNOWAIT) != 0 || end.si_pid != 0;
   take_output();
   if (!ended) return true;
+  if (!process_->outlives) process_->kill();  // while its id is still its own
+  int status = 0;
+  (void)retry([&] { return ::waitpid(process_->id, &status, 0); });
   process_->id = 0;
   status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   process_.reset();
@@ -139,14 +152,14 @@ void Program::ask_to_end() {
   if (running()) (void)::kill(process_->id, SIGTERM);
 }
 
-void Program::kill() {
-  if (!running()) return;
-  process_->kill();
-  (void)wait(std::chrono::seconds(10));
+void Program::kill_without_waiting() {
+  if (running()) process_->kill();
 }
 
 std::uint32_t Program::id() const noexcept {
   return process_ != nullptr ? static_cast<std::uint32_t>(process_->id) : 0;
 }
+
+std::uint64_t Program::started() const noexcept { return process_ != nullptr ? process_->started : 0; }
 
 }  // namespace ox::platform

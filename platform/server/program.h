@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/error.h"
@@ -18,7 +19,11 @@ struct ProgramSetting {
   std::vector<std::string> variables{};  // "NAME=value", in place of this process's own of the same names
   std::string output_file{};             // its output and errors are appended to it
   std::size_t kept_output = 0;           // so many bytes of them are kept for output(), what is more is dropped
-  bool outlives = false;                 // runs on when its owner ends, instead of being killed
+  bool keeps_end = false;                // of the output; else the beginning
+  std::string folder{};                  // where it works; this process's own without
+  std::string rest_of_line{};            // Windows: stands as it is behind the arguments on its command line
+  bool outlives = false;                 // runs on when its owner ends, instead of being killed; and what it has
+                                         // started runs on when it ends
   bool in_console = false;               // Windows: on this process's console, where it can be asked to end
 };
 
@@ -41,18 +46,37 @@ class Program {
   void ask_to_end();
   // Ends it without asking, and with it what it has started. Does nothing when it has ended.
   void kill();
+  void kill_without_waiting();
   [[nodiscard]] std::uint32_t id() const noexcept;  // 0: none
-  // The beginning of what it has written until now.
+  // With the id, no other process of this machine ever has it.
+  [[nodiscard]] std::uint64_t started() const noexcept;
+  // What is kept of what it has written until now.
   [[nodiscard]] const std::string& output() const noexcept { return output_; }
 
  private:
   struct Process;
+  void begin(std::unique_ptr<Process> process, const ProgramSetting& setting);
   void take_output();
+  void keep(std::string_view written);
 
   std::unique_ptr<Process> process_;  // while it runs
   std::string output_;
   std::size_t kept_output_ = 0;
+  bool keeps_end_ = false;
   int status_ = -1;
 };
+
+// A program of an owner that was killed.
+struct LeftOver {
+  std::uint32_t id = 0;  // 0: not known any more
+  std::uint64_t started = 0;
+  std::string mark{};  // one of its variables, "NAME=value", that no other program has
+};
+// Kills those that are still there, and what they have started; whether there were any. On Windows they have ended with
+// their owner, but for programs that were just being started.
+bool end_left_over(const std::vector<LeftOver>& programs);
+
+// Where the program that runs here stands.
+[[nodiscard]] std::string own_program_folder();
 
 }  // namespace ox::platform

@@ -103,24 +103,30 @@ Error Program::start(const std::vector<std::string>& arguments, const ProgramSet
     startup.hStdOutput = startup.hStdError = output.get();
   }
   std::string line = command_line(arguments);
+  if (!setting.rest_of_line.empty()) line += ' ' + setting.rest_of_line;
   std::string block = environment(setting.variables);
   const DWORD flags = CREATE_SUSPENDED | (setting.in_console ? 0 : CREATE_NO_WINDOW);
   if (setting.in_console) (void)::SetConsoleCtrlHandler(nullptr, FALSE);  // whether it is passed over is inherited
   PROCESS_INFORMATION made{};
-  if (::CreateProcessA(nullptr, line.data(), nullptr, nullptr, output ? TRUE : FALSE, flags, block.data(), nullptr,
-                       &startup, &made) == FALSE) {
+  if (::CreateProcessA(nullptr, line.data(), nullptr, nullptr, output ? TRUE : FALSE, flags, block.data(),
+                       setting.folder.empty() ? nullptr : setting.folder.c_str(), &startup, &made) == FALSE) {
     return fail_last();
   }
   const Handle thread(made.hThread);
   process->process = Handle(made.hProcess);  // none for a program of the machine under an emulator
   process->job = job_of(made.hProcess, setting.outlives);
-  process->outlives = setting.outlives;
   (void)::ResumeThread(thread.get());
+  begin(std::move(process), setting);
+  return error_none;
+}
+
+void Program::begin(std::unique_ptr<Process> process, const ProgramSetting& setting) {
+  process->outlives = setting.outlives;
   process_ = std::move(process);
   output_.clear();
   kept_output_ = setting.kept_output;
+  keeps_end_ = setting.keeps_end;
   status_ = -1;
-  return error_none;
 }
 
 void Program::take_output() {
@@ -128,7 +134,7 @@ void Program::take_output() {
   DWORD size = 0;
   while (process_->output && ::PeekNamedPipe(process_->output.get(), nullptr, 0, nullptr, &size, nullptr) != FALSE &&
          size != 0 && ::ReadFile(process_->output.get(), bytes, sizeof bytes, &size, nullptr) != FALSE) {
-    output_.append(bytes, std::min<std::size_t>(size, kept_output_ - output_.size()));
+    keep({bytes, size});
   }
 }
 
@@ -149,14 +155,41 @@ void Program::ask_to_end() {
   (void)::GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0);
 }
 
-void Program::kill() {
-  if (!running()) return;
-  process_->kill();
-  (void)wait(std::chrono::seconds(10));
+void Program::kill_without_waiting() {
+  if (running()) process_->kill();
 }
 
 std::uint32_t Program::id() const noexcept {
   return process_ != nullptr ? static_cast<std::uint32_t>(::GetProcessId(process_->process.get())) : 0;
+}
+
+namespace {
+
+std::uint64_t start_of(HANDLE process) noexcept {
+  FILETIME start{}, end{}, kernel{}, user{};
+  if (::GetProcessTimes(process, &start, &end, &kernel, &user) == FALSE) return 0;
+  return std::uint64_t{start.dwHighDateTime} << 32 | start.dwLowDateTime;
+}
+
+}  // namespace
+
+std::uint64_t Program::started() const noexcept { return process_ != nullptr ? start_of(process_->process.get()) : 0; }
+
+bool end_left_over(const std::vector<LeftOver>& programs) {
+  bool ended = false;
+  for (const LeftOver& program : programs) {
+    if (program.id == 0) continue;
+    const Handle process(::OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_TERMINATE, FALSE, program.id));
+    if (!process || start_of(process.get()) != program.started) continue;
+    ended = ::TerminateProcess(process.get(), 137) != FALSE || ended;
+  }
+  return ended;
+}
+
+std::string own_program_folder() {
+  char path[MAX_PATH];
+  const std::string_view program(path, ::GetModuleFileNameA(nullptr, path, sizeof path));
+  return std::string(program.substr(0, program.rfind('\\')));
 }
 
 }  // namespace ox::platform

@@ -105,7 +105,7 @@ class TrapManagerTest : public ManagerTest {
     manager_->settings.trap_address = "127.0.0.1";
     manager_->settings.trap_port = test::UdpSocket().port();
     traps_.emplace(manager_->loop, manager_->settings, manager_->store.agents(), manager_->events, manager_->trap_books,
-                   manager_->faults);
+                   manager_->faults, manager_->programs);
     traps_->start();
   }
   void TearDown() override {

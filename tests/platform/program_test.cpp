@@ -54,6 +54,9 @@ TEST(Program, ItsOutputIsKeptToItsLimitAndItsStatusIsTold) {
   EXPECT_EQ(30003 % 256, program.wait(20s));
   EXPECT_EQ("new kept new", program.output());
   EXPECT_EQ(30003 % 256, program.wait(0s)) << "again";
+  program = of("prints", "30003", {.variables = {"OX_X=new"}, .kept_output = 12, .keeps_end = true});
+  EXPECT_EQ(30003 % 256, program.wait(20s));
+  EXPECT_EQ("w kept error", program.output());
   EXPECT_EQ(0u, program.id());
   EXPECT_NE(error_none, program.start({"no such program"}, {}));
 }
@@ -84,6 +87,23 @@ TEST(Program, IsAskedToEndAndKilledWithWhatItHasStarted) {
   EXPECT_TRUE(comes_to_be(false));
   program = resting("starts another");
   program = {};
+  EXPECT_TRUE(comes_to_be(false));
+}
+
+TEST(Program, WhatAKilledOwnerHasLeftIsFound) {
+  const std::vector<std::string> mark = {"OX_MARK=" + std::to_string(process_id())};
+  const auto left = [&mark](const char* part, const std::vector<std::string>& variables) {
+    Program program = of(part, "Oxlogd", {.variables = variables, .outlives = true});
+    EXPECT_TRUE(comes_to_be(true));
+    return LeftOver{program.id(), program.started()};
+  };
+  const LeftOver program = left("rests", {});
+  EXPECT_FALSE(end_left_over({{program.id, program.started + 1, mark.front()}}));
+  EXPECT_TRUE(end_left_over({program}));
+  EXPECT_TRUE(comes_to_be(false));
+  if (reload_signal == 0) return;
+  (void)left("starts another", mark);
+  EXPECT_TRUE(end_left_over({{0, 0, mark.front()}}));
   EXPECT_TRUE(comes_to_be(false));
 }
 

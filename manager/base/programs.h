@@ -1,0 +1,61 @@
+// The programs that the manager starts: looked after until they end, without a thread and without a shell.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "manager/base/clock.h"
+#include "platform/server/program.h"
+
+namespace ox::manager {
+
+class Programs {
+ public:
+  struct Order {
+    std::vector<std::string> arguments;  // the program and its own
+    platform::ProgramSetting setting{};
+    std::uint32_t limit = 0;  // seconds, then it is killed; 0: none
+  };
+  struct End {
+    int status = 0;
+    bool killed = false;  // by the limit, or because it was asked for
+    std::string output{};
+  };
+  // As the database knows it.
+  struct Identity {
+    std::uint32_t process = 0;
+    std::uint64_t started = 0;
+  };
+  using Done = std::function<void(const End&)>;
+
+  explicit Programs(Clock& clock) : clock_(clock), timer_(clock.timer()) {}
+  Programs(const Programs&) = delete;
+  Programs& operator=(const Programs&) = delete;
+
+  // `done` is called once, from the event loop; may be empty. When memory is lacking nothing has been started.
+  [[nodiscard]] platform::Error start(const Order& order, Identity& identity, Done done);
+  // Ends one that runs, with all it has started; it is done with soon.
+  void kill(std::uint32_t process);
+  [[nodiscard]] std::size_t running() const { return running_.size(); }
+
+ private:
+  struct Running {
+    platform::Program program{};
+    Done done{};
+    std::int64_t until = 0;  // by what has passed; 0: no limit
+    bool killed = false;
+  };
+
+  void look();
+  void wait();
+
+  Clock& clock_;
+  std::list<std::unique_ptr<Running>> running_;
+  std::unique_ptr<Timer> timer_;
+};
+
+}  // namespace ox::manager
