@@ -15,15 +15,14 @@ constexpr std::array trap_figures{
 
 }  // namespace
 
-std::vector<Figure> figures_of(const TrapBooks& traps, const FaultList& faults, const ComponentName& component) {
-  std::vector<Figure> figures;
-  if (component.type != "system" || component.name != "system") return figures;
+void add_system_figures(const TrapBooks& traps, const FaultList& faults, const ComponentName& component,
+                        std::vector<Figure>& figures) {
+  if (component.name != "system") return;
   std::uint32_t number = 0;
   for (const auto figure : trap_figures) figures.push_back({trap_figure_path(++number), traps.*figure});
   figures.push_back({fault_count_path, faults.count()});
   number = 0;
   for (const std::string& text : faults.texts()) figures.push_back({fault_text_path(++number), text});
-  return figures;
 }
 
 }  // namespace ox::manager

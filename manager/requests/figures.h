@@ -9,8 +9,8 @@
 
 namespace ox::manager {
 
-// In the order of their paths; none for any other component.
-[[nodiscard]] std::vector<Figure> figures_of(const TrapBooks& traps, const FaultList& faults,
-                                             const ComponentName& component);
+// In the order of their paths; none for any other component of that type.
+void add_system_figures(const TrapBooks& traps, const FaultList& faults, const ComponentName& component,
+                        std::vector<Figure>& figures);
 
 }  // namespace ox::manager

@@ -50,14 +50,17 @@ struct Manager {
         clients(with.max_report_bytes),
         directory(vocabulary, store),
         value_tools{loop, settings, directory, store, snmp, asker, jobs},
-        reader(value_tools,
-               [this](const ComponentName& component) { return figures_of(trap_books, faults, component); }),
+        reader(value_tools, figures),
         writer(value_tools, {.check = [this](Change& change) { return entries.check(change); },
                              .commit = [this](std::span<const Change> batch) { return commit(batch); },
                              .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
         subscriptions(loop, settings, directory, reader, events.readers(), clients),
         waits(loop, events, clients),
-        upkeep(loop, data_directory) {}
+        upkeep(loop, data_directory) {
+    figures.add("system", [this](const FigureQuestion& question, std::vector<Figure>& found) {
+      add_system_figures(trap_books, faults, question.component, found);
+    });
+  }
 
   // Writes a batch of changes, and reports them to those who watch. 0, or 144 with the store as it was.
   [[nodiscard]] OX_RESULT commit(std::span<const Change> batch) {
@@ -102,6 +105,7 @@ struct Manager {
   JobsOfClients jobs;
   Directory directory;
   ValueTools value_tools;
+  FigureSources figures;
   ValueReader reader;
   ValueWriter writer;
   Subscriptions subscriptions;

@@ -11,7 +11,9 @@ OX_RESULT GetRequest::read(std::span<const std::byte> bytes) {
   names = payload.text();
   options = payload.u32();
   limit = payload.u32();
-  if (payload.u16() != 0) (void)payload.bytes(20);
+  if (payload.u16() != 0) {
+    for (auto* word : {&words.from, &words.to, &words.step, &words.function, &words.count}) *word = payload.u32();
+  }
   if (payload.error() != OX_OK) return payload.error();
   return names.empty() ? OX_RESULT{OX_EAMIBNAME} : OX_RESULT{OX_OK};
 }
@@ -29,7 +31,8 @@ void handle_get(Manager& manager, const Request& request) {
   GetRequest get;
   OX_RESULT result = get.read(request.message.data);
   if (result == OX_OK) {
-    result = manager.reader.read({request.session, get.component, get.names, get.limit}, node_answer(request.reply));
+    result = manager.reader.read({request.session, get.component, get.names, get.limit, get.words},
+                                 node_answer(request.reply));
   }
   if (result != OX_OK) request.reply(error_reply(result));
 }

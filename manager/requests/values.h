@@ -6,6 +6,7 @@
 #include <string>
 
 #include "manager/base/node_list.h"
+#include "manager/snmp/value_reader.h"
 
 namespace ox::manager {
 
@@ -14,7 +15,8 @@ struct GetRequest {
   std::string names;
   std::uint32_t options = 0;
   std::uint32_t limit = 0;
-  // 0, 71, 70, 125. The selection words have no meaning for this manager: they are read and passed over.
+  SelectionWords words{};
+  // 0, 71, 70, 125.
   [[nodiscard]] OX_RESULT read(std::span<const std::byte> bytes);
 };
 

@@ -30,9 +30,14 @@ struct AgentWork {
 
 NodePtr figure_node(const Figure& figure) {
   NodePtr node = named_node(figure.path);
-  const auto* const text = std::get_if<std::string>(&figure.value);
-  const OX_RESULT result = text != nullptr ? oxdSetText(node.get(), text->c_str())
-                                           : oxdSetCounter64(node.get(), std::get<std::uint64_t>(figure.value));
+  OX_RESULT result = OX_OK;
+  if (const auto* const text = std::get_if<std::string>(&figure.value)) {
+    result = oxdSetText(node.get(), text->c_str());
+  } else if (const auto* const typed = std::get_if<TypedNumber>(&figure.value)) {
+    result = oxdSetUlong(node.get(), typed->type, typed->number);
+  } else {
+    result = oxdSetCounter64(node.get(), std::get<std::uint64_t>(figure.value));
+  }
   if (result != OX_OK) throw std::bad_alloc();
   return node;
 }
@@ -107,6 +112,7 @@ class ValueReader::Get final : public Job, public ValueReceiver {
   ValueAnswer answer_;
   std::vector<ComponentName> components_;
   std::vector<Selection> selections_;
+  SelectionWords words_;
   std::map<const Selection*, std::vector<Oid>> columns_;
   std::vector<Place> places_;
   std::map<ComponentName, AgentWork> agents_;
@@ -124,6 +130,7 @@ OX_RESULT ValueReader::Get::prepare(const Question& question) {
   if (const OX_RESULT result = reader_.tools_.directory.match(question.component, components_)) return result;
   if (const OX_RESULT result = select(question.names, selections_)) return result;
   if (components_.size() * selections_.size() > reader_.tools_.settings.max_nodes) return OX_ETOOMANY;
+  words_ = question.words;
   for (const ComponentName& name : components_) {
     for (const Selection& selection : selections_) places_.push_back({&name, &selection, {}, 0});
   }
@@ -163,7 +170,7 @@ void ValueReader::Get::read_stored(std::size_t slot) {
 
 void ValueReader::Get::read_figures(std::size_t slot) {
   const Place& place = places_[slot];
-  for (const Figure& figure : reader_.figures_(*place.component)) {
+  for (const Figure& figure : reader_.figures_.ask({*place.component, place.selection->path, words_})) {
     if (place.selection->covers(figure.path) && !take(slot, figure_node(figure))) return;
   }
 }
@@ -277,6 +284,13 @@ void ValueReader::Get::finish(OX_RESULT why) {
   for (Place& place : places_) errors = collect(place, nodes) || errors;
   if (nodes.empty()) return answer_(OX_ENOTFOUND, {});
   answer_(errors ? OX_ENODES : OX_OK, std::move(nodes));
+}
+
+std::vector<Figure> FigureSources::ask(const FigureQuestion& question) const {
+  std::vector<Figure> figures;
+  const auto source = sources_.find(question.component.type);
+  if (source != sources_.end()) source->second(question, figures);
+  return figures;
 }
 
 OX_RESULT ValueReader::read(const Question& question, ValueAnswer answer) const {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <variant>
@@ -13,13 +14,42 @@
 
 namespace ox::manager {
 
-// A value that is counted and kept nowhere.
+// A number of up to 32 bits, with the type of its value.
+struct TypedNumber {
+  std::uint32_t type = 0;
+  std::uint32_t number = 0;
+};
+// A value that the manager has, and the store of components does not.
 struct Figure {
   Oid path;
-  std::variant<std::uint64_t, std::string> value;  // Counter64, DisplayString
+  std::variant<std::uint64_t, std::string, TypedNumber> value;  // Counter64, DisplayString
 };
-// A component's figures, in the order of their paths.
-using FigureSource = std::function<std::vector<Figure>(const ComponentName&)>;
+// The five words of a selection: for what happened in time from, to (seconds since 1970, 0: no bound), step, function,
+// and the most of it (0: no bound).
+struct SelectionWords {
+  std::uint32_t from = 0;
+  std::uint32_t to = 0;
+  std::uint32_t step = 0;
+  std::uint32_t function = 0;
+  std::uint32_t count = 0;
+};
+struct FigureQuestion {
+  const ComponentName& component;
+  const Oid& top;  // only what stands there and below is wanted: what is dear is best had when it is named
+  const SelectionWords& words;
+};
+// Adds what a component has. Figures come in the order of their paths.
+using FigureSource = std::function<void(const FigureQuestion&, std::vector<Figure>&)>;
+
+// Who has figures, by the type of their components; one for each.
+class FigureSources {
+ public:
+  void add(const std::string& type, FigureSource source) { sources_[type] = std::move(source); }
+  [[nodiscard]] std::vector<Figure> ask(const FigureQuestion& question) const;
+
+ private:
+  std::map<std::string, FigureSource, std::less<>> sources_;
+};
 
 // The result of a request for values, and its nodes. The result is 0, 121 when a node carries an error code, 122
 // without nodes, or why there are none.
@@ -27,7 +57,7 @@ using ValueAnswer = std::function<void(OX_RESULT result, NodeList nodes)>;
 
 class ValueReader {
  public:
-  ValueReader(const ValueTools& tools, FigureSource figures) : tools_(tools), figures_(std::move(figures)) {}
+  ValueReader(const ValueTools& tools, const FigureSources& figures) : tools_(tools), figures_(figures) {}
 
   // What is wanted of which components ("type:name", the name may be a pattern), for which client.
   struct Question {
@@ -35,6 +65,7 @@ class ValueReader {
     const std::string& component;
     const std::string& names;
     std::uint32_t limit = 0;  // seconds until the values that are missing count as not answered; 0: the manager's own
+    SelectionWords words{};
   };
   // Answers at once or later, unless the client goes. 59, 197, 84, 125 to 128, 85 say that the question is wrong:
   // there is no answer then.
@@ -44,7 +75,7 @@ class ValueReader {
   class Get;
 
   const ValueTools tools_;
-  FigureSource figures_;
+  const FigureSources& figures_;
 };
 
 }  // namespace ox::manager
