@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <asio/buffer.hpp>
 #include <asio/post.hpp>
+#include <new>
+
+#include "manager/base/log.h"
 
 namespace ox::manager {
 namespace {
@@ -128,19 +131,22 @@ void SnmpEngine::receive(Socket& socket) {
                                 [this, &socket](const asio::error_code& error, std::size_t length) {
                                   if (error == asio::error::operation_aborted) return;
                                   // Other errors tell of an earlier datagram that nobody took.
-                                  if (!error) received(socket, length);
-                                  if (!error) receive_more(socket);
+                                  if (!error) take(socket, length);
                                   receive(socket);
                                 });
 }
 
-// What is there already, without another round of the loop for each.
-void SnmpEngine::receive_more(Socket& socket) {
-  for (int i = 1; i < most_at_once; ++i) {
-    asio::error_code error;
-    const std::size_t length = socket.udp.receive_from(asio::buffer(socket.buffer), socket.sender, 0, error);
-    if (error) return;
-    received(socket, length);
+// With it what is there already, without another round of the loop for each. A datagram that finds no memory is lost.
+void SnmpEngine::take(Socket& socket, std::size_t length) {
+  asio::error_code error;
+  for (int taken = 1; !error; ++taken) {
+    try {
+      received(socket, length);
+    } catch (const std::bad_alloc&) {
+      log(Severity::error, "out of memory: an agent's answer is lost");
+    }
+    if (taken == most_at_once) return;
+    length = socket.udp.receive_from(asio::buffer(socket.buffer), socket.sender, 0, error);
   }
 }
 

@@ -88,7 +88,7 @@ class SnmpEngine {
   void timed_out(std::uint32_t id);
   Socket* socket_for(const asio::ip::udp::endpoint& address);
   void receive(Socket& socket);
-  void receive_more(Socket& socket);
+  void take(Socket& socket, std::size_t length);
   void received(Socket& socket, std::size_t length);
   void finish(Requests::iterator request, SnmpAnswer answer);
 
