@@ -220,6 +220,9 @@ int serve(Manager& manager, const Definitions& definitions) {
     code = loaded ? 0 : fail("the component store cannot be read", see_check);
     if (!loaded) return manager.loop.stop();
     if (manager.settings.trap_port != 0) traps.start();
+    manager.series.remove_others([&](const std::string& name) {
+      return manager.store.has(ComponentName{"dataEnt", name});
+    });
     check_files(manager);
     log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
     log_of_run();

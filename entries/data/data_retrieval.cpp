@@ -12,6 +12,7 @@ using data::matrix_ptr;
 
 constexpr char header_path[] = "11.15.14.0";
 constexpr char values_path[] = "11.15.15.0";
+constexpr char window_path[] = "11.14.20.0";
 
 OX_RESULT make_matrix(matrix_ptr& matrix) noexcept {
   matrix.reset(oxdMatrixAlloc());
@@ -52,6 +53,22 @@ OX_RESULT retrieve(const char* manager, const char* name, oxdMatrix** out) {
   OX_RESULT result = make_matrix(matrix);
   if (result == OX_OK) result = add_items(*matrix, header.get());
   if (result == OX_OK) result = add_items(*matrix, values.get());
+  if (result == OX_OK) result = make_table(*matrix, matrix->timeNumber);
+  if (result == OX_OK) *out = matrix.release();
+  return result;
+}
+
+// Of a log entry, across its data entries: axes and values come in one answer.
+OX_RESULT retrieve_window(const char* manager, const char* name, const oxaSelection* selection, oxdMatrix** out) {
+  if (out == nullptr) return OX_EMISSING;
+  if (const OX_RESULT result = check_name(name)) return result;
+  const Component entry{data_owner_type, name};
+  dnode* list = nullptr;
+  OX_RESULT result = oxaGet(manager, entry.text().c_str(), window_path, selection, 0, data_seconds, &list);
+  const dnode_ptr answer(list);
+  matrix_ptr matrix;
+  if (result == OX_OK) result = make_matrix(matrix);
+  if (result == OX_OK) result = add_items(*matrix, answer.get());
   if (result == OX_OK) result = make_table(*matrix, matrix->timeNumber);
   if (result == OX_OK) *out = matrix.release();
   return result;
@@ -194,6 +211,13 @@ using namespace ox::entries;
 OX_RESULT OX_CALL oxlGetDataEntryLogData(const char* manager, const char* name, oxdMatrix** matrix) {
   OX_DATA_START("oxlGetDataEntryLogData", "%s,%s,%x", trace::text(manager), trace::text(name), trace::word(matrix));
   return OX_DATA_CALL("oxlGetDataEntryLogData", [&] { return retrieve(manager, name, matrix); });
+}
+
+OX_RESULT OX_CALL oxlGetLogEntryData(const char* manager, const char* name, const oxaSelection* selection,
+                                     oxdMatrix** matrix) {
+  OX_DATA_START("oxlGetLogEntryData", "%s,%s,%x,%x", trace::text(manager), trace::text(name), trace::word(selection),
+                trace::word(matrix));
+  return OX_DATA_CALL("oxlGetLogEntryData", [&] { return retrieve_window(manager, name, selection, matrix); });
 }
 
 OX_RESULT OX_CALL oxlFreeDataEntryMatrix(oxdMatrix* matrix) {

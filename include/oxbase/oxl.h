@@ -10,6 +10,7 @@
 #ifndef OXBASE_OXL_H
 #define OXBASE_OXL_H
 
+#include <oxbase/oxa.h>
 #include <oxbase/oxd.h>
 
 #ifdef __cplusplus
@@ -243,6 +244,29 @@ OX_API OX_RESULT OX_CALL oxlDataEntryCopy(const char* manager, const char* sourc
  */
 OX_API OX_RESULT OX_CALL oxlGetDataEntryLogData(const char* manager, const char* name, oxdMatrix** matrix);
 OX_API OX_RESULT OX_CALL oxlFreeDataEntryMatrix(oxdMatrix* matrix); /* 0, also for null */
+
+/*
+ * What a log entry has collected, in all its data entries, as one matrix, to be released with oxlFreeDataEntryMatrix.
+ * The words of `selection`, which may be null for everything: the first and the last second (since 1970; 0: no bound),
+ * a step in seconds, a function (below), and a count: of the last so many times, 0 for all. Functions 1 to 3 and those
+ * with a step give one value for each step, the others one for each round; without a step 1 to 3 give one for all of
+ * the window. 3 to 5 give texts, such as "12.5".
+ *
+ * A cell without a value has the reason in the high half of its status word (docs/protocol.md). Of differences and
+ * rates the word is 0; 0x00100000 when a counter of 32 bits began anew, which is allowed for; 0x00110000 when its agent
+ * did and 0x00120000 when it went back without a reason, and there is no value then.
+ *
+ * Returns 0; 84; 122 when the manager does not collect; 121 when some of it is damaged; 1, 3 as
+ * oxlGetDataEntryLogData.
+ */
+#define OXL_VALUES 0 /* as they were read */
+#define OXL_MINIMUM 1
+#define OXL_MAXIMUM 2
+#define OXL_AVERAGE 3
+#define OXL_DIFFERENCE 4 /* to the value before */
+#define OXL_RATE 5       /* the same a second, by the agent's own clock where it was read, else by the manager's */
+OX_API OX_RESULT OX_CALL oxlGetLogEntryData(const char* manager, const char* name, const oxaSelection* selection,
+                                            oxdMatrix** matrix);
 
 /*
  * Called with the request, the argument given when it was made, a piece of the values, which the callback owns and

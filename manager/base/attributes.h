@@ -36,7 +36,8 @@ enum class ManagementArgument : std::uint32_t {
   return {10, 7, static_cast<std::uint32_t>(argument), 0};
 }
 
-// Management codes of the manager's own, without arguments.
+// Management codes of the manager's own; those behind the first are without arguments.
+inline constexpr std::uint32_t copy_data_code = 200;
 inline constexpr std::uint32_t backup_code = 201;
 inline constexpr std::uint32_t database_check_code = 202;
 

@@ -10,7 +10,7 @@ namespace ox::manager {
 bool check_databases(const std::string& folder, const FaultSink& faults, const Tell& tell) {
   bool sound = true;
   for (const DatabaseShape& shape : databases) {
-    sound = check_database(join(folder, shape.name), shape.tables(), faults, tell) && sound;
+    sound = check_database(join(folder, shape.name), shape.tables(), faults, tell, shape.own) && sound;
   }
   return sound;
 }

@@ -3,6 +3,7 @@
 
 #include "manager/base/attributes.h"
 #include "manager/components/stored_value.h"
+#include "manager/requests/data_copy.h"
 #include "manager/requests/handlers.h"
 
 namespace ox::manager {
@@ -132,13 +133,27 @@ void set_attributes(Manager& manager, NodeList arguments, const Request& request
   manager.writer.write(request.session, std::move(values), 0, node_answer(request.reply));
 }
 
+// What has been collected, from one data entry into another.
+void copy_data(Manager& manager, NodeList arguments, const Request& request) {
+  ComponentName from{find_text(arguments, Argument::from_type), find_text(arguments, Argument::from_name)};
+  ComponentName to{find_text(arguments, Argument::to_type), find_text(arguments, Argument::to_name)};
+  OX_RESULT result = from.type == "dataEnt" && to.type == "dataEnt" ? OX_RESULT{OX_OK} : OX_RESULT{OX_EINCOMPLETE};
+  for (ComponentName* const end : {&from, &to}) {
+    if (result == OX_OK) result = manager.directory.find(*end);
+  }
+  if (result != OX_OK) return request.reply(error_reply(result));
+  copy_collected(manager, from.name, to.name,
+                 [reply = request.reply](OX_RESULT copied) { reply(error_reply(copied)); });
+}
+
 struct Operation {
   std::uint32_t code;
   Handler handler;
 };
 constexpr std::array operations{
-    Operation{5, &add},    Operation{6, &remove},  Operation{8, &relate}, Operation{9, &unrelate},
-    Operation{10, &query}, Operation{14, &remove}, Operation{39, &add},   Operation{41, &set_attributes},
+    Operation{5, &add},      Operation{6, &remove},          Operation{8, &relate},
+    Operation{9, &unrelate}, Operation{10, &query},          Operation{14, &remove},
+    Operation{39, &add},     Operation{41, &set_attributes}, Operation{copy_data_code, &copy_data},
 };
 
 }  // namespace

@@ -21,6 +21,7 @@
 #include "manager/jobs/scheduler.h"
 #include "manager/reports/persistent_waits.h"
 #include "manager/reports/subscriptions.h"
+#include "manager/requests/data_streams.h"
 #include "manager/requests/figures.h"
 #include "manager/requests/steps.h"
 #include "manager/requests/upkeep.h"
@@ -35,6 +36,10 @@
 #include "manager/traps/books.h"
 
 namespace ox::manager {
+
+struct Manager;
+// What is to be had of collected values, and goes with the data entries.
+void keep_collected(Manager& manager);
 
 struct Manager {
   Manager(asio::io_context& event_loop, const Settings& with, const std::string& data_directory)
@@ -60,6 +65,7 @@ struct Manager {
     figures.add("system", [this](const FigureQuestion& question, std::vector<Figure>& found) {
       add_system_figures(trap_books, faults, question.component, found);
     });
+    keep_collected(*this);
   }
 
   // Writes a batch of changes, and reports them to those who watch. 0, or 144 with the store as it was.
@@ -77,6 +83,7 @@ struct Manager {
     locks.end_session(session);
     event_handles.end_session(session);
     subscriptions.end_session(session);
+    streams.end_session(session);
     waits.end_session(session);
     clients.end_session(session);
   }
@@ -109,6 +116,7 @@ struct Manager {
   ValueReader reader;
   ValueWriter writer;
   Subscriptions subscriptions;
+  DataStreams streams{series, clients};
   PersistentWaits waits;
   Upkeep upkeep;
   TrapBooks trap_books;

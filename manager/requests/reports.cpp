@@ -1,13 +1,15 @@
 // The requests about asynchronous gets and sets, and the fetch of reports.
 #include "common/protocol.h"
 #include "manager/reports/event_subscription.h"
+#include "manager/requests/collected_values.h"
 #include "manager/requests/handlers.h"
 #include "manager/requests/values.h"
 
 namespace ox::manager {
 namespace {
 
-constexpr OX_RESULT request_ended = 1;  // the answer to a close
+constexpr OX_RESULT request_ended = 1;   // the answer to a close
+constexpr std::uint32_t only_news = 64;  // option: of what a data entry has collected, the stream of it
 
 Reply next_report(Manager& manager, std::uint32_t session) {
   auto report = manager.clients.outbox(session).fetch();
@@ -38,7 +40,13 @@ void handle_refused(Manager& manager, const Request& request) { answer_delivery(
 void handle_asy_get(Manager& manager, const Request& request) {
   GetRequest get;
   Reply reply = error_reply(get.read(request.message.data));
-  if (reply.error == OX_OK) {
+  const auto stream = reply.error == OX_OK && (get.options & only_news) != 0
+                          ? collected_binary(manager, get.component, get.names)
+                          : std::nullopt;
+  if (stream) {
+    reply.error = manager.streams.open({request.session, request.message.source_id}, stream->id, stream->header,
+                                       stream->component, stream->path, reply.source_id);
+  } else if (reply.error == OX_OK) {
     auto subscription = std::make_unique<Subscription>();
     subscription->session = request.session;
     subscription->handle = request.message.source_id;
@@ -75,13 +83,15 @@ void handle_asy_set(Manager& manager, const Request& request) {
 
 void handle_asy_close(Manager& manager, const Request& request) {
   // A request's id stands in the source field, since it is what the reply gave there.
-  const bool closed = manager.subscriptions.close(request.message.source_id, request.session);
+  const bool closed = manager.subscriptions.close(request.message.source_id, request.session) ||
+                      manager.streams.close(request.message.source_id, request.session);
   request.reply(error_reply(closed ? request_ended : OX_RESULT{OX_EHANDLE}));
 }
 
 // No control code has a meaning yet.
 void handle_asy_control(Manager& manager, const Request& request) {
-  const bool known = manager.subscriptions.has(request.message.destination_id, request.session);
+  const bool known = manager.subscriptions.has(request.message.destination_id, request.session) ||
+                     manager.streams.has(request.message.destination_id, request.session);
   request.reply(error_reply(known ? OX_EUNSUPPORTED : OX_EHANDLE));
 }
 

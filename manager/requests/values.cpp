@@ -1,6 +1,7 @@
 // Gets and sets.
 #include "manager/requests/values.h"
 
+#include "manager/requests/collected_values.h"
 #include "manager/requests/handlers.h"
 
 namespace ox::manager {
@@ -30,6 +31,7 @@ OX_RESULT SetRequest::read(std::span<const std::byte> bytes) {
 void handle_get(Manager& manager, const Request& request) {
   GetRequest get;
   OX_RESULT result = get.read(request.message.data);
+  if (result == OX_OK && answer_collected(manager, request, get)) return;
   if (result == OX_OK) {
     result = manager.reader.read({request.session, get.component, get.names, get.limit, get.words},
                                  node_answer(request.reply));

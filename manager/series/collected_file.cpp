@@ -18,7 +18,7 @@ constexpr std::array<Columns, 11> entry_columns{"id",  "name",   "owner", "state
                                                 "due", "stored", "gaps",  "bytes", "lost"};
 constexpr std::array<Columns, 2> axis_columns{"id", "text"};
 constexpr std::array<Columns, 4> cell_columns{"id", "component", "amib", "item"};
-constexpr std::array<Columns, 6> chunk_columns{"id", "chunk", "sealed", "stored", "gaps", "bytes"};
+constexpr std::array<Columns, 5> chunk_columns{"id", "chunk", "series", "cells", "bytes"};
 constexpr std::array<Columns, 3> block_columns{"id", "cells", "data"};
 constexpr std::array<Columns, 4> staged_columns{"id", "entry", "segment", "data"};
 constexpr std::array<Columns, 9> gap_columns{"id",    "component", "amib",   "item", "status",

@@ -42,6 +42,7 @@ OpenEntry::OpenEntry(std::shared_ptr<Layout> layout, std::uint32_t first_round, 
 
 void OpenEntry::start_segment(std::uint32_t number) {
   if (number == filling_.number) return;
+  if (full_) counts_.lost += full_->counts.stored + full_->counts.gaps;  // no more than two are ever staged
   full_ = std::move(filling_);
   filling_ = {};
   filling_.number = number;
@@ -117,10 +118,14 @@ Tail& OpenEntry::tail_for(std::uint32_t round, std::uint32_t series, const Cell&
 }
 
 void OpenEntry::add_cell(std::uint32_t round, std::uint32_t series, Cell cell) {
-  Tail& tail = tail_for(round, series, cell);
+  add_cell(round, series, cell, tail_for(round, series, cell));
+}
+
+void OpenEntry::add_cell(std::uint32_t round, std::uint32_t series, Cell cell, Tail& tail) {
   Segment& segment = segment_for(round);
   cell.place = round % rounds_of_segment;
   put_cell(tail.bytes, tail.state, cell);
+  tail.has_gaps = tail.has_gaps || cell.form == Cell::gap;
   if (!Layout::has_values(layout_->all_series()[series])) return;
   for (Counts* const counts : {&segment.counts, &counts_}) {
     ++(cell.form == Cell::gap ? counts->gaps : counts->stored);
@@ -146,12 +151,12 @@ void OpenEntry::lay_out_round(std::uint32_t round) {
 bool OpenEntry::put(std::uint32_t round, std::uint32_t series, Cell cell) {
   if (series >= layout_->all_series().size() || !accepts(round, series)) return false;
   make_room(laid_out_, 2 * most_of_cell + cell.bytes.size());
-  (void)tail_for(round, series, cell);
+  Tail& tail = tail_for(round, series, cell);
   lay_out_round(round);
   laid_state_.number = 0;  // that of another series says nothing
   cell.place = series;
   put_cell(laid_out_, laid_state_, cell);
-  add_cell(round, series, cell);
+  add_cell(round, series, cell, tail);
   return true;
 }
 
@@ -206,11 +211,11 @@ std::uint32_t OpenEntry::ended_rounds() const { return open_.empty() ? next_roun
 
 bool OpenEntry::full_has_ended() const { return full_ && segment_of(ended_rounds()) > full_->number; }
 
-void OpenEntry::fill_up() {
-  if (full_) return;
-  full_ = std::move(filling_);
-  filling_ = {};
-  filling_.number = full_->number + 1;
+bool OpenEntry::fill_up() {
+  if (filling_.tails.empty() && missed_.empty()) return false;
+  start_segment(filling_.number + 1);
+  next_round_ = filling_.number * rounds_of_segment;
+  return true;
 }
 
 void OpenEntry::forget_full() {

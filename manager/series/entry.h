@@ -36,6 +36,7 @@ struct Counts {
 struct Tail {
   Bytes bytes{};
   CellState state{};
+  bool has_gaps = false;
 };
 
 struct Segment {
@@ -79,6 +80,8 @@ class OpenEntry {
   // What has been laid out since it was last cleared, and the newest segment that it is about.
   [[nodiscard]] const Bytes& laid_out() const { return laid_out_; }
   void clear_laid_out();
+  // Bytes that are none of its cells.
+  void add_bytes(std::uint64_t bytes) { counts_.bytes += bytes; }
 
   [[nodiscard]] Layout& layout() { return *layout_; }
   [[nodiscard]] const std::shared_ptr<Layout>& shared_layout() const { return layout_; }
@@ -93,8 +96,8 @@ class OpenEntry {
   [[nodiscard]] const Segment& filling() const { return filling_; }
   [[nodiscard]] const std::optional<Segment>& full() const { return full_; }
   [[nodiscard]] bool full_has_ended() const;
-  // Nothing more comes: what is being filled is full.
-  void fill_up();
+  // Nothing more comes: what is being filled is full. False when there is nothing.
+  [[nodiscard]] bool fill_up();
   // The full segment is in the database, with what was missed in it; before that, the cells of some of its series are.
   void forget_full();
   void forget_cells(std::uint32_t series) { full_->tails[series] = {}; }
@@ -109,6 +112,7 @@ class OpenEntry {
 
   void add_round(std::uint32_t round, std::int64_t due);
   void add_cell(std::uint32_t round, std::uint32_t series, Cell cell);
+  void add_cell(std::uint32_t round, std::uint32_t series, Cell cell, Tail& tail);
   void add_due(std::uint32_t round, std::uint32_t values);
   void finish_round(std::uint32_t round, std::uint32_t status);
   void count_missed(const Missed& missed);

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -37,6 +38,11 @@ class Layout {
   [[nodiscard]] std::uint32_t item(Axis axis, std::string_view text);
   // The number of a series, which is made when there is none.
   [[nodiscard]] std::uint32_t series(const SeriesKey& key);
+
+  [[nodiscard]] std::optional<std::uint32_t> find(const SeriesKey& key) const {
+    const auto known = by_key_.find(key);
+    return known != by_key_.end() ? std::optional(known->second) : std::nullopt;
+  }
 
   // In the place of what has been lost.
   void add_lost(Axis axis) { of(axis).texts.emplace_back(); }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "manager/base/log.h"
+#include "manager/series/items.h"
 #include "manager/series/keys.h"
 
 namespace ox::manager {
@@ -16,7 +17,13 @@ constexpr std::size_t most_of_value = 0xFFFF;
 
 }  // namespace
 
-SeriesStore::SeriesStore(CollectedFile& file) : file_(file) { file.add(*this); }
+SeriesStore::SeriesStore(CollectedFile& file)
+    : file_(file),
+      chunk_query_(file.database(), Tables::chunks, "WHERE id >= ? AND id < ? ORDER BY id"),
+      block_query_(file.database(), Tables::blocks, "WHERE id = ?"),
+      gap_query_(file.database(), Tables::gaps, "WHERE id >= ? AND id < ? ORDER BY id") {
+  file.add(*this);
+}
 
 const SeriesStore::Entry* SeriesStore::entry(EntryId id) const {
   const auto found = entries_.find(id);
@@ -27,16 +34,20 @@ SeriesStore::Entry* SeriesStore::entry(EntryId id) { return const_cast<Entry*>(s
 
 OpenEntry* SeriesStore::filled(EntryId id) {
   Entry* const found = entry(id);
-  return found != nullptr && found->state == State::open ? found->cells.get() : nullptr;
+  const bool taking = found != nullptr && (found->state == State::open || found->state == State::copying);
+  return taking ? found->cells.get() : nullptr;
 }
 
 // What is about to change is written at the end of the turn.
 OpenEntry* SeriesStore::touch(EntryId id) {
   OpenEntry* const cells = filled(id);
-  if (cells == nullptr) return nullptr;
+  if (cells != nullptr) changed(id);
+  return cells;
+}
+
+void SeriesStore::changed(EntryId id) {
   if (touched_.empty() || touched_.back() != id) touched_.push_back(id);
   file_.schedule();
-  return cells;
 }
 
 EntryId SeriesStore::make(const std::string& name, const std::string& owner) {
@@ -53,14 +64,55 @@ EntryId SeriesStore::make(const std::string& name, const std::string& owner) {
   return id;
 }
 
+EntryId SeriesStore::make_copy(const std::string& name, const Layout& layout) {
+  const EntryId id = make(name, "");
+  Entry& made = *entry(id);
+  made.state = State::copying;
+  Layout& own = made.cells->layout();
+  for (std::size_t axis = 0; axis < axis_count; ++axis) {
+    for (const std::string& text : layout.items(static_cast<Axis>(axis))) (void)own.item(static_cast<Axis>(axis), text);
+  }
+  for (const SeriesKey& key : layout.all_series()) (void)own.series(key);
+  return id;
+}
+
+bool SeriesStore::put_copied(EntryId id, std::uint32_t round, std::uint32_t series, const Cell& cell) {
+  OpenEntry* const cells = touch(id);
+  return cells != nullptr && cells->put(round, series, cell);
+}
+
+void SeriesStore::finish_copy(EntryId id) {
+  if (touch(id) == nullptr) return;
+  entry(id)->state = State::open;
+  close(id);
+}
+
+bool SeriesStore::has_room(EntryId id) const {
+  const Entry* const kept = entry(id);
+  return kept == nullptr || !kept->cells || !kept->cells->full();
+}
+
+const Layout* SeriesStore::layout(EntryId id) const {
+  const Entry* const kept = entry(id);
+  return kept != nullptr && kept->cells ? kept->cells->shared_layout().get() : nullptr;
+}
+
 EntryId SeriesStore::find(std::string_view name) const {
   const auto found = by_name_.find(name);
   return found != by_name_.end() ? found->second : 0;
 }
 
 void SeriesStore::close(EntryId id) {
-  if (touch(id) == nullptr) return;
+  OpenEntry* const cells = touch(id);
+  if (cells == nullptr) return;
+  for (std::uint32_t round = cells->ended_rounds(); round < cells->next_round(); ++round) {
+    cells->end_round(round, status_word(Gap::overrun));
+  }
   Entry& closed = *entry(id);
+  const std::uint64_t header = header_size(cells->layout(), cells->next_round());
+  cells->add_bytes(header);
+  closed.books.counts.bytes += header;
+  closed.final_rounds = cells->next_round();
   closed.state = State::closing;
   closed.row_is_due = true;
 }
@@ -75,10 +127,17 @@ std::string SeriesStore::owner(EntryId id) const {
   return found != nullptr ? found->owner : std::string();
 }
 
+std::string SeriesStore::name(EntryId id) const {
+  const Entry* const found = entry(id);
+  return found != nullptr ? found->name : std::string();
+}
+
 Counts SeriesStore::counts(EntryId id) const {
   const Entry* const found = entry(id);
   if (found == nullptr) return {};
-  return found->cells ? found->cells->counts() : found->sealed;
+  Counts counts = found->cells ? found->cells->counts() : found->books.counts;
+  if (found->state == State::open) counts.bytes += header_size(found->cells->layout(), found->cells->next_round());
+  return counts;
 }
 
 std::uint32_t SeriesStore::item(EntryId id, Axis axis, std::string_view text) {
@@ -93,7 +152,8 @@ std::uint32_t SeriesStore::series(EntryId id, const SeriesKey& key) {
 
 std::uint32_t SeriesStore::begin_round(EntryId id, std::int64_t due) {
   OpenEntry* const cells = touch(id);
-  return cells != nullptr ? cells->begin_round(due) : 0;
+  if (cells == nullptr || !make_way(*entry(id))) return no_round;
+  return cells->begin_round(due);
 }
 
 void SeriesStore::expect(EntryId id, std::uint32_t round, std::uint32_t values) {
@@ -134,7 +194,7 @@ void SeriesStore::missed(EntryId id, std::int64_t from, std::int64_t to, std::ui
 std::int64_t SeriesStore::last_due(EntryId id) const {
   const Entry* const found = entry(id);
   if (found == nullptr) return 0;
-  return found->cells && found->cells->last_due() != 0 ? found->cells->last_due() : found->last_due;
+  return found->cells && found->cells->last_due() != 0 ? found->cells->last_due() : found->books.last_due;
 }
 
 void SeriesStore::when_safe(Done done) {
@@ -149,20 +209,21 @@ bool SeriesStore::put() {
   touched_.erase(std::unique(touched_.begin(), touched_.end()), touched_.end());
   for (const EntryId id : touched_) {
     Entry& changed = entries_.at(id);
-    if (changed.row_is_due) put_row(changed);
+    if (changed.row_is_due) put_entry_row(file_.database(), changed, changed.books);
     if (!changed.cells) continue;
     put_layout(changed);
     put_staged(changed);
   }
+  seal_on();
   return true;
 }
 
-void SeriesStore::put_row(const Entry& changed) {
-  const Counts& sealed = changed.sealed;
-  file_.database().put(Tables::entries, changed.id, std::string_view(changed.name), std::string_view(changed.owner),
-                       static_cast<std::uint64_t>(changed.state), std::uint64_t{changed.sealed_rounds},
-                       static_cast<std::uint64_t>(changed.last_due), sealed.due, sealed.stored, sealed.gaps,
-                       sealed.bytes, changed.cells ? changed.cells->counts().lost : sealed.lost);
+void put_entry_row(Database& database, const KeptEntry& entry, const Books& books) {
+  const Counts& counts = books.counts;
+  database.put(CollectedTables::entries, entry.id, std::string_view(entry.name), std::string_view(entry.owner),
+               static_cast<std::uint64_t>(entry.state), std::uint64_t{books.rounds},
+               static_cast<std::uint64_t>(books.last_due), counts.due, counts.stored, counts.gaps, counts.bytes,
+               counts.lost);
 }
 
 void SeriesStore::put_layout(Entry& changed) {
@@ -184,28 +245,38 @@ void SeriesStore::put_layout(Entry& changed) {
 
 void SeriesStore::put_staged(Entry& changed) {
   const Bytes& bytes = changed.cells->laid_out();
-  changed.staged = bytes.size();
   if (bytes.empty()) return;
   file_.database().put(Tables::staged, last_staged_ + 1, std::uint64_t{changed.id},
                        std::uint64_t{changed.cells->filling().number}, std::span<const std::byte>(bytes));
-  ++last_staged_;
+  changed.put_staged = ++last_staged_;
 }
 
 void SeriesStore::ended(bool safe) {
+  sealed(safe);
   if (!safe) return;  // all of it is put again
   for (const EntryId id : touched_) {
+    if (entry(id) == nullptr) continue;
     Entry& changed = entries_.at(id);
     changed.row_is_due = false;
     if (!changed.cells) continue;
     changed.written_items = changed.put_items;
     changed.written_series = changed.put_series;
+    if (!changed.cells->laid_out().empty())
+      changed.staged.emplace_back(changed.put_staged, changed.cells->filling().number);
     changed.cells->clear_laid_out();
-    changed.safe_rounds = changed.cells->ended_rounds();
+    changed.safe_rounds = std::min(changed.cells->ended_rounds(), changed.final_rounds);
   }
-  touched_.clear();
+  const auto safe_now = std::exchange(touched_, {});
+  news_.insert(news_.end(), safe_now.begin(), safe_now.end());
+  for (const EntryId id : safe_now) {
+    if (Entry* const kept = entry(id)) go_on_closing(*kept);
+  }
 }
 
 void SeriesStore::answer(bool safe) {
+  for (const EntryId id : std::exchange(news_, {})) {
+    if (on_news_) on_news_(id);
+  }
   for (const Done& done : std::exchange(waiting_, {})) {
     try {
       done(safe ? OX_RESULT{OX_OK} : OX_RESULT{OX_EWRITE});

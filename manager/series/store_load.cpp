@@ -20,9 +20,12 @@ bool SeriesStore::load(bool) {
   if (loaded_) return write_again();
   entries_.clear();
   by_name_.clear();
+  last_chunk_ = last_number(Tables::blocks, 0, UINT64_MAX >> 1) >> number_bits;
+  last_chunk_ = std::max(last_chunk_, file_.database().connection().ask("SELECT max(chunk) FROM chunks"));
   if (!load_entries() || !load_staged()) return false;
   loaded_ = true;
   end_open_rounds();
+  if (!to_erase_.empty() || !to_remove_.empty()) file_.schedule();
   tell_unbalanced();
   return true;
 }
@@ -39,6 +42,19 @@ bool SeriesStore::write_again() {
   return safe;
 }
 
+// The highest key of a table in a range, without what stands above bit 34 of it; 0 without one.
+std::uint64_t SeriesStore::last_number(std::size_t table, std::uint64_t from, std::uint64_t to) {
+  std::uint64_t last = from;
+  Query newest(file_.database(), table, "WHERE id >= ? AND id < ? ORDER BY id DESC LIMIT 1");
+  (void)newest.rows(
+      [&](const Row& row) {
+        last = row.number(0);
+        return false;
+      },
+      from, to);
+  return last - from;
+}
+
 bool SeriesStore::load_entries() {
   Query all(file_.database(), Tables::entries, "");
   const Outcome outcome = all.rows([&](const Row& row) {
@@ -47,12 +63,18 @@ bool SeriesStore::load_entries() {
     read.name = row.text(1);
     read.owner = row.text(2);
     read.state = static_cast<State>(row.word(3));
-    read.sealed_rounds = read.safe_rounds = row.word(4);
-    read.last_due = static_cast<std::int64_t>(row.number(5));
-    read.sealed = {row.number(6), row.number(7), row.number(8), row.number(9), 0, row.number(10)};
+    read.safe_rounds = row.word(4);
+    read.books.counts = {row.number(6), row.number(7), row.number(8), row.number(9), 0, row.number(10)};
+    read.books.rounds = row.word(4);
+    read.books.last_due = static_cast<std::int64_t>(row.number(5));
     read.row_is_due = false;
     last_entry_ = std::max(last_entry_, read.id);
-    by_name_[read.name] = read.id;
+    if (read.state == State::removed || read.state == State::copying) {
+      read.state = State::removed;
+      to_remove_.insert(read.id);
+    } else {
+      by_name_[read.name] = read.id;
+    }
     entries_[read.id] = std::move(read);
     return true;
   });
@@ -66,7 +88,8 @@ bool SeriesStore::load_entries() {
       read.written_items[axis] = layout->items(static_cast<Axis>(axis)).size();
     }
     read.written_series = layout->all_series().size();
-    read.cells = std::make_unique<OpenEntry>(layout, read.sealed_rounds, read.sealed);
+    read.cells = std::make_unique<OpenEntry>(layout, read.books.rounds, read.books.counts);
+    read.gap_rows = last_number(Tables::gaps, gap_key(read.id, 0), gap_key(read.id + 1, 0));
     return true;
   });
 }
@@ -108,7 +131,12 @@ bool SeriesStore::load_staged() {
     ++rows;
     last_staged_ = std::max(last_staged_, row.number(0));
     Entry* const staged = entry(row.word(1));
-    if (staged != nullptr && staged->cells) staged->cells->apply(row.bytes(3));
+    if (staged == nullptr || !staged->cells || segment_of(staged->books.rounds) > row.number(2)) {
+      to_erase_.push_back(row.number(0));
+      return true;
+    }
+    staged->cells->apply(row.bytes(3));
+    staged->staged.emplace_back(row.number(0), row.word(2));
     return true;
   });
   return outcome == Outcome::done && rows == file_.database().rows(Tables::staged);
@@ -118,9 +146,9 @@ void SeriesStore::end_open_rounds() {
   for (auto& [id, known] : entries_) {
     if (!known.cells) continue;
     known.safe_rounds = known.cells->ended_rounds();
+    if (known.cells->full() || known.state == State::closing) changed(id);
     for (std::uint32_t round = known.safe_rounds; round < known.cells->next_round(); ++round) {
-      touched_.push_back(id);
-      file_.schedule();
+      changed(id);
       known.cells->end_round(round, status_word(Gap::manager_down));
     }
   }

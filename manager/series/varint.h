@@ -13,12 +13,16 @@ namespace ox::manager {
 [[nodiscard]] constexpr std::uint64_t fold_sign(std::uint64_t number) { return number << 1 ^ (0 - (number >> 63)); }
 [[nodiscard]] constexpr std::uint64_t unfold_sign(std::uint64_t folded) { return folded >> 1 ^ (0 - (folded & 1)); }
 
+inline constexpr std::size_t most_of_varint = 10;  // bytes
+// Where the bytes behind it go.
+inline std::byte* write_varint(std::byte* at, std::uint64_t number) {
+  for (; number >= 0x80; number >>= 7) *at++ = static_cast<std::byte>(number | 0x80);
+  *at++ = static_cast<std::byte>(number);
+  return at;
+}
 inline void put_varint(Bytes& out, std::uint64_t number) {
-  std::byte bytes[10];
-  std::size_t size = 0;
-  for (; number >= 0x80; number >>= 7) bytes[size++] = static_cast<std::byte>(number | 0x80);
-  bytes[size++] = static_cast<std::byte>(number);
-  out.insert(out.end(), bytes, bytes + size);
+  std::byte bytes[most_of_varint];
+  out.insert(out.end(), bytes, write_varint(bytes, number));
 }
 inline void put_signed(Bytes& out, std::uint64_t number) { put_varint(out, fold_sign(number)); }
 

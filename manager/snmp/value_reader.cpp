@@ -288,8 +288,8 @@ void ValueReader::Get::finish(OX_RESULT why) {
 
 std::vector<Figure> FigureSources::ask(const FigureQuestion& question) const {
   std::vector<Figure> figures;
-  const auto source = sources_.find(question.component.type);
-  if (source != sources_.end()) source->second(question, figures);
+  const auto [first, last] = sources_.equal_range(question.component.type);
+  for (auto source = first; source != last; ++source) source->second(question, figures);
   return figures;
 }
 

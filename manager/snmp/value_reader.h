@@ -41,14 +41,14 @@ struct FigureQuestion {
 // Adds what a component has. Figures come in the order of their paths.
 using FigureSource = std::function<void(const FigureQuestion&, std::vector<Figure>&)>;
 
-// Who has figures, by the type of their components; one for each.
+// Who has figures, by the type of their components.
 class FigureSources {
  public:
-  void add(const std::string& type, FigureSource source) { sources_[type] = std::move(source); }
+  void add(const std::string& type, FigureSource source) { sources_.emplace(type, std::move(source)); }
   [[nodiscard]] std::vector<Figure> ask(const FigureQuestion& question) const;
 
  private:
-  std::map<std::string, FigureSource, std::less<>> sources_;
+  std::multimap<std::string, FigureSource, std::less<>> sources_;
 };
 
 // The result of a request for values, and its nodes. The result is 0, 121 when a node carries an error code, 122

@@ -70,13 +70,17 @@ std::string check_tables(Connection& connection, std::span<const Table> tables) 
 }
 
 bool tell_check(const std::string& file, Connection& connection, std::span<const Table> tables, const FaultSink& faults,
-                const Tell& tell) {
-  const std::string fault = check_tables(connection, tables);
-  fault.empty() ? tell(file + ": " + row_numbers(connection, tables)) : faults(file, 0, fault);
+                const Tell& tell, OwnCheck own) {
+  std::string told;
+  std::string fault = check_tables(connection, tables);
+  if (fault.empty() && own != nullptr) fault = own(connection, told);
+  if (!told.empty()) told = "; " + told;
+  fault.empty() ? tell(file + ": " + row_numbers(connection, tables) + told) : faults(file, 0, fault);
   return fault.empty();
 }
 
-bool check_database(const std::string& file, std::span<const Table> tables, const FaultSink& faults, const Tell& tell) {
+bool check_database(const std::string& file, std::span<const Table> tables, const FaultSink& faults, const Tell& tell,
+                    OwnCheck own) {
   platform::FileAttributes attributes;
   if (platform::file_attributes(file.c_str(), attributes) != platform::error_none) return true;
   Connection connection;
@@ -88,7 +92,7 @@ bool check_database(const std::string& file, std::span<const Table> tables, cons
   } else if (connection.open(file, Durability::process) != Outcome::done) {
     fault = connection.fault();
   }
-  if (fault.empty()) return tell_check(file, connection, tables, faults, tell);
+  if (fault.empty()) return tell_check(file, connection, tables, faults, tell, own);
   faults(file, 0, fault);
   return false;
 }

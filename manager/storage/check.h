@@ -16,14 +16,17 @@ namespace ox::manager {
 // What is wrong with an open database; empty when it is sound.
 [[nodiscard]] std::string check_tables(Connection& connection, std::span<const Table> tables);
 
+// What else is wrong with a sound one, as its owner knows; empty when nothing is, and `told` may get what to tell.
+using OwnCheck = std::string (*)(Connection& connection, std::string& told);
+
 // The same, told of the file. Tells how many rows each table of a sound one has.
 using Tell = std::function<void(const std::string& text)>;
 [[nodiscard]] bool tell_check(const std::string& file, Connection& connection, std::span<const Table> tables,
-                              const FaultSink& faults, const Tell& tell);
+                              const FaultSink& faults, const Tell& tell, OwnCheck own = nullptr);
 
 // The same of a file that no manager works on. It need not be there.
 [[nodiscard]] bool check_database(const std::string& file, std::span<const Table> tables, const FaultSink& faults,
-                                  const Tell& tell);
+                                  const Tell& tell, OwnCheck own = nullptr);
 
 // A check in a thread of its own, beside the work on the database.
 class BackgroundCheck {

@@ -23,7 +23,8 @@ bool Snapshots::take(const std::string& folder, std::span<const DatabaseShape> s
 bool Snapshots::check(const FaultSink& faults, const Tell& tell) {
   bool sound = true;
   for (Taken& taken : taken_) {
-    sound = tell_check(taken.file, taken.snapshot.connection(), taken.shape.tables(), faults, tell) && sound;
+    const DatabaseShape& shape = taken.shape;
+    sound = tell_check(taken.file, taken.snapshot.connection(), shape.tables(), faults, tell, shape.own) && sound;
   }
   return sound;
 }

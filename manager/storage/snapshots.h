@@ -14,6 +14,7 @@ namespace ox::manager {
 struct DatabaseShape {
   const char* name;  // of the file
   std::span<const Table> (*tables)();
+  OwnCheck own = nullptr;
 };
 
 class Snapshots {

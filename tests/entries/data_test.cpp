@@ -275,6 +275,16 @@ TEST_F(DataTest, ValuesAtOnce) {
   EXPECT_EQ(0u, run({ask_header, ask_values}, get));
   EXPECT_EQ("100: - 8; 200: 7 9; ", shown(matrix));
   EXPECT_EQ(0u, oxlFreeDataEntryMatrix(matrix));
+  const oxaSelection selection{{100, 200, 60, OXL_RATE, 9}};
+  const std::string words = half(1) + word(100) + word(200) + word(60) + word(5) + word(9);
+  const std::string asked = get_request("logEnt:d", "11.14.20.0", 0, 20, "mgr", words);
+  const auto window = [&] { return oxlGetLogEntryData("mgr", "d", &selection, &matrix); };
+  const Step step{asked, {.data = node("11.14.20.0", octets(header)) + node("11.14.20.0", octets(value_of(0, 5, 4)))}};
+  EXPECT_EQ(0u, run({step}, window));
+  EXPECT_EQ("100: 4 -; 200: - -; ", shown(matrix));
+  EXPECT_EQ(0u, oxlFreeDataEntryMatrix(matrix));
+  EXPECT_EQ(121u, run({{asked, {.error = 121, .data = step.reply.data}}}, window));
+  EXPECT_EQ(195u, oxlGetLogEntryData("mgr", nullptr, &selection, &matrix));
 }
 
 class RetrievalTest : public DataTest {
@@ -373,6 +383,8 @@ TEST_F(DataTest, EveryAllocationMayFail) {
     oxdMatrix* matrix = nullptr;
     void* request = nullptr;
     OX_RESULT result = oxlGetDataEntryLogData("mgr", "d", &matrix);
+    oxlFreeDataEntryMatrix(std::exchange(matrix, nullptr));
+    if (result == 0) result = oxlGetLogEntryData("mgr", "d", nullptr, &matrix);
     oxlFreeDataEntryMatrix(matrix);
     const auto callback = [](void*, void*, oxdMatrix*, OX_RESULT) {};
     if (result == 0) result = oxlDataEntryGetData("mgr", "d", callback, nullptr, &request);

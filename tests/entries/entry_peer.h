@@ -97,8 +97,9 @@ class EntryTest : DisplayTexts, public ReportTest {
   using Steps = std::vector<Step>;
 
   [[nodiscard]] static std::string get_request(std::string_view component, std::string_view path, std::uint32_t options,
-                                               std::uint32_t seconds, std::string_view session = "mgr") {
-    return request(1, 0, text(component) + text(path) + word(options) + word(seconds) + half(0), session);
+                                               std::uint32_t seconds, std::string_view session = "mgr",
+                                               const std::string& selection = half(0)) {
+    return request(1, 0, text(component) + text(path) + word(options) + word(seconds) + selection, session);
   }
   [[nodiscard]] static std::string set_request(std::uint32_t seconds, const std::string& nodes,
                                                std::string_view session = "mgr") {

@@ -4,13 +4,17 @@
 #include <asio/executor_work_guard.hpp>
 #include <filesystem>
 #include <memory>
+#include <random>
+#include <set>
 
+#include "manager/series/books.h"
 #include "manager/series/store.h"
 #include "tests/support/system_root.h"
 
 namespace ox::manager {
 namespace {
 
+using namespace std::string_literals;
 namespace fs = std::filesystem;
 
 class SeriesTest : public testing::Test {
@@ -22,11 +26,10 @@ class SeriesTest : public testing::Test {
   // As after the death of the manager: what was not safe is gone.
   void restart() {
     kept_.reset();
-    loop_.restart();
-    kept_ = std::make_unique<Kept>(loop_, directory_);
+    kept_ = std::make_unique<Kept>(directory_);
     ASSERT_TRUE(kept_->file.open(
         [this](const std::string&, std::uint32_t, const std::string& text) { faults_ += text + '\n'; }));
-    loop_.poll();
+    kept_->loop.poll();
   }
   SeriesStore& store() { return kept_->store; }
 
@@ -57,14 +60,35 @@ class SeriesTest : public testing::Test {
     return text;
   }
 
+  // "round series reading type status value" of each, in order.
+  using Texts = std::set<std::string>;
+  Texts all_cells(EntryId id) {
+    Texts texts;
+    const auto view = store().view(id);
+    CellCursor cursor(store(), view, 0, view->rounds);
+    while (const Cell* const cell = cursor.next()) {
+      if (cursor.series() == round_series) continue;
+      Bytes value;
+      cell->append_value(value);
+      std::string text = std::to_string(cell->place) + ' ' + std::to_string(cursor.series()) + ' ';
+      for (const std::uint32_t number : {cell->form == Cell::gap ? 0 : cell->reading, cell->type, cell->status}) {
+        text += std::to_string(number) + ' ';
+      }
+      texts.insert(text.append(reinterpret_cast<const char*>(value.data()), value.size()));
+    }
+    EXPECT_FALSE(cursor.lost());
+    return texts;
+  }
+  static std::span<const std::byte> as_bytes(const std::string& text) { return std::as_bytes(std::span(text)); }
+
   struct Kept {
-    Kept(asio::io_context& loop, const std::string& directory) : file(loop, directory, Durability::process) {}
+    explicit Kept(const std::string& directory) : file(loop, directory, Durability::process) {}
+    asio::io_context loop;
+    asio::executor_work_guard<asio::io_context::executor_type> working{loop.get_executor()};
     CollectedFile file;
     SeriesStore store{file};
   };
   std::string directory_ = test::work_dir() + "/data";
-  asio::io_context loop_;
-  asio::executor_work_guard<asio::io_context::executor_type> working_{loop_.get_executor()};
   std::unique_ptr<Kept> kept_;
   std::string faults_;
 };
@@ -82,7 +106,7 @@ TEST_F(SeriesTest, WhatIsSafeIsReadAgainAndWhatWasUnderWayIsAGap) {
   put(id, next, "d");
   OX_RESULT safe = 1;
   store().when_safe([&](OX_RESULT result) { safe = result; });
-  loop_.poll();
+  kept_->loop.poll();
   EXPECT_EQ(OX_OK, safe);
   EXPECT_EQ("23 3 18 2 ", books(id));
   put(id, next, "-----e");  // not safe
@@ -96,9 +120,91 @@ TEST_F(SeriesTest, WhatIsSafeIsReadAgainAndWhatWasUnderWayIsAGap) {
   EXPECT_EQ("", faults_);
 }
 
+// Values of all forms, gaps, series that join and that pause, over segments that become blocks meanwhile; the manager
+// dies now and then.
+TEST_F(SeriesTest, EveryCellIsReadAgainAsItWasPut) {
+  const std::string values[]{"\0\0\0\1"s, "\xFF\xFF\xFF\xFF"s, "12345678", "", "text", std::string(70000, 'x')};
+  std::mt19937 random(7);
+  Texts expected;
+  EntryId id = store().make("d1", "key");
+  for (std::uint32_t n = 0; n < 400; ++n) {
+    const std::uint32_t round = store().begin_round(id, 60000 * (n + 1));
+    ASSERT_EQ(n, round);
+    for (std::uint32_t i = 0; i < 12; ++i) {
+      if (i > n / 20 || random() % 5 == 0) continue;
+      const std::uint32_t series = store().series(id, {i, i, i});
+      const std::uint64_t kind = i == 3 ? 99 : i % 2 == 0 ? i / 2 : random() % 7;
+      const std::string value = kind == 99 ? std::string("\0\0"s) + char(n / 256) + char(n) : values[kind % 6];
+      const auto reading = static_cast<std::uint32_t>(random() % 20 == 0);
+      const auto type = static_cast<std::uint32_t>(kind % 3 + 1);
+      const std::string place = std::to_string(n) + ' ' + std::to_string(series) + ' ';
+      if (kind == 6) {
+        EXPECT_TRUE(store().put_gap(id, round, series, Gap::agent_error, reading));
+        expected.insert(place + "0 0 " + std::to_string(status_word(Gap::agent_error, reading)) + ' ');
+      } else {
+        EXPECT_TRUE(store().put(id, round, series, reading, type, as_bytes(value), n % 3 == 0));
+        expected.insert(place + (value.size() > 65535 ? "0 0 327680 "
+                                                      : std::to_string(reading) + ' ' + std::to_string(type) + ' ' +
+                                                            std::to_string(n % 3 == 0) + ' ' + value));
+      }
+    }
+    store().end_round(id, round);
+    if (n % 50 == 49) kept_->loop.poll();
+    if (n == 130 || n == 300) {
+      kept_->loop.poll();
+      restart();
+      id = store().find("d1");
+      EXPECT_EQ(expected, all_cells(id)) << n;
+    }
+  }
+  kept_->loop.poll();
+  EXPECT_EQ(expected, all_cells(id));
+  store().close(id);
+  kept_->loop.poll();
+  EXPECT_FALSE(store().is_open(id));
+  EXPECT_EQ(expected, all_cells(id));
+  const std::string books_before = books(id);
+  restart();
+  EXPECT_EQ(expected, all_cells(store().find("d1")));
+  EXPECT_EQ(books_before, books(store().find("d1")));
+  Connection connection;
+  ASSERT_EQ(Outcome::done, connection.open(directory_ + "/collected.db", Durability::process));
+  EXPECT_EQ(0u, connection.ask("SELECT count(*) FROM staged"));
+  std::string told;
+  EXPECT_EQ("", check_books(connection, told));
+  EXPECT_EQ(0u, told.find("of the rounds in blocks ")) << told;
+  ASSERT_EQ(Outcome::done, connection.run("DELETE FROM blocks WHERE id = (SELECT max(id) FROM blocks)"));
+  EXPECT_EQ("1 chunks lack cells", check_books(connection, told));
+  EXPECT_EQ("", faults_);
+}
+
+// docs/files.md has these bytes.
+TEST(BlockTest, BytesAreFixedAndEveryCutIsRefused) {
+  std::vector<Cell> cells;
+  for (const std::uint64_t number : {1000, 1010, 1020, 1030, 1041, 1051, 1061}) {
+    cells.push_back({.place = static_cast<std::uint32_t>(cells.size()),
+                     .type = OX_COUNTER,
+                     .form = Cell::four_bytes,
+                     .number = number});
+  }
+  Bytes block;
+  BlockWriter().write(cells, block);
+  const std::string expected = "\x0f\x07\0\0\x09\x01\xd0\x0f\x05\x94\x52\x4b\x29"s;
+  EXPECT_EQ(expected, std::string(reinterpret_cast<const char*>(block.data()), block.size()));
+  BlockReader reader;
+  EXPECT_TRUE(reader.read(block, 7, cells));
+  EXPECT_EQ(1061u, cells.at(6).number);
+  EXPECT_FALSE(reader.read(block, 6, cells)) << "a place too many";
+  for (std::size_t cut = 0; cut < block.size(); ++cut) {
+    EXPECT_FALSE(reader.read(Bytes(block.begin(), block.begin() + static_cast<std::ptrdiff_t>(cut)), 7, cells)) << cut;
+  }
+  block.push_back(std::byte{0});
+  EXPECT_FALSE(reader.read(block, 7, cells)) << "a byte too many";
+}
+
 TEST_F(SeriesTest, DiskThatRefusesLosesNothing) {
   const EntryId id = store().make("d1", "key");
-  loop_.poll();
+  kept_->loop.poll();
   Connection other;
   ASSERT_EQ(Outcome::done, other.open(directory_ + "/collected.db", Durability::process));
   ASSERT_EQ(Outcome::done, other.run("BEGIN IMMEDIATE"));
@@ -106,11 +212,11 @@ TEST_F(SeriesTest, DiskThatRefusesLosesNothing) {
   put(id, round, "abc");
   OX_RESULT safe = 0;
   store().when_safe([&](OX_RESULT result) { safe = result; });
-  loop_.poll();
+  kept_->loop.poll();
   EXPECT_EQ(OX_EWRITE, safe);
   ASSERT_EQ(Outcome::done, other.run("ROLLBACK"));
   store().end_round(id, round);
-  loop_.poll();
+  kept_->loop.poll();
   restart();
   EXPECT_EQ("3 3 0 0 ", books(store().find("d1")));
 }

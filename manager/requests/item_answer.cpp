@@ -1,0 +1,76 @@
+#include "manager/requests/item_answer.h"
+
+#include <asio/post.hpp>
+#include <chrono>
+#include <new>
+#include <utility>
+
+namespace ox::manager {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t small_answer = 256 * 1024;  // bytes that are kept while they are counted
+constexpr auto step_time = std::chrono::milliseconds(5);
+
+// Counts, then gives.
+class ItemAnswer final : public ByteSource, public std::enable_shared_from_this<ItemAnswer> {
+ public:
+  ItemAnswer(Manager& manager, const Request& request, std::function<NodesOfItems()> make)
+      : manager_(manager), reply_(request.reply), make_(std::move(make)), nodes_(make_()) {}
+
+  void count() {
+    try {
+      if (!count_on()) return asio::post(manager_.loop, [self = shared_from_this()] { self->count(); });
+      answer();
+    } catch (const std::bad_alloc&) {
+      reply_(error_reply(OX_ENOMEM));
+    }
+  }
+
+  [[nodiscard]] std::uint64_t left() const override { return left_; }
+  [[nodiscard]] bool take(Bytes& piece) override {
+    if (!nodes_.next(piece) || piece.size() > left_) return false;
+    left_ -= piece.size();
+    return true;
+  }
+  [[nodiscard]] std::string fault() const override { return "what it reads has changed meanwhile"; }
+
+ private:
+  // False when there is more.
+  bool count_on() {
+    const auto until = Clock::now() + step_time;
+    for (;;) {
+      const std::size_t before = kept_.size();
+      if (!nodes_.next(kept_)) return true;
+      left_ += kept_.size() - before;
+      if (left_ > small_answer) kept_.clear();
+      if (Clock::now() >= until) return false;
+    }
+  }
+
+  void answer() {
+    const OX_RESULT result = nodes_.lost() ? OX_RESULT{OX_ENODES} : OX_RESULT{OX_OK};
+    if (left_ <= small_answer) return reply_({.error = result, .data = std::move(kept_)});
+    kept_ = {};
+    nodes_ = make_();
+    reply_({.error = result, .rest = shared_from_this()});
+  }
+
+  Manager& manager_;
+  std::function<void(Reply)> reply_;
+  std::function<NodesOfItems()> make_;
+  NodesOfItems nodes_;
+  Bytes kept_;
+  std::uint64_t left_ = 0;
+};
+
+}  // namespace
+
+void answer_items(Manager& manager, const Request& request, const ComponentName& component, const Oid& path,
+                  MakeItems make) {
+  const auto nodes = [component, path, make = std::move(make)] { return NodesOfItems(component, path, make()); };
+  std::make_shared<ItemAnswer>(manager, request, nodes)->count();
+}
+
+}  // namespace ox::manager
