@@ -136,6 +136,7 @@ Counts SeriesStore::counts(EntryId id) const {
   const Entry* const found = entry(id);
   if (found == nullptr) return {};
   Counts counts = found->cells ? found->cells->counts() : found->books.counts;
+  counts.lost = std::max(counts.lost, found->books.counts.lost);
   if (found->state == State::open) counts.bytes += header_size(found->cells->layout(), found->cells->next_round());
   return counts;
 }

@@ -12,18 +12,60 @@ using Tables = CollectedTables;
 
 constexpr std::uint64_t low_bits(int bits) { return (std::uint64_t{1} << bits) - 1; }
 
+// Cells of an entry whose blocks have gone.
+struct Loss {
+  EntryId entry;
+  std::uint64_t cells;
+};
+
+// Finds them, once: from then on a chunk has what is left of it. False when it does not read.
+bool find_losses(Database& database, std::vector<Loss>& losses) {
+  struct Chunk {
+    std::uint64_t id, chunk, series, left, bytes;
+  };
+  std::vector<Chunk> chunks;
+  Statement all(database.connection(),
+                "SELECT id, chunk, series, cells, bytes, (SELECT coalesce(sum(cells), 0) FROM blocks "
+                "WHERE blocks.id >= chunk << 24 AND blocks.id < (chunk + 1) << 24) FROM chunks");
+  const Outcome read = all.begin().rows([&](const Row& row) {
+    if (row.number(5) >= row.number(3)) return true;
+    chunks.push_back({row.number(0), row.number(1), row.number(2), row.number(5), row.number(4)});
+    losses.push_back({static_cast<EntryId>(row.number(0) >> number_bits), row.number(3) - row.number(5)});
+    return true;
+  });
+  for (const Chunk& one : chunks) {
+    database.put(Tables::chunks, one.id, one.chunk, one.series, one.left, one.bytes);
+  }
+  return read == Outcome::done;
+}
+
 }  // namespace
 
 // A renewed file gets again what is known of the entries; at the start it is read, and the rounds that were under way
 // end.
-bool SeriesStore::load(bool) {
-  if (loaded_) return write_again();
+bool SeriesStore::load(bool renewed) {
+  std::vector<Loss> losses;
+  if (renewed && !find_losses(file_.database(), losses)) return false;
+  const auto count = [&] {
+    for (const Loss& loss : losses) {
+      Entry* const kept = entry(loss.entry);
+      if (kept == nullptr) continue;
+      kept->books.counts.lost += loss.cells;
+      kept->row_is_due = true;
+      changed(kept->id);
+    }
+  };
+  if (loaded_) {
+    count();
+    return write_again();
+  }
   entries_.clear();
   by_name_.clear();
   last_chunk_ = last_number(Tables::blocks, 0, UINT64_MAX >> 1) >> number_bits;
   last_chunk_ = std::max(last_chunk_, file_.database().connection().ask("SELECT max(chunk) FROM chunks"));
   if (!load_entries() || !load_staged()) return false;
   loaded_ = true;
+  count();
   end_open_rounds();
   if (!to_erase_.empty() || !to_remove_.empty()) file_.schedule();
   tell_unbalanced();

@@ -178,6 +178,33 @@ TEST_F(SeriesTest, EveryCellIsReadAgainAsItWasPut) {
   EXPECT_EQ("", faults_);
 }
 
+// A file whose pages do not all read is set aside; what it has lost is told and counted, and no answer hides it.
+TEST_F(SeriesTest, WhatDamageHasTakenIsCounted) {
+  EntryId id = store().make("d1", "key");
+  for (std::uint32_t n = 0; n < 300; ++n) {
+    const std::uint32_t round = store().begin_round(id, 60000 * (n + 1));
+    put(id, round, "abcd");
+    store().end_round(id, round);
+  }
+  kept_->loop.poll();
+  kept_.reset();
+  const std::string file = directory_ + "/collected.db";
+  {
+    Connection connection;
+    ASSERT_EQ(Outcome::done, connection.open(file, Durability::process));
+    ASSERT_EQ(Outcome::done, connection.run("UPDATE blocks SET sum = 0 WHERE id & 0xFFFFFF = 1"));
+    ASSERT_EQ(Outcome::done, connection.run("UPDATE row_counts SET rows = 1"));  // the start does not read all rows
+  }
+  restart();
+  id = store().find("d1");
+  ASSERT_NE(0u, id);
+  EXPECT_NE(std::string::npos, faults_.find("was damaged")) << faults_;
+  EXPECT_EQ(256u, store().counts(id).lost);
+  EXPECT_EQ(256u, store().view(id)->lost);
+  restart();
+  EXPECT_EQ(256u, store().counts(store().find("d1")).lost) << "once";
+}
+
 // docs/files.md has these bytes.
 TEST(BlockTest, BytesAreFixedAndEveryCutIsRefused) {
   std::vector<Cell> cells;
