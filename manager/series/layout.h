@@ -57,8 +57,8 @@ class Layout {
   static constexpr SeriesKey round_key{all_items, clock_amib, all_items};
   struct Hash {
     std::size_t operator()(const SeriesKey& key) const {
-      return ((std::uint64_t{key.component} << 32 | key.item) * 0x9E3779B97F4A7C15u ^ key.amib * 0xC2B2AE3D27D4EB4Fu) >>
-             7;
+      const std::uint64_t items = std::uint64_t{key.component} << 32 | key.item;
+      return static_cast<std::size_t>((items * 0x9E3779B97F4A7C15u ^ key.amib * 0xC2B2AE3D27D4EB4Fu) >> 29);
     }
   };
   struct TextHash {

@@ -38,7 +38,7 @@ std::shared_ptr<const EntryView> SeriesStore::view(EntryId id) {
   view->chunks.resize(segment_of(kept->books.rounds));
   const Outcome read = chunk_query_.rows(
       [&](const Row& row) {
-        const std::uint64_t segment = row.number(0) & ((1u << number_bits) - 1);
+        const std::uint32_t segment = row.word(0) & ((1u << number_bits) - 1);
         if (segment < view->chunks.size()) view->chunks[segment] = row.number(1);
         return true;
       },
