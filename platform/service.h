@@ -31,6 +31,21 @@ class ServiceMark {
   std::unique_ptr<Impl> impl_;
 };
 
+// A service that the service manager knows, opened for reading. On Linux it is known once its daemon has run.
+class KnownService {
+ public:
+  KnownService();
+  ~KnownService();
+  KnownService(const KnownService&) = delete;
+  KnownService& operator=(const KnownService&) = delete;
+  // error_no_such_service.
+  [[nodiscard]] Error open(const char* name);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
 // Starts a program of the installation (found beside the library or on the path) without waiting for its end. On
 // Windows it returns when the program's windows are there and wait for input.
 [[nodiscard]] Error start_program(const char* program);

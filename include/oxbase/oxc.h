@@ -226,6 +226,48 @@ OX_API uint32_t OX_CALL oxcIsOxcmdRunning(void);
 OX_API uint32_t OX_CALL oxcIsOxrmapdRunning(void);
 OX_API uint32_t OX_CALL oxcIsOxruledRunning(void);
 
+/* ---- Programs ---------------------------------------------------------------------------------------------------
+ * A program that was started, and its end. One thread at a time uses such an object.
+ */
+typedef struct oxcProcess oxcProcess; /* opaque */
+
+enum { OXC_NORMAL_PRIORITY = 32 };
+
+/*
+ * Starts a program without a shell and without waiting for it; it runs on when this process ends. It has no input.
+ *
+ * program      its path, or a name alone: beside the library or this program, then where the system looks. Null: the
+ *              first word of the command line. On Linux "x.exe" is also the program "x".
+ * commandLine  the program, and its arguments. Windows programs get it as it is; on Linux they get the words of it, as
+ *              oxcToken takes them apart. May be null beside a program.
+ * flags        0 or OXC_NORMAL_PRIORITY, which are the same
+ * outputFile   to whose end its output and errors go; null: where those of this process go
+ * process      receives the object; the caller releases it with oxcFreeProcess
+ *
+ * Returns 0; 189 when there is no such program; the mapped platform error, which oxcGetWinError gives, too; 3; 1 for
+ * no program, a null process, other flags.
+ */
+OX_API OX_RESULT OX_CALL oxcCreateProcess(const char* program, const char* commandLine, uint32_t flags,
+                                          const char* outputFile, oxcProcess** process);
+
+/*
+ * Waits until the program is ready: on Windows until its windows wait for input, at once without windows; on Linux it
+ * is when it has been started. 4294967295 ms: without limit. Returns 0; 259 at the end of the time; 1 for null.
+ */
+OX_API OX_RESULT OX_CALL oxcWaitForInputIdle(oxcProcess* process, uint32_t milliseconds);
+
+/* Whether it has ended, and its exit status, 128 + signal on Linux where one ended it; status may be null, and is left
+ * while it runs. Returns 0; 1 for another null argument. */
+OX_API OX_RESULT OX_CALL oxcProcessEnded(oxcProcess* process, uint32_t* ended, int32_t* status);
+
+/* Kills it with what it has started. Returns 0, also when it has ended; 1 for null. */
+OX_API OX_RESULT OX_CALL oxcEndProcess(oxcProcess* process);
+
+OX_API uint32_t OX_CALL oxcProcessId(const oxcProcess* process); /* the system's number while it runs, else 0 */
+
+/* Lets go of it: a program that runs, runs on, but nobody learns of its end. 0, also for null. */
+OX_API OX_RESULT OX_CALL oxcFreeProcess(oxcProcess* process);
+
 OX_API uint32_t OX_CALL oxcIsOxbaseInstalled(void);
 OX_API uint32_t OX_CALL oxcIsOxwatchInstalled(void);
 OX_API uint32_t OX_CALL oxcCheck64BitWindows(void);

@@ -1,18 +1,12 @@
 #include "platform/service.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
-#include <limits.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <string>
-#include <string_view>
-#include <vector>
 
 #include "platform/environment.h"
 #include "platform/linux/descriptor.h"
@@ -20,6 +14,7 @@
 #include "platform/linux/file_lock.h"
 #include "platform/linux/object.h"
 #include "platform/linux/root.h"
+#include "platform/started_program.h"
 
 namespace ox::platform {
 namespace {
@@ -27,44 +22,6 @@ namespace {
 std::string lock_path(const char* service, bool make) {
   const std::string file = service != nullptr ? file_name_of(service) : std::string();
   return file.empty() ? std::string() : root_directory("service", make) + "/" + file + ".lock";
-}
-
-std::string directory_of(std::string_view path) { return std::string(path.substr(0, path.rfind('/'))); }
-
-std::vector<std::string> program_places() {
-  std::vector<std::string> places;
-  Dl_info self{};
-  if (::dladdr(reinterpret_cast<void*>(&program_places), &self) != 0 && self.dli_fname != nullptr &&
-      std::string_view(self.dli_fname).find('/') != std::string_view::npos) {
-    const std::string library = directory_of(self.dli_fname);
-    for (const char* below : {"", "/../bin", "/../../bin"}) places.push_back(library + below);
-  }
-  char program[PATH_MAX];
-  const ssize_t size = ::readlink("/proc/self/exe", program, sizeof program);
-  if (size > 0) places.push_back(directory_of(std::string_view(program, static_cast<std::size_t>(size))));
-  const char* path = std::getenv("PATH");
-  std::string_view left = path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin";
-  while (!left.empty()) {
-    const std::string_view place = left.substr(0, left.find(':'));
-    if (!place.empty()) places.emplace_back(place);
-    left.remove_prefix(std::min(left.size(), place.size() + 1));
-  }
-  return places;
-}
-
-std::string find_program(std::string_view program) {
-  constexpr std::string_view suffix = ".exe";
-  std::vector<std::string_view> names{program};
-  if (program.ends_with(suffix)) names.push_back(program.substr(0, program.size() - suffix.size()));
-  for (const std::string& place : program_places()) {
-    for (const std::string_view name : names) {
-      std::string path = place + "/" + std::string(name);
-      struct stat status {};
-      const bool is_file = ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-      if (is_file && ::access(path.c_str(), X_OK) == 0) return path;
-    }
-  }
-  return {};
 }
 
 // In a forked child: only calls that are safe there. The child's child runs the program, so that it is nobody's to
@@ -131,9 +88,26 @@ std::uint32_t service_process(const char* name) {
   return static_cast<std::uint32_t>(std::strtoul(id, nullptr, 10));
 }
 
+struct KnownService::Impl {
+  Descriptor file;
+};
+
+KnownService::KnownService() = default;
+KnownService::~KnownService() = default;
+
+Error KnownService::open(const char* name) {
+  const std::string path = lock_path(name, false);
+  if (path.empty()) return fail(error_invalid_name);
+  auto impl = std::make_unique<Impl>();
+  impl->file = Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!impl->file) return errno == ENOENT || errno == ENOTDIR ? fail(error_no_such_service) : fail_errno();
+  impl_ = std::move(impl);
+  return error_none;
+}
+
 Error start_program(const char* program) {
   if (program == nullptr || *program == '\0') return fail(error_invalid_parameter);
-  const std::string path = find_program(program);
+  const std::string path = program_in("", program);
   if (path.empty()) return fail(error_file_not_found);
   std::string name(path);
   char* arguments[] = {name.data(), nullptr};

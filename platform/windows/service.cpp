@@ -5,6 +5,7 @@
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/environment.h"
 #include "platform/windows/fail.h"
@@ -19,7 +20,10 @@ class ServiceHandle {
  public:
   explicit ServiceHandle(SC_HANDLE handle) noexcept : handle_(handle) {}
   ServiceHandle(const ServiceHandle&) = delete;
-  ServiceHandle& operator=(const ServiceHandle&) = delete;
+  ServiceHandle& operator=(ServiceHandle&& other) noexcept {
+    std::swap(handle_, other.handle_);
+    return *this;
+  }
   ~ServiceHandle() {
     if (handle_ != nullptr) (void)::CloseServiceHandle(handle_);
   }
@@ -113,6 +117,30 @@ Error ServiceMark::hold(const char* name) {
   impl->mutex = Handle(::CreateMutexA(nullptr, FALSE, mark_name(name).c_str()));
   if (!impl->mutex) return fail_last();
   if (::GetLastError() == ERROR_ALREADY_EXISTS) return fail(error_already_exists);
+  impl_ = std::move(impl);
+  return error_none;
+}
+
+struct KnownService::Impl {
+  ServiceHandle service{nullptr};
+  Handle mark;  // in a private system
+};
+
+KnownService::KnownService() = default;
+KnownService::~KnownService() = default;
+
+Error KnownService::open(const char* name) {
+  if (name == nullptr || *name == '\0') return fail(error_invalid_name);
+  auto impl = std::make_unique<Impl>();
+  if (!private_system().empty()) {
+    impl->mark = Handle(::OpenMutexA(SYNCHRONIZE, FALSE, mark_name(name).c_str()));
+    if (!impl->mark) return fail(error_no_such_service);
+  } else {
+    const ServiceHandle manager(::OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT));
+    if (manager.get() == nullptr) return fail_last();
+    impl->service = ServiceHandle(::OpenServiceA(manager.get(), name, GENERIC_READ));
+    if (impl->service.get() == nullptr) return fail_last();
+  }
   impl_ = std::move(impl);
   return error_none;
 }

@@ -35,6 +35,7 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
   const std::pair<const char*, const char*> others[] = {
       {"-1", "oxdGetValueSize oxdGetValueType"},
       {"0",  // nothing to release, to print, to match or to say
+       "oxcFreeProcess oxcProcessId "
        "oxcFree oxcMemFree oxcTrFreeConf oxcTrFreeTag oxdFree oxeEvfltFree oxeEvmsgFree oxfClrConfent "
        "oxfDestroyFileList oxfFileListFree oxsSnmpFree oxsSnmpTrapFree oxcZoneFree oxcmdScheduleFree oxcmdSchTimeFree "
        "oxcmdCalenderFree oxcmdStrToSchedule oxcmdEntryFree oxcmdEntryListClose oxlFreeLogEntry "
@@ -61,7 +62,8 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
       {"15", "oxaInit oxaServiceInit"},
       {"70 1", "oxeEventIconWaitOpen"},
       {"183", "oxbLoadAmibFiles oxbUseAlreadyExistAmibTree oxcStrToValue oxcValueToStr"},
-      {"195", "oxeEventWaitCloseEx oxeEventWaitOpenEx oxcmdEntryOpen oxcmdEntryListOpen oxcmdEntryNextOpen"},
+      {"195",
+       "oxeEventWaitCloseEx oxeEventWaitOpenEx oxcmdEntryOpen oxcmdEntryListOpen oxcmdEntryNextOpen"},
       {"195 14",
        "oxlLogEntryDelete oxlDeleteLogEntry oxlLogEntryStart oxlStartLogEntry oxlLogEntryStop oxlStopLogEntry "
        "oxlDataEntryDelete oxlDeleteDataEntry oxlDataEntryMove"},

@@ -48,9 +48,10 @@ bool OtherProcess::wait() {
 }
 
 bool OtherProcess::run(int argc, char** argv, int& status) {
-  if (argc != 4 || argv[1] != std::string(as_process)) return false;
+  if (argc < 4 || argv[1] != std::string(as_process)) return false;
   OtherProcess owner;
   owner.text_ = argv[3];
+  for (int i = 4; i < argc; ++i) owner.text_.append(" ").append(argv[i]);
   // Where nobody has made the events, it begins at once.
   const bool in_turns = owner.ours_.open("turn.part") == platform::error_none;
   const bool ready = !in_turns || (owner.theirs_.open("turn.test") == platform::error_none && owner.wait());
