@@ -11,6 +11,7 @@
 #include <oxbase/oxe.h>
 #include <oxbase/oxf.h>
 #include <oxbase/oxl.h>
+#include <oxbase/oxr.h>
 #include <oxbase/oxs.h>
 #include <oxbase/oxtypes.h>
 

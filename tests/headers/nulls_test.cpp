@@ -35,7 +35,7 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
   const std::pair<const char*, const char*> others[] = {
       {"-1", "oxdGetValueSize oxdGetValueType"},
       {"0",  // nothing to release, to print, to match or to say
-       "oxcFreeProcess oxcProcessId "
+       "oxcFreeProcess oxcProcessId oxrFreeRule oxrRuleClose "
        "oxcFree oxcMemFree oxcTrFreeConf oxcTrFreeTag oxdFree oxeEvfltFree oxeEvmsgFree oxfClrConfent "
        "oxfDestroyFileList oxfFileListFree oxsSnmpFree oxsSnmpTrapFree oxcZoneFree oxcmdScheduleFree oxcmdSchTimeFree "
        "oxcmdCalenderFree oxcmdStrToSchedule oxcmdEntryFree oxcmdEntryListClose oxlFreeLogEntry "
@@ -53,7 +53,7 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
       {"1 59",
        "oxcmdSetAllData oxcmdSetCmdName oxcmdSetArgument oxcmdSetStartTime oxcmdSetInterval oxcmdSetAdminStatus "
        "oxcmdSetOperStatus oxcmdSetID oxcmdSetMode oxcmdSetOwner oxcmdSetSchedule oxcmdSetInvalidCmdName "
-       "oxcmdSetInvalidCmdArg"},
+       "oxcmdSetInvalidCmdArg oxrConfSet"},
       {"1 254", "oxcNameDelete oxDeleteMapFile oxDeleteTypeFile"},
       {"63", "oxlDataEntryGetDataStop"},
       {"14",  // no session, no tree
