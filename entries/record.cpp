@@ -110,12 +110,26 @@ OX_RESULT append_values(Nodes& nodes, const void* record, Table table, std::uint
 std::uint32_t given_values(const void* record, Table table) noexcept {
   std::uint32_t bits = 0;
   for (const Row& row : table) {
-    const bool given =
-        row.kind == Kind::number || (row.kind == Kind::text ? member_of<Text>(record, row).text != nullptr
-                                                            : member_of<TextList>(record, row).count != 0);
-    if (given) bits |= row.change;
+    if (count_values(record, row) != 0) bits |= row.change;
   }
   return bits;
+}
+
+std::uint32_t count_values(const void* record, const Row& row) noexcept {
+  if (row.kind == Kind::list) return member_of<TextList>(record, row).count;
+  return row.kind == Kind::number || member_of<Text>(record, row).text != nullptr ? 1 : 0;
+}
+
+const char* text_at(const void* record, const Row& row, std::uint32_t at) noexcept {
+  if (row.kind == Kind::number || at >= count_values(record, row)) return nullptr;
+  return row.kind == Kind::list ? field::view(member_of<TextList>(record, row).texts[at])
+                                : field::view(member_of<Text>(record, row));
+}
+
+OX_RESULT put_text_at(void* record, const Row& row, std::uint32_t at, const char* text) noexcept {
+  if (row.kind == Kind::list) return put_text(member_of<TextList>(record, row), at + 1, text, row.tag);
+  if (row.kind == Kind::number || at != 0) return OX_EARG;
+  return field::assign(member_of<Text>(record, row), text, row.tag);
 }
 
 OX_RESULT copy_values(const void* from, void* to, Table table) {

@@ -53,6 +53,13 @@ template <std::size_t offset, class Member>
 // Gives each member of the rows a copy of the other record's. 3, with `to` as far as it got.
 [[nodiscard]] OX_RESULT copy_values(const void* from, void* to, Table table);
 
+// What one member holds: how many values, numbers one; a text of it, the n-th of a list from 0, null where there is
+// none or no text. A text is given a copy of another one, the n-th of a list, too: 0; 3; 1 for a row that is no text,
+// another number than 0 of one text, or one that no list has.
+[[nodiscard]] std::uint32_t count_values(const void* record, const Row& row) noexcept;
+[[nodiscard]] const char* text_at(const void* record, const Row& row, std::uint32_t at) noexcept;
+[[nodiscard]] OX_RESULT put_text_at(void* record, const Row& row, std::uint32_t at, const char* text) noexcept;
+
 // Releases what the members own.
 void clear_values(void* record, Table table) noexcept;
 

@@ -12,6 +12,7 @@
 #include <oxbase/oxf.h>
 #include <oxbase/oxl.h>
 #include <oxbase/oxr.h>
+#include <oxbase/oxrep.h>
 #include <oxbase/oxs.h>
 #include <oxbase/oxtypes.h>
 

@@ -35,8 +35,8 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
   const std::pair<const char*, const char*> others[] = {
       {"-1", "oxdGetValueSize oxdGetValueType"},
       {"0",  // nothing to release, to print, to match or to say
-       "oxcFreeProcess oxcProcessId oxrFreeRule oxrRuleClose "
-       "oxcFree oxcMemFree oxcTrFreeConf oxcTrFreeTag oxdFree oxeEvfltFree oxeEvmsgFree oxfClrConfent "
+       "oxcFreeProcess oxcProcessId oxrFreeRule oxrRuleClose oxrepFreeRepType oxrepFreeRepEnt oxrepRepTypeCount "
+       "oxrepRepEntCount oxcFree oxcMemFree oxcTrFreeConf oxcTrFreeTag oxdFree oxeEvfltFree oxeEvmsgFree oxfClrConfent "
        "oxfDestroyFileList oxfFileListFree oxsSnmpFree oxsSnmpTrapFree oxcZoneFree oxcmdScheduleFree oxcmdSchTimeFree "
        "oxcmdCalenderFree oxcmdStrToSchedule oxcmdEntryFree oxcmdEntryListClose oxlFreeLogEntry "
        "oxlLogEntryListClose oxlDataEntryClose oxlFreeDataEntry oxlDataEntryListClose "
@@ -54,6 +54,7 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
        "oxcmdSetAllData oxcmdSetCmdName oxcmdSetArgument oxcmdSetStartTime oxcmdSetInterval oxcmdSetAdminStatus "
        "oxcmdSetOperStatus oxcmdSetID oxcmdSetMode oxcmdSetOwner oxcmdSetSchedule oxcmdSetInvalidCmdName "
        "oxcmdSetInvalidCmdArg oxrConfSet"},
+      {"195 59", "oxrepRepTypeConfSet oxrepRepEntConfSet"},
       {"1 254", "oxcNameDelete oxDeleteMapFile oxDeleteTypeFile"},
       {"63", "oxlDataEntryGetDataStop"},
       {"14",  // no session, no tree
@@ -63,10 +64,12 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
       {"70 1", "oxeEventIconWaitOpen"},
       {"183", "oxbLoadAmibFiles oxbUseAlreadyExistAmibTree oxcStrToValue oxcValueToStr"},
       {"195",
-       "oxeEventWaitCloseEx oxeEventWaitOpenEx oxcmdEntryOpen oxcmdEntryListOpen oxcmdEntryNextOpen"},
+       "oxeEventWaitCloseEx oxeEventWaitOpenEx oxcmdEntryOpen oxcmdEntryListOpen oxcmdEntryNextOpen "
+       "oxrepReadRepType oxrepGetRepType oxrepGetRepEnt oxrepSetRepType oxrepSetRepEnt oxrepCreateRepEnt"},
       {"195 14",
        "oxlLogEntryDelete oxlDeleteLogEntry oxlLogEntryStart oxlStartLogEntry oxlLogEntryStop oxlStopLogEntry "
-       "oxlDataEntryDelete oxlDeleteDataEntry oxlDataEntryMove"},
+       "oxlDataEntryDelete oxlDeleteDataEntry oxlDataEntryMove oxrepRepTypeCreate oxrepStartRepEnt oxrepStopRepEnt "
+       "oxrepCopySample oxrepDeleteRepEnt"},
       {"195 142", "oxcSetConfigEntry"}};
   for (const auto& [result, names] : others) {
     for (const std::string& name : ox::test::split(names, ' ')) {
