@@ -241,6 +241,9 @@ TEST_F(SeriesTest, DiskThatRefusesLosesNothing) {
   store().when_safe([&](OX_RESULT result) { safe = result; });
   kept_->loop.poll();
   EXPECT_EQ(OX_EWRITE, safe);
+  store().end_round(id, round);
+  kept_->loop.poll();
+  EXPECT_EQ(0u, store().view(id)->rounds) << "what is not safe is not shown";
   ASSERT_EQ(Outcome::done, other.run("ROLLBACK"));
   store().end_round(id, round);
   kept_->loop.poll();
