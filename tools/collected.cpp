@@ -1,6 +1,8 @@
 #include "tools/collected.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <limits>
@@ -13,7 +15,7 @@
 namespace tool {
 namespace {
 
-using MatrixPtr = Owner<oxdMatrix, oxlFreeDataEntryMatrix>;
+using MatrixPtr = Owner<oxdMatrix, oxdMatrixFree>;
 
 std::string last_label(const std::string& name) { return name.substr(name.find_last_of('.') + 1); }
 
@@ -53,8 +55,10 @@ Value value_of(const oxdMatrixItem& cell, std::size_t number, const Series& seri
   Value value;
   value.series = number;
   value.type = cell.type;
-  value.gap = gap_reason(cell.status);
-  if (!value.gap.empty()) return value;
+  if (cell.length == 0 && cell.type == 0) {
+    value.gap = gap_reason(cell.status);
+    return value;
+  }
   oxdType info{};
   (void)oxdTypeInfo(cell.type, &info);
   const bool is_number = info.form == OXD_SIGNED32 || info.form == OXD_UNSIGNED32 || info.form == OXD_UNSIGNED64;
@@ -69,13 +73,22 @@ Value value_of(const oxdMatrixItem& cell, std::size_t number, const Series& seri
   return value;
 }
 
+void take_number(Value& value) {
+  char* end = nullptr;
+  const double number = std::strtod(value.text.c_str(), &end);
+  if (value.number || value.text.empty() || *end != '\0') return;
+  value.number = number;
+  value.exact = number;
+}
+
 // One piece of collected values, taken apart into rounds.
 class Piece {
  public:
-  Piece(const oxdMatrix& matrix, const Choice& choice, SeriesTable& series)
-      : matrix_(matrix), choice_(choice), series_(series), cells_(matrix.timeCount) {
+  // `made`: texts are numbers that the manager has made of others.
+  Piece(const oxdMatrix& matrix, const Choice& choice, SeriesTable& series, bool made)
+      : matrix_(matrix), choice_(choice), series_(series), made_(made), cells_(matrix.timeCount) {
     for (const oxdMatrixItem* cell = matrix.cells; cell != nullptr; cell = cell->next) {
-      const std::uint32_t time = cell->time - matrix.timeBase;
+      const std::uint32_t time = cell->time - matrix.timeNumber;
       if (time < cells_.size() && is_on_axes(*cell)) cells_[time].push_back(cell);
     }
   }
@@ -87,6 +100,7 @@ class Piece {
     for (const oxdMatrixItem* cell : cells_[round]) {
       const std::size_t number = number_of(*cell);
       if (number != left_out) made.values.push_back(value_of(*cell, number, series_[number]));
+      if (number != left_out && made_) take_number(made.values.back());
     }
     if (!made.values.empty()) take_round(made);
   }
@@ -111,6 +125,7 @@ class Piece {
   const oxdMatrix& matrix_;
   const Choice& choice_;
   SeriesTable& series_;
+  bool made_;
   std::vector<std::vector<const oxdMatrixItem*>> cells_;
   std::map<std::tuple<std::uint32_t, std::uint32_t, std::uint32_t>, std::size_t> numbers_;
 };
@@ -142,71 +157,73 @@ std::size_t SeriesTable::number(const Series& series) {
 
 namespace {
 
-struct Part {
-  std::string name;
-  std::uint32_t start = 0;
-};
+constexpr char values_path[] = "11.14.20.0";
+constexpr std::uint32_t time_limit = 300;  // seconds; a year of values is read for one curve
 
-std::vector<Part> parts_of(const char* manager, const std::string& log_entry, const Window& window) {
+// What the manager is to make of the values.
+std::uint32_t function_of(const Window& window) {
+  if (window.rate) return OXL_RATE;
+  if (window.step == 0) return OXL_VALUES;
+  if (window.function == Function::average) return OXL_AVERAGE;
+  return window.function == Function::minimum ? OXL_MINIMUM : OXL_MAXIMUM;
+}
+
+// Without a table of cells: most places of one may be empty.
+MatrixPtr matrix_of(const char* manager, const std::string& component, const oxaSelection& selection) {
+  dnode* list = nullptr;
+  const OX_RESULT result = oxaGet(manager, component.c_str(), values_path, &selection, 0, time_limit, &list);
+  const NodesPtr nodes(list);
+  if (result == OX_ENODES) {
+    (void)std::fprintf(stderr, "%s: some of what was collected is damaged; oxmgrd --check tells\n", component.c_str());
+  } else if (result != OX_ENOTFOUND) {
+    require(result, component);
+  }
+  MatrixPtr matrix(oxdMatrixAlloc());
+  if (matrix == nullptr) throw std::bad_alloc();
+  for (const dnode* node = list; node != nullptr; node = oxdNext(node)) {
+    const std::int32_t size = oxdGetValueSize(node);
+    if (size > 0)
+      require(oxdMatrixAdd(matrix.get(), oxdGetValueValue(node), static_cast<std::uint32_t>(size)), component);
+  }
+  return matrix;
+}
+
+// Where the window's data entries begin, behind its own beginning.
+std::vector<std::uint32_t> cuts_of(const char* manager, const std::string& log_entry, const Window& window) {
   DataEntryList* list = nullptr;
   require(oxlDataEntryListOpen(manager, log_entry.c_str(), &list), "logEnt:" + log_entry);
   const Owner<DataEntryList, oxlDataEntryListClose> owner(list);
-  std::vector<Part> parts;
+  std::vector<std::uint32_t> cuts;
   for (;;) {
     DataEntry* record = nullptr;
     require(oxlDataEntryNextOpen(list, &record), "logEnt:" + log_entry);
     if (record == nullptr) break;
     const Owner<DataEntry, oxlDataEntryClose> entry(record);
-    const char* name = nullptr;
-    std::uint32_t end = UINT32_MAX;
-    Part part;
-    (void)oxlDataEntryGetName(record, &name);
-    (void)oxlDataEntryGetPeriodStart(record, &part.start);
-    (void)oxlDataEntryGetPeriodEnd(record, &end);
-    part.name = name;
-    if (part.start <= window.to && end >= window.from) parts.push_back(part);
+    std::uint32_t start = 0;
+    (void)oxlDataEntryGetPeriodStart(record, &start);
+    if (start > window.from && start <= window.to) cuts.push_back(start);
   }
-  std::stable_sort(parts.begin(), parts.end(), [](const Part& a, const Part& b) { return a.start < b.start; });
-  return parts;
-}
-
-MatrixPtr matrix_of(const char* manager, const std::string& name) {
-  oxdMatrix* matrix = nullptr;
-  const OX_RESULT result = oxlGetDataEntryLogData(manager, name.c_str(), &matrix);
-  if (result != OX_ENOTFOUND) require(result, "dataEnt:" + name);
-  return MatrixPtr(matrix);
+  std::sort(cuts.begin(), cuts.end());
+  cuts.erase(std::unique(cuts.begin(), cuts.end()), cuts.end());
+  return cuts;
 }
 
 }  // namespace
 
+// Plain values are asked for data entry by data entry, so that never more than one of them is here.
 void read_rounds(const char* manager, const std::string& log_entry, const Window& window, const Choice& choice,
                  SeriesTable& series, const TakeRound& take) {
-  const std::vector<Part> parts = parts_of(manager, log_entry, window);
-  const auto inside = [&](std::uint32_t time) { return time >= window.from && time <= window.to; };
-  // From the end, until there are as many rounds as are wanted.
-  std::vector<MatrixPtr> kept;
-  std::size_t first = parts.size();
-  std::size_t rounds = 0;
-  while (window.rounds != 0 && first != 0 && rounds < window.rounds) {
-    kept.push_back(matrix_of(manager, parts[--first].name));
-    const oxdMatrix* matrix = kept.back().get();
-    if (matrix != nullptr) rounds += std::count_if(matrix->times, matrix->times + matrix->timeCount, inside);
-  }
-  std::size_t surplus = window.rounds != 0 && rounds > window.rounds ? rounds - window.rounds : 0;
-  if (window.rounds == 0) first = 0;
-  for (std::size_t i = first; i < parts.size(); ++i) {
-    const MatrixPtr matrix =
-        window.rounds == 0 ? matrix_of(manager, parts[i].name) : std::move(kept[parts.size() - 1 - i]);
-    if (matrix == nullptr) continue;
-    Piece piece(*matrix, choice, series);
-    for (std::size_t round = 0; round < piece.rounds(); ++round) {
-      if (!inside(piece.time(round))) continue;
-      if (surplus != 0) {
-        --surplus;
-      } else {
-        piece.take(round, take);
-      }
-    }
+  const std::uint32_t function = function_of(window);
+  const std::uint32_t step = window.rate && window.function != Function::average ? 0 : window.step;
+  std::vector<std::uint32_t> cuts;
+  if (function == OXL_VALUES && window.rounds == 0) cuts = cuts_of(manager, log_entry, window);
+  std::uint32_t from = window.from;
+  for (std::size_t i = 0; i <= cuts.size(); ++i) {
+    const std::uint32_t to = i < cuts.size() ? cuts[i] - 1 : window.to;
+    const MatrixPtr matrix = matrix_of(manager, "logEnt:" + log_entry, {{from, to, step, function, window.rounds}});
+    Piece piece(*matrix, choice, series, function >= OXL_AVERAGE);
+    for (std::size_t round = 0; round < piece.rounds(); ++round) piece.take(round, take);
+    from = to + 1;
   }
 }
 

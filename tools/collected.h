@@ -40,7 +40,7 @@ struct Round {
   [[nodiscard]] std::uint32_t seconds() const { return static_cast<std::uint32_t>(ms / 1000); }
 };
 
-enum class Function : std::uint8_t { none, minimum, maximum, average };
+enum class Function : std::uint8_t { average, minimum, maximum };
 
 struct Window {
   std::uint32_t from = 0;
@@ -48,6 +48,7 @@ struct Window {
   std::uint32_t rounds = 0;  // at the end of the window; 0: all of it
   std::uint32_t step = 0;    // seconds that become one value by the function
   Function function = Function::average;
+  bool rate = false;  // of counters the change per second
 };
 
 // Which of a log entry's series: patterns, empty for all.
@@ -72,7 +73,9 @@ class SeriesTable {
 
 using TakeRound = std::function<void(Round&)>;
 
-// Reads the rounds of a window, oldest first, with the series chosen. Throws Failure.
+// Reads the rounds of a window, oldest first, with the series chosen. The manager makes rates, over wraps and not over
+// restarts of agents, and one value of each step; only the least and the most of rates are left to Steps. Throws
+// Failure.
 void read_rounds(const char* manager, const std::string& log_entry, const Window& window, const Choice& choice,
                  SeriesTable& series, const TakeRound& take);
 

@@ -1,6 +1,7 @@
 #include "tools/entries.h"
 
 #include <algorithm>
+#include <optional>
 
 #include "tools/diagnosis.h"
 #include "tools/progress.h"
@@ -8,13 +9,23 @@
 namespace tool {
 namespace {
 
-constexpr std::uint32_t time_limit = 20;  // seconds
+// An installation keeps its definitions when the programs become newer.
+Explained older_definitions(const std::string& component, const std::string& paths) {
+  return {component,
+          OX_EAMIBNAME,
+          {"the manager's definitions have no " + paths + ": they are older than this tool",
+           "put the ones that ship (share/oxbase/public/amib) into " + std::string(oxcGetWorkdir()) +
+               "/public/amib, then start the manager again"}};
+}
 
-NodesPtr get(const char* manager, const std::string& component, const char* paths, const oxaSelection* selection) {
+NodesPtr get(const char* manager, const std::string& component, const char* paths, const oxaSelection* selection,
+             const char* doing = "asking the manager") {
   dnode* list = nullptr;
-  const Progress progress("asking the manager");
-  const OX_RESULT result = oxaGet(manager, component.c_str(), paths, selection, 0, time_limit, &list);
+  std::optional<Progress> progress;
+  if (doing != nullptr) progress.emplace(doing);
+  const OX_RESULT result = oxaGet(manager, component.c_str(), paths, selection, 0, 0, &list);
   NodesPtr nodes(list);
+  if (result == OX_EAMIBNAME) throw older_definitions(component, paths);
   if (result != OX_ENOTFOUND && result != OX_ENODES) require(result, component);
   return nodes;
 }
@@ -149,9 +160,9 @@ void print_entry(Form form, const oxcZone* zone, const Family& family, const Ent
   print_record(form, columns, cells);
 }
 
-Ledger ledger(const char* manager, const std::string& component, const std::string& path,
-              const oxaSelection& selection) {
-  const NodesPtr nodes = get(manager, component, path.c_str(), &selection);
+Ledger ledger(const char* manager, const std::string& component, const std::string& path, const oxaSelection& selection,
+              const char* doing) {
+  const NodesPtr nodes = get(manager, component, path.c_str(), &selection, doing);
   Ledger rows;
   for (dnode* node = nodes.get(); node != nullptr; node = oxdNext(node)) {
     const std::string full = path_of(node);

@@ -58,10 +58,11 @@ void print_entry(Form form, const oxcZone* zone, const Family& family, const Ent
 // A field as it is shown.
 [[nodiscard]] Cell shown_field(const oxcZone* zone, const Field& field, const Entry& entry);
 
-// A ledger that the manager keeps of an entry: rows of cells by column, both by the numbers behind the path.
+// A ledger that the manager keeps of an entry: rows of cells by column, both by the numbers behind the path. Throws
+// Failure, OX_EAMIBNAME of an installation whose definitions are older. `doing` is what progress tells; null: nothing.
 using Ledger = std::map<std::uint32_t, std::map<std::uint32_t, Cell>>;
 [[nodiscard]] Ledger ledger(const char* manager, const std::string& component, const std::string& path,
-                            const oxaSelection& selection);
+                            const oxaSelection& selection, const char* doing = "asking the manager");
 
 // The word of a number in "0 stopped|1 running"; the number where it has none.
 [[nodiscard]] std::string word_of(std::string_view words, const std::string& number);

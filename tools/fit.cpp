@@ -1,5 +1,9 @@
 #include "tools/fit.h"
 
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+
 #include "tools/entries.h"
 #include "tools/log_entries.h"
 #include "tools/progress.h"
@@ -9,7 +13,8 @@ namespace {
 
 constexpr char fit_path[] = "11.14.19";
 enum : std::uint32_t { state = 1, requests = 2, bytes = 3, days = 4, agents = 5, values = 6 };
-constexpr std::uint64_t does_not_fit = 3;
+enum : std::uint64_t { fits = 2, does_not_fit = 3 };  // before: nobody has been asked, or not all have answered
+constexpr std::chrono::seconds patience(120);
 
 std::uint64_t number(const Cell& cell) { return cell.value.is_number() ? cell.value.get<std::uint64_t>() : 0; }
 
@@ -25,22 +30,35 @@ std::string Fit::why() const {
   return text;
 }
 
+namespace {
+
+// The agents' answers come while the manager is asked again.
+Ledger answered(const char* manager, const std::string& component) {
+  const Progress progress("asking each agent once");
+  const auto end = std::chrono::steady_clock::now() + patience;
+  for (;;) {
+    Ledger columns = ledger(manager, component, fit_path, {}, nullptr);
+    if (number(columns[0][state]) >= fits) return columns;
+    if (std::chrono::steady_clock::now() > end)
+      throw std::runtime_error(component + ": the agents are still being asked");
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+}
+
+}  // namespace
+
 Fit fit_of(const char* manager, const std::string& component) {
-  const Progress progress("asking the agents once");
+  Ledger columns = answered(manager, component);
   Fit fit;
-  const auto cell = [columns = ledger(manager, component, fit_path, {})](std::uint32_t column, std::uint32_t row) {
-    const auto found = columns.find(row);
-    if (found == columns.end()) return Cell();
-    const auto in_row = found->second.find(column);
-    return in_row != found->second.end() ? in_row->second : Cell();
-  };
-  fit.fits = number(cell(state, 0)) != does_not_fit;
-  fit.requests = cell(requests, 0);
-  fit.values = cell(values, 0);
-  fit.bytes = cell(bytes, 0);
-  const Cell left = cell(days, 0);
+  fit.fits = number(columns[0][state]) != does_not_fit;
+  fit.requests = columns[0][requests];
+  fit.values = columns[0][values];
+  fit.bytes = columns[0][bytes];
+  const Cell left = columns[0][days];
   fit.days = left.value.is_number() ? number(left) : Fit::never;
-  for (std::uint32_t row = 1; !cell(agents, row).shown.empty(); ++row) fit.agents.push_back(cell(agents, row).shown);
+  for (std::uint32_t row = 1; !columns[row][agents].shown.empty(); ++row) {
+    fit.agents.push_back(columns[row][agents].shown);
+  }
   return fit;
 }
 

@@ -6,7 +6,7 @@
 
 namespace tool {
 
-// The reason in a cell's status word; empty for a value.
+// The reason in the status word of a cell without a value.
 [[nodiscard]] std::string gap_reason(std::uint32_t status);
 
 }  // namespace tool

@@ -25,14 +25,15 @@ void read(const LogCall& call, const DataOptions& options, const Window& window,
   Progress progress("reading collected values");
   std::uint32_t begin = 0;
   const std::uint32_t end = std::min(window.to, now());
+  const bool gathered = window.rate && window.step != 0 && window.function != Function::average;
   Steps steps(std::max(window.step, 1u), window.function, take);
   const TakeRound taken = [&](Round& round) {
     if (begin == 0) begin = round.seconds();
     progress.at(round.seconds() - begin, end > begin ? end - begin : 0);
-    window.step != 0 ? steps.add(round) : take(round);
+    gathered ? steps.add(round) : take(round);
   };
   read_rounds(call.manager, name_of(call), window, options.choice(), series, taken);
-  if (window.step != 0) steps.end();
+  if (gathered) steps.end();
 }
 
 // A table of values, row by row.
@@ -138,6 +139,7 @@ void DataOptions::add_to(CLI::App& command) {
   command.add_option("--function", function_, "of a step's values: min, max or avg (default: avg)")
       ->transform(CLI::CheckedTransformer(functions))
       ->needs(stepped);
+  command.add_flag("--rate", rate_, "of counters the change per second, over wraps and not over restarts of agents");
   command.add_option("--component", choice_.component, "only components of that pattern, as 'router*'");
   command.add_option("--attribute", choice_.attribute, "only attributes of that pattern, as 'if*Octets'");
   command.add_option("--index", choice_.index, "only instances of that pattern");
@@ -156,7 +158,8 @@ Window DataOptions::window(const LogCall& call, const oxcZone* zone, const std::
   if (!to_.empty()) window.to = moment(zone, to_);
   if (window.from > window.to) throw Usage("--from lies behind --to");
   window.step = step();
-  window.function = function_ == Function::none ? Function::average : function_;
+  window.function = function_;
+  window.rate = rate_;
   const std::string last = !last_.empty() ? last_ : from_.empty() ? usual_last : "";
   if (last.empty()) return window;
   const auto period = period_of(last);

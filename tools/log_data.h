@@ -19,7 +19,8 @@ class DataOptions {
 
   Choice choice_;
   std::string from_, to_, last_, step_;
-  Function function_ = Function::none;
+  Function function_ = Function::average;
+  bool rate_ = false;
 };
 
 struct PlotOptions {

@@ -5,7 +5,6 @@
 
 #include "platform/terminal.h"
 #include "tools/fit.h"
-#include "tools/progress.h"
 #include "tools/steps.h"
 
 namespace tool {
@@ -159,6 +158,31 @@ std::string shown_bytes(std::uint64_t bytes) {
   return bytes < 1000 ? std::to_string(bytes) + " bytes" : short_number(static_cast<double>(bytes)) + 'B';
 }
 
+namespace {
+
+// What was due, and what has become of it.
+More books_of(const LogCall& call) {
+  constexpr std::pair<std::uint32_t, const char*> columns[] = {
+      {1, "due"}, {2, "stored"}, {3, "gaps"}, {4, "open"}, {5, "lost"}};
+  Ledger books;
+  try {
+    books = ledger(call.manager, component_of(call), "11.14.21", {});
+  } catch (const Failure& failure) {
+    if (failure.code() != OX_EAMIBNAME) throw;
+  }
+  std::string shown;
+  nlohmann::json object = nlohmann::json::object();
+  for (const auto& [column, word] : columns) {
+    const Cell& cell = books[0][column];
+    if (cell.shown.empty() || (column > 3 && cell.shown == "0")) continue;
+    shown += (shown.empty() ? "" : ", ") + cell.shown + ' ' + word;
+    object[word] = cell.value;
+  }
+  return {{"VALUES", "values"}, {shown, object}};
+}
+
+}  // namespace
+
 int show_log_entry(const LogCall& call) {
   constexpr std::uint32_t open_end = 2145916800;
   const ZonePtr zone = open_zone();
@@ -174,7 +198,8 @@ int show_log_entry(const LogCall& call) {
                     {"bytes", part.bytes}});
   }
   const std::string shown = std::to_string(parts.size()) + ", " + shown_bytes(bytes);
-  print_entry(call.form, zone.get(), log_family, one, {{{"DATA ENTRIES", "dataEntries"}, {shown, list}}});
+  print_entry(call.form, zone.get(), log_family, one,
+              {{{"DATA ENTRIES", "dataEntries"}, {shown, list}}, books_of(call)});
   if (call.form != Form::table || parts.empty()) return exit_ok;
   (void)std::puts("");
   Rows rows(Form::table, {{"DATA ENTRY", ""}, {"FROM", ""}, {"TO", ""}, {"STATE", ""}, {"SIZE", "", true}});

@@ -17,20 +17,23 @@ constexpr double top = 30, bottom = 34;  // of it in its panel
 constexpr double ground_width = width - left - right;
 constexpr double ground_height = panel_height - top - bottom;
 
+// Plain rules first: not every viewer knows more.
 constexpr char style[] =
     "<style>\n"
-    "svg { --ground: #ffffff; --ink: #1b1f24; --faint: #6b7280; --grid: #e3e6ea; --curve: #0b63c5; --gap: #c2410c; }\n"
+    ".ground { fill: #ffffff; }\n"
+    "text { font: 12px system-ui, sans-serif; fill: #5b6470; }\n"
+    ".title { font-size: 15px; font-weight: 600; }\n"
+    ".name { font-weight: 600; }\n"
+    ".title, .name { fill: #1b1f24; }\n"
+    ".grid { stroke: #e3e6ea; stroke-width: 1; }\n"
+    ".curve { fill: none; stroke: #0b63c5; stroke-width: 1.6; stroke-linejoin: round; stroke-linecap: round; }\n"
+    ".gap { fill: url(#hatch); stroke: #c2410c; stroke-opacity: 0.5; }\n"
+    ".hatch { stroke: #c2410c; stroke-width: 1.5; stroke-opacity: 0.55; }\n"
+    ".reason { fill: #c2410c; }\n"
     "@media (prefers-color-scheme: dark) {\n"
-    "svg { --ground: #14171b; --ink: #e6e8eb; --faint: #9aa3ad; --grid: #2b3138; --curve: #6cb2ff; --gap: #ff9d5c; }\n"
+    ".ground { fill: #14171b; } text { fill: #9aa3ad; } .title, .name { fill: #e6e8eb; } .grid { stroke: #2b3138; }\n"
+    ".curve { stroke: #6cb2ff; } .gap, .hatch { stroke: #ff9d5c; } .reason { fill: #ff9d5c; }\n"
     "}\n"
-    "text { font: 12px system-ui, sans-serif; fill: var(--faint); }\n"
-    ".title { font-size: 15px; font-weight: 600; fill: var(--ink); }\n"
-    ".name { font-weight: 600; fill: var(--ink); }\n"
-    ".grid { stroke: var(--grid); stroke-width: 1; }\n"
-    ".curve { fill: none; stroke: var(--curve); stroke-width: 1.6; stroke-linejoin: round; stroke-linecap: round; }\n"
-    ".gap { fill: url(#hatch); stroke: var(--gap); stroke-opacity: 0.5; }\n"
-    ".hatch { stroke: var(--gap); stroke-width: 1.5; stroke-opacity: 0.55; }\n"
-    ".reason { fill: var(--gap); }\n"
     "</style>\n"
     "<defs><pattern id=\"hatch\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\" "
     "patternTransform=\"rotate(45)\"><line class=\"hatch\" x1=\"0\" y1=\"0\" x2=\"0\" y2=\"6\"/></pattern></defs>\n";
@@ -76,7 +79,7 @@ class Svg {
     put("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size + "\" viewBox=\"0 0 " + coordinate(width) + ' ' +
         coordinate(height) + "\" role=\"img\">\n<title>" + escaped(plot_.title) + "</title>\n");
     put(style);
-    put("<rect width=\"100%\" height=\"100%\" fill=\"var(--ground)\"/>\n");
+    put("<rect class=\"ground\" width=\"100%\" height=\"100%\"/>\n");
     text(left, 26, "title", "start", plot_.title);
     double y = title_height;
     for (const Panel& panel : plot_.panels) {

@@ -12,9 +12,8 @@ TEST(TimedTools, SchedulesAreExplained) {
   set_value("TimeZone", "JST-9");
   const std::string days = "--schedule '08:00:00-18:00:00 1-5' ";
   expect({
-      {"oxjob next " + days + "3 --from 2026/11/20.09:00 --csv",
-       "0 time,kind\r\n2026-11-20T18:00:00+09:00,closes\r\n2026-11-23T08:00:00+09:00,opens\r\n"
-       "2026-11-23T18:00:00+09:00,closes\r\n"},
+      {"oxjob next " + days + "3 --from 2026/11/20.09:00",
+       "0 TIME\n2026-11-20 18:00:00  closes\n2026-11-23 08:00:00  opens\n2026-11-23 18:00:00  closes\n"},
       {"oxjob next --schedule 06:00:00 --zone CET-1CEST,M3.5.0,M10.5.0/3 2 --from '2026-10-24 07:00' --json",
        "0 [\n  {\"time\":\"2026-10-25T06:00:00+01:00\",\"kind\":\"runs\"},\n"
        "  {\"time\":\"2026-10-26T06:00:00+01:00\",\"kind\":\"runs\"}\n]\n"},
@@ -55,8 +54,8 @@ TEST(TimedTools, JobsAreMadeArmedAndDeleted) {
       {"oxjob create x -i 1h -n night", "~1 cmdEnt:night: error 207: "},
       {"oxjob list --csv", "~0 cmdEnt,command,argument,operStatus,adminStatus,schedule,startTime,interval,mode,"},
       {"oxjob show hello", "~0 \nEVERY (SECONDS)  3600\nRUNS             one at a time, a missed one later\n"},
-      {"oxjob next hello 2 --from '2026-11-22 00:30' --csv --zone UTC0",
-       "0 time,kind\r\n2026-11-22T01:00:00+00:00,runs\r\n2026-11-22T02:00:00+00:00,runs\r\n"},
+      {"oxjob next hello 2 --from '2026-11-22 00:30' --zone UTC0",
+       "0 TIME\n2026-11-22 01:00:00  runs\n2026-11-22 02:00:00  runs\n"},
       {"oxjob why night '2026-11-23 22:00'", "~0 no: the entry is not armed (oxjob start)\nyes: an instant of the"},
       {"oxjob start night", "0 "},
       {"oxjob why night '2026-11-23 22:00'", "~0 \nyes: an instant of the schedule\n"},
@@ -84,7 +83,7 @@ TEST(TimedTools, LogEntriesAreMadeAndDeleted) {
       {"oxlog create node:a .1.1.0 --schedule 25", "~1 --schedule: error 70: "},
       {"oxlog create node:a .1.1.0 --outside", "~2 --outside requires --schedule"},
       {"oxlog list --csv",
-       "~0 \r\nlogEnt1,\"a, \"\"b\"\"\",3,node:r*,\".1.1.0,.1.3.0\",30s,1W,1Y,08:00:00-18:00:00 1-5,1,"},
+       "~0 \nlogEnt1,\"a, \"\"b\"\"\",3,node:r*,\".1.1.0,.1.3.0\",30s,1W,1Y,08:00:00-18:00:00 1-5,1,"},
       {"oxlog show logEnt:logEnt1", "~0 \nSTATE          stopped\n"},
       {"oxlog show logEnt1", "~0 \nDATA ENTRIES   0, 0 bytes\n"},
       {"oxjob why logEnt:logEnt1 '2026-11-23 09:00'", "~0 no: the entry is not armed"},
