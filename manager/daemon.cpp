@@ -224,6 +224,7 @@ int serve(Manager& manager, const Definitions& definitions) {
       return manager.store.has(ComponentName{"dataEnt", name});
     });
     check_files(manager);
+    manager.collector.make_own_entry();
     log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
     log_of_run();
   });

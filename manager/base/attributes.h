@@ -19,6 +19,51 @@ inline const Oid node_snmp_version_path{11, 5, 5, 0};
 inline const Oid node_timeout_path{11, 5, 6, 0};
 inline const Oid node_retries_path{11, 5, 7, 0};
 
+// Of a log entry, "11.14.N.0".
+enum class LogAttribute : std::uint32_t {
+  title = 1,
+  key = 2,
+  id = 3,
+  component = 4,
+  names = 5,
+  start = 6,
+  interval = 7,
+  rotate = 8,
+  expire = 9,
+  status = 10,
+  active = 11,
+  last_collected = 12,
+  last_data_id = 13,
+  reload = 14,
+  failed = 15,
+  schedule = 16,
+  schedule_type = 17,
+};
+[[nodiscard]] inline Oid log_path(LogAttribute attribute) { return {11, 14, static_cast<std::uint32_t>(attribute), 0}; }
+
+// Of a data entry, "11.15.N.0".
+enum class DataAttribute : std::uint32_t {
+  title = 1,
+  key = 2,
+  id = 3,
+  start = 4,
+  component = 5,
+  names = 6,
+  interval = 7,
+  status = 8,
+  local_time = 9,
+  period = 10,
+  period_start = 11,
+  period_end = 12,
+  size = 13,
+};
+[[nodiscard]] inline Oid data_path(DataAttribute attribute) {
+  return {11, 15, static_cast<std::uint32_t>(attribute), 0};
+}
+
+// Why a collection fails, told to who asks for it.
+inline const Oid collection_error_path{10, 6, 9, 0};
+
 // The arguments of management requests, "10.7.N.0".
 enum class ManagementArgument : std::uint32_t {
   type = 1,
@@ -43,6 +88,9 @@ inline constexpr std::uint32_t database_check_code = 202;
 
 // What the manager counts: the numbers of "sysmib.oxTraps", from 1.
 [[nodiscard]] inline Oid trap_figure_path(std::uint32_t number) { return {10, 100, number, 0}; }
+
+// How it does: the numbers of "sysmib.oxManager", from 1.
+[[nodiscard]] inline Oid manager_figure_path(std::uint32_t number) { return {10, 103, number, 0}; }
 
 // What it finds wrong: the count and the texts of "sysmib.oxFaults", from 1.
 inline const Oid fault_count_path{10, 101, 1, 0};

@@ -39,6 +39,7 @@ void Store::apply(const Change& change) {
 }
 
 void Store::add(const ComponentName& name, std::uint64_t row) {
+  ++generation_;
   Components& components = types_[name.type];
   auto& [key, component] = *components.in_order.try_emplace(name.name, row).first;
   components.by_name.try_emplace(key, &component);
@@ -64,6 +65,7 @@ void Store::unset(const ComponentName& name, const Oid& path) {
 void Store::remove(const ComponentName& name) {
   const auto type = types_.find(name.type);
   if (is_built_in(name) || type == types_.end()) return;
+  ++generation_;
   for (const Relation& relation : relations_of(name)) unrelate(relation);
   type->second.by_name.erase(name.name);
   type->second.in_order.erase(name.name);

@@ -81,6 +81,9 @@ class Store {
     }
   }
 
+  // Another number when components have come or gone; from 1.
+  [[nodiscard]] std::uint64_t generation() const { return generation_; }
+
   // A name that no component of the type has: the type's name and a number.
   [[nodiscard]] std::string free_name(const std::string& type);
 
@@ -116,6 +119,7 @@ class Store {
   std::map<ComponentName, std::set<const Relation*>> by_end_;  // into relations_
   std::map<std::string, std::uint32_t> next_number_;
   AgentIndex agents_;
+  std::uint64_t generation_ = 1;
 };
 
 }  // namespace ox::manager

@@ -18,6 +18,7 @@
 #include "manager/components/vocabulary.h"
 #include "manager/events/handles.h"
 #include "manager/events/log.h"
+#include "manager/jobs/collector.h"
 #include "manager/jobs/scheduler.h"
 #include "manager/reports/persistent_waits.h"
 #include "manager/reports/subscriptions.h"
@@ -40,6 +41,7 @@ namespace ox::manager {
 struct Manager;
 // What is to be had of collected values, and goes with the data entries.
 void keep_collected(Manager& manager);
+[[nodiscard]] CollectorTools collector_tools(Manager& manager, const std::string& data_directory);
 
 struct Manager {
   Manager(asio::io_context& event_loop, const Settings& with, const std::string& data_directory)
@@ -61,9 +63,14 @@ struct Manager {
                              .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
         subscriptions(loop, settings, directory, reader, events.readers(), clients),
         waits(loop, events, clients),
-        upkeep(loop, data_directory) {
+        upkeep(loop, data_directory),
+        collector(collector_tools(*this, data_directory)) {
     figures.add("system", [this](const FigureQuestion& question, std::vector<Figure>& found) {
       add_system_figures(trap_books, faults, question.component, found);
+      collector.add_own_figures(found);
+    });
+    figures.add("logEnt", [this](const FigureQuestion& question, std::vector<Figure>& found) {
+      collector.add_fit(question, found);
     });
     keep_collected(*this);
   }
@@ -121,6 +128,7 @@ struct Manager {
   Upkeep upkeep;
   TrapBooks trap_books;
   FaultList faults;
+  Collector collector;
 };
 
 }  // namespace ox::manager

@@ -20,6 +20,11 @@ void smooth(std::chrono::microseconds& average, Clock::duration next) {
 
 }  // namespace
 
+// Those that wait hold their agents.
+Agents::~Agents() {
+  for (const auto& [key, agent] : agents_) (void)std::exchange(agent->waiting, {});
+}
+
 AgentPtr Agents::find(const Agent& agent) {
   if (agents_.size() >= forget_at_) forget_unused();
   AgentPtr& state = agents_[{agent.address, agent.version, agent.read_community}];

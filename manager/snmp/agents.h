@@ -45,6 +45,10 @@ class Agents {
  public:
   Agents(SnmpEngine& engine, const std::uint32_t& first_size) : engine_(engine), first_size_(first_size) {}
 
+  Agents(const Agents&) = delete;
+  Agents& operator=(const Agents&) = delete;
+  ~Agents();
+
   [[nodiscard]] AgentPtr find(const Agent& agent);
   // The turn comes at once, or when enough of the agent's requests have been answered.
   void wait(const AgentPtr& agent, std::shared_ptr<Turn> turn);

@@ -158,7 +158,7 @@ void Get::refused(Piece piece, const SnmpAnswer& answer) {
     return again(std::move(piece));
   }
   const OX_RESULT code = code_of_status(answer.error_status, false);
-  tell_reading({now_in_milliseconds()});
+  tell_reading({now_in_milliseconds(), {}, true, answer.error_status});
   if (index <= in_front || index > piece.names.size() + in_front) return fail(piece.names, code);
   const auto name = piece.names.begin() + static_cast<std::ptrdiff_t>(index - in_front - 1);
   fail({*name}, code);

@@ -9,6 +9,7 @@
 #include "manager/components/stored_value.h"
 #include "manager/snmp/agent.h"
 #include "manager/snmp/asker.h"
+#include "manager/snmp/columns.h"
 #include "manager/snmp/values.h"
 
 namespace ox::manager {
@@ -28,6 +29,16 @@ struct AgentWork {
   std::vector<Wanted> columns;
 };
 
+void sort_by_path(std::vector<NodePtr>& nodes) {
+  std::vector<std::pair<Oid, NodePtr>> ordered;
+  ordered.reserve(nodes.size());
+  for (NodePtr& node : nodes) ordered.emplace_back(path_of(node.get()), std::move(node));
+  std::stable_sort(ordered.begin(), ordered.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = std::move(ordered[i].second);
+}
+
+}  // namespace
+
 NodePtr figure_node(const Figure& figure) {
   NodePtr node = named_node(figure.path);
   OX_RESULT result = OX_OK;
@@ -41,36 +52,6 @@ NodePtr figure_node(const Figure& figure) {
   if (result != OX_OK) throw std::bad_alloc();
   return node;
 }
-
-bool is_readable(const Oid& path) {
-  std::uint32_t node = 0;
-  return oxbEntry(oid_text(path).c_str(), &node) == OX_OK && (oxbAccessControl(node) & OXB_READ) != 0;
-}
-
-// The readable leaves of an agent at and below a selection.
-std::vector<Oid> agent_columns(const Selection& selection) {
-  std::vector<Oid> columns;
-  for (std::uint32_t leaf = oxbTraverse(selection.node, 0); leaf != 0; leaf = oxbTraverse(selection.node, leaf)) {
-    if (oxbAmibInterface(leaf) != OXB_SNMP || (oxbAccessControl(leaf) & OXB_READ) == 0) continue;
-    const char* path = nullptr;
-    if (oxbApToNum(leaf, &path) != OX_OK) continue;
-    const auto oid = parse_oid(path);
-    if (!oid) continue;
-    // Below a leaf, numbers of its instance may have been given.
-    columns.push_back(is_under(selection.path, *oid) ? selection.path : *oid);
-  }
-  return columns;
-}
-
-void sort_by_path(std::vector<NodePtr>& nodes) {
-  std::vector<std::pair<Oid, NodePtr>> ordered;
-  ordered.reserve(nodes.size());
-  for (NodePtr& node : nodes) ordered.emplace_back(path_of(node.get()), std::move(node));
-  std::stable_sort(ordered.begin(), ordered.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-  for (std::size_t i = 0; i < nodes.size(); ++i) nodes[i] = std::move(ordered[i].second);
-}
-
-}  // namespace
 
 // A question until its answer. The stored values are read when it starts; then each agent is asked by one get of
 // instances and one walk of columns, and what they hand back goes to its place.

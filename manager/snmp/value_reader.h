@@ -33,6 +33,7 @@ struct SelectionWords {
   std::uint32_t function = 0;
   std::uint32_t count = 0;
 };
+[[nodiscard]] NodePtr figure_node(const Figure& figure);
 struct FigureQuestion {
   const ComponentName& component;
   const Oid& top;  // only what stands there and below is wanted: what is dear is best had when it is named

@@ -33,6 +33,7 @@ struct Reading {
   std::int64_t at = 0;                    // milliseconds since 1970
   std::optional<std::uint32_t> uptime{};  // of the agent, hundredths of a second
   bool asked = true;                      // false: the agent is silent, and was only probed
+  std::uint32_t error_status = 0;         // of the whole answer, for what it refuses
 };
 
 // Who asked. The operation keeps it alive.

@@ -120,6 +120,7 @@ bool Walk::end_columns(const Rows& rows, const SnmpAnswer& answer) {
   const std::size_t last = one ? first + 1 : rows.columns;
   bool more = true;
   if (answer.error_status != status_no_such_name) {
+    receiver_->reading({now_in_milliseconds(), {}, true, answer.error_status});
     const OX_RESULT code = code_of_status(answer.error_status, false);
     for (std::size_t i = first; i < last && more; ++i)
       more = receiver_->refuse(columns_[i].slot, columns_[i].top, code);

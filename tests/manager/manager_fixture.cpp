@@ -1,6 +1,7 @@
 #include "tests/manager/manager_fixture.h"
 
 #include <sstream>
+#include <thread>
 
 #include <oxbase/oxb.h>
 
@@ -61,8 +62,9 @@ void ManagerTest::start_manager() {
   load_components(*manager_, [](bool loaded) { ASSERT_TRUE(loaded); });
 }
 
-void ManagerTest::restart() {
+void ManagerTest::restart(std::chrono::milliseconds down) {
   manager_.reset();
+  std::this_thread::sleep_for(down);
   start_manager();
 }
 

@@ -1,6 +1,7 @@
 // A manager without its pipe: requests go straight to the router.
 #pragma once
 
+#include <chrono>
 #include <optional>
 
 #include "manager/requests/manager.h"
@@ -43,8 +44,8 @@ class ManagerTest : public testing::Test {
 
   // "type:name", path, and the value or the error.
   static std::string shown(dnode* node);
-  // Ends the manager without a word and starts another on the same files.
-  void restart();
+  // Ends the manager without a word and starts another on the same files, after some time.
+  void restart(std::chrono::milliseconds down = {});
 
   struct Exchange {
     std::string words;
