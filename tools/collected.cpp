@@ -78,8 +78,11 @@ void take_number(Value& value) {
   const double number = std::strtod(value.text.c_str(), &end);
   if (value.number || value.text.empty() || *end != '\0') return;
   value.number = number;
-  value.exact = number;
+  value.exact = nlohmann::json::parse(value.text, nullptr, false);
 }
+
+// Of the first round there is no rate, and that is no gap.
+bool says_nothing(const oxdMatrixItem& cell) { return cell.length == 0 && cell.type == 0 && cell.status == 0; }
 
 // One piece of collected values, taken apart into rounds.
 class Piece {
@@ -98,6 +101,7 @@ class Piece {
   void take(std::size_t round, const TakeRound& take_round) {
     Round made{std::uint64_t{time(round)} * 1000, {}};
     for (const oxdMatrixItem* cell : cells_[round]) {
+      if (made_ && says_nothing(*cell)) continue;
       const std::size_t number = number_of(*cell);
       if (number != left_out) made.values.push_back(value_of(*cell, number, series_[number]));
       if (number != left_out && made_) take_number(made.values.back());

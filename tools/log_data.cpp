@@ -1,6 +1,7 @@
 #include "tools/log_data.h"
 
 #include <algorithm>
+#include <array>
 
 #include "platform/terminal.h"
 #include "tools/gap_reasons.h"
@@ -250,17 +251,43 @@ GapRow gap_row(const std::map<std::uint32_t, Cell>& columns) {
 
 }  // namespace
 
-int show_gaps(const LogCall& call, const DataOptions& options) {
-  attach_names();
-  const ZonePtr zone = open_zone();
-  (void)entry(call.manager, log_family, call.name);
-  const Window window = options.window(call, zone.get(), "");
+namespace {
+
+// Runs of one reason become one row: a silent agent has a run for each time that it was asked again.
+std::vector<GapRow> summed(const std::vector<GapRow>& gaps) {
+  std::map<std::array<std::string, 4>, GapRow> sums;
+  for (const GapRow& gap : gaps) {
+    const auto [found, first] = sums.try_emplace({gap.component, gap.attribute, gap.index, gap.reason}, gap);
+    if (first) continue;
+    found->second.from = std::min(found->second.from, gap.from);
+    found->second.to = std::max(found->second.to, gap.to);
+    found->second.rounds += gap.rounds;
+    found->second.values += gap.values;
+  }
+  std::vector<GapRow> rows;
+  for (auto& [key, row] : sums) rows.push_back(std::move(row));
+  std::stable_sort(rows.begin(), rows.end(), [](const GapRow& a, const GapRow& b) { return a.values > b.values; });
+  return rows;
+}
+
+std::vector<GapRow> gaps_of(const LogCall& call, const Window& window, const Choice& choice) {
   std::vector<GapRow> gaps;
   for (const auto& [number, columns] :
        ledger(call.manager, "logEnt:" + name_of(call), gap_path, {{window.from, window.to, 0, 0, window.rounds}})) {
-    gaps.push_back(gap_row(columns));
+    GapRow gap = gap_row(columns);
+    if (choice.holds({gap.component, gap.attribute, gap.index})) gaps.push_back(std::move(gap));
   }
-  std::stable_sort(gaps.begin(), gaps.end(), [](const GapRow& a, const GapRow& b) { return a.values > b.values; });
+  return gaps;
+}
+
+}  // namespace
+
+int show_gaps(const LogCall& call, const DataOptions& options, bool each) {
+  attach_names();
+  const ZonePtr zone = open_zone();
+  (void)entry(call.manager, log_family, call.name);
+  std::vector<GapRow> gaps = gaps_of(call, options.window(call, zone.get(), ""), options.choice());
+  if (!each) gaps = summed(gaps);
   Rows rows(call.form, {{"COMPONENT", "component"},
                         {"ATTRIBUTE", "attribute"},
                         {"INDEX", "index"},
@@ -270,7 +297,6 @@ int show_gaps(const LogCall& call, const DataOptions& options) {
                         {"ROUNDS", "rounds", true},
                         {"VALUES", "values", true}});
   for (const GapRow& gap : gaps) {
-    if (!options.choice().holds({gap.component, gap.attribute, gap.index})) continue;
     rows.add({gap.component,
               gap.attribute,
               gap.index,

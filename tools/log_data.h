@@ -35,6 +35,7 @@ struct PlotOptions {
 int show_data(const LogCall& call, const DataOptions& options);
 int export_data(const LogCall& call, const DataOptions& options, const std::string& file);
 int plot_data(const LogCall& call, const DataOptions& options, const PlotOptions& plot);
-int show_gaps(const LogCall& call, const DataOptions& options);
+// One row for each reason, the most values first; or each run of rounds, in the order of the ledger.
+int show_gaps(const LogCall& call, const DataOptions& options, bool each);
 
 }  // namespace tool

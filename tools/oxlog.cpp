@@ -27,6 +27,7 @@ struct Line {
   tool::FormOptions form;
   bool yes = false;
   bool force = false;
+  bool each = false;
   std::string file;
   tool::NewLogEntry wanted;
   tool::DataOptions data;
@@ -76,8 +77,12 @@ const std::vector<Command>& commands() {
          command.add_option("-o,--output", line.file, "file, which is there whole or stays as it was");
        },
        [](const Line& line) { return tool::export_data(line.call(), line.data, line.file); }},
-      {"gaps", "what was due and is not there, and why; the most first", true, true, data,
-       [](const Line& line) { return tool::show_gaps(line.call(), line.data); }},
+      {"gaps", "what was due and is not there, and why; the most first", true, true,
+       [](CLI::App& command, Line& line) {
+         line.data.add_to(command);
+         command.add_flag("--each", line.each, "each run of rounds, not one sum for each reason");
+       },
+       [](const Line& line) { return tool::show_gaps(line.call(), line.data, line.each); }},
       {"plot", "curves with their gaps, in the terminal or as a picture (default: of the last day)", true, false,
        [](CLI::App& command, Line& line) {
          line.data.add_to(command);
