@@ -75,6 +75,21 @@ int hold_mark(platform::ServiceMark& mark) {
               "nothing, when it is the right one; else end it (kill " + id + ") or work elsewhere: OXBASE_SYSTEM");
 }
 
+// Who asks for the services whose work is done here finds them running.
+struct JobMarks {
+  JobMarks() {
+    for (const auto& [mark, name] : {std::pair{&commands, "Oxcmd"}, std::pair{&collection, "Oxlogd"}}) {
+      const platform::Error error = mark->hold(name);
+      if (error == platform::error_none) continue;
+      log(Severity::warning, std::string("the mark of the service ") + name +
+                                 " is held by somebody else; who asks for it " + "is told of that one (system error " +
+                                 std::to_string(error) + ")");
+    }
+  }
+  platform::ServiceMark commands;
+  platform::ServiceMark collection;
+};
+
 // The definition files in use, and whether the tree is one of older files.
 struct Definitions {
   std::vector<std::string> files;
@@ -125,13 +140,14 @@ bool take_up(Manager& manager, const std::string& data) {
   };
   name_old_files(data);
   return ensure_directory(data) && manager.components.open(tell) && manager.events.open(tell) &&
-         manager.collected_file.open(tell);
+         manager.collected_file.open(tell) && manager.run_ledger.open(tell);
 }
 
 // Beside the work; what turns out to be damaged is set aside.
 void check_files(Manager& manager) {
   manager.events.check();
   manager.collected_file.check();
+  manager.run_ledger.check();
   manager.components.check(manager.loop, manager.store);
 }
 
@@ -211,6 +227,7 @@ int serve(Manager& manager, const Definitions& definitions) {
     manager.loop.stop();
   });
   announce_faults(manager);
+  manager.commands.end_left_over(manager.run_ledger.running());
   std::optional<TreeWait> wait;
   if (definitions.outdated) wait.emplace(manager.loop, manager.clients, manager.faults, definitions.files);
   TrapReceiver traps(manager.loop, manager.settings, manager.store.agents(), manager.events, manager.trap_books,
@@ -229,6 +246,7 @@ int serve(Manager& manager, const Definitions& definitions) {
     log_of_run();
   });
   run(manager.loop);
+  manager.commands.end();
   if (code == 0 && manager.settings.trap_port != 0) traps.end();
   return code.value_or(0);
 }
@@ -240,6 +258,7 @@ int run_daemon() {
   Reload reload(loop);
   platform::ServiceMark mark;
   if (find_installation() != 0 || hold_mark(mark) != 0) return 1;
+  const JobMarks job_marks;
   FaultList faults;
   Settings settings;
   (void)read_settings(settings_file(), settings, faults.sink());

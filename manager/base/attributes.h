@@ -64,6 +64,30 @@ enum class DataAttribute : std::uint32_t {
 // Why a collection fails, told to who asks for it.
 inline const Oid collection_error_path{10, 6, 9, 0};
 
+// Of a command entry, by the numbers of its attributes.
+enum class CommandAttribute : std::uint32_t {
+  command = 1,
+  argument = 2,
+  start_time = 3,
+  interval = 4,
+  admin_status = 5,
+  oper_status = 6,
+  id = 7,
+  mode = 8,
+  schedule = 10,
+  invalid_command = 11,
+  invalid_argument = 12,
+  last_error = 13,
+  next_start = 14,
+  last_start = 15,
+  last_exit_status = 16,
+};
+[[nodiscard]] inline Oid command_path(CommandAttribute attribute) {
+  return {11, 23, static_cast<std::uint32_t>(attribute), 0};
+}
+// A column of its runs, from 1, below that and with the number of the run behind.
+inline const Oid command_runs_path{11, 23, 17};
+
 // The arguments of management requests, "10.7.N.0".
 enum class ManagementArgument : std::uint32_t {
   type = 1,

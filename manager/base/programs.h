@@ -35,9 +35,10 @@ class Programs {
   explicit Programs(Clock& clock) : clock_(clock), timer_(clock.timer()) {}
   Programs(const Programs&) = delete;
   Programs& operator=(const Programs&) = delete;
+  virtual ~Programs() = default;
 
   // `done` is called once, from the event loop; may be empty. When memory is lacking nothing has been started.
-  [[nodiscard]] platform::Error start(const Order& order, Identity& identity, Done done);
+  [[nodiscard]] virtual platform::Error start(const Order& order, Identity& identity, Done done);
   // Ends one that runs, with all it has started; it is done with soon.
   void kill(std::uint32_t process);
   [[nodiscard]] std::size_t running() const { return running_.size(); }

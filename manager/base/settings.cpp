@@ -41,6 +41,10 @@ constexpr std::array numbers{
     Number{"TrapRepeatWindow", &Settings::trap_repeat_window, 0, 86400, true},
     Number{"TrapReportInterval", &Settings::trap_report_interval, 1, 86400},
     Number{"TrapActions", &Settings::trap_actions, 0, 1000, true},
+    Number{"CommandTimeout", &Settings::command_timeout, 1, 31'536'000},
+    Number{"JobsAtOnce", &Settings::jobs_at_once, 1, 1000},
+    Number{"RunLedgerAge", &Settings::run_ledger_age, 1, 36500},
+    Number{"RunLedgerRuns", &Settings::run_ledger_runs, 1, 1'000'000},
 };
 
 struct Text {
@@ -50,6 +54,7 @@ struct Text {
 };
 constexpr std::array texts{
     Text{"TrapAddress", &Settings::trap_address, true},
+    Text{"CommandPath", &Settings::command_path, false},
     Text{"CommunityName", &Settings::community_name, true},
     Text{"SockPort", &Settings::sock_port, false},
 };

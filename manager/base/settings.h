@@ -35,7 +35,12 @@ struct Settings {
   std::uint32_t trap_repeat_window = 5;       // seconds in which the same trap is counted as a repeat; 0: never
   std::uint32_t trap_report_interval = 10;    // seconds between two events about traps that were lost
   std::uint32_t trap_actions = 8;             // actions of trap definitions that run at once
-  std::string community_name;                 // these two are the library's, which reads them itself
+  std::uint32_t command_timeout = 3600;       // seconds that a command of an entry may run
+  std::uint32_t jobs_at_once = 16;            // commands of entries that run at once
+  std::string command_path;              // folders of their programs, with ";" between them; empty: the installation's
+  std::uint32_t run_ledger_age = 90;     // days that what became of due times is kept
+  std::uint32_t run_ledger_runs = 1000;  // of each entry, at the most
+  std::string community_name;            // these two are the library's, which reads them itself
   std::string sock_port;
 };
 

@@ -85,7 +85,7 @@ std::optional<Moment> next_moment(const Plan& plan, std::uint32_t after) {
   return event;
 }
 
-Run run_of_boundaries(const Plan& plan, std::uint32_t boundary, std::uint32_t until) {
+Boundaries run_of_boundaries(const Plan& plan, std::uint32_t boundary, std::uint32_t until) {
   const std::uint32_t length = plan.period.seconds();
   if (length == 0 || until <= boundary) return {1, boundary};
   if (plan.schedule != nullptr) {

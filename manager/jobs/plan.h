@@ -42,10 +42,10 @@ struct Moment {
 [[nodiscard]] bool is_open(const Plan& plan, std::uint32_t at);
 // Of a boundary and those behind it, up to `until`: how many follow each other at the same distance (at least 1), and
 // the last of them.
-struct Run {
+struct Boundaries {
   std::uint64_t count = 1;
   std::uint32_t last = 0;
 };
-[[nodiscard]] Run run_of_boundaries(const Plan& plan, std::uint32_t boundary, std::uint32_t until);
+[[nodiscard]] Boundaries run_of_boundaries(const Plan& plan, std::uint32_t boundary, std::uint32_t until);
 
 }  // namespace ox::manager

@@ -49,9 +49,15 @@ std::optional<Moment> Scheduler::next(Id id) const {
 }
 
 void Scheduler::place(Id id, Entry& entry, std::uint32_t after) {
-  if (entry.next) order_.erase({entry.next->time, id});
+  auto place = entry.next ? order_.extract({entry.next->time, id}) : decltype(order_)::node_type();
   entry.next = next_moment(entry.plan, after);
-  if (entry.next) order_.insert({entry.next->time, id});
+  if (!entry.next) return;
+  if (place.empty()) {
+    order_.insert({entry.next->time, id});
+  } else {  // no want of memory takes an entry away
+    place.value() = {entry.next->time, id};
+    order_.insert(std::move(place));
+  }
 }
 
 // A wait that ends early enough goes on.
@@ -70,6 +76,7 @@ void Scheduler::wait() {
 
 void Scheduler::work() {
   waiting_until_ = 0;
+  wait();  // whatever becomes of this turn
   look_at_clock();
   const auto end = turn_end();
   while (!order_.empty() && std::int64_t{order_.begin()->first} * 1000 <= clock_.wall()) {
@@ -124,7 +131,7 @@ void Scheduler::tell_first() {
   Due due{moment.time, moment.kinds, Arrival::come, 1, moment.time};
   const std::uint32_t until = missed_until(entry, moment.time);
   if (until > moment.time + still_late && moment.kinds == due_interval) {
-    const Run run = run_of_boundaries(entry.plan, moment.time, until - still_late);
+    const Boundaries run = run_of_boundaries(entry.plan, moment.time, until - still_late);
     if (run.count > many) {
       due.count = run.count;
       due.last = run.last;
@@ -132,6 +139,7 @@ void Scheduler::tell_first() {
   }
   place(id, entry, due.last);
   due.arrival = arrival(entry, due.last, entry.next);
+  due.latest = !entry.next || entry.next->time > now();
   entry.told = std::max(entry.told, due.last);
   if (due.kinds == 0) return;
   try {

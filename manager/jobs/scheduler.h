@@ -33,6 +33,7 @@ struct Due {
   // Of more than a thousand boundaries that were missed, those at the same distance are told together.
   std::uint64_t count = 1;
   std::uint32_t last = 0;  // of them
+  bool latest = true;      // nothing else of the entry has come since
   [[nodiscard]] bool missed() const { return arrival == Arrival::manager_down || arrival == Arrival::clock_set; }
 };
 

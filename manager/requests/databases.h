@@ -6,6 +6,7 @@
 
 #include "manager/components/file.h"
 #include "manager/events/store.h"
+#include "manager/jobs/run_ledger.h"
 #include "manager/series/books.h"
 #include "manager/series/collected_file.h"
 #include "manager/storage/snapshots.h"
@@ -16,6 +17,7 @@ inline constexpr std::array databases{
     DatabaseShape{"components.db", &ComponentFile::tables},
     DatabaseShape{"events.db", &EventStore::tables},
     DatabaseShape{"collected.db", &CollectedFile::tables, &check_books},
+    DatabaseShape{"jobs.db", &RunLedger::tables},
 };
 
 // Those of a folder that no manager works on.

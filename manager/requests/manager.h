@@ -19,6 +19,8 @@
 #include "manager/events/handles.h"
 #include "manager/events/log.h"
 #include "manager/jobs/collector.h"
+#include "manager/jobs/commands.h"
+#include "manager/jobs/run_ledger.h"
 #include "manager/jobs/scheduler.h"
 #include "manager/reports/persistent_waits.h"
 #include "manager/reports/subscriptions.h"
@@ -63,8 +65,24 @@ struct Manager {
                              .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
         subscriptions(loop, settings, directory, reader, events.readers(), clients),
         waits(loop, events, clients),
+        run_ledger(loop, clock, settings, data_directory),
+        commands(
+            {.scheduler = scheduler,
+             .programs = programs,
+             .store = store,
+             .zone = zone,
+             .settings = settings,
+             .book = run_ledger,
+             .warn = [this](const std::string& summary, const std::string& detail) { events.tell(3, summary, detail); },
+             .commit = [this](std::span<const Change> batch) { return commit(batch); }}),
         upkeep(loop, data_directory),
         collector(collector_tools(*this, data_directory)) {
+    entries.keep("cmdEnt", {.changed = [this](const ComponentName& name, EntryChanges::What what,
+                                              std::span<const Oid> paths) { commands.changed(name, what, paths); },
+                            .check = [this](Change& change) { return commands.check(change); }});
+    figures.add("cmdEnt", [this](const FigureQuestion& question, std::vector<Figure>& found) {
+      commands.add_figures(question, found);
+    });
     figures.add("system", [this](const FigureQuestion& question, std::vector<Figure>& found) {
       add_system_figures(trap_books, faults, question.component, found);
       collector.add_own_figures(found);
@@ -125,6 +143,8 @@ struct Manager {
   Subscriptions subscriptions;
   DataStreams streams{series, clients};
   PersistentWaits waits;
+  RunLedger run_ledger;
+  Commands commands;
   Upkeep upkeep;
   TrapBooks trap_books;
   FaultList faults;

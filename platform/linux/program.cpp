@@ -76,6 +76,7 @@ struct Spawn {
 }  // namespace
 
 const int reload_signal = SIGHUP;
+const bool takes_line_as_it_is = false;
 
 struct Program::Process {
   ~Process() {

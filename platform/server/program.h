@@ -15,6 +15,9 @@ namespace ox::platform {
 // The signal that asks a daemon to read its settings again; 0 where the system has none.
 extern const int reload_signal;
 
+// Whether a program is given its command line as it stands, and takes it apart itself.
+extern const bool takes_line_as_it_is;
+
 struct ProgramSetting {
   std::vector<std::string> variables{};  // "NAME=value", in place of this process's own of the same names
   std::string output_file{};             // its output and errors are appended to it

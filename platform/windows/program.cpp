@@ -60,6 +60,7 @@ Handle job_of(HANDLE process, bool outlives) {
 }  // namespace
 
 const int reload_signal = 0;
+const bool takes_line_as_it_is = true;
 
 struct Program::Process {
   ~Process() {

@@ -59,6 +59,7 @@ void ManagerTest::start_manager() {
   ASSERT_TRUE(manager_->components.open(no_faults));
   ASSERT_TRUE(manager_->events.open(no_faults));
   ASSERT_TRUE(manager_->collected_file.open(no_faults));
+  ASSERT_TRUE(manager_->run_ledger.open(no_faults));
   load_components(*manager_, [](bool loaded) { ASSERT_TRUE(loaded); });
 }
 
