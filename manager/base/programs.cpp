@@ -27,14 +27,6 @@ platform::Error Programs::start(const Order& order, Identity& identity, Done don
   return platform::error_none;
 }
 
-void Programs::kill(std::uint32_t process) {
-  for (const auto& running : running_) {
-    if (running->program.id() != process) continue;
-    running->killed = true;
-    running->program.kill_without_waiting();
-  }
-}
-
 void Programs::wait() {
   timer_->wait(between_looks, [this] { look(); });
 }

@@ -22,7 +22,7 @@ class Programs {
   };
   struct End {
     int status = 0;
-    bool killed = false;  // by the limit, or because it was asked for
+    bool killed = false;  // since it had run for its limit
     std::string output{};
   };
   // As the database knows it.
@@ -39,9 +39,6 @@ class Programs {
 
   // `done` is called once, from the event loop; may be empty. When memory is lacking nothing has been started.
   [[nodiscard]] virtual platform::Error start(const Order& order, Identity& identity, Done done);
-  // Ends one that runs, with all it has started; it is done with soon.
-  void kill(std::uint32_t process);
-  [[nodiscard]] std::size_t running() const { return running_.size(); }
 
  private:
   struct Running {

@@ -141,6 +141,7 @@ OX_RESULT command_order(const std::string& program, const std::string& argument,
     order.setting.rest_of_line = argument;
     return OX_OK;
   }
+  if (argument.empty()) return OX_OK;
   std::string line = argument;
   std::vector<char*> words(most_words);
   std::uint32_t count = 0;

@@ -1,6 +1,7 @@
 #include "manager/jobs/commands.h"
 
 #include <algorithm>
+#include <new>
 #include <random>
 #include <utility>
 
@@ -272,8 +273,12 @@ void Commands::start(Entry& entry, Run run, const Programs::Order& order, Runnin
   std::string why = "its record cannot be written";
   if (with_.book.commit()) {
     Running& running = running_[run.key];
-    const auto error = with_.programs.start(order, running.identity,
-                                            [this, key = run.key](const Programs::End& end) { ended(key, end); });
+    platform::Error error = platform::error_quota;
+    try {
+      error = with_.programs.start(order, running.identity,
+                                   [this, key = run.key](const Programs::End& end) { ended(key, end); });
+    } catch (const std::bad_alloc&) {  // nothing runs then
+    }
     if (error == platform::error_none) {
       program.process = running.identity.process;
       program.started = running.identity.started;

@@ -207,6 +207,7 @@ bool RunLedger::read(std::uint64_t key, Run& run) {
 void RunLedger::tidy() {
   tidying_->wait(between_tidyings, [this] { tidy(); });
   const Pace::Step step(pace_);
+  if (scheduled_) (void)commit();
   auto at = states_.upper_bound(tidied_);
   while (at != states_.end() && Pace::Clock::now() < step.until() && tidy_entry(at->first, at->second)) {
     const auto here = at++;

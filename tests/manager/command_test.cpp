@@ -39,7 +39,7 @@ struct MemoryBook final : RunBook {
   [[nodiscard]] bool commit() override { return takes; }
   [[nodiscard]] std::vector<Run> read(std::uint64_t, const Window&) override { return {}; }
   bool read(std::uint64_t key, Run& run) override {
-    const Row& row = rows[key >> 32][(key & 0xFFFFFFFF) - 1];
+    const Row& row = rows[key >> 32][static_cast<std::size_t>(key & 0xFFFFFFFF) - 1];
     run = {.key = key, .due = row.due, .count = row.count, .start = row.start * std::uint64_t{1000}};
     run.command.assign(row.size, 'x');
     return true;
@@ -261,7 +261,7 @@ std::vector<std::uint32_t> expected(const Zone& zone, const std::vector<int>& ti
 
 TEST_F(CommandTest, AYearOfAThousandSchedulesHasOneRecordForEachDueTime) {
   constexpr int year = 2026;
-  constexpr int schedules = 1000;
+  constexpr int schedules = OX_SCHEDULES;
   Zone zones[] = {Zone(berlin), Zone("EST5EDT,M3.2.0,M11.1.0"), Zone("AEST-10AEDT,M10.1.0,M4.1.0/3")};
   const std::int64_t start = 1'767'139'200;  // 2025-12-31 00:00:00 UTC
   VirtualClock clock(start, 3'600'000);

@@ -25,14 +25,14 @@ namespace {
 constexpr int entries = 4;
 enum : std::uint32_t { running = 0, ran = 1, late = 2, killed = 6, lost = 7 };
 
-// The command: it says in a file for what it runs, and rests.
+// The command: it says in a file for what it runs, and rests, at times for so long that only somebody else ends it.
 int runs_a_job(OtherProcess& owner) {
   const std::string line = std::string(std::getenv("OX_ENTRY")) + ' ' + std::getenv("OX_DUE") + ' ' +
                            std::to_string(platform::process_id()) + '\n';
   std::FILE* const file = std::fopen(owner.text().c_str(), "ab");
   (void)std::fwrite(line.data(), 1, line.size(), file);
   (void)std::fclose(file);
-  platform::sleep_ms(400);
+  platform::sleep_ms(std::atoi(std::getenv("OX_DUE")) % 3 == 0 ? 60'000 : 400);
   return 0;
 }
 [[maybe_unused]] const bool declared = OtherProcess::declare("runs a job", runs_a_job);
