@@ -9,7 +9,7 @@
 namespace tool {
 namespace {
 
-// How the parts of a drawing are written.
+// The characters that a drawing is made of.
 struct Signs {
   int across, down;  // dots of a character
   const char *side, *tick, *corner, *line, *mark, *shade;
