@@ -24,7 +24,7 @@ class CollectorTest : public EventManagerTest {
             {"set logEnt:a 11.14.10.0 2", "195; logEnt:a 11.14.10.0 ! 195"},
             {"set logEnt:a 11.14.7.0 5x", "70; logEnt:a 11.14.7.0 ! 70"}});
     ASSERT_EQ('0', ask("set logEnt:a 11.14.4.0 node:* logEnt:a 11.14.5.0 .2.1.0,.2.2.1.{7,8} logEnt:a 11.14.7.0 1s "
-                       "logEnt:a 11.14.8.0 1D logEnt:a 11.14.9.0 1W logEnt:a 11.14.10.0 2")[0]);
+                       "logEnt:a 11.14.8.0 1Y logEnt:a 11.14.9.0 1Y logEnt:a 11.14.10.0 2")[0]);
   }
   [[nodiscard]] const LogCollection& entry() const { return *manager_->collector.find({"logEnt", "a"}); }
   [[nodiscard]] Counts counts() const { return manager_->series.counts(manager_->series.find("dataEnt1")); }

@@ -1,5 +1,6 @@
 #include "tests/manager/manager_fixture.h"
 
+#include <memory>
 #include <sstream>
 #include <thread>
 
@@ -63,8 +64,11 @@ void ManagerTest::start_manager() {
   load_components(*manager_, [](bool loaded) { ASSERT_TRUE(loaded); });
 }
 
+// What the loop had still to do for the manager goes with it, as with its process.
 void ManagerTest::restart(std::chrono::milliseconds down) {
   manager_.reset();
+  std::destroy_at(&loop_);
+  std::construct_at(&loop_);
   std::this_thread::sleep_for(down);
   start_manager();
 }
