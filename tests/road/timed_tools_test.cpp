@@ -1,7 +1,13 @@
 // The tools for what the manager does at set times, as people and scripts call them.
+#include <chrono>
+#include <memory>
+#include <thread>
+
 #include "tests/road/daemon.h"
 #include "tests/support/installation.h"
 #include "tests/support/registry.h"
+#include "tests/support/snmpd.h"
+#include "tests/support/system_root.h"
 
 namespace ox::test {
 namespace {
@@ -100,6 +106,64 @@ TEST(TimedTools, LogEntriesAreMadeAndDeleted) {
       {"oxlog data logEnt1 --last x", "~2 \"x\" is neither a number of rounds nor a period, as 6h"},
       {"oxlog", "~2 subcommand"},
   });
+}
+
+// Runs a line until it prints that, a minute at most.
+void await(const std::string& line, const std::string& text) {
+  std::string printed;
+  for (int i = 0; i < 300 && printed.find(text) == printed.npos; ++i) {
+    if (i != 0) std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    printed = run(line);
+  }
+  EXPECT_NE(printed.npos, printed.find(text)) << text << " in what is printed by " << line << '\n' << printed;
+}
+
+TEST(TimedTools, ValuesAreCollectedShownAndMissed) {
+  Daemon daemon;
+  auto agent = std::make_unique<Snmpd>(system_root() + "/agent");
+  const std::string file = native(system_root() + "/values");
+  const std::string node = "obj.node.nodeAddress.0 127.0.0.1 obj.node.nodeSnmpVersion.0 v2c obj.node.nodePort.0 ";
+  expect({
+      {"oxset --add node:a " + node + std::to_string(agent->port()), "0 "},
+      {"oxset --add node:mute " + node + "1", "0 "},
+      {"oxlog create node:a .interfaces.ifTable.ifEntry.ifInOctets,.system.sysDescr.0 -i 1s --title 'a & b' --start",
+       "~0 FITS            yes\n"},
+      {"oxlog create node:mute .system.sysUpTime.0 -i 1s", "0 logEnt2\n"},
+      {"oxlog fit logEnt2", "~1 node:mute silent"},
+      {"oxlog start logEnt2", "~1 \noxlog: logEnt:logEnt2 cannot fit: node:mute silent\n  next: a longer interval"},
+      {"oxlog start logEnt2 --force", "~0 FITS            no\n"},
+  });
+  await("oxlog data logEnt1 --rate --attribute ifIn* --index 1 --csv", "ifInOctets,1,");
+  expect({
+      {"oxlog list", "~0   running  node:a "},
+      {"oxlog show logEnt1", "~0 collecting "},
+      {"oxlog data logEnt1 --last 1 --attribute sysDescr", "~0   0      agent of the tests\n"},
+      {"oxlog data logEnt1 --step 1h --function max --attribute sysDescr --csv", "~0 time,component,attribute"},
+      {"oxlog data logEnt1 --step 1h --function max --attribute *.10 --component none", "~0 nothing collected there"},
+      {"oxlog export logEnt1 --json -o " + file, "~0  values\n"},
+      {"oxlog plot logEnt1 --ascii --columns 60", "~0 a & b (logEnt:logEnt1)\n\na ifInOctets.1   min "},
+      {"oxlog plot logEnt1 --svg -", "~0 <title>a &amp; b (logEnt:logEnt1)</title>"},
+  });
+  expect_parts(read_text(file),
+               {"\"component\":\"node:a\",\"attribute\":\".system.sysDescr\",\"index\":\"0\",\"value\":"
+                "\"agent of the tests\",\"text\":\"agent of the tests\",\"gap\":null}"});
+  agent.reset();
+  await("oxlog gaps logEnt1", "no answer");
+  await("oxlog data logEnt1 --last 2 --csv", "agent silent");
+  expect({
+      {"oxlog gaps logEnt1 --component b", "0 "},
+      {"oxlog gaps logEnt1 --each --csv", "~0 ,no answer,"},
+      {"oxlog stop logEnt1", "0 "},
+      {"oxlog delete logEnt1 -y", "~0 oxlog: deleting logEnt:logEnt1 and its 1 data entries ("},
+  });
+}
+
+TEST(TimedTools, RunsOfAJobAreTold) {
+  Daemon daemon;
+  expect({{"oxjob create oxset -n stamp -i 1s -- -v node:none obj.cmn.cmnName.0 'a b'", "0 stamp\n"}});
+  await("oxjob runs stamp --csv", ",1,oxset");
+  await("oxjob list", "last run failed");
+  expect({{"oxjob runs stamp --last 1 --to 1", "0 "}, {"oxjob show stamp", "~0 \nLAST EXIT "}});
 }
 
 }  // namespace
