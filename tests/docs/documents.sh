@@ -1,8 +1,8 @@
 #!/bin/bash
-# Runs the commands of README.md and docs/getting-started.md as they stand there, one after the other in one shell, in a
-# copy of the source tree, with an empty home and environment, as somebody who reads them types them.
+# Runs the commands of README.md, docs/getting-started.md and docs/collection.md as they stand there, one after the other
+# in one shell, in a copy of the source tree, with an empty home and environment, as somebody who reads them types them.
 #
-# In those two files: a fenced "sh" block is run; a fenced "text" block behind it is what it prints, where "…" stands for
+# In those files: a fenced "sh" block is run; a fenced "text" block behind it is what it prints, where "…" stands for
 # anything; a fenced block with a file's name behind its language is that file. Indented blocks are not run.
 # usage: documents.sh SOURCE
 set -euo pipefail
@@ -48,11 +48,12 @@ trap 'kill $(jobs -p) 2>/dev/null; wait' EXIT
 END_OF_HEAD
   script_of README.md
   script_of docs/getting-started.md
+  script_of docs/collection.md
   echo "echo every block ran"
 } >"$scratch/script"
 
 # Other programs of this machine may use the ports that the documents name.
-sed -i "s/8162/$((20000 + $$ % 12000))/g" "$scratch/script"
+sed -i "s/8162/$((20000 + $$ % 12000))/g; s/8161/$((32000 + $$ % 12000))/g" "$scratch/script"
 cd "$scratch/oxbase"
 env -i HOME="$scratch/home" PATH=/usr/local/bin:/usr/bin:/bin CCACHE_DIR="${CCACHE_DIR:-$source/build/ccache}" \
   timeout 1500 bash "$scratch/script"
