@@ -20,7 +20,7 @@
 #include "manager/traps/receiver.h"
 #include "manager/tree_wait.h"
 #include "platform/named_event.h"
-#include "platform/server/program.h"
+#include "platform/program.h"
 #include "platform/service.h"
 
 namespace ox::manager {

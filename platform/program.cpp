@@ -1,4 +1,4 @@
-#include "platform/server/program.h"
+#include "platform/program.h"
 
 #include <algorithm>
 #include <thread>

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/error.h"
-#include "platform/server/program.h"
+#include "platform/program.h"
 
 namespace ox::platform {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "manager/base/clock.h"
-#include "platform/server/program.h"
+#include "platform/program.h"
 
 namespace ox::manager {
 

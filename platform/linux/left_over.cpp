@@ -10,9 +10,8 @@
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
-#include "platform/linux/process_start.h"
 #include "platform/process_list.h"
-#include "platform/server/program.h"
+#include "platform/program.h"
 
 namespace ox::platform {
 namespace {
@@ -43,6 +42,13 @@ std::uint64_t field_of(std::uint32_t id, int wanted) {
   return number;
 }
 
+// Ended, and not yet asked for its status by who started it.
+bool has_ended(std::uint32_t id) {
+  const std::string text = beginning_of(file_of(id, "stat"), 4096);
+  const std::size_t state = text.rfind(')') + 2;
+  return state >= text.size() || text[state] == 'Z' || text[state] == 'X';
+}
+
 std::uint32_t group_of(std::uint32_t id) { return static_cast<std::uint32_t>(field_of(id, 5)); }
 
 // Ticks begin anew when the machine does.
@@ -61,8 +67,9 @@ bool has_variable(std::uint32_t id, const std::string& variable) {
 }
 
 bool is_one_of(std::uint32_t id, const std::vector<LeftOver>& programs) {
+  if (has_ended(id)) return false;
   for (const LeftOver& program : programs) {
-    if (program.id == id && program.started == start_of_process(id)) return true;
+    if (program.id == id && !program.is_owner && program.started == start_of_process(id)) return true;
     if (!program.mark.empty() && has_variable(id, program.mark)) return true;
   }
   return false;

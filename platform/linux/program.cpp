@@ -1,4 +1,4 @@
-#include "platform/server/program.h"
+#include "platform/program.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -7,12 +7,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <string_view>
 #include <utility>
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
-#include "platform/linux/process_start.h"
+#include "platform/process_list.h"
 
 namespace ox::platform {
 namespace {
@@ -160,6 +161,8 @@ void Program::kill_without_waiting() {
 std::uint32_t Program::id() const noexcept {
   return process_ != nullptr ? static_cast<std::uint32_t>(process_->id) : 0;
 }
+
+void give_programs(const char* name, const std::string& value) { (void)::setenv(name, value.c_str(), 1); }
 
 std::uint64_t Program::started() const noexcept { return process_ != nullptr ? process_->started : 0; }
 

@@ -23,4 +23,11 @@ std::vector<std::uint32_t> process_ids() {
   return ids;
 }
 
+std::uint64_t start_of_process(std::uint32_t id) noexcept {
+  const Handle process(::OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, id));
+  FILETIME start{}, end{}, kernel{}, user{};
+  if (!process || ::GetProcessTimes(process.get(), &start, &end, &kernel, &user) == FALSE) return 0;
+  return std::uint64_t{start.dwHighDateTime} << 32 | start.dwLowDateTime;
+}
+
 }  // namespace ox::platform

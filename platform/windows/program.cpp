@@ -1,4 +1,4 @@
-#include "platform/server/program.h"
+#include "platform/program.h"
 
 #include <algorithm>
 #include <cstring>
@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/argument_text.h"
+#include "platform/process_list.h"
 #include "platform/windows/fail.h"
 #include "platform/windows/handle.h"
 
@@ -164,28 +165,9 @@ std::uint32_t Program::id() const noexcept {
   return process_ != nullptr ? static_cast<std::uint32_t>(::GetProcessId(process_->process.get())) : 0;
 }
 
-namespace {
+std::uint64_t Program::started() const noexcept { return start_of_process(id()); }
 
-std::uint64_t start_of(HANDLE process) noexcept {
-  FILETIME start{}, end{}, kernel{}, user{};
-  if (::GetProcessTimes(process, &start, &end, &kernel, &user) == FALSE) return 0;
-  return std::uint64_t{start.dwHighDateTime} << 32 | start.dwLowDateTime;
-}
-
-}  // namespace
-
-std::uint64_t Program::started() const noexcept { return process_ != nullptr ? start_of(process_->process.get()) : 0; }
-
-bool end_left_over(const std::vector<LeftOver>& programs) {
-  bool ended = false;
-  for (const LeftOver& program : programs) {
-    if (program.id == 0) continue;
-    const Handle process(::OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_TERMINATE, FALSE, program.id));
-    if (!process || start_of(process.get()) != program.started) continue;
-    ended = ::TerminateProcess(process.get(), 137) != FALSE || ended;
-  }
-  return ended;
-}
+void give_programs(const char* name, const std::string& value) { (void)::SetEnvironmentVariableA(name, value.c_str()); }
 
 std::string own_program_folder() {
   char path[MAX_PATH];

@@ -3,7 +3,7 @@
 
 #include <stdexcept>
 
-#include "platform/server/program.h"
+#include "platform/program.h"
 #include "tests/support/system_root.h"
 #include "tests/support/test.h"
 

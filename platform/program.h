@@ -1,4 +1,4 @@
-// Programs that this process starts, without a shell, and what it is itself asked by. For the manager and the tests.
+// Programs that this process starts, without a shell, and what it is itself asked by.
 #pragma once
 
 #include <chrono>
@@ -69,14 +69,18 @@ class Program {
   int status_ = -1;
 };
 
+// A variable that all programs have which this process starts from now on.
+void give_programs(const char* name, const std::string& value);
+
 // A program of an owner that was killed.
 struct LeftOver {
   std::uint32_t id = 0;  // 0: not known any more
   std::uint64_t started = 0;
-  std::string mark{};  // one of its variables, "NAME=value", that no other program has
+  std::string mark{};     // one of its variables, "NAME=value", that no other program has
+  bool is_owner = false;  // not a program that is left, but the one that was killed, whose programs are meant
 };
-// Kills those that are still there, and what they have started; whether there were any. On Windows they have ended with
-// their owner, but for programs that were just being started.
+// Kills those that are still there, and what they have started; whether there were any. They are known on Linux by
+// their groups and marks, on Windows by the processes that started them.
 bool end_left_over(const std::vector<LeftOver>& programs);
 
 // Where the program that runs here stands.
