@@ -1,0 +1,24 @@
+// A rule program, started as "ENTRY FILE SECONDS": it says in the file who runs, and whether another one of the same
+// rule does, and rests.
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "platform/environment.h"
+#include "platform/named_event.h"
+
+int main(int argc, char** argv) {
+  namespace platform = ox::platform;
+  if (argc < 4) return 2;
+  platform::NamedMutex mark;  // goes with the process
+  const std::string name = std::string("OxTestRule") + argv[1];
+  const bool is_alone = mark.create(name.c_str(), platform::Access::machine) == platform::error_none &&
+                        mark.lock(0) == platform::error_none;
+  const std::string line = (is_alone ? "" : "twice ") + std::to_string(platform::process_id()) + '\n';
+  std::FILE* const file = std::fopen(argv[2], "ab");
+  if (file == nullptr) return 3;
+  (void)std::fwrite(line.data(), 1, line.size(), file);
+  (void)std::fclose(file);
+  for (int i = 0; i < std::atoi(argv[3]); ++i) platform::sleep_ms(1000);
+  return 0;
+}

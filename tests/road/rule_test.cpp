@@ -1,0 +1,127 @@
+// Rules on the road: a real manager, the expert daemon and the threshold rule; and an expert daemon that is killed at
+// any moment.
+#include <algorithm>
+#include <cstdlib>
+#include <random>
+#include <sstream>
+
+#include "platform/environment.h"
+#include "platform/process_list.h"
+#include "tests/road/daemon.h"
+#include "tests/support/registry.h"
+#include "tests/support/system_root.h"
+
+namespace ox::test {
+namespace {
+
+constexpr int rules = 20;
+
+std::string file_of_runs() { return system_root() + "/runs"; }
+
+int kills() {
+  const char* const wanted = std::getenv("OX_KILLS");
+  return wanted != nullptr ? std::atoi(wanted) : OX_RULE_KILLS;
+}
+
+std::vector<std::uint32_t> started() {
+  std::vector<std::uint32_t> all;
+  std::istringstream lines(read_text(file_of_runs()));
+  for (std::uint32_t id = 0; lines >> id;) all.push_back(id);
+  return all;
+}
+
+void expect_gone(const std::vector<std::uint32_t>& programs) {
+  for (int i = 0; i < 3000; ++i) {
+    const auto living = platform::process_ids();
+    const auto lives = [&](std::uint32_t id) { return std::binary_search(living.begin(), living.end(), id); };
+    if (std::none_of(programs.begin(), programs.end(), lives)) return;
+    platform::sleep_ms(10);
+  }
+  ADD_FAILURE() << "programs of the daemon that was killed are left";
+}
+
+// As long as a daemon needs for it, a minute at most.
+void expect_started(std::size_t programs) {
+  for (int i = 0; i < 6000 && started().size() < programs; ++i) platform::sleep_ms(10);
+  EXPECT_LE(programs, started().size());
+}
+
+TEST(RuleRoad, ThresholdTellsOfACrossingAndOfTheReturn) {
+  set_value("RulePath", OX_RULES);
+  Daemon daemon;
+  const Started expert("oxexpd --foreground");
+  (void)expert.until("following the rules");
+  const std::string path = "obj.node.nodeTimeout.0", set = "oxset node:x " + path + ' ';
+  expect({{"oxset --add node:x " + path + " 5", "0 "},
+          {"oxset --add ruleEnt:t 11.13.1.0 threshold 11.13.3.0 node:x 11.13.4.0 1 11.13.5.0 3 11.13.6.0 '" + path +
+               ">10/7 " + path + "<2' 11.13.7.0 1",
+           "0 "}});
+  const auto events = [](int count) {
+    std::string all;
+    for (int i = 0; i < 2000 && count_of(all, "rule t") < count; ++i) {
+      platform::sleep_ms(20);
+      all = run("oxevent log list");
+    }
+    return all;
+  };
+  (void)expert.until("rule t: started");
+  (void)run(set + "12");
+  expect_parts(events(1), {"  103  ", path + " is 12, over 10"});
+  expect({{"oxset ruleEnt:t 11.13.7.0 0", "0 "}});
+  (void)expert.until("rule t: stopped");
+  expect({{"oxset ruleEnt:t 11.13.7.0 1", "0 "}});  // it remembers what it has told
+  (void)expert.until("rule t: started", 2);
+  (void)run(set + "9");
+  platform::sleep_ms(2500);
+  EXPECT_EQ(1, count_of(run("oxevent log list"), "rule t"));
+  (void)run(set + "1");
+  expect_parts(events(3), {path + " is 1, not over 7 any more", path + " is 1, under 2"});
+  EXPECT_NE(std::string::npos, run("oxevent log list --json").find("\"refEventId\":1,"));
+  expect({{"oxget ruleEnt:t 11.13.8.0 -f %W", "0 1"}});
+  daemon.kill();
+  (void)expert.until("the manager is not there");
+  daemon.start();
+  (void)expert.until("following the rules", 2);
+  (void)run(set + "13");
+  expect_parts(events(5), {path + " is 13, over 10"});
+  expect({{"oxset ruleEnt:t --delete", "0 "}});
+  (void)expert.until("rule t: stopped", 2);
+}
+
+TEST(RuleRoad, NoneRunsTwiceOrIsLeftWhenTheDaemonIsKilled) {
+  set_value("RulePath", OX_TEST_RULES);
+  std::string file = file_of_runs();
+  std::replace(file.begin(), file.end(), '\\', '/');
+  write_file(file, "");
+  Daemon daemon;
+  for (int i = 0; i < rules; ++i) {
+    const std::string rule = "ruleEnt:r" + std::to_string(i);
+    const std::string seconds = i < 2 ? "1" : "60";  // some end by themselves
+    expect(
+        {{"oxset --add " + rule + " 11.13.1.0 noted_rule 11.13.3.0 " + file + " 11.13.4.0 " + seconds + " 11.13.7.0 1",
+          "0 "}});
+  }
+  std::minstd_rand random{static_cast<unsigned>(std::random_device()())};
+  for (int round = 0; round < kills() && !HasFailure(); ++round) {
+    SCOPED_TRACE(round);
+    const auto before = started();
+    Started expert("oxexpd --foreground");
+    if (round % 2 == 0) expect_started(before.size() + rules);
+    platform::sleep_ms(static_cast<std::uint32_t>(random() % 1500));
+    expect_gone(before);
+    expert.process.kill();
+    EXPECT_EQ(std::string::npos, read_text(file_of_runs()).find("twice"));
+  }
+  const auto left = started();
+  Started last("oxexpd --foreground");
+  expect_started(left.size() + rules);
+  expect_gone(left);
+  EXPECT_EQ(std::string::npos, read_text(file_of_runs()).find("twice"));
+  for (int i = 0; i < rules; ++i) (void)run("oxset ruleEnt:r" + std::to_string(i) + " 11.13.7.0 0");
+  expect_gone(started());
+  last.process.kill();
+  std::printf("%d kills, %zu starts\n", kills(), started().size());
+}
+
+}  // namespace
+}  // namespace ox::test
