@@ -97,7 +97,7 @@ void Keeper::turn() {
   if (now - looked_at_output_ < output_interval) return;
   looked_at_output_ = now;
   for (auto& [name, rule] : rules_) {
-    if (rule.has_program()) rule.keep_output_small();
+    if (rule.has_program()) rule.look_at_output();
   }
 }
 

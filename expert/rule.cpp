@@ -200,6 +200,18 @@ void Rule::tell_start(Time now) {
   say(starts_path, std::to_string(++starts_));
 }
 
+void Rule::look_at_output() {
+  output_.keep_small();
+  tell_output();
+}
+
+void Rule::tell_output() {
+  std::string lines = output_.last_lines();
+  if (lines == told_output_) return;
+  say(output_path, lines);
+  told_output_ = std::move(lines);
+}
+
 void Rule::stop(Time now) {
   if (!runs()) return;
   (void)oxrStop(record_.get(), 2);
@@ -232,7 +244,7 @@ void Rule::end_by_itself(Time now) {
 
 void Rule::finish(const std::string& reason) {
   log(Severity::information, "rule " + name_ + ": " + reason);
-  const std::string output = output_.last_lines();
+  tell_output();
   output_.note(reason);
   record_.reset();
   process_ = {};
@@ -240,7 +252,6 @@ void Rule::finish(const std::string& reason) {
   if (waits) say(error_path, std::to_string(OX_ERULESCHEDULE));
   say(oper_path, waits ? "2" : "0");
   say(end_path, reason);
-  say(output_path, output);
   say(process_path, "0");
 }
 

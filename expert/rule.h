@@ -28,7 +28,8 @@ class Rule {
   void turn(Time now, std::uint32_t running);
   // Ends its program because the daemon ends; it is not started again.
   void give_up(Time now);
-  void keep_output_small() { output_.keep_small(); }
+  // What its program has printed until now is told, and kept small.
+  void look_at_output();
 
   [[nodiscard]] bool runs() const noexcept { return record_ != nullptr && record_->Process != nullptr; }
   [[nodiscard]] bool has_program() const noexcept { return record_ != nullptr; }  // it may be about to end
@@ -59,6 +60,7 @@ class Rule {
   void start(Time now, std::uint32_t running);
   void tell_start(Time now);
   void refuse(const std::string& reason, Time again);
+  void tell_output();
   void stop(Time now);
   void see_end(Time now);
   void end_by_itself(Time now);
@@ -86,6 +88,7 @@ class Rule {
   bool by_force_ = false;
   Pause pause_;
 
+  std::string told_output_;
   std::map<std::string, std::string> unwritten_;  // attributes, until the manager has them
   std::string logged_;
 };
