@@ -110,8 +110,7 @@ Entry entry(const char* manager, const Family& family, const std::string& name) 
     return found.empty() ? Entry{bare_name(family, name), {}} : std::move(found.front());
   } catch (const Failure& failure) {
     if (failure.code() != OX_ENOCOMP) throw;
-    const std::string tool = std::string(family.type) == "logEnt" ? "oxlog" : "oxjob";
-    throw Explained(component, OX_ENOCOMP, {"the manager has no entry of that name", tool + " list"});
+    throw Explained(component, OX_ENOCOMP, {"the manager has no entry of that name", family.lister});
   }
 }
 

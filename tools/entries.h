@@ -28,8 +28,9 @@ struct Field {
 struct Family {
   const char* type;   // "logEnt"
   const char* paths;  // of its attributes, as a get takes them
-  const char* id;     // the path of the entries' numbers
+  const char* id;     // the path of the entries' numbers; "": they stand by name
   std::span<const Field> fields;
+  const char* lister = "";  // the command that shows them all
 };
 
 // An entry's attributes, by path.

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/argument_text.h"
+#include "tools/value_argument.h"
 
 namespace tool {
 namespace {
@@ -65,13 +65,8 @@ JobPtr record_of(const JobCall& call, const NewJob& wanted) {
 
 }  // namespace
 
-const Family job_family = {"cmdEnt", "11.23.{1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16}.0", "11.23.7.0", fields};
-
-std::string one_text(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words) text += (text.empty() ? "" : " ") + ox::platform::argument_text(word);
-  return text;
-}
+const Family job_family = {"cmdEnt", "11.23.{1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16}.0", "11.23.7.0", fields,
+                           "oxjob list"};
 
 void NewJob::add_to(CLI::App& sub) {
   sub.add_option("command", command, "program, of one of the folders that the manager allows")->required();

@@ -40,7 +40,4 @@ int show_runs(const JobCall& call, const std::string& from, const std::string& t
 // The schedules of the entry named, or of all command and log entries that have one: "cmdEnt:night", and the text.
 [[nodiscard]] std::vector<std::pair<std::string, std::string>> schedules(const JobCall& call);
 
-// Words as one text, which comes apart into the same words when the manager runs the command.
-[[nodiscard]] std::string one_text(const std::vector<std::string>& words);
-
 }  // namespace tool

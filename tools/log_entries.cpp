@@ -97,7 +97,8 @@ bool is_agreed(const std::string& question) {
 
 }  // namespace
 
-const Family log_family = {"logEnt", "11.14.{1,2,3,4,5,6,7,8,9,10,11,12,13,15,16,17}.0", "11.14.3.0", fields};
+const Family log_family = {"logEnt", "11.14.{1,2,3,4,5,6,7,8,9,10,11,12,13,15,16,17}.0", "11.14.3.0", fields,
+                           "oxlog list"};
 
 void NewLogEntry::add_to(CLI::App& command) {
   command.add_option("component", component, "type:name, patterns allowed: 'node:router*'")->required();

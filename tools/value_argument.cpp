@@ -1,5 +1,6 @@
 #include "tools/value_argument.h"
 
+#include "platform/argument_text.h"
 #include "tools/cli.h"
 
 namespace tool {
@@ -33,6 +34,12 @@ void set_value(dnode* node, const std::string& name, uint32_t type, const std::s
   const char* path = "";
   require(oxdGetAmibName(node, &path), subject);
   require(oxdSetValueByStr(node, type, number_of_item(path, text).c_str()), subject + " = " + text);
+}
+
+std::string one_text(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : " ") + ox::platform::argument_text(word);
+  return text;
 }
 
 }  // namespace tool

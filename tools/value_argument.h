@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include <oxbase/oxd.h>
 
@@ -16,5 +17,8 @@ extern const std::map<std::string, uint32_t> value_types;
 // "up(1)", stand for their numbers. Throws Failure with the subject.
 void set_value(dnode* node, const std::string& name, uint32_t type, const std::string& text,
                const std::string& subject);
+
+// Words as one text, which comes apart into the same words when a program is started with it.
+[[nodiscard]] std::string one_text(const std::vector<std::string>& words);
 
 }  // namespace tool

@@ -53,9 +53,7 @@ TEST(RuleRoad, ThresholdTellsOfACrossingAndOfTheReturn) {
   (void)expert.until("following the rules");
   const std::string path = "obj.node.nodeTimeout.0", set = "oxset node:x " + path + ' ';
   expect({{"oxset --add node:x " + path + " 5", "0 "},
-          {"oxset --add ruleEnt:t 11.13.1.0 threshold 11.13.3.0 node:x 11.13.4.0 1 11.13.5.0 3 11.13.6.0 '" + path +
-               ">10/7 " + path + "<2' 11.13.7.0 1",
-           "0 "}});
+          {"oxrule create threshold " + path + ">10/7 " + path + "<2 --target node:x -i 1 --level 3 -n t", "0 t\n"}});
   const auto events = [](int count) {
     std::string all;
     for (int i = 0; i < 2000 && count_of(all, "rule t") < count; ++i) {
@@ -67,9 +65,9 @@ TEST(RuleRoad, ThresholdTellsOfACrossingAndOfTheReturn) {
   (void)expert.until("rule t: started");
   (void)run(set + "12");
   expect_parts(events(1), {"  103  ", path + " is 12, over 10"});
-  expect({{"oxset ruleEnt:t 11.13.7.0 0", "0 "}});
+  expect({{"oxrule stop t", "0 "}});
   (void)expert.until("rule t: stopped");
-  expect({{"oxset ruleEnt:t 11.13.7.0 1", "0 "}});  // it remembers what it has told
+  expect({{"oxrule start t", "0 "}});  // it remembers what it has told
   (void)expert.until("rule t: started", 2);
   (void)run(set + "9");
   platform::sleep_ms(2500);
@@ -77,15 +75,21 @@ TEST(RuleRoad, ThresholdTellsOfACrossingAndOfTheReturn) {
   (void)run(set + "1");
   expect_parts(events(3), {path + " is 1, not over 7 any more", path + " is 1, under 2"});
   EXPECT_NE(std::string::npos, run("oxevent log list --json").find("\"refEventId\":1,"));
-  expect({{"oxget ruleEnt:t 11.13.8.0 -f %W", "0 1"}});
+  expect({{"oxrule show t", "~0 \nSTATE            runs\n"}, {"oxrule show nobody", "~1 next: oxrule list"}});
   daemon.kill();
   (void)expert.until("the manager is not there");
   daemon.start();
   (void)expert.until("following the rules", 2);
   (void)run(set + "13");
   expect_parts(events(5), {path + " is 13, over 10"});
-  expect({{"oxset ruleEnt:t --delete", "0 "}});
+  expect({{"oxrule delete t", "0 "}});
   (void)expert.until("rule t: stopped", 2);
+  expect({{"oxrule create threshold nonsense --json", "0 {\n  \"ruleEnt\": \"ruleEnt1\"\n}\n"},
+          {"oxrule create x --schedule 25", "~1 --schedule: error 70: "},
+          {"oxrule create threshold -n ruleEnt1", "~1 ruleEnt:ruleEnt1: error 207: "}});
+  (void)expert.until("starts again after 1 s");
+  expect({{"oxrule log ruleEnt1", "~0 \"nonsense\" is no condition: "},
+          {"oxrule list", "~0 \nruleEnt1  threshold  -       nonsense"}});
 }
 
 TEST(RuleRoad, NoneRunsTwiceOrIsLeftWhenTheDaemonIsKilled) {

@@ -1,0 +1,37 @@
+// Rules: made, shown, started, stopped; and what their programs print.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/entries.h"
+
+namespace tool {
+
+extern const Family rule_family;
+
+struct RuleCall {
+  const char* manager = nullptr;
+  std::string name;
+  Form form = Form::table;
+};
+
+struct NewRule {
+  std::string program;
+  std::vector<std::string> words;  // its arguments
+  std::string name, target = "-", schedule, component;
+  std::uint32_t interval = 60, level = 1;
+  bool stopped = false;
+  void add_to(CLI::App& command);
+};
+
+// All return the exit code.
+int create_rule(const RuleCall& call, const NewRule& wanted);
+int list_rules(const RuleCall& call);
+int show_rule(const RuleCall& call);
+int set_rule(const RuleCall& call, bool runs);
+int delete_rule(const RuleCall& call);
+// The last lines of its last run, and why that ended.
+int show_rule_log(const RuleCall& call);
+
+}  // namespace tool
