@@ -38,6 +38,13 @@ if(OXBASE_FUZZ)
   target_link_options(ox_flags INTERFACE -fsanitize=address,undefined)
 endif()
 
+# OXBASE_TOGETHER: several sources of a big program are compiled as one. What they share, the tests' framework or the tools'
+# options, is by far the most of them. The native build compiles each alone, so that every file is seen to name what it
+# needs.
+function(ox_together)
+  set_target_properties(${ARGN} PROPERTIES UNITY_BUILD ${OXBASE_TOGETHER})
+endfunction()
+
 # A folder of the library: ox_floor(amib SOURCES ...)
 function(ox_floor name)
   cmake_parse_arguments(arg "" "" "SOURCES" ${ARGN})
@@ -132,6 +139,7 @@ function(ox_road_test name)
   cmake_parse_arguments(arg "" "TIMEOUT" "PROGRAMS;FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
   ox_test(${name} FLOORS ${arg_FLOORS} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS}
           ENVIRONMENT ${arg_ENVIRONMENT} TIMEOUT ${arg_TIMEOUT})
+  ox_together(${name})
   target_compile_definitions(${name} PRIVATE OX_PROGRAMS="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
   add_dependencies(${name} ${arg_PROGRAMS})
 endfunction()

@@ -88,7 +88,7 @@ TEST_F(SnmpTest, SetMapsTheAgentsErrors) {
   (void)ask("5 1=ruleEnt 8=r");
   {
     const std::lock_guard lock(agent_.changing);
-    agent_.refuse = [](const Oid& name) { return name.back() == 2 ? 17u : name.back() == 3 ? 5u : 0u; };
+    agent_.refuse = [](const Oid& path) { return path.back() == 2 ? 17u : path.back() == 3 ? 5u : 0u; };
   }
   const std::string row1 = "node:r1 1.3.6.1.2.1.2.2.1.7.1";
   const std::string row2 = "node:r1 1.3.6.1.2.1.2.2.1.7.2";
