@@ -97,7 +97,7 @@ std::optional<Period> period_of(const std::string& text) {
 }
 
 std::uint32_t shifted(const oxcZone* zone, std::uint32_t from, const Period& period, int direction) {
-  const std::int64_t plain = std::int64_t{from} + direction * (std::int64_t{period.count} * seconds_of(period));
+  const std::int64_t plain = std::int64_t{from} + direction * std::int64_t{seconds_of(period)};
   const auto clamped = static_cast<std::uint32_t>(std::clamp<std::int64_t>(plain, 0, UINT32_MAX));
   if (units.find(period.unit) < 3 || period.count > 100000) return clamped;
   oxcDate date = date_of(zone, from);
