@@ -15,8 +15,6 @@
 namespace tool {
 namespace {
 
-using MatrixPtr = Owner<oxdMatrix, oxdMatrixFree>;
-
 std::string last_label(const std::string& name) { return name.substr(name.find_last_of('.') + 1); }
 
 std::uint64_t natural_of(const oxdMatrixItem& cell) {
@@ -27,14 +25,14 @@ std::uint64_t natural_of(const oxdMatrixItem& cell) {
 }
 
 // The display text, with the names of enumerations, and the raw one.
-std::pair<std::string, std::string> texts_of(const oxdMatrixItem& cell, const Series& series) {
+std::pair<std::string, std::string> texts_of(const oxdMatrixItem& cell, const std::string& path) {
   const NodesPtr node(oxdAlloc(1));
   void* const block = oxcMemAlloc(cell.length + 1, "oxlogValue");
   if (node == nullptr || block == nullptr) throw std::bad_alloc();
   if (cell.length != 0) std::memcpy(block, cell.data, cell.length);
   static_cast<char*>(block)[cell.length] = '\0';
-  require(oxdSetRawValue(node.get(), cell.type, cell.length, block), series.label());
-  (void)oxdSetAmibName(node.get(), (series.path + '.' + series.index).c_str());
+  require(oxdSetRawValue(node.get(), cell.type, cell.length, block), path);
+  (void)oxdSetAmibName(node.get(), path.c_str());
   std::string shown = oxdGetValueByStr(node.get());
   return {std::move(shown), oxdGetValueByRawStr(node.get())};
 }
@@ -68,7 +66,7 @@ Value value_of(const oxdMatrixItem& cell, std::size_t number, const Series& seri
     return value;
   }
   std::string raw;
-  std::tie(value.text, raw) = texts_of(cell, series);
+  std::tie(value.text, raw) = texts_of(cell, series.path + '.' + series.index);
   if (!value.number) value.exact = raw;
   return value;
 }
@@ -172,7 +170,8 @@ std::uint32_t function_of(const Window& window) {
   return window.function == Function::minimum ? OXL_MINIMUM : OXL_MAXIMUM;
 }
 
-// Without a table of cells: most places of one may be empty.
+}  // namespace
+
 MatrixPtr matrix_of(const char* manager, const std::string& component, const oxaSelection& selection) {
   dnode* list = nullptr;
   const OX_RESULT result = oxaGet(manager, component.c_str(), values_path, &selection, 0, time_limit, &list);
@@ -192,7 +191,6 @@ MatrixPtr matrix_of(const char* manager, const std::string& component, const oxa
   return matrix;
 }
 
-// Where the window's data entries begin, behind its own beginning.
 std::vector<std::uint32_t> cuts_of(const char* manager, const std::string& log_entry, const Window& window) {
   DataEntryList* list = nullptr;
   require(oxlDataEntryListOpen(manager, log_entry.c_str(), &list), "logEnt:" + log_entry);
@@ -212,7 +210,7 @@ std::vector<std::uint32_t> cuts_of(const char* manager, const std::string& log_e
   return cuts;
 }
 
-}  // namespace
+std::string cell_text(const oxdMatrixItem& cell, const std::string& path) { return texts_of(cell, path).first; }
 
 // Plain values are asked for data entry by data entry, so that never more than one of them is here.
 void read_rounds(const char* manager, const std::string& log_entry, const Window& window, const Choice& choice,

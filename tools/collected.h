@@ -79,4 +79,19 @@ using TakeRound = std::function<void(Round&)>;
 void read_rounds(const char* manager, const std::string& log_entry, const Window& window, const Choice& choice,
                  SeriesTable& series, const TakeRound& take);
 
+// ---- What it is made of ----
+
+using MatrixPtr = Owner<oxdMatrix, oxdMatrixFree>;
+
+// What the manager answers for a selection (oxl.h, oxlGetLogEntryData), without a table of cells: most places of one
+// may be empty. Tells of what is damaged. `component` is "logEnt:NAME". Throws Failure.
+[[nodiscard]] MatrixPtr matrix_of(const char* manager, const std::string& component, const oxaSelection& selection);
+
+// Where the data entries of a window begin, behind its own beginning.
+[[nodiscard]] std::vector<std::uint32_t> cuts_of(const char* manager, const std::string& log_entry,
+                                                 const Window& window);
+
+// A cell's value as people read it; `path` names its attribute.
+[[nodiscard]] std::string cell_text(const oxdMatrixItem& cell, const std::string& path);
+
 }  // namespace tool

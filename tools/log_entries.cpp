@@ -114,12 +114,17 @@ void NewLogEntry::add_to(CLI::App& command) {
   command.add_flag("--force", force, "start it also when it cannot fit")->needs(started);
 }
 
-int create_log_entry(const LogCall& call, const NewLogEntry& wanted) {
+LogCall make_log_entry(const LogCall& call, const NewLogEntry& wanted) {
   check_periods(wanted);
   if (!wanted.schedule.empty()) require(oxcmdStrToSchedule(wanted.schedule.c_str(), nullptr), "--schedule");
   LogCall made = call;
   made.name = made_entry(call, wanted, open_zone().get());
   if (!wanted.schedule.empty()) write_schedule(made, wanted);
+  return made;
+}
+
+int create_log_entry(const LogCall& call, const NewLogEntry& wanted) {
+  const LogCall made = make_log_entry(call, wanted);
   if (call.form == Form::json) {
     (void)std::puts(json_text({{"logEnt", made.name}}, 2).c_str());
   } else {

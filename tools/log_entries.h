@@ -23,6 +23,9 @@ struct LogCall {
   Form form = Form::table;
 };
 
+// Makes an entry; the call with its name. Throws Failure, Usage.
+[[nodiscard]] LogCall make_log_entry(const LogCall& call, const NewLogEntry& wanted);
+
 // All return the exit code.
 int create_log_entry(const LogCall& call, const NewLogEntry& wanted);
 int list_log_entries(const LogCall& call);

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tools/moment.h"
@@ -75,5 +76,8 @@ void print_plot(const Plot& plot, int columns, int rows, bool braille, std::FILE
 
 // A picture as SVG, on light and on dark ground.
 void write_svg(const Plot& plot, std::FILE* out);
+
+// Text for XML and HTML, of any bytes: what it may not hold becomes "?".
+[[nodiscard]] std::string xml_text(std::string_view text);
 
 }  // namespace tool

@@ -38,31 +38,6 @@ constexpr char style[] =
     "<defs><pattern id=\"hatch\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\" "
     "patternTransform=\"rotate(45)\"><line class=\"hatch\" x1=\"0\" y1=\"0\" x2=\"0\" y2=\"6\"/></pattern></defs>\n";
 
-// Text for XML, of any bytes: what it may not hold becomes "?".
-std::string escaped(std::string_view text) {
-  std::string made;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        made += "&amp;";
-        break;
-      case '<':
-        made += "&lt;";
-        break;
-      case '>':
-        made += "&gt;";
-        break;
-      case '"':
-        made += "&quot;";
-        break;
-      default:
-        made += static_cast<unsigned char>(c) < ' ' || c == '\x7F' ? '?' : c;
-    }
-  }
-  const std::string quoted = json_text(made);  // in which bytes that are no UTF-8 have been replaced
-  return nlohmann::json::parse(quoted).get<std::string>();
-}
-
 std::string coordinate(double value) {
   char text[32];
   (void)std::snprintf(text, sizeof text, "%.1f", value);
@@ -77,7 +52,7 @@ class Svg {
     const double height = title_height + panel_height * static_cast<double>(plot_.panels.size()) + 8;
     const std::string size = coordinate(width) + "\" height=\"" + coordinate(height);
     put("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + size + "\" viewBox=\"0 0 " + coordinate(width) + ' ' +
-        coordinate(height) + "\" role=\"img\">\n<title>" + escaped(plot_.title) + "</title>\n");
+        coordinate(height) + "\" role=\"img\">\n<title>" + xml_text(plot_.title) + "</title>\n");
     put(style);
     put("<rect class=\"ground\" width=\"100%\" height=\"100%\"/>\n");
     text(left, 26, "title", "start", plot_.title);
@@ -93,7 +68,7 @@ class Svg {
   void put(const std::string& text) { (void)std::fwrite(text.data(), 1, text.size(), out_); }
   void text(double x, double y, const char* kind, const char* anchor, const std::string& words) {
     put("<text class=\"" + std::string(kind) + "\" x=\"" + coordinate(x) + "\" y=\"" + coordinate(y) +
-        "\" text-anchor=\"" + anchor + "\">" + escaped(words) + "</text>\n");
+        "\" text-anchor=\"" + anchor + "\">" + xml_text(words) + "</text>\n");
   }
   void line(double x1, double y1, double x2, double y2) {
     put("<line class=\"grid\" x1=\"" + coordinate(x1) + "\" y1=\"" + coordinate(y1) + "\" x2=\"" + coordinate(x2) +
@@ -125,7 +100,7 @@ class Svg {
     const double from = x_of(gap.from);
     const double size = std::max(x_of(gap.to) - from, 1.5);
     put("<rect class=\"gap\" x=\"" + coordinate(from) + "\" y=\"" + coordinate(y) + "\" width=\"" + coordinate(size) +
-        "\" height=\"" + coordinate(ground_height) + "\"><title>" + escaped(gap_line(plot_, gap)) +
+        "\" height=\"" + coordinate(ground_height) + "\"><title>" + xml_text(gap_line(plot_, gap)) +
         "</title></rect>\n");
     if (character * static_cast<double>(gap.reason.size()) < size) {
       text(from + size / 2, y + 14, "reason", "middle", gap.reason);
@@ -152,6 +127,30 @@ class Svg {
 };
 
 }  // namespace
+
+std::string xml_text(std::string_view text) {
+  std::string made;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        made += "&amp;";
+        break;
+      case '<':
+        made += "&lt;";
+        break;
+      case '>':
+        made += "&gt;";
+        break;
+      case '"':
+        made += "&quot;";
+        break;
+      default:
+        made += static_cast<unsigned char>(c) < ' ' || c == '\x7F' ? '?' : c;
+    }
+  }
+  const std::string quoted = json_text(made);  // in which bytes that are no UTF-8 have been replaced
+  return nlohmann::json::parse(quoted).get<std::string>();
+}
 
 void write_svg(const Plot& plot, std::FILE* out) { Svg(plot, out).write(); }
 

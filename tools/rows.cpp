@@ -30,13 +30,6 @@ bool is_wide(char32_t c) {
                      [c](const auto& range) { return c >= range.first && c <= range.second; });
 }
 
-std::string csv_field(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == text.npos) return text;
-  std::string quoted = "\"";
-  for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
-  return quoted + '"';
-}
-
 std::string machine_text(const nlohmann::json& value) {
   if (value.is_null()) return {};
   return value.is_string() ? value.get<std::string>() : json_text(value);
@@ -50,6 +43,13 @@ std::string padding(const std::string& text, std::size_t width) {
 }
 
 }  // namespace
+
+std::string csv_field(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == text.npos) return text;
+  std::string quoted = "\"";
+  for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
+  return quoted + '"';
+}
 
 void FormOptions::add_to(CLI::App& command) {
   auto* json = command.add_flag("-j,--json", json_, "JSON for machines");

@@ -48,6 +48,9 @@ struct Cell {
 // JSON text of a value; bytes that are no UTF-8 are replaced: a stored text may be in any code.
 [[nodiscard]] std::string json_text(const nlohmann::ordered_json& value, int indent = -1);
 
+// A field of CSV as RFC 4180 has it.
+[[nodiscard]] std::string csv_field(const std::string& text);
+
 // Prints rows. A table comes at the end, when the widths are known; JSON, an array of one object a line, and CSV
 // (RFC 4180) come row by row.
 class Rows {
