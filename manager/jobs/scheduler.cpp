@@ -62,11 +62,11 @@ void Scheduler::place(Id id, Entry& entry, std::uint32_t after) {
 
 // A wait that ends early enough goes on.
 void Scheduler::wait() {
-  if (order_.empty()) {
+  if (order_.empty() && to_plan_.empty()) {
     waiting_until_ = 0;
     return timer_->cancel();
   }
-  const std::int64_t due = std::int64_t{order_.begin()->first} * 1000 - clock_.wall();
+  const std::int64_t due = to_plan_.empty() ? std::int64_t{order_.begin()->first} * 1000 - clock_.wall() : 0;
   const std::int64_t time = std::clamp<std::int64_t>(due, 0, clock_.look_every());
   const std::int64_t until = clock_.passed() + time;
   if (waiting_until_ != 0 && waiting_until_ <= until) return;
@@ -78,6 +78,7 @@ void Scheduler::work() {
   waiting_until_ = 0;
   wait();  // whatever becomes of this turn
   look_at_clock();
+  plan_again();
   const auto end = turn_end();
   while (!order_.empty() && std::int64_t{order_.begin()->first} * 1000 <= clock_.wall()) {
     tell_first();
@@ -105,10 +106,21 @@ void Scheduler::set_forward(std::int64_t from, std::int64_t to) {
 
 void Scheduler::set_back(std::int64_t by) {
   set_until_ = 0;
+  again_from_ = to_plan_.empty() ? now() : std::min(again_from_, now());
   for (auto& [id, entry] : entries_) {
     entry.down_until = std::min(entry.down_until, now());
-    if (by > long_step || entry.plan.schedule == nullptr) place(id, entry, now());
+    if (by > long_step || entry.plan.schedule == nullptr) to_plan_.push_back(id);
   }
+}
+
+void Scheduler::plan_again() {
+  if (to_plan_.empty()) return;
+  const Pace::Step step(pace_);
+  do {
+    const auto entry = entries_.find(to_plan_.back());
+    if (entry != entries_.end()) place(entry->first, entry->second, again_from_);
+    to_plan_.pop_back();
+  } while (!to_plan_.empty() && std::chrono::steady_clock::now() < step.until());
 }
 
 // Until when what is due at that time, or soon after it, was missed; up to the time itself: it was not.

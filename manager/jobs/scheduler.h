@@ -13,8 +13,10 @@
 #include <set>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "manager/base/clock.h"
+#include "manager/base/pace.h"
 #include "manager/jobs/plan.h"
 
 namespace ox::manager {
@@ -72,6 +74,7 @@ class Scheduler {
   void look_at_clock();
   void set_forward(std::int64_t from, std::int64_t to);
   void set_back(std::int64_t by);
+  void plan_again();
   void tell_first();
   [[nodiscard]] Arrival arrival(const Entry& entry, std::uint32_t time, const std::optional<Moment>& next) const;
   [[nodiscard]] std::uint32_t missed_until(const Entry& entry, std::uint32_t time) const;
@@ -85,6 +88,11 @@ class Scheduler {
   std::uint32_t set_from_ = 0;  // over these seconds the clock was set, from the first to the one before the end
   std::uint32_t set_until_ = 0;
   std::int64_t waiting_until_ = 0;  // by what has passed; 0: not at all
+  // Since the clock was set back, entries that go on from another second, in steps: from where, and those that are
+  // left.
+  std::uint32_t again_from_ = 0;
+  std::vector<Id> to_plan_;
+  Pace pace_;
 };
 
 }  // namespace ox::manager

@@ -27,11 +27,13 @@ class VirtualClock final : public Clock {
       go_to((*first)->until);
       VirtualTimer& timer = **first;
       timers_.erase(first);
+      ++calls_;
       std::exchange(timer.call, nullptr)();
     }
     go_to(end);
   }
   void pass_until(std::int64_t second) { pass(second * 1000 - wall_); }
+  [[nodiscard]] int calls() const { return calls_; }  // of timers, so far
   void set(std::int64_t by_seconds) { wall_ += by_seconds * 1000; }
 
  private:
@@ -58,6 +60,7 @@ class VirtualClock final : public Clock {
   std::int64_t wall_;
   std::int64_t passed_ = 1;
   std::int64_t look_every_;
+  int calls_ = 0;
   std::vector<VirtualTimer*> timers_;
 };
 
