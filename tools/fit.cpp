@@ -1,20 +1,16 @@
 #include "tools/fit.h"
 
-#include <chrono>
 #include <stdexcept>
-#include <thread>
 
 #include "tools/entries.h"
 #include "tools/log_entries.h"
-#include "tools/progress.h"
 
 namespace tool {
 namespace {
 
 constexpr char fit_path[] = "11.14.19";
 enum : std::uint32_t { state = 1, requests = 2, bytes = 3, days = 4, agents = 5, values = 6 };
-enum : std::uint64_t { fits = 2, does_not_fit = 3 };  // before: nobody has been asked, or not all have answered
-constexpr std::chrono::seconds patience(120);
+enum : std::uint64_t { fits = 2, does_not_fit = 3 };  // before: nobody has been asked
 
 std::uint64_t number(const Cell& cell) { return cell.value.is_number() ? cell.value.get<std::uint64_t>() : 0; }
 
@@ -30,25 +26,11 @@ std::string Fit::why() const {
   return text;
 }
 
-namespace {
-
-// The agents' answers come while the manager is asked again.
-Ledger answered(const char* manager, const std::string& component) {
-  const Progress progress("asking each agent once");
-  const auto end = std::chrono::steady_clock::now() + patience;
-  for (;;) {
-    Ledger columns = ledger(manager, component, fit_path, {}, nullptr);
-    if (number(columns[0][state]) >= fits) return columns;
-    if (std::chrono::steady_clock::now() > end)
-      throw std::runtime_error(component + ": the agents are still being asked");
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  }
-}
-
-}  // namespace
-
 Fit fit_of(const char* manager, const std::string& component) {
-  Ledger columns = answered(manager, component);
+  Ledger columns = ledger(manager, component, fit_path, {}, "asking each agent once");
+  if (number(columns[0][state]) < fits) {
+    throw std::runtime_error(component + ": its agents cannot be asked: see what it wants of whom (oxlog show)");
+  }
   Fit fit;
   fit.fits = number(columns[0][state]) != does_not_fit;
   fit.requests = columns[0][requests];

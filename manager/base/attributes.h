@@ -18,6 +18,8 @@ inline const Oid node_write_community_path{11, 5, 4, 0};
 inline const Oid node_snmp_version_path{11, 5, 5, 0};
 inline const Oid node_timeout_path{11, 5, 6, 0};
 inline const Oid node_retries_path{11, 5, 7, 0};
+// What the manager has learned of it; no attribute that anybody reads.
+inline const Oid node_learned_path{11, 5, 102, 0};
 
 // Of a log entry, "11.14.N.0".
 enum class LogAttribute : std::uint32_t {
@@ -113,7 +115,8 @@ inline constexpr std::uint32_t database_check_code = 202;
 // What the manager counts: the numbers of "sysmib.oxTraps", from 1.
 [[nodiscard]] inline Oid trap_figure_path(std::uint32_t number) { return {10, 100, number, 0}; }
 
-// How it does: the numbers of "sysmib.oxManager", from 1.
+// How it does: "sysmib.oxManager", its numbers from 1.
+inline const Oid manager_figures_path{10, 103};
 [[nodiscard]] inline Oid manager_figure_path(std::uint32_t number) { return {10, 103, number, 0}; }
 
 // What it finds wrong: the count and the texts of "sysmib.oxFaults", from 1.

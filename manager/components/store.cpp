@@ -7,6 +7,7 @@
 #include <oxbase/oxc.h>
 
 #include "manager/base/attributes.h"
+#include "manager/components/number_value.h"
 
 namespace ox::manager {
 namespace {
@@ -152,13 +153,17 @@ std::vector<Relation> Store::relations_of(const ComponentName& name) const {
   return found;
 }
 
-std::string Store::free_name(const std::string& type) {
-  std::uint32_t& number = next_number_[type];
+Store::NewName Store::new_name(const std::string& type) const {
+  Oid path{10, 102, 2};
+  path.insert(path.end(), type.begin(), type.end());
+  std::uint32_t number = number_of(value(built_in_name(), path));
   std::string name;
   do {
     name = type + std::to_string(++number);
   } while (has(ComponentName{type, name}));
-  return name;
+  Change mark{
+      .kind = Change::Kind::set, .component = built_in_name(), .path = std::move(path), .value = number_value(number)};
+  return {std::move(name), std::move(mark)};
 }
 
 }  // namespace ox::manager

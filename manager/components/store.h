@@ -84,8 +84,13 @@ class Store {
   // Another number when components have come or gone; from 1.
   [[nodiscard]] std::uint64_t generation() const { return generation_; }
 
-  // A name that no component of the type has: the type's name and a number.
-  [[nodiscard]] std::string free_name(const std::string& type);
+  // A name that no component of the type has, nor was given here before: the type's name and a number. `mark` keeps it
+  // from being given again, also after a restart; it is committed with the component.
+  struct NewName {
+    std::string name;
+    Change mark;
+  };
+  [[nodiscard]] NewName new_name(const std::string& type) const;
 
  private:
   struct Component {
@@ -117,7 +122,6 @@ class Store {
   std::map<std::string, Components, std::less<>> types_;
   std::map<Relation, std::uint64_t> relations_;
   std::map<ComponentName, std::set<const Relation*>> by_end_;  // into relations_
-  std::map<std::string, std::uint32_t> next_number_;
   AgentIndex agents_;
   std::uint64_t generation_ = 1;
 };

@@ -25,11 +25,12 @@ void add_columns(CollectedNames& names, const Selection& selection, std::set<Oid
 
 }  // namespace
 
-std::shared_ptr<const CollectedNames> read_collected_names(const std::string& text) {
+std::shared_ptr<const CollectedNames> read_collected_names(const std::string& text, bool sparing) {
   const auto names = std::make_shared<CollectedNames>();
   if (select(text, names->selections) != OX_OK) return nullptr;
-  names->instance_question = std::make_shared<Question>(Question{{}, true, true, true});
+  names->instance_question = std::make_shared<Question>(Question{{}, true, sparing, true});
   names->column_question.uptime = true;
+  names->column_question.spare = sparing;
   std::set<Oid> known;
   for (const Selection& selection : names->selections) {
     if (selection.error != OX_OK) continue;

@@ -41,7 +41,7 @@ struct CollectedNames {
   }
 };
 
-// Reads them as a get does. Null when they cannot be read.
-[[nodiscard]] std::shared_ptr<const CollectedNames> read_collected_names(const std::string& names);
+// Reads them as a get does. Null when they cannot be read. `sparing`: agents that are silent are only probed.
+[[nodiscard]] std::shared_ptr<const CollectedNames> read_collected_names(const std::string& names, bool sparing = true);
 
 }  // namespace ox::manager

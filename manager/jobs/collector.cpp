@@ -5,7 +5,9 @@
 #include <filesystem>
 
 #include "manager/base/log.h"
+#include "manager/components/number_value.h"
 #include "manager/jobs/targets.h"
+#include "platform/server/resident_memory.h"
 
 namespace ox::manager {
 namespace {
@@ -26,12 +28,22 @@ bool is_planned(const Oid& path) {
                      [&path](LogAttribute attribute) { return path == log_path(attribute); });
 }
 
+// The row of an agent: its address and port.
+Oid answers_path(const asio::ip::udp::endpoint& agent) {
+  Oid path = manager_figures_path;
+  path.push_back(11);
+  for (const unsigned char byte : agent.address().to_v4().to_bytes()) path.push_back(byte);
+  path.push_back(agent.port());
+  return path;
+}
+
 }  // namespace
 
 Collector::Collector(CollectorTools tools)
     : tools_(std::move(tools)),
       data_(tools_),
       fit_(tools_),
+      memory_(tools_),
       rounds_(tools_, [this](const LogCollectionPtr& entry, const Round& round) { round_ended(entry, round); }),
       teller_(tools_.clock.timer()),
       looker_(tools_.clock.timer()) {
@@ -59,16 +71,24 @@ void Collector::make_own_entry() {
   (void)tools_.commit(set);
 }
 
-void Collector::add_own_figures(std::vector<Figure>& found) const {
+void Collector::add_own_figures(const FigureQuestion& question, std::vector<Figure>& found) const {
   const Agents& agents = tools_.asker.agents();
+  const auto add = [&found](Oid path, std::uint64_t figure) {
+    Figure& added = found.emplace_back();
+    added.path = std::move(path);
+    added.value = figure;
+  };
   std::uint32_t number = 0;
   for (const std::uint64_t figure :
        {std::uint64_t{agents.engine().waiting()}, std::uint64_t{agents.engine().in_flight()}, agents.requests(),
         agents.answers(), agents.timeouts(), std::uint64_t{agents.count()},
-        static_cast<std::uint64_t>(rounds_.lateness()), std::uint64_t{oxcGetMemValue(1)}}) {
-    Figure& added = found.emplace_back();
-    added.path = manager_figure_path(++number);
-    added.value = figure;
+        static_cast<std::uint64_t>(rounds_.lateness()), std::uint64_t{oxcGetMemValue(1)}, platform::resident_memory(),
+        rounds_.refused()}) {
+    add(manager_figure_path(++number), figure);
+  }
+  if (!is_under(question.top, manager_figures_path)) return;
+  for (const auto& [address, answers] : agents.answers_of_each()) {
+    if (address.address().is_v4()) add(answers_path(address), answers);
   }
 }
 
@@ -124,11 +144,7 @@ void Collector::complete(const ComponentName& name) {
   const std::uint32_t now = tools_.scheduler.now();
   if (log_number(values, LogAttribute::id) == 0) {
     const Oid last_path{10, 102, 1, 0};  // kept beside the entries: no number is given twice
-    const Value* const last = tools_.store.value(Store::built_in_name(), last_path);
-    std::uint32_t number = 0;
-    for (const char byte : last != nullptr ? last->bytes : std::string()) {
-      number = number << 8 | static_cast<unsigned char>(byte);
-    }
+    std::uint32_t number = number_of(tools_.store.value(Store::built_in_name(), last_path));
     for (const auto& [other, entry] : entries_) {
       if (const Values* const of = tools_.store.values(other))
         number = std::max(number, log_number(*of, LogAttribute::id));
@@ -166,7 +182,7 @@ void Collector::apply(const LogCollectionPtr& entry, bool loaded) {
   const OX_RESULT result = read_log_entry(values, settings);
   const bool runs = settings.status == LogStatus::running && result == OX_OK;
   if (entry->plan != 0) tools_.scheduler.forget(std::exchange(entry->plan, 0));
-  if (!runs) stop(*entry);
+  if (!runs && settings.status != LogStatus::filled_from_outside) stop(*entry);
   if (settings.status == LogStatus::running && result != OX_OK) {
     log(Severity::warning, entry->name.name + " collects nothing: its settings give " + std::to_string(result));
   }
@@ -200,7 +216,9 @@ void Collector::start(const LogCollectionPtr& entry, bool loaded) {
 
 void Collector::stop(LogCollection& entry) {
   if (entry.plan != 0) tools_.scheduler.forget(std::exchange(entry.plan, 0));
-  if (entry.filling) data_.leave(entry, tools_.scheduler.now() + 1);
+  if (!entry.filling) return;
+  rounds_.tell_refused(entry);
+  data_.leave(entry, tools_.scheduler.now() + 1);
 }
 
 void Collector::look_after() {
@@ -208,6 +226,15 @@ void Collector::look_after() {
   for (const auto& [name, entry] : entries_) {
     if (entry->plan != 0) data_.expire(*entry, tools_.scheduler.now());
   }
+  remember_agents();
+}
+
+void Collector::remember_agents() {
+  LogTargets all;
+  for (const auto& [name, entry] : entries_) {
+    if (entry->plan != 0 && entry->targets) all.insert(all.end(), entry->targets->begin(), entry->targets->end());
+  }
+  memory_.keep(std::move(all));
 }
 
 // ---- Rounds ----
@@ -215,12 +242,34 @@ void Collector::look_after() {
 void Collector::due(const LogCollectionPtr& entry, const Due& moment) {
   if ((moment.kinds & (std::uint32_t{OXCMD_INSTANT} | due_interval)) == 0 || moment.arrival == Arrival::again) return;
   if (!find_targets(tools_, *entry)) entry->targets = std::make_shared<LogTargets>();
-  if (!data_.prepare(*entry, moment.time)) return;
+  if (!data_.prepare(*entry, moment.time)) return rounds_.refuse(*entry, moment.time);
   // The clock may have been set back behind what is stored.
   if (tools_.series.last_due(entry->filling->id) >= moment.time * std::int64_t{1000}) return;
   if (moment.missed()) return missed(*entry, moment);
   if (disk_is_full()) return rounds_.skip(entry, moment.time, Gap::disk_full);
   rounds_.begin(entry, moment.time);
+}
+
+OX_RESULT Collector::fill(const ComponentName& name, std::uint32_t due, EntryId& id) {
+  const auto found = entries_.find(name);
+  if (found == entries_.end()) return OX_ENOCOMP;
+  LogCollection& entry = *found->second;
+  const LogStatus status = entry.settings.status;
+  if (status != LogStatus::running && status != LogStatus::filled_from_outside) return OX_ENOTSTARTABLE;
+  if (due <= std::max(entry.last_collected, log_number(*tools_.store.values(name), LogAttribute::last_collected))) {
+    return OX_EFORMAT;
+  }
+  if (!entry.filling) data_.take_up(entry);
+  if (!data_.prepare(entry, due)) return OX_EWRITE;
+  id = entry.filling->id;
+  return OX_OK;
+}
+
+void Collector::filled(const ComponentName& name, std::uint32_t due) {
+  const auto found = entries_.find(name);
+  if (found == entries_.end()) return;
+  found->second->last_collected = std::max(found->second->last_collected, due);
+  tell_later(found->second);
 }
 
 void Collector::missed(LogCollection& entry, const Due& moment) {

@@ -8,6 +8,7 @@
 #include <span>
 #include <vector>
 
+#include "manager/jobs/agent_memory.h"
 #include "manager/jobs/collector_tools.h"
 #include "manager/jobs/data_entries.h"
 #include "manager/jobs/fit.h"
@@ -24,8 +25,15 @@ class Collector {
   [[nodiscard]] const LogCollection* find(const ComponentName& name) const;
   // Makes the log entry of how the manager itself does, where there is none.
   void make_own_entry();
-  void add_own_figures(std::vector<Figure>& found) const;
-  void add_fit(const FigureQuestion& question, std::vector<Figure>& found) { fit_.add_figures(question, found); }
+  void add_own_figures(const FigureQuestion& question, std::vector<Figure>& found) const;
+  // What has been learned of agents, for the next manager; else it is done once a minute.
+  void remember_agents();
+  [[nodiscard]] Fit& fit() { return fit_; }
+  // The data entry that takes a round from outside, due then: a new one when there is none, or its period is over. 0;
+  // 84; 279 for an entry that is stopped; 70 for a time that is not after its last round; 144.
+  [[nodiscard]] OX_RESULT fill(const ComponentName& name, std::uint32_t due, EntryId& id);
+  // That round is safe.
+  void filled(const ComponentName& name, std::uint32_t due);
 
  private:
   void changed(const ComponentName& name, EntryChanges::What what, std::span<const Oid> paths);
@@ -47,6 +55,7 @@ class Collector {
   const CollectorTools tools_;
   DataEntries data_;
   Fit fit_;
+  AgentMemory memory_;
   Rounds rounds_;
   std::map<ComponentName, LogCollectionPtr> entries_;
   std::map<ComponentName, std::map<Oid, Value>> checked_;  // what is being set in this turn

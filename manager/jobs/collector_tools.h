@@ -33,6 +33,8 @@ struct CollectorTools {
   FigureSources& figures;
   // Writes a batch of changes, and tells those who watch. 0, 144.
   std::function<OX_RESULT(std::span<const Change>)> commit;
+  // Writes it without a word: what is the manager's own, and no attribute.
+  std::function<OX_RESULT(std::span<const Change>)> keep;
   // Tells those who watch of what is kept nowhere.
   std::function<void(std::span<const Change>)> tell;
   // Removes a component in steps.

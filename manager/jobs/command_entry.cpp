@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <string_view>
 
-#include <oxbase/oxbytes.h>
 #include <oxbase/oxc.h>
 
 #include "manager/base/paths.h"
@@ -61,15 +60,7 @@ std::string program_in(const std::string& folder, const std::string& name) {
 
 std::uint32_t number_of(const Values& values, Attribute attribute) {
   const auto found = values.find(command_path(attribute));
-  if (found == values.end() || found->second.bytes.size() != 4) return 0;
-  return peek_long(reinterpret_cast<const unsigned char*>(found->second.bytes.data()));
-}
-
-Value number_value(std::uint32_t number) {
-  Value value{.type = OX_INTEGER, .bytes = std::string(4, '\0')};
-  auto* at = reinterpret_cast<unsigned char*>(value.bytes.data());
-  (void)set_long(&at, number);
-  return value;
+  return number_of(found == values.end() ? nullptr : &found->second);
 }
 
 CommandEntry command_entry(const Values& values) {

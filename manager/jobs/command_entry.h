@@ -8,6 +8,7 @@
 #include "manager/base/attributes.h"
 #include "manager/base/programs.h"
 #include "manager/base/zone.h"
+#include "manager/components/number_value.h"
 #include "manager/components/store.h"
 #include "manager/jobs/plan.h"
 
@@ -33,7 +34,6 @@ struct CommandEntry {
 
 [[nodiscard]] CommandEntry command_entry(const Values& values);
 [[nodiscard]] std::uint32_t number_of(const Values& values, CommandAttribute attribute);
-[[nodiscard]] Value number_value(std::uint32_t number);
 // Whether a client may set that: 0; 70 for what is no schedule, and a state other than 0 and 1.
 [[nodiscard]] OX_RESULT check_command(const Change& change);
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "manager/base/log.h"
+#include "manager/components/number_value.h"
 
 namespace ox::manager {
 namespace {
@@ -30,11 +31,7 @@ std::string local_time(const Zone& zone, std::uint32_t at) {
 }
 
 std::uint32_t number_of(const Store& store, const ComponentName& name, DataAttribute attribute) {
-  const Value* const value = store.value(name, data_path(attribute));
-  std::uint32_t number = 0;
-  if (value == nullptr || value->bytes.size() != 4) return 0;
-  for (const char byte : value->bytes) number = number << 8 | static_cast<unsigned char>(byte);
-  return number;
+  return number_of(store.value(name, data_path(attribute)));
 }
 
 }  // namespace
@@ -48,8 +45,10 @@ bool DataEntries::prepare(LogCollection& entry, std::uint32_t due) {
 bool DataEntries::make(LogCollection& entry, std::uint32_t due) {
   const Values& values = *tools_.store.values(entry.name);
   const std::uint32_t number = log_number(values, LogAttribute::last_data_id) + 1;
-  const ComponentName name{"dataEnt", tools_.store.free_name("dataEnt")};
+  auto [made, mark] = tools_.store.new_name("dataEnt");
+  const ComponentName name{"dataEnt", std::move(made)};
   std::vector<Change> batch = attributes(entry, name, due, number);
+  batch.push_back(std::move(mark));
   batch.push_back(text_change(entry.name, log_path(LogAttribute::active), name.name));
   batch.push_back(number_change(entry.name, log_path(LogAttribute::last_data_id), number, OX_INTEGER));
   if (tools_.commit(batch) != OX_OK) {

@@ -52,17 +52,24 @@ struct Fit::Look {
   std::size_t left = 0;
   std::uint64_t answers = 0;
   std::uint64_t values = 0;
+  std::uint64_t full = never;  // the disk, in days
+  std::vector<std::function<void()>> waiting{};
   std::vector<std::pair<std::int64_t, std::string>> late{};  // of those that cannot make it: how long they took
 
   [[nodiscard]] bool ended() const { return left == 0 && next == entry.targets->size(); }
+  [[nodiscard]] bool fits() const { return ended() && late.empty() && full == never; }
   [[nodiscard]] std::uint64_t interval() const { return length_of(entry.settings.interval); }
   [[nodiscard]] std::uint64_t a_day(std::uint64_t once) const { return once * day / interval(); }
 };
 
 class Fit::Probe final : public ValueReceiver {
  public:
-  Probe(const Clock& clock, std::shared_ptr<Look> look, std::string name, std::uint32_t operations)
-      : clock_(clock), look_(std::move(look)), name_(std::move(name)), began_(clock.passed()), left_(operations) {}
+  Probe(Fit& fit, std::shared_ptr<Look> look, std::string name, std::uint32_t operations)
+      : fit_(fit),
+        look_(std::move(look)),
+        name_(std::move(name)),
+        began_(fit.tools_.clock.passed()),
+        left_(operations) {}
 
   void reading(const Reading&) override { ++look_->answers; }
   bool take(std::size_t, NodePtr node) override {
@@ -75,7 +82,7 @@ class Fit::Probe final : public ValueReceiver {
   }
   void done(const std::vector<std::size_t>&, OX_RESULT) override {
     if (--left_ != 0) return;
-    const std::int64_t took = clock_.passed() - began_;
+    const std::int64_t took = fit_.tools_.clock.passed() - began_;
     const auto interval = static_cast<std::int64_t>(look_->interval() * 1000);
     if (silent_) {
       look_->late.emplace_back(INT64_MAX, name_ + " silent");
@@ -83,10 +90,11 @@ class Fit::Probe final : public ValueReceiver {
       look_->late.emplace_back(took, name_ + ' ' + std::to_string(took) + " ms of " + std::to_string(interval) + " ms");
     }
     --look_->left;
+    fit_.go_on(look_);
   }
 
  private:
-  const Clock& clock_;
+  Fit& fit_;
   std::shared_ptr<Look> look_;
   std::string name_;
   std::int64_t began_;
@@ -100,10 +108,22 @@ std::shared_ptr<Fit::Look> Fit::start(const ComponentName& name) {
   look->began = tools_.clock.passed();
   const Values* const values = tools_.store.values(name);
   if (values == nullptr || read_log_entry(*values, look->entry.settings) != OX_OK) return nullptr;
-  look->entry.names = read_collected_names(look->entry.settings.names);
+  look->entry.names = read_collected_names(look->entry.settings.names, false);
   if (!look->entry.names || !find_targets(tools_, look->entry)) return nullptr;
   ask_on(look);
   return look;
+}
+
+// What does not fit is not kept: it may have been mended.
+void Fit::go_on(const std::shared_ptr<Look>& look) {
+  if (!look->ended()) return;
+  std::sort(look->late.rbegin(), look->late.rend());
+  look->full = days_until_full(*look);
+  asio::post(tools_.loop, [this, look] {
+    for (const auto& ready : std::exchange(look->waiting, {})) ready();
+    const auto kept_look = looks_.find(look->entry.name);
+    if (!look->fits() && kept_look != looks_.end() && kept_look->second == look) looks_.erase(kept_look);
+  });
 }
 
 void Fit::ask_on(const std::shared_ptr<Look>& look) {
@@ -114,12 +134,12 @@ void Fit::ask_on(const std::shared_ptr<Look>& look) {
     Agent agent;
     if (names.slots() == 0 || agent_of(tools_.store, target.name, tools_.settings, agent) != OX_OK) continue;
     const std::uint32_t operations = (names.instance_question ? 1 : 0) + (names.columns.empty() ? 0 : 1);
-    const auto probe = std::make_shared<Probe>(tools_.clock, look, target.text, operations);
+    const auto probe = std::make_shared<Probe>(*this, look, target.text, operations);
     ++look->left;
     if (names.instance_question) tools_.asker.get(agent, names.instance_question, probe);
     if (!names.columns.empty()) tools_.asker.walk(agent, names.column_question, 0, probe);
   }
-  if (look->next == look->entry.targets->size()) return;
+  if (look->next == look->entry.targets->size()) return go_on(look);
   asio::post(tools_.loop, [this, look] { ask_on(look); });
 }
 
@@ -136,28 +156,34 @@ std::uint64_t Fit::days_until_full(const Look& look) const {
   return full * static_cast<double>(day) > expiry ? never : static_cast<std::uint64_t>(full);
 }
 
-void Fit::add_figures(const FigureQuestion& question, std::vector<Figure>& found) {
-  if (!is_under(question.top, fit_path)) return;
+bool Fit::wait(const FigureQuestion& question, std::function<void()> ready) {
+  if (!is_under(question.top, fit_path)) return false;
   std::shared_ptr<Look>& look = looks_[question.component];
-  if (!look || (look->ended() && tools_.clock.passed() - look->began > kept)) look = start(question.component);
+  const bool old = look && look->fits() && tools_.clock.passed() - look->began > kept;
+  if (look && look->fits() && !old) return false;
+  if (!look || old) look = start(question.component);
   if (!look) {
     looks_.erase(question.component);
-    found.push_back({path_of(state), TypedNumber{OX_INTEGER, 0}});
-    return;
+    return false;
   }
-  std::sort(look->late.rbegin(), look->late.rend());
-  const std::uint64_t full = days_until_full(*look);
-  const FitState result = !look->ended()                        ? FitState::asking
-                          : look->late.empty() && full == never ? FitState::fits
-                                                                : FitState::does_not_fit;
+  look->waiting.push_back(std::move(ready));
+  return true;
+}
+
+void Fit::add(const FigureQuestion& question, std::vector<Figure>& found) const {
+  if (!is_under(question.top, fit_path)) return;
+  const auto known = looks_.find(question.component);
+  if (known == looks_.end()) return found.push_back({path_of(state), TypedNumber{OX_INTEGER, 0}});
+  const Look& look = *known->second;
+  const FitState result = !look.ended() ? FitState::asking : look.fits() ? FitState::fits : FitState::does_not_fit;
   found.push_back({path_of(state), TypedNumber{OX_INTEGER, static_cast<std::uint32_t>(result)}});
-  found.push_back({path_of(requests), look->a_day(look->answers)});
+  found.push_back({path_of(requests), look.a_day(look.answers)});
   found.push_back(
-      {path_of(bytes), static_cast<std::uint64_t>(static_cast<double>(look->a_day(look->values)) * bytes_of_value)});
-  found.push_back({path_of(days), full});
+      {path_of(bytes), static_cast<std::uint64_t>(static_cast<double>(look.a_day(look.values)) * bytes_of_value)});
+  found.push_back({path_of(days), look.full});
   std::uint32_t number = 0;
-  for (const auto& [took, text] : look->late) found.push_back({path_of(agents, ++number), text});
-  found.push_back({path_of(values), look->a_day(look->values)});
+  for (const auto& [took, text] : look.late) found.push_back({path_of(agents, ++number), text});
+  found.push_back({path_of(values), look.a_day(look.values)});
 }
 
 }  // namespace ox::manager

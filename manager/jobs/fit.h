@@ -17,9 +17,11 @@ class Fit {
  public:
   explicit Fit(const CollectorTools& tools) : tools_(tools) {}
 
-  // The entry's figures as far as they are known, when they are wanted by name; the agents are asked then, if that was
-  // not done within the last minute.
-  void add_figures(const FigureQuestion& question, std::vector<Figure>& found);
+  // Has the agents of an entry asked, when its figures are wanted by name, and calls when all have answered, or none of
+  // their attempts. False when there is nothing to wait for: it fitted within the last minute, or cannot be read.
+  [[nodiscard]] bool wait(const FigureQuestion& question, std::function<void()> ready);
+  // The entry's figures as far as they are known.
+  void add(const FigureQuestion& question, std::vector<Figure>& found) const;
 
  private:
   struct Look;
@@ -27,6 +29,7 @@ class Fit {
 
   [[nodiscard]] std::shared_ptr<Look> start(const ComponentName& name);
   void ask_on(const std::shared_ptr<Look>& look);
+  void go_on(const std::shared_ptr<Look>& look);
   [[nodiscard]] std::uint64_t days_until_full(const Look& look) const;
 
   const CollectorTools& tools_;

@@ -14,6 +14,14 @@
 
 namespace ox::manager {
 
+// Rounds that the disk has refused, until it takes the gap that they are.
+struct RefusedRounds {
+  std::uint32_t from = 0;
+  std::uint32_t to = 0;
+  std::uint64_t rounds = 0;
+  std::uint64_t values = 0;
+};
+
 using LogTargets = std::vector<std::shared_ptr<LogTarget>>;  // in the order of their offsets
 
 struct LogCollection {
@@ -26,6 +34,7 @@ struct LogCollection {
   std::shared_ptr<Filling> filling{};
   std::uint32_t last_collected = 0;  // a round whose values are safe
   std::uint32_t failed = 0;          // rounds that lack a value, since the start
+  RefusedRounds refused{};
 
   [[nodiscard]] std::uint32_t expected() const {
     std::uint32_t all = 0;

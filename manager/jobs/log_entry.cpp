@@ -1,8 +1,7 @@
 #include "manager/jobs/log_entry.h"
 
-#include <oxbase/oxbytes.h>
-
 #include "manager/base/selection.h"
+#include "manager/components/number_value.h"
 
 namespace ox::manager {
 namespace {
@@ -10,10 +9,6 @@ namespace {
 std::string text_of(const Value& value) {
   if (value.type != OX_DISPLAYSTRING || value.bytes.empty()) return {};
   return value.bytes.substr(0, value.bytes.size() - 1);
-}
-std::uint32_t number_of(const Value& value) {
-  if (value.bytes.size() != 4) return 0;
-  return peek_long(reinterpret_cast<const unsigned char*>(value.bytes.data()));
 }
 
 const Value* find(const Values& values, LogAttribute attribute) {
@@ -40,10 +35,7 @@ std::string log_text(const Values& values, LogAttribute attribute) {
   return value == nullptr ? std::string() : text_of(*value);
 }
 
-std::uint32_t log_number(const Values& values, LogAttribute attribute) {
-  const Value* const value = find(values, attribute);
-  return value == nullptr ? 0 : number_of(*value);
-}
+std::uint32_t log_number(const Values& values, LogAttribute attribute) { return number_of(find(values, attribute)); }
 
 OX_RESULT read_log_entry(const Values& values, LogEntrySettings& settings) {
   settings.title = log_text(values, LogAttribute::title);
@@ -56,12 +48,13 @@ OX_RESULT read_log_entry(const Values& values, LogEntrySettings& settings) {
   settings.schedule_text = log_text(values, LogAttribute::schedule);
   settings.inverted = log_number(values, LogAttribute::schedule_type) == 1;
   settings.status = static_cast<LogStatus>(log_number(values, LogAttribute::status));
-  if (settings.component.empty() || settings.names.empty()) return OX_EMISSING;
+  OX_RESULT worst = settings.component.empty() || settings.names.empty() ? OX_RESULT{OX_EMISSING} : OX_RESULT{OX_OK};
   for (const OX_RESULT result :
        {read_period(settings.interval_text, settings.interval), read_period(settings.rotate_text, settings.rotate),
         read_period(log_text(values, LogAttribute::expire), settings.expire)}) {
-    if (result != OX_OK) return result;
+    if (worst == OX_OK) worst = result;
   }
+  if (worst != OX_OK) return worst;
   std::vector<Selection> selections;
   if (select(settings.names, selections) != OX_OK) return OX_EFORMAT;
   return settings.schedule_text.empty() || settings.schedule_text == "-"
@@ -82,16 +75,14 @@ OX_RESULT check_log_value(LogAttribute attribute, const Value& value) {
       return read_schedule(text_of(value), read);
     }
     case LogAttribute::status:
-      return number_of(value) >= 2 && number_of(value) <= 4 ? OX_RESULT{OX_OK} : OX_RESULT{OX_ERANGE};
+      return number_of(&value) >= 2 && number_of(&value) <= 4 ? OX_RESULT{OX_OK} : OX_RESULT{OX_ERANGE};
     default:
       return OX_OK;
   }
 }
 
 Change number_change(const ComponentName& component, const Oid& path, std::uint32_t number, std::uint32_t type) {
-  std::string bytes(4, '\0');
-  for (int i = 0; i < 4; ++i) bytes[static_cast<std::size_t>(i)] = static_cast<char>(number >> (24 - 8 * i));
-  return {.kind = Change::Kind::set, .component = component, .path = path, .value = {type, std::move(bytes)}};
+  return {.kind = Change::Kind::set, .component = component, .path = path, .value = number_value(number, type)};
 }
 
 Change text_change(const ComponentName& component, const Oid& path, const std::string& text) {

@@ -39,7 +39,8 @@ struct LogEntrySettings {
 [[nodiscard]] std::string log_text(const Values& values, LogAttribute attribute);
 [[nodiscard]] std::uint32_t log_number(const Values& values, LogAttribute attribute);
 
-// 0; 195 when what is needed is empty, 70 when it cannot be read, and what reading the schedule gives.
+// 0; 195 when what is needed is empty, 70 when it cannot be read, and what reading the schedule gives. The periods are
+// read all the same: what is filled from outside needs no more.
 [[nodiscard]] OX_RESULT read_log_entry(const Values& values, LogEntrySettings& settings);
 
 // Whether a client may set that.

@@ -4,7 +4,6 @@
 #include <asio/post.hpp>
 #include <utility>
 
-#include "manager/components/stored_value.h"
 #include "manager/jobs/asking.h"
 #include "manager/snmp/agent.h"
 #include "manager/snmp/columns.h"
@@ -24,31 +23,54 @@ std::int64_t span_of(const Period& interval) {
   return std::min(length / spread, longest_spread);
 }
 
-std::span<const std::byte> bytes_of(const std::string& text) { return std::as_bytes(std::span(text)); }
-
 }  // namespace
 
 Rounds::Rounds(const CollectorTools& tools, Ended ended)
     : tools_(tools), ended_(std::move(ended)), timer_(tools.clock.timer()) {}
 
 std::shared_ptr<Round> Rounds::open_round(LogCollection& entry, std::uint32_t due) {
+  const std::uint32_t number = tools_.series.begin_round(entry.filling->id, due * std::int64_t{1000});
+  if (number == SeriesStore::no_round) {
+    refuse(entry, due);
+    return nullptr;
+  }
+  tell_refused(entry);
   const auto round = std::make_shared<Round>();
   round->filling = entry.filling;
   round->due = due;
-  round->number = tools_.series.begin_round(entry.filling->id, due * std::int64_t{1000});
+  round->number = number;
   tools_.series.expect(entry.filling->id, round->number, entry.expected());
   ++entry.filling->opened;
   return round;
 }
 
+void Rounds::refuse(LogCollection& entry, std::uint32_t due) {
+  RefusedRounds& refused = entry.refused;
+  if (refused.rounds == 0) refused.from = due;
+  refused.to = due;
+  ++refused.rounds;
+  refused.values += entry.expected();
+  refused_ += entry.expected();
+  ++entry.failed;
+}
+
+void Rounds::tell_refused(LogCollection& entry) {
+  const RefusedRounds told = std::exchange(entry.refused, {});
+  if (told.rounds == 0) return;
+  tools_.series.missed(entry.filling->id, told.from * std::int64_t{1000}, told.to * std::int64_t{1000}, told.rounds,
+                       told.values, Gap::disk_full);
+}
+
 void Rounds::skip(const LogCollectionPtr& entry, std::uint32_t due, Gap gap) {
   const auto round = open_round(*entry, due);
+  if (!round) return;
   round->failed = true;
   end_round(entry, round, gap);
 }
 
 void Rounds::begin(const LogCollectionPtr& entry, std::uint32_t due) {
   const auto round = open_round(*entry, due);
+  if (!round) return;
   round->targets_left = entry->targets->size() + 1;  // the beginning counts as one
   const std::int64_t span = span_of(entry->settings.interval);
   const std::int64_t late = tools_.clock.wall() - due * std::int64_t{1000};
@@ -107,9 +129,10 @@ void Rounds::ask(const Cursor& cursor, const std::shared_ptr<LogTarget>& target)
   const CollectedNames& names = *cursor.entry->names;
   target->rows.resize(names.columns.size());
   if (target->busy) {
-    // A gap of this round must not come before a value of the one before.
+    // A gap of this round must not come before a value of the one before; a probe that is under way is one of this
+    // round, too.
     return target->overrun.push_back([this, cursor, target] {
-      gap_all(cursor, *target, Gap::overrun, 0);
+      gap_all(cursor, *target, target->silent ? Gap::not_asked : Gap::overrun, 0);
       target_ended(cursor.entry, cursor.round);
     });
   }
@@ -156,31 +179,29 @@ void Rounds::read_stored(const Cursor& cursor, LogTarget& target) {
   const Values* const values = tools_.store.values(target.name);
   if (values == nullptr) return;
   target.stored = 0;
+  std::optional<std::uint32_t> reading;
+  const auto put = [&](const Oid& path, const Value& value) {
+    const Filling& filling = *cursor.round->filling;
+    const std::uint32_t round = cursor.round->number;
+    if (!reading) {
+      const std::uint32_t number = target.number(tools_.series, filling);
+      reading = tools_.series.add_reading(filling.id, round, number, tools_.clock.wall(), {});
+    }
+    const auto [leaf, item] = leaf_and_instance(path);
+    (void)tools_.series.put(filling.id, round, target.series_of(tools_.series, filling, leaf, item), *reading,
+                            value.type, std::as_bytes(std::span(value.bytes)));
+    ++target.stored;
+  };
   for (const Selection& selection : cursor.entry->names->selections) {
     if (selection.error != OX_OK) continue;
     for (auto value = values->lower_bound(selection.path);
          value != values->end() && is_under(value->first, selection.path); ++value) {
-      if (!selection.covers(value->first) || !is_readable(value->first)) continue;
-      put_stored(cursor, target, value->first, value->second.type, bytes_of(value->second.bytes));
+      if (selection.covers(value->first) && is_readable(value->first)) put(value->first, value->second);
     }
     for (const Figure& figure : tools_.figures.ask({target.name, selection.path, {}})) {
-      if (!selection.covers(figure.path)) continue;
-      const Value value = value_of(figure_node(figure).get());
-      put_stored(cursor, target, figure.path, value.type, bytes_of(value.bytes));
+      if (selection.covers(figure.path)) put(figure.path, value_of(figure));
     }
   }
-}
-
-void Rounds::put_stored(const Cursor& cursor, LogTarget& target, const Oid& path, std::uint32_t type,
-                        std::span<const std::byte> bytes) {
-  const Filling& filling = *cursor.round->filling;
-  const auto [leaf, item] = leaf_and_instance(path);
-  const std::uint32_t number = target.number(tools_.series, filling);
-  const std::uint32_t reading =
-      tools_.series.add_reading(filling.id, cursor.round->number, number, tools_.clock.wall(), {});
-  (void)tools_.series.put(filling.id, cursor.round->number, target.series_of(tools_.series, filling, leaf, item),
-                          reading, type, bytes);
-  ++target.stored;
 }
 
 void Rounds::gap_all(const Cursor& cursor, LogTarget& target, Gap gap, std::uint32_t code) {

@@ -24,6 +24,11 @@ class Rounds {
   // A round of which nothing is asked: all that is due is a gap.
   void skip(const LogCollectionPtr& entry, std::uint32_t due, Gap gap);
 
+  // One for which there is no room: its values are a gap of the disk, told when there is room again.
+  void refuse(LogCollection& entry, std::uint32_t due);
+  void tell_refused(LogCollection& entry);
+
+  [[nodiscard]] std::uint64_t refused() const { return refused_; }   // values, of such rounds
   [[nodiscard]] std::int64_t lateness() const { return lateness_; }  // milliseconds, of the last request
 
  private:
@@ -40,6 +45,7 @@ class Rounds {
     std::vector<Cursor> cursors{};
   };
 
+  // Null when the disk refuses it.
   std::shared_ptr<Round> open_round(LogCollection& entry, std::uint32_t due);
   void go_on();
   void wait(std::int64_t milliseconds);
@@ -48,8 +54,6 @@ class Rounds {
   void ask(const Cursor& cursor, const std::shared_ptr<LogTarget>& target);
   void ask_agent(const Cursor& cursor, const std::shared_ptr<LogTarget>& target);
   void read_stored(const Cursor& cursor, LogTarget& target);
-  void put_stored(const Cursor& cursor, LogTarget& target, const Oid& path, std::uint32_t type,
-                  std::span<const std::byte> bytes);
   void gap_all(const Cursor& cursor, LogTarget& target, Gap gap, std::uint32_t code);
   void note_failure(const LogCollection& entry, LogTarget& target, const Oid& path, OX_RESULT code);
   void tell_failure(const LogCollection& entry, const LogTarget& target, const std::string& path, OX_RESULT code);
@@ -62,6 +66,7 @@ class Rounds {
   std::unique_ptr<Timer> timer_;
   std::int64_t waiting_until_ = 0;  // by the time that has passed; 0: not at all
   std::int64_t lateness_ = 0;
+  std::uint64_t refused_ = 0;
 };
 
 }  // namespace ox::manager

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "manager/base/selection.h"
+#include "manager/components/number_value.h"
 #include "manager/requests/item_answer.h"
 #include "manager/series/window.h"
 
@@ -30,13 +31,6 @@ std::optional<ComponentName> one_component(const Manager& manager, const std::st
   ComponentName name;
   if (parse_component_name(text, name) != OX_OK || !manager.store.has(name)) return {};
   return name;
-}
-
-std::uint32_t number_of(const Value* value) {
-  if (value == nullptr || value->bytes.size() != 4) return 0;
-  std::uint32_t number = 0;
-  for (const char byte : value->bytes) number = number << 8 | static_cast<unsigned char>(byte);
-  return number;
 }
 
 void answer_window(Manager& manager, const Request& request, const ComponentName& component,

@@ -17,6 +17,7 @@ CollectorTools collector_tools(Manager& manager, const std::string& data_directo
       .asker = manager.asker,
       .figures = manager.figures,
       .commit = [&manager](std::span<const Change> batch) { return manager.commit(batch); },
+      .keep = [&manager](std::span<const Change> batch) { return manager.components.commit(manager.store, batch); },
       .tell = [&manager](std::span<const Change> changes) { manager.subscriptions.changed(changes); },
       .remove = [&manager](const ComponentName& name,
                            std::function<void(OX_RESULT)> done) { remove_component(manager, name, done); },

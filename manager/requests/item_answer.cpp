@@ -2,8 +2,9 @@
 
 #include <asio/post.hpp>
 #include <chrono>
-#include <new>
 #include <utility>
+
+#include "manager/base/job.h"
 
 namespace ox::manager {
 namespace {
@@ -13,19 +14,18 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t small_answer = 256 * 1024;  // bytes that are kept while they are counted
 constexpr auto step_time = std::chrono::milliseconds(5);
 
-// Counts, then gives.
-class ItemAnswer final : public ByteSource, public std::enable_shared_from_this<ItemAnswer> {
+// Counts, then gives. When its client goes it ends.
+class ItemAnswer final : public ByteSource, public Job {
  public:
   ItemAnswer(Manager& manager, const Request& request, std::function<NodesOfItems()> make)
-      : manager_(manager), reply_(request.reply), make_(std::move(make)), nodes_(make_()) {}
+      : Job(manager.loop), manager_(manager), reply_(request.reply), make_(std::move(make)), nodes_(make_()) {}
 
   void count() {
-    try {
-      if (!count_on()) return asio::post(manager_.loop, [self = shared_from_this()] { self->count(); });
-      answer();
-    } catch (const std::bad_alloc&) {
-      reply_(error_reply(OX_ENOMEM));
-    }
+    step([this] {
+      const auto self = std::static_pointer_cast<ItemAnswer>(shared_from_this());
+      if (ended() || count_on()) return operation_ended();
+      asio::post(manager_.loop, [self] { self->count(); });
+    });
   }
 
   [[nodiscard]] std::uint64_t left() const override { return left_; }
@@ -49,12 +49,13 @@ class ItemAnswer final : public ByteSource, public std::enable_shared_from_this<
     }
   }
 
-  void answer() {
+  void finish(OX_RESULT why) override {
+    if (why != OX_OK) return reply_(error_reply(why));
     const OX_RESULT result = nodes_.lost() ? OX_RESULT{OX_ENODES} : OX_RESULT{OX_OK};
     if (left_ <= small_answer) return reply_({.error = result, .data = std::move(kept_)});
     kept_ = {};
     nodes_ = make_();
-    reply_({.error = result, .rest = shared_from_this()});
+    reply_({.error = result, .rest = std::static_pointer_cast<ItemAnswer>(shared_from_this())});
   }
 
   Manager& manager_;
@@ -70,7 +71,9 @@ class ItemAnswer final : public ByteSource, public std::enable_shared_from_this<
 void answer_items(Manager& manager, const Request& request, const ComponentName& component, const Oid& path,
                   MakeItems make) {
   const auto nodes = [component, path, make = std::move(make)] { return NodesOfItems(component, path, make()); };
-  std::make_shared<ItemAnswer>(manager, request, nodes)->count();
+  const auto answer = std::make_shared<ItemAnswer>(manager, request, nodes);
+  manager.jobs.add(request.session, answer);
+  answer->count();
 }
 
 }  // namespace ox::manager

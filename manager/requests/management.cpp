@@ -41,14 +41,18 @@ using Handler = void (*)(Manager&, NodeList, const Request&);
 void add(Manager& manager, NodeList arguments, const Request& request) {
   ComponentName target = target_of(arguments);
   if (const OX_RESULT result = check_target(manager, target)) return request.reply(error_reply(result));
-  if (target.name.empty()) target.name = manager.store.free_name(target.type);
+  std::vector<Change> batch;
+  if (target.name.empty()) {
+    auto [name, mark] = manager.store.new_name(target.type);
+    target.name = std::move(name);
+    batch.push_back(std::move(mark));
+  }
   OX_RESULT result = check_new_name(target.name);
   if (result == OX_OK && manager.store.has(target)) result = OX_EEXISTS;
   if (result != OX_OK) return request.reply(error_reply(result));
-  Change change;
-  change.component = target;
-  Reply reply = changed(manager, change);
-  if (reply.error != OX_OK) return request.reply(std::move(reply));
+  batch.push_back({.component = target});
+  result = manager.commit(batch);
+  if (result != OX_OK) return request.reply(error_reply(result));
   NodePtr node = text_node(argument_path(Argument::name), target.name);
   set_component(node.get(), target);
   NodeList answer;

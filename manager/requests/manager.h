@@ -85,11 +85,14 @@ struct Manager {
     });
     figures.add("system", [this](const FigureQuestion& question, std::vector<Figure>& found) {
       add_system_figures(trap_books, faults, question.component, found);
-      collector.add_own_figures(found);
+      collector.add_own_figures(question, found);
     });
-    figures.add("logEnt", [this](const FigureQuestion& question, std::vector<Figure>& found) {
-      collector.add_fit(question, found);
-    });
+    figures.add(
+        "logEnt",
+        [this](const FigureQuestion& question, std::vector<Figure>& found) { collector.fit().add(question, found); },
+        [this](const FigureQuestion& question, std::function<void()> ready) {
+          return collector.fit().wait(question, std::move(ready));
+        });
     keep_collected(*this);
   }
 

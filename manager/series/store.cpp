@@ -14,6 +14,8 @@ namespace {
 using Tables = CollectedTables;
 
 constexpr std::size_t most_of_value = 0xFFFF;
+// Of cells that the disk has not taken, before no more rounds begin.
+constexpr std::size_t most_refused = 16 << 20;
 
 }  // namespace
 
@@ -153,7 +155,7 @@ std::uint32_t SeriesStore::series(EntryId id, const SeriesKey& key) {
 
 std::uint32_t SeriesStore::begin_round(EntryId id, std::int64_t due) {
   OpenEntry* const cells = touch(id);
-  if (cells == nullptr || !make_way(*entry(id))) return no_round;
+  if (cells == nullptr || refused_ > most_refused || !make_way(*entry(id))) return no_round;
   return cells->begin_round(due);
 }
 
@@ -254,7 +256,13 @@ void SeriesStore::put_staged(Entry& changed) {
 
 void SeriesStore::ended(bool safe) {
   sealed(safe);
-  if (!safe) return;  // all of it is put again
+  refused_ = 0;
+  if (!safe) {  // all of it is put again
+    for (const EntryId id : touched_) {
+      if (const OpenEntry* const cells = filled(id)) refused_ += cells->laid_out().size();
+    }
+    return;
+  }
   for (const EntryId id : touched_) {
     if (entry(id) == nullptr) continue;
     Entry& changed = entries_.at(id);

@@ -156,6 +156,7 @@ class SeriesStore final : private CollectedFile::User {
   std::deque<std::uint64_t> to_erase_;  // staged rows
   std::size_t erased_ = 0;              // of them, in this turn
   bool in_a_hurry_ = false;             // a segment must be in blocks before anything else can be done
+  std::size_t refused_ = 0;             // bytes of cells that the disk has not taken
   bool loaded_ = false;
   std::function<void(EntryId)> on_news_;
   // Of this turn.

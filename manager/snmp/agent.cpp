@@ -57,6 +57,7 @@ OX_RESULT agent_of(const Store& store, const ComponentName& component, const Set
                                  read_number(*values, node_snmp_version_path, OXS_V1, OXS_V2C, agent.version),
                                  read_number(*values, node_timeout_path, 1, 600000, agent.timeout),
                                  read_number(*values, node_retries_path, 0, 100, agent.retries),
+                                 read_number(*values, node_learned_path, 0, 0xFFFF, agent.learned),
                                  read_code(*values, node_read_community_path, agent.read_community)}) {
     if (result != OX_OK) return result;
   }

@@ -11,6 +11,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t most_in_flight = 8;
+constexpr std::uint32_t most_of_size = 100;
 constexpr std::chrono::hours kept{1};  // what is known of an agent that nobody asks
 
 void smooth(std::chrono::microseconds& average, Clock::duration next) {
@@ -25,12 +26,31 @@ Agents::~Agents() {
   for (const auto& [key, agent] : agents_) (void)std::exchange(agent->waiting, {});
 }
 
+void AgentState::remember(std::uint32_t learned_once) {
+  if (learned_once == 0) return;
+  size = std::clamp(learned_once >> 8, 1u, most_of_size);
+  most_in_flight = std::clamp(learned_once & 0xFF, 1u, ox::manager::most_in_flight);
+}
+
+const AgentState* Agents::known(const Agent& agent) const {
+  const auto found = agents_.find(key_of(agent));
+  return found == agents_.end() ? nullptr : found->second.get();
+}
+
+std::map<asio::ip::udp::endpoint, std::uint64_t> Agents::answers_of_each() const {
+  std::map<asio::ip::udp::endpoint, std::uint64_t> answers;
+  for (const auto& [key, agent] : agents_)
+    answers.emplace_hint(answers.end(), key.address, 0)->second += agent->answers;
+  return answers;
+}
+
 AgentPtr Agents::find(const Agent& agent) {
   if (agents_.size() >= forget_at_) forget_unused();
-  AgentPtr& state = agents_[{agent.address, agent.version, agent.read_community}];
+  AgentPtr& state = agents_[key_of(agent)];
   if (!state) {
     state = std::make_shared<AgentState>();
     state->size = first_size_;
+    state->remember(agent.learned);
   }
   state->agent = agent;
   state->used = Clock::now();
@@ -80,6 +100,7 @@ void Agents::learn(AgentState& agent, const SnmpAnswer& answer, std::uint32_t si
     agent.most_in_flight = std::max(1u, agent.most_in_flight / 2);
   } else if (answer.result == OX_OK) {
     ++answers_;
+    ++agent.answers;
     agent.silent = false;
     agent.size_heard = 0;
     smooth(agent.round_trip, answer.round_trip);
@@ -94,11 +115,16 @@ void Agents::learn(AgentState& agent, const SnmpAnswer& answer, std::uint32_t si
 }
 
 // Silence says nothing of sizes.
-void Agents::lost(AgentState& agent) {
+void Agents::lost(AgentState& agent, bool probed) {
   agent.silent = true;
   agent.most_in_flight = 1;
   if (agent.size_heard != 0) agent.size = std::exchange(agent.size_heard, 0);
-  for (const std::shared_ptr<Turn>& turn : std::exchange(agent.waiting, {})) turn->give_up();
+  auto turns = std::exchange(agent.waiting, {});
+  const auto sure = std::stable_partition(turns.begin(), turns.end(),
+                                          [probed](const auto& turn) { return !probed || turn->is_probing(); });
+  agent.waiting.assign(sure, turns.end());
+  turns.erase(sure, turns.end());
+  for (const std::shared_ptr<Turn>& turn : turns) turn->give_up();
 }
 
 }  // namespace ox::manager

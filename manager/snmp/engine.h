@@ -30,6 +30,7 @@ struct Agent {
   std::string write_community;
   std::uint32_t timeout = 1000;  // milliseconds, of each attempt
   std::uint32_t retries = 3;     // after the first attempt
+  std::uint32_t learned = 0;     // AgentState's, in an earlier life of the manager; 0: nothing
 };
 
 // An agent's answer. `result` is 0, 158 when none came in time, 111 when the request could not be encoded.

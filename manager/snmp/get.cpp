@@ -44,6 +44,7 @@ void Get::go_on() {
 
 void Get::take_turn() {
   waiting_ = false;
+  probing_ = probing_ && agent_->silent;
   if (ended_ || rest_.empty()) return;
   step([this] {
     if (probing_) return probe();
@@ -57,6 +58,7 @@ void Get::give_up() {
   given_up_ = true;
   if (ended_) return;
   step([this] {
+    if (probing_) tell_reading({now_in_milliseconds(), {}, false});
     fail_rest(OX_ENOANSWER);
     go_on();
   });
@@ -115,7 +117,7 @@ void Get::probe() {
                    if (answer.result != OX_OK) {
                      self->tell_reading({now_in_milliseconds(), {}, false});
                      self->fail_rest(answer.result);
-                     self->agents_.lost(*self->agent_);
+                     self->agents_.lost(*self->agent_, true);
                    }
                    self->go_on();
                  });
@@ -146,7 +148,7 @@ void Get::unanswered(Piece piece) {
   tell_reading({now_in_milliseconds()});
   fail(piece.names, OX_ENOANSWER);
   fail_rest(OX_ENOANSWER);
-  agents_.lost(*agent_);
+  agents_.lost(*agent_, false);
 }
 
 // Takes the name that the agent refuses off the piece, all of them when it does not say which.

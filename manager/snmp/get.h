@@ -19,6 +19,7 @@ class Get final : public Turn, public std::enable_shared_from_this<Get> {
   void run();
   void take_turn() override;
   void give_up() override;
+  [[nodiscard]] bool is_probing() const override { return probing_; }
 
  private:
   using Names = std::vector<std::uint32_t>;  // of the plan

@@ -6,6 +6,7 @@
 
 #include "manager/base/attributes.h"
 #include "manager/base/selection.h"
+#include "manager/components/number_value.h"
 #include "manager/components/stored_value.h"
 #include "manager/snmp/agent.h"
 #include "manager/snmp/asker.h"
@@ -39,18 +40,15 @@ void sort_by_path(std::vector<NodePtr>& nodes) {
 
 }  // namespace
 
-NodePtr figure_node(const Figure& figure) {
-  NodePtr node = named_node(figure.path);
-  OX_RESULT result = OX_OK;
-  if (const auto* const text = std::get_if<std::string>(&figure.value)) {
-    result = oxdSetText(node.get(), text->c_str());
-  } else if (const auto* const typed = std::get_if<TypedNumber>(&figure.value)) {
-    result = oxdSetUlong(node.get(), typed->type, typed->number);
-  } else {
-    result = oxdSetCounter64(node.get(), std::get<std::uint64_t>(figure.value));
+Value value_of(const Figure& figure) {
+  if (const auto* const text = std::get_if<std::string>(&figure.value)) return {OX_DISPLAYSTRING, *text + '\0'};
+  if (const auto* const typed = std::get_if<TypedNumber>(&figure.value))
+    return number_value(typed->number, typed->type);
+  Value value{.type = OX_COUNTER64};
+  for (int shift = 56; shift >= 0; shift -= 8) {
+    value.bytes += static_cast<char>(std::get<std::uint64_t>(figure.value) >> shift);
   }
-  if (result != OX_OK) throw std::bad_alloc();
-  return node;
+  return value;
 }
 
 // A question until its answer. The stored values are read when it starts; then each agent is asked by one get of
@@ -77,6 +75,7 @@ class ValueReader::Get final : public Job, public ValueReceiver {
   void read(std::size_t slot);
   void read_stored(std::size_t slot);
   void read_figures(std::size_t slot);
+  void add_figures(std::size_t slot);
   void read_nothing(std::size_t) {}
   void read_from_agent(std::size_t slot);
   void read_below(std::size_t slot);
@@ -150,9 +149,23 @@ void ValueReader::Get::read_stored(std::size_t slot) {
 }
 
 void ValueReader::Get::read_figures(std::size_t slot) {
+  Place& place = places_[slot];
+  const auto self = std::static_pointer_cast<Get>(shared_from_this());
+  const bool waits = reader_.figures_.wait({*place.component, place.selection->path, words_}, [self, slot] {
+    if (self->ended()) return;
+    --self->places_[slot].waiting;
+    self->step([&] { self->add_figures(slot); });
+    self->operation_ended();
+  });
+  if (!waits) return add_figures(slot);
+  ++place.waiting;
+  operation_began();
+}
+
+void ValueReader::Get::add_figures(std::size_t slot) {
   const Place& place = places_[slot];
   for (const Figure& figure : reader_.figures_.ask({*place.component, place.selection->path, words_})) {
-    if (place.selection->covers(figure.path) && !take(slot, figure_node(figure))) return;
+    if (place.selection->covers(figure.path) && !take(slot, value_node(figure.path, value_of(figure)))) return;
   }
 }
 
@@ -270,8 +283,13 @@ void ValueReader::Get::finish(OX_RESULT why) {
 std::vector<Figure> FigureSources::ask(const FigureQuestion& question) const {
   std::vector<Figure> figures;
   const auto [first, last] = sources_.equal_range(question.component.type);
-  for (auto source = first; source != last; ++source) source->second(question, figures);
+  for (auto source = first; source != last; ++source) source->second.add(question, figures);
   return figures;
+}
+
+bool FigureSources::wait(const FigureQuestion& question, const std::function<void()>& ready) const {
+  const auto [first, last] = sources_.equal_range(question.component.type);
+  return std::any_of(first, last, [&](const auto& of) { return of.second.wait && of.second.wait(question, ready); });
 }
 
 OX_RESULT ValueReader::read(const Question& question, ValueAnswer answer) const {

@@ -33,7 +33,7 @@ struct SelectionWords {
   std::uint32_t function = 0;
   std::uint32_t count = 0;
 };
-[[nodiscard]] NodePtr figure_node(const Figure& figure);
+[[nodiscard]] Value value_of(const Figure& figure);
 struct FigureQuestion {
   const ComponentName& component;
   const Oid& top;  // only what stands there and below is wanted: what is dear is best had when it is named
@@ -41,15 +41,24 @@ struct FigureQuestion {
 };
 // Adds what a component has. Figures come in the order of their paths.
 using FigureSource = std::function<void(const FigureQuestion&, std::vector<Figure>&)>;
+// For what takes its time: whether it is to be waited for. It calls back in a later turn then.
+using FigureWait = std::function<bool(const FigureQuestion&, std::function<void()> ready)>;
 
 // Who has figures, by the type of their components.
 class FigureSources {
  public:
-  void add(const std::string& type, FigureSource source) { sources_.emplace(type, std::move(source)); }
+  void add(const std::string& type, FigureSource source, FigureWait wait = {}) {
+    sources_.emplace(type, Source{std::move(source), std::move(wait)});
+  }
   [[nodiscard]] std::vector<Figure> ask(const FigureQuestion& question) const;
+  [[nodiscard]] bool wait(const FigureQuestion& question, const std::function<void()>& ready) const;
 
  private:
-  std::multimap<std::string, FigureSource, std::less<>> sources_;
+  struct Source {
+    FigureSource add;
+    FigureWait wait;
+  };
+  std::multimap<std::string, Source, std::less<>> sources_;
 };
 
 // The result of a request for values, and its nodes. The result is 0, 121 when a node carries an error code, 122

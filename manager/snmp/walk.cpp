@@ -24,6 +24,7 @@ Walk::Walk(Agents& agents, AgentPtr agent, const Question& columns, std::size_t 
       slots_(slots_of(columns.wanted)),
       rows_left_(rows != 0 ? rows + 1 : std::numeric_limits<std::size_t>::max()),  // one tells that there are no more
       uptime_(columns.uptime),
+      probing_(columns.spare && agent_->silent),
       receiver_(std::move(receiver)) {
   for (const Wanted& one : columns.wanted) columns_.push_back({one.path, one.slot, one.path});
 }
@@ -38,11 +39,13 @@ void Walk::take_turn() {
 }
 
 void Walk::give_up() {
-  if (receiver_) go_on(fail_rest(OX_ENOANSWER));
+  if (!receiver_) return;
+  if (probing_) receiver_->reading({now_in_milliseconds(), {}, false});
+  go_on(fail_rest(OX_ENOANSWER));
 }
 
 Walk::Rows Walk::next_rows() const {
-  const std::size_t most = agent_->size;
+  const std::size_t most = probing_ ? 1 : agent_->size;
   Rows rows{.columns = 1};
   rows.in_front = uptime_ && !agent_->no_uptime ? 1 : 0;
   const std::size_t room = std::max<std::size_t>(1, most - std::min(most - 1, rows.in_front));
@@ -54,6 +57,7 @@ Walk::Rows Walk::next_rows() const {
 }
 
 void Walk::ask() {
+  probing_ = probing_ && agent_->silent;
   const Rows rows = next_rows();
   std::vector<Wanted> batch;
   if (rows.in_front != 0) batch.push_back({uptime_column});
@@ -83,16 +87,17 @@ void Walk::go_on(bool more) {
 bool Walk::take_answer(const Rows& rows, SnmpAnswer answer) {
   if (answer.result != OX_OK) return unanswered(answer.result);
   attempt_ = 0;
+  probing_ = false;
   if (answer.error_status == status_too_big && rows.columns * rows.repetitions > 1) return true;
   if (answer.error_status != 0) return end_columns(rows, answer);
   return take_rows(rows, answer.bindings);
 }
 
 bool Walk::unanswered(OX_RESULT result) {
-  if (result == OX_ENOANSWER && ++attempt_ <= agent_->agent.retries) return true;
-  receiver_->reading({now_in_milliseconds()});
+  if (result == OX_ENOANSWER && !probing_ && ++attempt_ <= agent_->agent.retries) return true;
+  receiver_->reading({now_in_milliseconds(), {}, !probing_});
   const bool more = fail_rest(result);
-  if (result == OX_ENOANSWER) agents_.lost(*agent_);
+  if (result == OX_ENOANSWER) agents_.lost(*agent_, probing_);
   return more;
 }
 

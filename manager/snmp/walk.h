@@ -20,6 +20,7 @@ class Walk final : public Turn, public std::enable_shared_from_this<Walk> {
   void run() { go_on(true); }
   void take_turn() override;
   void give_up() override;
+  [[nodiscard]] bool is_probing() const override { return probing_; }
 
  private:
   struct Column {
@@ -54,6 +55,7 @@ class Walk final : public Turn, public std::enable_shared_from_this<Walk> {
   std::deque<Column> columns_;
   std::size_t rows_left_;
   bool uptime_;
+  bool probing_;  // a silent agent, whose first answer tells that it is there again
   std::uint32_t attempt_ = 0;
   std::shared_ptr<ValueReceiver> receiver_;  // null when the walk has ended
 };

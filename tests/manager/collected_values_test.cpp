@@ -215,6 +215,20 @@ TEST_F(CollectedValuesTest, CopyIsAllOrNothing) {
   EXPECT_EQ(0u, connection.ask("SELECT count(*) FROM axes WHERE id >> 34 NOT IN (SELECT id FROM entries)"));
 }
 
+TEST_F(CollectedValuesTest, NothingIsCountedForAClientThatHasGone) {
+  const EntryId id = manager_->series.make("d1", "");
+  const std::vector<std::int64_t> values(2000, 5);
+  for (std::uint32_t i = 1; i <= 100; ++i) round(id, i * 60, i, values);
+  const std::string payload = text("logEnt:l") + text("11.14.20.0") + word(0) + word(0) + half(0);
+  bool answered = false;
+  const Message message{.type = 1, .command = 1, .data = bytes_of(payload)};
+  route(*manager_, {.session = 7, .message = message, .reply = [&](const Reply&) { answered = true; }});
+  manager_->end_session(7);
+  loop_.restart();
+  EXPECT_GE(1u, loop_.poll()) << "turns that count";
+  EXPECT_FALSE(answered);
+}
+
 TEST_F(CollectedValuesTest, ApplicationsAddRounds) {
   (void)ask("5 1=node 8=r");
   const auto append = [&](std::uint32_t time, const std::string& threes) {
@@ -228,8 +242,15 @@ TEST_F(CollectedValuesTest, ApplicationsAddRounds) {
   (void)ask("set logEnt:l 11.14.10.0 4");
   EXPECT_EQ(0u, append(100, value));
   EXPECT_EQ(OX_EFORMAT, append(100, value)) << "not after the last one";
+  EXPECT_EQ(0u, append(200, value + " node:r 11.5.2.0 162")) << "the last one counts";
   EXPECT_EQ(0u, append(0, value)) << "now";
-  EXPECT_EQ(0u, get("logEnt:l", {"11.14.20.0"}).find("100: 161; "));
+  EXPECT_EQ(0u, get("logEnt:l", {"11.14.20.0"}).find("100: 161; 200: 162; "));
+  expect({{"get logEnt:l 11.14.21.{1,2,3}.0",
+           "0; logEnt:l 11.14.21.1.0 = 3; logEnt:l 11.14.21.2.0 = 3; logEnt:l 11.14.21.3.0 = 0"}});
+  EXPECT_NE(std::string::npos, ask("get dataEnt:dataEnt1 11.15.9.0").find(" +")) << "made as the collector makes them";
+  restart();
+  EXPECT_EQ(OX_EFORMAT, append(200, value));
+  EXPECT_EQ(0u, append(2000000000, value)) << "goes on with the same data entry";
   EXPECT_NE(0u, PayloadReader(ask(1, 22, text("logEnt:l") + text("")).data).u32());
 }
 

@@ -128,6 +128,9 @@ TEST_F(RouterTest, ManagementCodes) {
       {"41 30=cmdEnt:job 11.23.1.0=oxset.exe", "0; cmdEnt:job 11.23.1.0"},
       {"get cmdEnt:job obj.cmdEnt.{cmdName,cmdOwner}.0", "0; cmdEnt:job 11.23.1.0 = oxset.exe"},
   });
+  restart();  // a name is not given twice
+  expect({{"5 1=logEnt", "0; logEnt:logEnt3 10.7.8.0 = logEnt3"},
+          {"5 1=dataEnt", "0; dataEnt:dataEnt2 10.7.8.0 = dataEnt2"}});
 }
 
 TEST_F(RouterTest, LocksExcludeAndEndWithTheirSession) {

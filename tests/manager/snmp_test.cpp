@@ -231,6 +231,22 @@ TEST_F(AskerTest, SilentAgentsAreProbedAndNobodyWaitsForThem) {
   EXPECT_EQ("0=71 1=72 done 0", until_done(again)) << "it is there again";
   EXPECT_EQ(77u, again->last.uptime);
 
+  // Behind a probe that fails, who wants to be sure asks; who does not, does without; rows come with a probe, too.
+  agent_.silent = 3;
+  EXPECT_EQ("0!158 1!158 done 0", until_done(spare));
+  agent_.silent = 1;
+  agent_.requests = 0;
+  const auto failing = get(spare);
+  (void)until_done(question({}));  // a turn later
+  const auto rows = std::make_shared<Taker>();
+  manager_->asker.walk(at_, {{{*parse_oid("1.3.6.1.2.1.2.2.1.7")}}, true, true}, 0, rows);
+  const auto sure = get(question({"7.3"}));
+  EXPECT_EQ("0=73 done 0", until_done(sure));
+  EXPECT_EQ("0!158 1!158 done 0", failing->text);
+  EXPECT_EQ("0!158 done 0", rows->text);
+  EXPECT_FALSE(rows->last.asked);
+  EXPECT_EQ(2, agent_.requests);
+
   const test::UdpSocket mute;
   Agent dead = at_;
   dead.address.port(mute.port());
