@@ -139,7 +139,6 @@ function(ox_road_test name)
   cmake_parse_arguments(arg "" "TIMEOUT" "PROGRAMS;FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
   ox_test(${name} FLOORS ${arg_FLOORS} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS}
           ENVIRONMENT ${arg_ENVIRONMENT} TIMEOUT ${arg_TIMEOUT})
-  ox_together(${name})
   target_compile_definitions(${name} PRIVATE OX_PROGRAMS="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
   add_dependencies(${name} ${arg_PROGRAMS})
 endfunction()
