@@ -52,7 +52,9 @@ Walk::Rows Walk::next_rows() const {
   rows.columns = std::min(room, columns_.size());
   if (agent_->agent.version != OXS_V1) {
     rows.repetitions = static_cast<std::uint32_t>(std::clamp<std::size_t>(room / rows.columns, 1, rows_left_));
+    rows.all = rows.repetitions == rows_left_;
   }
+  rows.all = rows.all && rows.columns == columns_.size();
   return rows;
 }
 
@@ -65,8 +67,10 @@ void Walk::ask() {
   const auto front = static_cast<std::uint32_t>(rows.in_front);
   const SnmpRequest request =
       agent_->agent.version == OXS_V1 ? SnmpRequest{OXS_GETNEXT} : SnmpRequest{pdu_get_bulk, front, rows.repetitions};
+  // Whole rows seldom fill what the agent can take: it is tried with as much as it was, or it would never be more.
+  const auto size = static_cast<std::uint32_t>(rows.in_front + rows.columns * rows.repetitions);
   agents_.send(agent_, make_packet(agent_->agent, request, null_bindings(batch)),
-               static_cast<std::uint32_t>(rows.in_front + rows.columns * rows.repetitions),
+               rows.all || probing_ ? size : std::max(size, agent_->size),
                [self = shared_from_this(), rows](SnmpAnswer answer) { self->take(rows, std::move(answer)); });
 }
 

@@ -34,6 +34,7 @@ class Walk final : public Turn, public std::enable_shared_from_this<Walk> {
     std::size_t columns;       // of those in front
     std::size_t in_front = 0;  // bindings that are not of columns
     std::uint32_t repetitions = 1;
+    bool all = true;  // no more would be asked for if the agent could take it
   };
 
   void ask();
