@@ -16,6 +16,7 @@ using asio::ip::udp;
 constexpr std::chrono::milliseconds place_time{50};
 // Datagrams that are taken in one turn of the loop.
 constexpr int most_at_once = 64;
+constexpr std::chrono::milliseconds time_at_once{3};
 // What the system may hold while the loop is busy.
 constexpr int buffer_size = 4 << 20;
 
@@ -139,13 +140,14 @@ void SnmpEngine::receive(Socket& socket) {
 // With it what is there already, without another round of the loop for each. A datagram that finds no memory is lost.
 void SnmpEngine::take(Socket& socket, std::size_t length) {
   asio::error_code error;
+  const auto until = Clock::now() + time_at_once;
   for (int taken = 1; !error; ++taken) {
     try {
       received(socket, length);
     } catch (const std::bad_alloc&) {
       log(Severity::error, "out of memory: an agent's answer is lost");
     }
-    if (taken == most_at_once) return;
+    if (taken == most_at_once || Clock::now() >= until) return;
     length = socket.udp.receive_from(asio::buffer(socket.buffer), socket.sender, 0, error);
   }
 }
