@@ -172,8 +172,8 @@ int stop_report(const Call& call) {
 int delete_report(const Call& call) {
   const Report report = read_report(call.manager, call.name);
   tool::require(oxrepDeleteRepEnt(call.manager, report.name.c_str()), report.component());
-  (void)std::fprintf(stderr, "oxreport: its files stay in %s; logEnt:%s stays (oxlog delete %s)\n",
-                     folder_of(report).c_str(), report.log_entry.c_str(), report.log_entry.c_str());
+  (void)std::fprintf(stderr, "oxreport: its files stay, and so does logEnt:%s (oxlog delete %s)\n",
+                     report.log_entry.c_str(), report.log_entry.c_str());
   return tool::exit_ok;
 }
 
