@@ -21,6 +21,21 @@ using tool::xml_text;
 
 std::string bare(const std::string& component) { return component.substr(component.find(':') + 1); }
 
+// What people call an instance; of a component's only one it is the component.
+std::string shown(const Instance& instance) {
+  if (!instance.label.empty()) return instance.label;
+  return instance.index == "0" ? bare(instance.component) : instance.index;
+}
+
+// Where it is, beside that.
+std::string place(const Instance& instance) {
+  if (shown(instance) == bare(instance.component)) return "";
+  return bare(instance.component) + (instance.label.empty() ? "" : " ." + instance.index);
+}
+
+// Between numbers, where none was expected.
+constexpr char nothing_due[] = "no values";
+
 class Writer {
  public:
   Writer(const Page& page, const Layout& layout, std::FILE* out)
@@ -68,8 +83,8 @@ class Writer {
   void about() {
     std::uint64_t missing = 0;
     for (const tool::GapRow& gap : page_.gaps) missing += gap.values;
-    put("<header>\n<h1>" + xml_text(page_.title) + "</h1>\n<p class=\"what\">" + xml_text(definition_.description) +
-        "</p>\n<dl>\n");
+    put("<header>\n<h1>" + xml_text(page_.title) + "</h1>\n<p class=\"what\">" +
+        xml_text(definition_.description == page_.title ? "" : definition_.description) + "</p>\n<dl>\n");
     const bool none = times_.empty();
     fact("From", time(none ? page_.from : times_.front()));
     fact("To", none ? "nothing collected yet" : time(times_.back()));
@@ -132,8 +147,7 @@ class Writer {
     const Instance& whose = instance(plot.instance);
     const Figures figures = curves_.figures(plot.instance, result);
     put("<tr><td>" + xml_text(bare(whose.component)) + "</td><td><a href=\"#p" + std::to_string(number) + "\">" +
-        xml_text(whose.label.empty() ? whose.index : whose.label) + "</a></td><td>" +
-        xml_text(definition_.results[result].name) + "</td>");
+        xml_text(shown(whose)) + "</a></td><td>" + xml_text(definition_.results[result].name) + "</td>");
     if (has_total(about)) cell(figures.total, about.unit.substr(0, about.unit.size() - 2));
     cell(figures.average, about.unit);
     cell(figures.p95, about.unit);
@@ -146,10 +160,9 @@ class Writer {
     const Plot& plot = layout_.plots[number];
     const Instance& whose = instance(plot.instance);
     const std::string id = std::to_string(number);
-    put("<figure id=\"p" + id + "\">\n<figcaption><b>" + xml_text(whose.label.empty() ? whose.index : whose.label) +
-        "</b> <span>" + xml_text(bare(whose.component)) + (whose.label.empty() ? "" : " ." + xml_text(whose.index)) +
-        "</span></figcaption>\n<div class=\"key\"></div>\n<div class=\"plot\" data-plot=\"" + id +
-        "\"></div>\n<noscript>\n");
+    put("<figure id=\"p" + id + "\">\n<figcaption><b>" + xml_text(shown(whose)) + "</b> <span>" +
+        xml_text(place(whose)) + "</span></figcaption>\n<div class=\"key\"></div>\n<div class=\"plot\" data-plot=\"" +
+        id + "\"></div>\n<noscript>\n");
     drawing(plot);
     put("</noscript>\n</figure>\n");
   }
@@ -175,9 +188,13 @@ class Writer {
       } else {
         point.number = steps.average[i];
       }
-      if (!point.number && point.gap.empty()) continue;
+      if (!point.number && point.gap.empty()) {
+        if (made.empty()) continue;  // it has come later
+        point.gap = nothing_due;
+      }
       made.push_back(std::move(point));
     }
+    while (!made.empty() && made.back().gap == nothing_due) made.pop_back();
     return made;
   }
   [[nodiscard]] std::string reason_at(std::size_t number, std::uint32_t at) const {

@@ -98,20 +98,28 @@ const std::string_view page_script = R"js('use strict';
     })));
   }
 
-  function hatch(canvas, left, top, width, height) {
+  // All of them at once: shades that lie side by side, as of a silent agent that is asked now and then, look as one.
+  function hatch(canvas, area, bars) {
+    if (!bars.length) return;
     canvas.save();
     canvas.beginPath();
-    canvas.rect(left, top, width, height);
+    let end = -1;
+    for (const [from, to] of bars.sort((a, b) => a[0] - b[0])) {
+      const left = Math.max(from, end);
+      if (to <= left) continue;
+      canvas.rect(left, area.y, to - left, area.h);
+      end = to;
+    }
     canvas.clip();
     canvas.globalAlpha = 0.1;
     canvas.fillStyle = canvas.strokeStyle = colour('lack');
-    canvas.fillRect(left, top, width, height);
+    canvas.fillRect(area.x, area.y, area.w, area.h);
     canvas.globalAlpha = 0.5;
     canvas.lineWidth = 1;
     canvas.beginPath();
-    for (let x = left - height; x < left + width; x += 7) {
-      canvas.moveTo(x, top + height);
-      canvas.lineTo(x + height, top);
+    for (let x = area.x - area.h; x < area.x + area.w; x += 7) {
+      canvas.moveTo(x, area.y + area.h);
+      canvas.lineTo(x + area.h, area.y);
     }
     canvas.stroke();
     canvas.restore();
@@ -152,11 +160,13 @@ const std::string_view page_script = R"js('use strict';
       if (shade) add(key, 'em', shade.reason);
     };
     box.classList.add('drawn');
-    const graph = new Dygraph(box, rowsOf(plot), {
+    const rows = rowsOf(plot);
+    const flat = rows.every(row => row.slice(1).every(bars => !bars[2]));
+    const graph = new Dygraph(box, rows, {
       labels: ['time'].concat(plot.names), customBars: true, fillAlpha: 0.2, colors: colours(plot.names.length),
       strokeWidth: 1.5, drawGapEdgePoints: true, labelsUTC: true, legend: 'never', includeZero: true,
       highlightCircleSize: 3, axisLineColor: colour('line'), gridLineColor: colour('line'), gridLineWidth: 1,
-      xRangePad: 2, yRangePad: 4, rightGap: 8,
+      valueRange: flat && plot.unit === '%' ? [0, 103] : null, xRangePad: 2, yRangePad: 4, rightGap: 8,
       dateWindow: drawn.length ? drawn[0].getOption('dateWindow') : null,
       axes: {y: {axisLabelFormatter: text, axisLabelWidth: 54, pixelsPerLabel: 36}, x: {pixelsPerLabel: 72}},
       highlightCallback: (event, x, points) => {
@@ -166,11 +176,10 @@ const std::string_view page_script = R"js('use strict';
       unhighlightCallback: () => tell(),
       zoomCallback: (from, to) => zoomAll(graph.isZoomed('x') ? [from, to] : null),
       underlayCallback: (canvas, area, made) => {
-        for (const shade of shades) {
+        hatch(canvas, area, shades.map(shade => {
           const left = Math.max(made.toDomXCoord(shade.from), area.x);
-          const right = Math.min(made.toDomXCoord(shade.to), area.x + area.w);
-          if (right >= left) hatch(canvas, left, area.y, Math.max(right - left, 1.5), area.h);
-        }
+          return [left, Math.min(Math.max(made.toDomXCoord(shade.to), left + 1.5), area.x + area.w)];
+        }));
       },
     });
     drawn.push(graph);
