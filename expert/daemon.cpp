@@ -26,7 +26,7 @@ constexpr char mutex_name[] = "OxExpdMutex";
 volatile std::sig_atomic_t asked_to_end = 0;
 void on_signal(int) { asked_to_end = 1; }
 
-bool lost = false;
+bool lost = true;  // the session, or not there yet
 void OX_CALL on_disconnect(std::uint32_t, OX_RESULT, std::uint32_t) { lost = true; }
 
 int fail(const std::string& text, const std::string& next) {
@@ -75,25 +75,40 @@ void lead_programs() {
 
 Time now() { return std::chrono::duration_cast<Time>(std::chrono::steady_clock::now().time_since_epoch()); }
 
-// Waits for a manager a second, at most.
-bool attach() {
-  if (oxaWaitForOxbase(0) != OX_OK || oxaInit(&on_disconnect) != OX_OK) return false;
-  lost = false;
-  log(Severity::information, "following the rules of the manager");
-  return true;
-}
+// A session with the manager, which may go and come back.
+class Session {
+ public:
+  // Opens it, where there is none; else some seconds pass. Why there is none is told once.
+  [[nodiscard]] bool opened() {
+    if (!lost) return false;
+    OX_RESULT result = oxaWaitForOxbase(0);
+    if (result == OX_OK && (result = oxaInit(&on_disconnect)) != OX_OK) platform::sleep_ms(1000);
+    lost = result != OX_OK;
+    if (result != OX_OK && result != told_) {
+      log(Severity::warning,
+          std::string("the manager cannot be reached: ") + oxcStrError(result) + "; going on when it can");
+    }
+    told_ = result;
+    return !lost;
+  }
+  static void dispatch(std::uint32_t milliseconds) {
+    if (!lost && oxaDispatch(milliseconds) == OX_ENOSESSION) lost = true;
+  }
+
+ private:
+  OX_RESULT told_ = OX_OK;
+};
 
 void serve(Keeper& keeper) {
-  bool attached = false;
-  bool told = false;
+  constexpr std::uint32_t short_wait = 200;  // programs are looked after
+  constexpr std::uint32_t long_wait = 1000;
+  Session session;
   while (asked_to_end == 0) {
-    if (!attached && (attached = attach())) keeper.attach();
-    if (!attached && !told) log(Severity::warning, "the manager is not there; going on when it is");
-    told = !attached;
-    constexpr std::uint32_t short_wait = 200;  // programs are looked after
-    constexpr std::uint32_t long_wait = 1000;
-    if (attached) (void)oxaDispatch(keeper.idle() ? long_wait : short_wait);
-    if (lost) attached = false;
+    if (session.opened()) {
+      log(Severity::information, "following the rules of the manager");
+      keeper.attach();
+    }
+    Session::dispatch(keeper.idle() ? long_wait : short_wait);
     keeper.turn();
   }
 }

@@ -20,12 +20,14 @@
 //           has returned when it is not beyond BACK for as long. rate: of a collected counter, its change per second.
 //           One condition watches all instances of its PATH, each by itself.
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <oxbase/oxbase.h>
@@ -44,6 +46,7 @@ struct State {
   bool is_over = false;
   std::uint32_t event = 0;  // that told of the crossing
   std::uint32_t since = 0;  // when the value came to the other side; 0: it is not there
+  std::uint32_t seen = 0;   // time of the last collected value
 };
 
 struct Condition {
@@ -53,7 +56,7 @@ struct Condition {
   double limit = 0, back = 0;
   std::uint32_t hold = 0;
   std::map<std::string, State> states;  // by the samples' keys
-  std::uint32_t seen = 0;               // time of the last collected value
+  std::uint32_t from = 0, until = 0;    // the times of collected values that the last look began and ended with
   std::string complaint;                // printed last
 
   [[nodiscard]] bool is_beyond(double value, double bound) const { return is_above ? value > bound : value < bound; }
@@ -157,35 +160,45 @@ OX_RESULT ask(const Condition& condition, std::vector<Sample>& samples) {
   return result;
 }
 
-// Collected values since the last look: oxlGetLogEntryData answers a matrix over components, attributes, instances and
-// times.
+// A cell of a matrix, which stands at a place on each of its axes: components, attributes, instances and times. False
+// where it has no number, or is of another attribute.
+bool read_cell(const oxdMatrix& matrix, const oxdMatrixItem& cell, const std::string& wanted, Sample& sample) {
+  const char *component = "", *path = "", *index = "", *text = "";
+  const std::uint32_t time = cell.time - matrix.timeNumber;
+  (void)oxdMatrixGetText(&matrix, OXD_MATRIX_COMPONENT, cell.component, &component);
+  (void)oxdMatrixGetText(&matrix, OXD_MATRIX_AMIB, cell.amib, &path);
+  (void)oxdMatrixGetText(&matrix, OXD_MATRIX_INDEX, cell.index, &index);
+  const std::string instance = std::string(path) + '.' + index;
+  sample.component = component;
+  sample.key = sample.component + ' ' + instance;
+  return (wanted == path || wanted == instance) && oxdMatrixGetTime(&matrix, time, &sample.time) == OX_OK &&
+         oxdMatrixGetCellText(&matrix, cell.component, cell.amib, cell.index, time, &text) == OX_OK &&
+         is_number(text, sample.value);
+}
+
+// Collected values that are new since the last look. A slow agent's come when the others of their round are there
+// already, so each look goes back to where the one before began.
 OX_RESULT read_collected(Condition& condition, std::vector<Sample>& samples) {
   const std::uint32_t function = condition.is_rate ? OXL_RATE : OXL_VALUES;
-  const oxaSelection selection = {{condition.seen, 0, 0, function, condition.seen == 0 ? 1u : 0u}};
-  oxdMatrix* made = nullptr;
+  const oxaSelection selection = {{condition.from, 0, 0, function, condition.from == 0 ? 1u : 0u}};
   const std::string name = condition.target.substr(condition.target.find(':') + 1);
+  const char* numbers = "";
+  const std::string wanted = oxbNumName(condition.path.c_str(), &numbers) == OX_OK ? numbers : condition.path;
+  oxdMatrix* made = nullptr;
   const OX_RESULT result = oxlGetLogEntryData(nullptr, name.c_str(), &selection, &made);
   const Matrix matrix(made);
-  const char* number_path = "";
-  const std::string wanted = oxbNumName(condition.path.c_str(), &number_path) == OX_OK ? number_path : condition.path;
-  std::uint32_t last = condition.seen;
   for (const oxdMatrixItem* cell = made != nullptr ? made->cells : nullptr; cell != nullptr; cell = cell->next) {
-    const char *component = "", *path = "", *index = "", *text = "";
-    const std::uint32_t place = cell->time - made->timeNumber;
     Sample sample;
-    if (oxdMatrixGetTime(made, place, &sample.time) != OX_OK || sample.time <= condition.seen) continue;
-    last = std::max(last, sample.time);
-    (void)oxdMatrixGetText(made, OXD_MATRIX_COMPONENT, cell->component, &component);
-    (void)oxdMatrixGetText(made, OXD_MATRIX_AMIB, cell->amib, &path);
-    (void)oxdMatrixGetText(made, OXD_MATRIX_INDEX, cell->index, &index);
-    if (wanted != path && wanted != std::string(path) + '.' + index) continue;
-    const OX_RESULT shown = oxdMatrixGetCellText(made, cell->component, cell->amib, cell->index, place, &text);
-    sample.component = component;
-    sample.key = sample.component + ' ' + path + '.' + index;
-    if (shown == OX_OK && is_number(text, sample.value)) samples.push_back(sample);
+    if (!read_cell(*made, *cell, wanted, sample)) continue;
+    std::uint32_t& seen = condition.states[sample.key].seen;
+    if (sample.time > seen) samples.push_back(sample);
+    seen = std::max(seen, sample.time);
   }
-  condition.seen = last;
   std::stable_sort(samples.begin(), samples.end(), [](const Sample& a, const Sample& b) { return a.time < b.time; });
+  if (made != nullptr && made->timeCount != 0) {
+    condition.from = condition.until != 0 ? condition.until : made->times[0];
+    condition.until = made->times[made->timeCount - 1];
+  }
   return result;
 }
 
@@ -253,14 +266,14 @@ void read_told(Rule& rule) {
   const Events owner(list);
   for (const evmsg* event = list; event != nullptr; event = oxeEvmsgNext(event)) {
     const char* mark = "";
-    State state;
     std::uint32_t crossing = 0;
     (void)oxeEvmsgGetOptMsg(event, &mark);
-    (void)oxeEvmsgGetEventId(event, &state.event);
-    state.is_over = oxeEvmsgGetRefEventId(event, &crossing) != OX_OK;
     for (Condition& condition : rule.conditions) {
       const std::string begin = mark_of(condition, "");
-      if (std::string(mark).rfind(begin, 0) == 0) condition.states[mark + begin.size()] = state;
+      if (std::string(mark).rfind(begin, 0) != 0) continue;
+      State& state = condition.states[mark + begin.size()];
+      state.is_over = oxeEvmsgGetRefEventId(event, &crossing) != OX_OK;
+      (void)oxeEvmsgGetEventId(event, &state.event);
     }
   }
 }
@@ -271,11 +284,13 @@ void read_told(Rule& rule) {
 bool connected = false;
 void OX_CALL on_disconnect(uint32_t, OX_RESULT, uint32_t) { connected = false; }
 
-// A session, where there is none and a manager is there; a second at most.
+// A session, where there is none and a manager is there; else a second passes.
 bool ensure_session(Rule& rule) {
   if (connected) return true;
-  connected = oxaWaitForOxbase(0) == OX_OK && oxaInit(&on_disconnect) == OX_OK;
+  if (oxaWaitForOxbase(0) != OX_OK) return false;
+  connected = oxaInit(&on_disconnect) == OX_OK;
   if (connected) read_told(rule);
+  if (!connected) std::this_thread::sleep_for(std::chrono::seconds(1));
   return connected;
 }
 

@@ -76,8 +76,13 @@ TEST(RuleRoad, ThresholdTellsOfACrossingAndOfTheReturn) {
   expect_parts(events(3), {path + " is 1, not over 7 any more", path + " is 1, under 2"});
   EXPECT_NE(std::string::npos, run("oxevent log list --json").find("\"refEventId\":1,"));
   expect({{"oxrule show t", "~0 \nSTATE            runs\n"}, {"oxrule show nobody", "~1 next: oxrule list"}});
+  (void)run("oxset node:x obj.node.nodeRetries.0 100");
+  (void)run("oxlog create node:x obj.node.nodeRetries.0 -i 1s --start");
+  (void)run("oxrule create threshold obj.node.nodeRetries.0>99 --target logEnt:logEnt1 -i 1 --level 2 -n collected");
+  for (int i = 0; i < 1000 && count_of(run("oxevent log list"), "is 100, over 99") == 0; ++i) platform::sleep_ms(20);
+  expect_parts(run("oxevent log list"), {"  102  ", "rule collected"});
   daemon.kill();
-  (void)expert.until("the manager is not there");
+  (void)expert.until("the manager cannot be reached");
   daemon.start();
   (void)expert.until("following the rules", 2);
   (void)run(set + "13");
@@ -89,7 +94,7 @@ TEST(RuleRoad, ThresholdTellsOfACrossingAndOfTheReturn) {
           {"oxrule create threshold -n ruleEnt1", "~1 ruleEnt:ruleEnt1: error 207: "}});
   (void)expert.until("starts again after 1 s");
   expect({{"oxrule log ruleEnt1", "~0 \"nonsense\" is no condition: "},
-          {"oxrule list", "~0 \nruleEnt1  threshold  -       nonsense"}});
+          {"oxrule list", "~0 \nruleEnt1   threshold  -               nonsense"}});
 }
 
 TEST(RuleRoad, NoneRunsTwiceOrIsLeftWhenTheDaemonIsKilled) {
