@@ -6,6 +6,7 @@
 
 #include "platform/environment.h"
 #include "platform/named_event.h"
+#include "platform/process_list.h"
 
 int main(int argc, char** argv) {
   namespace platform = ox::platform;
@@ -14,7 +15,9 @@ int main(int argc, char** argv) {
   const std::string name = std::string("OxTestRule") + argv[1];
   const bool is_alone = mark.create(name.c_str(), platform::Access::machine) == platform::error_none &&
                         mark.lock(0) == platform::error_none;
-  const std::string line = (is_alone ? "" : "twice ") + std::to_string(platform::process_id()) + '\n';
+  const std::uint32_t id = platform::process_id();
+  const std::string line =
+      (is_alone ? "" : "twice ") + std::to_string(id) + ' ' + std::to_string(platform::start_of_process(id)) + '\n';
   std::FILE* const file = std::fopen(argv[2], "ab");
   if (file == nullptr) return 3;
   (void)std::fwrite(line.data(), 1, line.size(), file);
