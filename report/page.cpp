@@ -58,7 +58,7 @@ class Writer {
   void put(std::string_view text) { (void)std::fwrite(text.data(), 1, text.size(), out_); }
   [[nodiscard]] const Instance& instance(std::size_t number) const { return (*page_.instances)[number]; }
 
-  // ---- The page's parts ----
+  // ---- What the page is made of ----
 
   [[nodiscard]] std::string time(std::uint32_t seconds) const { return tool::shown_time(page_.zone, seconds); }
   [[nodiscard]] std::string zone_text() const {

@@ -123,8 +123,7 @@ bool read_arguments(int argc, char** argv, Rule& rule) {
   return true;
 }
 
-// ---- Values
-// -----------------------------------------------------------------------------------------------------------
+// ---- Values --------------------------------------------------------------------------------------------------------
 
 // What the library hands out is released by its own functions.
 template <auto release>
@@ -202,8 +201,7 @@ OX_RESULT read_collected(Condition& condition, std::vector<Sample>& samples) {
   return result;
 }
 
-// ---- Events
-// -----------------------------------------------------------------------------------------------------------
+// ---- Events --------------------------------------------------------------------------------------------------------
 
 std::string sender_of(const Rule& rule) { return "rule " + rule.name; }
 
@@ -278,8 +276,7 @@ void read_told(Rule& rule) {
   }
 }
 
-// ---- The program
-// ------------------------------------------------------------------------------------------------------
+// ---- The program ---------------------------------------------------------------------------------------------------
 
 bool connected = false;
 void OX_CALL on_disconnect(uint32_t, OX_RESULT, uint32_t) { connected = false; }
