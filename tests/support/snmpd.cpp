@@ -19,8 +19,10 @@ constexpr std::string_view probe(
 Snmpd::Snmpd(const std::string& folder) {
   const std::string log = folder + "/snmpd.log";
   const std::string files = machine_path(folder);
-  write_file(folder + "/snmpd.conf",
-             "rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\nsysDescr agent of the tests\n");
+  // Nothing of the machine itself can be set: its interfaces are real.
+  write_file(
+      folder + "/snmpd.conf",
+      "rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1 .1.3.6.1.2.1.1\nsysDescr agent of the tests\n");
   write_file(log, "");
   // Another process may take the port between the look and the start: then the agent ends, and the next one is tried.
   for (int attempt = 0; attempt < 5; ++attempt) {
