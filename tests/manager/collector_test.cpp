@@ -110,6 +110,7 @@ TEST_F(CollectorTest, EveryValueThatIsDueIsStoredOrAGap) {
 }
 
 TEST_F(CollectorTest, WhatIsNotCollectedInTimeIsAGap) {
+  (void)ask("set node:r1 11.5.6.0 3000");  // milliseconds: this machine may be busy
   make_entry();
   run_rounds(1);
   const Counts before = counts();
@@ -118,9 +119,13 @@ TEST_F(CollectorTest, WhatIsNotCollectedInTimeIsAGap) {
   while (manager_->collector.find({"logEnt", "a"}) == nullptr) run_for(std::chrono::milliseconds(20));
   run_rounds(2);
   const Counts after = counts();
-  const std::uint64_t down = (after.gaps) / 3;  // columns of unknown rows count one each
-  EXPECT_TRUE(after.balanced() && after.gaps == 3 * down && down >= 1) << after.gaps;
-  EXPECT_EQ(after.stored, before.stored + 5 * (entry().last_collected - last - down));
+  // Five values of a round are stored, or it is a gap, of which columns whose rows are not known are one each.
+  const std::uint64_t rounds = entry().last_collected - last;
+  const std::uint64_t stored = (after.stored - before.stored) / 5;
+  const std::uint64_t gaps = after.gaps - before.gaps;
+  EXPECT_TRUE(after.balanced() && gaps >= 3) << gaps;
+  EXPECT_LE(rounds, stored + gaps / 3);
+  EXPECT_GE(rounds, stored + gaps / 5);
   expect({{"get logEnt:a 11.14.{11,13}.0", "0; logEnt:a 11.14.11.0 = dataEnt1; logEnt:a 11.14.13.0 = 1"}});
 
   std::this_thread::sleep_for(std::chrono::milliseconds(3100));  // the loop is held up, or an agent is slow
