@@ -38,9 +38,13 @@ TEST(Init, ErrorsOfTheSystemComeOutAsTheLibrarysCodes) {
   set_value("InitRetryCnt", 0u);
   ASSERT_EQ(0u, oxaInit(nullptr));  // what is loaded once is there from now on
   session().close();
-  Descriptors descriptors;
-  OX_RESULT result = 15;
-  for (; result == 15 || result == 393; descriptors.give_one()) result = oxaInit(nullptr);
+  // The peer is in this process, too, and may have taken the one that was missing.
+  OX_RESULT result = OX_OK;
+  for (int i = 0; i < 5 && result == OX_OK; ++i) {
+    Descriptors descriptors;
+    for (result = 15; result != OX_OK && result != 142; descriptors.give_one()) result = oxaInit(nullptr);
+    session().close();
+  }
   EXPECT_EQ(142u, result);
 }
 
