@@ -347,7 +347,7 @@ TEST_F(CommandTest, FiresOrExplains) {
                       {A::mode, std::to_string(1 + random() % 3)},
                       {A::admin_status, "1"}});
   }
-  for (int step = 0; step < 300; ++step) {
+  for (int step = 0; step < OX_STEPS; ++step) {
     jobs_->programs.duration = random() % 4 == 0 ? 1 : static_cast<std::int64_t>(random() % 3'000'000);
     jobs_->programs.status = static_cast<int>(random() % 2);
     clock_.pass(static_cast<std::int64_t>(random() % 7'200'000));
