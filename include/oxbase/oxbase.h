@@ -6,6 +6,7 @@
 #include <oxbase/oxb.h>
 #include <oxbase/oxbytes.h>
 #include <oxbase/oxc.h>
+#include <oxbase/oxcfile.h>
 #include <oxbase/oxcmd.h>
 #include <oxbase/oxd.h>
 #include <oxbase/oxe.h>
