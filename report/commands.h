@@ -20,11 +20,7 @@ struct NewReport {
   void add_to(CLI::App& command);
 };
 
-struct Call {
-  const char* manager = nullptr;
-  std::string name;
-  tool::Form form = tool::Form::table;
-};
+using tool::Call;
 
 // Registers the types of the installation's files that are new, and makes the job that makes the pages. What is wrong
 // with a file is told, and keeps nothing else from being done.

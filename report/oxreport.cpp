@@ -1,7 +1,6 @@
 // oxreport: pages of what has been collected. As "LogToCsv" it is the program of the job that makes them.
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 
 #include "report/commands.h"
 
@@ -20,27 +19,12 @@ constexpr char examples[] =
     "Exit code: 0 done, 1 an error (its text on stderr) or a fault found, 2 usage.";
 
 // What the command line holds.
-struct Line {
-  std::string manager;
-  std::string name;
+struct Line : tool::EntryLine {
   std::string file;
-  tool::FormOptions form;
   report::NewReport wanted;
   bool force = false;
   bool all = false;
   bool update = false;
-
-  [[nodiscard]] report::Call call() const { return {manager.empty() ? nullptr : manager.c_str(), name, form.form()}; }
-};
-
-// A subcommand, and what it does.
-struct Command {
-  const char* name;
-  const char* help;
-  bool named;  // takes a report's name
-  bool forms;  // has --json and --csv
-  std::function<void(CLI::App&, Line&)> add;
-  std::function<int(const Line&)> run;
 };
 
 int run_reports(const Line& line) {
@@ -48,19 +32,26 @@ int run_reports(const Line& line) {
   return report::run_reports(line.call());
 }
 
-const std::vector<Command>& commands() {
-  const auto nothing = [](CLI::App&, Line&) {};
-  static const std::vector<Command> all = {
+const std::vector<tool::Command<Line>>& commands() {
+  static const std::vector<tool::Command<Line>> all = {
       {"create", "make a report, and a log entry that feeds it; its name is printed", false, true,
        [](CLI::App& command, Line& line) { line.wanted.add_to(command); },
        [](const Line& line) { return report::create_report(line.call(), line.wanted); }},
-      {"list", "all reports", false, true, nothing, [](const Line& line) { return report::list_reports(line.call()); }},
+      {"list", "all reports", false, true, {}, [](const Line& line) { return report::list_reports(line.call()); }},
       {"start", "have it collect, and its page made", true, false,
        [](CLI::App& command, Line& line) { command.add_flag("--force", line.force, "also what cannot fit"); },
        [](const Line& line) { return report::start_report(line.call(), line.force); }},
-      {"stop", "collect no more for it", true, false, nothing,
+      {"stop",
+       "collect no more for it",
+       true,
+       false,
+       {},
        [](const Line& line) { return report::stop_report(line.call()); }},
-      {"delete", "delete it; its log entry and its files stay", true, false, nothing,
+      {"delete",
+       "delete it; its log entry and its files stay",
+       true,
+       false,
+       {},
        [](const Line& line) { return report::delete_report(line.call()); }},
       {"run", "make page and CSV file now; their paths are printed", false, false,
        [](CLI::App& command, Line& line) {
@@ -68,7 +59,11 @@ const std::vector<Command>& commands() {
          command.add_flag("--all", line.all, "of every report for which something new has been collected");
        },
        run_reports},
-      {"open", "print where its page is, and have $BROWSER show it, if that is set", true, false, nothing,
+      {"open",
+       "print where its page is, and have $BROWSER show it, if that is set",
+       true,
+       false,
+       {},
        [](const Line& line) { return report::open_page(line.call()); }},
       {"types", "the registered types", false, true,
        [](CLI::App& command, Line& line) {
@@ -90,10 +85,7 @@ int run(const CLI::App& app, const Line& line) {
     tool::require(oxbInit(OXB_TREE), "attribute tree");
     report::register_types();
   }
-  for (const Command& command : commands()) {
-    if (app.got_subcommand(command.name)) return command.run(line);
-  }
-  return tool::exit_usage;
+  return tool::run_command(app, commands(), line);
 }
 
 // Under its other name it takes no arguments.
@@ -107,15 +99,8 @@ bool is_job(const char* program) {
 
 int main(int argc, char** argv) {
   CLI::App app("Reports: pages of what has been collected.", "oxreport");
-  app.require_subcommand(1);
   Line line;
-  for (const Command& command : commands()) {
-    CLI::App& sub = *app.add_subcommand(command.name, command.help);
-    if (command.named) sub.add_option("name", line.name, "the report's name, as oxreport list shows it")->required();
-    if (command.forms) line.form.add_to(sub);
-    command.add(sub, line);
-    sub.add_option("-m,--manager", line.manager, "name of the manager (default: the local one)");
-  }
+  tool::add_commands(app, commands(), line, "the report's name, as oxreport list shows it");
   app.footer(examples);
   std::vector<std::string> arguments = tool::arguments(argc, argv);
   if (arguments.empty() && argc > 0 && is_job(argv[0])) arguments = {"run", "--all"};

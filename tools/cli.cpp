@@ -33,6 +33,15 @@ std::vector<std::string> take_behind_dashes(std::vector<std::string>& arguments)
   return behind;
 }
 
+int run_with_words(CLI::App& app, std::vector<std::string> arguments, std::vector<std::string>& words,
+                   const std::function<int()>& body) {
+  const std::vector<std::string> behind = take_behind_dashes(arguments);
+  return run(app, std::move(arguments), [&] {
+    words.insert(words.end(), behind.begin(), behind.end());
+    return body();
+  });
+}
+
 int run(CLI::App& app, std::vector<std::string> arguments, const std::function<int()>& body) {
   try {
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());  // as CLI11 takes them

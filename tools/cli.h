@@ -62,6 +62,10 @@ std::vector<std::string> arguments(int argc, char** argv);
 // Takes "--", at which the parser would end a subcommand, and the words behind it, which may begin with a dash.
 std::vector<std::string> take_behind_dashes(std::vector<std::string>& arguments);
 
+// As run, for a command line whose words behind "--" join `words`.
+int run_with_words(CLI::App& app, std::vector<std::string> arguments, std::vector<std::string>& words,
+                   const std::function<int()>& body);
+
 // Opens the session with the manager, and waits for one that is just starting. Throws what keeps the user from it, with
 // the next step.
 void open_session(oxaDisconnect on_disconnect = nullptr);

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "tools/commands.h"
 #include "tools/entries.h"
 #include "tools/schedule_text.h"
 
@@ -10,10 +11,7 @@ namespace tool {
 
 extern const Family job_family;
 
-struct JobCall {
-  const char* manager = nullptr;
-  std::string name;
-  Form form = Form::table;
+struct JobCall : Call {
   const oxcZone* zone = nullptr;
 };
 

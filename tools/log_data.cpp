@@ -15,12 +15,12 @@ namespace {
 const std::map<std::string, Function> functions = {
     {"min", Function::minimum}, {"max", Function::maximum}, {"avg", Function::average}};
 
-std::string name_of(const LogCall& call) { return bare_name(log_family, call.name); }
+std::string name_of(const Call& call) { return bare_name(log_family, call.name); }
 
 // Attributes have names where the tree can be had; numbers do elsewhere.
 void attach_names() { (void)oxbInit(OXB_TREE); }
 
-void read(const LogCall& call, const DataOptions& options, const Window& window, SeriesTable& series,
+void read(const Call& call, const DataOptions& options, const Window& window, SeriesTable& series,
           const TakeRound& take) {
   Progress progress("reading collected values");
   std::uint32_t begin = 0;
@@ -85,8 +85,7 @@ class ValueRows {
   std::map<std::size_t, std::string> names_;
 };
 
-std::size_t print_values(const LogCall& call, const DataOptions& options, const std::string& usual_last,
-                         std::FILE* out) {
+std::size_t print_values(const Call& call, const DataOptions& options, const std::string& usual_last, std::FILE* out) {
   attach_names();
   const ZonePtr zone = open_zone();
   const Window window = options.window(call, zone.get(), usual_last);
@@ -97,12 +96,12 @@ std::size_t print_values(const LogCall& call, const DataOptions& options, const 
   return rows.count();
 }
 
-void tell_nothing(const LogCall& call) {
+void tell_nothing(const Call& call) {
   (void)std::fprintf(stderr, "oxlog: logEnt:%s has nothing collected there; oxlog show %s tells what it has\n",
                      name_of(call).c_str(), name_of(call).c_str());
 }
 
-Plot plot_of(const LogCall& call, const DataOptions& options, const oxcZone* zone, SeriesTable& series) {
+Plot plot_of(const Call& call, const DataOptions& options, const oxcZone* zone, SeriesTable& series) {
   const Entry about = entry(call.manager, log_family, call.name);
   Plot plot{about.text("11.14.1.0") + " (logEnt:" + name_of(call) + ')', zone, 0, 0, {}};
   read(call, options, options.window(call, zone, "1D"), series, [&](Round& round) {
@@ -152,7 +151,7 @@ std::uint32_t DataOptions::step() const {
   return seconds_of(*period);
 }
 
-Window DataOptions::window(const LogCall& call, const oxcZone* zone, const std::string& usual_last) const {
+Window DataOptions::window(const Call& call, const oxcZone* zone, const std::string& usual_last) const {
   Window window;
   if (!from_.empty()) window.from = moment(zone, from_);
   if (!to_.empty()) window.to = moment(zone, to_);
@@ -184,14 +183,14 @@ void PlotOptions::add_to(CLI::App& command) {
 
 // ---- Commands ----
 
-int show_data(const LogCall& call, const DataOptions& options) {
+int show_data(const Call& call, const DataOptions& options) {
   if (print_values(call, options, "10", stdout) == 0 && call.form == Form::table) tell_nothing(call);
   return exit_ok;
 }
 
-int export_data(const LogCall& call, const DataOptions& options, const std::string& file) {
+int export_data(const Call& call, const DataOptions& options, const std::string& file) {
   OutputFile output(file);
-  LogCall in_file = call;
+  Call in_file = call;
   if (call.form == Form::table) in_file.form = Form::csv;
   const std::size_t count = print_values(in_file, options, "", output.get());
   output.finish();
@@ -199,7 +198,7 @@ int export_data(const LogCall& call, const DataOptions& options, const std::stri
   return exit_ok;
 }
 
-int plot_data(const LogCall& call, const DataOptions& options, const PlotOptions& wanted) {
+int plot_data(const Call& call, const DataOptions& options, const PlotOptions& wanted) {
   attach_names();
   const ZonePtr zone = open_zone();
   SeriesTable series;
@@ -218,7 +217,7 @@ int plot_data(const LogCall& call, const DataOptions& options, const PlotOptions
   return exit_ok;
 }
 
-int show_gaps(const LogCall& call, const DataOptions& options, bool each) {
+int show_gaps(const Call& call, const DataOptions& options, bool each) {
   attach_names();
   const ZonePtr zone = open_zone();
   (void)entry(call.manager, log_family, call.name);

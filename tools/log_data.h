@@ -11,7 +11,7 @@ class DataOptions {
  public:
   void add_to(CLI::App& command);
   // Seen from the entry's last round where it does not collect any more. Throws Usage.
-  [[nodiscard]] Window window(const LogCall& call, const oxcZone* zone, const std::string& usual_last) const;
+  [[nodiscard]] Window window(const Call& call, const oxcZone* zone, const std::string& usual_last) const;
   [[nodiscard]] const Choice& choice() const { return choice_; }
 
  private:
@@ -32,10 +32,10 @@ struct PlotOptions {
 };
 
 // All return the exit code.
-int show_data(const LogCall& call, const DataOptions& options);
-int export_data(const LogCall& call, const DataOptions& options, const std::string& file);
-int plot_data(const LogCall& call, const DataOptions& options, const PlotOptions& plot);
+int show_data(const Call& call, const DataOptions& options);
+int export_data(const Call& call, const DataOptions& options, const std::string& file);
+int plot_data(const Call& call, const DataOptions& options, const PlotOptions& plot);
 // One row for each reason, the most values first; or each run of rounds, in the order of the ledger.
-int show_gaps(const LogCall& call, const DataOptions& options, bool each);
+int show_gaps(const Call& call, const DataOptions& options, bool each);
 
 }  // namespace tool

@@ -32,8 +32,8 @@ constexpr std::uint32_t running = 2;
 
 using LogEntryPtr = Owner<LogEntry, oxlFreeLogEntry>;
 
-std::string component_of(const LogCall& call) { return "logEnt:" + bare_name(log_family, call.name); }
-std::string name_of(const LogCall& call) { return bare_name(log_family, call.name); }
+std::string component_of(const Call& call) { return "logEnt:" + bare_name(log_family, call.name); }
+std::string name_of(const Call& call) { return bare_name(log_family, call.name); }
 
 std::string joined(const std::vector<std::string>& names) {
   std::string list;
@@ -42,9 +42,9 @@ std::string joined(const std::vector<std::string>& names) {
 }
 
 // An entry that is not there is told with the next step, before anything is done.
-void require_entry(const LogCall& call) { (void)entry(call.manager, log_family, call.name); }
+void require_entry(const Call& call) { (void)entry(call.manager, log_family, call.name); }
 
-void write_schedule(const LogCall& call, const NewLogEntry& wanted) {
+void write_schedule(const Call& call, const NewLogEntry& wanted) {
   LogEntry* record = nullptr;
   require(oxlLogEntryOpen(call.manager, call.name.c_str(), 1, &record), component_of(call));
   require(oxlLogEntrySetSchedule(record, wanted.schedule.c_str()), "--schedule");
@@ -55,7 +55,7 @@ void write_schedule(const LogCall& call, const NewLogEntry& wanted) {
   throw Failure(component_of(call) + " --schedule", result);
 }
 
-std::string made_entry(const LogCall& call, const NewLogEntry& wanted, const oxcZone* zone) {
+std::string made_entry(const Call& call, const NewLogEntry& wanted, const oxcZone* zone) {
   LogEntry* record = nullptr;
   require(oxlAllocLogEntry(&record), "log entry");
   const LogEntryPtr owner(record);
@@ -114,17 +114,17 @@ void NewLogEntry::add_to(CLI::App& command) {
   command.add_flag("--force", force, "start it also when it cannot fit")->needs(started);
 }
 
-LogCall make_log_entry(const LogCall& call, const NewLogEntry& wanted) {
+Call make_log_entry(const Call& call, const NewLogEntry& wanted) {
   check_periods(wanted);
   if (!wanted.schedule.empty()) require(oxcmdStrToSchedule(wanted.schedule.c_str(), nullptr), "--schedule");
-  LogCall made = call;
+  Call made = call;
   made.name = made_entry(call, wanted, open_zone().get());
   if (!wanted.schedule.empty()) write_schedule(made, wanted);
   return made;
 }
 
-int create_log_entry(const LogCall& call, const NewLogEntry& wanted) {
-  const LogCall made = make_log_entry(call, wanted);
+int create_log_entry(const Call& call, const NewLogEntry& wanted) {
+  const Call made = make_log_entry(call, wanted);
   if (call.form == Form::json) {
     (void)std::puts(json_text({{"logEnt", made.name}}, 2).c_str());
   } else {
@@ -133,12 +133,12 @@ int create_log_entry(const LogCall& call, const NewLogEntry& wanted) {
   return wanted.start ? start_log_entry(made, wanted.force) : exit_ok;
 }
 
-int list_log_entries(const LogCall& call) {
+int list_log_entries(const Call& call) {
   print_entries(call.form, open_zone().get(), log_family, entries(call.manager, log_family));
   return exit_ok;
 }
 
-std::vector<DataEntryRow> data_entries(const LogCall& call) {
+std::vector<DataEntryRow> data_entries(const Call& call) {
   DataEntryList* list = nullptr;
   require(oxlDataEntryListOpen(call.manager, name_of(call).c_str(), &list), component_of(call));
   const Owner<DataEntryList, oxlDataEntryListClose> owner(list);
@@ -167,7 +167,7 @@ std::string shown_bytes(std::uint64_t bytes) {
 namespace {
 
 // What was due, and what has become of it.
-More books_of(const LogCall& call) {
+More books_of(const Call& call) {
   constexpr std::pair<std::uint32_t, const char*> columns[] = {
       {1, "due"}, {2, "stored"}, {3, "gaps"}, {4, "open"}, {5, "lost"}};
   Ledger books;
@@ -189,7 +189,7 @@ More books_of(const LogCall& call) {
 
 }  // namespace
 
-int show_log_entry(const LogCall& call) {
+int show_log_entry(const Call& call) {
   constexpr std::uint32_t open_end = 2145916800;
   const ZonePtr zone = open_zone();
   const Entry one = entry(call.manager, log_family, call.name);
@@ -217,7 +217,7 @@ int show_log_entry(const LogCall& call) {
   return exit_ok;
 }
 
-int copy_log_entry(const LogCall& call) {
+int copy_log_entry(const Call& call) {
   require_entry(call);
   const char* name = nullptr;
   require(oxlLogEntryCopy(call.manager, name_of(call).c_str(), &name), component_of(call));
@@ -225,7 +225,7 @@ int copy_log_entry(const LogCall& call) {
   return exit_ok;
 }
 
-int delete_log_entry(const LogCall& call, bool yes) {
+int delete_log_entry(const Call& call, bool yes) {
   require_entry(call);
   std::uint64_t bytes = 0;
   const std::vector<DataEntryRow> parts = data_entries(call);
@@ -238,7 +238,7 @@ int delete_log_entry(const LogCall& call, bool yes) {
   return exit_ok;
 }
 
-int start_log_entry(const LogCall& call, bool force) {
+int start_log_entry(const Call& call, bool force) {
   require_entry(call);
   const Fit fit = fit_of(call.manager, component_of(call));
   if (call.form == Form::table) print_fit(call.form, fit);
@@ -251,13 +251,13 @@ int start_log_entry(const LogCall& call, bool force) {
   return exit_ok;
 }
 
-int stop_log_entry(const LogCall& call) {
+int stop_log_entry(const Call& call) {
   require_entry(call);
   require(oxlLogEntryStop(call.manager, name_of(call).c_str()), component_of(call));
   return exit_ok;
 }
 
-int show_fit(const LogCall& call) {
+int show_fit(const Call& call) {
   require_entry(call);
   const Fit fit = fit_of(call.manager, component_of(call));
   print_fit(call.form, fit);

@@ -1,6 +1,7 @@
 // Log entries: made, shown, started, stopped, deleted.
 #pragma once
 
+#include "tools/commands.h"
 #include "tools/entries.h"
 
 namespace tool {
@@ -17,33 +18,27 @@ struct NewLogEntry {
   void add_to(CLI::App& command);
 };
 
-struct LogCall {
-  const char* manager = nullptr;
-  std::string name;
-  Form form = Form::table;
-};
-
 // Makes an entry; the call with its name. Throws Failure, Usage.
-[[nodiscard]] LogCall make_log_entry(const LogCall& call, const NewLogEntry& wanted);
+[[nodiscard]] Call make_log_entry(const Call& call, const NewLogEntry& wanted);
 
 // All return the exit code.
-int create_log_entry(const LogCall& call, const NewLogEntry& wanted);
-int list_log_entries(const LogCall& call);
-int show_log_entry(const LogCall& call);
-int copy_log_entry(const LogCall& call);
-int delete_log_entry(const LogCall& call, bool yes);
+int create_log_entry(const Call& call, const NewLogEntry& wanted);
+int list_log_entries(const Call& call);
+int show_log_entry(const Call& call);
+int copy_log_entry(const Call& call);
+int delete_log_entry(const Call& call, bool yes);
 
 // Tells what the collection takes, and starts it. What cannot fit is refused without `force`.
-int start_log_entry(const LogCall& call, bool force);
-int stop_log_entry(const LogCall& call);
-int show_fit(const LogCall& call);
+int start_log_entry(const Call& call, bool force);
+int stop_log_entry(const Call& call);
+int show_fit(const Call& call);
 
 // Its data entries, oldest first.
 struct DataEntryRow {
   std::string name;
   std::uint32_t from = 0, to = 0, status = 0, bytes = 0;
 };
-[[nodiscard]] std::vector<DataEntryRow> data_entries(const LogCall& call);
+[[nodiscard]] std::vector<DataEntryRow> data_entries(const Call& call);
 
 // Bytes as "1.2 MB".
 [[nodiscard]] std::string shown_bytes(std::uint64_t bytes);

@@ -1,6 +1,4 @@
 // oxjob: what the manager runs at set times.
-#include <functional>
-
 #include "tools/job_entries.h"
 
 namespace {
@@ -17,21 +15,18 @@ constexpr char examples[] =
     "  oxjob runs night --last 20                      how it ran, with its output\n"
     "Exit code: 0 done, 1 an error (its text on stderr) or a doubtful schedule, 2 usage.";
 
-struct Line {
-  std::string manager;
-  std::string name;
+constexpr char name_help[] = "the entry's name, as oxjob list shows it";
+
+struct Line : tool::EntryLine {
   std::string zone;
   std::string schedule;
   std::string time;
   std::string from, to;
   std::uint32_t count = 0;
-  tool::FormOptions form;
   tool::NewJob wanted;
   tool::ZonePtr clocks;
 
-  [[nodiscard]] tool::JobCall call() const {
-    return {manager.empty() ? nullptr : manager.c_str(), name, form.form(), clocks.get()};
-  }
+  [[nodiscard]] tool::JobCall call() const { return {EntryLine::call(), clocks.get()}; }
 };
 
 // Of the entry named, or of the text given.
@@ -86,57 +81,48 @@ int check(const Line& line) {
   return rows.count() == 0 ? tool::exit_ok : tool::exit_failed;
 }
 
-struct Command {
-  const char* name;
-  const char* help;
-  std::function<void(CLI::App&, Line&)> add;
-  std::function<int(const Line&)> run;
-};
-
-void add_name(CLI::App& command, Line& line, bool needed) {
-  command.add_option("name", line.name, "the entry's name, as oxjob list shows it")->required(needed);
-}
-
 void add_plan(CLI::App& command, Line& line) {
-  add_name(command, line, false);
+  command.add_option("name", line.name, name_help);
   command.add_option("-s,--schedule", line.schedule, "a schedule text in the place of an entry");
   command.add_option("--zone", line.zone, "time zone, as JST-9 or Europe/Berlin (default: the installation's)");
 }
 
-const std::vector<Command>& commands() {
-  const auto named = [](CLI::App& command, Line& line) { add_name(command, line, true); };
-  static const std::vector<Command> all = {
-      {"create", "make an entry, which is armed at once; its name is printed",
+const std::vector<tool::Command<Line>>& commands() {
+  static const std::vector<tool::Command<Line>> all = {
+      {"create", "make an entry, which is armed at once; its name is printed", false, true,
        [](CLI::App& command, Line& line) { line.wanted.add_to(command); },
        [](const Line& line) { return tool::create_job(line.call(), line.wanted); }},
-      {"list", "all entries", [](CLI::App&, Line&) {}, [](const Line& line) { return tool::list_jobs(line.call()); }},
-      {"show", "an entry", named, [](const Line& line) { return tool::show_job(line.call()); }},
-      {"start", "arm an entry: it runs when it is due", named,
+      {"list", "all entries", false, true, {}, [](const Line& line) { return tool::list_jobs(line.call()); }},
+      {"show", "an entry", true, true, {}, [](const Line& line) { return tool::show_job(line.call()); }},
+      {"start",
+       "arm an entry: it runs when it is due",
+       true,
+       true,
+       {},
        [](const Line& line) { return tool::arm_job(line.call(), true); }},
-      {"stop", "disarm it", named, [](const Line& line) { return tool::arm_job(line.call(), false); }},
-      {"delete", "delete an entry", named, [](const Line& line) { return tool::delete_job(line.call()); }},
-      {"runs", "the ledger: what became of each time that was due, newest last",
+      {"stop", "disarm it", true, true, {}, [](const Line& line) { return tool::arm_job(line.call(), false); }},
+      {"delete", "delete an entry", true, true, {}, [](const Line& line) { return tool::delete_job(line.call()); }},
+      {"runs", "the ledger: what became of each time that was due, newest last", true, true,
        [](CLI::App& command, Line& line) {
-         add_name(command, line, true);
          command.add_option("--from", line.from, "not before: 2026-11-22 13:05, -2h, or seconds since 1970");
          command.add_option("--to", line.to, "not after, likewise");
          command.add_option("-n,--last", line.count, "only the last so many (default: 20)");
        },
        [](const Line& line) { return tool::show_runs(line.call(), line.from, line.to, line.count); }},
-      {"next", "when an entry is due next",
+      {"next", "when an entry is due next", false, true,
        [](CLI::App& command, Line& line) {
          add_plan(command, line);
          command.add_option("count,-n,--count", line.count, "so many times (default: 1)");
          command.add_option("--from", line.from, "seen from that time (default: now)");
        },
        show_next},
-      {"why", "whether an entry is due at a time, and what stands in the way",
+      {"why", "whether an entry is due at a time, and what stands in the way", false, true,
        [](CLI::App& command, Line& line) {
          add_plan(command, line);
          command.add_option("time", line.time, "2026-11-22 13:05, 13:05, -2h, or seconds since 1970");
        },
        show_why},
-      {"check", "what is read in schedules without an error, but hardly as it was meant", add_plan, check},
+      {"check", "what is read in schedules without an error, but hardly as it was meant", false, true, add_plan, check},
   };
   return all;
 }
@@ -158,29 +144,15 @@ int run(CLI::App& app, Line& line) {
   if (app.got_subcommand("why") && line.time.empty()) throw tool::Usage("which time?");
   line.clocks = tool::open_zone(line.zone);
   if (line.schedule.empty()) tool::open_session();
-  for (const Command& command : commands()) {
-    if (app.got_subcommand(command.name)) return command.run(line);
-  }
-  return tool::exit_usage;
+  return tool::run_command(app, commands(), line);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app("Command entries: what the manager runs at set times.", "oxjob");
-  app.require_subcommand(1);
   Line line;
-  for (const Command& command : commands()) {
-    CLI::App& sub = *app.add_subcommand(command.name, command.help);
-    command.add(sub, line);
-    line.form.add_to(sub);
-    sub.add_option("-m,--manager", line.manager, "name of the manager (default: the local one)");
-  }
+  tool::add_commands(app, commands(), line, name_help);
   app.footer(examples);
-  std::vector<std::string> arguments = tool::arguments(argc, argv);
-  const std::vector<std::string> behind = tool::take_behind_dashes(arguments);
-  return tool::run(app, std::move(arguments), [&] {
-    line.wanted.words.insert(line.wanted.words.end(), behind.begin(), behind.end());
-    return run(app, line);
-  });
+  return tool::run_with_words(app, tool::arguments(argc, argv), line.wanted.words, [&] { return run(app, line); });
 }

@@ -1,6 +1,4 @@
 // oxlog: what the manager collects, and what it has collected.
-#include <functional>
-
 #include "tools/log_data.h"
 #include "tools/log_entries.h"
 
@@ -21,10 +19,7 @@ constexpr char examples[] =
     "Exit code: 0 done, 1 an error (its text on stderr), 2 usage.";
 
 // What the command line holds.
-struct Line {
-  std::string manager;
-  std::string name;
-  tool::FormOptions form;
+struct Line : tool::EntryLine {
   bool yes = false;
   bool force = false;
   bool each = false;
@@ -32,39 +27,36 @@ struct Line {
   tool::NewLogEntry wanted;
   tool::DataOptions data;
   tool::PlotOptions plot;
-
-  [[nodiscard]] tool::LogCall call() const { return {manager.empty() ? nullptr : manager.c_str(), name, form.form()}; }
 };
 
-// A subcommand, and what it does.
-struct Command {
-  const char* name;
-  const char* help;
-  bool named;  // takes an entry's name
-  bool forms;  // has --json and --csv
-  std::function<void(CLI::App&, Line&)> add;
-  std::function<int(const Line&)> run;
-};
-
-const std::vector<Command>& commands() {
-  const auto nothing = [](CLI::App&, Line&) {};
+const std::vector<tool::Command<Line>>& commands() {
   const auto data = [](CLI::App& command, Line& line) { line.data.add_to(command); };
-  static const std::vector<Command> all = {
+  static const std::vector<tool::Command<Line>> all = {
       {"create", "make an entry; its name is printed", false, true,
        [](CLI::App& command, Line& line) { line.wanted.add_to(command); },
        [](const Line& line) { return tool::create_log_entry(line.call(), line.wanted); }},
-      {"list", "all entries", false, true, nothing,
-       [](const Line& line) { return tool::list_log_entries(line.call()); }},
-      {"show", "an entry with its data entries", true, true, nothing,
+      {"list", "all entries", false, true, {}, [](const Line& line) { return tool::list_log_entries(line.call()); }},
+      {"show",
+       "an entry with its data entries",
+       true,
+       true,
+       {},
        [](const Line& line) { return tool::show_log_entry(line.call()); }},
-      {"fit", "what an entry takes a day, and whether agents and disk can keep it up; each agent is asked once", true,
-       true, nothing, [](const Line& line) { return tool::show_fit(line.call()); }},
+      {"fit",
+       "what an entry takes a day, and whether agents and disk can keep it up; each agent is asked once",
+       true,
+       true,
+       {},
+       [](const Line& line) { return tool::show_fit(line.call()); }},
       {"start", "collect; what cannot fit is refused", true, false,
        [](CLI::App& command, Line& line) { command.add_flag("--force", line.force, "also what cannot fit"); },
        [](const Line& line) { return tool::start_log_entry(line.call(), line.force); }},
-      {"stop", "collect no more", true, false, nothing,
-       [](const Line& line) { return tool::stop_log_entry(line.call()); }},
-      {"copy", "make a stopped entry like this one; its name is printed", true, false, nothing,
+      {"stop", "collect no more", true, false, {}, [](const Line& line) { return tool::stop_log_entry(line.call()); }},
+      {"copy",
+       "make a stopped entry like this one; its name is printed",
+       true,
+       false,
+       {},
        [](const Line& line) { return tool::copy_log_entry(line.call()); }},
       {"delete", "delete an entry with all that it has collected", true, false,
        [](CLI::App& command, Line& line) { command.add_flag("-y,--yes", line.yes, "do not ask"); },
@@ -97,21 +89,11 @@ const std::vector<Command>& commands() {
 
 int main(int argc, char** argv) {
   CLI::App app("Log entries: what the manager collects, and what it has collected.", "oxlog");
-  app.require_subcommand(1);
   Line line;
-  for (const Command& command : commands()) {
-    CLI::App& sub = *app.add_subcommand(command.name, command.help);
-    if (command.named) sub.add_option("name", line.name, "the entry's name, as oxlog list shows it")->required();
-    if (command.forms) line.form.add_to(sub);
-    command.add(sub, line);
-    sub.add_option("-m,--manager", line.manager, "name of the manager (default: the local one)");
-  }
+  tool::add_commands(app, commands(), line, "the entry's name, as oxlog list shows it");
   app.footer(examples);
   return tool::run(app, tool::arguments(argc, argv), [&] {
     tool::open_session();
-    for (const Command& command : commands()) {
-      if (app.got_subcommand(command.name)) return command.run(line);
-    }
-    return tool::exit_usage;
+    return tool::run_command(app, commands(), line);
   });
 }

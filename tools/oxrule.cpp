@@ -1,6 +1,4 @@
 // oxrule: programs that watch the network.
-#include <functional>
-
 #include "tools/rule_entries.h"
 
 namespace {
@@ -15,65 +13,49 @@ constexpr char examples[] =
     "  oxrule log errors       what it has printed, and why it ended\n"
     "Exit code: 0 done, 1 an error (its text on stderr), 2 usage.";
 
-struct Line {
-  std::string manager;
-  std::string name;
-  tool::FormOptions form;
+struct Line : tool::EntryLine {
   tool::NewRule wanted;
-
-  [[nodiscard]] tool::RuleCall call() const { return {manager.empty() ? nullptr : manager.c_str(), name, form.form()}; }
 };
 
-struct Command {
-  const char* name;
-  const char* help;
-  bool named;  // a rule
-  std::function<int(const Line&)> run;
-};
-
-const std::vector<Command>& commands() {
-  static const std::vector<Command> all = {
-      {"create", "make a rule, which starts at once; its name is printed", false,
+const std::vector<tool::Command<Line>>& commands() {
+  static const std::vector<tool::Command<Line>> all = {
+      {"create", "make a rule, which starts at once; its name is printed", false, true,
+       [](CLI::App& command, Line& line) { line.wanted.add_to(command); },
        [](const Line& line) { return tool::create_rule(line.call(), line.wanted); }},
-      {"list", "all rules", false, [](const Line& line) { return tool::list_rules(line.call()); }},
-      {"show", "a rule", true, [](const Line& line) { return tool::show_rule(line.call()); }},
-      {"start", "have a rule run, or wait for its schedule", true,
+      {"list", "all rules", false, true, {}, [](const Line& line) { return tool::list_rules(line.call()); }},
+      {"show", "a rule", true, true, {}, [](const Line& line) { return tool::show_rule(line.call()); }},
+      {"start",
+       "have a rule run, or wait for its schedule",
+       true,
+       true,
+       {},
        [](const Line& line) { return tool::set_rule(line.call(), true); }},
-      {"stop", "end its program", true, [](const Line& line) { return tool::set_rule(line.call(), false); }},
-      {"delete", "end its program, and delete it", true,
+      {"stop", "end its program", true, true, {}, [](const Line& line) { return tool::set_rule(line.call(), false); }},
+      {"delete",
+       "end its program, and delete it",
+       true,
+       true,
+       {},
        [](const Line& line) { return tool::delete_rule(line.call()); }},
-      {"log", "the last lines of its last run, and why that ended", true,
+      {"log",
+       "the last lines of its last run, and why that ended",
+       true,
+       true,
+       {},
        [](const Line& line) { return tool::show_rule_log(line.call()); }},
   };
   return all;
-}
-
-int run(const CLI::App& app, const Line& line) {
-  tool::open_session();
-  for (const Command& command : commands()) {
-    if (app.got_subcommand(command.name)) return command.run(line);
-  }
-  return tool::exit_usage;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app("Rules: programs that watch the network, run by the expert daemon.", "oxrule");
-  app.require_subcommand(1);
   Line line;
-  for (const Command& command : commands()) {
-    CLI::App& sub = *app.add_subcommand(command.name, command.help);
-    if (command.named) sub.add_option("name", line.name, "the rule's name, as oxrule list shows it")->required();
-    if (command.name == std::string("create")) line.wanted.add_to(sub);
-    line.form.add_to(sub);
-    sub.add_option("-m,--manager", line.manager, "name of the manager (default: the local one)");
-  }
+  tool::add_commands(app, commands(), line, "the rule's name, as oxrule list shows it");
   app.footer(examples);
-  std::vector<std::string> arguments = tool::arguments(argc, argv);
-  const std::vector<std::string> behind = tool::take_behind_dashes(arguments);
-  return tool::run(app, std::move(arguments), [&] {
-    line.wanted.words.insert(line.wanted.words.end(), behind.begin(), behind.end());
-    return run(app, line);
+  return tool::run_with_words(app, tool::arguments(argc, argv), line.wanted.words, [&] {
+    tool::open_session();
+    return tool::run_command(app, commands(), line);
   });
 }

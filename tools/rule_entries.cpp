@@ -33,8 +33,8 @@ constexpr Field fields[] = {
 constexpr std::uint32_t component_add = 39;
 constexpr std::uint32_t component_delete = 6;
 
-std::string name_of(const RuleCall& call) { return bare_name(rule_family, call.name); }
-std::string component_of(const RuleCall& call) { return "ruleEnt:" + name_of(call); }
+std::string name_of(const Call& call) { return bare_name(rule_family, call.name); }
+std::string component_of(const Call& call) { return "ruleEnt:" + name_of(call); }
 
 using Values = std::vector<std::pair<const char*, std::string>>;  // paths, texts
 
@@ -51,7 +51,7 @@ NodesPtr nodes_of(const Values& values, const std::string& subject) {
 }
 
 // The name that the manager answers, when it makes one.
-std::string manage(const RuleCall& call, std::uint32_t code, const std::string& name) {
+std::string manage(const Call& call, std::uint32_t code, const std::string& name) {
   const std::string subject = name.empty() ? "ruleEnt" : "ruleEnt:" + name;
   Values values = {{"10.7.1.0", "ruleEnt"}};
   if (!name.empty()) values.emplace_back("10.7.8.0", name);
@@ -66,7 +66,7 @@ std::string manage(const RuleCall& call, std::uint32_t code, const std::string& 
   return name;
 }
 
-void write(const RuleCall& call, const Values& values) {
+void write(const Call& call, const Values& values) {
   const NodesPtr list = nodes_of(values, component_of(call));
   for (dnode* node = list.get(); node != nullptr; node = oxdNext(node)) {
     require(oxdSetCompType(node, rule_family.type), component_of(call));
@@ -75,9 +75,9 @@ void write(const RuleCall& call, const Values& values) {
   require(oxaSet(call.manager, 0, 0, list.get(), nullptr), component_of(call));
 }
 
-Entry require_entry(const RuleCall& call) { return entry(call.manager, rule_family, call.name); }
+Entry require_entry(const Call& call) { return entry(call.manager, rule_family, call.name); }
 
-void tell_missing_daemon(const RuleCall& call) {
+void tell_missing_daemon(const Call& call) {
   if (call.manager != nullptr || oxrExpdCheck() != 0) return;
   (void)std::fputs("oxrule: no expert daemon runs; next: oxexpd\n", stderr);
 }
@@ -98,9 +98,9 @@ void NewRule::add_to(CLI::App& sub) {
   sub.add_flag("--stopped", stopped, "do not start it yet");
 }
 
-int create_rule(const RuleCall& call, const NewRule& wanted) {
+int create_rule(const Call& call, const NewRule& wanted) {
   if (!wanted.schedule.empty()) require(oxcmdStrToSchedule(wanted.schedule.c_str(), nullptr), "--schedule");
-  RuleCall made = call;
+  Call made = call;
   made.name = manage(call, component_add, bare_name(rule_family, wanted.name));
   try {
     write(made, {{"11.13.1.0", wanted.program},
@@ -120,30 +120,30 @@ int create_rule(const RuleCall& call, const NewRule& wanted) {
   return exit_ok;
 }
 
-int list_rules(const RuleCall& call) {
+int list_rules(const Call& call) {
   print_entries(call.form, nullptr, rule_family, entries(call.manager, rule_family));
   return exit_ok;
 }
 
-int show_rule(const RuleCall& call) {
+int show_rule(const Call& call) {
   print_entry(call.form, nullptr, rule_family, require_entry(call));
   return exit_ok;
 }
 
-int set_rule(const RuleCall& call, bool runs) {
+int set_rule(const Call& call, bool runs) {
   (void)require_entry(call);
   write(call, {{admin_path, runs ? "1" : "0"}});
   tell_missing_daemon(call);
   return exit_ok;
 }
 
-int delete_rule(const RuleCall& call) {
+int delete_rule(const Call& call) {
   (void)require_entry(call);
   (void)manage(call, component_delete, name_of(call));
   return exit_ok;
 }
 
-int show_rule_log(const RuleCall& call) {
+int show_rule_log(const Call& call) {
   const Entry rule = require_entry(call);
   const std::string output = rule.text(output_path), end = rule.text(end_path);
   if (call.form != Form::table) {

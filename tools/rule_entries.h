@@ -4,17 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "tools/commands.h"
 #include "tools/entries.h"
 
 namespace tool {
 
 extern const Family rule_family;
-
-struct RuleCall {
-  const char* manager = nullptr;
-  std::string name;
-  Form form = Form::table;
-};
 
 struct NewRule {
   std::string program;
@@ -26,12 +21,12 @@ struct NewRule {
 };
 
 // All return the exit code.
-int create_rule(const RuleCall& call, const NewRule& wanted);
-int list_rules(const RuleCall& call);
-int show_rule(const RuleCall& call);
-int set_rule(const RuleCall& call, bool runs);
-int delete_rule(const RuleCall& call);
+int create_rule(const Call& call, const NewRule& wanted);
+int list_rules(const Call& call);
+int show_rule(const Call& call);
+int set_rule(const Call& call, bool runs);
+int delete_rule(const Call& call);
 // The last lines of its last run, and why that ended.
-int show_rule_log(const RuleCall& call);
+int show_rule_log(const Call& call);
 
 }  // namespace tool

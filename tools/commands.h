@@ -1,0 +1,61 @@
+// Subcommands of a tool for entries of one kind.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tools/rows.h"
+
+namespace tool {
+
+// Whom a subcommand asks, for what, and how the answer is shown.
+struct Call {
+  const char* manager = nullptr;
+  std::string name;
+  Form form = Form::table;
+};
+
+// What the command lines of these tools have in common.
+struct EntryLine {
+  std::string manager;
+  std::string name;
+  FormOptions form;
+
+  [[nodiscard]] Call call() const { return {manager.empty() ? nullptr : manager.c_str(), name, form.form()}; }
+};
+
+// A subcommand, and what it does.
+template <class Line>
+struct Command {
+  const char* name;
+  const char* help;
+  bool named;                                 // takes an entry's name
+  bool forms;                                 // has --json and --csv
+  std::function<void(CLI::App&, Line&)> add;  // options of its own; null: none
+  std::function<int(const Line&)> run;
+};
+
+// `name_help` is what help tells of an entry's name.
+template <class Line>
+void add_commands(CLI::App& app, const std::vector<Command<Line>>& all, Line& line, const char* name_help) {
+  app.require_subcommand(1);
+  for (const Command<Line>& command : all) {
+    CLI::App& sub = *app.add_subcommand(command.name, command.help);
+    if (command.named) sub.add_option("name", line.name, name_help)->required();
+    if (command.forms) line.form.add_to(sub);
+    if (command.add) command.add(sub, line);
+    sub.add_option("-m,--manager", line.manager, "name of the manager (default: the local one)");
+  }
+}
+
+// Does what the user has asked for.
+template <class Line>
+int run_command(const CLI::App& app, const std::vector<Command<Line>>& all, const Line& line) {
+  for (const Command<Line>& command : all) {
+    if (app.got_subcommand(command.name)) return command.run(line);
+  }
+  return exit_usage;
+}
+
+}  // namespace tool
