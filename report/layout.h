@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "report/page.h"
@@ -32,6 +33,27 @@ struct Layout {
   std::size_t rounds = 1;        // that are one step of a plot
   std::size_t drawn_rounds = 1;  // of a drawing without scripts
   std::vector<CommonShade> common;
+};
+
+// What writes a page or something of it.
+class PageWriter {
+ protected:
+  PageWriter(const Page& page, const Layout& layout, std::FILE* out)
+      : page_(page),
+        layout_(layout),
+        definition_(*page.definition),
+        curves_(*page.curves),
+        times_(page.curves->times()),
+        out_(out) {}
+
+  void put(std::string_view text) { (void)std::fwrite(text.data(), 1, text.size(), out_); }
+
+  const Page& page_;
+  const Layout& layout_;
+  const Definition& definition_;
+  const Curves& curves_;
+  const std::vector<std::uint32_t>& times_;
+  std::FILE* out_;
 };
 
 // The numbers of the plots as JSON, column by column.

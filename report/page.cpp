@@ -36,15 +36,9 @@ std::string place(const Instance& instance) {
 // Between numbers, where none was expected.
 constexpr char nothing_due[] = "no values";
 
-class Writer {
+class Writer : PageWriter {
  public:
-  Writer(const Page& page, const Layout& layout, std::FILE* out)
-      : page_(page),
-        layout_(layout),
-        definition_(*page.definition),
-        curves_(*page.curves),
-        times_(page.curves->times()),
-        out_(out) {}
+  Writer(const Page& page, const Layout& layout, std::FILE* out) : PageWriter(page, layout, out) {}
 
   void write() {
     head();
@@ -55,7 +49,6 @@ class Writer {
   }
 
  private:
-  void put(std::string_view text) { (void)std::fwrite(text.data(), 1, text.size(), out_); }
   [[nodiscard]] const Instance& instance(std::size_t number) const { return (*page_.instances)[number]; }
 
   // ---- What the page is made of ----
@@ -236,13 +229,6 @@ class Writer {
     put(page_script);
     put("</script>\n</body>\n</html>\n");
   }
-
-  const Page& page_;
-  const Layout& layout_;
-  const Definition& definition_;
-  const Curves& curves_;
-  const std::vector<std::uint32_t>& times_;
-  std::FILE* out_;
 };
 
 }  // namespace

@@ -11,15 +11,9 @@
 namespace report {
 namespace {
 
-class Numbers {
+class Numbers : PageWriter {
  public:
-  Numbers(const Page& page, const Layout& layout, std::FILE* out)
-      : page_(page),
-        layout_(layout),
-        definition_(*page.definition),
-        curves_(*page.curves),
-        times_(page.curves->times()),
-        out_(out) {}
+  Numbers(const Page& page, const Layout& layout, std::FILE* out) : PageWriter(page, layout, out) {}
 
   void write() {
     std::string offset = tool::iso_time(page_.zone, times_.empty() ? page_.from : times_.front()).substr(19);
@@ -43,8 +37,6 @@ class Numbers {
   }
 
  private:
-  void put(std::string_view text) { (void)std::fwrite(text.data(), 1, text.size(), out_); }
-
   // A text that may stand in a script.
   static std::string quoted(const std::string& text) {
     std::string made;
@@ -128,12 +120,6 @@ class Numbers {
     put("]}");
   }
 
-  const Page& page_;
-  const Layout& layout_;
-  const Definition& definition_;
-  const Curves& curves_;
-  const std::vector<std::uint32_t>& times_;
-  std::FILE* out_;
   std::vector<std::size_t> breaks_;  // steps before which there is one more time
   std::uint32_t last_axis_ = 0;
   std::map<std::string, std::size_t> reasons_;
