@@ -7,6 +7,7 @@
 #include <oxbase/oxc.h>
 
 #include "manager/at_work.h"
+#include "manager/base/access_rules.h"
 #include "manager/base/attributes.h"
 #include "manager/base/paths.h"
 #include "manager/base/settings.h"
@@ -72,9 +73,18 @@ bool check_installation(const FaultSink& faults, const Tell& tell) {
   }
   Settings settings;
   sound = read_settings(settings_file(), settings, faults) && sound;
-  (void)sound_amib_files(faults, sound);
+  const std::vector<std::string> amib = sound_amib_files(faults, sound);
   Vocabulary vocabulary;
   sound = vocabulary.read(oxcGetWorkdir(), faults) && sound;
+  const auto check_access = [&] {
+    AccessRules rules;
+    const auto type_name = [&](std::string_view type) {
+      const std::string name = vocabulary.canonical_type(type);
+      return vocabulary.has_type(name) ? name : std::string();
+    };
+    sound = rules.read(access_file(), type_name, faults) && sound;
+  };
+  if (!amib.empty()) with_scratch_tree(amib, check_access);
   sound = check_trap_definitions(faults) && sound;
   if (const auto told = ask_manager(database_check_code, faults, tell)) return *told && sound;
   return check_databases(join(oxcGetWorkdir(), "data"), faults, tell) && sound;

@@ -131,6 +131,18 @@ void name_old_files(const std::string& data) {
   name("collected", 2);
 }
 
+// What is wrong with the file keeps out those whom a rule may have been to keep out.
+bool read_access(Manager& manager) {
+  const auto type_name = [&manager](std::string_view type) {
+    const std::string name = manager.vocabulary.canonical_type(type);
+    return manager.vocabulary.has_type(name) ? name : std::string();
+  };
+  if (manager.access.read(access_file(), type_name, manager.faults.sink())) return true;
+  log(Severity::warning, access_file() + " has faults: its rules are as they were before, and where there were none, " +
+                             "only administrators are let in; next: oxmgrd --check");
+  return false;
+}
+
 // Reads what the manager needs beside the tree. A fault in the types' files is logged, and the rest is used.
 bool take_up(Manager& manager, const std::string& data) {
   const FaultSink faults = manager.faults.sink();
@@ -138,6 +150,7 @@ bool take_up(Manager& manager, const std::string& data) {
   const auto tell = [&manager](const std::string& file, std::uint32_t, const std::string& text) {
     tell_fault(manager, file, text);
   };
+  (void)read_access(manager);
   name_old_files(data);
   return ensure_directory(data) && manager.components.open(tell) && manager.events.open(tell) &&
          manager.collected_file.open(tell) && manager.run_ledger.open(tell);
@@ -151,8 +164,9 @@ void check_files(Manager& manager) {
   manager.components.check(manager.loop, manager.store);
 }
 
-// Faulty lines leave the settings as they are.
+// Faulty lines leave the settings as they are. The roles are those of clients that come from now on.
 void read_settings_again(Manager& manager) {
+  (void)read_access(manager);
   const std::string file = settings_file();
   Settings fresh;
   if (!read_settings(file, fresh, manager.faults.sink())) {

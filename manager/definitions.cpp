@@ -65,6 +65,13 @@ std::vector<std::string> sound_amib_files(const FaultSink& faults, bool& sound) 
   return loaded;
 }
 
+void with_scratch_tree(const std::vector<std::string>& files, const std::function<void()>& call) {
+  oxbInitAmibTree(OXB_SCRATCH_TREE);
+  if (build(files) == OX_OK) call();
+  (void)oxbDeleteAmibTree(OXB_SCRATCH_TREE);
+  oxbInitAmibTree(OXB_TREE);
+}
+
 OX_RESULT hold_tree(const std::vector<std::string>& files, bool& outdated) {
   outdated = false;
   if (files.empty()) return OX_ENOTFOUND;

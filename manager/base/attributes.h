@@ -119,6 +119,11 @@ inline constexpr std::uint32_t database_check_code = 202;
 inline const Oid manager_figures_path{10, 103};
 [[nodiscard]] inline Oid manager_figure_path(std::uint32_t number) { return {10, 103, number, 0}; }
 
+// What its users have: "sysmib.oxClients", a column from 1, the number of the user from 1.
+[[nodiscard]] inline Oid client_figure_path(std::uint32_t column, std::uint32_t user) {
+  return {10, 104, column, user};
+}
+
 // What it finds wrong: the count and the texts of "sysmib.oxFaults", from 1.
 inline const Oid fault_count_path{10, 101, 1, 0};
 [[nodiscard]] inline Oid fault_text_path(std::uint32_t number) { return {10, 101, 2, number}; }

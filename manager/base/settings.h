@@ -14,6 +14,12 @@ struct Settings {
   std::uint32_t max_queue = 16;        // requests of one client waiting to be answered
   std::uint32_t max_nodes = 100000;    // data nodes of one answer
   std::uint32_t max_clients = 4000;
+  std::uint32_t user_clients = 1000;          // connections of one user
+  std::uint32_t user_bytes = 64u << 20;       // that the messages, answers and reports of one user take
+  std::uint32_t user_registrations = 20000;   // watches, waits, locks and senders of one user
+  std::uint32_t user_requests = 500;          // of one user, being answered at once
+  std::uint32_t max_wait_names = 10000;       // of persistent waits, open or not
+  std::uint32_t message_timeout = 30;         // seconds from a message's first byte to its last
   std::uint32_t max_data = 64u << 20;         // bytes of one file of collected data
   std::uint32_t greeting_timeout = 10;        // seconds
   std::uint32_t send_timeout = 30;            // seconds that a client may leave an answer unread

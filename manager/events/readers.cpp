@@ -160,7 +160,7 @@ EventReaders::Read EventReaders::read(EventReader& reader, Sequence limit, Event
   if (has_lost(reader, limit)) return Read::lost;
   while (EventRef found = next_after(reader)) {
     reader.place = found->sequence;
-    if (reader.traps_only && !found->trap) continue;
+    if (!reader.wants(*found)) continue;
     event = std::move(found);
     return Read::event;
   }

@@ -12,6 +12,7 @@
 
 #include <oxbase/oxe.h>
 
+#include "manager/base/component_name.h"
 #include "manager/events/store.h"
 
 namespace ox::manager {
@@ -20,6 +21,8 @@ struct LoggedEvent {
   Sequence sequence = 0;
   bool trap = false;
   Bytes body;
+  // Whose it is, by the type's own name, made when the first reader asks whose role depends on it.
+  mutable std::shared_ptr<const ComponentName> component;
   // What reports carry of it, made when the first reader asks, by kind of report.
   mutable std::array<std::shared_ptr<const Bytes>, 3> report_data;
 };
@@ -36,6 +39,8 @@ class EventReader {
   virtual ~EventReader() = default;
   // There may be something to read again.
   virtual void wake() = 0;
+  // An event that it does not want is passed over.
+  [[nodiscard]] virtual bool wants(const LoggedEvent& event) const { return !traps_only || event.trap; }
 
   const bool traps_only;
   std::uint64_t turn = 0;     // readers are woken in the order in which they came

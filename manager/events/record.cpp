@@ -61,4 +61,8 @@ std::string text_of(const evmsg* event, TextGetter get) {
   return get(event, &text) == OX_OK ? text : std::string();
 }
 
+ComponentName component_of(const evmsg* event) {
+  return {text_of(event, &oxeEvmsgGetCompType), text_of(event, &oxeEvmsgGetCompName)};
+}
+
 }  // namespace ox::manager

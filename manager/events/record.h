@@ -8,6 +8,7 @@
 
 #include <oxbase/oxe.h>
 
+#include "manager/base/component_name.h"
 #include "manager/base/payload.h"
 
 namespace ox::manager {
@@ -39,6 +40,9 @@ inline constexpr char own_name[] = "oxmgrd";
 
 using NumberGetter = OX_RESULT(OX_CALL*)(const evmsg*, std::uint32_t*);
 using TextGetter = OX_RESULT(OX_CALL*)(const evmsg*, const char**);
+
+// The component that it names, as it names it.
+[[nodiscard]] ComponentName component_of(const evmsg* event);
 
 // The field; 0 or an empty text when it is absent.
 [[nodiscard]] std::uint32_t number_of(const evmsg* event, NumberGetter get);

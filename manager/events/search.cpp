@@ -22,10 +22,12 @@ using Clock = std::chrono::steady_clock;
 
 class Search final : public Job, public ByteSource {
  public:
-  Search(asio::io_context& loop, FilterPtr filter, std::shared_ptr<EventSnapshot> snapshot, LogAnswer answer)
+  Search(asio::io_context& loop, FilterPtr filter, std::function<bool(const evmsg*)> readable,
+         std::shared_ptr<EventSnapshot> snapshot, LogAnswer answer)
       : Job(loop),
         loop_(loop),
         filter_(std::move(filter)),
+        readable_(std::move(readable)),
         snapshot_(std::move(snapshot)),
         answer_(std::move(answer)),
         backward_(oxeEvfltGetNumber(filter_.get(), OX_EVFLT_LAST, &limit_) == OX_OK),
@@ -60,6 +62,7 @@ class Search final : public Job, public ByteSource {
 
   asio::io_context& loop_;
   FilterPtr filter_;
+  std::function<bool(const evmsg*)> readable_;
   std::shared_ptr<EventSnapshot> snapshot_;  // until it has ended
   LogAnswer answer_;                         // until it has been given
   std::uint32_t limit_ = 0;                  // 0: none
@@ -91,7 +94,7 @@ bool Search::matches(const Event& event) const {
   EventPtr decoded;
   const OX_RESULT result = decode_events(event.body, decoded);
   if (result == OX_ENOMEM) throw std::bad_alloc();
-  return result == OX_OK && oxeEvfltMatch(decoded.get(), filter_.get()) != 0;
+  return result == OX_OK && oxeEvfltMatch(decoded.get(), filter_.get()) != 0 && readable_(decoded.get());
 }
 
 void Search::count() {
@@ -171,7 +174,8 @@ OX_RESULT search_log(asio::io_context& loop, EventLog& log, JobsOfClients& jobs,
   log.flush();
   auto snapshot = log.store().snapshot();
   if (!snapshot) return OX_ERUNTIME;
-  const auto search = std::make_shared<Search>(loop, std::move(filter), std::move(snapshot), std::move(answer));
+  const auto search =
+      std::make_shared<Search>(loop, std::move(filter), question.readable, std::move(snapshot), std::move(answer));
   jobs.add(question.session, search);
   search->start(question.limit);
   return OX_OK;

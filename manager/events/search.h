@@ -18,6 +18,7 @@ struct LogQuestion {
   std::uint32_t session = 0;
   std::span<const std::byte> filter;
   std::chrono::seconds limit;
+  std::function<bool(const evmsg*)> readable;  // for who asks
 };
 
 // The encoded events of the log that pass the filter, as they are now, in their order: those of a short answer at once,

@@ -9,6 +9,7 @@
 #include "manager/base/oid.h"
 #include "manager/base/settings.h"
 #include "manager/events/readers.h"
+#include "manager/reports/event_sight.h"
 #include "manager/sessions/clients.h"
 
 namespace ox::manager {
@@ -28,6 +29,7 @@ class EventSubscription final : public ReportSource, public EventReader {
     std::uint32_t id = 0;
     std::uint32_t session = 0;
     std::uint32_t handle = 0;
+    EventSight sight{};
   };
   // `attribute` is an index of event_attributes(), `path` its path.
   EventSubscription(EventReaders& events, const Settings& settings, Clients& clients, const Client& client,
@@ -38,6 +40,9 @@ class EventSubscription final : public ReportSource, public EventReader {
 
   std::optional<Reply> next_report() override;
   void wake() override;
+  [[nodiscard]] bool wants(const LoggedEvent& event) const override {
+    return EventReader::wants(event) && client_.sight.sees(event);
+  }
 
  private:
   std::optional<Reply> read_report();

@@ -31,7 +31,7 @@ class PersistentWait final : public ReportSource,
                              public std::enable_shared_from_this<PersistentWait> {
  public:
   PersistentWait(asio::io_context& loop, EventReaders& events, Clients& clients, PersistentWaits& waits,
-                 std::uint32_t id, std::uint32_t session, std::string name, std::uint32_t user_word)
+                 std::uint32_t id, std::uint32_t session, std::string name, std::uint32_t user_word, EventSight sight)
       : EventReader(false),
         events_(events),
         clients_(clients),
@@ -41,6 +41,7 @@ class PersistentWait final : public ReportSource,
         session_(session),
         name_(std::move(name)),
         user_word_(user_word),
+        sight_(std::move(sight)),
         timer_(loop) {}
   ~PersistentWait() override {
     events_.remove(*this);
@@ -53,6 +54,7 @@ class PersistentWait final : public ReportSource,
   [[nodiscard]] const std::string& name() const { return name_; }
 
   void wake() override { outbox_.ready(*this); }
+  [[nodiscard]] bool wants(const LoggedEvent& event) const override { return sight_.sees(event); }
 
   std::optional<Reply> next_report() override {
     if (waits_.unanswered(session_) || state_ == State::refused) return {};
@@ -114,31 +116,35 @@ class PersistentWait final : public ReportSource,
   std::uint32_t session_;
   std::string name_;
   std::uint32_t user_word_;
+  EventSight sight_;
   State state_ = State::reading;
   EventRef event_;  // what is or was delivered last; null for a notice
   OX_RESULT error_ = OX_OK;
   asio::steady_timer timer_;
 };
 
-PersistentWaits::PersistentWaits(asio::io_context& loop, EventLog& events, Clients& clients)
-    : loop_(loop), events_(events), clients_(clients) {}
+PersistentWaits::PersistentWaits(asio::io_context& loop, const Settings& settings, const Vocabulary& vocabulary,
+                                 EventLog& events, Clients& clients)
+    : loop_(loop), settings_(settings), vocabulary_(vocabulary), events_(events), clients_(clients) {}
 PersistentWaits::~PersistentWaits() = default;
 
 OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, std::uint32_t user_word,
-                                std::uint32_t& id) {
+                                RightsPtr rights, std::uint32_t& id) {
   if (name.empty()) return OX_EMISSING;
   if (name.size() > longest_name) return OX_EWAITNAME;
   if (by_name_.contains(name)) return OX_EEXISTS;
   const auto of_session = [&](const auto& entry) { return entry.second->session() == session; };
   if (std::count_if(waits_.begin(), waits_.end(), of_session) >= most_of_session) return OX_ETOOMANY;
   const auto mark = events_.marks().find(name);
+  if (mark == events_.marks().end() && events_.marks().size() >= settings_.max_wait_names) return OX_ETOOMANY;
   const Sequence taken = mark != events_.marks().end() ? mark->second.taken : events_.readers().last();
   do {
     ++last_id_;
   } while (last_id_ == 0 || waits_.contains(last_id_));
   id = last_id_;
   auto& wait = waits_[id] =
-      std::make_shared<PersistentWait>(loop_, events_.readers(), clients_, *this, id, session, name, user_word);
+      std::make_shared<PersistentWait>(loop_, events_.readers(), clients_, *this, id, session, name, user_word,
+                                       EventSight{std::move(rights), &vocabulary_});
   by_name_[name] = wait.get();
   make_memory(name);
   events_.set_mark(name, {taken, EventLog::seen_now});
@@ -153,9 +159,10 @@ void PersistentWaits::leave(PersistentWait& wait) {
   by_name_.erase(wait.name());
 }
 
-bool PersistentWaits::close(std::uint32_t id, std::uint32_t session) {
+bool PersistentWaits::close(std::uint32_t id, std::uint32_t asking, bool any) {
   const auto found = waits_.find(id);
-  if (found == waits_.end() || found->second->session() != session) return false;
+  if (found == waits_.end() || (!any && found->second->session() != asking)) return false;
+  const std::uint32_t session = found->second->session();
   leave(*found->second);
   // A wait that is closed inside its callback is still to hear whether the delivery is taken.
   const auto delivery = unanswered_.find(session);

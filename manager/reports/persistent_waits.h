@@ -13,6 +13,7 @@
 #include <string>
 
 #include "manager/events/log.h"
+#include "manager/reports/event_sight.h"
 #include "manager/sessions/clients.h"
 
 namespace ox::manager {
@@ -21,16 +22,19 @@ class PersistentWait;
 
 class PersistentWaits {
  public:
-  PersistentWaits(asio::io_context& loop, EventLog& events, Clients& clients);
+  PersistentWaits(asio::io_context& loop, const Settings& settings, const Vocabulary& vocabulary, EventLog& events,
+                  Clients& clients);
   ~PersistentWaits();
   PersistentWaits(const PersistentWaits&) = delete;
   PersistentWaits& operator=(const PersistentWaits&) = delete;
 
   // Opens the wait for a session, which knows it by `user_word`. A new name begins with the next event.
-  // 0 and the wait's id; 195, 418 for the name; 207 when a session has it open; 85 when the session has too many.
+  // 0 and the wait's id; 195, 418 for the name; 207 when a session has it open; 85 when the session has too many,
+  // or when the installation has as many names as it may (MaxWaitNames).
   [[nodiscard]] OX_RESULT open(std::uint32_t session, const std::string& name, std::uint32_t user_word,
-                               std::uint32_t& id);
-  [[nodiscard]] bool close(std::uint32_t id, std::uint32_t session);
+                               RightsPtr rights, std::uint32_t& id);
+  // One of the session's, or `any` one.
+  [[nodiscard]] bool close(std::uint32_t id, std::uint32_t session, bool any);
   void end_session(std::uint32_t session);
 
   // Whether the client owes an answer.
@@ -51,6 +55,8 @@ class PersistentWaits {
   void leave(PersistentWait& wait);
 
   asio::io_context& loop_;
+  const Settings& settings_;
+  const Vocabulary& vocabulary_;
   EventLog& events_;
   Clients& clients_;
   std::map<std::uint32_t, std::shared_ptr<PersistentWait>> waits_;

@@ -16,6 +16,7 @@ namespace ox::manager {
 struct Subscription {
   std::uint32_t id = 0;
   std::uint32_t session = 0;
+  RightsPtr rights;          // of its user
   std::uint32_t handle = 0;  // the client's name for it
   ComponentName component;   // its name may be a pattern
   std::string component_text;

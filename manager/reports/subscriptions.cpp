@@ -33,6 +33,10 @@ OX_RESULT Subscriptions::open(std::unique_ptr<Subscription> opened, std::uint32_
   if (!may_open(subscription.session)) return OX_ETOOMANY;
   if (const OX_RESULT result = directory_.parse(subscription.component_text, component)) return result;
   if (const OX_RESULT result = select(subscription.names, subscription.selections)) return result;
+  if (subscription.selections.size() == 1 && subscription.selections.front().exact && !is_pattern(component.name) &&
+      !subscription.rights->allow(Role::read, subscription.selections.front().path, component, "a watch of")) {
+    return OX_EDENIED;
+  }
   std::uint32_t& count = open_[subscription.session];
   id = subscription.id = new_id();
   gets_.emplace(id, std::move(opened));
@@ -57,7 +61,8 @@ void Subscriptions::watch_events(Subscription& subscription) {
     if (select_value(attributes[i].name, attribute) != OX_OK) continue;
     for (const Selection& selection : subscription.selections) {
       if (selection.error != OX_OK || !selection.covers(attribute.path)) continue;
-      const EventSubscription::Client client{subscription.id, subscription.session, subscription.handle};
+      const EventSubscription::Client client{
+          subscription.id, subscription.session, subscription.handle, {subscription.rights, &vocabulary_}};
       subscription.events.push_back(
           std::make_unique<EventSubscription>(events_, settings_, clients_, client, i, attribute.path));
       break;
@@ -151,9 +156,11 @@ void Subscriptions::ask(Subscription& subscription, std::uint32_t options) {
   const auto tell = [this, id = subscription.id](OX_RESULT result, const NodeList& nodes) {
     report(*gets_.at(id), result, nodes);
   };
-  subscription.poller = std::make_shared<Poller>(
-      loop_, reader_, Poller::Question{subscription.session, subscription.component_text, subscription.names, interval},
-      tell);
+  subscription.poller =
+      std::make_shared<Poller>(loop_, reader_,
+                               Poller::Question{subscription.session, subscription.rights, subscription.component_text,
+                                                subscription.names, interval},
+                               tell);
   subscription.poller->ask(wanted ? Poller::Mode::everything : Poller::Mode::nothing);
 }
 

@@ -19,11 +19,18 @@ namespace ox::manager {
 
 class Subscriptions {
  public:
-  Subscriptions(asio::io_context& loop, const Settings& settings, const Directory& directory, const ValueReader& reader,
-                EventReaders& events, Clients& clients)
-      : loop_(loop), settings_(settings), directory_(directory), reader_(reader), events_(events), clients_(clients) {}
+  Subscriptions(asio::io_context& loop, const Settings& settings, const Vocabulary& vocabulary,
+                const Directory& directory, const ValueReader& reader, EventReaders& events, Clients& clients)
+      : loop_(loop),
+        settings_(settings),
+        vocabulary_(vocabulary),
+        directory_(directory),
+        reader_(reader),
+        events_(events),
+        clients_(clients) {}
 
-  // Opens a get: 0 and its id; 59, 197, 84, 125 to 128; 85 when the session has too many.
+  // Opens a get: 0 and its id; 59, 197, 84, 125 to 128; 5 for one value that the user may not read; 85 when the session
+  // has too many.
   [[nodiscard]] OX_RESULT open(std::unique_ptr<Subscription> subscription, std::uint32_t options, std::uint32_t& id);
   // A set under way: its id, and the one report that ends it. 85 when the session has too many.
   [[nodiscard]] OX_RESULT open_set(std::uint32_t session, std::uint32_t handle, std::uint32_t& id);
@@ -56,6 +63,7 @@ class Subscriptions {
 
   asio::io_context& loop_;
   const Settings& settings_;
+  const Vocabulary& vocabulary_;
   const Directory& directory_;
   const ValueReader& reader_;
   EventReaders& events_;

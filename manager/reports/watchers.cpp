@@ -22,8 +22,10 @@ bool selects(const Subscription& subscription, const Oid& path) {
 NodePtr news_of(const Subscription& subscription, const Change& change) {
   switch (change.kind) {
     case Change::Kind::add:
+      if (!subscription.rights->may(Role::read, component_name_path, change.component)) return nullptr;
       return told_node(change.component, component_name_path, {OX_DISPLAYSTRING, change.component.name + '\0'});
     case Change::Kind::remove:
+      if (!subscription.rights->may(Role::read, component_name_path, change.component)) return nullptr;
       return deleted_node(change.component, component_name_path);
     case Change::Kind::set:
     case Change::Kind::unset:
@@ -33,6 +35,7 @@ NodePtr news_of(const Subscription& subscription, const Change& change) {
       return nullptr;
   }
   if (!selects(subscription, change.path) || !is_readable(change.path)) return nullptr;
+  if (!subscription.rights->may(Role::read, change.path, change.component)) return nullptr;
   return change.kind == Change::Kind::set ? told_node(change.component, change.path, change.value)
                                           : deleted_node(change.component, change.path);
 }

@@ -153,6 +153,10 @@ std::optional<CollectedBinary> collected_binary(const Manager& manager, const st
 
 bool answer_collected(Manager& manager, const Request& request, const GetRequest& get) {
   if (const auto binary = collected_binary(manager, get.component, get.names)) {
+    if (!request.rights->allow(Role::read, binary->path, binary->component, "get")) {
+      request.reply(error_reply(OX_EDENIED));
+      return true;
+    }
     const auto view = manager.series.view(binary->id);
     answer_items(manager, request, binary->component, binary->path,
                  [&manager, view, header = binary->header] { return items_of(manager, view, header); });
@@ -160,8 +164,13 @@ bool answer_collected(Manager& manager, const Request& request, const GetRequest
   }
   if (!get.component.starts_with("logEnt:") || one_value(get.names) != window_path) return false;
   const auto name = one_component(manager, get.component);
-  if (name) answer_window(manager, request, *name, get.words);
-  return name.has_value();
+  if (!name) return false;
+  if (request.rights->allow(Role::read, window_path, *name, "get")) {
+    answer_window(manager, request, *name, get.words);
+  } else {
+    request.reply(error_reply(OX_EDENIED));
+  }
+  return true;
 }
 
 namespace {

@@ -30,6 +30,10 @@ void handle_event_send(Manager& manager, const Request& request) {
   if (sender == nullptr) return request.reply(error_reply(OX_EUNSUPPORTED));
   EventPtr event;
   if (const OX_RESULT result = decode_events(request.message.data, event)) return request.reply(error_reply(result));
+  if (!request.rights->may_all(Role::operate)) {
+    const ComponentName component = manager.component_of(event.get());
+    if (!request.rights->allow(Role::operate, component, "an event of")) return request.reply(error_reply(OX_EDENIED));
+  }
   manager.events.submit(std::move(event), *sender, [reply = request.reply, handle](OX_RESULT error, const Bytes& body) {
     Reply answer = error_reply(error);
     answer.source_id = handle;

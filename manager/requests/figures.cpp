@@ -13,7 +13,26 @@ constexpr std::array trap_figures{
     &TrapBooks::malformed, &TrapBooks::without_memory, &TrapBooks::unlogged, &TrapBooks::idle_actions,
 };
 
+constexpr std::array client_figures{
+    &User::Holdings::connections, &User::Holdings::bytes,   &User::Holdings::registrations,
+    &User::Holdings::requests,    &User::Holdings::refused,
+};
+
 }  // namespace
+
+void add_client_figures(const Users& users, const ComponentName& component, std::vector<Figure>& figures) {
+  if (component.name != "system") return;
+  std::uint32_t number = 0;
+  for (const auto& [account, user] : users.all()) figures.push_back({client_figure_path(1, ++number), user->name()});
+  std::uint32_t column = 1;
+  for (const auto figure : client_figures) {
+    number = 0;
+    ++column;
+    for (const auto& [account, user] : users.all()) {
+      figures.push_back({client_figure_path(column, ++number), user->holds.*figure});
+    }
+  }
+}
 
 void add_system_figures(const TrapBooks& traps, const FaultList& faults, const ComponentName& component,
                         std::vector<Figure>& figures) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "manager/base/fault_list.h"
+#include "manager/sessions/users.h"
 #include "manager/snmp/value_reader.h"
 #include "manager/traps/books.h"
 
@@ -12,5 +13,8 @@ namespace ox::manager {
 // In the order of their paths; none for any other component of that type.
 void add_system_figures(const TrapBooks& traps, const FaultList& faults, const ComponentName& component,
                         std::vector<Figure>& figures);
+
+// "sysmib.oxClients": what each user has.
+void add_client_figures(const Users& users, const ComponentName& component, std::vector<Figure>& figures);
 
 }  // namespace ox::manager

@@ -6,6 +6,9 @@
 
 namespace ox::manager {
 
+// The answer to the close of an asynchronous request.
+inline constexpr OX_RESULT request_ended = 1;
+
 // What answers a request with a list of nodes.
 [[nodiscard]] inline auto node_answer(std::function<void(Reply)> reply) {
   return [reply = std::move(reply)](OX_RESULT result, const NodeList& nodes) { reply(node_reply(result, nodes)); };

@@ -12,6 +12,7 @@ void handle_lock(Manager& manager, const Request& request) {
   ComponentName name;
   OX_RESULT result = parse_component_name(component, name);
   if (result == OX_OK) result = manager.directory.find(name);
+  if (result == OX_OK && !request.rights->allow(Role::operate, name, "a lock of")) result = OX_EDENIED;
   Reply reply;
   if (result == OX_OK) {
     result = manager.locks.lock(name, argument == shared_lock, request.session, reply.source_id);
@@ -21,7 +22,9 @@ void handle_lock(Manager& manager, const Request& request) {
 }
 
 void handle_unlock(Manager& manager, const Request& request) {
-  request.reply(error_reply(manager.locks.unlock(request.message.destination_id, request.session)));
+  request.reply(error_reply(manager.locks.unlock(
+      request.message.destination_id, request.session,
+      [&](const ComponentName& component) { return request.rights->may(Role::administer, component); })));
 }
 
 }  // namespace ox::manager

@@ -38,6 +38,13 @@ OX_RESULT find_listed(Manager& manager, const evmsg* given, std::optional<Stored
   return event && event->listed ? OX_OK : OX_ENOTFOUND;
 }
 
+bool may_change(const Manager& manager, const Rights& rights, const StoredEvent& event) {
+  if (rights.may_all(Role::operate)) return true;
+  EventPtr decoded;
+  return decode_events(event.body, decoded) == OX_OK &&
+         rights.allow(Role::operate, manager.component_of(decoded.get()), "a change of the events of");
+}
+
 void answer_when_safe(Manager& manager, const Request& request) {
   manager.events.when_safe([reply = request.reply](bool safe) { reply(error_reply(safe ? OX_OK : OX_EWRITE)); });
 }
@@ -46,8 +53,13 @@ void answer_when_safe(Manager& manager, const Request& request) {
 // the log at once. What the steps before one that is refused have done stays done.
 class ListChange : public Job {
  public:
-  ListChange(Manager& manager, EventPtr list, Change change, std::function<void(Reply)> reply)
-      : Job(manager.loop), manager_(manager), list_(std::move(list)), change_(change), reply_(std::move(reply)) {}
+  ListChange(Manager& manager, const Request& request, EventPtr list, Change change)
+      : Job(manager.loop),
+        manager_(manager),
+        rights_(request.rights),
+        list_(std::move(list)),
+        change_(change),
+        reply_(request.reply) {}
 
   void start() {
     next_ = list_.get();
@@ -69,9 +81,10 @@ class ListChange : public Job {
   }
   void change_next() {
     std::optional<StoredEvent> logged;
-    const OX_RESULT found = find_listed(manager_, next_, logged);
+    OX_RESULT found = find_listed(manager_, next_, logged);
+    if (found == OX_OK && !may_change(manager_, *rights_, *logged)) found = OX_EDENIED;
     if (found == OX_OK) change_(manager_, std::move(*logged), next_);
-    if (found != OX_ENOTFOUND && result_ != OX_ERUNTIME) result_ = found;
+    if (found != OX_ENOTFOUND && result_ != OX_ERUNTIME && result_ != OX_EDENIED) result_ = found;
   }
   void stepped(bool safe) {
     if (!safe) return end(OX_EWRITE);
@@ -81,6 +94,7 @@ class ListChange : public Job {
   void finish(OX_RESULT why) override { reply_(error_reply(why)); }
 
   Manager& manager_;
+  RightsPtr rights_;
   EventPtr list_;
   Change change_;
   std::function<void(Reply)> reply_;
@@ -95,7 +109,7 @@ void change_log(Manager& manager, const Request& request, Change change) {
     std::uint32_t id = 0;
     if (oxeEvmsgGetSndId(event, &id) != OX_OK) return request.reply(error_reply(OX_EABSENT));
   }
-  const auto job = std::make_shared<ListChange>(manager, std::move(list), change, request.reply);
+  const auto job = std::make_shared<ListChange>(manager, request, std::move(list), change);
   manager.jobs.add(request.session, job);
   job->start();
 }
@@ -106,8 +120,9 @@ void handle_log_get(Manager& manager, const Request& request) {
   const auto answer = [reply = request.reply](OX_RESULT result, Bytes events, std::shared_ptr<ByteSource> rest) {
     reply({.error = result, .data = std::move(events), .rest = std::move(rest)});
   };
-  const LogQuestion question{request.session, request.message.data,
-                             std::chrono::seconds(manager.settings.event_log_timeout)};
+  const LogQuestion question{
+      request.session, request.message.data, std::chrono::seconds(manager.settings.event_log_timeout),
+      [&manager, rights = request.rights](const evmsg* event) { return manager.may_read(*rights, event); }};
   const OX_RESULT result = search_log(manager.loop, manager.events, manager.jobs, question, answer);
   if (result != OX_OK) request.reply(error_reply(result));
 }
@@ -130,6 +145,7 @@ void handle_event_cancel(Manager& manager, const Request& request) {
   manager.events.flush();
   std::optional<StoredEvent> event;
   if (const OX_RESULT result = find_listed(manager, given.get(), event)) return request.reply(error_reply(result));
+  if (!may_change(manager, *request.rights, *event)) return request.reply(error_reply(OX_EDENIED));
   manager.events.withdraw(event->sequence);
   answer_when_safe(manager, request);
 }

@@ -34,6 +34,13 @@ OX_RESULT check_target(const Manager& manager, ComponentName& target) {
   return manager.directory.find_type(target.type);
 }
 
+// Whether the user may do that with a component; he is told else.
+bool allows(const Request& request, Role needed, const ComponentName& component, const char* what) {
+  if (request.rights->allow(needed, component, what)) return true;
+  request.reply(error_reply(OX_EDENIED));
+  return false;
+}
+
 Reply changed(Manager& manager, const Change& change) { return error_reply(manager.commit(std::span(&change, 1))); }
 
 using Handler = void (*)(Manager&, NodeList, const Request&);
@@ -41,6 +48,7 @@ using Handler = void (*)(Manager&, NodeList, const Request&);
 void add(Manager& manager, NodeList arguments, const Request& request) {
   ComponentName target = target_of(arguments);
   if (const OX_RESULT result = check_target(manager, target)) return request.reply(error_reply(result));
+  if (!allows(request, Role::administer, target, "adding")) return;
   std::vector<Change> batch;
   if (target.name.empty()) {
     auto [name, mark] = manager.store.new_name(target.type);
@@ -67,6 +75,7 @@ void remove(Manager& manager, NodeList arguments, const Request& request) {
   if (result == OX_OK) result = manager.directory.find(target);
   if (result == OX_OK && Store::is_built_in(target)) result = OX_ESYSTEMENTRY;
   if (result != OX_OK) return request.reply(error_reply(result));
+  if (!allows(request, Role::administer, target, "removing")) return;
   remove_component(manager, target, [reply = request.reply](OX_RESULT removed) { reply(error_reply(removed)); });
 }
 
@@ -81,10 +90,16 @@ OX_RESULT read_relation(const Manager& manager, const NodeList& arguments, Relat
   return read.name.empty() ? OX_RESULT{OX_EINCOMPLETE} : manager.vocabulary.check(read);
 }
 
+bool may_relate(const Request& request, const Relation& relation) {
+  return request.rights->allow(Role::administer, relation.from, "relating") &&
+         request.rights->allow(Role::administer, relation.to, "relating");
+}
+
 void relate(Manager& manager, NodeList arguments, const Request& request) {
   Change change;
   change.kind = Change::Kind::relate;
   OX_RESULT result = read_relation(manager, arguments, change.relation);
+  if (result == OX_OK && !may_relate(request, change.relation)) result = OX_EDENIED;
   if (result == OX_OK && manager.store.has(change.relation)) result = OX_EEXISTS;
   request.reply(result == OX_OK ? changed(manager, change) : error_reply(result));
 }
@@ -93,6 +108,7 @@ void unrelate(Manager& manager, NodeList arguments, const Request& request) {
   Change change;
   change.kind = Change::Kind::unrelate;
   OX_RESULT result = read_relation(manager, arguments, change.relation);
+  if (result == OX_OK && !may_relate(request, change.relation)) result = OX_EDENIED;
   if (result == OX_OK && !manager.store.has(change.relation)) result = OX_ENOTFOUND;
   request.reply(result == OX_OK ? changed(manager, change) : error_reply(result));
 }
@@ -104,6 +120,7 @@ void query(Manager& manager, NodeList arguments, const Request& request) {
   if (result == OX_OK && target.name.empty()) result = OX_EINCOMPLETE;
   if (result == OX_OK) result = manager.directory.find(target);
   if (result != OX_OK) return request.reply(error_reply(result));
+  if (!allows(request, Role::read, target, "the relations of")) return;
   const std::string wanted = find_text(arguments, Argument::relation);
   NodeList answer;
   for (const Relation& one : manager.store.relations_of(target)) {
@@ -125,6 +142,7 @@ void set_attributes(Manager& manager, NodeList arguments, const Request& request
   if (result == OX_OK && target.name.empty()) result = OX_EINCOMPLETE;
   if (result == OX_OK) result = manager.directory.find(target);
   if (result != OX_OK) return request.reply(error_reply(result));
+  if (!allows(request, Role::administer, target, "the attribute list of")) return;
   NodeList values;
   while (NodePtr node = arguments.take_first()) {
     const Oid path = path_of(node.get());
@@ -134,7 +152,7 @@ void set_attributes(Manager& manager, NodeList arguments, const Request& request
     set_component(node.get(), target);
     values.add(std::move(node));
   }
-  manager.writer.write(request.session, std::move(values), 0, node_answer(request.reply));
+  manager.writer.write({request.session, request.rights}, std::move(values), 0, node_answer(request.reply));
 }
 
 // What has been collected, from one data entry into another.
@@ -146,6 +164,7 @@ void copy_data(Manager& manager, NodeList arguments, const Request& request) {
     if (result == OX_OK) result = manager.directory.find(*end);
   }
   if (result != OX_OK) return request.reply(error_reply(result));
+  if (!allows(request, Role::administer, from, "copying") || !allows(request, Role::administer, to, "copying")) return;
   copy_collected(manager, from.name, to.name,
                  [reply = request.reply](OX_RESULT copied) { reply(error_reply(copied)); });
 }
@@ -167,6 +186,8 @@ void handle_management(Manager& manager, const Request& request) {
   if (const OX_RESULT result = decode_nodes(request.message.data, arguments)) {
     return request.reply(error_reply(result));
   }
+  const bool of_files = request.message.error == backup_code || request.message.error == database_check_code;
+  if (of_files && !allows(request, Role::administer, {"system", "system"}, "a backup or a check of")) return;
   if (request.message.error == backup_code) return handle_backup(manager, request);
   if (request.message.error == database_check_code) return handle_database_check(manager, request);
   for (const Operation& operation : operations) {

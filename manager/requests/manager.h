@@ -4,6 +4,7 @@
 #include <asio/io_context.hpp>
 #include <string>
 
+#include "manager/base/access_rules.h"
 #include "manager/base/clock.h"
 #include "manager/base/fault_list.h"
 #include "manager/base/job.h"
@@ -26,12 +27,14 @@
 #include "manager/reports/subscriptions.h"
 #include "manager/requests/data_streams.h"
 #include "manager/requests/figures.h"
+#include "manager/requests/registrations.h"
 #include "manager/requests/steps.h"
 #include "manager/requests/upkeep.h"
 #include "manager/series/collected.h"
 #include "manager/series/store.h"
 #include "manager/sessions/clients.h"
 #include "manager/sessions/locks.h"
+#include "manager/sessions/users.h"
 #include "manager/snmp/asker.h"
 #include "manager/snmp/engine.h"
 #include "manager/snmp/value_reader.h"
@@ -56,15 +59,15 @@ struct Manager {
         collected(collected_file, with.max_data),
         series(collected_file),
         events(event_loop, settings, data_directory),
-        clients(with.max_report_bytes),
+        clients(with.max_report_bytes, settings.user_bytes),
         directory(vocabulary, store),
         value_tools{loop, settings, directory, store, snmp, asker, jobs},
         reader(value_tools, figures),
         writer(value_tools, {.check = [this](Change& change) { return entries.check(change); },
                              .commit = [this](std::span<const Change> batch) { return commit(batch); },
                              .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
-        subscriptions(loop, settings, directory, reader, events.readers(), clients),
-        waits(loop, events, clients),
+        subscriptions(loop, settings, vocabulary, directory, reader, events.readers(), clients),
+        waits(loop, settings, vocabulary, events, clients),
         run_ledger(loop, clock, settings, data_directory),
         commands(
             {.scheduler = scheduler,
@@ -86,6 +89,7 @@ struct Manager {
     figures.add("system", [this](const FigureQuestion& question, std::vector<Figure>& found) {
       add_system_figures(trap_books, faults, question.component, found);
       collector.add_own_figures(question, found);
+      add_client_figures(users, question.component, found);
     });
     figures.add(
         "logEnt",
@@ -104,11 +108,23 @@ struct Manager {
     return OX_OK;
   }
 
+  // The component of an event, by its type's own name, as roles know it.
+  [[nodiscard]] ComponentName component_of(const evmsg* event) const {
+    ComponentName component = ox::manager::component_of(event);
+    if (!component.type.empty()) component.type = vocabulary.canonical_type(component.type);
+    return component;
+  }
+  // Whether a user may read an event.
+  [[nodiscard]] bool may_read(const Rights& rights, const evmsg* event) const {
+    return rights.may_all(Role::read) || rights.may(Role::read, component_of(event));
+  }
+
   // Takes away what a client had.
   void end_session(std::uint32_t session) {
     held.end_session(session);
     jobs.end_session(session);
     locks.end_session(session);
+    registrations.end_session(session);
     event_handles.end_session(session);
     subscriptions.end_session(session);
     streams.end_session(session);
@@ -128,6 +144,9 @@ struct Manager {
   ComponentFile components;
   Pace pace;  // of the work on them
   HeldRequests held;
+  AccessRules access;
+  Users users;
+  Registrations registrations;
   Locks locks;
   SnmpEngine snmp;
   Asker asker;

@@ -8,7 +8,6 @@
 namespace ox::manager {
 namespace {
 
-constexpr OX_RESULT request_ended = 1;   // the answer to a close
 constexpr std::uint32_t only_news = 64;  // option: of what a data entry has collected, the stream of it
 
 Reply next_report(Manager& manager, std::uint32_t session) {
@@ -43,7 +42,9 @@ void handle_asy_get(Manager& manager, const Request& request) {
   const auto stream = reply.error == OX_OK && (get.options & only_news) != 0
                           ? collected_binary(manager, get.component, get.names)
                           : std::nullopt;
-  if (stream) {
+  if (stream && !request.rights->allow(Role::read, stream->path, stream->component, "the stream of")) {
+    reply.error = OX_EDENIED;
+  } else if (stream) {
     reply.error = manager.streams.open({request.session, request.message.source_id}, stream->id, stream->header,
                                        stream->component, stream->path, reply.source_id);
   } else if (reply.error == OX_OK) {
@@ -53,6 +54,7 @@ void handle_asy_get(Manager& manager, const Request& request) {
     subscription->component_text = get.component;
     subscription->names = get.names;
     subscription->poll_interval = get.limit;
+    subscription->rights = request.rights;
     reply.error = manager.subscriptions.open(std::move(subscription), get.options, reply.source_id);
   }
   // The caller does not look at this answer's error.
@@ -73,9 +75,12 @@ void handle_asy_set(Manager& manager, const Request& request) {
   const bool opened = reply.error == OX_OK;
   request.reply(std::move(reply));
   if (!opened) return;
-  const auto finish = [&manager, id](Reply result) { manager.subscriptions.finish_set(id, std::move(result)); };
+  const auto finish = [&manager, id, session = request.session](Reply result) {
+    if (manager.subscriptions.has(id, session)) manager.registrations.closed(session);
+    manager.subscriptions.finish_set(id, std::move(result));
+  };
   try {
-    manager.writer.write(request.session, std::move(set.nodes), set.limit, node_answer(finish));
+    manager.writer.write({request.session, request.rights}, std::move(set.nodes), set.limit, node_answer(finish));
   } catch (const std::bad_alloc&) {  // the request has its reply
     finish(error_reply(OX_ENOMEM));
   }

@@ -11,39 +11,44 @@
 namespace ox::manager {
 namespace {
 
+enum class Account : std::uint8_t { nothing, opens, closes };  // a registration of the user
+
+// The role is what the request takes wherever it applies; for what the user has it is the handler's to see.
 struct Route {
   std::uint32_t type;
   std::uint32_t command;
   void (*handler)(Manager&, const Request&);
+  Role role;
   bool of_components = false;
+  Account account = Account::nothing;
 };
 constexpr std::array routes{
-    Route{type_request, command_get, &handle_get, true},
-    Route{type_request, command_asy_get, &handle_asy_get, true},
-    Route{type_request, command_close_set, &handle_asy_close},
-    Route{type_request, command_set, &handle_set, true},
-    Route{type_request, command_asy_set, &handle_asy_set, true},
-    Route{type_request, command_close_get, &handle_asy_close},
-    Route{type_request, command_control, &handle_asy_control},
-    Route{type_request, command_management, &handle_management, true},
-    Route{type_request, command_event_open, &handle_event_open},
-    Route{type_request, command_event_close, &handle_event_close},
-    Route{type_request, command_event_send, &handle_event_send},
-    Route{type_request, command_event_cancel, &handle_event_cancel},
-    Route{type_request, command_lock, &handle_lock, true},
-    Route{type_unlock, command_lock, &handle_unlock},
-    Route{type_request, command_log_get, &handle_log_get},
-    Route{type_request, command_log_check, &handle_log_check},
-    Route{type_request, command_log_uncheck, &handle_log_uncheck},
-    Route{type_request, command_log_delete, &handle_log_delete},
-    Route{type_request, command_log_modify, &handle_log_modify},
-    Route{type_request, command_data_append, &handle_append, true},
-    Route{type_request, command_data_size, &handle_data_size, true},
-    Route{type_request, command_application_data, &handle_wait_open},
-    Route{type_request, command_wait_close, &handle_wait_close},
-    Route{type_fetch, 0, &handle_fetch},
-    Route{type_fetch_taken, 0, &handle_taken},
-    Route{type_fetch_refused, 0, &handle_refused},
+    Route{type_request, command_get, &handle_get, Role::read, true},
+    Route{type_request, command_asy_get, &handle_asy_get, Role::read, true, Account::opens},
+    Route{type_request, command_close_set, &handle_asy_close, Role::none, false, Account::closes},
+    Route{type_request, command_set, &handle_set, Role::operate, true},
+    Route{type_request, command_asy_set, &handle_asy_set, Role::operate, true, Account::opens},
+    Route{type_request, command_close_get, &handle_asy_close, Role::none, false, Account::closes},
+    Route{type_request, command_control, &handle_asy_control, Role::none},
+    Route{type_request, command_management, &handle_management, Role::read, true},
+    Route{type_request, command_event_open, &handle_event_open, Role::operate, false, Account::opens},
+    Route{type_request, command_event_close, &handle_event_close, Role::none, false, Account::closes},
+    Route{type_request, command_event_send, &handle_event_send, Role::operate},
+    Route{type_request, command_event_cancel, &handle_event_cancel, Role::operate},
+    Route{type_request, command_lock, &handle_lock, Role::operate, true, Account::opens},
+    Route{type_unlock, command_lock, &handle_unlock, Role::none, false, Account::closes},
+    Route{type_request, command_log_get, &handle_log_get, Role::read},
+    Route{type_request, command_log_check, &handle_log_check, Role::operate},
+    Route{type_request, command_log_uncheck, &handle_log_uncheck, Role::operate},
+    Route{type_request, command_log_delete, &handle_log_delete, Role::operate},
+    Route{type_request, command_log_modify, &handle_log_modify, Role::operate},
+    Route{type_request, command_data_append, &handle_append, Role::operate, true},
+    Route{type_request, command_data_size, &handle_data_size, Role::read, true},
+    Route{type_request, command_application_data, &handle_wait_open, Role::operate, false, Account::opens},
+    Route{type_request, command_wait_close, &handle_wait_close, Role::none, false, Account::closes},
+    Route{type_fetch, 0, &handle_fetch, Role::none},
+    Route{type_fetch_taken, 0, &handle_taken, Role::none},
+    Route{type_fetch_refused, 0, &handle_refused, Role::none},
 };
 
 // The caller of an asynchronous get does not look at the reply's error: it is told by a report.
@@ -52,6 +57,34 @@ void refuse(Manager& manager, const Request& request, OX_RESULT code) {
     manager.subscriptions.report_refusal(request.session, request.message.source_id, code);
   }
   request.reply(error_reply(code));
+}
+
+// The registration counts when the reply says that it is there, or gone.
+Request on_account(Manager& manager, const Request& request, Account account) {
+  const auto book = [&manager, session = request.session, user = request.rights->shared_user(), account,
+                     reply = request.reply](Reply answer) {
+    const bool done = answer.error == OX_OK || (account == Account::closes && answer.error == request_ended);
+    if (done && account == Account::opens) manager.registrations.opened(session, user);
+    if (done && account == Account::closes) manager.registrations.closed(session);
+    reply(std::move(answer));
+  };
+  return {request.session, request.message, book, request.rights};
+}
+
+// 0, or why it is not even looked at.
+OX_RESULT check(const Manager& manager, const Request& request, const Route& row) {
+  if (!request.rights) return OX_EDENIED;
+  const Rights& rights = *request.rights;
+  if (!rights.may_anywhere(row.role)) {
+    rights.refuse("request " + std::to_string(row.command), rights.highest(), row.role);
+    return OX_EDENIED;
+  }
+  if (row.account != Account::opens || rights.user().holds.registrations < manager.settings.user_registrations) {
+    return OX_OK;
+  }
+  rights.user().refused("request " + std::to_string(row.command),
+                        "as many watches, waits, locks and senders of his are open as UserRegistrations allows");
+  return OX_ETOOMANY;
 }
 
 }  // namespace
@@ -63,8 +96,10 @@ void route(Manager& manager, const Request& request) {
   for (const Route& row : routes) {
     if (row.type != request.message.type || row.command != request.message.command) continue;
     try {
+      if (const OX_RESULT result = check(manager, request, row)) return refuse(manager, request, result);
       if (row.of_components && manager.held.holding()) return manager.held.add(request);
-      return row.handler(manager, request);
+      if (row.account == Account::nothing) return row.handler(manager, request);
+      return row.handler(manager, on_account(manager, request, row.account));
     } catch (const std::bad_alloc&) {
       return refuse(manager, request, OX_ENOMEM);
     }
@@ -74,7 +109,11 @@ void route(Manager& manager, const Request& request) {
 
 Server::Calls calls_of(Manager& manager) {
   return {.route = [&manager](const Request& request) { route(manager, request); },
-          .end_session = [&manager](std::uint32_t session) { manager.end_session(session); }};
+          .end_session = [&manager](std::uint32_t session) { manager.end_session(session); },
+          .rights_of =
+              [&manager](const platform::Peer& peer) {
+                return manager.access.rights_of(peer, manager.users.of(peer.user));
+              }};
 }
 
 }  // namespace ox::manager

@@ -56,7 +56,9 @@ void tell_loaded(Manager& manager, const std::function<void()>& done) {
 
 }  // namespace
 
-void HeldRequests::add(const Request& request) { held_.push_back({request.session, request.message, request.reply}); }
+void HeldRequests::add(const Request& request) {
+  held_.push_back({request.session, request.message, request.reply, request.rights});
+}
 
 void HeldRequests::end_session(std::uint32_t session) {
   std::erase_if(held_, [&](const Held& held) { return held.session == session; });
@@ -66,7 +68,7 @@ bool HeldRequests::next(const std::function<void(const Request&)>& route) {
   if (held_.empty()) return false;
   const Held next = std::move(held_.front());
   held_.pop_front();
-  route({next.session, next.message, next.reply});
+  route({next.session, next.message, next.reply, next.rights});
   return true;
 }
 

@@ -29,6 +29,7 @@ class HeldRequests {
     std::uint32_t session;
     Message message;
     std::function<void(Reply)> reply;
+    RightsPtr rights;
   };
   std::deque<Held> held_;
   bool holding_ = true;

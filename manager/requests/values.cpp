@@ -33,7 +33,7 @@ void handle_get(Manager& manager, const Request& request) {
   OX_RESULT result = get.read(request.message.data);
   if (result == OX_OK && answer_collected(manager, request, get)) return;
   if (result == OX_OK) {
-    result = manager.reader.read({request.session, get.component, get.names, get.limit, get.words},
+    result = manager.reader.read({request.session, request.rights, get.component, get.names, get.limit, get.words},
                                  node_answer(request.reply));
   }
   if (result != OX_OK) request.reply(error_reply(result));
@@ -42,7 +42,7 @@ void handle_get(Manager& manager, const Request& request) {
 void handle_set(Manager& manager, const Request& request) {
   SetRequest set;
   if (const OX_RESULT result = set.read(request.message.data)) return request.reply(error_reply(result));
-  manager.writer.write(request.session, std::move(set.nodes), set.limit, node_answer(request.reply));
+  manager.writer.write({request.session, request.rights}, std::move(set.nodes), set.limit, node_answer(request.reply));
 }
 
 }  // namespace ox::manager

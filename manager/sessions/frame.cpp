@@ -128,6 +128,12 @@ void FrameReader::keep(std::span<const std::byte> data) noexcept {
   }
 }
 
+void FrameReader::pass_over(std::uint32_t refusal) noexcept {
+  if (!in_data_ || begun_.refusal != OX_OK) return;
+  begun_.refusal = refusal;
+  begun_.data = {};
+}
+
 // Every total counts itself, other than the greeting's.
 Bytes greeting_answer(std::size_t max_data) {
   PayloadWriter writer;

@@ -18,7 +18,8 @@ struct Message {
   std::uint32_t destination_id = 0;
   std::string destination{};  // the manager addressed; empty for the local one
   std::uint32_t reference = 0;
-  std::uint32_t refusal = 0;  // why its data have been passed over: 266 too long, 3 no memory for them
+  std::uint32_t refusal =
+      0;  // why its data have been passed over: 266 too long, 3 no memory for them, 85 too much already
   Bytes data{};
 };
 
@@ -36,6 +37,10 @@ class FrameReader {
   [[nodiscard]] Result next(Message& message);
   // A greeting or a message has begun and its end is missing.
   [[nodiscard]] bool in_message() const { return in_data_ || !rest().empty(); }
+  // Bytes of what is not complete.
+  [[nodiscard]] std::size_t held() const { return buffer_.size() + begun_.data.size(); }
+  // The data that are coming are not kept: the message will be there without them.
+  void pass_over(std::uint32_t refusal) noexcept;
   // Why the stream is broken; a literal.
   [[nodiscard]] const char* fault() const { return fault_; }
 

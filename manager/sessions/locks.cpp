@@ -27,12 +27,14 @@ void Locks::release(const ComponentName& component) {
   if (held != holders_.end() && --held->second.count == 0) holders_.erase(held);
 }
 
-OX_RESULT Locks::unlock(std::uint32_t id, std::uint32_t session) {
+OX_RESULT Locks::unlock(std::uint32_t id, std::uint32_t session,
+                        const std::function<bool(const ComponentName&)>& may_break) {
   const auto found = locks_.find(id);
-  if (found == locks_.end() || found->second.session != session) return OX_EHANDLE;
+  if (found == locks_.end()) return OX_EHANDLE;
+  if (found->second.session != session && !may_break(found->second.component)) return OX_EHANDLE;
+  --open_[found->second.session];
   release(found->second.component);
   locks_.erase(found);
-  --open_[session];
   return OX_OK;
 }
 

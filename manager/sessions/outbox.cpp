@@ -9,8 +9,8 @@ std::size_t cost(const Reply& report) { return report_overhead + report.data.siz
 
 }  // namespace
 
-Outbox::Outbox(std::function<void()> announce, std::size_t most_bytes)
-    : announce_(std::move(announce)), most_bytes_(most_bytes) {}
+Outbox::Outbox(std::function<void()> announce, std::size_t most_bytes, const std::uint32_t& most_of_user)
+    : announce_(std::move(announce)), most_bytes_(most_bytes), most_of_user_(most_of_user) {}
 
 void Outbox::ready(ReportSource& source) {
   if (!source.queued_) ready_.push_back(&source);
@@ -43,8 +43,9 @@ std::optional<Reply> Outbox::fetch() {
 }
 
 void Outbox::add(Reply report) {
-  const bool full = !queue_.reports.empty() && queue_.bytes + cost(report) > most_bytes_;
-  if (full || !queue_.lost.empty()) {
+  const std::size_t bytes = queue_.bytes + cost(report);
+  const bool full = !queue_.reports.empty() && bytes > most_bytes_;
+  if (full || !queue_.lost.empty() || !queue_.holding.hold(bytes, most_of_user_)) {
     queue_.began = queue_.began || queue_.lost.empty();
     const bool refusal = report.source_id == 0;
     Reply notice = error_reply(refusal ? report.error : reports_lost);
@@ -53,7 +54,7 @@ void Outbox::add(Reply report) {
     queue_.lost.emplace(std::pair(report.source_id, report.report->destination_id), std::move(notice));
     return;
   }
-  queue_.bytes += cost(report);
+  queue_.bytes = bytes;
   queue_.reports.push_back(std::move(report));
   ready(queue_);
 }
@@ -65,6 +66,7 @@ void Outbox::forget(std::uint32_t request) {
     queue_.bytes -= cost(report);
     return true;
   });
+  (void)queue_.holding.hold(queue_.bytes, most_of_user_);
 }
 
 std::optional<Reply> Outbox::Queue::next_report() {
@@ -72,6 +74,7 @@ std::optional<Reply> Outbox::Queue::next_report() {
     Reply report = std::move(reports.front());
     reports.pop_front();
     bytes -= cost(report);
+    (void)holding.hold(bytes, 0);
     return report;
   }
   if (lost.empty()) return {};

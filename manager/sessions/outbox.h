@@ -38,7 +38,10 @@ class ReportSource {
 
 class Outbox {
  public:
-  Outbox(std::function<void()> announce, std::size_t most_bytes);
+  // `most_of_user` are the bytes that all clients of the user may hold.
+  Outbox(std::function<void()> announce, std::size_t most_bytes, const std::uint32_t& most_of_user);
+  // On whose account it is.
+  void set_user(std::shared_ptr<User> user) { queue_.holding.set_user(std::move(user)); }
 
   // Some source may have a report. Announced once until the client has fetched everything.
   void ready(ReportSource& source);
@@ -52,6 +55,7 @@ class Outbox {
   // the request is told so by a report when the client comes back.
   void add(Reply report);
   void forget(std::uint32_t request);  // drops the reports of a request
+  [[nodiscard]] std::size_t bytes() const { return queue_.bytes; }
   // Whether reports are being lost; says so once each time it begins.
   [[nodiscard]] bool overflows() const { return !queue_.lost.empty(); }
   [[nodiscard]] bool began_to_overflow() { return std::exchange(queue_.began, false); }
@@ -61,6 +65,7 @@ class Outbox {
     std::optional<Reply> next_report() override;
     std::deque<Reply> reports;
     std::size_t bytes = 0;
+    Holding holding;
     // What is told in place of lost reports, by the manager's and the client's number of the request. One that was
     // refused has none of the manager's, and its refusal is told as it is.
     std::map<std::pair<std::uint32_t, std::uint32_t>, Reply> lost;
@@ -69,6 +74,7 @@ class Outbox {
 
   std::function<void()> announce_;
   std::size_t most_bytes_;
+  const std::uint32_t& most_of_user_;
   std::list<ReportSource*> ready_;
   std::list<ReportSource*> held_;
   bool announced_ = false;

@@ -7,6 +7,7 @@
 
 #include "manager/base/byte_source.h"
 #include "manager/base/node_list.h"
+#include "manager/base/rights.h"
 #include "manager/sessions/frame.h"
 
 namespace ox::manager {
@@ -31,6 +32,7 @@ struct Request {
   std::uint32_t session = 0;
   const Message& message;            // gone when the handler returns
   std::function<void(Reply)> reply;  // to be called once, from the event loop, in the handler or later
+  RightsPtr rights{};                // of the client's user
 };
 
 [[nodiscard]] inline Reply error_reply(std::uint32_t error) { return {.error = error}; }

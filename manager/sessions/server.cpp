@@ -3,15 +3,19 @@
 #include <asio/post.hpp>
 #include <new>
 #include <utility>
+#include <vector>
 
 #include "manager/base/log.h"
 #include "manager/sessions/session.h"
+#include "platform/server/resident_memory.h"
 
 namespace ox::manager {
 namespace {
 
 constexpr std::size_t most_refused = 64;  // that are being told at once; the oldest goes then
 constexpr std::size_t spare_bytes = 64u << 10;
+constexpr std::uint32_t share_of_administrators = 16;  // one of so many connections is kept for them
+constexpr std::uint64_t worth_giving_back = 1u << 20;
 
 }  // namespace
 
@@ -20,6 +24,7 @@ Server::Server(asio::io_context& loop, const Settings& settings, Clients& client
       settings_(settings),
       clients_(clients),
       calls_(std::move(calls)),
+      watch_(loop),
       pipe_(platform::make_pipe_server(loop)) {}
 
 Server::~Server() {
@@ -29,8 +34,45 @@ Server::~Server() {
 }
 
 platform::Error Server::start(const char* pipe) {
+  watch_messages();
   return pipe_->serve(pipe,
                       [this](std::unique_ptr<platform::PipeConnection> connection) { accept(std::move(connection)); });
+}
+
+// Once a second, what the clients have left undone and left behind.
+void Server::watch_messages() {
+  watch_.expires_after(std::chrono::seconds(1));
+  watch_.async_wait([this](const asio::error_code& error) {
+    if (error) return;
+    const auto oldest = std::chrono::steady_clock::now() - std::chrono::seconds(settings_.message_timeout);
+    std::vector<std::uint32_t> late;
+    for (const auto& [id, session] : sessions_) {
+      if (session->in_message_since(oldest)) late.push_back(id);
+    }
+    for (const std::uint32_t id : late) drop(id, "a message that it began did not end in time (MessageTimeout)");
+    give_memory_back();
+    watch_messages();
+  });
+}
+
+void Server::give_memory_back() {
+  if (std::exchange(let_go_, 0) >= worth_giving_back) platform::give_memory_back();
+}
+
+OX_RESULT Server::give_seat(const Rights& rights, Seat& seat) const {
+  User& user = rights.user();
+  const std::uint32_t kept = settings_.max_clients / share_of_administrators;
+  const bool full = sessions_.size() - refused_.size() > settings_.max_clients - kept;
+  if (full && !rights.may_anywhere(Role::administer)) {
+    user.refused("a connection", "the last ones that MaxClients allows are kept for administrators");
+    return OX_ECLIENTS;
+  }
+  if (user.holds.connections >= settings_.user_clients) {
+    user.refused("a connection", "there are as many of him as UserClients allows");
+    return OX_ETOOMANY;
+  }
+  seat.take(rights.shared_user());
+  return OX_OK;
 }
 
 OX_RESULT Server::refusal_of(const platform::PipeConnection& connection) const {
@@ -71,7 +113,8 @@ void Server::open(std::unique_ptr<platform::PipeConnection>& connection, OX_RESU
 void Server::refused(std::uint32_t session, OX_RESULT code) {
   refused_.push_back(session);
   ++refused_in_a_row_;
-  if (std::exchange(refusing_, code) != code) {
+  if (code == OX_ETOOMANY || code == OX_EDENIED) {  // the user's own affair, and logged as such
+  } else if (std::exchange(refusing_, code) != code) {
     log(Severity::warning, code == OX_ECLIENTS      ? "clients are refused: there are as many as MaxClients allows"
                            : code == no_descriptors ? "clients are refused: the system gives no more descriptors"
                                                     : "clients are refused: there is not enough memory");
@@ -91,6 +134,7 @@ void Server::drop(std::uint32_t id, const std::string& reason) {
   const auto session = std::move(found->second);
   sessions_.erase(found);
   std::erase(refused_, id);
+  let_go_ += session->held();
   calls_.end_session(id);
   // The connection may be in the middle of calling one of its handlers: it bears that, but this is kinder.
   try {

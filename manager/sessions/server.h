@@ -2,6 +2,7 @@
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -12,6 +13,7 @@
 #include "manager/base/settings.h"
 #include "manager/sessions/clients.h"
 #include "manager/sessions/request.h"
+#include "manager/sessions/users.h"
 #include "platform/server/pipe_server.h"
 
 namespace ox::manager {
@@ -26,6 +28,8 @@ class Server {
   struct Calls {
     std::function<void(const Request&)> route;
     std::function<void(std::uint32_t session)> end_session;
+    // What a client may do; null for one that nobody here knows.
+    std::function<RightsPtr(const platform::Peer& peer)> rights_of;
   };
   Server(asio::io_context& loop, const Settings& settings, Clients& clients, Calls calls);
   ~Server();
@@ -36,6 +40,9 @@ class Server {
   [[nodiscard]] const Settings& settings() const { return settings_; }
   [[nodiscard]] Clients& clients() const { return clients_; }
   void route(const Request& request) const { calls_.route(request); }
+  [[nodiscard]] RightsPtr rights_of(const platform::Peer& peer) const { return calls_.rights_of(peer); }
+  // Gives a user's connection its seat: 0; 85 when he has too many, 394 when the others are kept for administrators.
+  [[nodiscard]] OX_RESULT give_seat(const Rights& rights, Seat& seat) const;
   // Ends a session, with one log line when there is a reason. The session is gone when the event loop comes round.
   void drop(std::uint32_t session, const std::string& reason);
   // Notes that a session's greeting is answered with that code, not with 0.
@@ -45,6 +52,8 @@ class Server {
 
  private:
   [[nodiscard]] OX_RESULT refusal_of(const platform::PipeConnection& connection) const;
+  void watch_messages();
+  void give_memory_back();
   void open(std::unique_ptr<platform::PipeConnection>& connection, OX_RESULT refusal);
   void accept(std::unique_ptr<platform::PipeConnection> connection);
 
@@ -58,6 +67,8 @@ class Server {
   OX_RESULT refusing_ = OX_OK;         // why the last client was refused; 0 when it was taken
   std::uint64_t refused_in_a_row_ = 0;
   std::unique_ptr<std::byte[]> spare_;  // memory for telling that there is no memory
+  asio::steady_timer watch_;            // of messages that begin and do not end
+  std::uint64_t let_go_ = 0;            // bytes of clients that have gone since memory was given back
   std::unique_ptr<platform::PipeServer> pipe_;
 };
 

@@ -21,8 +21,11 @@ Session::Session(Server& server, std::uint32_t id, OX_RESULT refusal)
 
 void Session::start(std::unique_ptr<platform::PipeConnection> connection) {
   connection_ = std::move(connection);
-  process_ = connection_->peer_process();
   guarded([&] {
+    if (refusal_ == OX_OK) {
+      refusal_ = identify();
+      if (refusal_ != OX_OK) server_.refused(id_, refusal_);
+    }
     if (refusal_ != OX_OK) {
       limit_stay();
     } else {
@@ -34,6 +37,28 @@ void Session::start(std::unique_ptr<platform::PipeConnection> connection) {
     }
     read();
   });
+}
+
+// Who the client is, where the system tells by now; what he is refused with.
+OX_RESULT Session::identify() {
+  const platform::Peer peer = connection_->peer();
+  process_ = peer.process;
+  if (peer.user.empty()) return OX_OK;
+  const RightsPtr rights = server_.rights_of(peer);
+  if (!rights) return OX_EDENIED;
+  if (const OX_RESULT result = server_.give_seat(*rights, seat_)) return result;
+  input_held_.set_user(rights->shared_user());
+  output_held_.set_user(rights->shared_user());
+  rights_ = rights;
+  return OX_OK;
+}
+
+bool Session::in_message_since(std::chrono::steady_clock::time_point moment) const {
+  return reading_ && greeted_ && frames_.in_message() && message_began_ <= moment;
+}
+
+std::size_t Session::held() const {
+  return frames_.held() + waiting_bytes_ + output_.size() + server_.clients().report_bytes(id_);
 }
 
 // A client that is refused has its answer soon, or goes without.
@@ -51,6 +76,7 @@ void Session::close() {
   connection_.reset();
   rest_.reset();
   waiting_.clear();
+  end_request();
 }
 
 void Session::drop(const std::string& reason) {
@@ -116,6 +142,7 @@ void Session::received(platform::Error error, std::size_t count) {
     if (!greeting_answered_ || refusal_ == OX_OK) frames_.append(std::span(input_).first(count));
     if (!greeted_) take_greeting();
     if (greeted_ && refusal_ == OX_OK) take_messages();
+    if (refusal_ == OX_OK) account_for_input();
     read();
   });
 }
@@ -141,13 +168,17 @@ void Session::take_greeting() {
 
 // A client whose event cannot be opened is served, and fetches unasked.
 OX_RESULT Session::admit(const std::string& event_name) {
+  if (!rights_) {
+    if (const OX_RESULT result = identify()) return result;
+    if (!rights_) return OX_EDENIED;  // nobody knows who that is
+  }
   std::unique_ptr<platform::Announcer> announcer;
   if (const auto error = connection_->make_announcer(event_name.c_str(), announcer)) {
     if (error == platform::error_open_failed) return no_descriptors;
     log(Severity::warning, "the reports of process " + std::to_string(process_) +
                                " are not announced: its event cannot be opened: " + std::to_string(error));
   }
-  server_.clients().open(id_, process_, std::move(announcer));
+  server_.clients().open(id_, process_, rights_->shared_user(), std::move(announcer));
   return OX_OK;
 }
 
@@ -165,9 +196,50 @@ void Session::take_messages() {
     const auto result = frames_.next(message);
     if (result == FrameReader::Result::broken) return drop(frames_.fault());
     if (result == FrameReader::Result::incomplete) break;
+    message_began_ = std::chrono::steady_clock::time_point::max();
+    waiting_bytes_ += message.data.size();
     waiting_.push_back(std::move(message));
   }
   answer_next();
+}
+
+// What is too much for the user is not kept of the message that is coming, then of those that wait, the last first:
+// each is answered with that.
+void Session::account_for_input() {
+  if (closed_) return;
+  if (!frames_.in_message()) {
+    message_began_ = std::chrono::steady_clock::time_point::max();
+  } else if (message_began_ == std::chrono::steady_clock::time_point::max()) {
+    message_began_ = std::chrono::steady_clock::now();
+  }
+  const std::uint64_t most = server_.settings().user_bytes;
+  if (input_held_.hold(frames_.held() + waiting_bytes_, most)) return;
+  rights_->user().refused("a request", "all of his take as many bytes as UserBytes allows");
+  frames_.pass_over(OX_ETOOMANY);
+  for (auto last = waiting_.rbegin(); last != waiting_.rend(); ++last) {
+    if (input_held_.hold(frames_.held() + waiting_bytes_, most)) return;
+    waiting_bytes_ -= last->data.size();
+    last->data = {};
+    last->refusal = OX_ETOOMANY;
+  }
+  if (!input_held_.hold(frames_.held() + waiting_bytes_, most)) drop("its user has too much under way (UserBytes)");
+}
+
+// False when the user has too many under way, which is the answer then.
+bool Session::begin_request(const Message& message) {
+  User& user = rights_->user();
+  if (user.holds.requests >= server_.settings().user_requests) {
+    user.refused("a request", "as many of his as UserRequests allows are being answered");
+    reply(message, error_reply(OX_ETOOMANY));
+    return false;
+  }
+  ++user.holds.requests;
+  under_way_ = true;
+  return true;
+}
+
+void Session::end_request() {
+  if (std::exchange(under_way_, false)) --rights_->user().holds.requests;
 }
 
 void Session::answer_next() {
@@ -175,18 +247,30 @@ void Session::answer_next() {
   answering_ = true;
   const Message message = std::move(waiting_.front());
   waiting_.pop_front();
+  waiting_bytes_ -= message.data.size();
+  (void)input_held_.hold(frames_.held() + waiting_bytes_, server_.settings().user_bytes);
   Message heading;  // what the reply repeats of the request
   heading.command = message.command;
   heading.reference = message.reference;
   heading.destination_id = message.source_id;
-  server_.route({id_, message, [weak = weak_from_this(), heading](Reply reply) {
+  if (!begin_request(heading)) return;
+  server_.route({id_, message,
+                 [weak = weak_from_this(), heading](Reply reply) {
                    if (const auto self = weak.lock()) self->reply(heading, std::move(reply));
-                 }});
+                 },
+                 rights_});
 }
 
 void Session::reply(const Message& request, Reply reply) {
   if (closed_) return;
+  end_request();
   guarded([&] {
+    if (!output_held_.hold(reply.data.size(), server_.settings().user_bytes)) {
+      rights_->user().refused("an answer", "all of his take as many bytes as UserBytes allows");
+      reply.error = OX_ETOOMANY;
+      reply.data = {};
+      reply.rest.reset();
+    }
     rest_ = std::move(reply.rest);
     write(encode_reply(reply_to(request, std::move(reply)), rest_ ? rest_->left() : 0));
   });
@@ -232,6 +316,7 @@ void Session::written(platform::Error error) {
   if (platform::is_pipe_closed(error)) return peer_closed();
   if (error != platform::error_none) return drop("write error " + std::to_string(error));
   output_ = {};
+  (void)output_held_.hold(0, 0);
   guarded([&] {
     if (rest_ && rest_->left() != 0) return write_rest();
     rest_.reset();

@@ -55,7 +55,8 @@ void Poller::ask(Mode mode) {
   const auto take = [weak = weak_from_this(), mode](OX_RESULT result, NodeList nodes) {
     if (const auto self = weak.lock()) self->answered(mode, result, std::move(nodes));
   };
-  const OX_RESULT result = reader_.read({question_.session, question_.component, question_.names, 0}, take);
+  const OX_RESULT result =
+      reader_.read({question_.session, question_.rights, question_.component, question_.names, 0}, take);
   if (result != OX_OK) take(result, {});
 }
 

@@ -22,6 +22,7 @@ class Poller : public std::enable_shared_from_this<Poller> {
  public:
   struct Question {
     std::uint32_t session = 0;
+    RightsPtr rights;
     std::string component;
     std::string names;
     std::chrono::seconds interval{0};  // 0: asked once

@@ -73,6 +73,8 @@ class ValueReader::Get final : public Job, public ValueReceiver {
   static const std::array<Interface, 3> interfaces;
 
   void read(std::size_t slot);
+  [[nodiscard]] bool may_read(std::size_t slot, const Oid& path);
+  void hide(const Place& place, NodePtr& node) const;
   void read_stored(std::size_t slot);
   void read_figures(std::size_t slot);
   void add_figures(std::size_t slot);
@@ -93,6 +95,8 @@ class ValueReader::Get final : public Job, public ValueReceiver {
   std::vector<ComponentName> components_;
   std::vector<Selection> selections_;
   SelectionWords words_;
+  RightsPtr rights_;
+  bool refused_ = false;  // the last place that names one value
   std::map<const Selection*, std::vector<Oid>> columns_;
   std::vector<Place> places_;
   std::map<ComponentName, AgentWork> agents_;
@@ -111,6 +115,7 @@ OX_RESULT ValueReader::Get::prepare(const Question& question) {
   if (const OX_RESULT result = select(question.names, selections_)) return result;
   if (components_.size() * selections_.size() > reader_.tools_.settings.max_nodes) return OX_ETOOMANY;
   words_ = question.words;
+  rights_ = question.rights;
   for (const ComponentName& name : components_) {
     for (const Selection& selection : selections_) places_.push_back({&name, &selection, {}, 0});
   }
@@ -128,12 +133,18 @@ void ValueReader::Get::read(std::size_t slot) {
   const Selection& selection = *places_[slot].selection;
   if (selection.error != OX_OK) return fail(slot, selection.error);
   if (!selection.exact) return read_below(slot);
-  if ((oxbAccessControl(selection.node) & OXB_READ) == 0) return fail(slot, OX_EDENIED);
+  if (!may_read(slot, selection.path)) return fail(slot, OX_EDENIED);
   const std::uint32_t code = oxbAmibInterface(selection.node);
   for (const Interface& interface : interfaces) {
     if (interface.code == code) return (this->*interface.read)(slot);
   }
   fail(slot, OX_EUNSUPPORTED);
+}
+
+bool ValueReader::Get::may_read(std::size_t slot, const Oid& path) {
+  if ((oxbAccessControl(places_[slot].selection->node) & OXB_READ) == 0) return false;
+  refused_ = !rights_->allow(Role::read, path, *places_[slot].component, "get");
+  return !refused_;
 }
 
 void ValueReader::Get::read_stored(std::size_t slot) {
@@ -231,6 +242,12 @@ void ValueReader::Get::fail(const std::vector<Wanted>& all, OX_RESULT code) {
   }
 }
 
+// Of a subtree, what the user may not read.
+void ValueReader::Get::hide(const Place& place, NodePtr& node) const {
+  const Oid path = path_of(node.get());
+  if (!rights_->allow(Role::read, path, *place.component, "get")) node = error_node(path, OX_EDENIED);
+}
+
 bool ValueReader::Get::take(std::size_t slot, NodePtr node) {
   Place& place = places_[slot];
   if (ended()) return false;
@@ -238,6 +255,7 @@ bool ValueReader::Get::take(std::size_t slot, NodePtr node) {
       !place.selection->covers(path_of(node.get()))) {
     return true;
   }
+  if (!place.selection->exact && !rights_->may_all(Role::read) && code_of(node.get()) == OX_OK) hide(place, node);
   too_many_ = too_many_ || ++node_count_ > reader_.tools_.settings.max_nodes;
   if (!too_many_) place.nodes.push_back(std::move(node));
   return !too_many_;
@@ -273,6 +291,7 @@ void ValueReader::Get::finish(OX_RESULT why) {
   if (too_many_) return answer_(OX_ETOOMANY, {});
   if (why == OX_ENOMEM) return answer_(OX_ENOMEM, {});
   if (why == OX_ENOANSWER) fail_what_is_missing();
+  if (refused_ && places_.size() == 1) return answer_(OX_EDENIED, {});
   NodeList nodes;
   bool errors = false;
   for (Place& place : places_) errors = collect(place, nodes) || errors;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "manager/base/node_list.h"
+#include "manager/base/rights.h"
 #include "manager/snmp/value_tools.h"
 
 namespace ox::manager {
@@ -72,11 +73,13 @@ class ValueReader {
   // What is wanted of which components ("type:name", the name may be a pattern), for which client.
   struct Question {
     std::uint32_t session = 0;
+    const RightsPtr& rights;  // of the client's user
     const std::string& component;
     const std::string& names;
     std::uint32_t limit = 0;  // seconds until the values that are missing count as not answered; 0: the manager's own
     SelectionWords words{};
   };
+  // A value that the user may not read is a node with error 5; when it is the only one that was asked for, the answer.
   // Answers at once or later, unless the client goes. 59, 197, 84, 125 to 128, 85 say that the question is wrong:
   // there is no answer then.
   [[nodiscard]] OX_RESULT read(const Question& question, ValueAnswer answer) const;

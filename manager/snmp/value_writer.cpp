@@ -15,8 +15,12 @@ namespace ox::manager {
 // A set until its answer.
 class ValueWriter::Set final : public Job {
  public:
-  Set(const ValueWriter& writer, NodeList nodes, ValueAnswer answer)
-      : Job(writer.tools_.loop), writer_(writer), nodes_(std::move(nodes)), answer_(std::move(answer)) {}
+  Set(const ValueWriter& writer, RightsPtr rights, NodeList nodes, ValueAnswer answer)
+      : Job(writer.tools_.loop),
+        writer_(writer),
+        rights_(std::move(rights)),
+        nodes_(std::move(nodes)),
+        answer_(std::move(answer)) {}
 
   void start(std::uint32_t limit);
 
@@ -50,6 +54,7 @@ class ValueWriter::Set final : public Job {
   void finish(OX_RESULT why) override;
 
   const ValueWriter& writer_;
+  RightsPtr rights_;
   NodeList nodes_;
   ValueAnswer answer_;
   std::vector<Target> targets_;
@@ -98,6 +103,7 @@ OX_RESULT ValueWriter::Set::check(Target& target) const {
   if (const OX_RESULT result = select_value(amib_name, selection)) return result;
   target.path = selection.path;
   if ((oxbAccessControl(selection.node) & OXB_WRITE) == 0) return OX_EDENIED;
+  if (!rights_->allow(role_to_set(target.path), target.path, target.component, "set")) return OX_EDENIED;
   const std::uint32_t code = oxbAmibInterface(selection.node);
   for (const Interface& row : interfaces) {
     if (row.code == code) target.write = row.write;
@@ -189,10 +195,10 @@ void ValueWriter::Set::finish(OX_RESULT why) {
   answer_(common, std::move(nodes_));
 }
 
-void ValueWriter::write(std::uint32_t session, NodeList nodes, std::uint32_t limit, ValueAnswer answer) const {
+void ValueWriter::write(const Client& client, NodeList nodes, std::uint32_t limit, ValueAnswer answer) const {
   if (nodes.empty()) return answer(OX_EINCOMPLETE, {});
-  const auto set = std::make_shared<Set>(*this, std::move(nodes), std::move(answer));
-  tools_.jobs.add(session, set);
+  const auto set = std::make_shared<Set>(*this, client.rights, std::move(nodes), std::move(answer));
+  tools_.jobs.add(client.session, set);
   set->start(limit);
 }
 

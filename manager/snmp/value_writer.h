@@ -23,11 +23,15 @@ class ValueWriter {
  public:
   ValueWriter(const ValueTools& tools, ChangeSink changes) : tools_(tools), changes_(std::move(changes)) {}
 
+  struct Client {
+    std::uint32_t session = 0;
+    const RightsPtr& rights;
+  };
   // Checks all nodes; when every one can be written, writes the stored values as one batch and the agents' values by
   // one request for each agent. When one cannot, nothing is written. `limit` is in seconds, 0 the manager's own.
   // The answer's nodes name what was to be written, those that failed with their codes; its result is the code that
   // all share, 0 among them, or 121; 56 for an empty list.
-  void write(std::uint32_t session, NodeList nodes, std::uint32_t limit, ValueAnswer answer) const;
+  void write(const Client& client, NodeList nodes, std::uint32_t limit, ValueAnswer answer) const;
 
  private:
   class Set;

@@ -20,6 +20,7 @@
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
+#include "platform/linux/peer.h"
 #include "platform/linux/root.h"
 #include "platform/linux/socket_path.h"
 #include "platform/server/spare_memory.h"
@@ -131,13 +132,7 @@ class Connection final : public PipeConnection {
   }
 
   [[nodiscard]] bool from_reserve() const override { return from_reserve_; }
-  [[nodiscard]] std::uint32_t peer_process() const override {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    const int fd = state_->socket.native_handle();
-    if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || peer.pid < 0) return 0;
-    return static_cast<std::uint32_t>(peer.pid);
-  }
+  [[nodiscard]] Peer peer() const override { return peer_of(state_->socket.native_handle()); }
 
  private:
   std::shared_ptr<State> state_;

@@ -1,6 +1,7 @@
 #include "platform/server/resident_memory.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -16,5 +17,7 @@ std::uint64_t resident_memory() noexcept {
   if (!file || ::read(file.get(), text, sizeof text - 1) <= 0 || std::sscanf(text, "%*s %llu", &pages) != 1) return 0;
   return pages * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
 }
+
+void give_memory_back() noexcept { (void)::malloc_trim(0); }
 
 }  // namespace ox::platform

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "platform/error.h"
+#include "platform/server/peer.h"
 
 namespace ox::platform {
 
@@ -36,8 +37,8 @@ class PipeConnection {
   // It was taken with what is kept in reserve for this: the system gives no more of what a client needs (descriptors,
   // instances). It is to be told so, and let go: until then, no further one is taken.
   [[nodiscard]] virtual bool from_reserve() const = 0;
-  // The client's process, 0 where the platform does not tell.
-  [[nodiscard]] virtual std::uint32_t peer_process() const = 0;
+  // Who the client is. His account may be known only once something of him has been read. Throws std::bad_alloc.
+  [[nodiscard]] virtual Peer peer() const = 0;
 };
 
 class PipeServer {

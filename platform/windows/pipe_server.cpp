@@ -15,6 +15,7 @@
 #include "platform/server/spare_memory.h"
 #include "platform/windows/fail.h"
 #include "platform/windows/handle.h"
+#include "platform/windows/peer.h"
 #include "platform/windows/private_system.h"
 #include "platform/windows/security.h"
 
@@ -88,10 +89,7 @@ class Connection final : public PipeConnection {
   }
 
   [[nodiscard]] bool from_reserve() const override { return from_reserve_; }
-  [[nodiscard]] std::uint32_t peer_process() const override {
-    ULONG id = 0;
-    return ::GetNamedPipeClientProcessId(state_->pipe.native_handle(), &id) != FALSE ? id : 0;
-  }
+  [[nodiscard]] Peer peer() const override { return peer_of(state_->pipe.native_handle()); }
 
  private:
   mutable std::shared_ptr<State> state_;

@@ -12,4 +12,7 @@ std::uint64_t resident_memory() noexcept {
   return counters.WorkingSetSize;
 }
 
+// The heap gives back what is large by itself.
+void give_memory_back() noexcept { (void)::HeapCompact(::GetProcessHeap(), 0); }
+
 }  // namespace ox::platform

@@ -222,7 +222,10 @@ TEST_F(CollectedValuesTest, NothingIsCountedForAClientThatHasGone) {
   const std::string payload = text("logEnt:l") + text("11.14.20.0") + word(0) + word(0) + half(0);
   bool answered = false;
   const Message message{.type = 1, .command = 1, .data = bytes_of(payload)};
-  route(*manager_, {.session = 7, .message = message, .reply = [&](const Reply&) { answered = true; }});
+  route(*manager_, {.session = 7,
+                    .message = message,
+                    .reply = [&](const Reply&) { answered = true; },
+                    .rights = Rights::of_manager()});
   manager_->end_session(7);
   loop_.restart();
   EXPECT_GE(1u, loop_.poll()) << "turns that count";
@@ -256,7 +259,10 @@ TEST_F(CollectedValuesTest, ApplicationsAddRounds) {
   for (const std::uint32_t command : {21u, 22u}) {
     bool answered = false;
     const Message early{.type = 1, .command = command, .data = bytes_of(text("logEnt:l") + text(""))};
-    route(*manager_, {.session = 1, .message = early, .reply = [&](const Reply&) { answered = true; }});
+    route(*manager_, {.session = 1,
+                      .message = early,
+                      .reply = [&](const Reply&) { answered = true; },
+                      .rights = Rights::of_manager()});
     EXPECT_FALSE(answered);
     EXPECT_TRUE(manager_->held.next([](const Request&) {})) << command << " waits until the components are there";
   }

@@ -157,7 +157,7 @@ TEST_F(EventRequestTest, OthersAreServedWhileManyEventsAreDeleted) {
   std::string answers;
   const auto request = [&](std::uint32_t command, Bytes data, const char* name) {
     const auto reply = [&answers, name](const Reply& made) { answers += name + std::to_string(made.error) + ' '; };
-    route(*manager_, {1, {.type = 1, .command = command, .data = std::move(data)}, reply});
+    route(*manager_, {1, {.type = 1, .command = command, .data = std::move(data)}, reply, Rights::of_manager()});
   };
   request(18, all, "delete ");
   asio::post(loop_, [&] { request(15, {}, "get "); });
@@ -219,7 +219,7 @@ TEST_F(EventRequestTest, ASearchEndsWithItsClientAndItsTime) {
   fill(5000, 1000);
   bool answered = false;
   const Message everything = log_get({{OX_EVFLT_LAST, 5000}});
-  route(*manager_, {1, everything, [&](const Reply&) { answered = true; }});
+  route(*manager_, {1, everything, [&](const Reply&) { answered = true; }, Rights::of_manager()});
   EXPECT_FALSE(log_is_free(1));
   manager_->end_session(1);
   finish_work();
@@ -346,6 +346,7 @@ TEST_F(EventRequestTest, PersistentWaitsDeliverUntilTaken) {
   (void)post("four");
   const Reply again = open_wait("w", 24, 2);
   EXPECT_EQ("25>24 three", fetch(2));
+  rights_[1] = of_member();
   EXPECT_EQ(OX_EHANDLE, ask(1, 26, "", 1, again.source_id).error);
   EXPECT_EQ(0u, ask(1, 26, "", 2, again.source_id).error) << "closed inside its callback";
   EXPECT_EQ("nothing", take(2));
@@ -361,7 +362,7 @@ TEST_F(EventRequestTest, AWaitThatIsClosedWhenItsPauseEndsIsGone) {
   EXPECT_EQ("25>1 x", fetch());
   EXPECT_EQ("nothing", refuse());
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));
-  asio::post(loop_, [&] { EXPECT_TRUE(manager_->waits.close(wait.source_id, 1)); });
+  asio::post(loop_, [&] { EXPECT_TRUE(manager_->waits.close(wait.source_id, 1, false)); });
   loop_.restart();
   (void)loop_.poll();
   EXPECT_EQ("nothing", fetch());
@@ -393,7 +394,7 @@ TEST_F(EventRequestTest, WithoutMemoryNoDeliveryIsLost) {
         manager_->events.submit(std::move(given), "me", [&](OX_RESULT result, const Bytes&) { logged = result; });
         if (!showing) manager_->events.flush();
         Reply reply;
-        const Request request{1, fetch_message, [&](Reply made) { reply = std::move(made); }};
+        const Request request{1, fetch_message, [&](Reply made) { reply = std::move(made); }, Rights::of_manager()};
         test::fail_allocation(n);
         if (showing) {
           manager_->events.flush();

@@ -99,7 +99,9 @@ Reply ManagerTest::ask(const Message& message, std::uint32_t session) {
 
 Reply ManagerTest::begin_to_ask(const Message& message, std::uint32_t session) {
   std::optional<Reply> answer;
-  route(*manager_, {session, message, [&](Reply reply) { answer = std::move(reply); }});
+  const auto rights = rights_.find(session);
+  route(*manager_, {session, message, [&](Reply reply) { answer = std::move(reply); },
+                    rights != rights_.end() ? rights->second : Rights::of_manager()});
   loop_.restart();
   while (!answer && loop_.run_one() != 0) {
   }
@@ -138,8 +140,8 @@ Message ManagerTest::message(const std::string& text) {
   return {.type = 1, .command = 8, .error = code, .data = node_reply(0, nodes).data};
 }
 
-std::string ManagerTest::ask(const std::string& words) {
-  const Reply reply = ask(message(words));
+std::string ManagerTest::ask_as(std::uint32_t session, const std::string& words) {
+  const Reply reply = ask(message(words), session);
   std::string text = std::to_string(reply.error);
   NodeList nodes;
   EXPECT_EQ(0u, decode_nodes(reply.data, nodes));

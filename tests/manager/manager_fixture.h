@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <map>
 #include <optional>
 
 #include "manager/requests/manager.h"
@@ -40,7 +41,8 @@ class ManagerTest : public testing::Test {
   // given.
   static Message message(const std::string& words);
   // The answer: its error, and after "; " every node: "84", "0; node:r1 11.5.2.0 = 161; node:r1 11.5.3.0 ! 125".
-  std::string ask(const std::string& words);
+  std::string ask(const std::string& words) { return ask_as(1, words); }
+  std::string ask_as(std::uint32_t session, const std::string& words);
 
   // "type:name", path, and the value or the error.
   static std::string shown(dnode* node);
@@ -58,6 +60,10 @@ class ManagerTest : public testing::Test {
   asio::io_context loop_;
   Settings settings_;
   std::optional<Manager> manager_;
+  static RightsPtr of_member() {
+    return std::make_shared<const Rights>(std::make_shared<User>("member"), Role::operate, std::vector<RoleRule>());
+  }
+  std::map<std::uint32_t, RightsPtr> rights_;  // of sessions whose user is not the manager's own
 
  private:
   void start_manager();

@@ -142,6 +142,7 @@ TEST_F(RouterTest, LocksExcludeAndEndWithTheirSession) {
   EXPECT_NE(0u, held.source_id);
   EXPECT_EQ(OX_EEXISTS, lock(2, 0).error);
   EXPECT_EQ(OX_EEXISTS, lock(2, 1).error);
+  rights_[2] = of_member();
   EXPECT_EQ(OX_EHANDLE, ask(4, 14, "", 2, held.source_id).error) << "another session's lock";
   EXPECT_EQ(0u, ask(4, 14, "", 1, held.source_id).error);
   EXPECT_EQ(OX_EHANDLE, ask(4, 14, "", 1, held.source_id).error);
@@ -168,9 +169,11 @@ TEST_F(RouterTest, WhatNeedsAComponentWaitsUntilAllAreThere) {
   ASSERT_TRUE(manager_->components.open([](const auto&...) { ADD_FAILURE(); }));
   std::string answers;
   const auto send = [&](const Message& sent, std::uint32_t session) {
-    route(*manager_, {session, sent, [&answers, session](const Reply& reply) {
+    route(*manager_, {session, sent,
+                      [&answers, session](const Reply& reply) {
                         answers += std::to_string(session) + ':' + std::to_string(reply.error) + ' ';
-                      }});
+                      },
+                      Rights::of_manager()});
   };
   send({.type = 1, .command = 14, .data = bytes_of(text("node:r1") + word(0))}, 7);
   send(message("6 1=node 8=r1"), 1);

@@ -106,7 +106,7 @@ TEST_F(SnmpTest, OtherRequestsAreServedWhileAnAgentIsSilent) {
   agent_.silent = 1000;
   const Message asked = message("get node:r1 .2.1.0");
   bool answered = false;
-  route(*manager_, {1, asked, [&](const Reply&) { answered = true; }});
+  route(*manager_, {1, asked, [&](const Reply&) { answered = true; }, Rights::of_manager()});
   expect({{"get system:system 11.1.1.0", "0; system:system 11.1.1.0 = system"}});
   EXPECT_FALSE(answered);
   while (!answered && loop_.run_one() != 0) {

@@ -63,7 +63,7 @@ std::string read_exactly(Pipe& pipe, std::size_t size) {
 TEST(Pipe, BytesGoBothWaysWhateverTheirNumber) {
   std::vector<std::uint32_t> peers;
   Serving serving([&](std::unique_ptr<PipeConnection> client) {
-    peers.push_back(client->peer_process());
+    peers.push_back(client->peer().process);
     echo(std::move(client));
   });
   Pipe pipe, other;
