@@ -4,6 +4,7 @@
 #include <asio/buffer.hpp>
 #include <asio/post.hpp>
 #include <new>
+#include <string_view>
 
 #include "manager/base/log.h"
 
@@ -17,6 +18,8 @@ constexpr std::chrono::milliseconds place_time{50};
 // Datagrams that are taken in one turn of the loop.
 constexpr int most_at_once = 64;
 constexpr std::chrono::milliseconds time_at_once{3};
+// How long a port is used.
+constexpr std::chrono::seconds port_time{60};
 // What the system may hold while the loop is busy.
 constexpr int buffer_size = 4 << 20;
 
@@ -34,22 +37,49 @@ void SnmpEngine::send(const Agent& agent, Packet packet, std::uint32_t attempts,
     return;
   }
   Request request;
+  request.client = agent.client;
   request.address = agent.address;
   request.packet = std::move(packet);
   request.timeout = std::chrono::milliseconds(agent.timeout);
   request.attempts_left = attempts;
   request.handler = std::move(handler);
-  waiting_.push_back(std::move(request));
+  auto& queue = waiting_[agent.client];
+  if (queue.empty()) turns_.push_back(agent.client);
+  queue.push_back(std::move(request));
+  ++waiting_count_;
   start_waiting();
 }
 
+// One of each client that has any, in turn.
+SnmpEngine::Request SnmpEngine::next_waiting() {
+  const std::uint32_t client = turns_.front();
+  const auto queue = waiting_.find(client);
+  Request request = std::move(queue->second.front());
+  queue->second.pop_front();
+  --waiting_count_;
+  turns_.pop_front();
+  if (queue->second.empty()) {
+    waiting_.erase(queue);
+  } else {
+    turns_.push_back(client);
+  }
+  return request;
+}
+
+// Positive, of 4 bytes, and nobody's.
+std::uint32_t SnmpEngine::new_id() {
+  std::uint32_t id = 0;
+  do {
+    id = random_() & 0x7FFFFFFF;
+  } while (id < 0x01000000 || in_flight_.contains(id));
+  return id;
+}
+
 void SnmpEngine::start_waiting() {
-  if (!waiting_.empty() && places_held_ >= most_in_flight_) give_up_places(Clock::now());
-  while (!waiting_.empty() && places_held_ < most_in_flight_) {
-    next_id_ = next_id_ % 0x7EFFFFFF + 1;
-    const std::uint32_t id = 0x01000000 + next_id_ - 1;  // positive, and of 4 bytes
-    Request& request = in_flight_.insert_or_assign(id, std::move(waiting_.front())).first->second;
-    waiting_.pop_front();
+  if (waiting_count_ != 0 && places_held_ >= most_in_flight_) give_up_places(Clock::now());
+  while (waiting_count_ != 0 && places_held_ < most_in_flight_) {
+    const std::uint32_t id = new_id();
+    Request& request = in_flight_.insert_or_assign(id, next_waiting()).first->second;
     request.packet.set_id(id);
     request.holds_place = true;
     ++places_held_;
@@ -62,9 +92,10 @@ void SnmpEngine::start_waiting() {
 // A datagram that cannot be sent is like one that got lost: the time-out takes care of it.
 void SnmpEngine::attempt(std::uint32_t id, Request& request) {
   --request.attempts_left;
-  if (Socket* const socket = socket_for(request.address)) {
+  if (!request.socket) request.socket = socket_for(request.address);
+  if (request.socket) {
     asio::error_code ignored;
-    socket->udp.send_to(asio::buffer(request.packet.bytes), request.address, 0, ignored);
+    request.socket->udp.send_to(asio::buffer(request.packet.bytes), request.address, 0, ignored);
   }
   request.sent = Clock::now();
   ends_.emplace(request.sent + request.timeout, id);
@@ -82,7 +113,7 @@ void SnmpEngine::give_up_places(Clock::time_point now) {
 // Waits for the next moment at which there is something to do.
 void SnmpEngine::watch() {
   auto next = ends_.empty() ? Clock::time_point::max() : ends_.begin()->first;
-  if (!waiting_.empty() && !started_.empty()) next = std::min(next, started_.front().first + place_time);
+  if (waiting_count_ != 0 && !started_.empty()) next = std::min(next, started_.front().first + place_time);
   // A moment that has become void is let come: most never do.
   if (next == Clock::time_point::max() || watched_ <= next) return;
   watched_ = next;
@@ -111,30 +142,38 @@ void SnmpEngine::timed_out(std::uint32_t id) {
   finish(request, failure(OX_ENOANSWER));
 }
 
-SnmpEngine::Socket* SnmpEngine::socket_for(const udp::endpoint& address) {
-  std::unique_ptr<Socket>& socket = address.protocol() == udp::v4() ? v4_ : v6_;
-  if (socket) return socket.get();
-  auto opened = std::make_unique<Socket>(loop_);
+SnmpEngine::SocketPtr SnmpEngine::socket_for(const udp::endpoint& address) {
+  Sockets& sockets = address.protocol() == udp::v4() ? v4_ : v6_;
+  SocketPtr& socket = sockets[random_() % sockets.size()];
+  if (socket && Clock::now() - socket->opened < port_time) return socket;
+  if (SocketPtr fresh = open(address.protocol())) socket = std::move(fresh);
+  return socket;
+}
+
+SnmpEngine::SocketPtr SnmpEngine::open(const udp& protocol) {
+  auto opened = std::make_shared<Socket>(loop_);
   asio::error_code error;
-  opened->udp.open(address.protocol(), error);
+  opened->udp.open(protocol, error);
   if (error) return nullptr;
-  opened->udp.bind(udp::endpoint(address.protocol(), 0), error);
+  opened->udp.bind(udp::endpoint(protocol, 0), error);
   if (!error) opened->udp.non_blocking(true, error);
   if (error) return nullptr;
   opened->udp.set_option(asio::socket_base::receive_buffer_size(buffer_size), error);  // as much as there is
-  socket = std::move(opened);
-  receive(*socket);
-  return socket.get();
+  receive(opened);
+  return opened;
 }
 
-void SnmpEngine::receive(Socket& socket) {
-  socket.udp.async_receive_from(asio::buffer(socket.buffer), socket.sender,
-                                [this, &socket](const asio::error_code& error, std::size_t length) {
-                                  if (error == asio::error::operation_aborted) return;
-                                  // Other errors tell of an earlier datagram that nobody took.
-                                  if (!error) take(socket, length);
-                                  receive(socket);
-                                });
+// A socket that is not used any more goes with the last request that was sent from it.
+void SnmpEngine::receive(const SocketPtr& socket) {
+  socket->udp.async_receive_from(
+      asio::buffer(socket->buffer), socket->sender,
+      [this, weak = std::weak_ptr(socket)](const asio::error_code& error, std::size_t length) {
+        const SocketPtr here = weak.lock();
+        if (!here || error == asio::error::operation_aborted) return;
+        // Other errors tell of an earlier datagram that nobody took.
+        if (!error) take(*here, length);
+        receive(here);
+      });
 }
 
 // With it what is there already, without another round of the loop for each. A datagram that finds no memory is lost.
@@ -152,18 +191,34 @@ void SnmpEngine::take(Socket& socket, std::size_t length) {
   }
 }
 
-// Datagrams that are no answers, answer nothing that waits, or come from elsewhere are passed over.
+// The request that a message answers: sent from that socket to where it comes from, with its community.
+SnmpEngine::Requests::iterator SnmpEngine::asked(const Socket& socket, const oxsSnmpMessage& message) {
+  const auto found = in_flight_.find(message.requestId);
+  if (found == in_flight_.end() || message.pduType != OXS_RESPONSE) return in_flight_.end();
+  const Request& request = found->second;
+  const std::string_view community(reinterpret_cast<const char*>(message.community), message.communityLength);
+  const bool right = request.socket.get() == &socket && request.address == socket.sender &&
+                     request.packet.version == message.version && request.packet.community == community;
+  return right ? found : in_flight_.end();
+}
+
+// Datagrams that are no answers, or answer nothing that waits, are passed over.
 void SnmpEngine::received(Socket& socket, std::size_t length) {
   oxsSnmpMessage message{};
-  if (oxsSnmpDecode(socket.buffer.data(), static_cast<std::uint32_t>(length), &message) != OX_OK) return;
+  if (oxsSnmpDecode(socket.buffer.data(), static_cast<std::uint32_t>(length), &message) != OX_OK) {
+    ++refused_;
+    return;
+  }
+  const auto request = asked(socket, message);
   SnmpAnswer answer;
   answer.error_status = message.errorStatus;
   answer.error_index = message.errorIndex;
   std::swap(*answer.bindings.out(), message.bindings);
   (void)oxsSnmpFree(&message);
-  if (message.pduType != OXS_RESPONSE) return;
-  const auto request = in_flight_.find(message.requestId);
-  if (request == in_flight_.end() || request->second.address != socket.sender) return;
+  if (request == in_flight_.end()) {
+    ++refused_;
+    return;
+  }
   answer.round_trip = Clock::now() - request->second.sent;
   finish(request, std::move(answer));
 }

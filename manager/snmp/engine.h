@@ -1,4 +1,7 @@
-// SNMP requests over UDP: one socket per address family, many requests in flight, told apart by their request ids.
+// SNMP requests over UDP: many in flight, told apart by their request ids.
+//
+// Who is not on the road between manager and agent cannot answer in the agent's name: ids are random, and so are the
+// ports, of a few sockets that are changed over time.
 #pragma once
 
 #include <array>
@@ -9,7 +12,9 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
+#include <random>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -30,6 +35,7 @@ struct Agent {
   std::string write_community;
   std::uint32_t timeout = 1000;  // milliseconds, of each attempt
   std::uint32_t retries = 3;     // after the first attempt
+  std::uint32_t client = 0;      // who asks: a session, 0 the manager itself
   std::uint32_t learned = 0;     // AgentState's, in an earlier life of the manager; 0: nothing
 };
 
@@ -49,8 +55,9 @@ class SnmpEngine {
   SnmpEngine(asio::io_context& loop, std::uint32_t most_in_flight)
       : loop_(loop), timer_(loop), most_in_flight_(most_in_flight) {}
 
-  // The handler runs from the event loop, once. Requests beyond the limit wait for their turn; their time-out begins
-  // when they are sent. One that is not answered soon gives its place up, so that slow agents keep nobody waiting.
+  // The handler runs from the event loop, once. Requests beyond the limit wait for their turn, which goes round from
+  // client to client; their time-out begins when they are sent. One that is not answered soon gives its place up, so
+  // that slow agents keep nobody waiting.
   void send(const Agent& agent, Packet packet, std::uint32_t attempts, Handler handler);
   // With all of the agent's attempts.
   void send(const Agent& agent, std::uint32_t pdu, const NodeList& bindings, Handler handler) {
@@ -58,52 +65,67 @@ class SnmpEngine {
   }
 
   [[nodiscard]] std::size_t in_flight() const { return in_flight_.size(); }
-  [[nodiscard]] std::size_t waiting() const { return waiting_.size(); }
+  [[nodiscard]] std::size_t waiting() const { return waiting_count_; }
+  // Datagrams that were no answers to what had been asked where they came from.
+  [[nodiscard]] std::uint64_t refused() const { return refused_; }
 
  private:
   using Clock = std::chrono::steady_clock;
 
+  struct Socket {
+    explicit Socket(asio::io_context& loop) : udp(loop) {}
+    asio::ip::udp::socket udp;
+    Clock::time_point opened = Clock::now();
+    asio::ip::udp::endpoint sender;
+    std::array<std::uint8_t, 65536> buffer{};
+  };
+  using SocketPtr = std::shared_ptr<Socket>;
+  using Sockets = std::array<SocketPtr, 4>;
+
   struct Request {
+    std::uint32_t client = 0;
     asio::ip::udp::endpoint address;
     Packet packet;
     std::chrono::milliseconds timeout{};
     std::uint32_t attempts_left = 0;
     Clock::time_point sent{};
     bool holds_place = false;
+    SocketPtr socket;  // that the attempt was sent from, where its answer comes; old ones stay as long as that
     Handler handler;
-  };
-  struct Socket {
-    explicit Socket(asio::io_context& loop) : udp(loop) {}
-    asio::ip::udp::socket udp;
-    asio::ip::udp::endpoint sender;
-    std::array<std::uint8_t, 65536> buffer{};
   };
   using Requests = std::unordered_map<std::uint32_t, Request>;
   using Moment = std::pair<Clock::time_point, std::uint32_t>;  // and the request's id
 
+  [[nodiscard]] std::uint32_t new_id();
+  [[nodiscard]] Request next_waiting();
   void start_waiting();
   void attempt(std::uint32_t id, Request& request);
   void give_up_places(Clock::time_point now);
   void watch();
   void time_has_come();
   void timed_out(std::uint32_t id);
-  Socket* socket_for(const asio::ip::udp::endpoint& address);
-  void receive(Socket& socket);
+  [[nodiscard]] SocketPtr socket_for(const asio::ip::udp::endpoint& address);
+  [[nodiscard]] SocketPtr open(const asio::ip::udp& protocol);
+  void receive(const SocketPtr& socket);
   void take(Socket& socket, std::size_t length);
   void received(Socket& socket, std::size_t length);
+  [[nodiscard]] Requests::iterator asked(const Socket& socket, const oxsSnmpMessage& message);
   void finish(Requests::iterator request, SnmpAnswer answer);
 
   asio::io_context& loop_;
   asio::steady_timer timer_;
   Clock::time_point watched_ = Clock::time_point::max();  // what the timer waits for
   std::uint32_t most_in_flight_;
-  std::uint32_t next_id_ = 0;
-  std::unique_ptr<Socket> v4_, v6_;
+  std::random_device random_;
+  Sockets v4_, v6_;
+  std::uint64_t refused_ = 0;
   Requests in_flight_;
   std::set<Moment> ends_;       // of the attempts in flight
   std::deque<Moment> started_;  // those that may still hold a place
   std::size_t places_held_ = 0;
-  std::deque<Request> waiting_;
+  std::map<std::uint32_t, std::deque<Request>> waiting_;  // of each client that has any
+  std::deque<std::uint32_t> turns_;                       // of these clients
+  std::size_t waiting_count_ = 0;
 };
 
 }  // namespace ox::manager

@@ -1,6 +1,7 @@
 #include "manager/snmp/packet.h"
 
 #include <memory>
+#include <utility>
 
 #include <oxbase/oxs.h>
 
@@ -45,7 +46,7 @@ Packet make_packet(const Agent& agent, const SnmpRequest& request, const NodeLis
   if (oxsSnmpEncode(&message, &buffer, &length) != OX_OK) return {};
   const std::unique_ptr<void, decltype(&oxcMemFree)> owner(buffer, oxcMemFree);
   const auto* const first = static_cast<const std::uint8_t*>(buffer);
-  Packet packet{{first, first + length}};
+  Packet packet{{first, first + length}, 0, agent.version, std::move(community)};
   std::size_t size = 0;
   const std::size_t version = content_of(packet.bytes, 0, size);
   const std::size_t name = content_of(packet.bytes, version, size) + size;

@@ -25,6 +25,8 @@ struct SnmpRequest {
 struct Packet {
   std::vector<std::uint8_t> bytes;  // none when it could not be encoded
   std::size_t id_at = 0;
+  std::uint32_t version = 0;  // these two its answer repeats
+  std::string community{};
 
   void set_id(std::uint32_t id);
 };

@@ -95,6 +95,7 @@ class ValueReader::Get final : public Job, public ValueReceiver {
   std::vector<ComponentName> components_;
   std::vector<Selection> selections_;
   SelectionWords words_;
+  std::uint32_t session_ = 0;
   RightsPtr rights_;
   bool refused_ = false;  // the last place that names one value
   std::map<const Selection*, std::vector<Oid>> columns_;
@@ -115,6 +116,7 @@ OX_RESULT ValueReader::Get::prepare(const Question& question) {
   if (const OX_RESULT result = select(question.names, selections_)) return result;
   if (components_.size() * selections_.size() > reader_.tools_.settings.max_nodes) return OX_ETOOMANY;
   words_ = question.words;
+  session_ = question.session;
   rights_ = question.rights;
   for (const ComponentName& name : components_) {
     for (const Selection& selection : selections_) places_.push_back({&name, &selection, {}, 0});
@@ -222,6 +224,7 @@ void ValueReader::Get::ask(const ComponentName& component, const AgentWork& work
     fail(work.instances, result);
     return fail(work.columns, result);
   }
+  agent.client = session_;
   const auto self = std::static_pointer_cast<Get>(shared_from_this());
   if (!work.instances.empty()) {
     operation_began();

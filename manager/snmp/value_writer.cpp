@@ -15,10 +15,11 @@ namespace ox::manager {
 // A set until its answer.
 class ValueWriter::Set final : public Job {
  public:
-  Set(const ValueWriter& writer, RightsPtr rights, NodeList nodes, ValueAnswer answer)
+  Set(const ValueWriter& writer, const Client& client, NodeList nodes, ValueAnswer answer)
       : Job(writer.tools_.loop),
         writer_(writer),
-        rights_(std::move(rights)),
+        session_(client.session),
+        rights_(client.rights),
         nodes_(std::move(nodes)),
         answer_(std::move(answer)) {}
 
@@ -54,6 +55,7 @@ class ValueWriter::Set final : public Job {
   void finish(OX_RESULT why) override;
 
   const ValueWriter& writer_;
+  std::uint32_t session_;
   RightsPtr rights_;
   NodeList nodes_;
   ValueAnswer answer_;
@@ -147,6 +149,7 @@ void ValueWriter::Set::ask(const ComponentName& component, const Targets& target
   if (const OX_RESULT result = agent_of(writer_.tools_.store, component, writer_.tools_.settings, agent)) {
     return take_codes(targets, std::vector<OX_RESULT>(targets.size(), result));
   }
+  agent.client = session_;
   const NodeList values = values_of(targets);
   operation_began();
   const auto self = std::static_pointer_cast<Set>(shared_from_this());
@@ -197,7 +200,7 @@ void ValueWriter::Set::finish(OX_RESULT why) {
 
 void ValueWriter::write(const Client& client, NodeList nodes, std::uint32_t limit, ValueAnswer answer) const {
   if (nodes.empty()) return answer(OX_EINCOMPLETE, {});
-  const auto set = std::make_shared<Set>(*this, client.rights, std::move(nodes), std::move(answer));
+  const auto set = std::make_shared<Set>(*this, client, std::move(nodes), std::move(answer));
   tools_.jobs.add(client.session, set);
   set->start(limit);
 }

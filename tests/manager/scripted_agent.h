@@ -29,6 +29,8 @@ class ScriptedAgent {
   std::atomic<bool> stuck = false;               // get-next answers a name that is there already
   std::atomic<int> requests = 0;
   std::function<std::uint32_t(const Oid&)> refuse = [](const Oid&) { return 0u; };  // error status by name
+  // Sends an error before each answer, changed like this; from another port when that says no.
+  std::function<bool(oxsSnmpMessage&)> forge;
 
   ~ScriptedAgent() {
     stop_ = true;
@@ -37,16 +39,25 @@ class ScriptedAgent {
   [[nodiscard]] std::string port() const { return std::to_string(socket_.port()); }
 
  private:
+  // Behind the version and the community.
+  static std::size_t pdu_of(const std::string& datagram) {
+    if (datagram.size() < 8) return datagram.npos;
+    const auto at = [&](std::size_t i) { return static_cast<std::size_t>(static_cast<unsigned char>(datagram.at(i))); };
+    const std::size_t version = at(1) < 0x80 ? 2 : 2 + (at(1) & 0x7F);
+    return version + 3 + 2 + at(version + 4);
+  }
+
   void take_request() {
     std::uint16_t from = 0;
     std::string datagram = socket_.receive(std::chrono::milliseconds(20), &from);
-    const auto bulk = datagram.find('\xA5');  // which the library's reader does not know
-    if (bulk != datagram.npos) datagram[bulk] = '\xA1';
+    const std::size_t pdu = pdu_of(datagram);
+    const bool bulk = pdu < datagram.size() && datagram[pdu] == '\xA5';  // which the library's reader does not know
+    if (bulk) datagram[pdu] = '\xA1';
     oxsSnmpMessage message{};
     if (oxsSnmpDecode(datagram.data(), static_cast<std::uint32_t>(datagram.size()), &message) != OX_OK) return;
     ++requests;
-    const std::uint32_t repetitions = bulk != datagram.npos ? std::exchange(message.errorIndex, 0) : 1;
-    const std::uint32_t once = bulk != datagram.npos ? std::exchange(message.errorStatus, 0) : 0;
+    const std::uint32_t repetitions = bulk ? std::exchange(message.errorIndex, 0) : 1;
+    const std::uint32_t once = bulk ? std::exchange(message.errorStatus, 0) : 0;
     if (silent-- <= 0) answer(message, once, repetitions, from);
     (void)oxsSnmpFree(&message);
   }
@@ -74,12 +85,26 @@ class ScriptedAgent {
     }
     message.pduType = OXS_RESPONSE;
     std::swap(*bindings.out(), message.bindings);
+    const std::string reply = encoded(message);
+    if (forge) {
+      oxsSnmpMessage forged = message;
+      forged.errorStatus = 5;
+      if (forge(forged)) {
+        socket_.send(encoded(forged), to);
+      } else {
+        other_.send(encoded(forged), to);
+      }
+    }
+    for (const std::string& datagram : {std::string("no answer at all"), reply, reply}) socket_.send(datagram, to);
+  }
+
+  static std::string encoded(const oxsSnmpMessage& message) {
     void* bytes = nullptr;
     std::uint32_t length = 0;
     EXPECT_EQ(0u, oxsSnmpEncode(&message, &bytes, &length));
-    const std::string reply(static_cast<const char*>(bytes), length);
+    std::string datagram(static_cast<const char*>(bytes), length);
     (void)oxcMemFree(bytes);
-    for (const std::string& datagram : {std::string("no answer at all"), reply, reply}) socket_.send(datagram, to);
+    return datagram;
   }
 
   NodePtr binding(oxsSnmpMessage& message, const dnode* asked) {
@@ -102,6 +127,7 @@ class ScriptedAgent {
   }
 
   test::UdpSocket socket_;
+  test::UdpSocket other_;
   std::atomic<bool> stop_ = false;
   std::thread thread_{[this] {
     while (!stop_) take_request();

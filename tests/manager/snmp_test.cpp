@@ -52,6 +52,41 @@ TEST_F(SnmpTest, InstancesAndWalks) {
   expect({{"get node:r1 .interfaces.ifTable.ifEntry.ifAdminStatus", "0; node:r1 1.3.6.1.2.1.2.2.1.7.1 = 71"}});
 }
 
+TEST_F(SnmpTest, AnswersOfOthersArePassedOver) {
+  static unsigned char community[] = "Public";
+  const std::function<bool(oxsSnmpMessage&)> forgeries[] = {
+      [](oxsSnmpMessage& answer) { return answer.community = community, true; },
+      [](oxsSnmpMessage& answer) { return answer.communityLength -= 1, true; },
+      [](oxsSnmpMessage& answer) { return answer.version ^= 1, true; },
+      [](oxsSnmpMessage& answer) { return answer.requestId ^= 1, true; },
+      [](oxsSnmpMessage&) { return false; },
+  };
+  const std::string answer = ask("get node:r1 .2.1.0");
+  for (const auto& forge : forgeries) {
+    {
+      const std::lock_guard lock(agent_.changing);
+      agent_.forge = forge;
+    }
+    const std::uint64_t before = manager_->snmp.refused();
+    EXPECT_EQ(answer, ask("get node:r1 .2.1.0")) << &forge - forgeries;
+    EXPECT_LE(before + 1, manager_->snmp.refused()) << &forge - forgeries;
+  }
+}
+
+// Requests of one client to an agent that does not answer are not before another client's.
+TEST_F(SnmpTest, ClientsHaveTheirTurnsAtAgents) {
+  settings_.snmp_in_flight = 2;
+  restart();
+  test::UdpSocket mute;
+  expect({{"5 1=node 8=mute", "0; node:mute 10.7.8.0 = mute"}});
+  ASSERT_EQ('0', ask("set node:mute 11.5.1.0 127.0.0.1 node:mute 11.5.2.0 " + std::to_string(mute.port()))[0]);
+  const Message set = message("set node:mute .1.6.0 x");
+  for (int i = 0; i < 200; ++i) route(*manager_, {7, set, [](const Reply&) {}, of_member()});
+  EXPECT_LE(190u, manager_->snmp.waiting());
+  EXPECT_EQ("0; node:r1 1.3.6.1.2.1.2.1.0 = 3", ask("get node:r1 .2.1.0"));
+  EXPECT_LE(150u, manager_->snmp.waiting()) << "only those before it in their turns have been sent";
+}
+
 // A star stands for one number inside, and for all the rest at the end.
 TEST_F(SnmpTest, StarsInInstances) {
   const Oid status = *parse_oid("1.3.6.1.2.1.2.2.1.7");
