@@ -18,6 +18,9 @@ struct Settings {
   std::uint32_t user_bytes = 64u << 20;       // that the messages, answers and reports of one user take
   std::uint32_t user_registrations = 20000;   // watches, waits, locks and senders of one user
   std::uint32_t user_requests = 500;          // of one user, being answered at once
+  std::uint32_t max_values = 5000000;         // components and values that are stored
+  std::uint32_t max_value_bytes = 1u << 30;   // of them
+  std::uint32_t max_series = 10000;           // files of collected data that applications append to
   std::uint32_t max_wait_names = 10000;       // of persistent waits, open or not
   std::uint32_t message_timeout = 30;         // seconds from a message's first byte to its last
   std::uint32_t max_data = 64u << 20;         // bytes of one file of collected data
@@ -40,6 +43,9 @@ struct Settings {
   std::uint32_t trap_buffer = 8u << 20;       // bytes of traps that the system holds while the manager is busy
   std::uint32_t trap_repeat_window = 5;       // seconds in which the same trap is counted as a repeat; 0: never
   std::uint32_t trap_report_interval = 10;    // seconds between two events about traps that were lost
+  std::uint32_t trap_source_rate = 100;       // events a second that the traps of one sender may become; 0: any number
+  std::uint32_t trap_rate = 1000;             // of all senders
+  std::uint32_t action_timeout = 60;          // seconds that an action may run
   std::uint32_t trap_actions = 8;             // actions of trap definitions that run at once
   std::uint32_t command_timeout = 3600;       // seconds that a command of an entry may run
   std::uint32_t jobs_at_once = 16;            // commands of entries that run at once

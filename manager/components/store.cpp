@@ -42,14 +42,20 @@ void Store::apply(const Change& change) {
 void Store::add(const ComponentName& name, std::uint64_t row) {
   ++generation_;
   Components& components = types_[name.type];
-  auto& [key, component] = *components.in_order.try_emplace(name.name, row).first;
+  const auto [entry, fresh] = components.in_order.try_emplace(name.name, row);
+  if (fresh) count(name.name.size());
+  auto& [key, component] = *entry;
   components.by_name.try_emplace(key, &component);
 }
 
 void Store::set(const ComponentName& name, const Oid& path, const Value& value, std::uint64_t row) {
   Values* const values = find_values(name);
   if (values == nullptr) return;
-  values->insert_or_assign(path, value).first->second.row = row;
+  const auto [stored, fresh] = values->try_emplace(path);
+  if (!fresh) uncount(stored->second.bytes.size());
+  count(value.bytes.size());
+  stored->second = value;
+  stored->second.row = row;
   if (!is_agent_address(name, path)) return;
   agents_.erase(name.name);
   std::uint32_t address = 0;
@@ -59,7 +65,12 @@ void Store::set(const ComponentName& name, const Oid& path, const Value& value, 
 }
 
 void Store::unset(const ComponentName& name, const Oid& path) {
-  if (Values* values = find_values(name)) values->erase(path);
+  Values* const values = find_values(name);
+  const auto found = values != nullptr ? values->find(path) : Values::iterator();
+  if (values != nullptr && found != values->end()) {
+    uncount(found->second.bytes.size());
+    values->erase(found);
+  }
   if (is_agent_address(name, path)) agents_.erase(name.name);
 }
 
@@ -68,6 +79,11 @@ void Store::remove(const ComponentName& name) {
   if (is_built_in(name) || type == types_.end()) return;
   ++generation_;
   for (const Relation& relation : relations_of(name)) unrelate(relation);
+  const auto entry = type->second.in_order.find(name.name);
+  if (entry != type->second.in_order.end()) {
+    uncount(name.name.size());
+    for (const auto& [path, value] : entry->second.values) uncount(value.bytes.size());
+  }
   type->second.by_name.erase(name.name);
   type->second.in_order.erase(name.name);
   if (name.type == "node") agents_.erase(name.name);

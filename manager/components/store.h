@@ -81,6 +81,13 @@ class Store {
     }
   }
 
+  // What it holds: components and values, and the bytes of these and of their names.
+  struct Size {
+    std::uint64_t count = 0;
+    std::uint64_t bytes = 0;
+  };
+  [[nodiscard]] const Size& size() const { return size_; }
+
   // Another number when components have come or gone; from 1.
   [[nodiscard]] std::uint64_t generation() const { return generation_; }
 
@@ -110,6 +117,14 @@ class Store {
     }
   }
 
+  void count(std::size_t bytes) {
+    ++size_.count;
+    size_.bytes += bytes;
+  }
+  void uncount(std::size_t bytes) {
+    --size_.count;
+    size_.bytes -= bytes;
+  }
   void add(const ComponentName& name, std::uint64_t row);
   void set(const ComponentName& name, const Oid& path, const Value& value, std::uint64_t row);
   void unset(const ComponentName& name, const Oid& path);
@@ -123,6 +138,7 @@ class Store {
   std::map<Relation, std::uint64_t> relations_;
   std::map<ComponentName, std::set<const Relation*>> by_end_;  // into relations_
   AgentIndex agents_;
+  Size size_;
   std::uint64_t generation_ = 1;
 };
 

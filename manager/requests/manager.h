@@ -56,14 +56,14 @@ struct Manager {
         snmp(event_loop, with.snmp_in_flight),
         asker(event_loop, snmp, settings.snmp_bindings),
         collected_file(event_loop, data_directory, with.durability),
-        collected(collected_file, with.max_data),
+        collected(collected_file, with.max_data, with.max_series),
         series(collected_file),
         events(event_loop, settings, data_directory),
         clients(with.max_report_bytes, settings.user_bytes),
         directory(vocabulary, store),
         value_tools{loop, settings, directory, store, snmp, asker, jobs},
         reader(value_tools, figures),
-        writer(value_tools, {.check = [this](Change& change) { return entries.check(change); },
+        writer(value_tools, {.check = [this](Change& change) { return check(change); },
                              .commit = [this](std::span<const Change> batch) { return commit(batch); },
                              .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
         subscriptions(loop, settings, vocabulary, directory, reader, events.readers(), clients),
@@ -117,6 +117,19 @@ struct Manager {
   // Whether a user may read an event.
   [[nodiscard]] bool may_read(const Rights& rights, const evmsg* event) const {
     return rights.may_all(Role::read) || rights.may(Role::read, component_of(event));
+  }
+
+  // Whether the store may grow by a client's change: 0; 85, 266.
+  [[nodiscard]] OX_RESULT check_room(const Change& change) const {
+    const bool grows = change.kind == Change::Kind::add ||
+                       (change.kind == Change::Kind::set && store.value(change.component, change.path) == nullptr);
+    if (grows && store.size().count >= settings.max_values) return OX_ETOOMANY;
+    const bool large = store.size().bytes + change.value.bytes.size() > settings.max_value_bytes;
+    return large && change.kind != Change::Kind::unset ? OX_RESULT{OX_EENCODEDLONG} : OX_RESULT{OX_OK};
+  }
+  [[nodiscard]] OX_RESULT check(Change& change) {
+    const OX_RESULT result = check_room(change);
+    return result == OX_OK ? entries.check(change) : result;
   }
 
   // Takes away what a client had.

@@ -63,6 +63,7 @@ void Collected::append(const Key& key, std::uint32_t first, std::uint32_t second
   const std::uint64_t present = known != series_.end() ? known->second.now.bytes : 0;
   const std::uint64_t size = record_size + values.size();
   if (present + size > max_size_) return done(OX_EENCODEDLONG);
+  if (known == series_.end() && series_.size() >= max_series_) return done(OX_ETOOMANY);
   AllSeries::value_type& entry = *series_.try_emplace(key).first;
   Series& series = entry.second;
   file_.schedule();

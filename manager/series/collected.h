@@ -18,8 +18,11 @@ namespace ox::manager {
 
 class Collected final : private CollectedFile::User {
  public:
-  // A series may have `max_size` bytes.
-  Collected(CollectedFile& file, std::uint32_t max_size) : file_(file), max_size_(max_size) { file.add(*this); }
+  // A series may have `max_size` bytes; there may be `max_series` of them.
+  Collected(CollectedFile& file, std::uint32_t max_size, std::uint32_t max_series)
+      : file_(file), max_size_(max_size), max_series_(max_series) {
+    file.add(*this);
+  }
 
   struct Key {
     std::string text1;
@@ -27,7 +30,7 @@ class Collected final : private CollectedFile::User {
     auto operator<=>(const Key&) const = default;
   };
   // Appends one record. `done` gets 0 when it is safe, 144 when the disk refuses it; 266, at once, when the series
-  // would get too large.
+  // would get too large; 85, at once, for one too many.
   using Done = std::function<void(OX_RESULT)>;
   void append(const Key& key, std::uint32_t first, std::uint32_t second, std::span<const std::byte> values, Done done);
   // Bytes in a series, with 12 for each record beside its values; 122 when there is none.
@@ -53,6 +56,7 @@ class Collected final : private CollectedFile::User {
 
   CollectedFile& file_;
   std::uint32_t max_size_;
+  std::uint32_t max_series_;
   AllSeries series_;
   std::uint64_t last_id_ = 0;  // of the series
   // Of this turn.

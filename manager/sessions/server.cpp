@@ -134,7 +134,7 @@ void Server::drop(std::uint32_t id, const std::string& reason) {
   const auto session = std::move(found->second);
   sessions_.erase(found);
   std::erase(refused_, id);
-  let_go_ += session->held();
+  let_go_ += session->held() + sizeof(Session);
   calls_.end_session(id);
   // The connection may be in the middle of calling one of its handlers: it bears that, but this is kinder.
   try {

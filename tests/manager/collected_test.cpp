@@ -60,7 +60,7 @@ class CollectedTest : public testing::Test {
   struct Kept {
     Kept(asio::io_context& loop, const std::string& directory) : file(loop, directory, Durability::process) {}
     CollectedFile file;
-    Collected data{file, 1000000};
+    Collected data{file, 1000000, 100};
   };
   std::unique_ptr<Kept> collected_;
   std::string answers_;
