@@ -16,6 +16,7 @@
 #include "manager/definitions.h"
 #include "manager/requests/databases.h"
 #include "manager/traps/check.h"
+#include "manager/traps/sources.h"
 
 namespace ox::manager {
 namespace {
@@ -84,6 +85,7 @@ bool check_installation(const FaultSink& faults, const Tell& tell) {
     };
     sound = rules.read(access_file(), type_name, faults) && sound;
   };
+  sound = TrapSources().read(trap_sources_file(), faults) && sound;
   if (!amib.empty()) with_scratch_tree(amib, check_access);
   sound = check_trap_definitions(faults) && sound;
   if (const auto told = ask_manager(database_check_code, faults, tell)) return *told && sound;

@@ -9,8 +9,9 @@ namespace {
 
 // The attributes of "sysmib.oxTraps", in the order of their numbers.
 constexpr std::array trap_figures{
-    &TrapBooks::received,  &TrapBooks::events,         &TrapBooks::repeats,  &TrapBooks::overflowed,
-    &TrapBooks::malformed, &TrapBooks::without_memory, &TrapBooks::unlogged, &TrapBooks::idle_actions,
+    &TrapBooks::received,  &TrapBooks::events,         &TrapBooks::repeats,      &TrapBooks::overflowed,
+    &TrapBooks::malformed, &TrapBooks::without_memory, &TrapBooks::unlogged,     &TrapBooks::idle_actions,
+    &TrapBooks::unwanted,  &TrapBooks::limited,        &TrapBooks::of_version_3,
 };
 
 constexpr std::array client_figures{

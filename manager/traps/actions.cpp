@@ -2,6 +2,8 @@
 
 #include <oxbase/oxc.h>
 
+#include "manager/base/log.h"
+
 namespace ox::manager {
 namespace {
 
@@ -40,8 +42,14 @@ std::string TrapActions::run(const std::string& action, const evmsg* event) {
     return action + ": " + oxcStrError(result);
   }
   Programs::Identity identity;
-  const Programs::Order order{{words, words + count}, {.variables = variables_of(event), .outlives = true}};
-  const auto error = programs_.start(order, identity, [running = running_](const Programs::End&) { --*running; });
+  const Programs::Order order{
+      {words, words + count}, {.variables = variables_of(event), .outlives = true}, settings_.action_timeout};
+  const auto done = [running = running_, action](const Programs::End& end) {
+    --*running;
+    if (end.killed)
+      log(Severity::warning, "an action was killed, since it had run too long (ActionTimeout): " + action);
+  };
+  const auto error = programs_.start(order, identity, done);
   if (error != platform::error_none) return action + ": platform error " + std::to_string(error);
   ++*running_;
   return {};

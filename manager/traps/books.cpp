@@ -14,6 +14,9 @@ constexpr std::array losses{
     Loss{&TrapBooks::malformed, " malformed"},
     Loss{&TrapBooks::without_memory, " dropped for want of memory"},
     Loss{&TrapBooks::unlogged, " not taken by the event log"},
+    Loss{&TrapBooks::unwanted, " not taken, by traps.cf"},
+    Loss{&TrapBooks::limited, " more than TrapSourceRate or TrapRate allow"},
+    Loss{&TrapBooks::of_version_3, " of version 3, which is not supported"},
     Loss{&TrapBooks::idle_actions, " actions not run"},
 };
 

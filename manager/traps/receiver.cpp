@@ -5,6 +5,8 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <optional>
+#include <string_view>
 #include <utility>
 
 #include "manager/base/log.h"
@@ -15,6 +17,8 @@ namespace ox::manager {
 namespace {
 
 using asio::ip::udp;
+
+constexpr std::uint32_t severe = 3;  // the least severity that counts as such
 
 // A decoded trap.
 struct Trap : oxsSnmpTrap {
@@ -42,6 +46,14 @@ std::uint32_t address_of(const udp::endpoint& endpoint) {
   return number;
 }
 
+// The number in front of a message of any version; nothing when there is none.
+std::optional<int> version_of(std::span<const std::byte> datagram) {
+  const auto at = [&](std::size_t i) { return i < datagram.size() ? std::to_integer<int>(datagram[i]) : 0; };
+  const std::size_t first = at(1) < 0x80 ? 2 : 2 + static_cast<std::size_t>(at(1) & 0x7F);
+  if (at(0) != 0x30 || at(first) != 2 || at(first + 1) != 1) return std::nullopt;
+  return at(first + 2);
+}
+
 // No bytes for a trap, which wants none.
 Bytes answer_to(const oxsSnmpTrap& trap, std::span<const std::byte> datagram) {
   if (trap.pduType != OXS_INFORM) return {};
@@ -64,8 +76,9 @@ TrapReceiver::TrapReceiver(asio::io_context& loop, const Settings& settings, con
       books_(books),
       faults_(faults),
       definitions_(loop, [this] { repeats_.forget(); }),
+      buckets_(settings.trap_source_rate, settings.trap_rate),
       socket_(loop),
-      actions_(programs, settings.trap_actions),
+      actions_(programs, settings),
       losses_(loop, settings, events, books, [this] { wait(); }),
       repeats_(loop, settings, events, books, losses_) {}
 
@@ -89,6 +102,7 @@ void TrapReceiver::start() {
     faults_.add(text + ": " + error.message());
     return events_.tell(4, text, error.message());
   }
+  (void)sources_.read(trap_sources_file(), faults_.sink());
   platform::set_receive_space(socket_, settings_.trap_buffer);
   definitions_.start();
   log(Severity::information, "receiving traps on " + text_of(at));
@@ -144,15 +158,25 @@ void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint
   Trap trap;
   const OX_RESULT decoded = oxsSnmpTrapDecode(datagram.data(), static_cast<std::uint32_t>(datagram.size()), &trap);
   if (decoded == OX_ENOMEM) throw std::bad_alloc();
-  if (decoded != OX_OK || !fits_an_event(trap)) return refuse(sender);
+  if (decoded != OX_OK || !fits_an_event(trap)) return refuse(datagram, sender);
+  const std::string_view community(reinterpret_cast<const char*>(trap.community), trap.communityLength);
+  if (!sources_.takes(sender.address(), community)) {
+    ++books_.unwanted;
+    return;
+  }
   const oxcTrTag* const definition = definitions_.find(trap);
-  const std::uint32_t agent = agent_of(trap, address_of(sender));
+  const std::uint32_t agent = agent_for(trap, sender);
   const std::string* const node = agents_.find(agent);
   Bytes answer = answer_to(trap, datagram);
   const std::string key = repeats_.wanted() ? key_of(trap, agent, node) : std::string();
   if (repeats_.wanted() && repeats_.count(key, trap.timeStamp)) {
     ++books_.repeats;
     if (!answer.empty()) answer_when_safe(std::move(answer), sender);
+    return;
+  }
+  if (!buckets_.take(sender.address(), definition != nullptr && definition->severity >= severe,
+                     TrapBuckets::Clock::now())) {
+    ++books_.limited;
     return;
   }
   const bool listed = definition == nullptr || definition->logging != 0;
@@ -163,7 +187,17 @@ void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint
   if (repeats_.wanted()) repeats_.open(key, logged->body, has_own_id, listed);
 }
 
-void TrapReceiver::refuse(const udp::endpoint& sender) {
+// Whose trap it is: only a proxy is believed that it is another's.
+std::uint32_t TrapReceiver::agent_for(const oxsSnmpTrap& trap, const udp::endpoint& sender) const {
+  const std::uint32_t from = address_of(sender);
+  return from == 0 || sources_.is_proxy(sender.address()) ? agent_of(trap, from) : from;
+}
+
+void TrapReceiver::refuse(std::span<const std::byte> datagram, const udp::endpoint& sender) {
+  if (version_of(datagram) == 3) {
+    ++books_.of_version_3;
+    return;
+  }
   losses_.malformed(text_of(sender));
   ++books_.malformed;
 }

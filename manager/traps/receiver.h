@@ -15,9 +15,11 @@
 #include "manager/events/log.h"
 #include "manager/traps/actions.h"
 #include "manager/traps/books.h"
+#include "manager/traps/buckets.h"
 #include "manager/traps/definitions.h"
 #include "manager/traps/losses.h"
 #include "manager/traps/repeat_events.h"
+#include "manager/traps/sources.h"
 #include "platform/server/datagrams.h"
 
 namespace ox::manager {
@@ -37,7 +39,8 @@ class TrapReceiver {
   void wait();
   void receive();
   void take(std::span<const std::byte> datagram, const asio::ip::udp::endpoint& sender);
-  void refuse(const asio::ip::udp::endpoint& sender);
+  void refuse(std::span<const std::byte> datagram, const asio::ip::udp::endpoint& sender);
+  [[nodiscard]] std::uint32_t agent_for(const oxsSnmpTrap& trap, const asio::ip::udp::endpoint& sender) const;
   // What is to be done when an event is safe: an inform answered, a program run.
   struct Follow {
     Bytes answer;
@@ -56,6 +59,8 @@ class TrapReceiver {
   TrapBooks& books_;
   FaultList& faults_;
   TrapDefinitions definitions_;
+  TrapSources sources_;
+  TrapBuckets buckets_;
   asio::ip::udp::socket socket_;
   bool waiting_ = false;
   platform::DatagramBatch batch_;

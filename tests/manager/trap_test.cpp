@@ -5,6 +5,7 @@
 #include "tests/manager/manager_fixture.h"
 #include "tests/snmp/packet.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/system_root.h"
 #include "tests/support/udp_socket.h"
 
 namespace ox::manager {
@@ -98,11 +99,81 @@ std::string trap_of(const std::string& enterprise, int number) {
                                              element(0x02, specific) + bytes("430100") + element(0x30, fan)));
 }
 
+TEST(TrapSources, NetworksCommunitiesAndProxies) {
+  const struct {
+    const char* lines;
+    std::vector<std::uint32_t> faults;
+    const char* sender;
+    const char* community;
+    bool taken;
+    bool proxy;
+  } cases[] = {
+      {"", {}, "192.0.2.1", "any", true, false},
+      {"Proxy: 192.0.2.0/24\n", {}, "192.0.2.1", "any", true, true},
+      {"Proxy: 192.0.2.0/24\n", {}, "192.0.3.1", "any", true, false},
+      {"Take: 192.0.2.1\n", {}, "192.0.2.1", "any", true, false},
+      {"Take: 192.0.2.1\n", {}, "::ffff:192.0.2.1", "any", true, false},
+      {"Take: 192.0.2.1\n", {}, "192.0.2.2", "any", false, false},
+      {"Take: 192.0.2.1 secret\n", {}, "192.0.2.1", "secret", true, false},
+      {"Take: 192.0.2.1 secret\n", {}, "192.0.2.1", "public", false, false},
+      {"Take: 192.0.2.1 secret\nTake: * public\n", {}, "192.0.2.1", "public", true, false},
+      {"Take: 192.0.2.8/29\n", {}, "192.0.2.15", "any", true, false},
+      {"Take: 192.0.2.8/29\n", {}, "192.0.2.16", "any", false, false},
+      {"Take: 0.0.0.0/0\n", {}, "2001:db8::1", "any", false, false},
+      {"Take: 2001:db8::/33\n", {}, "2001:db8:7fff::1", "any", true, false},
+      {"Take: 2001:db8::/33\n", {}, "2001:db8:8000::1", "any", false, false},
+      {"Take: 192.0.2.0/33\nProxy: here\nFrom: *\nTake:\nTake: 1.2.3.4/8x\n",
+       {1, 2, 3, 4, 5},
+       "192.0.2.1",
+       "any",
+       false,
+       false},
+  };
+  for (const auto& c : cases) {
+    const std::string file = test::work_dir() + "/traps.cf";
+    test::write_file(file, c.lines);
+    TrapSources sources;
+    std::vector<std::uint32_t> faults;
+    (void)sources.read(file,
+                       [&](const std::string&, std::uint32_t line, const std::string&) { faults.push_back(line); });
+    const auto sender = asio::ip::make_address(c.sender);
+    EXPECT_EQ(c.faults, faults) << c.lines;
+    EXPECT_EQ(c.taken, sources.takes(sender, c.community)) << c.lines << c.sender << ' ' << c.community;
+    EXPECT_EQ(c.proxy, sources.is_proxy(sender)) << c.lines << c.sender;
+  }
+}
+
+TEST(TrapBuckets, OneSenderOrOneKindUsesUpNobodyElses) {
+  const auto begin = TrapBuckets::Clock::now();
+  TrapBuckets buckets(1, 3);
+  const auto sender = [](std::uint32_t last) { return asio::ip::address(asio::ip::address_v4(0x0A000000 + last)); };
+  const auto taken = [&](std::uint32_t from, bool severe, int sent, std::chrono::seconds at = 0s) {
+    int count = 0;
+    for (int i = 0; i < sent; ++i) count += buckets.take(sender(from), severe, begin + at) ? 1 : 0;
+    return count;
+  };
+  EXPECT_EQ(100, taken(1, false, 5000));
+  EXPECT_EQ(100, taken(1, true, 5000));
+  EXPECT_EQ(50, taken(2, false, 50));
+  EXPECT_EQ(10, taken(1, false, 5000, 10s)) << "one a second";
+  EXPECT_EQ(100, taken(3, false, 5000, 10s));
+  EXPECT_EQ(70, taken(4, false, 5000, 10s)) << "all of them together";
+  EXPECT_EQ(30, taken(4, true, 30, 10s));
+  int many = 0;
+  for (std::uint32_t from = 100; from < 5000; ++from) many += taken(from, false, 1, 1000s);
+  EXPECT_EQ(300, many);
+  EXPECT_EQ(100, taken(1, false, 5000, 3000s)) << "full again";
+}
+
 class TrapManagerTest : public ManagerTest {
  protected:
   void SetUp() override {
     ManagerTest::SetUp();
     manager_->settings.trap_address = "127.0.0.1";
+    start_traps();
+  }
+  void start_traps() {
+    traps_.reset();
     manager_->settings.trap_port = test::UdpSocket().port();
     traps_.emplace(manager_->loop, manager_->settings, manager_->store.agents(), manager_->events, manager_->trap_books,
                    manager_->faults, manager_->programs);
@@ -139,6 +210,41 @@ TEST_F(TrapManagerTest, WhatNoEventCanHoldIsMalformed) {
   EXPECT_EQ(1u, books.malformed);
   EXPECT_EQ(1u, logged().first);
   EXPECT_EQ(1u, books.events);
+}
+
+// The agent's address in the event of the only trap.
+TEST_F(TrapManagerTest, WhatIsNotTakenIsCountedAndNoOtherAgentIsNamed) {
+  const TrapBooks& books = manager_->trap_books;
+  test::write_file(trap_sources_file(), "Take: 127.0.0.1 c\n");
+  manager_->settings.trap_source_rate = 1;
+  start_traps();
+  std::string other = trap_of("+\6\1", 1);
+  other.at(other.find("\4\1c") + 2) = 'd';
+  std::string third = trap_of("+\6\1", 1);
+  third.at(third.find("\2\1") + 2) = 3;
+  send(other);
+  send(third);
+  for (int number = 0; number < 150; ++number) send(trap_of("+\6\1", number));
+  while (books.received < 152) (void)loop_.run_one();
+  EXPECT_EQ(100u, logged().first);
+  EXPECT_EQ(
+      "152 received: 100 events, 0 repeats, 1 not taken, by traps.cf, "
+      "50 more than TrapSourceRate or TrapRate allow, 1 of version 3, which is not supported",
+      books_text(books));
+  const auto agent = [&] {
+    std::vector<StoredEvent> events;
+    EventPtr last;
+    EXPECT_EQ(Outcome::done, manager_->events.store().after(0, 10000, 1u << 30, events));
+    EXPECT_EQ(0u, decode_events(events.back().body, last));
+    return std::string(oxcIpAddrToStr(number_of(last.get(), &oxeEvmsgGetSnmpAgentAddr)));
+  };
+  EXPECT_EQ("127.0.0.1", agent()) << "it says 10.0.0.1";
+  test::write_file(trap_sources_file(), "Proxy: 127.0.0.1\n");
+  start_traps();
+  send(trap_of("+\6\1", 200));
+  while (books.received < 153) (void)loop_.run_one();
+  EXPECT_EQ(101u, logged().first);
+  EXPECT_EQ("10.0.0.1", agent());
 }
 
 TEST_F(TrapManagerTest, RepeatsAreToldByAnEventLikeTheFirst) {

@@ -172,7 +172,8 @@ TEST_F(TrapRoad, TrapsBecomeTheEventsThatTheirDefinitionsSay) {
   const std::string user = work_dir() + "/public/trap/USER.DEF";
   EXPECT_EQ(0u, run("oxset --add node:r1 11.5.1.0 192.0.2.9").find("0 "));
   EXPECT_EQ(0u, run("oxset --add node:local 11.5.1.0 127.0.0.1").find("0 "));
-  const Started waits[] = {start_wait("oxevent wait --json --traps"), start_wait("oxevent wait --json --class 1024")};
+  const Started waits[] = {start_wait("oxevent wait --communities --json --traps"),
+                           start_wait("oxevent wait --communities --json --class 1024")};
 
   // A generic trap by the standard's definition; one of a standard module; an inform; a proxy's; an unknown one.
   const std::string if_index = " .1.3.6.1.2.1.2.2.1.1.3 i 3";
@@ -264,7 +265,9 @@ TEST_F(TrapRoad, AnAnsweredInformOutlivesTheManager) {
 // asked for less: what came is found again.
 TEST_F(TrapRoad, TheBooksBalanceUnderAFlood) {
   const bool all_counted = dropped_are_counted();
-  start("TrapBuffer:\t4096\nTrapRepeatWindow:\t1\nTrapReportInterval:\t1\nMaxReports:\t10000000\n");
+  start(
+      "TrapBuffer:\t4096\nTrapRepeatWindow:\t1\nTrapReportInterval:\t1\nMaxReports:\t10000000\nTrapSourceRate:"
+      "\t0\nTrapRate:\t0\n");
   const Started waiter = start_wait("oxevent wait --json");
   std::string hex = run("oxtrap send x --hex -e " + own + " -s 5 1.3:INTEGER 1077952576").substr(2);
   std::replace(hex.begin(), hex.end(), '\n', ' ');
