@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/cli.h"
+#include "tools/community.h"
 #include "tools/rows.h"
 
 namespace tool {
@@ -81,7 +82,8 @@ void print_json(const evmsg* event) {
     if (field.get(event, &number) == OX_OK) object[field.name] = number;
   }
   for (const TextField& field : text_fields) {
-    if (const std::string text = text_of(event, field.get); !text.empty()) object[field.name] = text;
+    const std::string text = text_of(event, field.get);
+    if (!text.empty()) object[field.name] = field.get == &oxeEvmsgGetSnmpCommName ? shown_community(text) : text;
   }
   if (const std::string agent = agent_text(event); !agent.empty()) object["snmpAgent"] = agent;
   if (const std::string nodes = nodes_text(event); !nodes.empty()) object["nodes"] = nodes;

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "tools/cli.h"
+#include "tools/community.h"
 #include "tools/event_options.h"
 #include "tools/event_output.h"
 #include "tools/following.h"
@@ -163,6 +164,7 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   app.add_option("-m,--manager", options.manager, "name of the manager (default: the local one)");
   app.add_flag("-j,--json", options.json, "JSON for machines, one event a line");
+  tool::add_communities_option(app);
   app.fallthrough();
 
   auto* const send_command = app.add_subcommand("send", "Send an event, and print it as the manager completes it");

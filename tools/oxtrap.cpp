@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "tools/cli.h"
+#include "tools/community.h"
 #include "tools/rows.h"
 #include "tools/trap_definitions.h"
 #include "tools/trap_record.h"
@@ -279,6 +280,7 @@ int main(int argc, char** argv) {
   listener->add_option("-p,--port", port, "UDP port (default: 162)");
   listener->add_option("-n,--count", count, "end after so many datagrams");
   listener->add_flag("-j,--json", json, "JSON, one object a line");
+  for (CLI::App* shower : {decoder, explainer, listener}) tool::add_communities_option(*shower);
   app.footer(
       "Examples:\n"
       "  oxtrap send manager -g linkDown .interfaces.ifTable.ifEntry.ifIndex.3 3\n"

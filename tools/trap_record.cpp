@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "tools/cli.h"
+#include "tools/community.h"
 #include "tools/value_argument.h"
 
 namespace tool {
@@ -166,7 +167,7 @@ std::string place_of(const oxcTrTag& tag) { return text_or(tag.file) + ":" + std
 
 void print_trap(const Trap& trap, const oxcTrTag* tag) {
   std::printf("%-12s %s\n", "message", pdu_name(trap.pduType));
-  std::printf("%-12s %s\n", "community", on_one_line(community_of(trap)).c_str());
+  std::printf("%-12s %s\n", "community", on_one_line(shown_community(community_of(trap))).c_str());
   std::printf("%-12s %s\n", "enterprise", text_or(trap.enterprise, "-").c_str());
   std::printf("%-12s %s\n", "agent", address_of(trap).c_str());
   std::printf("%-12s %u %s\n", "generic", trap.genericTrap, generic_name(trap.genericTrap).c_str());
@@ -195,7 +196,7 @@ nlohmann::json json_of(const Trap& trap, const oxcTrTag* tag) {
         {{"path", path_of(node)}, {"name", name_of(node)}, {"type", type_of(node)}, {"text", oxdGetValueByStr(node)}});
   }
   nlohmann::json all = {{"message", pdu_name(trap.pduType)},
-                        {"community", community_of(trap)},
+                        {"community", shown_community(community_of(trap))},
                         {"enterprise", text_or(trap.enterprise)},
                         {"agent", address_of(trap)},
                         {"generic", trap.genericTrap},

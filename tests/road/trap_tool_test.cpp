@@ -43,7 +43,7 @@ TEST_F(TrapTool, RealSendersAreHeardAndInformsAnswered) {
   expect_parts(
       listener.end(),
       {R"("agent":"192.0.2.9","bindings":[{"name":"iso.org.dod.internet.mgmt.mib-2.interfaces.ifTable.ifEntry.ifIndex.3")",
-       R"("community":"test community","definition":{"deal":"Look at the interface)",
+       R"("community":"***","definition":{"deal":"Look at the interface)",
        R"("detail":"An interface went down. ifIndex.3=3")",
        R"("enterprise":"1.3.6.1.4.1.64312.2","generic":2,"message":"trap of version 1","request":0,"specific":0,"time":1234})",
        R"("summary":"authenticationFailure: a request was refused"},"enterprise":"1.3.6.1.4.1.64312.2","generic":4)",

@@ -1,0 +1,16 @@
+#include "tools/community.h"
+
+namespace tool {
+namespace {
+
+bool shown = false;
+
+}  // namespace
+
+void add_communities_option(CLI::App& command) {
+  command.add_flag("--communities", shown, "show communities of traps, which are passwords (default: ***)");
+}
+
+std::string shown_community(const std::string& community) { return shown || community.empty() ? community : "***"; }
+
+}  // namespace tool

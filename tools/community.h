@@ -1,0 +1,14 @@
+// Communities are passwords: they are shown to who asks for them.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace tool {
+
+// The option "--communities", for what a command prints from then on.
+void add_communities_option(CLI::App& command);
+// What is printed of one.
+[[nodiscard]] std::string shown_community(const std::string& community);
+
+}  // namespace tool
