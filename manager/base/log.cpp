@@ -1,7 +1,10 @@
 #include "manager/base/log.h"
 
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <mutex>
 
 #include "platform/system_log.h"
 
@@ -21,6 +24,41 @@ void show(Severity severity, const char* text) {
   std::fflush(stderr);
 }
 
+void write(Severity severity, const char* text) {
+  if (place == Place::terminal || (place == Place::both && severity != Severity::information)) show(severity, text);
+  if (place == Place::terminal) return;
+  (void)platform::system_log("TesBaseService", static_cast<std::uint32_t>(severity), text);
+}
+
+// A line that comes again and again: shown twice, then counted until another one comes, or a minute is over.
+struct Repeats {
+  static constexpr std::size_t longest = 256;
+  static constexpr std::uint64_t most_shown = 2;
+  static constexpr auto window = std::chrono::minutes(1);
+
+  std::mutex lock;
+  char text[longest] = "";
+  std::uint64_t count = 0;
+  std::chrono::steady_clock::time_point until{};
+
+  // Whether the line is only counted. What has been counted is told before another one.
+  [[nodiscard]] bool take(const char* line) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now < until && std::strncmp(text, line, longest) == 0) return ++count > most_shown;
+    if (count > most_shown) {
+      char told[longest];
+      std::snprintf(told, sizeof told, "%llu more lines like that: %.200s",
+                    static_cast<unsigned long long>(count - most_shown), text);
+      write(Severity::warning, told);
+    }
+    std::snprintf(text, sizeof text, "%s", std::strlen(line) < longest ? line : "");
+    count = 1;
+    until = now + window;
+    return false;
+  }
+};
+Repeats repeats;
+
 }  // namespace
 
 void log_to_stderr() { place = Place::terminal; }
@@ -33,9 +71,8 @@ void log_of_run() {
 }
 
 void log(Severity severity, const char* text) {
-  if (place == Place::terminal || (place == Place::both && severity != Severity::information)) show(severity, text);
-  if (place == Place::terminal) return;
-  (void)platform::system_log("TesBaseService", static_cast<std::uint32_t>(severity), text);
+  const std::lock_guard lock(repeats.lock);
+  if (!repeats.take(text)) write(severity, text);
 }
 
 }  // namespace ox::manager

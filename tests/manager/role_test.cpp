@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "manager/base/access_rules.h"
+#include "manager/base/log.h"
 #include "tests/manager/event_fixture.h"
 #include "tests/support/blocks.h"
 #include "tests/support/system_root.h"
@@ -226,6 +227,20 @@ TEST_F(RoleTest, EventsAreSeenAndChangedByTheirComponent) {
   EXPECT_EQ(OX_EDENIED, ask(1, 12, event(of("lab2")), 2, handle).error);
   EXPECT_EQ(OX_OK, ask(1, 12, event(of("lab1")), 2, handle).error);
   EXPECT_EQ(OX_EDENIED, ask(1, 13, with_id(ids["lab2"]), 2, handle).error);
+}
+
+TEST_F(RoleTest, ARefusalIsLoggedOnceASecondAndALineThatComesAgainIsCounted) {
+  log_to_stderr();
+  log_on("User: ann read * node:lab1\nUser: ann none\n");
+  testing::internal::CaptureStderr();
+  for (int i = 0; i < 50; ++i) EXPECT_EQ("5", ask_as(2, "get node:core 11.5.6.0"));
+  for (const char* line : {"a", "b", "b", "b", "b", "c", "c"}) log(Severity::warning, line);
+  EXPECT_EQ("oxmgrd: warning: user " + platform::account_name(account("4201")) +
+                " was refused get node:core 11.5.6.0: the role there is \"none\", it takes \"read\" (access.cf)\n"
+                "oxmgrd: warning: a\noxmgrd: warning: b\noxmgrd: warning: b\n"
+                "oxmgrd: warning: 2 more lines like that: b\noxmgrd: warning: c\noxmgrd: warning: c\n",
+            testing::internal::GetCapturedStderr());
+  EXPECT_EQ(50u, rights_[2]->user().holds.refused);
 }
 
 }  // namespace
