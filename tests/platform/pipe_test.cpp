@@ -44,6 +44,9 @@ void echo(const std::shared_ptr<PipeConnection>& client) {
   client->read_some(*buffer, [client, buffer](Error error, std::size_t size) {
     EXPECT_TRUE(error == error_none || is_pipe_closed(error)) << error;
     if (error != error_none) return;
+    const Peer peer = client->peer();
+    EXPECT_TRUE(peer.owner) << "an account owns what it runs";
+    EXPECT_TRUE(!peer.user.empty() && account_id(peer.user) == peer.user) << peer.user;
     client->write_all(std::span(*buffer).first(size), [client, buffer, size](Error failed, std::size_t written) {
       if (failed != error_none) return;
       EXPECT_EQ(size, written);

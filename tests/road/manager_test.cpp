@@ -94,6 +94,48 @@ TEST_F(Road, ClientsThatMisbehaveAreDroppedAndCostTheOthersNothing) {
   EXPECT_EQ(reasons, logged());
 }
 
+TEST_F(Road, WhatAUserMayHaveIsLimitedAndGivenBack) {
+  lay_down_installation();
+  write_file(work_dir() + "/conf/oxmgrd.cf",
+             "UserClients:\t4\nUserBytes:\t1048576\nUserRegistrations:\t2\nMessageTimeout:\t1\n");
+  Daemon daemon;
+  ASSERT_EQ(0u, oxaInit(nullptr));
+  const auto has = [](const char* column) {
+    const std::string shown = get("system:system", ("10.104." + std::string(column) + ".1").c_str());
+    return std::stoul(shown.substr(shown.find(" = ") + 3));
+  };
+  {
+    RawClient clients[3];
+    for (RawClient& client : clients) ASSERT_TRUE(client.greet());
+    RawClient more;
+    EXPECT_EQ(85u, more.greeted());
+    EXPECT_EQ(4u, has("2"));
+    const std::string large = request_bytes({.command = 1, .body = std::string(700'000, 'x')});
+    clients[0].send(large.substr(0, large.size() - 1));
+    wait_for([&] { return has("3") > 690'000; });
+    clients[1].send(large);
+    EXPECT_EQ(half(85), clients[1].receive(36).substr(14, 2)) << "it would be too much";
+    const std::string open_handle = request_bytes({.command = 10, .body = std::string("prog\0", 5)});
+    for (const std::uint32_t result : {0, 0, 85}) {
+      clients[2].send(open_handle);
+      EXPECT_EQ(half(result), clients[2].receive(36).substr(14, 2));
+    }
+    EXPECT_EQ(2u, has("4"));
+    clients[0].wait_for_end();
+    wait_for([&] { return has("3") == 0; });
+    EXPECT_EQ(0u, has("3"));
+  }
+  wait_for([&] { return has("2") == 1 && has("4") == 0; });
+  EXPECT_EQ(1u, has("2"));
+  EXPECT_EQ(0u, has("4"));
+  EXPECT_EQ(3u, has("6"));
+  const std::string log = daemon.log();
+  for (const char* told : {"refused a connection: there are as many of him as UserClients allows",
+                           "dropped: a message that it began did not end in time (MessageTimeout)"}) {
+    EXPECT_NE(std::string::npos, log.find(told)) << log;
+  }
+}
+
 TEST_F(Road, WhoIsOneTooManyIsToldAndTheOthersGoOn) {
   lay_down_installation();
   write_file(work_dir() + "/conf/oxmgrd.cf", "MaxClients:\t2\n");
