@@ -75,7 +75,8 @@ void install() {
   fs::copy(OX_SHARE_DIR "/LIB", root / "home/LIB", over);
   fs::copy(OX_SHARE_DIR "/public", root / "work/public", over);
   fs::create_directories(root / "work/conf");
-  std::ofstream(root / "work/conf/oxmgrd.cf") << "TrapAddress:\t127.0.0.1\nTrapPort:\t" << trap_port() << '\n';
+  std::ofstream(root / "work/conf/oxmgrd.cf")
+      << "TrapAddress:\t127.0.0.1\nTrapPort:\t" << trap_port() << "\nTrapSourceRate:\t0\nTrapRate:\t0\n";
   constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
   if (ox::platform::registry_write(key, "HomeDir", (root / "home").c_str()) != 0 ||
       ox::platform::registry_write(key, "WorkDir", (root / "work").c_str()) != 0) {
