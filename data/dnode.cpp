@@ -19,25 +19,24 @@ void free_node(dnode* node) noexcept {
 }
 
 // Copies of one field. False when memory runs out.
-bool copy(const Field<Text>& field, const Text& source, Text& target) noexcept {
-  auto block = make_tracked_array<char>(source.size, field.tags.copy);
-  if (!block) return false;
-  std::memcpy(block.get(), source.text, source.size);
-  target = {block.release(), source.size};
+bool copy(const Field<Text>& field, const Text& source, dnode& target) noexcept {
+  char* const room = text_room(target, field, source.size, field.tags.copy);
+  if (room == nullptr) return false;
+  std::memcpy(room, source.text, source.size);
+  target.*field.member = {room, source.size};
   return true;
 }
 
-bool copy(const Field<Value>& field, const Value& source, Value& target) noexcept {
-  auto block = make_value_block(source.type, source.size, field.tags.copy);
-  if (!block) return false;
-  if (source.size != 0) std::memcpy(block.get(), source.bytes, source.size);
-  target = {block.release(), source.size, source.type};
+bool copy(const Field<Value>& field, const Value& source, dnode& target) noexcept {
+  unsigned char* const room = new_value(target, source.type, source.size, field.tags.copy);
+  if (room == nullptr) return false;
+  if (source.size != 0) std::memcpy(room, source.bytes, source.size);
   return true;
 }
 
 template <class Number>
-bool copy(const Field<Number>&, const Number& source, Number& target) noexcept {
-  target = source;
+bool copy(const Field<Number>& field, const Number& source, dnode& target) noexcept {
+  target.*field.member = source;
   return true;
 }
 
@@ -59,7 +58,7 @@ dnode_ptr copy_node(const dnode& source) noexcept {
   if (!target) return nullptr;
   const bool whole = every_field([&](const auto& field) {
     if (!source.has(field.bit)) return true;
-    if (!copy(field, source.*field.member, target.get()->*field.member)) return false;
+    if (!copy(field, source.*field.member, *target)) return false;
     target->present |= field.bit;
     return true;
   });
@@ -84,17 +83,21 @@ OX_RESULT set_all(dnode& node, const char* type, const char* name, const char* a
 
 }  // namespace
 
-dnode_ptr make_dnode() noexcept { return dnode_ptr(make_tracked<dnode>("dnode_000").release()); }
+dnode_ptr make_dnode() noexcept {
+  auto* const node = static_cast<dnode*>(oxcMemAlloc(sizeof(dnode), "dnode_000"));
+  if (node != nullptr) std::memset(static_cast<void*>(node), 0, offsetof(dnode, value_room));
+  return dnode_ptr(node);
+}
 
 OX_RESULT assign(dnode& node, const Field<Text>& field, std::string_view text, const char* tag) noexcept {
   if (text.size() >= UINT32_MAX) return OX_ENOMEM;
   const auto size = static_cast<std::uint32_t>(text.size() + 1);
-  auto block = make_tracked_array<char>(size, tag);
-  if (!block) return OX_ENOMEM;
-  std::memcpy(block.get(), text.data(), text.size());
-  block[text.size()] = '\0';
+  char* const room = text_room(node, field, size, tag);
+  if (room == nullptr) return OX_ENOMEM;
+  std::memmove(room, text.data(), text.size());  // it may be the field's own
+  room[text.size()] = '\0';
   clear(node, field);
-  node.*field.member = {block.release(), size};
+  node.*field.member = {room, size};
   node.present |= field.bit;
   return OX_OK;
 }

@@ -12,13 +12,14 @@
 
 namespace ox::data {
 
-// An owned text: a tracked block of `size` bytes with its terminator. All zero when absent.
+// An owned text of `size` bytes with its terminator: a tracked block, or the record's own room. All zero when absent.
 struct Text {
   char* text;
   std::uint32_t size;
 };
 
-// An owned value in its stored form: a tracked block. The block may be longer than `size`; nothing is read past it.
+// An owned value in its stored form: a tracked block, or the record's own room. A block may be longer than `size`;
+// nothing is read past it.
 struct Value {
   void* bytes;
   std::uint32_t size;
@@ -26,6 +27,10 @@ struct Value {
 
   [[nodiscard]] std::string_view view() const noexcept { return {static_cast<const char*>(bytes), size}; }
 };
+
+// What a record holds itself: numbers, addresses, and the name of an interface; the path of its counter.
+inline constexpr std::uint32_t value_room = 24;
+inline constexpr std::uint32_t path_room = 48;
 
 // Presence bits of dnode::present. All but amib_entry are those of the encoding.
 namespace bit {
@@ -42,7 +47,7 @@ inline constexpr std::uint32_t id = 0x200;
 
 }  // namespace ox::data
 
-// A field whose bit is clear is all zero.
+// A field whose bit is clear is all zero. A record does not move: its texts may lie in it.
 struct dnode {
   dnode* next;
   dnode* prev;
@@ -56,6 +61,9 @@ struct dnode {
   ox::data::Text comp_type;
   ox::data::Text amib_name;  // numeric path
   ox::data::Value value;
+  // Where most paths and values lie: a record of a poll is then one block. Not cleared.
+  alignas(8) unsigned char value_room[ox::data::value_room];
+  char path_room[ox::data::path_room];
 
   [[nodiscard]] bool has(std::uint32_t bits) const noexcept { return (present & bits) != 0; }
 };
@@ -83,6 +91,10 @@ void set_err_code(dnode& node, std::uint32_t code) noexcept;
 // The numeric path of a name: digits and dots as they stand, any other through the tree. 125 for null and empty names,
 // else the tree's error. A converted path stands in the tree's buffer of the thread.
 [[nodiscard]] OX_RESULT access_path(const char* name, const char*& path) noexcept;
+
+// Makes a value of a node that has none: room for `size` bytes, and for types that users read as texts a zero byte
+// after them, which stands there already. Null when memory runs out, with the node as it was.
+[[nodiscard]] unsigned char* new_value(dnode& node, std::uint32_t type, std::uint32_t size, const char* tag) noexcept;
 
 // Takes over a block as the value.
 void take_value(dnode& node, std::uint32_t type, std::uint32_t size, tracked_ptr<unsigned char[]> bytes) noexcept;

@@ -82,7 +82,7 @@ OX_RESULT encode(const dnode* list, void** buffer, std::uint32_t* length) noexce
 }
 
 // A field as it is read. 71 or 3.
-OX_RESULT take(Reader& reader, const Field<Text>& row, Text& field) noexcept {
+OX_RESULT take(Reader& reader, const Field<Text>& row, dnode& node) noexcept {
   std::uint16_t size = 0;
   const unsigned char* bytes = nullptr;
   if (!reader.take(size) || !reader.take_bytes(size, bytes)) return OX_ETRUNCATED;
@@ -90,29 +90,28 @@ OX_RESULT take(Reader& reader, const Field<Text>& row, Text& field) noexcept {
   const void* end = size != 0 ? std::memchr(bytes, 0, size) : nullptr;
   const std::uint32_t length =
       end != nullptr ? static_cast<std::uint32_t>(static_cast<const unsigned char*>(end) - bytes) : size;
-  auto block = make_tracked_array<char>(length + 1, row.tags.decode);
-  if (!block) return OX_ENOMEM;
-  std::memcpy(block.get(), bytes, length);
-  block[length] = '\0';
-  field = {block.release(), length + 1};
+  char* const room = text_room(node, row, length + 1, row.tags.decode);
+  if (room == nullptr) return OX_ENOMEM;
+  std::memcpy(room, bytes, length);
+  room[length] = '\0';
+  node.*row.member = {room, length + 1};
   return OX_OK;
 }
 
-OX_RESULT take(Reader& reader, const Field<Value>& row, Value& field) noexcept {
+OX_RESULT take(Reader& reader, const Field<Value>& row, dnode& node) noexcept {
   std::uint16_t type = 0;
   std::uint32_t size = 0;
   const unsigned char* bytes = nullptr;
   if (!reader.take(type) || !reader.take(size) || !reader.take_bytes(size, bytes)) return OX_ETRUNCATED;
-  auto block = make_value_block(type, size, row.tags.decode);
-  if (!block) return OX_ENOMEM;
-  if (size != 0) std::memcpy(block.get(), bytes, size);
-  field = {block.release(), size, type};
+  unsigned char* const room = new_value(node, type, size, row.tags.decode);
+  if (room == nullptr) return OX_ENOMEM;
+  if (size != 0) std::memcpy(room, bytes, size);
   return OX_OK;
 }
 
 template <class Number>
-OX_RESULT take(Reader& reader, const Field<Number>&, Number& field) noexcept {
-  return reader.take(field) ? OX_OK : OX_ETRUNCATED;
+OX_RESULT take(Reader& reader, const Field<Number>& row, dnode& node) noexcept {
+  return reader.take(node.*row.member) ? OX_OK : OX_ETRUNCATED;
 }
 
 OX_RESULT take_node(Reader& reader, dnode& node) noexcept {
@@ -121,7 +120,7 @@ OX_RESULT take_node(Reader& reader, dnode& node) noexcept {
   OX_RESULT result = OX_OK;
   every_field([&](const auto& field) {
     if ((present & field.bit) == 0) return true;
-    result = take(reader, field, node.*field.member);
+    result = take(reader, field, node);
     if (result != OX_OK) return false;
     node.present |= field.bit;
     return true;

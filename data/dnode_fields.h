@@ -67,29 +67,31 @@ inline constexpr std::uint32_t wire_bits = [] {
 static_assert(wire_bits == 0x27F);
 
 // Owners, one set of overloads per kind of member.
-inline void release(Text& field) noexcept {
-  (void)oxcMemFree(field.text);
+inline void release(const dnode& node, Text& field) noexcept {
+  if (field.text != node.path_room) (void)oxcMemFree(field.text);
   field = {};
 }
-inline void release(Value& field) noexcept {
-  (void)oxcMemFree(field.bytes);
+inline void release(const dnode& node, Value& field) noexcept {
+  if (field.bytes != node.value_room) (void)oxcMemFree(field.bytes);
   field = {};
 }
 template <class Number>
-inline void release(Number& field) noexcept {
+inline void release(const dnode&, Number& field) noexcept {
   field = 0;
 }
 
 template <class Member>
 inline void clear(dnode& node, const Field<Member>& field) noexcept {
-  if (node.has(field.bit)) release(node.*field.member);
+  if (node.has(field.bit)) release(node, node.*field.member);
   node.present &= ~field.bit;
 }
 
-// Room for a copied or decoded value: `size` bytes, and for types that users read as texts a zero byte after them,
-// whatever the bytes are. CodeString gets none: it is read by its size alone. Null when memory runs out.
-[[nodiscard]] tracked_ptr<unsigned char[]> make_value_block(std::uint32_t type, std::uint32_t size,
-                                                            const char* tag) noexcept;
+// Room for a text of `size` bytes: the record's own for a path that fits, else a block. Null when memory runs out.
+[[nodiscard]] inline char* text_room(dnode& node, const Field<Text>& field, std::uint32_t size,
+                                     const char* tag) noexcept {
+  if (field.bit == bit::amib_name && size <= path_room) return node.path_room;
+  return static_cast<char*>(oxcMemAlloc(size, tag));
+}
 
 // A text of `text` and a terminator in place of the field's. 3, with the field as it was.
 [[nodiscard]] OX_RESULT assign(dnode& node, const Field<Text>& field, std::string_view text, const char* tag) noexcept;

@@ -88,13 +88,17 @@ OX_RESULT get_value(const dnode* node, std::uint32_t* type, std::uint32_t* size,
 
 }  // namespace
 
-tracked_ptr<unsigned char[]> make_value_block(std::uint32_t type, std::uint32_t size, const char* tag) noexcept {
+unsigned char* new_value(dnode& node, std::uint32_t type, std::uint32_t size, const char* tag) noexcept {
+  // CodeString gets no zero: it is read by its size alone.
   const bool zero = type == OX_OCTETSTRING || value_type(type).stored == Stored::text;
-  if (!zero) return make_tracked_array<unsigned char>(size, tag);
-  if (size == UINT32_MAX) return nullptr;
-  auto block = make_tracked_array<unsigned char>(size + 1, tag);
-  if (block) block[size] = 0;
-  return block;
+  const bool inside = size < value_room || (size == value_room && !zero);
+  if (zero && size == UINT32_MAX) return nullptr;
+  auto* const room = inside ? node.value_room : static_cast<unsigned char*>(oxcMemAlloc(size + zero, tag));
+  if (room == nullptr) return nullptr;
+  if (zero) room[size] = 0;
+  node.value = {room, size, type};
+  node.present |= bit::value;
+  return room;
 }
 
 void take_value(dnode& node, std::uint32_t type, std::uint32_t size, tracked_ptr<unsigned char[]> bytes) noexcept {
@@ -134,8 +138,12 @@ OX_RESULT OX_CALL oxdSetRawValue(dnode* node, uint32_t type, uint32_t size, void
   OX_ENTRY("oxdSetRawValue", ":%x:%u:%u:%x", trace::word(node), type, size, trace::word(value));
   return traced("oxdSetRawValue", [&] {
     if (node == nullptr || (value == nullptr && size > 0)) return OX_EARG;
-    if (node->value.bytes == value) node->value.bytes = nullptr;  // its own block under another type or size
-    take_value(*node, type, size, tracked_ptr<unsigned char[]>(static_cast<unsigned char*>(value)));
+    if (value != nullptr && node->value.bytes == value) {  // its own under another type or size
+      node->value.type = type;
+      node->value.size = size;
+    } else {
+      take_value(*node, type, size, tracked_ptr<unsigned char[]>(static_cast<unsigned char*>(value)));
+    }
     return OX_OK;
   });
 }
