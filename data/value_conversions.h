@@ -29,6 +29,9 @@ OX_RESULT parse_prefix(std::uint32_t type, const char* text, ParsedValue& value)
 OX_RESULT parse_interface_id(std::uint32_t type, const char* text, ParsedValue& value);
 OX_RESULT parse_code(std::uint32_t type, const char* text, ParsedValue& value);
 
+// Displayed text to value, for a node that may have a name. 61 for a type without texts.
+OX_RESULT parse_shown(const dnode& node, std::uint32_t type, const char* text, ParsedValue& value);
+
 // Value to text.
 const char* print_named_number(const dnode& node, GrowingText& out);  // by the attribute's enumeration
 const char* print_signed(const dnode& node, GrowingText& out);
@@ -38,6 +41,7 @@ const char* print_ticks(const dnode& node, GrowingText& out);
 const char* print_time(const dnode& node, GrowingText& out);
 const char* print_address(const dnode& node, GrowingText& out);
 const char* print_readable(const dnode& node, GrowingText& out);  // as characters if all are, else in hex; cut
+const char* print_opaque(const dnode& node, GrowingText& out);    // a wrapped number as such, else as print_readable()
 const char* print_hex(const dnode& node, GrowingText& out);
 const char* print_japanese(const dnode& node, GrowingText& out);
 const char* print_text(const dnode& node, GrowingText& out);

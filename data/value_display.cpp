@@ -50,7 +50,7 @@ const char* hex(const dnode& node, std::size_t limit, GrowingText& out) noexcept
 
 template <class Number>
 const char* decimal(Number number, GrowingText& out) noexcept {
-  char digits[24];
+  char digits[32];
   const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
   out.append({digits, static_cast<std::size_t>(end - digits)});
   return out.text();
@@ -115,6 +115,33 @@ const char* print_readable(const dnode& node, GrowingText& out) {
   out.append(bytes.substr(0, shown_bytes));
   if (bytes.size() > shown_bytes) out.append(cut_mark);
   return out.text();
+}
+
+namespace {
+
+// A number in the IEEE 754 form of as many bytes as it has, wrapped as agents do it that have no type for it: its own
+// tag of two bytes, its length, itself. False for anything else.
+template <class Bits, class Number>
+bool take_wrapped(const dnode& node, unsigned char tag, Number& number) noexcept {
+  static_assert(sizeof(Bits) == sizeof(Number));
+  const auto* bytes = static_cast<const unsigned char*>(node.value.bytes);
+  if (node.value.size != 3 + sizeof number || bytes[0] != 0x9F || bytes[1] != tag || bytes[2] != sizeof number) {
+    return false;
+  }
+  Bits bits = 0;
+  if (!Reader(bytes + 3, sizeof bits).take(bits)) return false;
+  std::memcpy(&number, &bits, sizeof number);
+  return true;
+}
+
+}  // namespace
+
+const char* print_opaque(const dnode& node, GrowingText& out) {
+  float single = 0;
+  double wide = 0;
+  if (take_wrapped<std::uint32_t>(node, 0x78, single)) return decimal(single, out);
+  if (take_wrapped<std::uint64_t>(node, 0x79, wide)) return decimal(wide, out);
+  return print_readable(node, out);
 }
 
 const char* print_hex(const dnode& node, GrowingText& out) { return hex(node, whole, out); }

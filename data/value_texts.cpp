@@ -6,6 +6,7 @@
 #include "common/trace.h"
 #include "data/dnode_fields.h"
 #include "data/growing_text.h"
+#include "data/value_conversions.h"
 #include "data/value_types.h"
 
 namespace ox::data {
@@ -48,16 +49,29 @@ const char* text_of(const dnode* node, Print print, GrowingText ValueTexts::*buf
   return result == OX_OK ? text : "(no_memory)";
 }
 
+// Type 0 becomes that of the node's attribute.
+OX_RESULT find_type(dnode& node, std::uint32_t& type) noexcept {
+  if (type != 0) return OX_OK;
+  std::uint32_t entry = 0;
+  const OX_RESULT result = amib_entry_of(node, entry);
+  if (result == OX_OK) type = oxbAmibType(entry);
+  return result;
+}
+
 OX_RESULT set_by_text(dnode& node, std::uint32_t type, const char* text) {
-  if (type == 0) {
-    std::uint32_t entry = 0;
-    if (const OX_RESULT result = amib_entry_of(node, entry); result != OX_OK) return result;
-    type = oxbAmibType(entry);
-  }
+  if (const OX_RESULT result = find_type(node, type); result != OX_OK) return result;
   const ValueType& row = value_type(type);
   if (row.parse == nullptr) return OX_EVALUETYPE;
   ParsedValue value;
   if (const OX_RESULT result = row.parse(type, text, value); result != OX_OK) return result;
+  take_value(node, type, value.size, std::move(value.bytes));
+  return OX_OK;
+}
+
+OX_RESULT set_by_shown(dnode& node, std::uint32_t type, const char* text) {
+  if (const OX_RESULT result = find_type(node, type); result != OX_OK) return result;
+  ParsedValue value;
+  if (const OX_RESULT result = parse_shown(node, type, text, value); result != OX_OK) return result;
   take_value(node, type, value.size, std::move(value.bytes));
   return OX_OK;
 }
@@ -109,5 +123,13 @@ OX_RESULT OX_CALL oxdSetValueByStr(dnode* node, uint32_t type, const char* text)
            type == OX_CODESTRING ? "********" : trace::text(text));
   return traced("oxdSetValueByStr", [&] {
     return node != nullptr && text != nullptr ? set_by_text(*node, type, text) : OX_RESULT{OX_EARG};
+  });
+}
+
+OX_RESULT OX_CALL oxdSetValueByShown(dnode* node, uint32_t type, const char* text) {
+  // The type of an attribute may be one whose texts stay out of the trace.
+  OX_ENTRY("oxdSetValueByShown", ":%x:%u:%x", trace::word(node), type, trace::word(text));
+  return traced("oxdSetValueByShown", [&] {
+    return node != nullptr && text != nullptr ? set_by_shown(*node, type, text) : OX_RESULT{OX_EARG};
   });
 }

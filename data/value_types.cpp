@@ -26,7 +26,7 @@ constexpr std::array<ValueType, value_type_count> value_types{{
     {OX_DISPLAYSTRING, Stored::text, octets, parse_text, print_japanese, print_text},
     {OX_PHYSADDRESS, Stored::bytes, octets, parse_hex, print_hex, print_hex},
     {OX_OBJECTID, Stored::text, oid, parse_path, print_path, print_path},
-    {OX_OPAQUE, Stored::bytes, not_carried, parse_hex, print_readable, print_readable},
+    {OX_OPAQUE, Stored::bytes, not_carried, parse_hex, print_opaque, print_opaque},
     {OX_NULL, Stored::mark, null, parse_mark, print_null, print_null},
     {OX_DELETED, Stored::mark, not_carried, parse_mark, print_deleted, print_deleted},
     {OX_AGGREGATE, Stored::none, not_carried, nullptr, nullptr, nullptr},

@@ -13,8 +13,8 @@ namespace tool {
 // The value types that have a text form, by name.
 extern const std::map<std::string, uint32_t> value_types;
 
-// Names a node and gives it a value. Type 0 is that of the attribute in the tree, whose enumeration names, "up" or
-// "up(1)", stand for their numbers. Throws Failure with the subject.
+// Names a node and gives it a value, as oxdSetValueByShown reads it. Type 0 is that of the attribute in the tree.
+// Throws Failure with the subject.
 void set_value(dnode* node, const std::string& name, uint32_t type, const std::string& text,
                const std::string& subject);
 

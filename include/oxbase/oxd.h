@@ -180,6 +180,14 @@ OX_API const char* OX_CALL oxdGetValueByCodeStr(const dnode* node);
 OX_API OX_RESULT OX_CALL oxdSetValueByStr(dnode* node, uint32_t type, const char* text);
 
 /*
+ * The same for a text as it is displayed, and as a user types it: of an INTEGER also the name of an item of the
+ * attribute's enumeration, "down" or "down(2)"; of an OctetString or an Opaque the text itself, and hex only behind
+ * "0x"; of an ObjectID also a name without the head that the display leaves out. The stars of a CodeString are no
+ * value: 70. Returns what oxdSetValueByStr does. On failure the node has the value that it had.
+ */
+OX_API OX_RESULT OX_CALL oxdSetValueByShown(dnode* node, uint32_t type, const char* text);
+
+/*
  * One line from a format: %C component name, %T type, %AB last label, %AN numeric path, %AS full name, %QD %QN %QS
  * request time as date, number, text, %SD %SN %SS response time, %V display text, %W raw text (or the error text of
  * a node with an error code), %% a percent sign. "-" justifies left, a number is a width up to 4096.

@@ -98,6 +98,46 @@ TEST_F(ValueText, WrongTextsAreRefusedAndTheValueKept) {
   EXPECT_EQ(bytes("'kept' 00"), stored());
 }
 
+TEST_F(ValueText, WhatIsShownCanBeSet) {
+  EXPECT_EQ(0u, oxdSetAmibName(node_, "obj.cmn.cmnState.0"));
+  const struct {
+    uint32_t type;
+    const char* texts;  // each of them gives the first one's value
+    const char* stored;
+  } rows[] = {{0, "down(2)|down|2", "00000002"},
+              {0, "-7", "fffffff9"},
+              {OX_OCTETSTRING, "ab:c|0x61:62:3A:63", "'ab:c'"},
+              {OX_OCTETSTRING, "01:ff", "'01:ff'"},
+              {OX_OCTETSTRING, "0x01:ff", "01ff"},
+              {OX_OCTETSTRING, "|0x", ""},
+              {OX_OPAQUE, "abc", "'abc'"},
+              {OX_PHYSADDRESS, "0x00:0a|00:0A", "000a"},
+              {OX_PHYSADDRESS, "0x", ""},
+              {OX_OBJECTID, "system.sysDescr.0|.1.1.0|.system.sysDescr.0", nullptr},
+              {OX_OBJECTID, "~maker.2", "'1.3.6.1.4.1.64312.2' 00"},
+              {OX_TIMETICKS, "1:00.00", "00001770"},
+              {OX_CODESTRING, "ab", "9d9e"}};
+  for (const auto& row : rows) {
+    const std::vector<std::string> texts = split(row.texts);
+    for (const std::string& text : texts) {
+      SCOPED_TRACE(text);
+      ASSERT_EQ(0u, oxdSetValueByShown(node_, row.type, text.c_str()));
+      EXPECT_TRUE(row.stored == nullptr || bytes(row.stored) == stored());
+      EXPECT_TRUE(row.type == OX_CODESTRING || texts[0] == oxdGetValueByStr(node_)) << oxdGetValueByStr(node_);
+    }
+  }
+  for (const auto& [type, text, code] : {std::tuple{0u, "dow", 70u},
+                                         {0u, "down(3)", 70u},
+                                         {OX_OCTETSTRING + 0u, "0x1", 70u},
+                                         {OX_OPAQUE + 0u, "0xzz", 70u},
+                                         {OX_OBJECTID + 0u, "nosuch", 125u},
+                                         {OX_CODESTRING + 0u, "********", 70u},
+                                         {15u, "1", 61u}}) {
+    EXPECT_EQ(code, oxdSetValueByShown(node_, type, text)) << text;
+  }
+  EXPECT_EQ(bytes("9d9e"), stored());
+}
+
 TEST_F(ValueText, TheAttributeGivesTypeAndNames) {
   EXPECT_EQ(0u, oxdSetAmibName(node_, "obj.cmn.cmnState.0"));
   EXPECT_EQ(0u, oxdSetValueByStr(node_, 0, "2"));
@@ -121,6 +161,12 @@ TEST_F(ValueText, BytesOfAnySizeAndTypeAreShown) {
   expect_shown(OX_OPAQUE, shown + "a", shown + "....", shown + "....");
   expect_shown(OX_OPAQUE, "", "", "");
   expect_shown(OX_OCTETSTRING, "", "", "0x");
+  // Numbers that agents wrap; what is cut, of another length or tag is bytes.
+  expect_shown(OX_OPAQUE, bytes("9f7804 3fc00000"), "1.5", "1.5");
+  expect_shown(OX_OPAQUE, bytes("9f7904 3fc00000"), "0x9f:79:04:3f:c0:00:00", "0x9f:79:04:3f:c0:00:00");
+  expect_shown(OX_OPAQUE, bytes("9f7908 bfb999999999999a"), "-0.1", "-0.1");
+  expect_shown(OX_OPAQUE, bytes("9f7908 ffefffffffffffff"), "-1.7976931348623157e+308", "-1.7976931348623157e+308");
+  expect_shown(OX_OPAQUE, bytes("9f7804 7fc000"), "0x9f:78:04:7f:c0:00", "0x9f:78:04:7f:c0:00");
   expect_shown(OX_PHYSADDRESS, "", "0x", "0x");
   // One unreadable byte, past what is shown, still decides.
   expect_shown(OX_OCTETSTRING, std::string(300, 'a') + '\n', hex.substr(0, 1 + 255 * 3) + "....", hex + "0a");
