@@ -23,6 +23,7 @@ inline constexpr Tag ip_address = 0x40;
 inline constexpr Tag counter32 = 0x41;
 inline constexpr Tag gauge32 = 0x42;
 inline constexpr Tag time_ticks = 0x43;
+inline constexpr Tag opaque = 0x44;
 inline constexpr Tag counter64 = 0x46;
 inline constexpr Tag no_such_object = 0x80;
 inline constexpr Tag no_such_instance = 0x81;

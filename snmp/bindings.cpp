@@ -13,6 +13,8 @@
 namespace ox::snmp {
 namespace {
 
+constexpr char tag[] = "dn_value_015";
+
 // The error code of a node whose object or instance the agent does not have (RFC 3416, 4.2.1).
 constexpr std::uint32_t no_such_value = OX_ENOSUCHVALUE;
 
@@ -106,14 +108,17 @@ std::uint32_t type_of_octets(dnode& node) noexcept {
   }
 }
 
+OX_RESULT store(dnode& node, std::uint32_t type, const void* bytes, std::size_t size) noexcept {
+  unsigned char* const room = data::new_value(node, type, static_cast<std::uint32_t>(size), tag);
+  if (room == nullptr) return OX_ENOMEM;
+  if (size != 0) std::memcpy(room, bytes, size);
+  return OX_OK;
+}
+
 template <class Number>
 OX_RESULT store_number(dnode& node, std::uint32_t type, Number value) noexcept {
-  auto bytes = make_tracked_array<unsigned char>(sizeof value, "dn_value_015");
-  if (!bytes) return OX_ENOMEM;
   const Number wire = big_endian(value);
-  std::memcpy(bytes.get(), &wire, sizeof wire);
-  data::take_value(node, type, sizeof value, std::move(bytes));
-  return OX_OK;
+  return store(node, type, &wire, sizeof wire);
 }
 
 template <class Number>
@@ -129,27 +134,21 @@ OX_RESULT take_signed(const ber::Element& element, dnode& node) noexcept {
 
 OX_RESULT take_address(const ber::Element& element, dnode& node) noexcept {
   if (element.size != 4) return OX_EDECODE;
-  auto bytes = make_tracked_array<unsigned char>(4, "dn_value_015");
-  if (!bytes) return OX_ENOMEM;
-  std::memcpy(bytes.get(), element.content, 4);
   const std::uint32_t type = type_in_tree(node) == OX_NETWORKADDRESS ? OX_NETWORKADDRESS : OX_IPADDRESS;
-  data::take_value(node, type, 4, std::move(bytes));
-  return OX_OK;
+  return store(node, type, element.content, 4);
 }
 
-// Every byte string gets a zero byte behind it; only a text counts it. A text keeps zeros that the agent sent inside
-// it.
+// A text gets a zero byte that it counts, and keeps zeros that the agent sent inside it.
 OX_RESULT take_octets(const ber::Element& element, dnode& node) noexcept {
   std::size_t size = 0;
   if (!ber::octets_of(element, nullptr, size)) return OX_EDECODE;
-  if (size >= UINT32_MAX) return OX_ENOMEM;
-  auto bytes = make_tracked_array<unsigned char>(static_cast<std::uint32_t>(size) + 1, "dn_value_015");
-  if (!bytes) return OX_ENOMEM;
-  (void)ber::octets_of(element, bytes.get(), size);
-  bytes[size] = 0;
+  if (size >= UINT32_MAX - 1) return OX_ENOMEM;
   const std::uint32_t type = type_of_octets(node);
   const bool counted = data::value_type(type).stored == data::Stored::text;
-  data::take_value(node, type, static_cast<std::uint32_t>(size + counted), std::move(bytes));
+  unsigned char* const room = data::new_value(node, type, static_cast<std::uint32_t>(size) + counted, tag);
+  if (room == nullptr) return OX_ENOMEM;
+  (void)ber::octets_of(element, room, size);
+  if (counted) room[size] = 0;
   return OX_OK;
 }
 
@@ -159,11 +158,7 @@ OX_RESULT take_identifier(const ber::Element& element, dnode& node) noexcept {
   std::size_t size = 0;
   if (!ber::identifier_text(element, text.chars(), size)) return OX_EDECODE;
   text.chars()[size++] = '\0';
-  auto bytes = make_tracked_array<unsigned char>(static_cast<std::uint32_t>(size), "dn_value_015");
-  if (!bytes) return OX_ENOMEM;
-  std::memcpy(bytes.get(), text.chars(), size);
-  data::take_value(node, OX_OBJECTID, static_cast<std::uint32_t>(size), std::move(bytes));
-  return OX_OK;
+  return store(node, OX_OBJECTID, text.bytes(), size);
 }
 
 OX_RESULT take_value(const ber::Element& element, dnode& node) noexcept {
@@ -185,8 +180,10 @@ OX_RESULT take_value(const ber::Element& element, dnode& node) noexcept {
       return take_identifier(element, node);
     case ber::ip_address:
       return take_address(element, node);
+    case ber::opaque:
+      return store(node, OX_OPAQUE, element.content, element.size);
     case ber::null:
-      return data::set_value(node, OX_NULL, 0, 0);
+      return store(node, OX_NULL, "", 1);
     case ber::no_such_object:
     case ber::no_such_instance:
     case ber::end_of_mib_view:
@@ -197,15 +194,19 @@ OX_RESULT take_value(const ber::Element& element, dnode& node) noexcept {
   }
 }
 
-OX_RESULT take_binding(const ber::Element& binding, dnode& node) noexcept {
+OX_RESULT take_binding(const ber::Element& binding, Unreadable unreadable, dnode& node) noexcept {
   constexpr int depth = 4;  // in the list, in the PDU, in the message
   ber::ElementReader fields(binding);
   ber::Element name;
   ber::Element value;
   if (binding.tag != ber::sequence || !fields.next(name) || !fields.next(value)) return OX_EDECODE;
   if (!ber::well_formed(value, depth + 1) || !ber::rest_is_well_formed(fields, depth + 1)) return OX_EDECODE;
-  const OX_RESULT result = take_name(name, node);
-  return result != OX_OK ? result : take_value(value, node);
+  OX_RESULT result = take_name(name, node);
+  if (result != OX_OK) return result;
+  result = take_value(value, node);
+  if (result != OX_EDECODE || unreadable == Unreadable::refused) return result;
+  data::set_err_code(node, OX_EDECODE);
+  return OX_OK;
 }
 
 }  // namespace
@@ -236,7 +237,7 @@ OX_RESULT put_bindings(ber::ReverseWriter& out, const dnode* list, const dnode* 
   return result;
 }
 
-OX_RESULT take_bindings(const ber::Element& element, data::dnode_ptr& list) noexcept {
+OX_RESULT take_bindings(const ber::Element& element, Unreadable unreadable, data::dnode_ptr& list) noexcept {
   data::dnode_ptr made;
   const auto append = [&made](data::dnode_ptr node) {
     dnode* head = made.release();
@@ -249,7 +250,7 @@ OX_RESULT take_bindings(const ber::Element& element, data::dnode_ptr& list) noex
     if (!bindings.next(binding)) return OX_EDECODE;
     data::dnode_ptr node = data::make_dnode();
     if (!node) return OX_ENOMEM;
-    const OX_RESULT result = take_binding(binding, *node);
+    const OX_RESULT result = take_binding(binding, unreadable, *node);
     if (result != OX_OK) return result;
     append(std::move(node));
   }

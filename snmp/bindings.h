@@ -25,7 +25,11 @@ struct BindingsExtent {
 [[nodiscard]] OX_RESULT put_each_binding(ber::ReverseWriter& out, const dnode* list, const dnode* last,
                                          bool first_null) noexcept;
 
+// What a value that cannot be read does: it spoils the message, or its own node has the error code 112.
+enum class Unreadable { refused, fails_alone };
+
 // Reads the bindings of a list element. 112, 3; the nodes are handed out only on success.
-[[nodiscard]] OX_RESULT take_bindings(const ber::Element& element, data::dnode_ptr& list) noexcept;
+[[nodiscard]] OX_RESULT take_bindings(const ber::Element& element, Unreadable unreadable,
+                                      data::dnode_ptr& list) noexcept;
 
 }  // namespace ox::snmp

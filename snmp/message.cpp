@@ -1,6 +1,5 @@
 #include "snmp/message.h"
 
-#include "snmp/bindings.h"
 #include "snmp/scratch.h"
 
 namespace ox::snmp {
@@ -85,14 +84,14 @@ OX_RESULT encode(const oxsSnmpMessage* message, bool first_null, void*& buffer, 
   return hand_out(out, buffer, length);
 }
 
-OX_RESULT decode(const void* buffer, std::uint32_t length, oxsSnmpMessage& message) noexcept {
+OX_RESULT decode(const void* buffer, std::uint32_t length, Unreadable unreadable, oxsSnmpMessage& message) noexcept {
   Envelope envelope;
   Pdu pdu;
   if (!open_envelope(buffer, length, envelope)) return OX_EDECODE;
   if (envelope.pdu.tag < ber::first_pdu || envelope.pdu.tag > ber::first_pdu + last_pdu_type) return OX_EDECODE;
   if (!open_pdu(envelope.pdu, pdu)) return OX_EDECODE;
   data::dnode_ptr bindings;
-  OX_RESULT result = take_bindings(pdu.bindings, bindings);
+  OX_RESULT result = take_bindings(pdu.bindings, unreadable, bindings);
   if (result != OX_OK) return result;
   tracked_ptr<unsigned char[]> community;
   std::uint32_t community_length = 0;

@@ -7,6 +7,7 @@
 
 #include "common/memory.h"
 #include "snmp/ber.h"
+#include "snmp/bindings.h"
 
 namespace ox::snmp {
 
@@ -59,6 +60,7 @@ void close_envelope(ber::ReverseWriter& out, std::uint32_t version, const void* 
 
 [[nodiscard]] OX_RESULT encode(const oxsSnmpMessage* message, bool first_null, void*& buffer,
                                std::uint32_t& length) noexcept;
-[[nodiscard]] OX_RESULT decode(const void* buffer, std::uint32_t length, oxsSnmpMessage& message) noexcept;
+[[nodiscard]] OX_RESULT decode(const void* buffer, std::uint32_t length, Unreadable unreadable,
+                               oxsSnmpMessage& message) noexcept;
 
 }  // namespace ox::snmp

@@ -29,6 +29,14 @@ OX_RESULT encode_message(const oxsSnmpMessage* message, bool first_null, void** 
                         [&](void*& block, std::uint32_t& size) { return encode(message, first_null, block, size); });
 }
 
+OX_RESULT decode_message(const void* buffer, std::uint32_t length, Unreadable unreadable,
+                         oxsSnmpMessage* message) noexcept {
+  if (message == nullptr) return OX_EARG;
+  *message = oxsSnmpMessage{};
+  if (buffer == nullptr) return OX_EARG;
+  return installed() ? decode(buffer, length, unreadable, *message) : OX_RESULT{OX_ENOTINSTALLED};
+}
+
 }  // namespace
 }  // namespace ox::snmp
 
@@ -52,12 +60,14 @@ OX_RESULT OX_CALL oxsSnmpEncodeWithNull(const oxsSnmpMessage* message, void** bu
 
 OX_RESULT OX_CALL oxsSnmpDecode(const void* buffer, uint32_t length, oxsSnmpMessage* message) {
   OX_TRACE(trace::general, "<S:oxsSnmpDecode()>\n");
-  return traced_as(trace::general, "<E:oxsSnmpDecode[%d]>\n", [&]() -> OX_RESULT {
-    if (message == nullptr) return OX_EARG;
-    *message = oxsSnmpMessage{};
-    if (buffer == nullptr) return OX_EARG;
-    return snmp::installed() ? snmp::decode(buffer, length, *message) : OX_RESULT{OX_ENOTINSTALLED};
-  });
+  return traced_as(trace::general, "<E:oxsSnmpDecode[%d]>\n",
+                   [&] { return snmp::decode_message(buffer, length, snmp::Unreadable::refused, message); });
+}
+
+OX_RESULT OX_CALL oxsSnmpDecodeEach(const void* buffer, uint32_t length, oxsSnmpMessage* message) {
+  OX_ENTRY("oxsSnmpDecodeEach", ":%x:%u:%x", trace::word(buffer), length, trace::word(message));
+  return traced("oxsSnmpDecodeEach",
+                [&] { return snmp::decode_message(buffer, length, snmp::Unreadable::fails_alone, message); });
 }
 
 OX_RESULT OX_CALL oxsSnmpFree(oxsSnmpMessage* message) {

@@ -42,6 +42,13 @@ OX_API OX_RESULT OX_CALL oxsSnmpEncodeWithNull(const oxsSnmpMessage* message, vo
  */
 OX_API OX_RESULT OX_CALL oxsSnmpDecode(const void* buffer, uint32_t length, oxsSnmpMessage* message);
 
+/*
+ * The same for a reader to whom each value counts: a value that cannot be read, of an unknown type or longer than its
+ * type allows, spoils no other. Its node has its name, no value, and the error code 112. What is malformed around the
+ * values gives 112 as above.
+ */
+OX_API OX_RESULT OX_CALL oxsSnmpDecodeEach(const void* buffer, uint32_t length, oxsSnmpMessage* message);
+
 /* Releases the community and the bindings of a decoded message and clears both. Returns 0, also for null. */
 OX_API OX_RESULT OX_CALL oxsSnmpFree(oxsSnmpMessage* message);
 

@@ -205,7 +205,7 @@ SnmpEngine::Requests::iterator SnmpEngine::asked(const Socket& socket, const oxs
 // Datagrams that are no answers, or answer nothing that waits, are passed over.
 void SnmpEngine::received(Socket& socket, std::size_t length) {
   oxsSnmpMessage message{};
-  if (oxsSnmpDecode(socket.buffer.data(), static_cast<std::uint32_t>(length), &message) != OX_OK) {
+  if (oxsSnmpDecodeEach(socket.buffer.data(), static_cast<std::uint32_t>(length), &message) != OX_OK) {
     ++refused_;
     return;
   }

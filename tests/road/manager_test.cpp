@@ -233,6 +233,9 @@ TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
              "siteA obj.900 AMIBNONE not-accessible NULL-ACS\nsiteB siteA.1 Integer read-only CONF-ACS\n"
              "siteC siteA.2 INTEGER read CONF-ACS\nsiteD siteA.3 INTEGER read-only CONF-ACS\nsiteE nothing.1 INTEGER "
              "read-only CONF-ACS\n");
+  write_file(work_dir() + "/public/amib/agent.def",
+             "siteF obj.901 UnixTime read-only SNMP-ACS\nsiteG obj.902 Opaque read-write SNMP-ACS\n"
+             "siteH obj.903 Opaque read-only SNMP-ACS\nsiteI obj.904 UnixTime read-only CONF-ACS\n");
   write_file(work_dir() + "/conf/oxmgrd.cf", "MaxFrames: 1\n");
   set_value("TimeZone", "Nowhere/Town");
   write_file(work_dir() + "/data/components.db", "component:\tnode\t\"a\"\n");
@@ -241,10 +244,12 @@ TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
   write_file(messages, read_file(messages) + "no code\r\n");
   const std::string output = run("oxmgrd --check");
   EXPECT_EQ("1 ", output.substr(0, 2));
-  expect_parts(output, {"site.def:2: ", "site.def:3: ", "site.def:5: ", "oxmgrd.cf:1: unknown setting MaxFrames",
+  expect_parts(output, {"obj.siteF: SNMP carries no UnixTime", "obj.siteG: SNMP carries no Opaque",
+                        "site.def:2: ", "site.def:3: ", "site.def:5: ", "oxmgrd.cf:1: unknown setting MaxFrames",
                         "components.db:0: file is not a database",
                         "OXERROR.MSG:", "USER.DEF:4: Severity: ", "TimeZone Nowhere/Town is no zone"});
-  EXPECT_EQ(std::string::npos, output.find("site.def:4: ")) << output;
+  for (const char* const sound : {"site.def:4: ", "siteH", "siteI"})
+    EXPECT_EQ(output.npos, output.find(sound)) << output;
 }
 
 // What others have put into the installation costs nobody but them, and can be asked for later.

@@ -90,6 +90,7 @@ TEST_F(SnmpMessage, NamesAndValues) {
       {out, OX_IPV6ADDRESS, "FE80 = 0402FE80"},
       {both, OX_NULL, "00 = 0500"},
       {in, OX_NULL, "00 = 0501FF"},
+      {in, OX_OPAQUE, "9F78043F800000 = 44079F78043F800000| = 4400"},
       {both, OX_OBJECTID,
        "'1.3.6.1.4.1.64312.2'00 = 06092B0601040183F63802|00 = 0600|'0.0'00 = 060100|'2.100'00 = 06028134|"
        "'1.39.127.128.16383.16384.2097151'00 = 060C 4F7F 8100 FF7F 818000 FFFF7F|"
@@ -156,6 +157,22 @@ TEST_F(SnmpMessage, TheEncoderRefuses) {
   EXPECT_EQ(0u, encode(Message(), nullptr));
 }
 
+// To a reader of each value, the second of three is without value, and says why.
+void expect_one_unreadable(const std::string& wire) {
+  Message message;
+  ASSERT_EQ(0u, decode(wire, message, oxsSnmpDecodeEach)) << testing::PrintToString(wire);
+  const dnode* node = message.bindings;
+  for (const int32_t type : std::initializer_list<int32_t>{OX_OCTETSTRING, -1, OX_INTEGER}) {
+    uint32_t code = 0;
+    EXPECT_STREQ("1.3", name_of(node));
+    EXPECT_EQ(type, oxdGetValueType(node));
+    EXPECT_EQ(type < 0 ? 0u : 31u, oxdGetErrCode(node, &code));
+    EXPECT_EQ(type < 0 ? 112u : 0u, code);
+    node = oxdNext(node);
+  }
+  EXPECT_EQ(nullptr, node);
+}
+
 TEST_F(SnmpMessage, TheDecoderRefuses) {
   const std::string pdu = "A00B 020101 020100 020100 3000", good = "020100 040163" + pdu;
   std::vector<std::string> wires = {"", "\x30", element(0x31, bytes(good)), bytes("3085 0000000010" + good)};
@@ -189,10 +206,11 @@ TEST_F(SnmpMessage, TheDecoderRefuses) {
     wires.push_back(response(bytes(wrong)));
   }
   // Values: of unknown type, empty, too large or too long, an address of three bytes, other segments.
-  for (const char* wrong : {"440100", "0200", "4100", "02050080000000", "02050100000000", "0205FFFFFFFFFF",
+  for (const char* wrong : {"450100", "0200", "4100", "02050080000000", "02050100000000", "0205FFFFFFFFFF",
                             "41050100000000", "4609010000000000000000", "40037F0001", "2403020105"}) {
     wires.push_back(response(binding(bytes(wrong))));
-    wires.push_back(response(binding(bytes("040161")) + binding(bytes(wrong))));
+    wires.push_back(response(binding(bytes("040161")) + binding(bytes(wrong)) + binding(bytes("020105"))));
+    expect_one_unreadable(wires.back());
   }
   for (const std::string& wire : wires) {
     SCOPED_TRACE(testing::PrintToString(wire));

@@ -63,8 +63,9 @@ inline std::string encoded(const oxsSnmpMessage& message, decltype(&oxsSnmpEncod
   return bytes;
 }
 
-inline OX_RESULT decode(std::string_view bytes, oxsSnmpMessage& message) {
-  return give_block(bytes, [&](void* block, uint32_t size) { return oxsSnmpDecode(block, size, &message); });
+inline OX_RESULT decode(std::string_view bytes, oxsSnmpMessage& message,
+                        decltype(&oxsSnmpDecode) call = oxsSnmpDecode) {
+  return give_block(bytes, [&](void* block, uint32_t size) { return call(block, size, &message); });
 }
 
 inline Stored value_of(const dnode* node) {
