@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "common/memory_counts.h"
 #include "platform/thread_slot.h"
 
 namespace ox::detail {
@@ -17,22 +18,32 @@ struct Block {
 
 struct Table {
   std::vector<Block> blocks;
+  memory::Counts* counts = memory::hold_counts();
 
+  Table() = default;
+  Table(const Table&) = delete;
+  Table& operator=(const Table&) = delete;
   // Latest made first: a later user's state may use an earlier one's.
   ~Table() {
     for (std::size_t i = blocks.size(); i-- != 0;) {
       if (blocks[i].data != nullptr) blocks[i].destroy(blocks[i].data);
     }
+    memory::hand_on(counts);
   }
 };
 
 void release_table(void* table) { delete static_cast<Table*>(table); }
 
-Table& thread_table() {
-  if (void* table = platform::thread_slot()) return *static_cast<Table*>(table);
-  auto table = std::make_unique<Table>();
-  if (!platform::set_thread_slot(table.get(), release_table)) throw std::bad_alloc();
-  return *table.release();
+Table* make_table() noexcept {
+  std::unique_ptr<Table> table(new (std::nothrow) Table);
+  return table && table->counts != nullptr && platform::set_thread_slot(table.get(), release_table) ? table.release()
+                                                                                                    : nullptr;
+}
+
+// Null when memory runs out.
+Table* thread_table() noexcept {
+  void* const table = platform::thread_slot();
+  return table != nullptr ? static_cast<Table*>(table) : make_table();
 }
 
 // Of two threads that come first at once, one's number goes unused.
@@ -48,7 +59,9 @@ std::size_t place_of(ContextKind& kind) noexcept {
 
 void* context_block(ContextKind& kind) {
   const std::size_t place = place_of(kind);
-  std::vector<Block>& blocks = thread_table().blocks;
+  Table* const table = thread_table();
+  if (table == nullptr) throw std::bad_alloc();
+  std::vector<Block>& blocks = table->blocks;
   if (place >= blocks.size()) blocks.resize(place + 1);
   if (blocks[place].data == nullptr) {
     // Made before the block is looked at again: what is made may have a block of its own made, and so move them all.
@@ -59,3 +72,8 @@ void* context_block(ContextKind& kind) {
 }
 
 }  // namespace ox::detail
+
+ox::memory::Counts* ox::memory::thread_counts() noexcept {
+  const detail::Table* const table = detail::thread_table();
+  return table != nullptr ? table->counts : nullptr;
+}

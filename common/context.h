@@ -7,6 +7,12 @@
 
 namespace ox {
 
+namespace memory {
+struct Counts;
+// The calling thread's own, held until it ends; null when memory runs out.
+[[nodiscard]] Counts* thread_counts() noexcept;
+}  // namespace memory
+
 namespace detail {
 
 struct ContextKind {

@@ -1,11 +1,13 @@
 // The tracked allocator. Counters and list take no lock: the counters are exact for one allocating thread at a time
-// while tracking is on, and for any number of threads while it is off.
+// while tracking is on, and for any number of threads while it is off, when each counts for itself.
 #include "common/memory.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
 
+#include "common/context.h"
+#include "common/memory_counts.h"
 #include "common/memory_state.h"
 #include "common/trace.h"
 #include "platform/heap.h"
@@ -23,21 +25,17 @@ class Counter {
   [[nodiscard]] std::uint32_t get() const noexcept { return value_.load(std::memory_order_relaxed); }
   void set(std::uint32_t value) noexcept { value_.store(value, std::memory_order_relaxed); }
   // With tracking on only one thread allocates, and the plain form is several times cheaper.
-  void add(std::uint32_t amount, bool tracking) noexcept {
-    if (tracking) {
-      set(get() + amount);
-    } else {
-      value_.fetch_add(amount, std::memory_order_relaxed);
-    }
-  }
+  void add(std::uint32_t amount) noexcept { set(get() + amount); }
+  void add_with_others(std::uint32_t amount) noexcept { value_.fetch_add(amount, std::memory_order_relaxed); }
 
  private:
   std::atomic<std::uint32_t> value_{0};
 };
 
 struct State {
-  Counter live;
-  Counter serial;
+  Counter live;              // beside those of the threads
+  Counter serial;            // the same
+  Counter untracked_serial;  // what the threads had counted when tracking was switched on
   Counter bytes;
   Counter peak;
   Counter tracking;
@@ -46,6 +44,19 @@ struct State {
 State state;
 
 [[nodiscard]] bool tracking() noexcept { return state.tracking.get() != 0; }
+
+[[nodiscard]] std::uint32_t live() noexcept { return state.live.get() + sums_of_counts().live; }
+
+// Of a tracked block: the threads count nothing meanwhile.
+[[nodiscard]] std::uint32_t serial() noexcept { return state.serial.get() + state.untracked_serial.get(); }
+
+// A block more, or one less: UINT32_MAX of them.
+void count(std::uint32_t blocks, std::uint32_t allocations) noexcept {
+  if (Counts* const mine = thread_counts()) [[likely]]
+    return mine->add(blocks, allocations);
+  state.live.add_with_others(blocks);
+  state.serial.add_with_others(allocations);
+}
 
 void account(std::uint32_t added, std::uint32_t removed) noexcept {
   const std::uint32_t bytes = state.bytes.get() + added - removed;
@@ -57,7 +68,7 @@ void set_guard(void* block, std::uint32_t size) noexcept { static_cast<unsigned 
 
 // Starts to track a block, with the present serial. False when memory runs out.
 [[nodiscard]] bool track(void* block, std::uint32_t size, const char* tag) noexcept {
-  if (!state.blocks.add({block, tag, state.serial.get(), size})) return false;
+  if (!state.blocks.add({block, tag, serial(), size})) return false;
   account(size, 0);
   return true;
 }
@@ -68,18 +79,19 @@ void* allocate(std::uint32_t size, const char* tag, SystemAllocate system) noexc
   if (size > UINT32_MAX - spare) return nullptr;
   void* block = system(static_cast<std::size_t>(size) + spare);
   if (block == nullptr) return nullptr;
-  const bool tracked = tracking();
-  state.live.add(1, tracked);
-  state.serial.add(1, tracked);
-  if (!tracked) return block;
+  if (!tracking()) [[likely]] {
+    count(1, 1);
+    return block;
+  }
+  state.live.add(1);
+  state.serial.add(1);
   if (!track(block, size, tag)) {
     // The two counters stay raised: callers that watch them see the attempt.
     platform::heap_free(block);
     return nullptr;
   }
   set_guard(block, size);
-  OX_TRACE(trace::memory, "MEM(%05u:%x:+:%u:%u:%s)\n", state.serial.get(), trace::word(block), state.live.get(), size,
-           trace::text(tag));
+  OX_TRACE(trace::memory, "MEM(%05u:%x:+:%u:%u:%s)\n", serial(), trace::word(block), live(), size, trace::text(tag));
   return block;
 }
 
@@ -100,11 +112,10 @@ void* reallocate(void* block, std::uint32_t size, const char* tag) noexcept {
   Record* record = tracking() ? state.blocks.find(block) : nullptr;
   void* result = resize(block, size);
   if (result == nullptr || !tracking()) return result;
-  OX_TRACE(trace::memory, "MEM(%05u:%x:*:%u:%u:%s)\n", state.serial.get(), trace::word(result), state.live.get(), size,
-           trace::text(tag));
+  OX_TRACE(trace::memory, "MEM(%05u:%x:*:%u:%u:%s)\n", serial(), trace::word(result), live(), size, trace::text(tag));
   set_guard(result, size);
   if (record == nullptr) {  // from before tracking was switched on
-    state.serial.add(1, true);
+    state.serial.add(1);
     (void)track(result, size, tag);
     return result;
   }
@@ -118,7 +129,7 @@ void* reallocate(void* block, std::uint32_t size, const char* tag) noexcept {
 // Checks the guard, overwrites the block and forgets it.
 void untrack(Record* record) noexcept {
   auto* bytes = static_cast<unsigned char*>(record->block);
-  OX_TRACE(trace::memory, "MEM(%05u:%x:-:%u:%s)\n", record->serial, trace::word(record->block), state.live.get(),
+  OX_TRACE(trace::memory, "MEM(%05u:%x:-:%u:%s)\n", record->serial, trace::word(record->block), live(),
            trace::text(record->tag));
   if (bytes[record->size] != guard) {
     // Spelt this way since the first release; the log form has two closing signs, the trace form three.
@@ -141,16 +152,17 @@ void report_unknown(const void* block) noexcept {
 }
 
 void release(void* block) noexcept {
-  const bool tracked = tracking();
-  if (tracked) {
-    if (Record* record = state.blocks.find(block)) {
-      untrack(record);
-    } else {
-      report_unknown(block);
-    }
+  if (!tracking()) [[likely]] {
+    platform::heap_free(block);
+    return count(UINT32_MAX, 0);
+  }
+  if (Record* record = state.blocks.find(block)) {
+    untrack(record);
+  } else {
+    report_unknown(block);
   }
   platform::heap_free(block);
-  state.live.add(UINT32_MAX, tracked);
+  state.live.add(UINT32_MAX);
 }
 
 }  // namespace
@@ -158,7 +170,7 @@ void release(void* block) noexcept {
 std::vector<Record> live_blocks() {
   std::vector<Record> blocks = state.blocks.records();
   // By age, which is right even when the serial has wrapped.
-  const std::uint32_t now = state.serial.get();
+  const std::uint32_t now = serial();
   std::sort(blocks.begin(), blocks.end(),
             [now](const Record& a, const Record& b) { return now - a.serial > now - b.serial; });
   return blocks;
@@ -190,6 +202,7 @@ OX_RESULT OX_CALL oxcMemFree(void* block) {
 OX_RESULT OX_CALL oxcFree(void* block) { return oxcMemFree(block); }
 
 uint32_t OX_CALL oxcSetMemDebug(uint32_t flag) {
+  if (flag != 0) memory::state.untracked_serial.set(memory::sums_of_counts().serial);
   memory::state.tracking.set(flag);
   return flag;
 }
@@ -197,9 +210,9 @@ uint32_t OX_CALL oxcSetMemDebug(uint32_t flag) {
 uint32_t OX_CALL oxcGetMemValue(uint32_t index) {
   switch (index) {
     case 1:
-      return memory::state.live.get();
+      return memory::live();
     case 2:
-      return memory::state.serial.get();
+      return memory::state.serial.get() + memory::sums_of_counts().serial;
     case 3:
       return memory::state.bytes.get();
     case 4:

@@ -5,7 +5,8 @@
 namespace ox::platform {
 namespace {
 
-thread_local void* slot = nullptr;
+// Asked for at every allocation: found without a call, in the room that is kept for libraries loaded later.
+[[gnu::tls_model("initial-exec")]] thread_local void* slot = nullptr;
 thread_local void (*slot_release)(void*) = nullptr;
 
 // A key's destructor runs when a thread ends but not when the process does, which a thread_local object's would.

@@ -31,7 +31,13 @@ bool has_slot() noexcept {
   return slot != TLS_OUT_OF_INDEXES;
 }
 
-Entry* own_entry() noexcept { return static_cast<Entry*>(::TlsGetValue(slot)); }
+// The system's error stays what it was: who allocates between a failure and the question for its reason loses nothing.
+Entry* own_entry() noexcept {
+  const DWORD error = ::GetLastError();
+  auto* const entry = static_cast<Entry*>(::TlsGetValue(slot));
+  ::SetLastError(error);
+  return entry;
+}
 
 void unlink(Entry* entry) noexcept {
   const std::lock_guard lock(guard);
