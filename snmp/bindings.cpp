@@ -82,7 +82,7 @@ OX_RESULT put_binding(ber::ReverseWriter& out, const dnode& node, bool null_valu
 
 OX_RESULT take_name(const ber::Element& element, dnode& node) noexcept {
   if (element.tag != ber::object_identifier || element.size == 0) return OX_EDECODE;
-  Scratch<1024> text(ber::identifier_text_bound(element.size));
+  Scratch<512> text(ber::identifier_text_bound(element.size));
   if (!text) return OX_ENOMEM;
   std::size_t size = 0;
   if (!ber::identifier_text(element, text.chars(), size)) return OX_EDECODE;
@@ -194,21 +194,6 @@ OX_RESULT take_value(const ber::Element& element, dnode& node) noexcept {
   }
 }
 
-OX_RESULT take_binding(const ber::Element& binding, Unreadable unreadable, dnode& node) noexcept {
-  constexpr int depth = 4;  // in the list, in the PDU, in the message
-  ber::ElementReader fields(binding);
-  ber::Element name;
-  ber::Element value;
-  if (binding.tag != ber::sequence || !fields.next(name) || !fields.next(value)) return OX_EDECODE;
-  if (!ber::well_formed(value, depth + 1) || !ber::rest_is_well_formed(fields, depth + 1)) return OX_EDECODE;
-  OX_RESULT result = take_name(name, node);
-  if (result != OX_OK) return result;
-  result = take_value(value, node);
-  if (result != OX_EDECODE || unreadable == Unreadable::refused) return result;
-  data::set_err_code(node, OX_EDECODE);
-  return OX_OK;
-}
-
 }  // namespace
 
 BindingsExtent extent_of_bindings(const dnode* list) noexcept {
@@ -237,24 +222,45 @@ OX_RESULT put_bindings(ber::ReverseWriter& out, const dnode* list, const dnode* 
   return result;
 }
 
+bool open_binding(const ber::Element& element, Binding& binding) noexcept {
+  constexpr int depth = 4;  // in the list, in the PDU, in the message
+  ber::ElementReader fields(element);
+  return element.tag == ber::sequence && fields.next(binding.name) && fields.next(binding.value) &&
+         ber::well_formed(binding.value, depth + 1) && ber::rest_is_well_formed(fields, depth + 1);
+}
+
+OX_RESULT take_binding(const Binding& binding, Unreadable unreadable, data::dnode_ptr& node) noexcept {
+  data::dnode_ptr made = data::make_dnode();
+  if (!made) return OX_ENOMEM;
+  OX_RESULT result = take_name(binding.name, *made);
+  if (result != OX_OK) return result;
+  result = take_value(binding.value, *made);
+  if (result == OX_EDECODE && unreadable == Unreadable::fails_alone) {
+    data::set_err_code(*made, OX_EDECODE);
+    result = OX_OK;
+  }
+  if (result == OX_OK) node = std::move(made);
+  return result;
+}
+
+void BindingList::add(data::dnode_ptr node) noexcept {
+  dnode* head = first_.release();
+  (void)oxcQueueAdd(&head, node.release());
+  first_.reset(head);
+}
+
 OX_RESULT take_bindings(const ber::Element& element, Unreadable unreadable, data::dnode_ptr& list) noexcept {
-  data::dnode_ptr made;
-  const auto append = [&made](data::dnode_ptr node) {
-    dnode* head = made.release();
-    (void)oxcQueueAdd(&head, node.release());
-    made.reset(head);
-  };
+  BindingList made;
   ber::ElementReader bindings(element);
   while (!bindings.at_end()) {
-    ber::Element binding;
-    if (!bindings.next(binding)) return OX_EDECODE;
-    data::dnode_ptr node = data::make_dnode();
-    if (!node) return OX_ENOMEM;
-    const OX_RESULT result = take_binding(binding, unreadable, *node);
-    if (result != OX_OK) return result;
-    append(std::move(node));
+    ber::Element field;
+    Binding binding;
+    if (!bindings.next(field) || !open_binding(field, binding)) return OX_EDECODE;
+    data::dnode_ptr node;
+    if (const OX_RESULT result = take_binding(binding, unreadable, node); result != OX_OK) return result;
+    made.add(std::move(node));
   }
-  list = std::move(made);
+  list = made.take();
   return OX_OK;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "data/dnode.h"
 #include "snmp/ber.h"
@@ -27,6 +28,26 @@ struct BindingsExtent {
 
 // What a value that cannot be read does: it spoils the message, or its own node has the error code 112.
 enum class Unreadable { refused, fails_alone };
+
+// The name and the value of a binding. False for anything else.
+struct Binding {
+  ber::Element name;
+  ber::Element value;
+};
+[[nodiscard]] bool open_binding(const ber::Element& element, Binding& binding) noexcept;
+
+// A node of a binding, or null: 112, 3.
+[[nodiscard]] OX_RESULT take_binding(const Binding& binding, Unreadable unreadable, data::dnode_ptr& node) noexcept;
+
+// Nodes in the order in which they come.
+class BindingList {
+ public:
+  void add(data::dnode_ptr node) noexcept;
+  [[nodiscard]] data::dnode_ptr take() noexcept { return std::move(first_); }
+
+ private:
+  data::dnode_ptr first_;
+};
 
 // Reads the bindings of a list element. 112, 3; the nodes are handed out only on success.
 [[nodiscard]] OX_RESULT take_bindings(const ber::Element& element, Unreadable unreadable,

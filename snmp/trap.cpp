@@ -126,8 +126,8 @@ OX_RESULT decode_trap(const void* buffer, std::uint32_t length, oxsSnmpTrap& tra
   OX_RESULT result = take_enterprise(parts.enterprise, enterprise);
   if (result != OX_OK) return result;
   data::dnode_ptr bindings;
-  result = take_bindings(parts.bindings, Unreadable::refused, bindings);
-  if (result == OX_OK && envelope.version != OXS_V1) result = take_trap_facts(bindings, made, enterprise);
+  result = envelope.version == OXS_V1 ? take_bindings(parts.bindings, Unreadable::refused, bindings)
+                                      : take_trap_bindings(parts.bindings, bindings, made, enterprise);
   if (result != OX_OK) return result;
   tracked_ptr<unsigned char[]> community;
   result = copy_community(envelope.community, community, made.communityLength);

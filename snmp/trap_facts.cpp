@@ -3,8 +3,12 @@
 #include <cassert>
 #include <charconv>
 #include <cstdio>
+#include <utility>
 
 #include "common/bytes.h"
+#include "snmp/bindings.h"
+
+using namespace std::string_view_literals;
 
 namespace ox::snmp {
 namespace {
@@ -33,42 +37,75 @@ constexpr std::uint32_t enterprise_specific = 6;
   return OX_OK;
 }
 
-std::string_view text_of(const data::Text& text) noexcept {
-  return text.text != nullptr ? std::string_view(text.text, text.size - 1) : std::string_view();
+// The names as they travel.
+constexpr std::string_view uptime_bytes = "\x2B\x06\x01\x02\x01\x01\x03\x00"sv;
+constexpr std::string_view identifier_bytes = "\x2B\x06\x01\x06\x03\x01\x01\x04\x01\x00"sv;
+constexpr std::string_view enterprise_bytes = "\x2B\x06\x01\x06\x03\x01\x01\x04\x03\x00"sv;
+
+std::string_view bytes_of(const ber::Element& element) noexcept {
+  return {reinterpret_cast<const char*>(element.content), element.size};
 }
 
-// The first four bytes, whatever the type: other systems' agents send the time as a counter or a gauge.
-bool take_time(const dnode& node, std::uint32_t& time) noexcept {
-  return node.has(data::bit::value) && Reader(node.value.bytes, node.value.size).take(time);
-}
+// An identifier that has been found, in dotted text.
+struct Identifier {
+  static constexpr std::size_t longest = 126;  // in bytes on the wire, of those that need no block
+  bool found = false;
+  std::string_view text;
+  data::dnode_ptr node;  // that holds a longer one
+  char room[ber::identifier_text_bound(longest)];
 
-data::dnode_ptr unlink(data::dnode_ptr& list, dnode* node) noexcept {
-  dnode* head = list.release();
-  (void)oxcQueueDel(&head, node);
-  list.reset(head);
-  return data::dnode_ptr(node);
-}
+  [[nodiscard]] OX_RESULT take(const Binding& binding) noexcept {
+    if (binding.value.size > longest) return take_long(binding);
+    std::size_t size = 0;
+    if (!ber::identifier_text(binding.value, room, size)) return OX_EDECODE;
+    found = true;
+    text = {room, size};
+    return OX_OK;
+  }
 
-struct Identifiers {
-  data::dnode_ptr trap;
-  data::dnode_ptr enterprise;
+ private:
+  [[nodiscard]] OX_RESULT take_long(const Binding& binding) noexcept {
+    const OX_RESULT result = take_binding(binding, Unreadable::refused, node);
+    if (result != OX_OK) return result;
+    found = true;
+    text = {static_cast<const char*>(node->value.bytes), node->value.size - 1};
+    return OX_OK;
+  }
 };
 
-// Takes the node out of the list if it carries a fact; of several for one fact the last one counts.
-void take_fact(data::dnode_ptr& list, dnode* node, Identifiers& identifiers, std::uint32_t& time) noexcept {
-  const std::string_view name = text_of(node->amib_name);
-  const bool identifier = node->has(data::bit::value) && node->value.type == OX_OBJECTID;
-  if (name == uptime_name) {
-    if (take_time(*node, time)) (void)unlink(list, node);
-  } else if (identifier && name == identifier_name) {
-    identifiers.trap = unlink(list, node);
-  } else if (identifier && name == enterprise_name) {
-    identifiers.enterprise = unlink(list, node);
+struct Facts {
+  std::uint32_t time = 0;
+  Identifier trap;
+  Identifier enterprise;
+};
+
+// The first four bytes of a value, whatever its type: other systems' agents send the time as a counter or a gauge.
+OX_RESULT take_time(const Binding& binding, std::uint32_t& time, bool& taken) noexcept {
+  if (binding.value.tag == ber::time_ticks) {
+    taken = ber::unsigned_of(binding.value, time);
+    return taken ? OX_OK : OX_EDECODE;
   }
+  data::dnode_ptr node;
+  const OX_RESULT result = take_binding(binding, Unreadable::refused, node);
+  taken = result == OX_OK && node->has(data::bit::value) && Reader(node->value.bytes, node->value.size).take(time);
+  return result;
 }
 
-std::string_view identifier_of(const dnode& node) noexcept {
-  return {static_cast<const char*>(node.value.bytes), node.value.size - 1};
+// Takes a binding that carries a fact; of several for one fact the last one counts. `is_fact` is false for the others.
+OX_RESULT take_fact(const Binding& binding, Facts& facts, bool& is_fact) noexcept {
+  is_fact = false;
+  if (binding.name.tag != ber::object_identifier) return OX_OK;
+  const std::string_view name = bytes_of(binding.name);
+  const bool identifier = binding.value.tag == ber::object_identifier;
+  if (name == uptime_bytes) return take_time(binding, facts.time, is_fact);
+  if (identifier && name == identifier_bytes) {
+    is_fact = true;
+    return facts.trap.take(binding);
+  } else if (identifier && name == enterprise_bytes) {
+    is_fact = true;
+    return facts.enterprise.take(binding);
+  }
+  return OX_OK;
 }
 
 // Takes the last number off; the empty text has none, and gives 0.
@@ -95,6 +132,15 @@ std::string_view split_identifier(std::string_view identifier, oxsSnmpTrap& trap
   return cut_last_arc(shorter) == 0 ? shorter : identifier;
 }
 
+// The trap in the terms of version 1.
+OX_RESULT take_terms(const Facts& facts, oxsSnmpTrap& trap, tracked_ptr<char[]>& enterprise) noexcept {
+  if (!facts.trap.found) return copy_enterprise({}, enterprise);
+  std::string_view text = split_identifier(facts.trap.text, trap);
+  const bool generic = facts.trap.text.starts_with(standard_prefix);
+  if (generic && facts.enterprise.found && !facts.enterprise.text.empty()) text = facts.enterprise.text;
+  return copy_enterprise(text, enterprise);
+}
+
 }  // namespace
 
 OX_RESULT put_trap_facts(ber::ReverseWriter& out, const oxsSnmpTrap& trap) noexcept {
@@ -113,25 +159,28 @@ OX_RESULT put_trap_facts(ber::ReverseWriter& out, const oxsSnmpTrap& trap) noexc
   return OX_OK;
 }
 
-OX_RESULT take_trap_facts(data::dnode_ptr& list, oxsSnmpTrap& trap, tracked_ptr<char[]>& enterprise) noexcept {
+OX_RESULT take_trap_bindings(const ber::Element& element, data::dnode_ptr& list, oxsSnmpTrap& trap,
+                             tracked_ptr<char[]>& enterprise) noexcept {
   trap.agentAddress = 0;
   trap.genericTrap = 0;
   trap.specificTrap = 0;
-  trap.timeStamp = 0;
-  enterprise.reset();
-  Identifiers identifiers;
-  for (dnode* node = list.get(); node != nullptr;) {
-    dnode* const next = node->next;
-    take_fact(list, node, identifiers, trap.timeStamp);
-    node = next;
+  Facts facts;
+  BindingList others;
+  ber::ElementReader bindings(element);
+  while (!bindings.at_end()) {
+    ber::Element field;
+    Binding binding;
+    if (!bindings.next(field) || !open_binding(field, binding)) return OX_EDECODE;
+    bool is_fact = false;
+    data::dnode_ptr node;
+    OX_RESULT result = take_fact(binding, facts, is_fact);
+    if (result == OX_OK && !is_fact) result = take_binding(binding, Unreadable::refused, node);
+    if (result != OX_OK) return result;
+    if (node) others.add(std::move(node));
   }
-  if (!identifiers.trap) return OX_OK;
-  std::string_view text = split_identifier(identifier_of(*identifiers.trap), trap);
-  const bool generic = identifier_of(*identifiers.trap).starts_with(standard_prefix);
-  if (generic && identifiers.enterprise && !identifier_of(*identifiers.enterprise).empty()) {
-    text = identifier_of(*identifiers.enterprise);
-  }
-  return copy_enterprise(text, enterprise);
+  list = others.take();
+  trap.timeStamp = facts.time;
+  return take_terms(facts, trap, enterprise);
 }
 
 OX_RESULT copy_enterprise(std::string_view text, tracked_ptr<char[]>& enterprise) noexcept {

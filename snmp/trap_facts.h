@@ -21,10 +21,10 @@ inline constexpr std::size_t enterprise_limit = 1022;
 // Space that put_trap_facts() needs at most: two bindings, their names and values.
 inline constexpr std::uint32_t trap_facts_bound = 512 + static_cast<std::uint32_t>(enterprise_limit);
 
-// Takes the bindings of a trap's facts out of the list, and sets time stamp, numbers and enterprise of the record from
-// them. 3, with some of the bindings gone.
-[[nodiscard]] OX_RESULT take_trap_facts(data::dnode_ptr& list, oxsSnmpTrap& trap,
-                                        tracked_ptr<char[]>& enterprise) noexcept;
+// Reads the bindings of a list element: those of the facts set time stamp, numbers and enterprise of the record, the
+// others are handed out. 112, 3.
+[[nodiscard]] OX_RESULT take_trap_bindings(const ber::Element& element, data::dnode_ptr& list, oxsSnmpTrap& trap,
+                                           tracked_ptr<char[]>& enterprise) noexcept;
 
 // A new text; null for the empty one, which is no enterprise. 3.
 [[nodiscard]] OX_RESULT copy_enterprise(std::string_view text, tracked_ptr<char[]>& enterprise) noexcept;
