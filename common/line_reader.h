@@ -14,6 +14,9 @@ struct CloseFile {
 };
 using OwnedFile = std::unique_ptr<std::FILE, CloseFile>;
 
+// What some editors put in front of a file's first line.
+inline constexpr char utf8_mark[] = "\xEF\xBB\xBF";
+
 template <std::size_t room>
 class LineReader {
  public:
@@ -28,6 +31,9 @@ class LineReader {
   [[nodiscard]] bool read(std::FILE* file) noexcept {
     if (std::fgets(text_, room, file) == nullptr) return false;
     ++number_;
+    if (number_ == 1 && std::strncmp(text_, utf8_mark, sizeof utf8_mark - 1) == 0) {
+      std::memmove(text_, text_ + sizeof utf8_mark - 1, room - (sizeof utf8_mark - 1));
+    }
     size_ = std::strlen(text_);
     whole_ = size_ != room - 1 || text_[size_ - 1] == '\n';
     if (size_ >= 2 && text_[size_ - 2] == '\r' && text_[size_ - 1] == '\n') {

@@ -132,7 +132,7 @@ OX_RESULT to_file(State& trace, std::string_view text) {
     return OX_OK;
   }
   if (!trace.file.is_open()) {
-    if (!trace.file.has_pattern()) trace.file.set_pattern(name_pattern({}));
+    if (!trace.file.has_pattern()) trace.file.set_pattern(default_pattern());
     if (const OX_RESULT result = trace.file.start()) return result;
   }
   trace.file.write(text);
@@ -226,7 +226,7 @@ OX_RESULT redirect(bool console, const char* name) {
   trace.control->console.store(console ? 1 : 0, std::memory_order_relaxed);
   trace.file.close();
   trace.file.read_rotation_settings();
-  trace.file.set_pattern(name_pattern(name != nullptr ? name : ""));
+  trace.file.set_pattern(name != nullptr ? name_pattern(name) : default_pattern());
   if (name == nullptr) return OX_OK;  // the next line opens the default name when the file flag is set
   const OX_RESULT result = trace.file.start();
   if (result == OX_OK) trace.control->file.store(1, std::memory_order_relaxed);

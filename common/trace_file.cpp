@@ -79,6 +79,8 @@ NamePattern name_pattern(std::string_view name) {
   return {directory + stem + "_", extension};
 }
 
+NamePattern default_pattern() { return name_pattern(work_path({"tmp", default_stem() + ".dbg"})); }
+
 void TraceFile::read_rotation_settings() {
   const std::uint32_t megabytes = settings::number("oxLogMaxFileSize", default_megabytes);
   max_size_ = static_cast<std::int64_t>(megabytes <= most_megabytes ? megabytes : default_megabytes) << 20;
@@ -88,13 +90,15 @@ void TraceFile::read_rotation_settings() {
 
 OX_RESULT TraceFile::open() {
   file_ = std::fopen(current_.c_str(), "w");
-  return file_ != nullptr ? OX_OK : OX_EOPEN;
+  if (file_ == nullptr) return OX_EOPEN;
+  (void)std::setvbuf(file_, nullptr, _IONBF, 0);  // a line is one write, and needs no flush
+  written_ = 0;
+  return OX_OK;
 }
 
 OX_RESULT TraceFile::start() {
   close();
   index_ = 0;
-  written_ = 0;
   current_ = pattern_.name(0);
   return open();
 }
@@ -109,19 +113,21 @@ OX_RESULT TraceFile::rotate() {
   if (max_size_ == unread) read_rotation_settings();
   if (max_size_ == 0 || written_ <= max_size_) return OX_OK;
   if (++index_ >= max_count_) index_ = 1;
-  written_ = 0;
   close();
   current_ = pattern_.name(index_);
   return open();
 }
 
 void TraceFile::write(std::string_view text) noexcept {
-  const std::size_t count = std::fwrite(text.data(), 1, text.size(), file_);
-  if (max_size_ != 0 && count != 0) {
-    const long position = std::ftell(file_);
-    written_ = position >= 0 ? position : written_ + static_cast<std::int64_t>(count);
+  const bool first = written_ == 0;
+  const auto count = static_cast<std::int64_t>(std::fwrite(text.data(), 1, text.size(), file_));
+  written_ += count;
+  // Asking costs as much as writing: where the first line has taken its own size, all others will.
+  if (!first && !translated_) return;
+  if (const long position = std::ftell(file_); position >= 0) {
+    translated_ = position != written_;
+    written_ = position;
   }
-  (void)std::fflush(file_);
 }
 
 }  // namespace ox::trace

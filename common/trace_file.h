@@ -23,6 +23,9 @@ struct NamePattern {
 // default one gives way to the registry's "oxLogDirectory".
 [[nodiscard]] NamePattern name_pattern(std::string_view name);
 
+// That of the default name, which oxcDebugOutput without a name goes back to: it moves like a given one.
+[[nodiscard]] NamePattern default_pattern();
+
 class TraceFile {
  public:
   ~TraceFile() { close(); }
@@ -50,6 +53,8 @@ class TraceFile {
   std::int64_t written_ = 0;
   std::int64_t max_size_ = unread;  // bytes; 0: no rotation
   std::uint32_t max_count_ = 0;
+
+  bool translated_ = false;  // the system writes more bytes than it is given, for the ends of lines
 
   static constexpr std::int64_t unread = -1;
 };

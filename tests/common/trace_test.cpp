@@ -73,6 +73,12 @@ TEST_F(TraceTest, NamesBecomePatterns) {
   fs::create_directories(moved);
   EXPECT_EQ(moved + native("/x_07.dbg"), seventh(tmp + "/x.dbg"));
   EXPECT_EQ(native("/else/x_07.dbg"), seventh("/else/x.dbg"));
+  // A file without a name of its own moves, too.
+  ASSERT_EQ(OX_OK, oxcDebugOutput(0, file("x.dbg").c_str()));
+  ASSERT_EQ(OX_OK, oxcDebugOutput(0, nullptr));
+  oxcSetDebugMask(ox::trace::general);
+  oxcDebugOut("moved\n");
+  EXPECT_EQ("moved\n", read_text(moved + native(std::string("/") + id + "_00.dbg")));
 }
 
 TEST_F(TraceTest, LinesOfSeveralThreadsDoNotMix) {

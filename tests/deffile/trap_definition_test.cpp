@@ -84,6 +84,9 @@ TEST_F(TrapDefinitions, LinesAreTakenAsTheyAreMeant) {
       {"Enterprise 1.3\nGenericCode 010\nSpecificCode 9x\nSeverity high\nEventID -1\nSpecificCode 7\nSpecificCode *\n"
        "SpecificCode 5\n",
        "1.3 8/5 1 1,0\n"},
+      {"\xEF\xBB\xBF"
+       "Enterprise 1.3\n\xEF\xBB\xBFSeverity 4\n",
+       "1.3 0/0 1 1,0\n"},  // an editor's mark
       {"Enterprise 1.3\nTimeStamp 1\n",
        "1.3 0/0 1|1.3.6.1.4.1.64312.2.3.26.1.5.0|1.3.6.1.4.1.64312.2.3.26.1.6.0 1,0\n"},
       {"Enterprise 1.3\nTimeStamp \"1 1.1\t1.2\"\n", "1.3 0/0 1|1.1|1.2 1,0\n"},
