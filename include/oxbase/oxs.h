@@ -52,6 +52,13 @@ OX_API OX_RESULT OX_CALL oxsSnmpDecodeEach(const void* buffer, uint32_t length, 
 /* Releases the community and the bindings of a decoded message and clears both. Returns 0, also for null. */
 OX_API OX_RESULT OX_CALL oxsSnmpFree(oxsSnmpMessage* message);
 
+/*
+ * Writes a packet to the debug trace, under mask bit 0x20000 for traps and informs and 0x10000 for all others: a line
+ * with its source and destination, any texts, and what it says, then its bytes in hex. Its community is not shown.
+ * Without the bits nothing is looked at. Returns 0; 1 for null bytes of a length over 0; 3.
+ */
+OX_API OX_RESULT OX_CALL oxsSnmpDump(const char* source, const char* destination, const void* packet, uint32_t length);
+
 /* A trap of any version in the terms of version 1. The caller fills it for encoding; oxsSnmpTrapDecode fills it, and
  * oxsSnmpTrapFree releases its parts. */
 typedef struct oxsSnmpTrap {

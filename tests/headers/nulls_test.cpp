@@ -42,7 +42,8 @@ TEST(Nulls, AreBadArgumentsOrMeanSomething) {
        "oxlLogEntryListClose oxlDataEntryClose oxlFreeDataEntry oxlDataEntryListClose "
        "oxlFreeDataEntryMatrix oxdMatrixFree oxdMatrixItemFree "
        "oxcMemDebugListOut oxcMemDumpLog "
-       "oxcMemDumpLogForICMP oxcMemDumpLogForRMGR oxcMemDumpLogForSNMP oxcMemDumpLogForSNMPTrap oxdPrint oxdPrintLog "
+       "oxsSnmpDump oxcMemDumpLogForICMP oxcMemDumpLogForRMGR oxcMemDumpLogForSNMP oxcMemDumpLogForSNMPTrap oxdPrint "
+       "oxdPrintLog "
        "oxeEvfltMatch oxcVersionCmp oxcStrcat oxcStrcpy oxcPerror oxcPerrorMsgBox oxcPerrorMsgBox2 oxcApDataReceive "
        "oxfTypeFree oxfReltFree oxfTypeIsBuiltIn oxfTypeAliasCount oxfReltClass oxf_type_cnvCompType "
        "oxf_type_CompTypeMatch oxcDebugOutput oxdEncode oxfGetErrorFile oxfGetFileAttrib"},

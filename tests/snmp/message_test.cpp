@@ -1,4 +1,5 @@
 // The codec of SNMP messages, byte for byte.
+#include <algorithm>
 #include <cstring>
 
 #include "tests/amib/tree_fixture.h"
@@ -6,6 +7,7 @@
 #include "tests/snmp/test_message.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/texts.h"
+#include "tests/support/traced.h"
 
 namespace ox::test {
 namespace {
@@ -257,6 +259,45 @@ TEST_F(SnmpMessage, CutAndDamagedMessagesAreRefusedOrWhole) {
     return decode(wire, message);
   };
   EXPECT_GT(cut_and_damage(rich_message(), taken, 112), 1000);
+}
+
+// What of a packet the trace shows, and what it never does: the community, also of a packet that has been cut.
+class SnmpPacket : public TreeTest {};  // the trace keeps blocks of the thread
+
+TEST_F(SnmpPacket, IsTracedWithoutItsCommunity) {
+  const std::string secret = "hidden";
+  const auto packet = [&](const char* version, int tag, const std::string& pdu) {
+    return element(0x30, bytes(version) + element(0x04, secret) + element(tag, pdu));
+  };
+  const std::string names = element(0x30, binding(bytes("43020BB8")) + binding(bytes("450100")));
+  const std::string get = packet("020101", 0xA2, bytes("020107 020100 020100") + names);
+  const std::string bulk = packet("020101", 0xA5, bytes("020107 020101 02010A") + names);
+  const std::string trap = packet("020100", 0xA4, bytes("06012B 40047F000001 020106 020111 430105") + names);
+  const std::string values = " 1.3 = 30.00 1.3 = (unreadable)>\n";
+  const std::tuple<std::string, uint32_t, std::string> rows[] = {
+      {get, 0x10000, "v2c response id 7 error 0/0" + values},
+      {bulk, 0x10000, "v2c bulk id 7 error 1/10" + values},
+      {trap, 0x20000, "v1 trap of 1.3 generic 6 specific 17 time 5" + values},
+      {packet("020100", 0xA9, ""), 0x10000, "malformed>\n"},
+      {get.substr(0, 10), 0x10000, "malformed>\n"},
+      {get.substr(0, get.size() - 1), 0x10000, "malformed>\n"},
+      {"", 0x10000, "malformed>\n"}};
+  const auto dumped = [](uint32_t mask, const std::string& bytes) {
+    return traced(mask, [&] {
+      EXPECT_EQ(0u,
+                give_block(bytes, [](void* block, uint32_t size) { return oxsSnmpDump("a:1", "b:2", block, size); }));
+    });
+  };
+  for (const auto& [bytes, bit, line] : rows) {
+    const std::string text = dumped(0x30000, bytes);
+    EXPECT_EQ("<M:SNMP a:1 > b:2, " + std::to_string(bytes.size()) + " bytes: " + line,
+              text.substr(0, text.find('\n') + 1));
+    EXPECT_EQ((bytes.size() + 15) / 16, static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) - 1);
+    EXPECT_EQ(std::string::npos, text.find("hid")) << text;
+    EXPECT_EQ(std::string::npos, text.find("68 69")) << text;
+    EXPECT_EQ(text, dumped(bit, bytes));
+    EXPECT_EQ("", dumped(0x30040 ^ bit ^ 0x40, bytes));
+  }
 }
 
 TEST_F(SnmpMessage, EveryAllocationMayFail) {
