@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <utility>
 #include <vector>
 
 #include <oxbase/oxa.h>
@@ -154,8 +155,14 @@ class Sender {
   std::uint32_t handle_ = 0;
 };
 
+// Gives up when none has come for a while: what is lost is never delivered.
 void wait_for(std::uint64_t deliveries) {
-  while (board->delivered < deliveries) usleep(20);
+  constexpr std::chrono::seconds patience{30};
+  auto until = Clock::now() + patience;
+  for (std::uint64_t seen = board->delivered; seen < deliveries; usleep(20)) {
+    if (std::exchange(seen, board->delivered) != seen) until = Clock::now() + patience;
+    if (Clock::now() > until) give_up("deliveries missing", static_cast<OX_RESULT>(deliveries - seen));
+  }
 }
 
 // Many events, as fast as they are answered for.
@@ -195,10 +202,10 @@ std::vector<unsigned char> make_trap(std::uint64_t number) {
   return made;
 }
 
-// As many as the wait takes.
-void measure_traps() {
+// As many as the wait takes. They are numbered from `first`: one that has been there is a repeat, and no event.
+void measure_traps(std::uint64_t first) {
   std::vector<std::vector<unsigned char>> made;
-  for (std::uint64_t i = 0; i < traps; ++i) made.push_back(make_trap(i));
+  for (std::uint64_t i = 0; i < traps; ++i) made.push_back(make_trap(first + i));
   asio::io_context loop;
   udp::socket socket(loop, udp::v4());
   socket.connect({asio::ip::address_v4::loopback(), trap_port()});
@@ -229,6 +236,8 @@ void measure_singles(const Sender& sender) {
 enum class Kind { many_events, single_events, many_traps };
 void measure(int waiters, Kind kind) {
   static const Manager manager;
+  static std::uint64_t first_trap = 0;
+  if (kind == Kind::many_traps) first_trap += traps;
   board->delivered = 0;
   board->ready = 0;
   std::vector<pid_t> pids;
@@ -239,14 +248,16 @@ void measure(int waiters, Kind kind) {
     while (board->ready < waiters) usleep(1000);
     if (kind == Kind::many_events) measure_flow(sender, static_cast<std::uint64_t>(waiters));
     if (kind == Kind::single_events) measure_singles(sender);
-    if (kind == Kind::many_traps) measure_traps();
+    if (kind == Kind::many_traps) measure_traps(first_trap);
     _exit(0);
   }
-  (void)waitpid(sending, nullptr, 0);
+  int status = 0;
+  (void)waitpid(sending, &status, 0);
   for (const pid_t pid : pids) {
     (void)kill(pid, SIGKILL);
     (void)waitpid(pid, nullptr, 0);
   }
+  if (status != 0) std::exit(1);  // the sender has said why; the manager ends, too
 }
 
 void event_delivery(benchmark::State& state) {

@@ -1,11 +1,26 @@
 """Prints benchmark results beside their rivals'.
 
-A benchmark NAME/ARGS and its rival NAME_rival/ARGS (or NAME_rival_WHAT/ARGS) make one row.
+A benchmark NAME/ARGS and its rival NAME_rival/ARGS (or NAME_rival_WHAT/ARGS) make one row. The goal is the largest ratio
+that will do; a row that misses it is marked.
 """
 
 import json
 import re
 import sys
+
+
+# By the beginning of NAME/ARGS; all others need only be as fast as their rival.
+GOALS = {
+    "snmp_decode": 0.5,
+    "trap_decode": 0.6,
+    "tracked_pair/10000": 2.0,
+    "tracked_pair": 3.0,
+    "untracked_pair": 1.2,
+}
+
+
+def goal_of(name):
+    return next((goal for start, goal in GOALS.items() if name.startswith(start)), 1.0)
 
 
 def medians(paths):
@@ -31,7 +46,8 @@ def shown(nanoseconds):
 
 def main():
     times = medians(sys.argv[1:])
-    print(f"{'benchmark':<44} {'ours':>12} {'rival':>12} {'ratio':>7}  rival")
+    print(f"{'benchmark':<44} {'ours':>12} {'rival':>12} {'ratio':>7} {'goal':>5}  rival")
+    missed = 0
     for name in sorted(times):
         if "_rival" in name:
             continue
@@ -42,8 +58,12 @@ def main():
             print(f"{name:<44} {shown(times[name]):>12}")
         for rival in rivals:
             what = rival.partition("/")[0][len(base) + len("_rival"):].lstrip("_") or "rival"
-            print(f"{name:<44} {shown(times[name]):>12} {shown(times[rival]):>12} "
-                  f"{times[name] / times[rival]:>7.2f}  {what}")
+            ratio = times[name] / times[rival]
+            goal = goal_of(name)
+            mark = "" if ratio <= goal else "  <- misses its goal"
+            missed += bool(mark)
+            print(f"{name:<44} {shown(times[name]):>12} {shown(times[rival]):>12} {ratio:>7.2f} {goal:>5.2f}  {what}{mark}")
+    print(f"{missed} of the ratios miss their goals" if missed else "All goals are met.")
 
 
 if __name__ == "__main__":
