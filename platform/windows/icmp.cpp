@@ -2,10 +2,20 @@
 
 #include <windows.h>
 
+#include <cstdio>
 #include <utility>
 
 namespace ox::platform {
 namespace {
+
+// From the system's folder alone: one that lies beside the program, or where it works, may be anybody's.
+HMODULE load(const char* name) noexcept {
+  char path[MAX_PATH + 16];
+  const UINT size = ::GetSystemDirectoryA(path, MAX_PATH);
+  if (size == 0 || size >= MAX_PATH) return nullptr;
+  (void)std::snprintf(path + size, sizeof path - size, "\\%s", name);
+  return ::LoadLibraryA(path);
+}
 
 struct Icmp {
   HMODULE library = nullptr;
@@ -14,7 +24,7 @@ struct Icmp {
   FARPROC close_handle = nullptr;
 
   [[nodiscard]] bool bind(const char* name) noexcept {
-    library = ::LoadLibraryA(name);
+    library = load(name);
     if (library == nullptr) return false;
     create_file = ::GetProcAddress(library, "IcmpCreateFile");
     send_echo = ::GetProcAddress(library, "IcmpSendEcho");
