@@ -19,6 +19,34 @@ constexpr std::size_t spare_size = 1u << 20;
 using Clock = std::chrono::steady_clock;
 enum : std::size_t { components_table, values_table, relations_table };
 
+// `put` takes a row: its table, its key, the other columns. `row_of` gives the row of a component.
+template <class RowOf, class Put>
+void put_change(const Change& change, const RowOf& row_of, const Put& put) {
+  const auto& [kind, component, path, value, relation, key] = change;
+  if (kind == Change::Kind::add) {
+    put(components_table, key, component.type, component.name);
+  } else if (kind == Change::Kind::set) {
+    put(values_table, key, row_of(component), oid_text(path), std::uint64_t{value.type},
+        std::as_bytes(std::span(value.bytes)));
+  } else {
+    put(relations_table, key, relation.name, row_of(relation.from), row_of(relation.to));
+  }
+}
+
+bool write_everything(const Store& store, Connection& made) {
+  std::vector<Statement> statements;
+  for (const Table& table : all_tables) statements.emplace_back(made, put_text(table));
+  bool written = true;
+  const auto put = [&](std::size_t table, std::uint64_t key, const auto&... values) {
+    Statement& statement = statements[table].begin().with(key);
+    (statement.with(values), ...);
+    written = statement.run() == Outcome::done && written;
+  };
+  const auto row_of = [&store](const ComponentName& name) { return store.row(name).value_or(0); };
+  store.each([&](const Change& change) { put_change(change, row_of, put); });
+  return written;
+}
+
 }  // namespace
 
 std::span<const Table> ComponentFile::tables() { return all_tables; }
@@ -30,15 +58,20 @@ ComponentFile::ComponentFile(const std::string& directory, Durability durability
 bool ComponentFile::open(FaultSink faults) {
   const Outcome opened = database_.open(std::move(faults));
   if (opened == Outcome::refused) return false;
-  return opened == Outcome::done || database_.renew();
+  bool usable = opened == Outcome::done;
+  if (!usable) database_.renew([&usable](bool renewed) { usable = renewed; });
+  return usable;
 }
 
 ComponentFile::Loading ComponentFile::load(Store& store, Clock::time_point until) {
-  if (!read_on(store, until)) {
-    if (std::exchange(renewed_, true) || !database_.renew()) return Loading::failed;
+  if (database_.is_renewing()) return Loading::more;
+  if (!lost_ && !read_on(store, until)) {
+    lost_ = std::exchange(renewed_, true);
+    if (!lost_) database_.renew([this](bool renewed) { lost_ = !renewed; });
     start_reading(store);
     return Loading::more;
   }
+  if (lost_) return Loading::failed;
   if (reading_.table < all_tables.size()) return Loading::more;
   reading_ = {};
   return Loading::done;
@@ -48,11 +81,6 @@ void ComponentFile::start_reading(Store& store) {
   store = Store();
   reading_ = {};
   nobodys_.clear();
-}
-
-bool ComponentFile::read(Store& store) {
-  start_reading(store);
-  return read_on(store, Clock::time_point::max());
 }
 
 // False when a row does not read, or there are fewer than there were.
@@ -141,6 +169,7 @@ OX_RESULT ComponentFile::begin_removal(Store& store, const ComponentName& name) 
 
 // Rows that the disk does not give up are nobody's at the next start.
 bool ComponentFile::remove_on(Store& store, const ComponentName& name, Clock::time_point until) {
+  if (database_.is_renewing()) return false;
   bool more = true;
   bool ready = true;
   try {
@@ -160,6 +189,7 @@ bool ComponentFile::remove_on(Store& store, const ComponentName& name, Clock::ti
 }
 
 bool ComponentFile::clear_away(Clock::time_point until) {
+  if (database_.is_renewing()) return false;
   for (bool more = true; more && !nobodys_.empty(); more = Clock::now() < until) {
     database_.erase(nobodys_.back().first, nobodys_.back().second);
     nobodys_.pop_back();
@@ -168,20 +198,9 @@ bool ComponentFile::clear_away(Clock::time_point until) {
   return nobodys_.empty();
 }
 
-// What did not read is still in memory.
+// What did not read is still in memory, which does not change meanwhile.
 void ComponentFile::renew(Store& store) {
-  if (!database_.renew() || write_everything(store)) return;
-  if (!read(store)) database_.tell_damaged("what is left of it does not read");
-}
-
-bool ComponentFile::write_everything(const Store& store) {
-  bool ready = true;
-  try {
-    store.each([&](const Change& change) { put(store, change); });
-  } catch (const std::bad_alloc&) {
-    ready = false;
-  }
-  return database_.commit(ready);
+  database_.renew([](bool) {}, [&store](Connection& made) { return write_everything(store, made); });
 }
 
 // What is written already finds memory that was set aside for it. Changes may be applied twice.
@@ -245,16 +264,9 @@ void ComponentFile::write_relation(const Store& store, Change& change) {
 
 // The components that it is about have their rows.
 void ComponentFile::put(const Store& store, const Change& change) {
-  const auto row = [&](const ComponentName& name) { return component_row(store, name).value_or(0); };
-  const auto& [kind, component, path, value, relation, key] = change;
-  if (kind == Change::Kind::add) {
-    database_.put(components_table, key, component.type, component.name);
-  } else if (kind == Change::Kind::set) {
-    database_.put(values_table, key, row(component), oid_text(path), std::uint64_t{value.type},
-                  std::as_bytes(std::span(value.bytes)));
-  } else {
-    database_.put(relations_table, key, relation.name, row(relation.from), row(relation.to));
-  }
+  put_change(
+      change, [&](const ComponentName& name) { return component_row(store, name).value_or(0); },
+      [this](std::size_t table, std::uint64_t key, const auto&... values) { database_.put(table, key, values...); });
 }
 
 }  // namespace ox::manager

@@ -44,8 +44,10 @@ class ComponentFile {
   void check(asio::io_context& loop, Store& store) {
     database_.check(loop, [this, &store] { renew(store); });
   }
-  // Sets the database aside and goes on with a new one that holds the store.
+  // Sets the database aside and goes on with a new one that holds the store. Nothing is committed meanwhile.
   void renew(Store& store);
+  [[nodiscard]] bool is_renewing() const { return database_.is_renewing(); }
+  [[nodiscard]] Database& database() { return database_; }
 
  private:
   // How far the reading has come.
@@ -57,7 +59,6 @@ class ComponentFile {
   };
 
   void start_reading(Store& store);
-  [[nodiscard]] bool read(Store& store);
   [[nodiscard]] bool read_on(Store& store, std::chrono::steady_clock::time_point until);
   void take_row(Store& store, const Row& row);
   void take_component(Store& store, const Row& row);
@@ -69,7 +70,6 @@ class ComponentFile {
   // The row that the change is about, 0 when it changes nothing. Rows of this batch that the store does not have yet
   // are in `fresh_`.
   [[nodiscard]] OX_RESULT commit_changes(Store& store, bool ready);
-  [[nodiscard]] bool write_everything(const Store& store);
   void write(const Store& store, Change& change);
   void put(const Store& store, const Change& change);
   void write_value(const Store& store, Change& change);
@@ -82,6 +82,7 @@ class ComponentFile {
   Reading reading_;
   std::vector<std::pair<std::size_t, std::uint64_t>> nobodys_;  // rows, by table
   bool renewed_ = false;                                        // it was damaged when it was read
+  bool lost_ = false;                                           // and could not be renewed
   std::uint64_t last_row_ = 0;                                  // of all tables
   std::unique_ptr<std::byte[]> spare_;
   std::map<ComponentName, std::uint64_t> fresh_;

@@ -42,7 +42,9 @@ bool is_send_id(Sequence sequence) {
 }  // namespace
 
 EventLog::EventLog(asio::io_context& loop, const Settings& settings, const std::string& directory)
-    : loop_(loop), settings_(settings), store_(directory, settings.durability), timer_(loop) {}
+    : loop_(loop), settings_(settings), store_(directory, settings.durability), timer_(loop) {
+  store_.on_renewed([this](bool renewed) { go_on(renewed); });
+}
 
 bool EventLog::open(FaultSink faults) {
   if (!store_.open(std::move(faults))) return false;
@@ -60,14 +62,21 @@ bool EventLog::open(FaultSink faults) {
 }
 
 void EventLog::go_on_from_store() {
-  given_ = store_.last();
+  given_ = std::max(given_, store_.last());
   readers_.begin_anew(given_);
+}
+
+// Events that came meanwhile have their numbers.
+void EventLog::go_on(bool renewed) {
+  if (renewed) go_on_from_store();
+  if (scheduled_) flush();
+  if (tidying_) asio::post(loop_, [this] { tidy_step(); });
 }
 
 void EventLog::check() {
   store_.check(loop_, [this] {
     if (scheduled_) flush();
-    if (store_.renew()) go_on_from_store();
+    renew();
   });
 }
 
@@ -160,7 +169,9 @@ void EventLog::schedule() {
   scheduled_ = true;
 }
 
+// While the store is renewed everybody waits.
 void EventLog::flush() {
+  if (store_.is_renewing()) return;
   scheduled_ = false;
   const bool safe = store_.commit();
   if (!safe) given_ = std::max(readers_.last(), store_.last());
@@ -201,6 +212,7 @@ void EventLog::tidy(std::uint32_t now) {
 
 // What comes in between may need the unlisted events again, or have been read.
 void EventLog::tidy_step() {
+  if (store_.is_renewing()) return;
   const Pace::Step step(pace_);
   excess_.unlisted_up_to = needed_from() - 1;
   tidying_ = store_.tidy(excess_, step.until());
@@ -219,7 +231,7 @@ void EventLog::tidy_later() {
     if (error) return;
     tidy_later();
     flush();
-    tidy(static_cast<std::uint32_t>(std::time(nullptr)));
+    if (!store_.is_renewing()) tidy(static_cast<std::uint32_t>(std::time(nullptr)));
   });
 }
 

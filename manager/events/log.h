@@ -30,6 +30,10 @@ class EventLog {
 
   // Checks the files beside the work; what turns out to be damaged is set aside, and what reads of it kept.
   void check();
+  // Sets the store aside and goes on with what reads of it. Events that come meanwhile are answered for behind that.
+  void renew() {
+    store_.renew([this](bool renewed) { go_on(renewed); });
+  }
 
   // Gives the event its number and what else the sender has left out, and logs it. `done` gets the completed event when
   // it is safe, or 144. One that is not to be listed goes to the waits alone. Returns it as it is logged.
@@ -66,6 +70,7 @@ class EventLog {
 
  private:
   void go_on_from_store();
+  void go_on(bool renewed);
   void complete(evmsg* event, const std::string& sender);
   void schedule();
   void tidy_later();

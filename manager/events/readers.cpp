@@ -55,6 +55,7 @@ void EventReaders::show(const std::vector<EventRef>& events, Sequence last) {
 void EventReaders::begin_anew(Sequence last) {
   last_ = last;
   forget_recent();
+  for (EventReader* reader : std::exchange(idle_, {})) reader->wake();
 }
 
 void EventReaders::publish(EventRef event) {
@@ -157,6 +158,10 @@ bool EventReaders::has_lost(EventReader& reader, Sequence limit) const {
 }
 
 EventReaders::Read EventReaders::read(EventReader& reader, Sequence limit, EventRef& event) {
+  if (store_.is_renewing()) {
+    idle_.insert(&reader);
+    return Read::nothing;
+  }
   if (has_lost(reader, limit)) return Read::lost;
   while (EventRef found = next_after(reader)) {
     reader.place = found->sequence;

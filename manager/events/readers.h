@@ -63,7 +63,8 @@ class EventReaders {
   [[nodiscard]] Read read(EventReader& reader, Sequence limit, EventRef& event);
   [[nodiscard]] Sequence last() const { return last_; }  // of the events that may be read: those that are safe
 
-  // What the log tells: these events are safe, up to that number; the store has begun anew there.
+  // What the log tells: these events are safe, up to that number; the store has begun anew there, and who has waited
+  // for that reads on.
   void show(const std::vector<EventRef>& events, Sequence last);
   void begin_anew(Sequence last);
   // What has been read ahead must not be delivered as it was.

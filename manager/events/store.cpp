@@ -46,15 +46,28 @@ bool EventStore::open(FaultSink faults) {
   const Outcome opened = database_.open(std::move(faults));
   if (opened == Outcome::refused) return false;
   const auto bound = reserve_.load();
-  if (opened != Outcome::done || !load()) return renew();
+  if (opened != Outcome::done || !load(look_through(database_.connection()))) {
+    bool usable = false;
+    renew([&usable](bool renewed) { usable = renewed; });
+    return usable;
+  }
   if (last_ != 0 || bound == 0u) return true;
   database_.tell_damaged("it has been lost, with all events");
   return go_on_from(bound);
 }
 
-bool EventStore::renew() {
+void EventStore::renew(const std::function<void(bool)>& done) {
   close_snapshots();
-  return database_.renew() && load() && go_on_from(reserve_.load());
+  const auto events = std::make_shared<Events>();
+  const auto go_on = [this, done, events](bool renewed) {
+    const bool loaded = renewed && load(std::move(*events)) && go_on_from(reserve_.load());
+    for (const auto& change : std::exchange(later_, {})) change();
+    done(loaded);
+  };
+  database_.renew(go_on, [events](Connection& made) {
+    *events = look_through(made);
+    return true;
+  });
 }
 
 void EventStore::close_snapshots() {
@@ -90,26 +103,28 @@ bool EventStore::go_on_from(std::optional<Sequence> bound) {
   return commit();
 }
 
-bool EventStore::load() {
-  const bool sound = load_events() && load_waits() && load_numbers();
+bool EventStore::load(Events events) {
+  last_ = events.last;
+  bytes_ = events.bytes;
+  unlisted_ = std::move(events.unlisted);
+  const bool sound = events.sound && events.rows == database_.rows(events_table) && load_waits() && load_numbers();
   for (const auto& [name, mark] : waits_) last_ = std::max(last_, mark.taken);
   committed_ = {last_, erased_, bytes_};
   return sound;
 }
 
-bool EventStore::load_events() {
-  bytes_ = 0;
-  last_ = 0;
-  unlisted_.clear();
-  std::uint64_t rows = 0;
-  const Outcome outcome = sizes_.begin().rows([&](const Row& row) {
-    last_ = std::max(last_, row.number(0));
-    if (row.number(1) == 0) unlisted_.insert(row.number(0));
-    bytes_ += row.number(2);
-    ++rows;
+EventStore::Events EventStore::look_through(Connection& connection) {
+  Events found;
+  Statement sizes(connection, "SELECT sequence, listed, length(body) FROM events");
+  const Outcome outcome = sizes.begin().rows([&found](const Row& row) {
+    found.last = std::max(found.last, row.number(0));
+    if (row.number(1) == 0) found.unlisted.insert(row.number(0));
+    found.bytes += row.number(2);
+    ++found.rows;
     return true;
   });
-  return outcome == Outcome::done && rows == database_.rows(events_table);
+  found.sound = outcome == Outcome::done;
+  return found;
 }
 
 bool EventStore::load_waits() {
@@ -137,6 +152,7 @@ bool EventStore::load_numbers() {
 }
 
 void EventStore::put(const StoredEvent& event) {
+  if (is_renewing()) return later_.push_back([this, event] { put(event); });
   const std::uint64_t before = event.sequence <= last_ ? size_of(event.sequence) : 0;
   const std::uint64_t listed = event.listed ? 1 : 0;
   database_.put(events_table, event.sequence, std::uint64_t{event.arrived}, listed, event.body);
@@ -165,6 +181,7 @@ void EventStore::list(Sequence sequence, bool listed) {
 }
 
 void EventStore::erase(Sequence sequence) {
+  if (is_renewing()) return later_.push_back([this, sequence] { erase(sequence); });
   const std::uint64_t before = size_of(sequence);
   database_.erase(events_table, sequence);
   bytes_ -= before;
@@ -173,6 +190,7 @@ void EventStore::erase(Sequence sequence) {
 }
 
 void EventStore::put_wait(const std::string& name, const WaitMark& mark) {
+  if (is_renewing()) return later_.push_back([this, name, mark] { put_wait(name, mark); });
   const auto [key, fresh] = wait_keys_.try_emplace(name, last_wait_key_ + 1);
   if (fresh) ++last_wait_key_;
   waits_changed_ = true;
@@ -181,6 +199,7 @@ void EventStore::put_wait(const std::string& name, const WaitMark& mark) {
 }
 
 void EventStore::erase_wait(const std::string& name) {
+  if (is_renewing()) return later_.push_back([this, name] { erase_wait(name); });
   const auto key = wait_keys_.find(name);
   if (key == wait_keys_.end()) return;
   waits_changed_ = true;
@@ -198,7 +217,7 @@ bool EventStore::commit() {
   }
   listed_before_.clear();
   numbers_changed_ = waits_changed_ = false;
-  if (!safe && database_.is_damaged()) (void)renew();
+  if (!safe && database_.is_damaged()) renew(on_renewed_);
   return safe;
 }
 

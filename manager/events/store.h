@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -67,8 +68,13 @@ class EventStore {
   [[nodiscard]] std::shared_ptr<EventSnapshot> snapshot();
   // Checks all of it beside the work; calls back from the loop when something is wrong: renew() is due.
   void check(asio::io_context& loop, const std::function<void()>& damaged) { database_.check(loop, damaged); }
-  // Sets the database aside and goes on with what reads of it. False when the system does not let it.
-  [[nodiscard]] bool renew();
+  // Sets the database aside and goes on with what reads of it. `done` gets false when the system does not let it. What
+  // is changed meanwhile is changed behind that; nothing reads before it.
+  void renew(const std::function<void(bool)>& done);
+  [[nodiscard]] bool is_renewing() const { return database_.is_renewing(); }
+  // `renewed` is called behind a renewal that a commit has begun.
+  void on_renewed(std::function<void(bool)> renewed) { on_renewed_ = std::move(renewed); }
+  [[nodiscard]] Database& database() { return database_; }
   // Goes on behind all numbers that may have been given: the database is an older one. False when it is refused.
   [[nodiscard]] bool skip_given();
   // From where on events read again, when those behind that place do not: the last number when none does.
@@ -89,8 +95,16 @@ class EventStore {
   [[nodiscard]] std::uint64_t bytes() const { return bytes_; }  // of all bodies
 
  private:
-  [[nodiscard]] bool load();
-  [[nodiscard]] bool load_events();
+  // Of the events that are there.
+  struct Events {
+    bool sound = false;
+    std::uint64_t rows = 0;
+    std::uint64_t bytes = 0;
+    Sequence last = 0;
+    std::set<Sequence> unlisted{};
+  };
+  [[nodiscard]] static Events look_through(Connection& connection);
+  [[nodiscard]] bool load(Events events);
   [[nodiscard]] bool load_waits();
   [[nodiscard]] bool load_numbers();
   [[nodiscard]] std::uint64_t size_of(Sequence sequence);
@@ -110,7 +124,6 @@ class EventStore {
   Query get_;
   Query all_waits_;
   Query numbers_;
-  Statement sizes_{database_.connection(), "SELECT sequence, listed, length(body) FROM events"};
   Statement size_{database_.connection(), "SELECT length(body) FROM events WHERE sequence = ?"};
   Statement oldest_{database_.connection(), "SELECT sequence, arrived FROM events ORDER BY sequence LIMIT 1"};
   std::shared_ptr<int> begun_snapshots_ = std::make_shared<int>(0);
@@ -133,6 +146,8 @@ class EventStore {
   Numbers committed_;
   std::vector<std::pair<Sequence, bool>> listed_before_;
   bool waits_changed_ = false;
+  std::function<void(bool)> on_renewed_ = [](bool) {};
+  std::vector<std::function<void()>> later_;  // changes, behind the renewal
 };
 
 }  // namespace ox::manager

@@ -52,7 +52,8 @@ void Commands::number(Entry& entry, const ComponentName& name) {
   auto& states = with_.book.states();
   entry.id = number_of(*with_.store.values(name), CommandAttribute::id);
   const auto known = states.find(entry.id);
-  if (entry.id != 0 && find(entry.id) == nullptr && (known == states.end() || known->second.name == name.name)) return;
+  const auto is_own = [&](const std::string& kept) { return kept == name.name || kept == RunState::lost_name; };
+  if (entry.id != 0 && find(entry.id) == nullptr && (known == states.end() || is_own(known->second.name))) return;
   std::uint64_t& next = states[0].next;
   next = std::max(next, states.rbegin()->first + 1);
   entry.id = next++;

@@ -39,8 +39,9 @@ struct Run {
 // What is known of an entry beside its attributes. The entry 0 stands for none: its `next` is behind all numbers that
 // entries ever had.
 struct RunState {
-  std::string name{};      // empty: deleted, and its runs are to go
-  std::uint32_t told = 0;  // the time up to which all that was due has its record
+  std::string name{};                       // empty: deleted, and its runs are to go
+  static constexpr char lost_name[] = "?";  // who has its number is the one
+  std::uint32_t told = 0;                   // the time up to which all that was due has its record
   enum Side : std::uint32_t { none = 0, open = 1, closed = 2 };
   std::uint32_t side = none;  // of its schedule's ranges: what was done last
   std::uint64_t first = 1;    // the numbers of its runs

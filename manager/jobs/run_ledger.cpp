@@ -49,7 +49,9 @@ RunLedger::RunLedger(asio::io_context& loop, Clock& clock, const Settings& setti
 bool RunLedger::open(FaultSink faults) {
   const Outcome opened = database_.open(std::move(faults));
   if (opened == Outcome::refused) return false;
-  if ((opened != Outcome::done || !load()) && (!database_.renew() || !load())) return false;
+  bool usable = opened == Outcome::done && load();
+  if (!usable) database_.renew([&](bool renewed) { usable = renewed && load() && go_on_behind_runs(); });
+  if (!usable) return false;
   tidying_->wait(between_tidyings, [this] { tidy(); });
   return true;
 }
@@ -68,20 +70,38 @@ bool RunLedger::load() {
     running_[row.number(0)] = {row.word(1), row.number(2), row.text(3)};
     return true;
   });
-  return entries_read == Outcome::done && programs_read == Outcome::done;
+  return entries_read == Outcome::done && programs_read == Outcome::done &&
+         states_.size() == database_.rows(entries_table) && running_.size() == database_.rows(running_table);
+}
+
+// Where an entry's own row has gone, its runs stay, and their numbers are not given again.
+bool RunLedger::go_on_behind_runs() {
+  Statement runs(database_.connection(),
+                 "SELECT id >> 32, min(id) & 0xFFFFFFFF, max(id) & 0xFFFFFFFF FROM runs GROUP BY 1");
+  const Outcome read = runs.begin().rows([this](const Row& row) {
+    RunState& state = states_.try_emplace(row.number(0), RunState{.name = RunState::lost_name}).first->second;
+    state.first = std::min(state.first, row.number(1));
+    state.next = std::max(state.next, row.number(2) + 1);
+    changed(row.number(0));
+    return true;
+  });
+  RunState& none = states_[0];
+  none.next = std::max(none.next, states_.rbegin()->first + 1);
+  changed(0);
+  return read == Outcome::done;
 }
 
 // What is known here is newer than what the file has kept.
-bool RunLedger::renew() {
-  for (const auto& [entry, state] : states_) fresh_states_.insert(entry);
-  for (const auto& [key, program] : running_) fresh_running_.insert(key);
-  return database_.renew();
+void RunLedger::renew() {
+  database_.renew([this](bool renewed) {
+    for (const auto& [entry, state] : states_) fresh_states_.insert(entry);
+    for (const auto& [key, program] : running_) fresh_running_.insert(key);
+    if (renewed) schedule();
+  });
 }
 
 void RunLedger::check() {
-  database_.check(loop_, [this] {
-    if (renew()) schedule();
-  });
+  database_.check(loop_, [this] { renew(); });
 }
 
 void RunLedger::put(const Run& run) {
@@ -154,6 +174,7 @@ void RunLedger::write() {
 
 bool RunLedger::commit() {
   scheduled_ = false;
+  if (database_.is_renewing()) return false;  // what is fresh follows
   bool ready = true;
   try {
     write();
@@ -166,7 +187,7 @@ bool RunLedger::commit() {
     fresh_running_.clear();
     return true;
   }
-  if (database_.is_damaged()) (void)renew();
+  if (database_.is_damaged()) renew();
   again_->wait(before_again, [this] { schedule(); });
   return false;
 }
@@ -183,7 +204,7 @@ std::vector<Run> RunLedger::read(std::uint64_t entry, const Window& window) {
         return true;
       },
       key_of(entry, 0), key_of(entry + 1, 0), std::uint64_t{window.from}, to, count);
-  if (outcome == Outcome::damaged && renew()) schedule();
+  if (outcome == Outcome::damaged) renew();
   std::reverse(runs.begin(), runs.end());
   return runs;
 }
@@ -206,6 +227,7 @@ bool RunLedger::read(std::uint64_t key, Run& run) {
 // From entry to entry, in steps.
 void RunLedger::tidy() {
   tidying_->wait(between_tidyings, [this] { tidy(); });
+  if (database_.is_renewing()) return;
   const Pace::Step step(pace_);
   if (scheduled_) (void)commit();
   auto at = states_.upper_bound(tidied_);

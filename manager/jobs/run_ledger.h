@@ -27,6 +27,8 @@ class RunLedger final : public RunBook {
   [[nodiscard]] bool open(FaultSink faults);
   // Checks the database beside the work; what turns out to be damaged is set aside, and what reads of it kept.
   void check();
+  void renew();
+  [[nodiscard]] Database& database() { return database_; }
   // The programs that run, by the keys of their runs; first those that the last manager has left.
   [[nodiscard]] const std::map<std::uint64_t, RunningProgram>& running() const { return running_; }
 
@@ -41,7 +43,7 @@ class RunLedger final : public RunBook {
 
  private:
   [[nodiscard]] bool load();
-  [[nodiscard]] bool renew();
+  [[nodiscard]] bool go_on_behind_runs();
   void schedule();
   void write();
   void tidy();

@@ -32,6 +32,7 @@ class Copy final : public std::enable_shared_from_this<Copy> {
   void step() {
     try {
       if (series_.find(name_) != to_) return done_(OX_ENOCOMP);  // it was deleted meanwhile
+      if (series_.is_renewing()) return go_on();
       const bool all = copy_on(Clock::now() + step_time);
       if (lost_) return give_up(OX_ERUNTIME);
       series_.when_safe([self = shared_from_this(), all](OX_RESULT result) { self->stepped(result, all); });
@@ -42,7 +43,10 @@ class Copy final : public std::enable_shared_from_this<Copy> {
 
   void stepped(OX_RESULT result, bool all) {
     if (result != OX_OK) return give_up(result);
-    if (all) return done_(OX_OK);
+    all ? done_(OX_OK) : go_on();
+  }
+
+  void go_on() {
     asio::post(manager_.loop, [self = shared_from_this()] { self->step(); });
   }
 

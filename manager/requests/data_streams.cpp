@@ -28,7 +28,7 @@ class DataStreams::Stream final : public ReportSource {
         path_(std::move(path)) {}
 
   [[nodiscard]] std::optional<Reply> next_report() override {
-    if (ended_) return {};
+    if (ended_ || streams_.series_.is_renewing()) return {};
     const auto view = streams_.series_.view(entry_);
     if (!view) return end(OX_EENDED);
     return header_ ? next_header(view) : next_values(view);

@@ -11,6 +11,10 @@
 namespace ox::manager {
 namespace {
 
+using Held = HeldRequests;
+constexpr std::uint32_t components = std::uint32_t{Held::components} | Held::components_database;
+constexpr std::uint32_t values = components | Held::collected | Held::runs;  // some come from the databases
+
 enum class Account : std::uint8_t { nothing, opens, closes };  // a registration of the user
 
 // The role is what the request takes wherever it applies; for what the user has it is the handler's to see.
@@ -19,33 +23,33 @@ struct Route {
   std::uint32_t command;
   void (*handler)(Manager&, const Request&);
   Role role;
-  bool of_components = false;
+  std::uint32_t needs = 0;  // of HeldRequests
   Account account = Account::nothing;
 };
 constexpr std::array routes{
-    Route{type_request, command_get, &handle_get, Role::read, true},
-    Route{type_request, command_asy_get, &handle_asy_get, Role::read, true, Account::opens},
-    Route{type_request, command_close_set, &handle_asy_close, Role::none, false, Account::closes},
-    Route{type_request, command_set, &handle_set, Role::operate, true},
-    Route{type_request, command_asy_set, &handle_asy_set, Role::operate, true, Account::opens},
-    Route{type_request, command_close_get, &handle_asy_close, Role::none, false, Account::closes},
+    Route{type_request, command_get, &handle_get, Role::read, values},
+    Route{type_request, command_asy_get, &handle_asy_get, Role::read, values, Account::opens},
+    Route{type_request, command_close_set, &handle_asy_close, Role::none, 0, Account::closes},
+    Route{type_request, command_set, &handle_set, Role::operate, values},
+    Route{type_request, command_asy_set, &handle_asy_set, Role::operate, values, Account::opens},
+    Route{type_request, command_close_get, &handle_asy_close, Role::none, 0, Account::closes},
     Route{type_request, command_control, &handle_asy_control, Role::none},
-    Route{type_request, command_management, &handle_management, Role::read, true},
-    Route{type_request, command_event_open, &handle_event_open, Role::operate, false, Account::opens},
-    Route{type_request, command_event_close, &handle_event_close, Role::none, false, Account::closes},
+    Route{type_request, command_management, &handle_management, Role::read, values},
+    Route{type_request, command_event_open, &handle_event_open, Role::operate, 0, Account::opens},
+    Route{type_request, command_event_close, &handle_event_close, Role::none, 0, Account::closes},
     Route{type_request, command_event_send, &handle_event_send, Role::operate},
-    Route{type_request, command_event_cancel, &handle_event_cancel, Role::operate},
-    Route{type_request, command_lock, &handle_lock, Role::operate, true, Account::opens},
-    Route{type_unlock, command_lock, &handle_unlock, Role::none, false, Account::closes},
-    Route{type_request, command_log_get, &handle_log_get, Role::read},
-    Route{type_request, command_log_check, &handle_log_check, Role::operate},
-    Route{type_request, command_log_uncheck, &handle_log_uncheck, Role::operate},
-    Route{type_request, command_log_delete, &handle_log_delete, Role::operate},
-    Route{type_request, command_log_modify, &handle_log_modify, Role::operate},
-    Route{type_request, command_data_append, &handle_append, Role::operate, true},
-    Route{type_request, command_data_size, &handle_data_size, Role::read, true},
-    Route{type_request, command_application_data, &handle_wait_open, Role::operate, false, Account::opens},
-    Route{type_request, command_wait_close, &handle_wait_close, Role::none, false, Account::closes},
+    Route{type_request, command_event_cancel, &handle_event_cancel, Role::operate, Held::events},
+    Route{type_request, command_lock, &handle_lock, Role::operate, components, Account::opens},
+    Route{type_unlock, command_lock, &handle_unlock, Role::none, 0, Account::closes},
+    Route{type_request, command_log_get, &handle_log_get, Role::read, Held::events},
+    Route{type_request, command_log_check, &handle_log_check, Role::operate, Held::events},
+    Route{type_request, command_log_uncheck, &handle_log_uncheck, Role::operate, Held::events},
+    Route{type_request, command_log_delete, &handle_log_delete, Role::operate, Held::events},
+    Route{type_request, command_log_modify, &handle_log_modify, Role::operate, Held::events},
+    Route{type_request, command_data_append, &handle_append, Role::operate, values},
+    Route{type_request, command_data_size, &handle_data_size, Role::read, values},
+    Route{type_request, command_application_data, &handle_wait_open, Role::operate, Held::events, Account::opens},
+    Route{type_request, command_wait_close, &handle_wait_close, Role::none, Held::events, Account::closes},
     Route{type_fetch, 0, &handle_fetch, Role::none},
     Route{type_fetch_taken, 0, &handle_taken, Role::none},
     Route{type_fetch_refused, 0, &handle_refused, Role::none},
@@ -97,7 +101,7 @@ void route(Manager& manager, const Request& request) {
     if (row.type != request.message.type || row.command != request.message.command) continue;
     try {
       if (const OX_RESULT result = check(manager, request, row)) return refuse(manager, request, result);
-      if (row.of_components && manager.held.holding()) return manager.held.add(request);
+      if ((row.needs & manager.held.reasons()) != 0) return manager.held.add(request);
       if (row.account == Account::nothing) return row.handler(manager, request);
       return row.handler(manager, on_account(manager, request, row.account));
     } catch (const std::bad_alloc&) {

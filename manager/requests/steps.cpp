@@ -13,13 +13,13 @@ namespace {
 
 // One in a turn: what they ask for may take its time.
 void route_next(Manager& manager) {
-  if (manager.held.holding()) return;
+  if (manager.held.reasons() != 0) return;
   if (!manager.held.next([&manager](const Request& request) { route(manager, request); })) return;
   asio::post(manager.loop, [&manager] { route_next(manager); });
 }
 
 void go_on(Manager& manager) {
-  manager.held.hold(false);
+  manager.held.hold(HeldRequests::components, false);
   route_next(manager);
 }
 
@@ -40,6 +40,20 @@ void in_steps(Manager& manager, const Work& work, const Follow& follow) {
 void clear_away(Manager& manager) {
   in_steps(
       manager, [&manager](Pace::Clock::time_point until) { return manager.components.clear_away(until); }, [] {});
+}
+
+// Who looks at the files of all databases is asked to stop: where somebody reads a file, it cannot be put aside.
+void hold_for_renewals(Manager& manager) {
+  const auto hold = [&manager](HeldRequests::Reason why) {
+    return [&manager, why](bool renewing) {
+      manager.held.hold(why, renewing);
+      renewing ? manager.upkeep.break_off() : route_next(manager);
+    };
+  };
+  manager.components.database().work_beside(manager.loop, hold(HeldRequests::components_database));
+  manager.events.store().database().work_beside(manager.loop, hold(HeldRequests::events));
+  manager.collected_file.database().work_beside(manager.loop, hold(HeldRequests::collected));
+  manager.run_ledger.database().work_beside(manager.loop, hold(HeldRequests::runs));
 }
 
 // The last one first.
@@ -73,6 +87,7 @@ bool HeldRequests::next(const std::function<void(const Request&)>& route) {
 }
 
 void load_components(Manager& manager, const std::function<void(bool)>& done) {
+  hold_for_renewals(manager);
   const auto loaded = std::make_shared<bool>(false);
   const auto load = [&manager, loaded](Pace::Clock::time_point until) {
     const auto loading = manager.components.load(manager.store, until);
@@ -92,12 +107,12 @@ void load_components(Manager& manager, const std::function<void(bool)>& done) {
 void remove_component(Manager& manager, const ComponentName& name, const std::function<void(OX_RESULT)>& done) {
   if (const OX_RESULT result = manager.components.begin_removal(manager.store, name)) return done(result);
   manager.entries.tell(name, EntryChanges::What::removed);
-  manager.held.hold(true);
+  manager.held.hold(HeldRequests::components, true);
   const auto remove = [&manager, name](Pace::Clock::time_point until) {
     return manager.components.remove_on(manager.store, name, until);
   };
   in_steps(manager, remove, [&manager, name, done] {
-    manager.held.hold(false);
+    manager.held.hold(HeldRequests::components, false);
     const Change removed{.kind = Change::Kind::remove, .component = name};
     manager.subscriptions.changed(std::span(&removed, 1));
     done(OX_OK);

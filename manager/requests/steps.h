@@ -12,12 +12,14 @@ namespace ox::manager {
 
 struct Manager;
 
-// Requests that need a component, while the components are at work: those of a client come one by one as ever.
+// Requests that need what the manager is at work on: those of a client come one by one as ever.
 class HeldRequests {
  public:
-  // Whether requests are to be held; so it is until the components have been loaded.
-  [[nodiscard]] bool holding() const { return holding_; }
-  void hold(bool on) { holding_ = on; }
+  // What the manager works on, so that requests that need it are to be held: of the components, so it is until they
+  // have been loaded; of a database, while it is renewed.
+  enum Reason : std::uint32_t { components = 1, components_database = 2, events = 4, collected = 8, runs = 16 };
+  [[nodiscard]] std::uint32_t reasons() const { return reasons_; }
+  void hold(Reason why, bool on) { reasons_ = on ? reasons_ | why : reasons_ & ~std::uint32_t{why}; }
   void add(const Request& request);
   // They are dropped with their client.
   void end_session(std::uint32_t session);
@@ -32,11 +34,12 @@ class HeldRequests {
     RightsPtr rights;
   };
   std::deque<Held> held_;
-  bool holding_ = true;
+  std::uint32_t reasons_ = components;
 };
 
-// Loads the components of a database that is open. `done` gets false when they cannot be loaded; else what waited is
-// handled behind it, in its order. A store that takes no longer than a step is loaded at once.
+// Loads the components of a database that is open; from then on databases are renewed beside the loop. `done` gets
+// false when they cannot be loaded; else what waited is handled behind it, in its order. A store that takes no longer
+// than a step is loaded at once.
 void load_components(Manager& manager, const std::function<void(bool)>& done);
 
 // Removes a component with all that it has, and tells those who watch it. `done` gets 0; 144 with all as it was.

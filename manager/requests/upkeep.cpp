@@ -41,6 +41,10 @@ Upkeep::~Upkeep() {
   thread_.join();
 }
 
+void Upkeep::break_off() {
+  if (task_) task_->snapshots.break_off();
+}
+
 OX_RESULT Upkeep::start(Work work, Done done) {
   if (task_) return OX_ETOOMANY;
   const auto task = std::make_shared<Task>();

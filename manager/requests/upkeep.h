@@ -29,6 +29,8 @@ class Upkeep {
 
   // Of the databases as they are now; `done` gets what is told. 85: one is under way; 5024: no thread.
   [[nodiscard]] OX_RESULT start(Work work, Done done);
+  // What is under way ends soon, as one that failed.
+  void break_off();
 
  private:
   struct Task;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <new>
-#include <unordered_map>
 #include <utility>
 
 #include "manager/base/log.h"
@@ -34,26 +33,31 @@ bool Collected::load(bool renewed) {
   return !renewed || recount();
 }
 
+Mend Collected::mender() {
+  left_ = std::make_shared<Left>();
+  return [left = left_](Connection& made) {
+    Statement sums(made, "SELECT id >> " + std::to_string(number_bits) + ", sum(length(list) + " +
+                             std::to_string(record_size) + "), max(id) & 0xFFFFFFFF FROM records GROUP BY 1");
+    return sums.begin().rows([&](const Row& row) {
+      (*left)[row.number(0)] = {row.number(1), row.number(2) + 1};
+      return true;
+    }) == Outcome::done;
+  };
+}
+
 // What is left of each series counts. Records whose series was lost stay; its number is not used again.
 bool Collected::recount() {
-  std::unordered_map<std::uint64_t, Extent> left;
-  Statement sums(file_.database().connection(), "SELECT id >> " + std::to_string(number_bits) +
-                                                    ", sum(length(list) + " + std::to_string(record_size) +
-                                                    "), max(id) & 0xFFFFFFFF FROM records GROUP BY 1");
-  const Outcome outcome = sums.begin().rows([&](const Row& row) {
-    left[row.number(0)] = {row.number(1), row.number(2) + 1};
-    last_id_ = std::max(last_id_, row.number(0));
-    return true;
-  });
+  const auto left = std::exchange(left_, nullptr);
+  for (const auto& [id, extent] : *left) last_id_ = std::max(last_id_, id);
   for (auto& entry : series_) {
     Series& series = entry.second;
-    const Extent& found = left[series.id];
+    const Extent& found = (*left)[series.id];
     series.now = {found.bytes, std::max(series.now.next, found.next)};
     touched_.push_back(&entry);
   }
   const bool safe = file_.database().commit(put());
   ended(safe);
-  return safe && outcome == Outcome::done;
+  return safe;
 }
 
 // When memory runs out, nothing has changed, or the whole batch is refused.

@@ -8,8 +8,10 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <span>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "manager/series/collected_file.h"
@@ -48,6 +50,7 @@ class Collected final : private CollectedFile::User {
   };
   using AllSeries = std::map<Key, Series>;
 
+  [[nodiscard]] Mend mender() override;
   [[nodiscard]] bool load(bool renewed) override;
   [[nodiscard]] bool put() override;
   void ended(bool safe) override;
@@ -59,6 +62,9 @@ class Collected final : private CollectedFile::User {
   std::uint32_t max_series_;
   AllSeries series_;
   std::uint64_t last_id_ = 0;  // of the series
+  // What a renewed file has of each, by its number.
+  using Left = std::unordered_map<std::uint64_t, Extent>;
+  std::shared_ptr<Left> left_;
   // Of this turn.
   std::vector<AllSeries::value_type*> touched_;
   std::vector<Done> waiting_;  // an empty one for what was not appended after all

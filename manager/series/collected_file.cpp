@@ -39,19 +39,34 @@ CollectedFile::CollectedFile(asio::io_context& loop, const std::string& director
 bool CollectedFile::open(FaultSink faults) {
   const Outcome opened = database_.open(std::move(faults));
   if (opened == Outcome::refused) return false;
-  return (opened == Outcome::done && load(false)) || renew();
+  bool usable = opened == Outcome::done && load(false);
+  if (!usable) renew([&usable](bool renewed) { usable = renewed; });
+  return usable;
 }
 
 bool CollectedFile::load(bool renewed) {
   return std::all_of(users_.begin(), users_.end(), [&](User* user) { return user->load(renewed); });
 }
 
-bool CollectedFile::renew() { return database_.renew() && load(true); }
+void CollectedFile::renew(const std::function<void(bool)>& done) {
+  std::vector<Mend> menders;
+  for (User* const user : users_) menders.push_back(user->mender());
+  const auto mend = [menders](Connection& made) {
+    return std::all_of(menders.begin(), menders.end(), [&made](const Mend& one) { return one(made); });
+  };
+  database_.renew([this, done](bool renewed) { done(renewed && load(true)); }, mend);
+}
+
+void CollectedFile::renew() {
+  renew([this](bool) {
+    if (scheduled_) commit();
+  });
+}
 
 void CollectedFile::check() {
   database_.check(loop_, [this] {
     if (scheduled_) commit();
-    (void)renew();
+    renew();
   });
 }
 
@@ -72,10 +87,11 @@ bool CollectedFile::put() {
 }
 
 void CollectedFile::commit() {
+  if (is_renewing()) return;
   scheduled_ = false;
   const bool safe = database_.commit(put());
   for (User* const user : users_) user->ended(safe);
-  if (!safe && database_.is_damaged()) (void)renew();
+  if (!safe && database_.is_damaged()) renew();
   for (User* const user : users_) user->answer(safe);
 }
 

@@ -25,6 +25,8 @@ class CollectedFile {
     User(const User&) = delete;
     User& operator=(const User&) = delete;
     virtual ~User() = default;
+    // What a new file needs that has what reads of a damaged one: it is done in another thread, before the user loads.
+    [[nodiscard]] virtual Mend mender() = 0;
     // Reads what there is: `renewed` when it is what a damaged file has left. False when it does not read.
     [[nodiscard]] virtual bool load(bool renewed) = 0;
     // Writes what the turn has gathered; false when that cannot be.
@@ -46,16 +48,18 @@ class CollectedFile {
   [[nodiscard]] bool open(FaultSink faults);
   // Checks the database beside the work; what turns out to be damaged is set aside, and what reads of it kept.
   void check();
-  // Something is gathered: it is committed at the end of this turn.
+  // Something is gathered: it is committed at the end of this turn, or when the file has been renewed.
   void schedule();
   // Now.
   void commit();
-  [[nodiscard]] bool renew();
+  void renew();
+  [[nodiscard]] bool is_renewing() const { return database_.is_renewing(); }
   [[nodiscard]] Database& database() { return database_; }
   [[nodiscard]] asio::io_context& loop() { return loop_; }
 
  private:
   [[nodiscard]] bool load(bool renewed);
+  void renew(const std::function<void(bool)>& done);
   [[nodiscard]] bool put();
 
   asio::io_context& loop_;

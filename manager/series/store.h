@@ -29,6 +29,12 @@
 
 namespace ox::manager {
 
+// What a renewed file lacks.
+struct RenewalLosses {
+  std::vector<std::pair<EntryId, std::uint64_t>> cells;  // of entries, in blocks that have gone
+  std::vector<EntryId> layouts;                          // with items or series that have gone
+};
+
 class SeriesStore final : private CollectedFile::User {
  public:
   explicit SeriesStore(CollectedFile& file);
@@ -101,11 +107,14 @@ class SeriesStore final : private CollectedFile::User {
   // tried again with the next turn then.
   using Done = std::function<void(OX_RESULT)>;
   void when_safe(Done done);
+  // Nothing reads meanwhile, and what is put waits.
+  [[nodiscard]] bool is_renewing() const { return file_.is_renewing(); }
 
  private:
   using State = EntryState;
   using Entry = KeptEntry;
 
+  [[nodiscard]] Mend mender() override;
   [[nodiscard]] bool load(bool renewed) override;
   [[nodiscard]] bool put() override;
   void ended(bool safe) override;
@@ -114,7 +123,8 @@ class SeriesStore final : private CollectedFile::User {
   [[nodiscard]] bool load_entries();
   [[nodiscard]] bool load_layout(EntryId id, Layout& layout);
   [[nodiscard]] bool load_staged();
-  [[nodiscard]] bool write_again();
+  [[nodiscard]] bool write_again(const std::vector<EntryId>& layouts);
+  void count_losses(const RenewalLosses& losses);
   [[nodiscard]] std::uint64_t last_number(std::size_t table, std::uint64_t from, std::uint64_t to);
   void end_open_rounds();
   void tell_unbalanced() const;
@@ -158,6 +168,7 @@ class SeriesStore final : private CollectedFile::User {
   bool in_a_hurry_ = false;             // a segment must be in blocks before anything else can be done
   std::size_t refused_ = 0;             // bytes of cells that the disk has not taken
   bool loaded_ = false;
+  std::shared_ptr<RenewalLosses> losses_;
   std::function<void(EntryId)> on_news_;
   // Of this turn.
   std::vector<EntryId> touched_;

@@ -12,52 +12,86 @@ using Tables = CollectedTables;
 
 constexpr std::uint64_t low_bits(int bits) { return (std::uint64_t{1} << bits) - 1; }
 
-// Cells of an entry whose blocks have gone.
-struct Loss {
-  EntryId entry;
-  std::uint64_t cells;
+// What the database has of the layout of an entry that is at work.
+struct Written {
+  EntryId id = 0;
+  std::array<std::size_t, axis_count> items{};
+  std::size_t series = 0;
 };
 
-// Finds them, once: from then on a chunk has what is left of it. False when it does not read.
-bool find_losses(Database& database, std::vector<Loss>& losses) {
+// Finds what is lost of blocks, once: from then on a chunk has what is left of it. False when it does not read.
+bool find_lost_cells(Connection& made, RenewalLosses& losses) {
   struct Chunk {
     std::uint64_t id, chunk, series, left, bytes;
   };
   std::vector<Chunk> chunks;
-  Statement all(database.connection(),
+  Statement all(made,
                 "SELECT id, chunk, series, cells, bytes, (SELECT coalesce(sum(cells), 0) FROM blocks "
                 "WHERE blocks.id >= chunk << 24 AND blocks.id < (chunk + 1) << 24) FROM chunks");
   const Outcome read = all.begin().rows([&](const Row& row) {
     if (row.number(5) >= row.number(3)) return true;
     chunks.push_back({row.number(0), row.number(1), row.number(2), row.number(5), row.number(4)});
-    losses.push_back({static_cast<EntryId>(row.number(0) >> number_bits), row.number(3) - row.number(5)});
+    losses.cells.emplace_back(static_cast<EntryId>(row.number(0) >> number_bits), row.number(3) - row.number(5));
     return true;
   });
-  for (const Chunk& one : chunks) {
-    database.put(Tables::chunks, one.id, one.chunk, one.series, one.left, one.bytes);
+  Statement put(made, put_text(CollectedFile::tables()[Tables::chunks]));
+  const auto mend = [&put](const Chunk& one) {
+    return put.begin().with(one.id).with(one.chunk).with(one.series).with(one.left).with(one.bytes).run() ==
+           Outcome::done;
+  };
+  return read == Outcome::done && std::all_of(chunks.begin(), chunks.end(), mend);
+}
+
+std::uint64_t count_rows(Connection& made, const char* table, std::uint64_t from, std::uint64_t to) {
+  const std::string range = " WHERE id >= " + std::to_string(from) + " AND id < " + std::to_string(to);
+  return made.ask(("SELECT count(*) FROM " + std::string(table) + range).c_str());
+}
+
+// Of the series the first one is in every entry, and in no row.
+bool is_whole(Connection& made, const Written& written) {
+  for (std::size_t axis = 0; axis < axis_count; ++axis) {
+    const std::uint64_t first = item_key(written.id, axis, 0);
+    if (count_rows(made, "axes", first, item_key(written.id, axis, written.items[axis])) != written.items[axis]) {
+      return false;
+    }
   }
-  return read == Outcome::done;
+  const std::uint64_t to = series_key(written.id, written.series);
+  return count_rows(made, "cells", series_key(written.id, 0), to) + 1 == written.series;
 }
 
 }  // namespace
 
+Mend SeriesStore::mender() {
+  losses_ = std::make_shared<RenewalLosses>();
+  std::vector<Written> all;
+  for (const auto& [id, known] : entries_) {
+    if (known.cells) all.push_back({id, known.written_items, known.written_series});
+  }
+  return [losses = losses_, all](Connection& made) {
+    for (const Written& one : all) {
+      if (!is_whole(made, one)) losses->layouts.push_back(one.id);
+    }
+    return find_lost_cells(made, *losses);
+  };
+}
+
+void SeriesStore::count_losses(const RenewalLosses& losses) {
+  for (const auto& [id, cells] : losses.cells) {
+    Entry* const kept = entry(id);
+    if (kept == nullptr) continue;
+    kept->books.counts.lost += cells;
+    kept->row_is_due = true;
+    changed(kept->id);
+  }
+}
+
 // A renewed file gets again what is known of the entries; at the start it is read, and the rounds that were under way
 // end.
 bool SeriesStore::load(bool renewed) {
-  std::vector<Loss> losses;
-  if (renewed && !find_losses(file_.database(), losses)) return false;
-  const auto count = [&] {
-    for (const Loss& loss : losses) {
-      Entry* const kept = entry(loss.entry);
-      if (kept == nullptr) continue;
-      kept->books.counts.lost += loss.cells;
-      kept->row_is_due = true;
-      changed(kept->id);
-    }
-  };
+  const auto losses = renewed ? std::exchange(losses_, nullptr) : std::make_shared<RenewalLosses>();
   if (loaded_) {
-    count();
-    return write_again();
+    count_losses(*losses);
+    return write_again(losses->layouts);
   }
   entries_.clear();
   by_name_.clear();
@@ -65,19 +99,24 @@ bool SeriesStore::load(bool renewed) {
   last_chunk_ = std::max(last_chunk_, file_.database().connection().ask("SELECT max(chunk) FROM chunks"));
   if (!load_entries() || !load_staged()) return false;
   loaded_ = true;
-  count();
+  count_losses(*losses);
   end_open_rounds();
   if (!to_erase_.empty() || !to_remove_.empty()) file_.schedule();
   tell_unbalanced();
   return true;
 }
 
-bool SeriesStore::write_again() {
+bool SeriesStore::write_again(const std::vector<EntryId>& layouts) {
+  for (const EntryId id : layouts) {
+    Entry* const kept = entry(id);
+    if (kept == nullptr) continue;
+    kept->written_items = {};
+    kept->written_series = 1;
+  }
   for (auto& [id, known] : entries_) {
     known.row_is_due = true;
-    known.written_items = {};
-    known.written_series = 1;
     touched_.push_back(id);
+    news_.push_back(id);
   }
   const bool safe = file_.database().commit(put());
   ended(safe);

@@ -97,13 +97,14 @@ bool check_database(const std::string& file, std::span<const Table> tables, cons
   return false;
 }
 
-BackgroundCheck::~BackgroundCheck() {
+void BackgroundCheck::break_off() {
+  if (!thread_.joinable()) return;
   {
     const std::scoped_lock lock(mutex_);
     ending_ = true;
     if (connection_.is_open()) sqlite3_interrupt(connection_.get());
   }
-  if (thread_.joinable()) thread_.join();
+  thread_.join();
 }
 
 void BackgroundCheck::start(std::string file, std::span<const Table> tables,

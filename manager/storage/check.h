@@ -32,12 +32,14 @@ using Tell = std::function<void(const std::string& text)>;
 class BackgroundCheck {
  public:
   BackgroundCheck() = default;
-  ~BackgroundCheck();  // breaks it off
+  ~BackgroundCheck() { break_off(); }
   BackgroundCheck(const BackgroundCheck&) = delete;
   BackgroundCheck& operator=(const BackgroundCheck&) = delete;
 
   // Once. `damaged` is called in the thread, with what is wrong.
   void start(std::string file, std::span<const Table> tables, std::function<void(const std::string&)> damaged);
+  // One that has begun, for good; it has closed the file.
+  void break_off();
 
  private:
   void run(const std::string& file, std::span<const Table> tables,

@@ -42,6 +42,7 @@ void Connection::close() {
     (void)sqlite3_finalize(left);
   }
   (void)sqlite3_close(std::exchange(database_, nullptr));
+  ++opened_;
 }
 
 Outcome Connection::outcome_of(int state) {
@@ -69,7 +70,6 @@ Outcome Connection::open(const std::string& file, Durability durability) {
   const int state = sqlite3_open_v2(platform::utf8_path(file.c_str()).c_str(), &opened, flags, sole_user_files());
   close();
   database_ = opened;
-  ++opened_;
   if (state != SQLITE_OK) return outcome_of(state);
   (void)sqlite3_extended_result_codes(opened, 1);
   (void)sqlite3_busy_timeout(opened, 0);
@@ -157,7 +157,11 @@ Statement& Statement::with(const Row& row, int column) {
 }
 
 bool Statement::step() {
-  state_ = statement_ != nullptr ? sqlite3_step(statement_) : sqlite3_errcode(connection_.get());
+  if (statement_ != nullptr) {
+    state_ = sqlite3_step(statement_);
+  } else {
+    state_ = connection_.is_open() ? sqlite3_errcode(connection_.get()) : SQLITE_CANTOPEN;
+  }
   return state_ == SQLITE_ROW;
 }
 

@@ -47,7 +47,7 @@ class Connection {
  private:
   friend class Statement;
   sqlite3* database_ = nullptr;
-  std::uint32_t opened_ = 0;  // times
+  std::uint32_t opened_ = 0;  // and closed, times
 };
 
 // The row that a statement has come to. Texts and bytes are valid until the next one.

@@ -23,6 +23,7 @@ namespace {
 constexpr std::uint64_t most_uncounted = 256;
 constexpr int tries_of_locked = 50;
 constexpr auto pause_of_locked = std::chrono::milliseconds(100);
+constexpr int tries_of_replacing = 600;
 
 std::uint64_t size_of(const std::string& path) {
   platform::FileAttributes attributes;
@@ -58,6 +59,7 @@ Database::~Database() {
 
 void Database::close() {
   checkpointer_.stop();
+  check_.break_off();
   forget_counts();
   begun_ = false;  // the transaction ends with its connection
   connection_.close();
@@ -158,30 +160,63 @@ Outcome Database::count_newest() {
   return Outcome::done;
 }
 
-bool Database::renew() {
+void Database::renew(const Renewed& done, const Mend& mend) {
+  if (renewing_) return;
   close();
+  damaged_ = false;
+  renewing_ = true;
+  const auto work = [this, mend](const std::atomic<bool>& ending) {
+    return salvage(file_, file_ + ".new", shapes(), mend, ending);
+  };
+  if (loop_ == nullptr) return take_renewed(work(false), done);
+  if (waiting_) waiting_(true);
+  renewal_.start(*loop_, work, [this, done](const Renewal::Result& saved) { take_renewed(saved, done); });
+}
+
+void Database::take_renewed(const Renewal::Result& saved, const Renewed& done) {
+  if (saved) return replace(told_of(*saved), done, loop_ != nullptr ? tries_of_replacing : 0);
+  tell("is damaged, and a new one cannot be written");
+  (void)open_file();  // what reads is to be had meanwhile
+  end_renewal(false, done);
+}
+
+// Where a file that somebody reads cannot be renamed, its end is waited for.
+void Database::replace(const std::string& told, const Renewed& done, int tries) {
   std::string name;
-  const std::string renewed = file_ + ".new";
-  const auto saved = salvage(file_, renewed, shapes());
-  if (!saved) return refused("is damaged, and a new one cannot be written");
-  if (!replace_database(file_, renewed, name)) return refused("is damaged, and cannot be set aside");
-  std::string text = "was damaged: it is kept as " + name + ", and of its rows a new one has";
-  for (std::size_t i = 0; i < saved->size(); ++i) {
-    const Saved& table = (*saved)[i];
+  if (replace_database(file_, file_ + ".new", name)) {
+    tell("was damaged: it is kept as " + name + ", and of its rows a new one has" + told);
+    told_.clear();
+    return end_renewal(open_file() == Outcome::done || refused("cannot be opened: " + connection_.fault()), done);
+  }
+  if (tries == 0) return end_renewal(refused("is damaged, and cannot be set aside"), done);
+  again_ = std::make_unique<asio::steady_timer>(*loop_, pause_of_locked);
+  again_->async_wait([this, told, done, tries](const asio::error_code& error) {
+    if (!error) replace(told, done, tries - 1);
+  });
+}
+
+void Database::end_renewal(bool renewed, const Renewed& done) {
+  renewing_ = false;
+  done(renewed);
+  if (loop_ != nullptr && waiting_) waiting_(false);
+}
+
+std::string Database::told_of(const std::vector<Saved>& saved) const {
+  std::string text;
+  for (std::size_t i = 0; i < saved.size(); ++i) {
+    const Saved& table = saved[i];
     const std::uint64_t expected = std::max(table.expected.value_or(0), tables_[i].rows);
     const bool known = table.expected || expected != 0;
     text += (i == 0 ? " " : ", ") + std::to_string(table.rows) + " of " +
             (known ? std::to_string(expected) : "an unknown number of") + ' ' + std::string(tables_[i].shape.name);
   }
-  tell(text);
-  told_.clear();
-  damaged_ = false;
-  return open_file() == Outcome::done || refused("cannot be opened: " + connection_.fault());
+  return text;
 }
 
 void Database::check(asio::io_context& loop, const std::function<void()>& damaged) {
   check_.start(file_, given_, [this, &loop, damaged](const std::string& fault) {
     asio::post(loop, [this, damaged, fault] {
+      if (renewing_) return;
       log(Severity::error, file_ + " is damaged: " + fault);
       damaged();
     });
@@ -245,7 +280,7 @@ bool Database::commit(bool ready) {
   if (safe) {
     take_counts();
     if (std::exchange(refusing_, false)) tell("takes changes again");
-  } else {
+  } else if (!renewing_) {
     tell_refused(ready ? connection_.fault() : "what they need cannot be written");
     (void)sqlite3_exec(connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
   }

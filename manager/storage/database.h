@@ -8,6 +8,7 @@
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -20,6 +21,7 @@
 #include "manager/storage/check.h"
 #include "manager/storage/checkpointer.h"
 #include "manager/storage/connection.h"
+#include "manager/storage/renewal.h"
 #include "manager/storage/table.h"
 
 namespace ox::manager {
@@ -34,9 +36,18 @@ class Database {
 
   // Opens the file, or makes it; takes faults from then on. Why it was refused is told; a damaged one is to be renewed.
   [[nodiscard]] Outcome open(FaultSink faults);
-  // Sets the file aside under a dated name, and goes on with a new one that holds every row that reads; tells how many
-  // there are. False, and told, when the system does not let it.
-  [[nodiscard]] bool renew();
+  // Sets the file aside under a dated name, and goes on with a new one that holds every row that reads, and what mends
+  // it; tells how many there are. `done` gets false, and it is told, when the system does not let it. Beside the loop
+  // when that is known: until then nothing reads, and no change is taken.
+  using Renewed = std::function<void(bool)>;
+  void renew(const Renewed& done, const Mend& mend = {});
+  [[nodiscard]] bool is_renewing() const { return renewing_; }
+  // From now on others are served meanwhile. `waiting` is called with true when a renewal begins, behind its end with
+  // false.
+  void work_beside(asio::io_context& loop, std::function<void(bool)> waiting) {
+    loop_ = &loop;
+    waiting_ = std::move(waiting);
+  }
   // Checks all of it beside the work, once; calls back from the loop when something is wrong: renew() is due.
   void check(asio::io_context& loop, const std::function<void()>& damaged);
 
@@ -104,6 +115,10 @@ class Database {
   [[nodiscard]] Outcome open_when_free();
   [[nodiscard]] std::vector<Table> shapes() const;
   [[nodiscard]] bool put_in_place(const std::string& made);
+  void take_renewed(const Renewal::Result& saved, const Renewed& done);
+  void replace(const std::string& told, const Renewed& done, int tries);
+  void end_renewal(bool renewed, const Renewed& done);
+  [[nodiscard]] std::string told_of(const std::vector<Saved>& saved) const;
   [[nodiscard]] Outcome check_tables();
   [[nodiscard]] Outcome count_newest();
   [[nodiscard]] bool refused(const std::string& what);
@@ -124,6 +139,11 @@ class Database {
   bool damaged_ = false;
   bool refusing_ = false;  // the last commit was refused
   std::set<std::pair<std::size_t, std::uint64_t>> told_;
+  bool renewing_ = false;
+  asio::io_context* loop_ = nullptr;  // null: there is nobody else to be served
+  std::function<void(bool)> waiting_;
+  std::unique_ptr<asio::steady_timer> again_;
+  Renewal renewal_;
   BackgroundCheck check_;
 };
 

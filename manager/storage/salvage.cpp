@@ -23,13 +23,13 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 File open_stream(const std::string& path, const char* mode) { return {std::fopen(path.c_str(), mode), std::fclose}; }
 
-bool copy_file(const std::string& from, const std::string& to) {
+bool copy_file(const std::string& from, const std::string& to, const std::atomic<bool>& ending) {
   const File in = open_stream(from, "rb");
   if (!in) return true;  // nothing to copy
   if (platform::make_private_file(to.c_str()) != platform::error_none) return false;
   const File out = open_stream(to, "r+b");
   std::array<char, 65536> piece{};
-  while (out) {
+  while (out && !ending) {
     const std::size_t count = std::fread(piece.data(), 1, piece.size(), in.get());
     if (count == 0) return std::fflush(out.get()) == 0;
     if (std::fwrite(piece.data(), 1, count, out.get()) != count) return false;
@@ -54,13 +54,14 @@ bool mend_first_page(const std::string& file, const std::string& model) {
 // Copies the rows of one table.
 class TableCopy {
  public:
-  TableCopy(Connection& from, Connection& to, const Table& table)
+  TableCopy(Connection& from, Connection& to, const Table& table, const std::atomic<bool>& ending)
       : to_(to),
+        ending_(ending),
         columns_(static_cast<int>(table.columns.size())),
         select_(from, select_text(table, key_from(table))),
         put_(to, put_text(table)) {}
 
-  // False when the new file does not take them.
+  // False when the new file does not take them, or it is to end.
   bool copy() {
     if (to_.run("BEGIN") != Outcome::done) return false;
     while (read_on() != Outcome::done && written_) {
@@ -85,7 +86,7 @@ class TableCopy {
   void put(const Row& row) {
     put_.begin();
     for (int column = 0; column < columns_; ++column) put_.with(row, column);
-    written_ = put_.run() == Outcome::done;
+    written_ = put_.run() == Outcome::done && !ending_;
     if (++rows_ % rows_of_transaction == 0) written_ = to_.run("COMMIT; BEGIN") == Outcome::done && written_;
   }
   // The row from that key on, if there is one, reads.
@@ -99,6 +100,7 @@ class TableCopy {
   }
 
   Connection& to_;
+  const std::atomic<bool>& ending_;
   int columns_;
   Statement select_;
   Statement put_;
@@ -108,9 +110,10 @@ class TableCopy {
 };
 
 // Opens a copy, so that opening changes nothing; with another first page when its own does not read.
-bool open_source(Connection& source, const std::string& file, const std::string& model, std::span<const Table> tables) {
+bool open_source(Connection& source, const std::string& file, const std::string& model, std::span<const Table> tables,
+                 const std::atomic<bool>& ending) {
   const std::string copy = file + ".source";
-  if (!copy_file(file, copy) || !copy_file(file + "-wal", copy + "-wal")) return false;
+  if (!copy_file(file, copy, ending) || !copy_file(file + "-wal", copy + "-wal", ending)) return false;
   if (source.open(copy, Durability::process) == Outcome::done && schema_of(source) == expected_schema(tables)) {
     return true;
   }
@@ -166,19 +169,31 @@ void remove_log(const std::string& file) {
 }
 
 // What cannot be opened at all has no rows.
-bool copy_tables(Connection& source, Connection& made, std::span<const Table> tables, std::vector<Saved>& saved) {
+bool copy_tables(Connection& source, Connection& made, std::span<const Table> tables, std::vector<Saved>& saved,
+                 const std::atomic<bool>& ending) {
   for (std::size_t i = 0; i + 1 < tables.size(); ++i) {
     std::optional<RowCount> kept;
     if (source.is_open()) {
       kept = kept_count(source, i);
-      TableCopy copy(source, made, tables[i]);
+      TableCopy copy(source, made, tables[i], ending);
       if (!copy.copy()) return false;
     }
-    const RowCount all = count_behind(made, tables[i], 0);
-    if (!put_count(made, tables, i, all)) return false;
-    Saved one{.rows = all.rows};
+    Saved one{.rows = count_behind(made, tables[i], 0).rows};
     if (kept) one.expected = kept->rows + count_behind(made, tables[i], kept->up_to).rows;
     saved.push_back(one);
+  }
+  return true;
+}
+
+// In one transaction.
+bool mend_tables(Connection& made, const Mend& mend) {
+  if (!mend) return true;
+  return made.run("BEGIN") == Outcome::done && mend(made) && made.run("COMMIT") == Outcome::done;
+}
+
+bool count_tables(Connection& made, std::span<const Table> tables) {
+  for (std::size_t i = 0; i + 1 < tables.size(); ++i) {
+    if (!put_count(made, tables, i, count_behind(made, tables[i], 0))) return false;
   }
   return made.run("PRAGMA wal_checkpoint(TRUNCATE)") == Outcome::done;
 }
@@ -215,7 +230,8 @@ std::string expected_schema(std::span<const Table> tables) {
 }
 
 std::optional<std::vector<Saved>> salvage(const std::string& file, const std::string& into,
-                                          std::span<const Table> tables) {
+                                          std::span<const Table> tables, const Mend& mend,
+                                          const std::atomic<bool>& ending) {
   remove_database(into);
   remove_database(file + ".source");
   std::vector<Saved> saved;
@@ -224,8 +240,9 @@ std::optional<std::vector<Saved>> salvage(const std::string& file, const std::st
     Connection made;
     Connection source;
     good = open_new(made, into, tables);
-    if (good && !open_source(source, file, into, tables)) source.close();
-    good = good && copy_tables(source, made, tables, saved);
+    if (good && !open_source(source, file, into, tables, ending)) source.close();
+    good = good && copy_tables(source, made, tables, saved, ending) && mend_tables(made, mend) &&
+           count_tables(made, tables) && !ending;
   }
   remove_database(file + ".source");
   if (!good) {

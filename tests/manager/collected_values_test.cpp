@@ -255,7 +255,7 @@ TEST_F(CollectedValuesTest, ApplicationsAddRounds) {
   EXPECT_EQ(OX_EFORMAT, append(200, value));
   EXPECT_EQ(0u, append(2000000000, value)) << "goes on with the same data entry";
   EXPECT_NE(0u, PayloadReader(ask(1, 22, text("logEnt:l") + text("")).data).u32());
-  manager_->held.hold(true);
+  manager_->held.hold(HeldRequests::components, true);
   for (const std::uint32_t command : {21u, 22u}) {
     bool answered = false;
     const Message early{.type = 1, .command = command, .data = bytes_of(text("logEnt:l") + text(""))};

@@ -1,5 +1,8 @@
 #include "manager/requests/router.h"
 
+#include <algorithm>
+#include <filesystem>
+
 #include "tests/manager/manager_fixture.h"
 #include "tests/support/scripted_peer.h"
 #include "tests/support/system_root.h"
@@ -7,6 +10,7 @@
 namespace ox::manager {
 namespace {
 
+namespace fs = std::filesystem;
 using test::half;
 using test::text;
 using test::word;
@@ -203,6 +207,58 @@ TEST_F(RouterTest, WhatNeedsAComponentWaitsUntilAllAreThere) {
   loop_.poll();
   EXPECT_EQ("5:0 loaded 1:0 3:84 4:84 ", answers);
   EXPECT_EQ("0", ask("5 1=node 8=r3").substr(0, 1));
+}
+
+// Each database in turn is set aside; a greeting is answered at once, what needs the database behind its renewal.
+TEST_F(RouterTest, WhileADatabaseIsRenewedOnlyWhatNeedsItWaits) {
+  expect({{"5 1=node 8=r1", "0; node:r1 10.7.8.0 = r1"}, {"set node:r1 11.5.2.0 161", "0; node:r1 11.5.2.0"}});
+  const Bytes record = bytes_of(word(1) + word(2) + text("node:r1") + text("") + word(0));
+  ASSERT_EQ(0u, ask(1, 21, record).error);
+  const FaultSink told = [](const auto&...) {};
+  ASSERT_TRUE(manager_->components.open(told) && manager_->events.open(told) && manager_->collected_file.open(told) &&
+              manager_->run_ledger.open(told));
+  const struct {
+    std::string file;
+    std::function<void()> renew;
+    std::string at_once;
+  } cases[] = {
+      {"components.db", [&] { manager_->components.renew(manager_->store); }, "open log1 "},
+      {"events.db", [&] { manager_->events.renew(); }, "open get size "},
+      {"collected.db", [&] { manager_->collected_file.renew(); }, "open log1 "},
+      {"jobs.db", [&] { manager_->run_ledger.renew(); }, "open log1 "},
+  };
+  const std::string data = test::work_dir() + "/data/";
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.file);
+    std::string answers;
+    std::size_t missing = 4;
+    const auto send = [&](const std::string& what, const Message& sent) {
+      route(*manager_, {1, sent,
+                        [&, what](const Reply& reply) {
+                          answers += what + (reply.error == 0 ? " " : std::to_string(reply.error) + ' ');
+                          --missing;
+                        },
+                        Rights::of_manager()});
+    };
+    c.renew();
+    send("open", {.type = 1, .command = 10, .data = bytes_of("prog")});
+    send("get", message("get node:r1 11.5.2.0"));
+    send("size", {.type = 1, .command = 22, .data = bytes_of(text("node:r1") + text(""))});
+    send("log", {.type = 1, .command = 15});  // without a filter: refused
+    EXPECT_EQ(c.at_once, answers);
+    loop_.restart();
+    while (missing != 0 && loop_.run_one() != 0) {
+    }
+    EXPECT_EQ("0; node:r1 11.5.2.0 = 161", ask("get node:r1 11.5.2.0"));
+    EXPECT_EQ("0; node:r1 11.5.2.0", ask("set node:r1 11.5.2.0 161"));
+    const auto kept = std::count_if(fs::directory_iterator(data), {}, [&](const fs::directory_entry& entry) {
+      const std::string name = entry.path().filename().string();
+      return name.starts_with(c.file + ".2") && !name.ends_with("-wal");
+    });
+    EXPECT_EQ(1, kept);
+  }
+  restart();
+  EXPECT_EQ("0; node:r1 11.5.2.0 = 161", ask("get node:r1 11.5.2.0"));
 }
 
 TEST_F(RouterTest, CollectedDataGrowsToItsLimitAndStaysThere) {
