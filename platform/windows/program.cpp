@@ -48,15 +48,52 @@ Handle inherited_file(const char* path, DWORD access, DWORD disposition) {
   return Handle(::CreateFileA(path, access, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, disposition, 0, nullptr));
 }
 
-// A job that ends with its last handle, unless what is in it is to run on. Where the system takes no job inside
-// another, the program alone is ended.
-Handle job_of(HANDLE process, bool outlives) {
+// A job that ends with its last handle, unless what is in it is to run on.
+Handle make_job(bool outlives) {
   Handle job(::CreateJobObjectA(nullptr, nullptr));
   JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
   limits.BasicLimitInformation.LimitFlags = outlives ? 0 : JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
   (void)::SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof limits);
-  return ::AssignProcessToJobObject(job.get(), process) != FALSE ? std::move(job) : Handle();
+  return job;
 }
+
+// Whether it is in the job then. Where the system takes no job inside another, the program alone is ended.
+bool enter(const Handle& job, HANDLE process) {
+  BOOL inside = FALSE;
+  (void)::IsProcessInJob(process, job.get(), &inside);
+  return inside != FALSE || ::AssignProcessToJobObject(job.get(), process) != FALSE;
+}
+
+// How a program is started inside a job, so that nothing is left of it at whatever moment this process ends. Before
+// Windows 10 there is no such way: a program is made suspended, and enters the job then.
+class JobStartup {
+ public:
+  JobStartup(const STARTUPINFOA& plain, const Handle& job) : job_(job.get()) {
+    constexpr DWORD_PTR job_list = 0x0002000D;  // PROC_THREAD_ATTRIBUTE_JOB_LIST
+    SIZE_T size = 0;
+    (void)::InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    bytes_.resize(size);
+    all_.StartupInfo = plain;
+    all_.StartupInfo.cb = sizeof all_;
+    const auto list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(bytes_.data());
+    if (!job || ::InitializeProcThreadAttributeList(list, 1, 0, &size) == FALSE) return;
+    all_.lpAttributeList = list;
+    known_ = ::UpdateProcThreadAttribute(list, 0, job_list, &job_, sizeof job_, nullptr, nullptr) != FALSE;
+  }
+  JobStartup(const JobStartup&) = delete;
+  JobStartup& operator=(const JobStartup&) = delete;
+  ~JobStartup() {
+    if (all_.lpAttributeList != nullptr) ::DeleteProcThreadAttributeList(all_.lpAttributeList);
+  }
+  // Null when the system does not know of jobs at the start.
+  [[nodiscard]] STARTUPINFOA* get() { return known_ ? &all_.StartupInfo : nullptr; }
+
+ private:
+  HANDLE job_;
+  std::vector<char> bytes_;
+  STARTUPINFOEXA all_{};
+  bool known_ = false;
+};
 
 }  // namespace
 
@@ -110,13 +147,18 @@ Error Program::start(const std::vector<std::string>& arguments, const ProgramSet
   const DWORD flags = CREATE_SUSPENDED | (setting.in_console ? 0 : CREATE_NO_WINDOW);
   if (setting.in_console) (void)::SetConsoleCtrlHandler(nullptr, FALSE);  // whether it is passed over is inherited
   PROCESS_INFORMATION made{};
-  if (::CreateProcessA(nullptr, line.data(), nullptr, nullptr, output ? TRUE : FALSE, flags, block.data(),
-                       setting.folder.empty() ? nullptr : setting.folder.c_str(), &startup, &made) == FALSE) {
-    return fail_last();
-  }
+  const auto create = [&](DWORD more_flags, STARTUPINFOA* with) {
+    return ::CreateProcessA(nullptr, line.data(), nullptr, nullptr, output ? TRUE : FALSE, flags | more_flags,
+                            block.data(), setting.folder.empty() ? nullptr : setting.folder.c_str(), with,
+                            &made) != FALSE;
+  };
+  process->job = make_job(setting.outlives);
+  JobStartup inside(startup, process->job);
+  const bool created = inside.get() != nullptr && create(EXTENDED_STARTUPINFO_PRESENT, inside.get());
+  if (!created && !create(0, &startup)) return fail_last();
   const Handle thread(made.hThread);
   process->process = Handle(made.hProcess);  // none for a program of the machine under an emulator
-  process->job = job_of(made.hProcess, setting.outlives);
+  if (!enter(process->job, made.hProcess)) process->job = Handle();
   (void)::ResumeThread(thread.get());
   begin(std::move(process), setting);
   return error_none;
