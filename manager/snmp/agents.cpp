@@ -28,6 +28,7 @@ Agents::~Agents() {
 
 void AgentState::remember(std::uint32_t learned_once) {
   if (learned_once == 0) return;
+  growing = false;
   size = std::clamp(learned_once >> 8, 1u, most_of_size);
   most_in_flight = std::clamp(learned_once & 0xFF, 1u, ox::manager::most_in_flight);
 }
@@ -95,6 +96,7 @@ void Agents::learn(AgentState& agent, const SnmpAnswer& answer, std::uint32_t si
     ++timeouts_;
     if (agent.size_heard == 0) agent.size_heard = agent.size;
     agent.size = std::min(agent.size, half);
+    agent.growing = false;
     if (sent < agent.slowed) return;
     agent.slowed = Clock::now();
     agent.most_in_flight = std::max(1u, agent.most_in_flight / 2);
@@ -108,8 +110,9 @@ void Agents::learn(AgentState& agent, const SnmpAnswer& answer, std::uint32_t si
     if (answer.error_status == status_too_big && size > 1) {
       agent.size_refused = std::min(agent.size_refused, size);
       agent.size = std::min(agent.size, half);
-    } else if (size >= agent.size && agent.size + 1 < agent.size_refused) {
-      ++agent.size;
+      agent.growing = false;
+    } else if (size >= agent.size) {
+      agent.size = std::min(agent.growing ? 2 * agent.size : agent.size + 1, agent.size_refused - 1);
     }
   }
 }

@@ -29,12 +29,13 @@ class Turn {
 // Sizes are variable bindings of one request, or of its answer.
 struct AgentState {
   Agent agent;
-  std::uint32_t size = 1;            // that one may have: grows by one, halves when it is too big, and after silence
+  std::uint32_t size = 1;            // that one may have: doubles until one is too big or lost, then grows by one
   std::uint32_t size_refused = 101;  // the least that was too big
   std::uint32_t size_heard = 0;      // before the attempts that are unanswered now; 0 without any
   std::uint32_t most_in_flight = 1;  // grows by one with each answer, halves with each time-out
   std::uint32_t in_flight = 0;
   std::uint64_t answers = 0;
+  bool growing = true;     // nothing has been too big or lost yet, nor is anything known of it
   bool silent = false;     // did not answer all attempts of its last request
   bool no_uptime = false;  // does not tell its own time
   std::chrono::microseconds round_trip{0};

@@ -238,7 +238,7 @@ TEST_F(AskerTest, WhatSeveralWantTravelsOnce) {
   EXPECT_EQ(1, agent_.requests) << "rows come many at a time";
   EXPECT_EQ(ask("get node:r1 .2.2.1.{1,7,8,10}.{1,2,3}"), rows);
   for (int i = 0; i < 3; ++i) (void)ask("get node:r1 .2.2.1.{7,8,10}");
-  EXPECT_LT(settings_.snmp_bindings + 2, manager_->asker.agents().known(at_)->size) << "rows that never fill a request";
+  EXPECT_LE(4 * settings_.snmp_bindings, manager_->asker.agents().known(at_)->size) << "rows that never fill a request";
 }
 
 TEST_F(AskerTest, WhatAnAgentCanTakeIsLearned) {
