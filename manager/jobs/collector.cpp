@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <asio/post.hpp>
-#include <filesystem>
 
 #include "manager/base/log.h"
 #include "manager/components/number_value.h"
@@ -242,7 +241,7 @@ void Collector::remember_agents() {
 void Collector::due(const LogCollectionPtr& entry, const Due& moment) {
   if ((moment.kinds & (std::uint32_t{OXCMD_INSTANT} | due_interval)) == 0 || moment.arrival == Arrival::again) return;
   if (!find_targets(tools_, *entry)) entry->targets = std::make_shared<LogTargets>();
-  if (!data_.prepare(*entry, moment.time)) return rounds_.refuse(*entry, moment.time);
+  if (!data_.prepare(*entry, moment.time)) return rounds_.refuse(*entry, moment.time, Gap::disk_full);
   // The clock may have been set back behind what is stored.
   if (tools_.series.last_due(entry->filling->id) >= moment.time * std::int64_t{1000}) return;
   if (moment.missed()) return missed(*entry, moment);
@@ -308,9 +307,8 @@ bool Collector::disk_is_full() {
   const std::int64_t now = tools_.clock.passed();
   if (disk_looked_ != 0 && now - disk_looked_ < disk_every) return disk_use_ >= disk_limit;
   disk_looked_ = now;
-  std::error_code error;
-  const auto space = std::filesystem::space(tools_.data_directory, error);
-  if (error || space.capacity == 0) return false;
+  const auto space = tools_.disk_space();
+  if (space.capacity == 0) return false;
   const auto use = static_cast<std::uint32_t>(100 - space.available * 100 / space.capacity);
   if (use >= disk_warning && disk_use_ < disk_warning) {
     tools_.event(4, "the disk of collected data is nearly full",

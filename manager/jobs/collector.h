@@ -28,6 +28,8 @@ class Collector {
   void add_own_figures(const FigureQuestion& question, std::vector<Figure>& found) const;
   // What has been learned of agents, for the next manager; else it is done once a minute.
   void remember_agents();
+  // That, and what has expired goes; by itself once a minute.
+  void look_after();
   [[nodiscard]] Fit& fit() { return fit_; }
   // The data entry that takes a round from outside, due then: a new one when there is none, or its period is over. 0;
   // 84; 279 for an entry that is stopped; 70 for a time that is not after its last round; 144.
@@ -49,7 +51,6 @@ class Collector {
   void round_ended(const LogCollectionPtr& entry, const Round& round);
   void tell_later(const LogCollectionPtr& entry);
   void tell();
-  void look_after();
   [[nodiscard]] bool disk_is_full();
 
   const CollectorTools tools_;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <filesystem>
 #include <functional>
 #include <span>
 #include <string>
@@ -41,7 +42,8 @@ struct CollectorTools {
   std::function<void(const ComponentName&, std::function<void(OX_RESULT)>)> remove;
   // An event of that type, with its detail.
   std::function<void(std::uint32_t type, const std::string& text, const std::string& detail)> event;
-  std::string data_directory{};
+  // Of the disk of collected data; a capacity of 0 when that is not known.
+  std::function<std::filesystem::space_info()> disk_space{};
 };
 
 }  // namespace ox::manager

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <asio/post.hpp>
-#include <filesystem>
 #include <optional>
 
 #include "manager/jobs/targets.h"
@@ -145,10 +144,9 @@ void Fit::ask_on(const std::shared_ptr<Look>& look) {
 
 // Of what is left until collection pauses. What expires makes room again.
 std::uint64_t Fit::days_until_full(const Look& look) const {
-  std::error_code error;
-  const auto space = std::filesystem::space(tools_.data_directory, error);
+  const auto space = tools_.disk_space();
   const double a_day = static_cast<double>(look.a_day(look.values)) * bytes_of_value;
-  if (error || a_day < 1) return never;
+  if (space.capacity == 0 || a_day < 1) return never;
   const double room = static_cast<double>(space.available) - (1 - disk_limit) * static_cast<double>(space.capacity);
   const double full = std::max(0.0, room) / a_day;
   const double expiry =

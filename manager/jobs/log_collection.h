@@ -20,6 +20,7 @@ struct RefusedRounds {
   std::uint32_t to = 0;
   std::uint64_t rounds = 0;
   std::uint64_t values = 0;
+  Gap gap = Gap::none;  // why the first was
 };
 
 using LogTargets = std::vector<std::shared_ptr<LogTarget>>;  // in the order of their offsets

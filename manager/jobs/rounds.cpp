@@ -31,7 +31,7 @@ Rounds::Rounds(const CollectorTools& tools, Ended ended)
 std::shared_ptr<Round> Rounds::open_round(LogCollection& entry, std::uint32_t due) {
   const std::uint32_t number = tools_.series.begin_round(entry.filling->id, due * std::int64_t{1000});
   if (number == SeriesStore::no_round) {
-    refuse(entry, due);
+    refuse(entry, due, tools_.series.is_refused() ? Gap::disk_full : Gap::overrun);
     return nullptr;
   }
   tell_refused(entry);
@@ -44,9 +44,10 @@ std::shared_ptr<Round> Rounds::open_round(LogCollection& entry, std::uint32_t du
   return round;
 }
 
-void Rounds::refuse(LogCollection& entry, std::uint32_t due) {
+void Rounds::refuse(LogCollection& entry, std::uint32_t due, Gap why) {
   RefusedRounds& refused = entry.refused;
   if (refused.rounds == 0) refused.from = due;
+  if (refused.rounds == 0) refused.gap = why;
   refused.to = due;
   ++refused.rounds;
   refused.values += entry.expected();
@@ -58,7 +59,7 @@ void Rounds::tell_refused(LogCollection& entry) {
   const RefusedRounds told = std::exchange(entry.refused, {});
   if (told.rounds == 0) return;
   tools_.series.missed(entry.filling->id, told.from * std::int64_t{1000}, told.to * std::int64_t{1000}, told.rounds,
-                       told.values, Gap::disk_full);
+                       told.values, told.gap);
 }
 
 void Rounds::skip(const LogCollectionPtr& entry, std::uint32_t due, Gap gap) {

@@ -24,8 +24,8 @@ class Rounds {
   // A round of which nothing is asked: all that is due is a gap.
   void skip(const LogCollectionPtr& entry, std::uint32_t due, Gap gap);
 
-  // One for which there is no room: its values are a gap of the disk, told when there is room again.
-  void refuse(LogCollection& entry, std::uint32_t due);
+  // One for which there is no room: its values are a gap, told when there is room again.
+  void refuse(LogCollection& entry, std::uint32_t due, Gap why);
   void tell_refused(LogCollection& entry);
 
   [[nodiscard]] std::uint64_t refused() const { return refused_; }   // values, of such rounds

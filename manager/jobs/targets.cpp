@@ -1,15 +1,17 @@
 #include "manager/jobs/targets.h"
 
 #include <algorithm>
-#include <map>
+#include <string_view>
+#include <unordered_map>
 
 namespace ox::manager {
 
 bool find_targets(const CollectorTools& tools, LogCollection& entry) {
   if (entry.targets_of == tools.store.generation()) return true;
-  std::map<std::string, std::shared_ptr<LogTarget>> known;
+  std::unordered_map<std::string_view, const std::shared_ptr<LogTarget>*> known;
   if (entry.targets) {
-    for (const auto& target : *entry.targets) known[target->text] = target;
+    known.reserve(entry.targets->size());
+    for (const auto& target : *entry.targets) known.emplace(target->text, &target);
   }
   const std::string& wanted = entry.settings.component;
   const std::string text = wanted.find(':') == wanted.npos ? "node:" + wanted : wanted;
@@ -21,8 +23,9 @@ bool find_targets(const CollectorTools& tools, LogCollection& entry) {
   if (missing) found = {named};
   const auto targets = std::make_shared<LogTargets>();
   for (ComponentName& name : found) {
-    std::shared_ptr<LogTarget> target = known[name.type + ':' + name.name];
-    if (!target) target = std::make_shared<LogTarget>(std::move(name));
+    const auto before = known.find(name.type + ':' + name.name);
+    std::shared_ptr<LogTarget> target =
+        before != known.end() ? *before->second : std::make_shared<LogTarget>(std::move(name));
     target->there = !missing;
     target->rows.resize(std::max(target->rows.size(), entry.names->columns.size()));
     targets->push_back(std::move(target));

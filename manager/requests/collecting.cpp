@@ -3,7 +3,7 @@
 
 namespace ox::manager {
 
-CollectorTools collector_tools(Manager& manager, const std::string& data_directory) {
+CollectorTools collector_tools(Manager& manager) {
   return {
       .loop = manager.loop,
       .clock = manager.clock,
@@ -23,7 +23,7 @@ CollectorTools collector_tools(Manager& manager, const std::string& data_directo
                            std::function<void(OX_RESULT)> done) { remove_component(manager, name, done); },
       .event = [&manager](std::uint32_t type, const std::string& text,
                           const std::string& detail) { manager.events.tell(type, text, detail); },
-      .data_directory = data_directory,
+      .disk_space = [&manager] { return manager.disk_space(); },
   };
 }
 

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <filesystem>
+#include <functional>
 #include <string>
+#include <system_error>
 
 #include "manager/base/access_rules.h"
 #include "manager/base/clock.h"
@@ -46,7 +49,7 @@ namespace ox::manager {
 struct Manager;
 // What is to be had of collected values, and goes with the data entries.
 void keep_collected(Manager& manager);
-[[nodiscard]] CollectorTools collector_tools(Manager& manager, const std::string& data_directory);
+[[nodiscard]] CollectorTools collector_tools(Manager& manager);
 
 struct Manager {
   Manager(asio::io_context& event_loop, const Settings& with, const std::string& data_directory)
@@ -79,7 +82,12 @@ struct Manager {
              .warn = [this](const std::string& summary, const std::string& detail) { events.tell(3, summary, detail); },
              .commit = [this](std::span<const Change> batch) { return commit(batch); }}),
         upkeep(loop, data_directory),
-        collector(collector_tools(*this, data_directory)) {
+        disk_space([data_directory] {
+          std::error_code error;
+          const auto space = std::filesystem::space(data_directory, error);
+          return error ? std::filesystem::space_info{} : space;
+        }),
+        collector(collector_tools(*this)) {
     entries.keep("cmdEnt", {.changed = [this](const ComponentName& name, EntryChanges::What what,
                                               std::span<const Oid> paths) { commands.changed(name, what, paths); },
                             .check = [this](Change& change) { return commands.check(change); }});
@@ -183,6 +191,7 @@ struct Manager {
   Upkeep upkeep;
   TrapBooks trap_books;
   FaultList faults;
+  std::function<std::filesystem::space_info()> disk_space;
   Collector collector;
 };
 

@@ -12,6 +12,9 @@ namespace ox::manager {
 namespace {
 
 using Columns = std::string_view;
+
+constexpr auto between_tries = std::chrono::seconds(1);
+
 constexpr std::array<Columns, 5> series_columns{"id", "text1", "text2", "bytes", "next"};
 constexpr std::array<Columns, 4> record_columns{"id", "first", "second", "list"};
 constexpr std::array<Columns, 11> entry_columns{"id",  "name",   "owner", "state", "rounds", "last_due",
@@ -86,10 +89,20 @@ bool CollectedFile::put() {
   }
 }
 
+// What has gathered while the disk refused may be much: it is not written only to be refused in every turn.
+bool CollectedFile::may_write() {
+  const auto now = std::chrono::steady_clock::now();
+  if (!refused_) return true;
+  if (now < not_before_ || !database_.takes_changes()) return false;
+  not_before_ = now + between_tries;
+  return true;
+}
+
 void CollectedFile::commit() {
   if (is_renewing()) return;
   scheduled_ = false;
-  const bool safe = database_.commit(put());
+  const bool safe = database_.commit(may_write() && put());
+  refused_ = !safe;
   for (User* const user : users_) user->ended(safe);
   if (!safe && database_.is_damaged()) renew();
   for (User* const user : users_) user->answer(safe);

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <chrono>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -61,11 +63,14 @@ class CollectedFile {
   [[nodiscard]] bool load(bool renewed);
   void renew(const std::function<void(bool)>& done);
   [[nodiscard]] bool put();
+  [[nodiscard]] bool may_write();
 
   asio::io_context& loop_;
   Database database_;
   std::vector<User*> users_;
   bool scheduled_ = false;
+  bool refused_ = false;                              // the last turn was
+  std::chrono::steady_clock::time_point not_before_;  // all of it is tried again
 };
 
 }  // namespace ox::manager

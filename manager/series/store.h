@@ -21,6 +21,7 @@
 
 #include <oxbase/oxtypes.h>
 
+#include "manager/base/pace.h"
 #include "manager/series/collected_file.h"
 #include "manager/series/kept_entry.h"
 #include "manager/series/removal.h"
@@ -59,7 +60,8 @@ class SeriesStore final : private CollectedFile::User {
   // Numbers of the items of an axis, and of a series; they are made when they are new.
   [[nodiscard]] std::uint32_t item(EntryId id, Axis axis, std::string_view text);
   [[nodiscard]] std::uint32_t series(EntryId id, const SeriesKey& key);
-  // A round is due at a time (milliseconds since 1970); no_round while the disk refuses what was before it. So many
+  // A round is due at a time (milliseconds since 1970); no_round while the disk refuses what was before it, or that is
+  // not in blocks in time. So many
   // values are expected of it, told before they come. Each answer of an agent is a reading: when it was read, and what
   // the agent's own clock said.
   static constexpr std::uint32_t no_round = 0xFFFFFFFF;
@@ -107,6 +109,8 @@ class SeriesStore final : private CollectedFile::User {
   // tried again with the next turn then.
   using Done = std::function<void(OX_RESULT)>;
   void when_safe(Done done);
+  // The last turn was refused.
+  [[nodiscard]] bool is_refused() const { return refused_ != 0; }
   // Nothing reads meanwhile, and what is put waits.
   [[nodiscard]] bool is_renewing() const { return file_.is_renewing(); }
 
@@ -165,8 +169,10 @@ class SeriesStore final : private CollectedFile::User {
   std::set<EntryId> to_remove_;
   std::deque<std::uint64_t> to_erase_;  // staged rows
   std::size_t erased_ = 0;              // of them, in this turn
-  bool in_a_hurry_ = false;             // a segment must be in blocks before anything else can be done
-  std::size_t refused_ = 0;             // bytes of cells that the disk has not taken
+  Pace pace_;                           // of the work on what is full
+  std::optional<Pace::Step> step_;
+  bool in_a_hurry_ = false;  // a segment is to be in blocks before anything else can be done
+  std::size_t refused_ = 0;  // bytes of cells that the disk has not taken
   bool loaded_ = false;
   std::shared_ptr<RenewalLosses> losses_;
   std::function<void(EntryId)> on_news_;

@@ -1,4 +1,4 @@
-// How full segments become blocks while the manager goes on: a few milliseconds of each turn.
+// How full segments become blocks while the manager goes on, in steps.
 #include <chrono>
 
 #include "manager/base/log.h"
@@ -8,7 +8,8 @@ namespace ox::manager {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr auto step_time = std::chrono::milliseconds(3);
+constexpr auto hurried_step = std::chrono::milliseconds(4);
+constexpr int hurried_steps = 4;
 constexpr std::size_t rows_of_look = 64;  // at the clock
 
 }  // namespace
@@ -27,7 +28,8 @@ void SeriesStore::start_sealing() {
 
 // When there is more to do, the next turn goes on.
 void SeriesStore::seal_on() {
-  const auto until = in_a_hurry_ ? Clock::time_point::max() : Clock::now() + step_time;
+  step_.emplace(pace_);
+  const auto until = in_a_hurry_ ? Clock::now() + hurried_step : step_->until();
   start_sealing();
   if (sealing_) return sealing_->step(until);
   erase_on(until);
@@ -41,6 +43,7 @@ void SeriesStore::erase_on(Clock::time_point until) {
 }
 
 void SeriesStore::sealed(bool safe) {
+  step_.reset();
   const std::size_t erased = std::exchange(erased_, 0);
   if (safe) to_erase_.erase(to_erase_.begin(), to_erase_.begin() + static_cast<std::ptrdiff_t>(erased));
   if (sealing_) {
@@ -79,8 +82,8 @@ void SeriesStore::go_on_closing(Entry& kept) {
   changed(kept.id);
 }
 
-// A round that begins another segment needs the one before the last to be in blocks. False when the disk does not let
-// it.
+// A round that begins another segment needs the one before the last to be in blocks. False when that takes too long, or
+// the disk does not let it.
 bool SeriesStore::make_way(Entry& kept) {
   OpenEntry& cells = *kept.cells;
   if (segment_of(cells.next_round()) == cells.filling().number || !cells.full()) return true;
@@ -88,7 +91,7 @@ bool SeriesStore::make_way(Entry& kept) {
     cells.end_round(round, status_word(Gap::overrun));
   }
   in_a_hurry_ = true;
-  for (int i = 0; i < 4 && cells.full(); ++i) {
+  for (int i = 0; i < hurried_steps && cells.full(); ++i) {
     changed(kept.id);
     file_.commit();
   }

@@ -66,6 +66,8 @@ class Database {
   // False when the disk does not take the changes since the last one, or what else they need is not `ready`: they are
   // undone.
   [[nodiscard]] bool commit(bool ready = true);
+  // Tries it with next to nothing, where nothing has been changed.
+  [[nodiscard]] bool takes_changes();
 
   [[nodiscard]] std::uint64_t rows(std::size_t table) const { return tables_[table].rows; }  // as committed
   // A change has come upon a page that does not read: renew() is due.

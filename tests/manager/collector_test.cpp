@@ -136,6 +136,72 @@ TEST_F(CollectorTest, WhatIsNotCollectedInTimeIsAGap) {
   EXPECT_GT(busy.gaps, after.gaps);
 }
 
+TEST_F(CollectorTest, OnlyWhatTheEntryHasCollectedItselfExpires) {
+  make_entry();
+  (void)ask("5 1=logEnt 8=b");
+  (void)ask("set logEnt:a 11.14.8.0 1s logEnt:a 11.14.9.0 1s");
+  run_rounds(4);  // a data entry each, but for the first
+  (void)ask("set logEnt:a 11.14.10.0 1");
+  run_for(std::chrono::milliseconds(200));
+  const std::string of = "4=logEnt-dataEnt 2=logEnt 3=dataEnt ";
+  expect({{"8 " + of + "9=b 10=dataEnt2", "0"},
+          {"9 " + of + "9=a 10=dataEnt2", "0"},
+          {"5 1=dataEnt 8=copy", "0; dataEnt:copy 10.7.8.0 = copy"},
+          {"200 2=dataEnt 9=dataEnt2 3=dataEnt 10=copy", "0"},
+          {"8 " + of + "9=a 10=copy", "0"},
+          {"set dataEnt:copy 11.15.8.0 3 dataEnt:copy 11.15.12.0 1",
+           "0; dataEnt:copy 11.15.8.0; dataEnt:copy 11.15.12.0"}});
+  const auto left = [this] {
+    std::string names;
+    for (const char* const name : {"dataEnt1", "dataEnt2", "dataEnt3", "copy"}) {
+      if (manager_->store.has(ComponentName{"dataEnt", name})) names += std::string(name) + ' ';
+    }
+    return names;
+  };
+  (void)ask("set logEnt:a 11.14.9.0 1D logEnt:a 11.14.10.0 2");
+  manager_->collector.look_after();
+  run_for(std::chrono::milliseconds(1500));
+  EXPECT_EQ("dataEnt1 dataEnt2 dataEnt3 copy ", left()) << "not before its time";
+  (void)ask("set logEnt:a 11.14.9.0 1s");
+  manager_->collector.look_after();
+  run_for(std::chrono::milliseconds(1000));
+  EXPECT_EQ("dataEnt2 copy ", left());
+}
+
+TEST_F(CollectorTest, TheScheduleIsWhenItCollectsOrWhenItDoesNot) {
+  const auto hour = static_cast<unsigned>(std::time(nullptr) / 3600 + 12) % 24;  // not now
+  const std::string schedule = std::to_string(hour) + ":00:00-" + std::to_string(hour) + ":30:00";
+  make_entry();
+  run_rounds(1);
+  (void)ask("set logEnt:a 11.14.16.0 " + schedule + " logEnt:a 11.14.17.0 0");
+  run_for(std::chrono::milliseconds(500));
+  const std::uint32_t last = entry().last_collected;
+  run_for(std::chrono::milliseconds(2200));
+  EXPECT_EQ(last, entry().last_collected);
+  (void)ask("set logEnt:a 11.14.17.0 1");
+  run_for(std::chrono::milliseconds(3000));
+  EXPECT_LT(last, entry().last_collected);
+}
+
+TEST_F(CollectorTest, ADiskThatIsNearlyFullIsToldAndThenNothingIsCollected) {
+  std::string text;
+  for (const std::uintmax_t use : {89, 90, 96, 97}) {
+    restart();
+    manager_->disk_space = [use] { return std::filesystem::space_info{1000, 1000 - 10 * use, 1000 - 10 * use}; };
+    const Sequence before = manager_->events.store().last();
+    if (use == 89) make_entry();
+    const auto stored = [this] { return manager_->series.find("dataEnt1") != 0 ? counts().stored : 0; };
+    const std::uint64_t had = stored();
+    run_for(std::chrono::milliseconds(2600));
+    text += std::to_string(use) + (stored() > had ? " collects" : " pauses");
+    if (manager_->events.store().last() > before) text += " with an event";
+    text += "; ";
+  }
+  EXPECT_EQ("89 collects; 90 collects with an event; 96 collects with an event; 97 pauses with an event; ", text);
+  EXPECT_NE(0, occurrences(ask("get logEnt:a 11.14.18.4"), "= 10"));
+  EXPECT_TRUE(counts().balanced());
+}
+
 TEST_F(CollectorTest, WhatIsKnownOutlivesTheManagerAndAFullDiskIsAGap) {
   agent_.most_bindings = 4;
   make_entry();

@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 #include <set>
+#include <thread>
 
 #include "manager/series/books.h"
 #include "manager/series/store.h"
@@ -227,6 +228,32 @@ TEST(BlockTest, BytesAreFixedAndEveryCutIsRefused) {
   }
   block.push_back(std::byte{0});
   EXPECT_FALSE(reader.read(block, 7, cells)) << "a byte too many";
+}
+
+// A change of a row is one of the connection's.
+TEST_F(SeriesTest, WhatAFullDiskRefusesIsNotWrittenInEveryTurn) {
+  const EntryId id = store().make("d1", "key");
+  const std::uint32_t round = store().begin_round(id, 1000);
+  kept_->loop.poll();
+  Connection& connection = kept_->file.database().connection();
+  ASSERT_EQ(Outcome::done, connection.run("PRAGMA max_page_count = 1"));  // no page more than there are
+  const auto put_much = [&](std::uint32_t first, std::uint32_t last) {
+    const std::string large(60000, 'x');
+    for (std::uint32_t item = first; item < last; ++item) {
+      const std::uint32_t series = store().series(id, {0, 0, item});
+      EXPECT_TRUE(store().put(id, round, series, 0, OX_OCTETSTRING, std::as_bytes(std::span(large))));
+    }
+    kept_->loop.poll();
+  };
+  put_much(0, 8);
+  const std::uint64_t before = connection.ask("SELECT total_changes()");
+  for (std::uint32_t turn = 8; turn < 108; ++turn) put_much(turn, turn + 1);
+  EXPECT_GT(before + 600, connection.ask("SELECT total_changes()")) << "a hundred turns";
+  ASSERT_EQ(Outcome::done, connection.run("PRAGMA max_page_count = 1000000"));
+  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  store().end_round(id, round);
+  kept_->loop.poll();
+  EXPECT_EQ(108u, store().view(id)->rounds == 1 ? store().counts(id).stored : 0);
 }
 
 TEST_F(SeriesTest, DiskThatRefusesLosesNothing) {
