@@ -58,6 +58,8 @@ enum class DataAttribute : std::uint32_t {
   period_start = 11,
   period_end = 12,
   size = 13,
+  header = 14,
+  values = 15,
 };
 [[nodiscard]] inline Oid data_path(DataAttribute attribute) {
   return {11, 15, static_cast<std::uint32_t>(attribute), 0};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "manager/base/attributes.h"
 #include "manager/base/selection.h"
 #include "manager/components/number_value.h"
 #include "manager/requests/item_answer.h"
@@ -11,10 +12,10 @@
 namespace ox::manager {
 namespace {
 
-const Oid header_path{11, 15, 14, 0};
-const Oid values_path{11, 15, 15, 0};
-const Oid data_id_path{11, 15, 3, 0};
-const Oid size_path{11, 15, 13, 0};
+const Oid header_path = data_path(DataAttribute::header);
+const Oid values_path = data_path(DataAttribute::values);
+const Oid data_id_path = data_path(DataAttribute::id);
+const Oid size_path = data_path(DataAttribute::size);
 const Oid ledger_path{11, 14, 18};
 const Oid window_path{11, 14, 20, 0};
 const Oid books_path{11, 14, 21};

@@ -1,4 +1,5 @@
 // Management of components and relations, by code. The arguments are nodes whose AMIB names say what they are.
+#include <algorithm>
 #include <array>
 
 #include "manager/base/attributes.h"
@@ -156,6 +157,18 @@ void set_attributes(Manager& manager, NodeList arguments, const Request& request
   manager.writer.write({request.session, request.rights}, std::move(values), 0, node_answer(request.reply));
 }
 
+// Where what has been collected of a data entry is read; somebody else may have written there instead.
+const std::array collected_paths{data_path(DataAttribute::header), data_path(DataAttribute::values)};
+
+OX_RESULT copy_written(Manager& manager, const ComponentName& from, const ComponentName& to) {
+  std::vector<Change> batch;
+  for (const Oid& path : collected_paths) {
+    const Value* const value = manager.store.value(from, path);
+    if (value != nullptr) batch.push_back({.kind = Change::Kind::set, .component = to, .path = path, .value = *value});
+  }
+  return batch.empty() ? OX_RESULT{OX_OK} : manager.commit(batch);
+}
+
 // What has been collected, from one data entry into another.
 void copy_data(Manager& manager, NodeList arguments, const Request& request) {
   ComponentName from{find_text(arguments, Argument::from_type), find_text(arguments, Argument::from_name)};
@@ -166,8 +179,14 @@ void copy_data(Manager& manager, NodeList arguments, const Request& request) {
   }
   if (result != OX_OK) return request.reply(error_reply(result));
   if (!allows(request, Role::administer, from, "copying") || !allows(request, Role::administer, to, "copying")) return;
-  copy_collected(manager, from.name, to.name,
-                 [reply = request.reply](OX_RESULT copied) { reply(error_reply(copied)); });
+  const auto is_written = [&](const Oid& path) { return manager.store.value(to, path) != nullptr; };
+  if (std::any_of(collected_paths.begin(), collected_paths.end(), is_written)) {
+    return request.reply(error_reply(OX_EEXISTS));
+  }
+  const auto copied = [&manager, from, to, reply = request.reply](OX_RESULT collected) {
+    reply(error_reply(collected != OX_OK ? collected : copy_written(manager, from, to)));
+  };
+  copy_collected(manager, from.name, to.name, copied);
 }
 
 struct Operation {

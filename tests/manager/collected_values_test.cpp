@@ -1,4 +1,5 @@
 // Collected values as clients get them: binaries, streams, copies, windows, the ledger, and rounds that they append.
+#include "manager/base/attributes.h"
 #include "manager/components/stored_value.h"
 #include "tests/manager/event_fixture.h"
 #include "tests/support/system_root.h"
@@ -186,6 +187,27 @@ TEST_F(CollectedValuesTest, StreamHasTheHeaderFirstAndEndsWithItsEntry) {
   (void)ask("6 1=dataEnt 8=d1");
   turn();
   EXPECT_EQ("2>8 !166", fetch());
+}
+
+TEST_F(CollectedValuesTest, WhatSomebodyElseHasWrittenIsCopiedToo) {
+  (void)ask("5 1=dataEnt 8=written");
+  (void)ask("5 1=dataEnt 8=copy");
+  const std::array paths{data_path(DataAttribute::header), data_path(DataAttribute::values)};
+  std::vector<Change> batch;
+  for (const Oid& path : paths) {
+    batch.push_back({.kind = Change::Kind::set,
+                     .component = {"dataEnt", "written"},
+                     .path = path,
+                     .value = {OX_OCTETSTRING, "bytes of " + oid_text(path)}});
+  }
+  ASSERT_EQ(0u, manager_->commit(batch));
+  const std::string copy = "200 2=dataEnt 9=written 3=dataEnt 10=copy";
+  expect({{copy, "0"}, {copy, "207"}});
+  for (const Oid& path : paths) {
+    const Value* const value = manager_->store.value({"dataEnt", "copy"}, path);
+    ASSERT_NE(nullptr, value);
+    EXPECT_EQ("bytes of " + oid_text(path), value->bytes);
+  }
 }
 
 TEST_F(CollectedValuesTest, CopyIsAllOrNothing) {
