@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "manager/base/log.h"
+#include "manager/base/packet_trace.h"
 
 namespace ox::manager {
 namespace {
@@ -96,6 +97,8 @@ void SnmpEngine::attempt(std::uint32_t id, Request& request) {
   if (request.socket) {
     asio::error_code ignored;
     request.socket->udp.send_to(asio::buffer(request.packet.bytes), request.address, 0, ignored);
+    trace_packet(Way::sent, request.socket->udp, request.address, request.packet.bytes.data(),
+                 request.packet.bytes.size());
   }
   request.sent = Clock::now();
   ends_.emplace(request.sent + request.timeout, id);
@@ -204,6 +207,7 @@ SnmpEngine::Requests::iterator SnmpEngine::asked(const Socket& socket, const oxs
 
 // Datagrams that are no answers, or answer nothing that waits, are passed over.
 void SnmpEngine::received(Socket& socket, std::size_t length) {
+  trace_packet(Way::received, socket.udp, socket.sender, socket.buffer.data(), length);
   oxsSnmpMessage message{};
   if (oxsSnmpDecodeEach(socket.buffer.data(), static_cast<std::uint32_t>(length), &message) != OX_OK) {
     ++refused_;

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "manager/base/log.h"
+#include "manager/base/packet_trace.h"
 #include "manager/traps/event.h"
 #include "manager/traps/guarded.h"
 
@@ -156,6 +157,7 @@ void TrapReceiver::receive() {
 
 void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint& sender) {
   Trap trap;
+  trace_packet(Way::received, socket_, sender, datagram.data(), datagram.size());
   const OX_RESULT decoded = oxsSnmpTrapDecode(datagram.data(), static_cast<std::uint32_t>(datagram.size()), &trap);
   if (decoded == OX_ENOMEM) throw std::bad_alloc();
   if (decoded != OX_OK || !fits_an_event(trap)) return refuse(datagram, sender);
@@ -236,7 +238,9 @@ void TrapReceiver::act(const std::string& action, const Bytes& body) {
 
 void TrapReceiver::answer(const Bytes& bytes, const udp::endpoint& to) {
   asio::error_code ignored;  // the sender asks again
-  if (socket_.is_open()) socket_.send_to(asio::buffer(bytes), to, 0, ignored);
+  if (!socket_.is_open()) return;
+  socket_.send_to(asio::buffer(bytes), to, 0, ignored);
+  trace_packet(Way::sent, socket_, to, bytes.data(), bytes.size());
 }
 
 // One that is not answered for want of memory comes again.

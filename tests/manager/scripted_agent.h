@@ -27,6 +27,7 @@ class ScriptedAgent {
   std::atomic<std::size_t> most_bindings = 100;  // more are too big
   std::atomic<int> silent = 0;                   // requests left unanswered first
   std::atomic<bool> stuck = false;               // get-next answers a name that is there already
+  std::atomic<int> odd = 0;                      // a value that has a type of which nobody knows
   std::atomic<int> requests = 0;
   std::function<std::uint32_t(const Oid&)> refuse = [](const Oid&) { return 0u; };  // error status by name
   // Sends an error before each answer, changed like this; from another port when that says no.
@@ -98,11 +99,13 @@ class ScriptedAgent {
     for (const std::string& datagram : {std::string("no answer at all"), reply, reply}) socket_.send(datagram, to);
   }
 
-  static std::string encoded(const oxsSnmpMessage& message) {
+  std::string encoded(const oxsSnmpMessage& message) const {
     void* bytes = nullptr;
     std::uint32_t length = 0;
     EXPECT_EQ(0u, oxsSnmpEncode(&message, &bytes, &length));
     std::string datagram(static_cast<const char*>(bytes), length);
+    const auto at = datagram.find({'\x02', '\x01', static_cast<char>(odd)});
+    if (odd != 0 && at != datagram.npos) datagram[at] = '\x45';
     (void)oxcMemFree(bytes);
     return datagram;
   }

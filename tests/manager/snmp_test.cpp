@@ -3,6 +3,7 @@
 #include "manager/snmp/binding.h"
 #include "tests/manager/event_fixture.h"
 #include "tests/manager/scripted_agent.h"
+#include "tests/support/traced.h"
 
 namespace ox::manager {
 namespace {
@@ -38,6 +39,13 @@ TEST_F(SnmpTest, InstancesAndWalks) {
       {"get node:r1 .interfaces.ifTable.ifEntry.ifAdminStatus",
        "0; node:r1 1.3.6.1.2.1.2.2.1.7.1 = 71; node:r1 1.3.6.1.2.1.2.2.1.7.2 = 72; node:r1 1.3.6.1.2.1.2.2.1.7.3 = 73"},
   });
+  agent_.odd = 72;  // spoils no other
+  expect({{"get node:r1 .interfaces.{ifNumber.0,ifTable.ifEntry.ifAdminStatus.2}",
+           "121; node:r1 1.3.6.1.2.1.2.1.0 = 3; node:r1 1.3.6.1.2.1.2.2.1.7.2 ! 112"},
+          {"get node:r1 .interfaces.ifTable.ifEntry.ifAdminStatus",
+           "121; node:r1 1.3.6.1.2.1.2.2.1.7.1 = 71; node:r1 1.3.6.1.2.1.2.2.1.7.2 ! 112; "
+           "node:r1 1.3.6.1.2.1.2.2.1.7.3 = 73"}});
+  agent_.odd = 0;
   agent_.requests = 0;
   const std::string whole = ask("get node:r1 .interfaces");
   EXPECT_EQ(13, std::count(whole.begin(), whole.end(), ';')) << whole;
@@ -85,6 +93,15 @@ TEST_F(SnmpTest, ClientsHaveTheirTurnsAtAgents) {
   EXPECT_LE(190u, manager_->snmp.waiting());
   EXPECT_EQ("0; node:r1 1.3.6.1.2.1.2.1.0 = 3", ask("get node:r1 .2.1.0"));
   EXPECT_LE(150u, manager_->snmp.waiting()) << "only those before it in their turns have been sent";
+}
+
+TEST_F(SnmpTest, WhatTravelsIsTraced) {
+  const std::string text = test::traced(0x10000, [this] { (void)ask("get node:r1 .interfaces.ifNumber.0"); });
+  const std::string agent = "127.0.0.1:" + agent_.port();
+  for (const std::string& line : {" > " + agent + ", ", "<M:SNMP " + agent + " > ", std::string(" = 3>\n")}) {
+    EXPECT_NE(text.npos, text.find(line)) << line << " in " << text;
+  }
+  EXPECT_EQ(text.npos, text.find("publ"));
 }
 
 // A star stands for one number inside, and for all the rest at the end.
