@@ -30,9 +30,10 @@ class RoleTest : public EventManagerTest {
   }
   static std::string made(const std::string& name) { return "0; node:" + name + " 10.7.8.0 = " + name; }
 
-  // The lines with faults. "ann" and "staff" stand for accounts.
+  // The lines with faults. "ann" and "staff" stand for accounts, "eve" and "guests" for others'.
   std::vector<std::uint32_t> read(std::string lines) {
-    for (const auto& [word, number] : {std::pair{"ann", "4201"}, std::pair{"staff", "4301"}}) {
+    for (const auto& [word, number] :
+         {std::pair{"ann", "4201"}, std::pair{"staff", "4301"}, std::pair{"eve", "77"}, std::pair{"guests", "4399"}}) {
       for (auto at = lines.find(word); at != lines.npos; at = lines.find(word)) {
         lines.replace(at, std::string(word).size(), account(number));
       }
@@ -79,11 +80,11 @@ TEST_F(RoleTest, TheLongestSubtreeDecidesThenTheMoreExactPattern) {
     Role role;
   } cases[] = {
       {"", "11.5.6.0", {"node", "lab1"}, Role::operate},
-      {"User: 77 none\n", "11.5.6.0", {"node", "lab1"}, Role::operate},
+      {"User: eve none\n", "11.5.6.0", {"node", "lab1"}, Role::operate},
       {all, "11.5.6.0", {"node", "lab1"}, Role::read},
       {all, "", {"node", "lab1"}, Role::read},
       {"Group: staff read\n", "11.5.6.0", {"node", "lab1"}, Role::read},
-      {"Group: 4399 read\n", "11.5.6.0", {"node", "lab1"}, Role::operate},
+      {"Group: guests read\n", "11.5.6.0", {"node", "lab1"}, Role::operate},
       {"Group: staff none\n" + all, "11.5.6.0", {"node", "lab1"}, Role::read},
       {all + "User: ann administer\n", "11.5.6.0", {"node", "lab1"}, Role::administer},
       {all + "User: ann operate obj.node\n", "11.5.6.0", {"node", "lab1"}, Role::operate},
