@@ -9,17 +9,22 @@ namespace {
 
 using ox::fuzz::expect;
 
-// Reads every field; a node of an exception value, which cannot be sent, gets the value NULL.
-void visit(dnode* list) {
+using ox::snmp::Unreadable;
+
+// Reads every field; a node whose value cannot be sent (an exception, an Opaque one, one that could not be read) gets
+// the value NULL.
+void visit(dnode* list, Unreadable unreadable) {
   for (dnode* node = list; node != nullptr; node = oxdNext(node)) {
     const char* name = nullptr;
     expect(oxdGetAmibName(node, &name) == OX_OK && *name != '\0');
     if (oxdGetValueType(node) == -1) {
       std::uint32_t code = 0;
-      expect(oxdGetErrCode(node, &code) == OX_OK && code == OX_ENOSUCHVALUE);
+      expect(oxdGetErrCode(node, &code) == OX_OK);
+      expect(code == OX_ENOSUCHVALUE || (code == OX_EDECODE && unreadable == Unreadable::fails_alone));
       expect(oxdSetValue(node, OX_NULL, 0, 0) == OX_OK);
     }
     expect(oxdGetValueByStr(node) != nullptr);
+    if (oxdGetValueType(node) == OX_OPAQUE) expect(oxdSetValue(node, OX_NULL, 0, 0) == OX_OK);
   }
 }
 
@@ -27,7 +32,7 @@ OX_RESULT encode(const oxsSnmpMessage& message, void** block, std::uint32_t* siz
   return ox::snmp::encode(&message, false, *block, *size);
 }
 OX_RESULT decode(const void* bytes, std::uint32_t size, oxsSnmpMessage* message) {
-  return ox::snmp::decode(bytes, size, *message);
+  return ox::snmp::decode(bytes, size, Unreadable::refused, *message);
 }
 int release(oxsSnmpMessage& message) { return oxsSnmpFree(&message), 0; }
 
@@ -40,14 +45,20 @@ bool same(const oxsSnmpMessage& a, const oxsSnmpMessage& b) {
          a.requestId == b.requestId && a.errorStatus == b.errorStatus && a.errorIndex == b.errorIndex;
 }
 
-}  // namespace
-
-void ox::fuzz::run(std::string_view input) {
+void run(std::string_view input, Unreadable unreadable) {
   oxsSnmpMessage message{};
-  if (const OX_RESULT result = decode(input.data(), static_cast<std::uint32_t>(input.size()), &message)) {
+  const auto size = static_cast<std::uint32_t>(input.size());
+  if (const OX_RESULT result = ox::snmp::decode(input.data(), size, unreadable, message)) {
     expect(result == OX_EDECODE && message.bindings == nullptr && message.community == nullptr);
     return;
   }
-  visit(message.bindings);
-  stable(message, decode, encode, release, same);
+  visit(message.bindings, unreadable);
+  ox::fuzz::stable(message, decode, encode, release, same);
+}
+
+}  // namespace
+
+void ox::fuzz::run(std::string_view input) {
+  ::run(input, Unreadable::refused);
+  ::run(input, Unreadable::fails_alone);
 }

@@ -13,7 +13,7 @@ namespace {
 
 using ox::fuzz::expect;
 
-// Reads every field; a node of an exception value, which cannot be sent, gets the value NULL.
+// Reads every field; a node of an exception value or an Opaque one, which cannot be sent, gets the value NULL.
 void visit(const oxsSnmpTrap& trap) {
   expect(trap.version == OXS_V1 && trap.community[trap.communityLength] == 0);
   expect(trap.enterprise == nullptr || *trap.enterprise != '\0');
@@ -21,7 +21,8 @@ void visit(const oxsSnmpTrap& trap) {
     const char* name = nullptr;
     expect(oxdGetAmibName(node, &name) == OX_OK && *name != '\0');
     expect(oxdGetValueByStr(node) != nullptr);
-    if (oxdGetValueType(node) == -1) expect(oxdSetValue(node, OX_NULL, 0, 0) == OX_OK);
+    const auto type = oxdGetValueType(node);
+    if (type == -1 || type == OX_OPAQUE) expect(oxdSetValue(node, OX_NULL, 0, 0) == OX_OK);
   }
 }
 

@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::string_view uptime_name = "1.3.6.1.2.1.1.3.0";
 constexpr std::string_view identifier_name = "1.3.6.1.6.3.1.1.4.1.0";
-constexpr std::string_view enterprise_name = "1.3.6.1.6.3.1.1.4.3.0";
 // Compared as text: "1.3.6.1.6.3.1.1.55" counts as standard, and peers rely on the pair of conversions.
 constexpr std::string_view standard_prefix = "1.3.6.1.6.3.1.1.5";
 static_assert(standard_prefix.size() == 17);
