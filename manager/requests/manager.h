@@ -127,13 +127,17 @@ struct Manager {
     return rights.may_all(Role::read) || rights.may(Role::read, component_of(event));
   }
 
-  // Whether the store may grow by a client's change: 0; 85, 266.
+  // Whether the store may grow by a client's change: 0; 85, 266. What makes it no larger may always be done.
   [[nodiscard]] OX_RESULT check_room(const Change& change) const {
-    const bool grows = change.kind == Change::Kind::add ||
-                       (change.kind == Change::Kind::set && store.value(change.component, change.path) == nullptr);
-    if (grows && store.size().count >= settings.max_values) return OX_ETOOMANY;
-    const bool large = store.size().bytes + change.value.bytes.size() > settings.max_value_bytes;
-    return large && change.kind != Change::Kind::unset ? OX_RESULT{OX_EENCODEDLONG} : OX_RESULT{OX_OK};
+    const bool sets = change.kind == Change::Kind::set;
+    const Value* const before = sets ? store.value(change.component, change.path) : nullptr;
+    const bool adds = change.kind == Change::Kind::add;
+    const bool is_new = adds || (sets && before == nullptr);
+    if (is_new && store.size().count >= settings.max_values) return OX_ETOOMANY;
+    const std::size_t had = before != nullptr ? before->bytes.size() : 0;
+    const std::size_t has = adds ? change.component.name.size() : change.value.bytes.size();
+    const bool large = has > had && store.size().bytes + has - had > settings.max_value_bytes;
+    return large ? OX_RESULT{OX_EENCODEDLONG} : OX_RESULT{OX_OK};
   }
   [[nodiscard]] OX_RESULT check(Change& change) {
     const OX_RESULT result = check_room(change);

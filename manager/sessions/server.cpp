@@ -44,6 +44,7 @@ void Server::watch_messages() {
   watch_.expires_after(std::chrono::seconds(1));
   watch_.async_wait([this](const asio::error_code& error) {
     if (error) return;
+    watch_messages();  // first: it goes on when there is no memory for the rest
     const auto oldest = std::chrono::steady_clock::now() - std::chrono::seconds(settings_.message_timeout);
     std::vector<std::uint32_t> late;
     for (const auto& [id, session] : sessions_) {
@@ -51,7 +52,6 @@ void Server::watch_messages() {
     }
     for (const std::uint32_t id : late) drop(id, "a message that it began did not end in time (MessageTimeout)");
     give_memory_back();
-    watch_messages();
   });
 }
 

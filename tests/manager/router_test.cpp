@@ -166,7 +166,6 @@ TEST_F(RouterTest, LocksExcludeAndEndWithTheirSession) {
   EXPECT_EQ(0u, lock(2, 1).error);
 }
 
-// Its messages are answered at once or when the components are there, in the order in which they came.
 TEST_F(RouterTest, WhatIsStoredHasLimits) {
   expect({{"5 1=node 8=r1", "0; node:r1 10.7.8.0 = r1"}, {"set node:r1 11.5.6.0 1", "0; node:r1 11.5.6.0"}});
   const Store::Size size = manager_->store.size();
@@ -177,10 +176,15 @@ TEST_F(RouterTest, WhatIsStoredHasLimits) {
           {"5 1=node 8=r2", "85"},
           {"6 1=node 8=r1", "0"}});
   EXPECT_EQ(size.count - 2, manager_->store.size().count);
-  manager_->settings.max_value_bytes = static_cast<std::uint32_t>(manager_->store.size().bytes + 4);
-  expect({{"5 1=node 8=r1", "0; node:r1 10.7.8.0 = r1"}, {"set node:r1 11.5.2.0 161", "266; node:r1 11.5.2.0 ! 266"}});
+  manager_->settings.max_value_bytes = static_cast<std::uint32_t>(manager_->store.size().bytes + 6);
+  expect({{"5 1=node 8=r1", "0; node:r1 10.7.8.0 = r1"},
+          {"set node:r1 11.5.6.0 1", "0; node:r1 11.5.6.0"},
+          {"set node:r1 11.5.6.0 2", "0; node:r1 11.5.6.0"},
+          {"set node:r1 11.5.2.0 161", "266; node:r1 11.5.2.0 ! 266"},
+          {"5 1=node 8=r2", "266"}});
 }
 
+// Its messages are answered at once or when the components are there, in the order in which they came.
 TEST_F(RouterTest, WhatNeedsAComponentWaitsUntilAllAreThere) {
   expect({{"5 1=node 8=r1", "0; node:r1 10.7.8.0 = r1"}});
   manager_.emplace(loop_, settings_, test::work_dir() + "/data");
