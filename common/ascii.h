@@ -16,15 +16,9 @@ namespace ox {
   return is_letter(c) ? static_cast<unsigned>(lower(c) - 'a') + 10 : 36;
 }
 
+// For keywords: one of the two texts is ASCII.
 [[nodiscard]] constexpr bool equal_no_case(std::string_view a, std::string_view b) noexcept {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lower(x) == lower(y); });
-}
-
-// Ordered as bytes after folding.
-[[nodiscard]] constexpr bool less_no_case(std::string_view a, std::string_view b) noexcept {
-  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
-    return static_cast<unsigned char>(lower(x)) < static_cast<unsigned char>(lower(y));
-  });
 }
 
 }  // namespace ox

@@ -6,7 +6,6 @@
 #include "common/ascii.h"
 #include "common/error_codes.h"
 #include "common/paths.h"
-#include "common/shift_jis.h"
 #include "common/trace.h"
 #include "platform/file.h"
 
@@ -22,19 +21,9 @@ enum : std::uint32_t {
   writable_bit = 16
 };
 
-std::string_view file_name(const char* path) noexcept {
-  const char* name = path;
-  while (*path != '\0') {
-    const bool separator = ox::is_separator(*path);
-    path += ox::character_size(path);
-    if (separator) name = path;
-  }
-  return name;
-}
-
 // A program is known by what stands after the first "." of its name, so "a.b.exe" is none.
 bool is_program(const char* path) noexcept {
-  const std::string_view name = file_name(path);
+  const std::string_view name = ox::file_name(path);
   const std::size_t dot = name.find('.');
   if (dot == std::string_view::npos) return false;
   for (const std::string_view known : {"EXE", "BAT", "COM", "CMD"}) {

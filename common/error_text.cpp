@@ -10,10 +10,10 @@
 #include "common/context.h"
 #include "common/error_codes.h"
 #include "common/fixed_message.h"
+#include "common/installed_page.h"
 #include "common/message_image.h"
-#include "common/shift_jis.h"
+#include "common/settings.h"
 #include "common/text_result.h"
-#include "platform/codepage.h"
 #include "platform/system_log.h"
 
 namespace ox {
@@ -31,14 +31,9 @@ struct CodeText {
 
 // A text that is too long ends with its last whole character that fits.
 void show(CodeText& buffer) noexcept {
-  const char* const text = buffer.whole.c_str();
-  std::size_t size = 0;
-  while (text[size] != '\0') {
-    const std::size_t next = size + character_size(text + size);
-    if (next > CodeText::longest) break;
-    size = next;
-  }
-  std::memcpy(buffer.text, text, size);
+  const std::string_view text = buffer.whole.c_str();
+  const std::size_t size = installed_page().fitting(text, CodeText::longest);
+  std::memcpy(buffer.text, text.data(), size);
   buffer.text[size] = '\0';
 }
 
@@ -56,7 +51,7 @@ void append_platform_error(std::string& text) {
 
 void write_error_text(OX_RESULT code, std::string& text) {
   if (code == OX_EDENIED) {
-    text = fixed_format(FixedMessage::no_authorization);
+    text = fixed_message(FixedMessage::no_authorization);
     return;
   }
   const MessageFile* lines = message_lines();
@@ -66,19 +61,18 @@ void write_error_text(OX_RESULT code, std::string& text) {
   }
   std::string_view found = "Message Not Found";
   (void)lines->find(code, found);
-  text = found;
+  text = settings::language_is_japanese() ? composed(found) : std::string(found);
   if (code == OX_EPLATFORM) append_platform_error(text);
 }
 
 namespace {
 
-// "prefix: text", the text alone for a null prefix, for the process's own surroundings. The text is converted whatever
-// their language is, since the process that loaded the message file may have another; the prefix is the caller's and
+// "prefix: text", the text alone for a null prefix, for the process's own surroundings. The prefix is the caller's and
 // stays as it is.
 std::string shown_with_prefix(const char* prefix, OX_RESULT code) {
   std::string text;
   write_error_text(code, text);
-  text = platform::from_cp932(text);
+  text = converted(text, installed_page(), platform::own_code_page(), Unknown::becomes_question_mark);
   return prefix == nullptr ? text : prefix + (": " + text);
 }
 
@@ -132,7 +126,7 @@ const char* OX_CALL oxcStrError(OX_RESULT code) {
     ox::show(buffer);
     return buffer.text;
   });
-  return text != nullptr ? text : ox::fixed_format(ox::FixedMessage::capacity);
+  return text != nullptr ? text : ox::shortage_text();
 }
 
 const char* OX_CALL oxcErrmsg(const char* prefix, OX_RESULT code) {

@@ -7,7 +7,7 @@
 
 namespace ox {
 
-// Replaces `text` by the text of a code, in code page 932 on a Japanese system. Throws std::bad_alloc.
+// Replaces `text` by the text of a code, in the installation's code page. Throws std::bad_alloc.
 void write_error_text(OX_RESULT code, std::string& text);
 
 // Lets go of the shared copy of the message file.

@@ -10,6 +10,7 @@
 
 #include "common/ascii.h"
 #include "common/error_codes.h"
+#include "common/installed_page.h"
 #include "common/memory.h"
 #include "common/paths.h"
 #include "common/trace.h"
@@ -57,8 +58,8 @@ std::uint32_t kind_of(std::string_view name, std::string_view extension) noexcep
 // The kinds' numbers happen to be their order. Names that differ in case only stay in a fixed order.
 bool reads_before(const Found& a, const Found& b) noexcept {
   if (a.kind != b.kind) return a.kind < b.kind;
-  if (ox::less_no_case(a.name, b.name)) return true;
-  return !ox::less_no_case(b.name, a.name) && a.name < b.name;
+  const int order = ox::path_page().compare_no_case(a.name, b.name);
+  return order != 0 ? order < 0 : a.name < b.name;
 }
 
 std::vector<Found> select(std::vector<DirectoryEntry>& entries, std::string_view extension, std::uint32_t mask) {

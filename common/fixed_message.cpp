@@ -2,6 +2,7 @@
 
 #include <iterator>
 
+#include "common/installed_page.h"
 #include "common/settings.h"
 
 namespace ox {
@@ -21,7 +22,7 @@ constexpr const char* english[] = {
     "[ErrorCode=%d]",
 };
 
-// The same in code page 932, in which the texts of a Japanese system leave the library.
+// The same in code page 932.
 constexpr const char* japanese[] = {
     // capacity
     "\x97\x65\x97\xCA\x82\xC9\x90\xA7\x8C\xC0\x82\xAA\x82\xA0\x82\xE8\x82\xDC\x82\xB7\x81\x42\r\n",
@@ -63,17 +64,24 @@ const char* group_name() {
   return brand == settings::default_brand ? "TESSEL" : "Authority";
 }
 
+// In the system's language, in the installation's code page.
+std::string format_of(FixedMessage message) {
+  const auto index = static_cast<std::size_t>(message);
+  return settings::language_is_japanese() ? composed(japanese[index]) : english[index];
+}
+
 }  // namespace
 
-const char* fixed_format(FixedMessage message) noexcept {
-  const auto index = static_cast<std::size_t>(message);
-  return settings::language_is_japanese() ? japanese[index] : english[index];
+const char* shortage_text() noexcept {
+  const bool as_it_is = settings::language_is_japanese() && installed_page().number() == platform::shift_jis;
+  return (as_it_is ? japanese : english)[static_cast<std::size_t>(FixedMessage::capacity)];
 }
 
 std::string fixed_message(FixedMessage message, std::string_view text, std::uint32_t number) {
   std::string result;
-  for (const char* next = fixed_format(message); *next != '\0'; ++next) {
-    if (*next != '%') {  // "%" is no second byte of a Japanese character
+  const std::string format = format_of(message);
+  for (const char* next = format.c_str(); *next != '\0'; ++next) {
+    if (*next != '%') {  // "%" is no later byte of a character
       result += *next;
       continue;
     }

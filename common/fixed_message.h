@@ -1,4 +1,5 @@
-// The few texts that do not come from the message file, in the language of the system.
+// The few texts that do not come from the message file, in the language of the system and the
+// installation's code page.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +24,7 @@ inline constexpr std::size_t fixed_messages = 9;
 // The message with its places filled in. Throws std::bad_alloc.
 [[nodiscard]] std::string fixed_message(FixedMessage message, std::string_view text = {}, std::uint32_t number = 0);
 
-// The message as it is written down, for messages without places.
-[[nodiscard]] const char* fixed_format(FixedMessage message) noexcept;
+// The message of memory shortage, where there is none to convert it with: in English where it would have to be.
+[[nodiscard]] const char* shortage_text() noexcept;
 
 }  // namespace ox

@@ -52,6 +52,12 @@ std::string message_path() {
   return home_path({"LIB", "LOCALE", settings::language_is_japanese() ? "0411" : "0409", "OXERROR.MSG"});
 }
 
+// Where each process has its own language, each language has its image.
+std::string image_name(bool has_sessions) {
+  const bool of_language = platform::language_is_per_process && settings::language_is_japanese();
+  return std::string(has_sessions ? "Global\\ox_errmsg" : "ox_errmsg") + (of_language ? ".0411" : "");
+}
+
 // The reason why the file cannot be loaded; `error` is what the attempt answered.
 Failure file_failed(const std::string& path, platform::Error error) {
   if (*settings::home_directory() == '\0') return {OX_EFILENOTFOUND, fixed_message(FixedMessage::no_home)};
@@ -92,7 +98,7 @@ Failure load(State& messages) {
   OX_TRACE(trace::general, "<M:oxcInitErrmsg(file=%s)\n", path.c_str());
 
   auto image = std::make_unique<Image>();
-  Failure failure = attach_or_make(has_sessions ? "Global\\ox_errmsg" : "ox_errmsg", path, image->block);
+  Failure failure = attach_or_make(image_name(has_sessions).c_str(), path, image->block);
   if (failure.code != OX_OK) return failure;
   image->lines = MessageFile({static_cast<const char*>(image->block.data()), image->block.size()});
   messages.image.store(image.release(), std::memory_order_release);

@@ -14,9 +14,20 @@ inline constexpr std::size_t max_path = 260;
 // empty directory gives a path at the root.
 [[nodiscard]] std::string join_path(std::initializer_list<std::string_view> parts);
 
-[[nodiscard]] bool is_separator(char c) noexcept;  // either platform's
-// Turns both separators into the platform's.
+// Separators are those of either platform. They are looked for by characters: a byte that looks like "\\" may be the
+// second one of another.
+
+[[nodiscard]] bool has_separator(std::string_view path) noexcept;
+// What stands behind the last separator.
+[[nodiscard]] std::string_view file_name(std::string_view path) noexcept;
+// Whether the directory, or what begins like a path, stands at the path's beginning, with whatever separators.
+[[nodiscard]] bool begins_with(std::string_view path, std::string_view directory) noexcept;
+[[nodiscard]] bool is_separator(char c) noexcept;  // of a byte that begins a character
+
+// Turns all separators into the platform's.
 void use_platform_separator(std::string& path) noexcept;
+// Takes away one separator at the end.
+void drop_last_separator(std::string& directory) noexcept;
 
 // Paths under the work directory and the home directory: work_path({"public", "amib"}).
 [[nodiscard]] std::string work_path(std::initializer_list<std::string_view> parts);

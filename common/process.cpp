@@ -47,11 +47,10 @@ platform::Error take_apart(std::string_view rest, platform::Line& line) {
 
 // The program with the folder that is named with it.
 std::string find(const std::string& program) {
-  const auto name = std::find_if(program.rbegin(), program.rend(), is_separator).base();
-  if (name == program.begin()) return platform::program_in("", program);
-  const bool at_root = name - 1 == program.begin();
-  return platform::program_in(std::string(program.begin(), at_root ? name : name - 1),
-                              std::string(name, program.end()));
+  const std::string name(file_name(program));
+  std::string folder = program.substr(0, program.size() - name.size());
+  if (folder.size() > 1) drop_last_separator(folder);  // the root is one alone
+  return platform::program_in(folder, name);
 }
 
 OX_RESULT create(const char* program, const char* line, std::uint32_t flags, const char* output, oxcProcess** out) {

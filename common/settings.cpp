@@ -4,6 +4,7 @@
 
 #include "common/ascii.h"
 #include "common/once_text.h"
+#include "common/paths.h"
 #include "common/text_result.h"
 #include "common/trace.h"
 #include "platform/environment.h"
@@ -26,7 +27,7 @@ namespace {
 // "C:\base\" names the same directory as "C:\base"; of several trailing separators only the last one goes.
 std::string directory(const char* name) {
   std::string path = text(name, OnceText::longest);
-  if (!path.empty() && (path.back() == '\\' || path.back() == '/')) path.pop_back();
+  drop_last_separator(path);
   return path;
 }
 

@@ -26,10 +26,7 @@ struct StoredPath {
 // Whether the path is the directory or lies below it; "/opt/base2" is not below "/opt/base". An unset directory
 // holds nothing. Letters must agree in case, since a path that is left as it is stays right everywhere.
 bool is_below(std::string_view path, std::string_view directory) noexcept {
-  if (directory.empty() || path.size() < directory.size()) return false;
-  for (std::size_t i = 0; i < directory.size(); ++i) {
-    if (path[i] != directory[i] && !(is_separator(path[i]) && is_separator(directory[i]))) return false;
-  }
+  if (directory.empty() || !begins_with(path, directory)) return false;
   return path.size() == directory.size() || is_separator(path[directory.size()]);
 }
 

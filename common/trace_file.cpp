@@ -1,11 +1,10 @@
 #include "common/trace_file.h"
 
-#include <algorithm>
-#include <cctype>
 #include <utility>
 
 #include <oxbase/oxc.h>
 
+#include "common/installed_page.h"
 #include "common/paths.h"
 #include "common/settings.h"
 #include "platform/environment.h"
@@ -26,21 +25,11 @@ std::string default_stem() {
   return stem;
 }
 
-bool is_separator(char c) noexcept { return c == '/' || c == '\\'; }
-
-// Equal without regard to case, either separator for the other.
-bool same_path(std::string_view a, std::string_view b) noexcept {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
-    if (is_separator(x) && is_separator(y)) return true;
-    return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
-  });
-}
-
 // The administrator's directory for trace files, empty when there is none that exists.
 std::string moved_directory() {
   std::string directory = settings::text("oxLogDirectory", max_path);
   if (directory.size() <= 1) return {};
-  if (is_separator(directory.back())) directory.pop_back();
+  drop_last_separator(directory);
   platform::FileAttributes attributes;
   const bool exists =
       platform::file_attributes(directory.c_str(), attributes) == platform::error_none && attributes.directory;
@@ -59,22 +48,22 @@ NamePattern name_pattern(std::string_view name) {
   if (name.empty()) return {work_path({"tmp", default_stem() + "_"}), ".dbg"};
 
   std::string path(name);
-  std::replace_if(path.begin(), path.end(), is_separator, platform::path_separator);
-  const std::size_t split = path.find_last_of(platform::path_separator);
-  const std::string base = split == std::string::npos ? path : path.substr(split + 1);
-  std::string directory = split == std::string::npos ? std::string() : path.substr(0, split);
+  use_platform_separator(path);
+  const std::string base(file_name(path));
+  const bool has_directory = base.size() != path.size();
+  std::string directory = has_directory ? path.substr(0, path.size() - base.size() - 1) : std::string();
 
   const std::size_t dot = base.find_last_of('.');
   const std::string stem = base.substr(0, dot);
   const std::string extension = dot == std::string::npos ? std::string() : base.substr(dot);
 
-  if (split != std::string::npos && same_path(directory, work_path({"tmp"}))) {
+  if (has_directory && path_page().compare_no_case(directory, work_path({"tmp"})) == 0) {
     const std::string moved = moved_directory();
     // Room for "\ox<8 digits>_%02d.dbg" or for the name with "_%02d"; else the name's own directory stays.
     const std::size_t room = base.empty() ? 17 : base.size() + 4 + extension.size();
     if (!moved.empty() && moved.size() + room < max_path) directory = moved;
   }
-  if (split != std::string::npos) directory += platform::path_separator;
+  if (has_directory) directory += platform::path_separator;
   if (base.empty()) return {directory + default_stem() + "_", ".dbg"};
   return {directory + stem + "_", extension};
 }

@@ -1,31 +1,28 @@
 #include "common/wildcard.h"
 
+#include <cstring>
+
 #include <oxbase/oxc.h>
 
-#include "common/shift_jis.h"
+#include "common/installed_page.h"
 #include "common/trace.h"
 
 namespace ox {
 namespace {
 
-// Of a text that is not at its end. A single byte, as nearly all are, costs one comparison.
-unsigned size_at(const char* text) noexcept {
-  return static_cast<unsigned char>(*text) < 0x80 ? 1 : character_size(text);
-}
-
 // Whether the same character begins at both; `size` is that of the text's. So "*" and "?" are never found inside a
-// double-byte one.
-bool same_character(const char* pattern, const char* text, unsigned size) noexcept {
+// longer one.
+bool same_character(const CodePage& page, const char* pattern, const char* text, unsigned size) noexcept {
   if (*pattern != *text) return false;
-  return size == 1 ? size_at(pattern) == 1 : pattern[1] == text[1];
+  return page.size(pattern) == size && std::memcmp(pattern, text, size) == 0;
 }
 
 // The next place from `text` on where what follows a "*" can begin to match.
-const char* next_candidate(const char* text, const char* wanted) noexcept {
+const char* next_candidate(const CodePage& page, const char* text, const char* wanted) noexcept {
   if (*wanted == '?') return text;
   while (*text != '\0') {
-    const unsigned size = size_at(text);
-    if (same_character(wanted, text, size)) break;
+    const unsigned size = page.size(text);
+    if (same_character(page, wanted, text, size)) break;
     text += size;
   }
   return text;
@@ -35,7 +32,7 @@ const char* next_candidate(const char* text, const char* wanted) noexcept {
 
 // Only the last "*" ever has to be tried again: what matched before an earlier one is the shortest beginning that can
 // match, and the later one takes up the rest.
-bool wildcard_match(const char* pattern, const char* text) noexcept {
+bool wildcard_match(const CodePage& page, const char* pattern, const char* text) noexcept {
   const char* after_star = nullptr;
   const char* star_text = nullptr;  // where the text continues after what the last "*" has taken so far
   for (;;) {
@@ -43,20 +40,20 @@ bool wildcard_match(const char* pattern, const char* text) noexcept {
       while (*pattern == '*') ++pattern;
       if (*pattern == '\0') return true;
       after_star = pattern;
-      text = star_text = next_candidate(text, pattern);
+      text = star_text = next_candidate(page, text, pattern);
     }
     if (*text == '\0') return *pattern == '\0';
-    const unsigned size = size_at(text);
+    const unsigned size = page.size(text);
     if (*pattern == '?') {
       ++pattern;
       text += size;
-    } else if (same_character(pattern, text, size)) {
+    } else if (same_character(page, pattern, text, size)) {
       pattern += size;
       text += size;
     } else {
       if (after_star == nullptr) return false;
-      star_text += size_at(star_text);
-      text = star_text = next_candidate(star_text, after_star);
+      star_text += page.size(star_text);
+      text = star_text = next_candidate(page, star_text, after_star);
       pattern = after_star;
     }
   }
@@ -67,7 +64,7 @@ namespace {
 std::uint32_t traced_match(const char* name, const char* pattern, const char* text) noexcept {
   OX_TRACE(trace::general, "<S:%s:%s:%s>\n", name, trace::text(pattern), trace::text(text));
   return traced(name, [&]() -> std::uint32_t {
-    return pattern != nullptr && text != nullptr && wildcard_match(pattern, text) ? 1 : 0;
+    return pattern != nullptr && text != nullptr && wildcard_match(installed_page(), pattern, text) ? 1 : 0;
   });
 }
 

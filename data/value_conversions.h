@@ -43,7 +43,6 @@ const char* print_address(const dnode& node, GrowingText& out);
 const char* print_readable(const dnode& node, GrowingText& out);  // as characters if all are, else in hex; cut
 const char* print_opaque(const dnode& node, GrowingText& out);    // a wrapped number as such, else as print_readable()
 const char* print_hex(const dnode& node, GrowingText& out);
-const char* print_japanese(const dnode& node, GrowingText& out);
 const char* print_text(const dnode& node, GrowingText& out);
 const char* print_path(const dnode& node, GrowingText& out);
 const char* print_null(const dnode& node, GrowingText& out);

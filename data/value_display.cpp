@@ -10,7 +10,6 @@
 #include "common/addresses.h"
 #include "common/bytes.h"
 #include "data/value_conversions.h"
-#include "platform/codepage.h"
 
 namespace ox::data {
 namespace {
@@ -18,7 +17,6 @@ namespace {
 constexpr std::size_t whole = SIZE_MAX;
 constexpr std::size_t shown_bytes = 255;  // of a readable value
 constexpr std::string_view cut_mark = "....";
-constexpr std::uint32_t japanese = 1;  // environment language
 
 template <class Number>
 bool take_number(const dnode& node, Number& number) noexcept {
@@ -148,15 +146,6 @@ const char* print_hex(const dnode& node, GrowingText& out) { return hex(node, wh
 
 const char* print_text(const dnode& node, GrowingText& out) {
   out.append(characters(node));
-  return out.text();
-}
-
-const char* print_japanese(const dnode& node, GrowingText& out) {
-  const std::string_view text = characters(node);
-  const bool ascii = std::none_of(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; });
-  // Elsewhere the bytes are those of some other encoding, which the conversion would only garble.
-  if (ascii || oxcGetEnvLang() != japanese) return print_text(node, out);
-  out.append(platform::from_cp932(text));
   return out.text();
 }
 

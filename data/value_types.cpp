@@ -23,7 +23,7 @@ constexpr std::array<ValueType, value_type_count> value_types{{
     {OX_IPADDRESS, Stored::address, address, parse_address, print_address, print_address},
     {OX_NETWORKADDRESS, Stored::address, address, parse_address, print_address, print_address},
     {OX_OCTETSTRING, Stored::terminated, octets, parse_hex, print_readable, print_hex},
-    {OX_DISPLAYSTRING, Stored::text, octets, parse_text, print_japanese, print_text},
+    {OX_DISPLAYSTRING, Stored::text, octets, parse_text, print_text, print_text},
     {OX_PHYSADDRESS, Stored::bytes, octets, parse_hex, print_hex, print_hex},
     {OX_OBJECTID, Stored::text, oid, parse_path, print_path, print_path},
     {OX_OPAQUE, Stored::bytes, not_carried, parse_hex, print_opaque, print_opaque},

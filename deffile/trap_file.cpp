@@ -142,9 +142,7 @@ constexpr std::string_view remarks[] = {"Sample", "Expect"};
 class TrapFile {
  public:
   TrapFile(const char* path, oxcTrConf& list, const TrapFaults& faults) : path_(path), list_(list), faults_(faults) {
-    const char* name = path;
-    for (const char* at = path; *at != '\0'; ++at) name = is_separator(*at) ? at + 1 : name;
-    user_ = equal_no_case(name, "USER.DEF");
+    user_ = equal_no_case(file_name(path), "USER.DEF");
   }
 
   [[nodiscard]] OX_RESULT read(std::FILE* file) {

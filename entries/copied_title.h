@@ -5,7 +5,7 @@
 
 namespace ox::entries {
 
-// Appends "title(copy)" of a node's title, the word in katakana of code page 932; nothing when it has no text. 0; 3.
+// Appends "title(copy)" of a node's title, the word in katakana; nothing when it has no text. 0; 3.
 [[nodiscard]] OX_RESULT add_copied_title(const dnode& node, Nodes& nodes);
 
 }  // namespace ox::entries

@@ -44,6 +44,9 @@ void sleep_ms(std::uint32_t milliseconds) noexcept;
 // The separator that composed paths use: '\\' on Windows, '/' elsewhere.
 extern const char path_separator;
 
+// Whether processes of the machine may have different languages.
+extern const bool language_is_per_process;
+
 // Where an installation's own state lives when nothing else says so (the system root on Linux; empty on Windows).
 [[nodiscard]] std::string system_root();
 

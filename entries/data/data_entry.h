@@ -64,7 +64,7 @@ struct DataDelete {
 };
 using data_entry_ptr = std::unique_ptr<DataEntry, DataDelete>;
 
-// The period as people read it, in code page 932. 0; 195 for a period that is none; 70 for a time that the platform
+// The period as people read it. 0; 195 for a period that is none; 70 for a time that the platform
 // cannot show.
 [[nodiscard]] OX_RESULT make_period_text(const DataEntry& record, std::string& text);
 

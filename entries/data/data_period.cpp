@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include "common/ascii.h"
+#include "common/installed_page.h"
 #include "entries/data/data_entry.h"
 #include "platform/clock.h"
 
@@ -66,7 +67,7 @@ OX_RESULT make_period_text(const DataEntry& record, std::string& text) {
   Date start;
   Date end;
   if (!start.read(record.period_start) || !end.read(record.period_end)) return OX_EFORMAT;
-  text = text_of(unit, start, end, record.period_end == open_period_end);
+  text = composed(text_of(unit, start, end, record.period_end == open_period_end));
   return OX_OK;
 }
 

@@ -4,6 +4,7 @@
 #include <oxbase/oxl.h>
 
 #include "common/error_codes.h"
+#include "common/installed_page.h"
 #include "common/paths.h"
 #include "entries/component.h"
 #include "entries/report/report.h"
@@ -108,8 +109,7 @@ bool is_absolute(std::string_view path) noexcept {
 // Whether a relative path stays where it is put: it has no ".." and no drive.
 bool stays_inside(std::string_view path) noexcept {
   while (!path.empty()) {
-    const auto end = std::find_if(path.begin(), path.end(), is_separator);
-    const std::string_view one = path.substr(0, static_cast<std::size_t>(end - path.begin()));
+    const std::string_view one = path.substr(0, path_page().find_separator(path));
     if (one == ".." || one.find(':') != std::string_view::npos) return false;
     path.remove_prefix(std::min(one.size() + 1, path.size()));
   }
@@ -119,8 +119,8 @@ bool stays_inside(std::string_view path) noexcept {
 // Makes the folder and those above it. Those that are there may refuse to be made in other ways.
 OX_RESULT make_folders(const std::string& path) {
   platform::FileAttributes attributes;
-  for (std::size_t end = 1; end <= path.size(); ++end) {
-    if (end != path.size() && !is_separator(path[end])) continue;
+  for (std::size_t end = 0; end < path.size();) {
+    end = std::min(path_page().find_separator(path, end + 1), path.size());
     const std::string one = path.substr(0, end);
     if (platform::file_attributes(one.c_str(), attributes) == platform::error_none) continue;
     const auto error = platform::make_directory(one.c_str());
@@ -155,7 +155,7 @@ OX_RESULT write_file(const std::string& path, const std::string& bytes) {
 OX_RESULT copy_sample(const std::string& folder, const std::string& page) {
   const bool absolute = is_absolute(folder);
   if (!absolute && !stays_inside(folder)) return OX_EFORMAT;
-  if (!stays_inside(page) || std::any_of(page.begin(), page.end(), is_separator)) return OX_EFORMAT;
+  if (!stays_inside(page) || has_separator(page)) return OX_EFORMAT;
   std::string bytes;
   OX_RESULT result = read_file(work_path({"public", "report", "sample.htm"}), bytes);
   const std::string target = absolute ? join_path({folder}) : work_path({"data", "report", folder});

@@ -66,8 +66,7 @@ OX_RESULT take_entry(const Entries& file, RepType& type) {
 }
 
 std::string_view name_of(std::string_view path, const RepType& type) noexcept {
-  const auto name = std::find_if(path.rbegin(), path.rend(), is_separator);
-  path.remove_prefix(static_cast<std::size_t>(path.rend() - name));
+  path = file_name(path);
   for (const std::string_view named : named_files) {
     const bool is_it = path.size() == named.size() + 4 && equal_no_case(path.substr(0, named.size()), named);
     if (is_it && equal_no_case(path.substr(named.size()), ".def")) return named;

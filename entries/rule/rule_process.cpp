@@ -48,8 +48,7 @@ std::string rule_folder() {
 
 // A program is named, not where it is.
 bool is_program_name(std::string_view name) noexcept {
-  return !name.empty() && std::none_of(name.begin(), name.end(),
-                                       [](char c) { return is_separator(c) || c == ' ' || c == '\t' || c == '"'; });
+  return !name.empty() && !has_separator(name) && name.find_first_of(" \t\"") == std::string_view::npos;
 }
 
 std::string command_line(const oxrRule& rule) {

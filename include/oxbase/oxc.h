@@ -206,6 +206,13 @@ OX_API OX_RESULT OX_CALL oxcGetBrandingID(uint32_t* id);
 /* 0 when IPv6 may be used; 6 when it is switched off, 406 when the machine has no IPv6 protocol. */
 OX_API OX_RESULT OX_CALL oxcIsV6Ready(void);
 
+/*
+ * The installation's code page: 65001 (UTF-8) or 932 (Shift_JIS), from the value "CodePage"; where that is absent, the
+ * ANSI code page on Windows, 65001 on Linux. All texts are in it: those that the library is given, that it steps
+ * through, compares and stores, and that it hands out.
+ */
+OX_API uint32_t OX_CALL oxcGetCodePage(void);
+
 OX_API uint32_t OX_CALL oxcGetEnvLang(void);    /* 1 Japanese, 2 other */
 OX_API uint32_t OX_CALL oxcGetEnvProduct(void); /* 2 Japanese, 3 other */
 OX_API uint32_t OX_CALL oxcGetEnvOs(void);      /* 1 */

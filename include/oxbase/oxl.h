@@ -197,7 +197,7 @@ OX_API OX_RESULT OX_CALL oxlDataEntryGetDataSize(const DataEntry* record, uint32
 
 /*
  * The period in local dates, "from" or "from - to" as its unit says, and the title with the period behind it in
- * parentheses. Both are in code page 932, in a buffer of the thread for each.
+ * parentheses. Both are in a buffer of the thread for each.
  * Return 0; 195 for a period that is not a number and one unit s, m, h, D, W, M or Y; 70 for a time that the platform
  * cannot show.
  */

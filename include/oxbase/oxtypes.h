@@ -4,7 +4,7 @@
  * Conventions that hold for every function, unless its comment says otherwise:
  *  - The result is an OX_RESULT, 0 for success. Functions that return a text or a pointer return null on failure.
  *  - A pointer argument that must not be null and is null gives a result code, never a crash.
- *  - Texts end in a zero byte. Japanese texts are in code page 932 (Shift_JIS).
+ *  - Texts end in a zero byte. They are in the installation's code page (oxcGetCodePage).
  *  - A text that is returned, or handed out through a `const char **`, belongs to the library. Texts from a record
  *    live as long as the record's field; texts from a conversion live until the same conversion runs again on the
  *    same thread.

@@ -4,9 +4,6 @@
 #include <langinfo.h>
 #include <locale.h>
 
-#include <cerrno>
-#include <cstring>
-
 namespace ox::platform {
 namespace {
 
@@ -20,60 +17,53 @@ std::string locale_charset() {
   return name.empty() || name == "ANSI_X3.4-1968" ? "UTF-8" : name;
 }
 
-std::size_t character_size(std::string_view text) noexcept {
-  const auto byte = [text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-  const bool lead = (byte(0) >= 0x81 && byte(0) <= 0x9F) || (byte(0) >= 0xE0 && byte(0) <= 0xFC);
-  if (!lead || text.size() < 2) return 1;
-  return byte(1) >= 0x40 && byte(1) != 0x7F && byte(1) <= 0xFC ? 2 : 1;
+std::string charset_of(std::uint32_t page) {
+  if (page == 0) return locale_charset();
+  return page == utf8 ? "UTF-8" : "CP" + std::to_string(page);
 }
 
-class Converter {
- public:
-  explicit Converter(const char* charset) noexcept : handle_(::iconv_open(charset, "CP932")) {}
-  Converter(const Converter&) = delete;
-  Converter& operator=(const Converter&) = delete;
-  ~Converter() {
-    if (*this) ::iconv_close(handle_);
-  }
-  [[nodiscard]] explicit operator bool() const noexcept { return handle_ != reinterpret_cast<iconv_t>(-1); }
-
-  [[nodiscard]] bool convert(std::string_view character, std::string& to) const {
-    char in[2];
-    char out[16];
-    std::memcpy(in, character.data(), character.size());
-    char* from = in;
-    char* into = out;
-    std::size_t left = character.size();
-    std::size_t room = sizeof out;
-    const bool whole = ::iconv(handle_, &from, &left, &into, &room) == 0 && left == 0 &&
-                       ::iconv(handle_, nullptr, nullptr, &into, &room) == 0;
-    if (!whole) {
-      ::iconv(handle_, nullptr, nullptr, nullptr, nullptr);
-      return false;
-    }
-    to.append(out, sizeof out - room);
-    return true;
-  }
-
- private:
-  iconv_t handle_;
-};
+void* open(std::uint32_t from, std::uint32_t to) noexcept try {
+  const iconv_t handle = ::iconv_open(charset_of(to).c_str(), charset_of(from).c_str());
+  return handle != reinterpret_cast<iconv_t>(-1) ? handle : nullptr;
+} catch (...) {
+  return nullptr;
+}
 
 }  // namespace
 
-std::string from_cp932(std::string_view text) {
-  const Converter converter(locale_charset().c_str());
-  std::string converted;
-  while (!text.empty()) {
-    const std::string_view character = text.substr(0, character_size(text));
-    if (static_cast<unsigned char>(character[0]) < 0x80) {
-      converted += character;  // as it is, though CP932 shows "\" as a yen sign
-    } else if (!converter || !converter.convert(character, converted)) {
-      converted += '?';
-    }
-    text.remove_prefix(character.size());
-  }
-  return converted;
+std::uint32_t system_code_page() noexcept { return utf8; }
+
+std::uint32_t own_code_page() noexcept try {
+  const std::string name = locale_charset();
+  if (name == "UTF-8") return utf8;
+  // A Japanese locale's set has the yen sign in the backslash's place, which no path would survive.
+  const bool japanese = name == "SHIFT_JIS" || name == "SJIS" || name == "CP932" || name == "WINDOWS-31J";
+  return japanese ? shift_jis : 0;
+} catch (...) {
+  return utf8;
+}
+
+bool is_lead_byte(std::uint32_t /*page*/, unsigned char /*byte*/) noexcept { return false; }
+
+Converter::Converter(std::uint32_t from, std::uint32_t to) noexcept : from_(from), to_(to), handle_(open(from, to)) {}
+
+Converter::~Converter() {
+  if (handle_ != nullptr) ::iconv_close(handle_);
+}
+
+bool Converter::convert(std::string_view text, std::string& to) const {
+  if (handle_ == nullptr) return false;
+  const std::size_t before = to.size();
+  to.resize(before + text.size() * 4 + 16);
+  char* from = const_cast<char*>(text.data());  // which it does not change
+  char* into = to.data() + before;
+  std::size_t left = text.size();
+  std::size_t room = to.size() - before;
+  const bool whole = ::iconv(handle_, &from, &left, &into, &room) == 0 && left == 0 &&
+                     ::iconv(handle_, nullptr, nullptr, &into, &room) == 0;
+  if (!whole) (void)::iconv(handle_, nullptr, nullptr, nullptr, nullptr);
+  to.resize(whole ? to.size() - room : before);
+  return whole;
 }
 
 }  // namespace ox::platform

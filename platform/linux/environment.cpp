@@ -84,6 +84,7 @@ Error find_membership(const char* name, bool& member) {
 }  // namespace
 
 const char path_separator = '/';
+const bool language_is_per_process = true;
 
 bool is_unloading() noexcept { return false; }  // there is no unload
 

@@ -3,42 +3,32 @@
 #include <windows.h>
 
 namespace ox::platform {
-namespace {
 
-constexpr UINT japanese = 932;
+std::uint32_t system_code_page() noexcept { return ::GetACP(); }
+std::uint32_t own_code_page() noexcept { return ::GetACP(); }
 
-// One character; false when one of the two code pages does not have it.
-bool convert(std::string_view character, std::string& to) {
-  wchar_t wide[2];
-  const int units = ::MultiByteToWideChar(japanese, MB_ERR_INVALID_CHARS, character.data(),
-                                          static_cast<int>(character.size()), wide, 2);
+bool is_lead_byte(std::uint32_t page, unsigned char byte) noexcept { return ::IsDBCSLeadByteEx(page, byte) != FALSE; }
+
+Converter::Converter(std::uint32_t from, std::uint32_t to) noexcept
+    : from_(from != 0 ? from : ::GetACP()), to_(to != 0 ? to : ::GetACP()) {}
+
+Converter::~Converter() = default;
+
+bool Converter::convert(std::string_view text, std::string& to) const {
+  if (text.empty()) return true;
+  const int size = static_cast<int>(text.size());
+  std::wstring wide(text.size(), L'\0');  // no code page has longer texts in UTF-16
+  const int units = ::MultiByteToWideChar(from_, MB_ERR_INVALID_CHARS, text.data(), size, wide.data(), size);
   if (units <= 0) return false;
-  char narrow[8];
+  const std::size_t before = to.size();
+  to.resize(before + static_cast<std::size_t>(units) * 4);
   BOOL replaced = FALSE;
-  const int bytes = ::WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, wide, units, narrow, sizeof narrow, nullptr,
-                                          ::GetACP() == CP_UTF8 ? nullptr : &replaced);
-  if (bytes <= 0 || replaced != FALSE) return false;
-  to.append(narrow, static_cast<std::size_t>(bytes));
-  return true;
-}
-
-}  // namespace
-
-std::string from_cp932(std::string_view text) {
-  if (::GetACP() == japanese) return std::string(text);
-  std::string converted;
-  while (!text.empty()) {
-    const auto first = static_cast<BYTE>(text.front());
-    const bool pair = text.size() > 1 && ::IsDBCSLeadByteEx(japanese, first) != FALSE;
-    std::string_view character = text.substr(0, pair ? 2 : 1);
-    if (first < 0x80) {
-      converted += character;  // as it is, though code page 932 shows "\" as a yen sign
-    } else if (!convert(character, converted)) {
-      converted += '?';
-    }
-    text.remove_prefix(character.size());
-  }
-  return converted;
+  const bool is_utf8 = to_ == CP_UTF8;  // which has everything, and takes no such arguments
+  const int bytes = ::WideCharToMultiByte(to_, is_utf8 ? 0 : WC_NO_BEST_FIT_CHARS, wide.data(), units,
+                                          to.data() + before, units * 4, nullptr, is_utf8 ? nullptr : &replaced);
+  const bool whole = bytes > 0 && replaced == FALSE;
+  to.resize(whole ? before + static_cast<std::size_t>(bytes) : before);
+  return whole;
 }
 
 }  // namespace ox::platform

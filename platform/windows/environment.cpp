@@ -73,6 +73,7 @@ bool lists_ipv6() {
 }  // namespace
 
 const char path_separator = '\\';
+const bool language_is_per_process = false;
 
 std::uint32_t process_id() noexcept { return ::GetCurrentProcessId(); }
 

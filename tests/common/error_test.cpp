@@ -10,6 +10,7 @@
 #include "common/error_text.h"
 #include "common/message_file.h"
 #include "platform/shared_block.h"
+#include "tests/support/code_page.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/in_threads.h"
 #include "tests/support/system_root.h"
@@ -88,6 +89,7 @@ TEST_F(ErrorTextTest, TextsOfCodes) {
 }
 
 TEST_F(ErrorTextTest, TheBufferOfAThreadStaysWhereItIs) {
+  ox::test::set_code_page(932);
   // A character of two bytes over the end is left out whole.
   const std::string longest(4095, 'x'), wide = longest.substr(1) + "\x83\x65";
   write_file(message_path(), "7:short\r\n8:" + longest + "more\r\n9:" + wide + "\r\n");

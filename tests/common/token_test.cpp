@@ -1,6 +1,7 @@
 // The token splitter and the wildcard matcher.
 #include <oxbase/oxc.h>
 
+#include "tests/support/code_page.h"
 #include "tests/support/test.h"
 #include "tests/support/texts.h"
 
@@ -9,6 +10,7 @@ namespace {
 using ox::test::repeated, ox::test::split;
 
 TEST(Token, QuotesEscapesAndDoubleBytes) {
+  ox::test::set_code_page(932);
   // Line, separators, room, result, tokens.
   const std::tuple<std::string, const char*, uint32_t, OX_RESULT, std::vector<std::string>> cases[] = {
       {"", nullptr, 8, 0, {}},
@@ -31,7 +33,8 @@ TEST(Token, QuotesEscapesAndDoubleBytes) {
       {"a\xE0\x7C|b", "|", 8, 0, {"a\xE0\x7C", "b"}},
       {"\x81\x22z \x81\x27", nullptr, 8, 0, {"\x81\x22z", "\x81\x27"}},
       {"\\\x83\x5C b", nullptr, 8, 0, {"\x83\x5C", "b"}},
-      {"\xB1\\ \xB2 c", nullptr, 8, 0, {"\xB1 \xB2", "c"}},  // half-width letters are single bytes
+      {"\xB1\\ \xB2 c", nullptr, 8, 0, {"\xB1 \xB2", "c"}},    // half-width letters are single bytes
+      {"a\x83\x5C\x62", "\x83\x5C", 8, 0, {"a\x83\x5C\x62"}},  // separates nothing
       {"a \x83", nullptr, 8, 0, {"a", "\x83"}}};
   for (const auto& [given, separators, maximum, result, expected] : cases) {
     SCOPED_TRACE(given);
@@ -44,6 +47,7 @@ TEST(Token, QuotesEscapesAndDoubleBytes) {
 }
 
 TEST(Wildcard, Patterns) {
+  ox::test::set_code_page(932);
   // "pattern text"; a double-byte character is one character, and its second byte none at all.
   const std::string matching =
       " |* |a* a|*a ba|a*b*c a1b2b3c|?b? abc|*?b** ab|*aab aaaab|? \x83\x5C|\x83* \x83*|*\x83\x5C? a\x83\x5C\x62|? "

@@ -2,6 +2,7 @@
 #include <oxbase/oxl.h>
 
 #include "tests/entries/entry_peer.h"
+#include "tests/support/code_page.h"
 #include "tests/support/traced.h"
 
 namespace ox::test {
@@ -145,7 +146,10 @@ TEST_F(LogTest, SetWritesACopy) {
   EXPECT_EQ(0u, run(plus(write, {local_unlock}), [&] { return oxlLogEntryClose(record); }));
 }
 
-TEST_F(LogTest, CreateAndCopy) {
+class ComposedLogText : public InBothPages<LogTest> {};
+OX_IN_BOTH_PAGES(ComposedLogText);
+
+TEST_P(ComposedLogText, CreateAndCopy) {
   const Step add = {manage_request(5, unnamed), added};
   const Step remove = {manage_request(14, unnamed + added.data)};
   LogEntry* record = nullptr;
@@ -163,7 +167,7 @@ TEST_F(LogTest, CreateAndCopy) {
   };
   const auto write = [&](const std::string& status) {
     const std::string rest = " 6=t8 10=" + status + " 12=0 13=0 14=1";
-    return set_request(20, attributes("new", "1='A(\x83\x52\x83\x73\x81\x5B)'" + rest));
+    return set_request(20, attributes("new", in_page("1='A(コピー)'") + rest));
   };
   const char* name = "untouched";
   const auto copy = [&] { return oxlLogEntryCopy("mgr", "e", &name); };
