@@ -99,13 +99,10 @@ platform::Error open_block(const ShmEntry& entry, std::uint32_t access, ShmHandl
     return handle.block.open_again(entry.handles->block,
                                    handle.writable ? SharedBlock::Mode::write : SharedBlock::Mode::read);
   }
-  const BlockName name = block_name(key);
-  if (access == shm_write) {
-    const auto error = handle.block.open(name.text, SharedBlock::Mode::write);
-    handle.writable = error == platform::error_none;
-    if (error != platform::error_access_denied) return error;
-  }
-  return handle.block.open(name.text, SharedBlock::Mode::read);
+  const auto mode = access == shm_write ? SharedBlock::Mode::write_or_read : SharedBlock::Mode::read;
+  const auto error = handle.block.open(block_name(key).text, mode);
+  handle.writable = handle.block.writable();
+  return error;
 }
 
 OX_RESULT reference(std::uint32_t key, std::uint32_t access, ShmView& view) {

@@ -1,5 +1,8 @@
 #include "common/trace_control.h"
 
+#include <cstddef>
+#include <span>
+
 #include <oxbase/oxc.h>
 
 #include "common/error_codes.h"
@@ -13,19 +16,30 @@ std::string control_name(std::uint32_t process_id) { return "oxdebug." + std::to
 
 namespace {
 
-// Opens the block of another process.
-OX_RESULT open_control(std::uint32_t process_id, platform::SharedBlock::Mode mode, platform::SharedBlock& block) {
-  const platform::Error error = block.open(control_name(process_id).c_str(), mode);
-  if (error == platform::error_file_not_found) return OX_ENOSHM;
-  if (error != platform::error_none) return code_of_platform_error(error);
-  return block.size() >= sizeof(Control) ? OX_OK : OX_ENOSHM;
+static_assert(offsetof(Control, reserved) == sizeof(oxcDebugControl));
+
+OX_RESULT code_of(platform::Error error) {
+  return error == platform::error_file_not_found ? OX_RESULT{OX_ENOSHM} : code_of_platform_error(error);
+}
+
+// Those of another process.
+OX_RESULT read_control(std::uint32_t process_id, oxcDebugControl& words) {
+  const std::string name = control_name(process_id);
+  return code_of(platform::SharedBlock::read_of(process_id, name.c_str(), sizeof(Control),
+                                                std::as_writable_bytes(std::span(&words, 1))));
+}
+
+OX_RESULT write_control(std::uint32_t process_id, const oxcDebugControl& words) {
+  const std::string name = control_name(process_id);
+  return code_of(platform::SharedBlock::write_of(process_id, name.c_str(), sizeof(Control),
+                                                 std::as_bytes(std::span(&words, 1))));
 }
 
 OX_RESULT list_processes(std::uint32_t* ids, std::uint32_t capacity, std::uint32_t* count) {
   std::uint32_t found = 0;
   for (const std::uint32_t id : platform::process_ids()) {
-    platform::SharedBlock block;
-    if (open_control(id, platform::SharedBlock::Mode::read, block) != OX_OK) continue;
+    oxcDebugControl words;
+    if (read_control(id, words) != OX_OK) continue;
     if (found < capacity) ids[found] = id;
     ++found;
   }
@@ -37,7 +51,6 @@ OX_RESULT list_processes(std::uint32_t* ids, std::uint32_t capacity, std::uint32
 }  // namespace ox::trace
 
 namespace trace = ox::trace;
-using ox::platform::SharedBlock;
 
 OX_RESULT OX_CALL oxcDebugProcesses(uint32_t* ids, uint32_t capacity, uint32_t* count) {
   OX_ENTRY("oxcDebugProcesses", ":%x:%u:%x", trace::word(ids), capacity, trace::word(count));
@@ -51,12 +64,7 @@ OX_RESULT OX_CALL oxcDebugGetControl(uint32_t processId, oxcDebugControl* contro
   OX_ENTRY("oxcDebugGetControl", ":%u:%x", processId, trace::word(control));
   return ox::traced("oxcDebugGetControl", [&]() -> OX_RESULT {
     if (control == nullptr) return OX_EARG;
-    SharedBlock block;
-    if (const OX_RESULT result = trace::open_control(processId, SharedBlock::Mode::read, block)) return result;
-    const auto* shared = static_cast<const trace::Control*>(block.data());
-    *control = {shared->mask.load(std::memory_order_relaxed), shared->console.load(std::memory_order_relaxed),
-                shared->file.load(std::memory_order_relaxed)};
-    return OX_OK;
+    return trace::read_control(processId, *control);
   });
 }
 
@@ -64,12 +72,6 @@ OX_RESULT OX_CALL oxcDebugSetControl(uint32_t processId, const oxcDebugControl* 
   OX_ENTRY("oxcDebugSetControl", ":%u:%x", processId, trace::word(control));
   return ox::traced("oxcDebugSetControl", [&]() -> OX_RESULT {
     if (control == nullptr) return OX_EARG;
-    SharedBlock block;
-    if (const OX_RESULT result = trace::open_control(processId, SharedBlock::Mode::write, block)) return result;
-    auto* shared = static_cast<trace::Control*>(block.data());
-    shared->mask.store(control->mask, std::memory_order_relaxed);
-    shared->console.store(control->console, std::memory_order_relaxed);
-    shared->file.store(control->file, std::memory_order_relaxed);
-    return OX_OK;
+    return trace::write_control(processId, *control);
   });
 }

@@ -11,6 +11,7 @@
 #include "expert/log.h"
 #include "platform/environment.h"
 #include "platform/file.h"
+#include "platform/machine_objects.h"
 #include "platform/named_event.h"
 #include "platform/program.h"
 #include "platform/service.h"
@@ -40,12 +41,14 @@ class Marks {
   [[nodiscard]] platform::Error hold() {
     platform::Error error = service_.hold(service_name);
     if (error == platform::error_none) error = mutex_.create(mutex_name, platform::Access::machine);
-    return error != platform::error_none ? error : mutex_.lock(0);
+    if (error == platform::error_none) error = mutex_.lock(0);
+    return error != platform::error_none ? error : objects_.offer_mutex(mutex_name);
   }
 
  private:
   platform::ServiceMark service_;
   platform::NamedMutex mutex_;
+  platform::MachineObjects objects_;
 };
 
 int refuse_second(platform::Error error) {

@@ -12,6 +12,7 @@
 #include "manager/base/paths.h"
 #include "manager/base/settings.h"
 #include "manager/base/zone.h"
+#include "manager/check_rights.h"
 #include "manager/components/vocabulary.h"
 #include "manager/definitions.h"
 #include "manager/requests/databases.h"
@@ -68,6 +69,7 @@ bool check_installation(const FaultSink& faults, const Tell& tell) {
     return false;
   }
   bool sound = check_all_messages(faults);
+  sound = check_rights(faults) && sound;
   if (const std::string fault = zone_fault(); !fault.empty()) {
     faults("registry", 0, fault);
     sound = false;

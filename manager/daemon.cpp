@@ -19,8 +19,10 @@
 #include "manager/requests/router.h"
 #include "manager/traps/receiver.h"
 #include "manager/tree_wait.h"
+#include "platform/machine_objects.h"
 #include "platform/named_event.h"
 #include "platform/program.h"
+#include "platform/rights.h"
 #include "platform/service.h"
 
 namespace ox::manager {
@@ -53,6 +55,9 @@ int fail(const std::string& text, platform::Error error) {
 
 // The installation's files can be read and written. The exit code.
 int find_installation() {
+  if (const platform::WrongRights refused = platform::refused_account(); !refused.fault.empty()) {
+    return fail("root does not serve " + system() + ": " + refused.fault, refused.command);
+  }
   const std::string work = oxcGetWorkdir();
   if (work.empty()) {
     return fail("there is no installation in " + system() + ": WorkDir is not set",
@@ -222,11 +227,27 @@ void run(asio::io_context& loop) {
   }
 }
 
+// What clients of every account attach: the tree, whose directory leads to its blocks, and the error texts.
+platform::Error offer_blocks(platform::MachineObjects& objects) {
+  constexpr std::uint32_t most_blocks = 2048;
+  std::vector<std::string> names;
+  for (std::uint32_t i = 0; i < most_blocks; ++i) names.push_back("Global\\ox" + std::to_string(OXB_TREE + i));
+  const platform::Error error = objects.offer_blocks(names);
+  if (error != platform::error_none) return error;
+  (void)oxcInitErrmsg();  // without a file, each process tells so itself
+  return objects.offer_blocks({"Global\\ox_errmsg"});
+}
+
 int serve(Manager& manager, const Definitions& definitions) {
+  platform::MachineObjects objects;
+  if (const auto error = offer_blocks(objects)) return fail("the tree cannot be offered to clients", error);
   platform::NamedEvent started;
-  if (const auto error =
-          started.create((std::string("Global\\") + base_event_name).c_str(), platform::Access::machine)) {
+  const std::string event = std::string("Global\\") + base_event_name;
+  if (const auto error = started.create(event.c_str(), platform::Access::machine)) {
     return fail("the base services' event cannot be made", error);
+  }
+  if (const auto error = objects.offer_event(event.c_str())) {
+    return fail("the base services' event cannot be offered to clients", error);
   }
   Server server(manager.loop, manager.settings, manager.clients, calls_of(manager));
   if (const auto error = server.start(pipe_name)) {

@@ -20,6 +20,7 @@ constexpr Row rows[] = {
     {EACCES, error_access_denied},
     {EPERM, error_access_denied},
     {EISDIR, error_access_denied},
+    {ELOOP, error_access_denied},  // a link where none is followed
     {EBADF, error_invalid_handle},
     {ENOMEM, error_out_of_memory},
     {EROFS, error_write_protected},

@@ -55,7 +55,7 @@ struct DirectoryEntry {
 [[nodiscard]] Error sync_file(std::FILE* file) noexcept;                      // to the disk, not just to the system
 [[nodiscard]] Error make_directory(const char* path) noexcept;                // error_already_exists
 
-// Makes what only the process's own account may read and write, or its group enter, whatever the process's mask says:
+// Makes what only the process's own account may read, write and enter, whatever the process's mask says:
 // an empty file, a directory. error_already_exists.
 [[nodiscard]] Error make_private_file(const char* path) noexcept;
 [[nodiscard]] Error make_private_directory(const char* path) noexcept;

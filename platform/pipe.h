@@ -27,7 +27,8 @@ class Pipe {
   ~Pipe() { close(); }
 
   // Opens the pipe of that name ("\\\\.\\PIPE\\ox_stdpipe"). error_file_not_found when nobody serves it,
-  // error_access_denied, error_pipe_busy. *this is replaced only on success.
+  // error_access_denied, also when an account serves it that is not the installation's; error_pipe_busy. *this is
+  // replaced only on success.
   [[nodiscard]] Error open(const char* name);
   void close() noexcept;
 

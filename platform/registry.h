@@ -23,9 +23,9 @@ namespace ox::platform {
 [[nodiscard]] Error registry_write(const char* key, const char* name, const char* text);
 [[nodiscard]] Error registry_write(const char* key, const char* name, std::uint32_t number);
 
-// A number of a key that is written often, by one process at a time: a write costs far less than a registry_write(),
-// and survives the end of the process in any way. Other readers see it at the latest when the owner has gone in good
-// order.
+// A number that is written often, by one process at a time: a write costs far less than a registry_write(), and
+// survives the end of the process in any way. On Linux it is the account's own, beside the registry, which is only
+// read.
 class RegistryNumber {
  public:
   RegistryNumber();
@@ -33,7 +33,10 @@ class RegistryNumber {
   RegistryNumber(const RegistryNumber&) = delete;
   RegistryNumber& operator=(const RegistryNumber&) = delete;
 
-  // error_file_not_found when there is no such key; it is not made. Throws std::bad_alloc.
+  // Where such a number needs its key in the registry: makes that, with a first number, when it is missing.
+  [[nodiscard]] static Error provide(const char* key, const char* name, std::uint32_t first);
+
+  // error_file_not_found when there is no place for it: on Windows the key, which is not made. Throws std::bad_alloc.
   [[nodiscard]] Error open(const char* key, const char* name);
   // error_file_not_found while there is no number.
   [[nodiscard]] Error read(std::uint32_t& number) const;

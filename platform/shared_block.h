@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 
 #include "platform/access.h"
 #include "platform/error.h"
@@ -25,7 +26,8 @@ class SharedBlock {
   [[nodiscard]] Error create(const char* name, std::size_t size, Access access);
 
   // Maps an existing block. error_file_not_found when no living process holds one, error_access_denied.
-  // Mode write_or_read falls back to a read-only view for a process that may not write the block.
+  // Mode write_or_read falls back to a read-only view for a process that may not write the block: on Linux, that is
+  // everybody but its maker for a block of the whole machine ("Global\\").
   enum class Mode { read, write, write_or_read };
   [[nodiscard]] Error open(const char* name, Mode mode);
 
@@ -36,12 +38,21 @@ class SharedBlock {
   // error_file_not_found; error_not_supported where a name goes with the last holder.
   [[nodiscard]] static Error take_name(const char* name);
 
+  // The bytes of a block that a process of any account has made, without mapping it: who has made it can shorten it.
+  // `size` is what the block must have. error_file_not_found when that process holds none, error_access_denied for one
+  // of another account, save to root.
+  [[nodiscard]] static Error read_of(std::uint32_t process, const char* name, std::size_t size,
+                                     std::span<std::byte> bytes);
+  [[nodiscard]] static Error write_of(std::uint32_t process, const char* name, std::size_t size,
+                                      std::span<const std::byte> bytes);
+
   // Makes a block from the bytes of a file, for reading; nobody sees it before it holds them all.
   // error_file_not_found, error_file_invalid for an empty file, error_already_exists.
   [[nodiscard]] Error create_from_file(const char* name, const char* path, Access access);
 
   [[nodiscard]] void* data() const noexcept { return base_; }
   [[nodiscard]] std::size_t size() const noexcept { return size_; }  // may be rounded up to pages on Windows
+  [[nodiscard]] bool writable() const noexcept { return writable_; }
   // The platform's handle of the block, for the trace.
   [[nodiscard]] std::intptr_t native() const noexcept;
   [[nodiscard]] explicit operator bool() const noexcept { return base_ != nullptr; }
@@ -53,6 +64,7 @@ class SharedBlock {
 
   void* base_ = nullptr;
   std::size_t size_ = 0;
+  bool writable_ = false;
   std::unique_ptr<Impl> impl_;
 };
 

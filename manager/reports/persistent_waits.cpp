@@ -15,12 +15,9 @@ constexpr int most_of_session = 1000;
 constexpr auto refusal_pause = std::chrono::seconds(1);
 constexpr std::uint32_t nothing_received = 0xFFFFFFFF;
 
-// Makes the place where the client remembers what it has taken; it opens that, and never makes it.
+// Where the client cannot make it, the place where it remembers what it has taken.
 void make_memory(const std::string& name) {
-  const std::string key = wait_key_prefix + name;
-  if (!platform::registry_has_key(key.c_str())) {
-    (void)platform::registry_write(key.c_str(), wait_number_name, nothing_received);
-  }
+  (void)platform::RegistryNumber::provide((wait_key_prefix + name).c_str(), wait_number_name, nothing_received);
 }
 
 }  // namespace

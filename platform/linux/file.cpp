@@ -234,7 +234,7 @@ Error make_private_file(const char* path) noexcept {
 
 Error make_private_directory(const char* path) noexcept {
   if (path == nullptr) return fail(error_invalid_parameter);
-  return result_of(::mkdir(path, 0700) == 0 ? ::chmod(path, 0750) : -1);
+  return result_of(::mkdir(path, 0700) == 0 ? ::chmod(path, 0700) : -1);
 }
 
 std::string utf8_path(const char* path) { return path; }

@@ -18,6 +18,16 @@ namespace ox::platform {
   return ::fcntl(fd, F_OFD_SETLK, &lock) == 0;
 }
 
+// Whether another open file holds a lock for writing: only who may write the file can. False, with errno, also when
+// that cannot be told.
+[[nodiscard]] inline bool is_written_elsewhere(int fd) noexcept {
+  struct flock lock {};
+  lock.l_type = F_RDLCK;
+  lock.l_whence = SEEK_SET;
+  errno = 0;
+  return ::fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+}
+
 // Whether another open file holds a lock of either type. False, with errno, also when that cannot be told.
 [[nodiscard]] inline bool is_locked_elsewhere(int fd) noexcept {
   struct flock lock {};

@@ -99,12 +99,12 @@ NamedEvent::NamedEvent(NamedEvent&&) noexcept = default;
 NamedEvent& NamedEvent::operator=(NamedEvent&&) noexcept = default;
 NamedEvent::~NamedEvent() = default;
 
-Error NamedEvent::create(const char* name, Access access) {
+Error NamedEvent::create(const char* name, Access /*access*/) {
   auto made = std::make_unique<Impl>();
   if (name != nullptr) {
     bool existed = false;
     // Zero bytes are an event that is not signalled.
-    const Error error = made->object.create(ObjectKind::event, name, sizeof(Word), access, nullptr, nullptr, &existed);
+    const Error error = made->object.create(ObjectKind::event, name, sizeof(Word), nullptr, nullptr, &existed);
     if (error != error_none) return error;
   }
   impl_ = std::move(made);
@@ -209,12 +209,12 @@ NamedMutex::~NamedMutex() {
   while (impl_ != nullptr && impl_->owner == std::this_thread::get_id()) impl_->unlock();
 }
 
-Error NamedMutex::create(const char* name, Access access) {
+Error NamedMutex::create(const char* name, Access /*access*/) {
   NamedMutex made;
   auto impl = std::make_unique<Impl>();
   bool existed = false;
   const Error error =
-      impl->object.create(ObjectKind::mutex, name, sizeof(pthread_mutex_t), access, Impl::make, nullptr, &existed);
+      impl->object.create(ObjectKind::mutex, name, sizeof(pthread_mutex_t), Impl::make, nullptr, &existed);
   if (error != error_none) return error;
   made.impl_ = std::move(impl);
   *this = std::move(made);
@@ -233,6 +233,7 @@ Error NamedMutex::open(const char* name) {
 Error NamedMutex::lock(std::uint32_t milliseconds) noexcept {
   if (impl_ == nullptr) return fail(error_invalid_handle);
   pthread_mutex_t* mutex = impl_->mutex();
+  if (mutex == nullptr) return fail(error_access_denied);  // another account's, of which it is known that it exists
   const Deadline deadline(milliseconds);
   const int result = deadline.end() != nullptr ? ::pthread_mutex_clocklock(mutex, CLOCK_MONOTONIC, deadline.end())
                                                : ::pthread_mutex_lock(mutex);

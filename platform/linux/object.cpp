@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
@@ -17,6 +16,8 @@
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
 #include "platform/linux/file_lock.h"
+#include "platform/linux/own_lock.h"
+#include "platform/linux/places.h"
 #include "platform/linux/root.h"
 
 namespace ox::platform {
@@ -24,76 +25,59 @@ namespace {
 
 constexpr time_t sweep_interval = 60;  // seconds
 
-// The root's lock file, locked by flock, which needs no right to write it. It is opened anew each time: a descriptor
-// kept would be shared with forked children, who would then not exclude their parent.
+constexpr mode_t object_mode = 0600;
+
+// The lock of a folder's objects. It is opened anew each time: a descriptor kept would be shared with forked children,
+// who would then not exclude their parent.
 class ObjectsLock {
  public:
-  explicit ObjectsLock(const std::string& path) noexcept : file_(open_lock_file(path.c_str())) {
-    root_is_gone_ = !file_ && errno == ENOENT;
-    held_ = file_ && retry([this] { return ::flock(file_.get(), LOCK_EX); }) == 0;
+  explicit ObjectsLock(const std::string& folder) noexcept {
+    (void)lock_.take(folder + "/lock", ::geteuid(), OwnLock::Wait::yes);
   }
-  ObjectsLock(const ObjectsLock&) = delete;
-  ObjectsLock& operator=(const ObjectsLock&) = delete;
-  // Unlocked, not just closed: a child forked by another thread meanwhile may have the descriptor too.
-  ~ObjectsLock() {
-    if (held_) (void)::flock(file_.get(), LOCK_UN);
-  }
-  [[nodiscard]] explicit operator bool() const noexcept { return held_; }
-  [[nodiscard]] bool root_is_gone() const noexcept { return root_is_gone_; }
-  [[nodiscard]] int file() const noexcept { return file_.get(); }
+  [[nodiscard]] explicit operator bool() const noexcept { return static_cast<bool>(lock_); }
+  [[nodiscard]] int file() const noexcept { return lock_.file(); }
 
  private:
-  Descriptor file_;
-  bool root_is_gone_ = false;
-  bool held_ = false;
+  OwnLock lock_;
 };
 
 // Only under the objects' lock, and on an object that is open for writing.
 bool lock_alone(int fd) noexcept { return lock_file(fd, F_WRLCK); }
 bool lock_shared(int fd) noexcept { return lock_file(fd, F_RDLCK); }
 
-mode_t mode_of(Access access) noexcept { return access == Access::machine ? 0664 : 0660; }
+Descriptor open_writable(const std::string& path) noexcept {
+  return Descriptor(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+}
 
-void sweep_locked(const std::string& prefix) {
-  const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir("/dev/shm"), ::closedir);
+bool is_object(const char* file) noexcept { return file[0] != '\0' && file[1] == '.' && file[0] != '.'; }
+
+void sweep_locked(const std::string& folder) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(folder.c_str()), ::closedir);
   if (directory == nullptr) return;
   while (const dirent* entry = ::readdir(directory.get())) {
-    if (std::strncmp(entry->d_name, prefix.c_str(), prefix.size()) != 0) continue;
-    const std::string name = std::string("/") + entry->d_name;
-    const Descriptor object(::shm_open(name.c_str(), O_RDWR, 0));
-    if (object && lock_alone(object.get())) (void)::shm_unlink(name.c_str());
+    if (!is_object(entry->d_name)) continue;
+    const std::string path = folder + '/' + entry->d_name;
+    const Descriptor object = open_writable(path);
+    if (object && lock_alone(object.get())) (void)::unlink(path.c_str());
   }
 }
 
-void sweep_sometimes(const ObjectsLock& lock, const std::string& prefix) {
+void sweep_sometimes(const ObjectsLock& lock, const std::string& folder) {
   struct stat status {};
   const time_t now = ::time(nullptr);
   if (::fstat(lock.file(), &status) != 0) return;
   if (status.st_mtim.tv_sec <= now && now - status.st_mtim.tv_sec < sweep_interval) return;
-  sweep_locked(prefix);
-  (void)::futimens(lock.file(), nullptr);  // fails for a stranger to the file, who then sweeps each time
+  sweep_locked(folder);
+  (void)::futimens(lock.file(), nullptr);
 }
 
-// A new object, or a leftover emptied: one that another account left can be used again but not removed.
-Descriptor make_empty(const std::string& name, mode_t mode, bool& living) {
-  living = false;
-  for (int attempt = 0; attempt < 2; ++attempt) {
-    Descriptor object(::shm_open(name.c_str(), O_RDWR, 0));
-    if (!object && errno != ENOENT) return object;
-    if (!object) {
-      object = Descriptor(::shm_open(name.c_str(), O_RDWR | O_CREAT | O_EXCL, mode));
-      return object;
-    }
-    if (!lock_alone(object.get())) {
-      living = true;
-      return object;
-    }
-    if (::shm_unlink(name.c_str()) != 0) {
-      if (::ftruncate(object.get(), 0) != 0) object.close();
-      return object;
-    }
-  }
-  return {};
+// A new object, in place of a leftover.
+Descriptor make_empty(const std::string& path, bool& living) {
+  Descriptor object = open_writable(path);
+  living = object && !lock_alone(object.get());
+  if (living || (!object && errno != ENOENT)) return object;
+  if (object && ::unlink(path.c_str()) != 0) return {};
+  return Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, object_mode));
 }
 
 // Space is taken now: a write to a page that memory has no room for would kill the process.
@@ -131,74 +115,95 @@ Error attach(Descriptor object, bool writable, Object::Parts& parts) noexcept {
   return map_whole(std::move(object), writable, parts);
 }
 
-// A reader opens for writing, too, where it may: only so can the last holder lock the object alone and remove it.
-Descriptor open_object(const std::string& name, bool writable) noexcept {
-  Descriptor object(::shm_open(name.c_str(), O_RDWR, 0));
-  if (!object && errno == EACCES && !writable) object = Descriptor(::shm_open(name.c_str(), O_RDONLY, 0));
-  return object;
-}
-
 struct Request {
   std::size_t size;
-  mode_t mode;
   Object::Fill fill;
   const void* argument;
 };
 
-Error make(Descriptor object, const Root& base, const Request& request, Object::Parts& parts) {
+Error make(Descriptor object, const Request& request, Object::Parts& parts) {
   if (!reserve(object.get(), request.size) || map(object, request.size, true, parts) != error_none) {
     const Error error = fail_errno();
-    (void)::shm_unlink(parts.name.c_str());
+    if (!parts.path.empty()) (void)::unlink(parts.path.c_str());
     return error;
   }
-  share_with_group(object.get(), base, request.mode);
   if (request.fill != nullptr) request.fill(parts.base, request.argument);
   (void)lock_shared(object.get());
   parts.descriptor = object.release();
   return error_none;
 }
 
-Error make_or_attach(const Root& base, const Request& request, bool* existed, Object::Parts& parts) {
-  const ObjectsLock lock(base.lock);
+// An account without a folder of its own: the object is this process's alone.
+Error make_unnamed(const Request& request, Object::Parts& parts) {
+  Descriptor object(::memfd_create("oxbase", MFD_CLOEXEC));
+  return object ? make(std::move(object), request, parts) : fail_errno();
+}
+
+Error make_or_attach(const Request& request, bool* existed, Object::Parts& parts) {
+  if (existed != nullptr) *existed = false;
+  if (parts.path.empty()) return make_unnamed(request, parts);
+  const ObjectsLock lock(parts.folder);
   if (!lock) return fail_errno();
-  sweep_sometimes(lock, base.prefix);
+  sweep_sometimes(lock, parts.folder);
   bool living = false;
-  Descriptor object = make_empty(parts.name, request.mode, living);
+  Descriptor object = make_empty(parts.path, living);
   if (!object) return fail_errno();
   if (living && existed == nullptr) return fail(error_already_exists);
   if (existed != nullptr) *existed = living;
-  return living ? attach(std::move(object), true, parts) : make(std::move(object), base, request, parts);
+  return living ? attach(std::move(object), true, parts) : make(std::move(object), request, parts);
 }
 
 // Without the objects' lock: somebody holds the object, and still does when this process holds it, too. Somebody who
 // makes or removes it locks it alone; the shared lock fails then. A holder that dies in between has died after the
 // opening.
-bool attach_held(bool writable, Object::Parts& parts) noexcept {
-  Descriptor object = open_object(parts.name, writable);
-  if (!object || !is_locked_elsewhere(object.get()) || !lock_shared(object.get())) return false;
-  return map_whole(std::move(object), writable, parts) == error_none;
+bool attach_held(const Descriptor& object, bool writable, Object::Parts& parts) noexcept {
+  if (!is_locked_elsewhere(object.get()) || !lock_shared(object.get())) return false;
+  Descriptor same(::fcntl(object.get(), F_DUPFD_CLOEXEC, 0));
+  return same && map_whole(std::move(same), writable, parts) == error_none;
 }
 
-Error attach_living(const std::string& lock_path, bool writable, Object::Parts& parts) {
-  if (attach_held(writable, parts)) return error_none;
-  const ObjectsLock lock(lock_path);
+Error attach_living(bool writable, Object::Parts& parts) {
+  Descriptor object = open_writable(parts.path);
+  if (!object) return fail_errno();
+  if (attach_held(object, writable, parts)) return error_none;
+  object.close();
+  const ObjectsLock lock(parts.folder);
   if (!lock) return fail_errno();
-  Descriptor object = open_object(parts.name, writable);
+  object = open_writable(parts.path);
   if (!object) return fail_errno();
   if (!is_locked_elsewhere(object.get())) {
     if (errno != 0) return fail_errno();
-    (void)::shm_unlink(parts.name.c_str());
+    (void)::unlink(parts.path.c_str());
     return fail(error_file_not_found);
   }
   return attach(std::move(object), writable, parts);
 }
 
-Error name_parts(const Root& base, ObjectKind kind, const char* name, Object::Parts& parts) {
+// What the manager has put there for all accounts: a block is read, of anything else it is known that it exists, while
+// its maker lives.
+Error attach_for_all(const Root& base, ObjectKind kind, const std::string& file, bool writable, Object::Parts& parts) {
+  Descriptor object = open_for_all(base, file);
+  if (!object) return errno == EACCES ? fail(error_access_denied) : fail(error_file_not_found);
+  parts.path.clear();  // not this process's to remove
+  if (kind == ObjectKind::block && writable) return fail(error_access_denied);
+  if (kind == ObjectKind::block) return map_whole(std::move(object), false, parts);
+  if (!is_written_elsewhere(object.get())) return fail(error_file_not_found);
+  parts.descriptor = object.release();
+  return error_none;
+}
+
+Error name_file(ObjectKind kind, const char* name, std::string& file) {
   if (name == nullptr) return fail(error_invalid_parameter);
-  const std::string safe = file_name_of(name);
-  if (safe.empty()) return fail(error_invalid_name);
-  parts.name = "/" + base.prefix + static_cast<char>(kind) + "." + safe;
-  parts.lock = base.lock;
+  file = object_file(kind, name);
+  return file.empty() ? fail(error_invalid_name) : error_none;
+}
+
+// In the account's own folder, as far as it has one.
+Error name_parts(const Root& base, ObjectKind kind, const char* name, bool make, Object::Parts& parts) {
+  std::string file;
+  if (const Error error = name_file(kind, name, file)) return error;
+  parts.folder = own_folder(base, make);
+  if (!parts.folder.empty()) parts.path = parts.folder + '/' + file;
   return error_none;
 }
 
@@ -223,14 +228,14 @@ void map_anew(const Object::Parts& parts, int fresh) noexcept {
 // is shared by every process that was forked with it.
 void give_up(Object::Parts& parts) noexcept {
   Descriptor object(std::exchange(parts.descriptor, -1));
-  if (!object) return;
-  const ObjectsLock lock(parts.lock);
-  // Without the lock it stays for the next creator or opener to find. A root that is gone has neither.
-  const Descriptor fresh = lock || lock.root_is_gone() ? open_object(parts.name, true) : Descriptor();
+  if (!object || parts.path.empty()) return;
+  const ObjectsLock lock(parts.folder);
+  // Without the lock it stays for the next creator or opener to find.
+  const Descriptor fresh = lock ? open_writable(parts.path) : Descriptor();
   const bool named = fresh && is_same_object(object.get(), fresh.get());
   if (named && parts.base != nullptr) map_anew(parts, fresh.get());
   object.close();  // before the next one, who may be the last then, gets the lock
-  if (named && lock_alone(fresh.get())) (void)::shm_unlink(parts.name.c_str());
+  if (named && lock_alone(fresh.get())) (void)::unlink(parts.path.c_str());
 }
 
 // What the process holds: the end of the process gives it up, since not every holder is destroyed before.
@@ -264,14 +269,12 @@ class Held {
 
 }  // namespace
 
-Error Object::create(ObjectKind kind, const char* name, std::size_t size, Access access, Fill fill,
-                     const void* argument, bool* existed) {
+Error Object::create(ObjectKind kind, const char* name, std::size_t size, Fill fill, const void* argument,
+                     bool* existed) {
   if (size == 0) return fail(error_invalid_parameter);
-  const auto base = root();
   auto made = std::make_unique<Parts>();
-  if (const Error error = name_parts(*base, kind, name, *made)) return error;
-  const Request request{size, mode_of(access), fill, argument};
-  if (const Error error = make_or_attach(*base, request, existed, *made)) return error;
+  if (const Error error = name_parts(*root(), kind, name, true, *made)) return error;
+  if (const Error error = make_or_attach({size, fill, argument}, existed, *made)) return error;
   close();
   parts_ = std::move(made);
   Held::add(*parts_);
@@ -281,8 +284,12 @@ Error Object::create(ObjectKind kind, const char* name, std::size_t size, Access
 Error Object::open(ObjectKind kind, const char* name, bool writable) {
   const auto base = root();
   auto opened = std::make_unique<Parts>();
-  if (const Error error = name_parts(*base, kind, name, *opened)) return error;
-  if (const Error error = attach_living(base->lock, writable, *opened)) return error;
+  std::string file;
+  if (const Error error = name_file(kind, name, file)) return error;
+  if (const Error error = name_parts(*base, kind, name, false, *opened)) return error;
+  Error error = opened->path.empty() ? error_file_not_found : attach_living(writable, *opened);
+  if (error == error_file_not_found) error = attach_for_all(*base, kind, file, writable, *opened);
+  if (error != error_none) return error;
   close();
   parts_ = std::move(opened);
   Held::add(*parts_);
@@ -292,23 +299,63 @@ Error Object::open(ObjectKind kind, const char* name, bool writable) {
 void Object::close() noexcept {
   if (parts_ == nullptr) return;
   Held::remove(*parts_);
-  (void)::munmap(std::exchange(parts_->base, nullptr), parts_->size);
+  if (parts_->base != nullptr) (void)::munmap(std::exchange(parts_->base, nullptr), parts_->size);
   give_up(*parts_);
   parts_.reset();
 }
 
 Error Object::take_name(ObjectKind kind, const char* name) {
-  const auto base = root();
   Parts parts;
-  if (const Error error = name_parts(*base, kind, name, parts)) return error;
-  const ObjectsLock lock(base->lock);
-  return lock && ::shm_unlink(parts.name.c_str()) == 0 ? error_none : fail_errno();
+  if (const Error error = name_parts(*root(), kind, name, false, parts)) return error;
+  if (parts.path.empty()) return fail(error_file_not_found);
+  const ObjectsLock lock(parts.folder);
+  return lock && ::unlink(parts.path.c_str()) == 0 ? error_none : fail_errno();
+}
+
+namespace {
+
+// The account that a process runs under.
+bool find_account(std::uint32_t process, uid_t& account) {
+  struct stat status {};
+  if (::stat(("/proc/" + std::to_string(process)).c_str(), &status) != 0) return false;
+  account = status.st_uid;
+  return true;
+}
+
+bool is_plain_object(int fd, uid_t account, std::size_t size) noexcept {
+  struct stat status {};
+  return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == account && status.st_nlink == 1 &&
+         (status.st_mode & 077) == 0 && status.st_size == static_cast<off_t>(size);
+}
+
+}  // namespace
+
+Error Object::open_of(std::uint32_t process, ObjectKind kind, const char* name, std::size_t size, int& file) {
+  std::string base;
+  uid_t account = 0;
+  if (const Error error = name_file(kind, name, base)) return error;
+  if (!find_account(process, account)) return fail(error_file_not_found);
+  if (account != ::geteuid() && ::geteuid() != 0) return fail(error_access_denied);
+  const std::string folder = folder_of_account(*root(), account);
+  if (folder.empty()) return fail(error_file_not_found);
+  Descriptor object(::open((folder + '/' + base).c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!object) return fail_errno();
+  if (!is_plain_object(object.get(), account, size)) return fail(error_access_denied);
+  if (!is_locked_elsewhere(object.get())) return fail(error_file_not_found);
+  file = object.release();
+  return error_none;
+}
+
+std::string object_file(ObjectKind kind, const char* name) {
+  const std::string safe = file_name_of(name);
+  return safe.empty() ? safe : std::string{static_cast<char>(kind), '.'} + safe;
 }
 
 void sweep_objects() {
-  const auto base = root();
-  const ObjectsLock lock(base->lock);
-  if (lock) sweep_locked(base->prefix);
+  const std::string folder = own_folder(*root(), false);
+  if (folder.empty()) return;
+  const ObjectsLock lock(folder);
+  if (lock) sweep_locked(folder);
 }
 
 }  // namespace ox::platform

@@ -9,6 +9,7 @@
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
 #include "platform/linux/own_descriptor.h"
+#include "platform/linux/root.h"
 #include "platform/linux/socket_path.h"
 
 namespace ox::platform {
@@ -16,6 +17,13 @@ namespace {
 
 // How long a connection waits for room in the server's queue before the pipe counts as busy.
 constexpr timeval queue_patience{1, 0};
+
+// Who listens is the account of the installation: what another one has put there is told nothing.
+bool is_of_installation(int fd) noexcept {
+  ucred server{};
+  socklen_t size = sizeof server;
+  return ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &server, &size) == 0 && is_trusted(*root(), server.uid);
+}
 
 void set_send_limit(int fd, const timeval& limit) noexcept {
   (void)::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
@@ -34,6 +42,7 @@ Error Pipe::open(const char* name) {
   if (retry([&] { return ::connect(socket.get(), address.get(), address.size()); }) != 0) {
     return errno == EAGAIN ? fail(error_pipe_busy) : fail_errno();
   }
+  if (!is_of_installation(socket.get())) return fail(error_access_denied);
   set_send_limit(socket.get(), timeval{});
   auto made = std::make_unique<OwnDescriptor>(socket.get());
   (void)socket.release();

@@ -1,7 +1,6 @@
 #include "platform/server/pipe_server.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -20,6 +19,7 @@
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
+#include "platform/linux/own_lock.h"
 #include "platform/linux/peer.h"
 #include "platform/linux/root.h"
 #include "platform/linux/socket_path.h"
@@ -177,9 +177,8 @@ class Server final : public PipeServer {
     if (state_->lock) return fail(error_already_exists);
     const std::string path = socket_path(name, true);
     if (path.empty()) return fail(error_invalid_name);
-    Descriptor lock(::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0664));
-    if (!lock) return fail_errno();
-    if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+    OwnLock lock;
+    if (!lock.take(path + ".lock", root()->owner, OwnLock::Wait::no)) {
       return errno == EWOULDBLOCK ? fail(error_already_exists) : fail_errno();
     }
     allow_many_descriptors();
@@ -207,7 +206,7 @@ class Server final : public PipeServer {
     SpareMemory spare;
     Accepted accepted;
     std::string path;
-    Descriptor lock;  // held while serving: who has it may take over what it finds
+    OwnLock lock;  // held while serving: who has it may take over what it finds
 
     // Asio's own accept would try without a client, too, and take a failure to have a descriptor for it as one.
     static void await_client(const std::shared_ptr<State>& state) {
@@ -264,7 +263,7 @@ class Server final : public PipeServer {
       if (lock) (void)::unlink(path.c_str());
       acceptor.close(ignored);
       pause.cancel(ignored);
-      lock.close();
+      lock.give_up();
     }
   };
 

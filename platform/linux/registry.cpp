@@ -1,7 +1,6 @@
 #include "platform/registry.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 #include "platform/fork.h"
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
+#include "platform/linux/own_lock.h"
 #include "platform/linux/registry_text.h"
 #include "platform/linux/root.h"
 #include "platform/system_log.h"
@@ -89,7 +89,7 @@ Error read_bytes(int fd, std::size_t size, std::string& bytes) {
 
 // The file as it is now; an absent one is empty.
 Error load(const std::string& path, Snapshot& snapshot) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const Descriptor file = open_trusted(*root(), path.c_str());
   if (!file && errno != ENOENT) return fail_errno();
   snapshot.identity.path = path;
   if (!file) return error_none;
@@ -109,7 +109,7 @@ Error load(const std::string& path, Snapshot& snapshot) {
 std::shared_ptr<const Snapshot> current() {
   const std::string path = root()->path + "/registry.reg";
   struct stat status {};
-  const bool present = ::stat(path.c_str(), &status) == 0;
+  const bool present = ::lstat(path.c_str(), &status) == 0;
   if (present) {
     const std::lock_guard lock(reads);
     if (cached != nullptr && (*cached)->settled && (*cached)->identity == identity_of(path, status)) return *cached;
@@ -144,18 +144,16 @@ Error write_all(int fd, std::string_view bytes) noexcept {
 
 // Expects the writers' lock. The new file takes over owner and mode of the old one.
 Error replace(const std::string& path, const std::string& bytes) {
-  constexpr mode_t usual_mode = 0664;
+  constexpr mode_t usual_mode = 0644;
   const std::string fresh = path + ".new";
   (void)::unlink(fresh.c_str());  // of a writer that died
   const Descriptor file(::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, usual_mode));
   if (!file) return fail_errno();
   struct stat status {};
-  if (::stat(path.c_str(), &status) == 0) {
-    (void)!::fchown(file.get(), status.st_uid, status.st_gid);
-    (void)::fchmod(file.get(), status.st_mode & 07777);
-  } else {
-    share_with_group(file.get(), *root(), usual_mode);
-  }
+  const bool exists = ::lstat(path.c_str(), &status) == 0;
+  const uid_t owner = exists ? status.st_uid : root()->owner;
+  (void)!::fchown(file.get(), owner, exists ? status.st_gid : static_cast<gid_t>(-1));  // as far as the process may
+  (void)::fchmod(file.get(), exists ? status.st_mode & 07777 : usual_mode);
   Error error = write_all(file.get(), bytes);
   if (error == error_none && ::rename(fresh.c_str(), path.c_str()) != 0) error = fail_errno();
   if (error != error_none) (void)::unlink(fresh.c_str());
@@ -165,15 +163,14 @@ Error replace(const std::string& path, const std::string& bytes) {
 Error write_value(const char* key, const char* name, const RegistryValue& value) {
   const auto base = root();
   const std::string path = base->path + "/registry.reg";
-  const Descriptor guard(open_lock_file((base->path + "/registry.lock").c_str()));
-  if (!guard || retry([&] { return ::flock(guard.get(), LOCK_EX); }) != 0) return fail_errno();
+  OwnLock turn;
+  if (!turn.take(base->path + "/registry.lock", base->owner, OwnLock::Wait::yes)) return fail_errno();
   Snapshot snapshot;
   Error error = load(path, snapshot);
   if (error == error_none) {
     snapshot.text.set(full_key(key), name, value);
     error = replace(path, snapshot.text.bytes());
   }
-  (void)::flock(guard.get(), LOCK_UN);  // even while a child forked meanwhile still has the descriptor
   return error;
 }
 

@@ -1,13 +1,15 @@
-// A registry number that is written often has a small file of its own under the root while it is open: the registry is
-// one file, and every write of it is a new one. The number goes back into the registry when its owner is done; the file
-// of an owner that died is taken up by the next, unless the registry has been edited meanwhile.
+// A number that is written often has a small file of its own, in its account's own folder: the registry is one file,
+// every write of it is a new one, and only the installation's account may make one. What the registry says counts until
+// the first write, and again when it has been edited since.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <optional>
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
+#include "platform/linux/places.h"
 #include "platform/linux/root.h"
 #include "platform/registry.h"
 
@@ -28,58 +30,46 @@ std::string lower_case(std::string text) {
   return text;
 }
 
+bool is_own(int fd) noexcept {
+  struct stat status {};
+  return ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == ::geteuid();
+}
+
 }  // namespace
 
 struct RegistryNumber::State {
   std::string key;
   std::string name;
-  std::string path;
   Descriptor file;  // none: straight to the registry
   std::optional<std::uint32_t> base;
   std::optional<std::uint32_t> number;
-  bool written = false;
 
   // Key and value names do not differ by case.
   void open_file() {
     const std::string file_name = file_name_of(lower_case(key + '\\' + name));
-    if (file_name.empty()) return;
-    path = root_directory("numbers", true) + '/' + file_name;
-    constexpr mode_t mode = 0660;
-    file = Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, mode));
-    if (!file) return;
-    share_with_group(file.get(), *root(), mode);
+    const std::string folder = own_lasting_folder(*root());
+    if (file_name.empty() || folder.empty()) return;
+    file = Descriptor(::open((folder + '/' + file_name).c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (file && !is_own(file.get())) file.close();
     Record record{};
-    if (retry([&] { return ::pread(file.get(), &record, sizeof record, 0); }) != sizeof record) return;
+    if (!file || retry([&] { return ::pread(file.get(), &record, sizeof record, 0); }) != sizeof record) return;
     const auto then = record.has_base != 0 ? std::optional(record.base) : std::nullopt;
-    if (then == base) {
-      number = record.number;
-      written = true;
-    }
-  }
-
-  void put_back() {
-    if (written && registry_write(key.c_str(), name.c_str(), *number) != error_none) return;
-    (void)::unlink(path.c_str());
+    if (then == base) number = record.number;
   }
 };
 
 RegistryNumber::RegistryNumber() = default;
+RegistryNumber::~RegistryNumber() = default;
 
-RegistryNumber::~RegistryNumber() {
-  if (state_ == nullptr || !state_->file) return;
-  try {
-    state_->put_back();
-  } catch (...) {  // without memory: the file stays for the next owner
-  }
-}
+Error RegistryNumber::provide(const char*, const char*, std::uint32_t) { return error_none; }
 
 Error RegistryNumber::open(const char* key, const char* name) {
-  if (!registry_has_key(key)) return fail(error_file_not_found);
   auto state = std::make_unique<State>();
   state->key = key;
   state->name = name;
   if (std::uint32_t number = 0; registry_read(key, name, number) == error_none) state->base = state->number = number;
   state->open_file();
+  if (!state->file && !registry_has_key(key)) return fail(error_file_not_found);
   state_ = std::move(state);
   return error_none;
 }
@@ -98,7 +88,6 @@ Error RegistryNumber::write(std::uint32_t number) {
   const auto put = retry([&] { return ::pwrite(state_->file.get(), &record, sizeof record, 0); });
   if (put != sizeof record) return put < 0 ? fail_errno() : fail(error_disk_full);
   state_->number = number;
-  state_->written = true;
   return error_none;
 }
 

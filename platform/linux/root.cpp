@@ -15,7 +15,7 @@
 namespace ox::platform {
 namespace {
 
-constexpr mode_t root_mode = 0770;
+constexpr mode_t root_mode = 0755;  // the owner alone writes: who can add to a folder can put another in its place
 
 std::string environment_text(const char* name) {
   const char* text = std::getenv(name);
@@ -33,7 +33,7 @@ void make_root(const std::string& path) {
   for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1)) {
     ::mkdir(path.substr(0, at).c_str(), 0755);
   }
-  // Whatever the umask: the group works in it too.
+  // Whatever the umask: other accounts find there what is theirs to read.
   if (::mkdir(path.c_str(), root_mode) == 0) (void)::chmod(path.c_str(), root_mode);
 }
 
@@ -62,14 +62,16 @@ constinit std::shared_ptr<const Root>* known = nullptr;
 std::shared_ptr<const Root> root() {
   std::string path = root_path();
   struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) make_root(path);
+  if (::stat(path.c_str(), &status) != 0) {
+    make_root(path);
+    if (::stat(path.c_str(), &status) != 0) status.st_uid = ::geteuid();  // of none: the calls that need it fail
+  }
   const std::lock_guard lock(guard);
   if (known == nullptr) known = new std::shared_ptr<const Root>();  // for good: objects are closed during exit, too
-  if (*known == nullptr || (*known)->path != path) {
-    char prefix[32];
-    (void)std::snprintf(prefix, sizeof prefix, "ox.%016llx.",
-                        static_cast<unsigned long long>(hash_of(real_path(path))));
-    *known = std::make_shared<const Root>(Root{path, prefix, path + "/objects.lock"});
+  if (*known == nullptr || (*known)->path != path || (*known)->owner != status.st_uid) {
+    char name[32];
+    (void)std::snprintf(name, sizeof name, "ox.%016llx", static_cast<unsigned long long>(hash_of(real_path(path))));
+    *known = std::make_shared<const Root>(Root{path, name, status.st_uid});
   }
   return *known;
 }
@@ -97,29 +99,20 @@ std::string file_name_of(std::string_view name) {
 std::string root_directory(const char* name, bool make) {
   const auto base = root();
   std::string path = base->path + "/" + name;
-  if (make && ::mkdir(path.c_str(), root_mode) == 0) {
-    const Descriptor made(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (made) share_with_group(made.get(), *base, root_mode);
-  }
+  if (make && ::mkdir(path.c_str(), root_mode) == 0) (void)::chmod(path.c_str(), root_mode);
   return path;
 }
 
-Descriptor open_lock_file(const char* path) noexcept {
-  constexpr mode_t mode = 0664;
-  Descriptor file(::open(path, O_RDONLY | O_CLOEXEC));
-  if (file || errno != ENOENT) return file;
-  file = Descriptor(::open(path, O_RDONLY | O_CREAT | O_CLOEXEC, mode));
-  if (file) (void)::fchmod(file.get(), mode);
-  return file;
-}
+bool is_trusted(const Root& root, uid_t account) noexcept { return account == root.owner || account == 0; }
 
-void share_with_group(int fd, const Root& root, mode_t mode) noexcept {
+Descriptor open_trusted(const Root& root, const char* path) noexcept {
+  Descriptor file(::open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
-  if (::stat(root.path.c_str(), &status) == 0 && status.st_gid != getegid()) {
-    // Not permitted to a process outside that group; the object then serves its own group.
-    (void)!::fchown(fd, static_cast<uid_t>(-1), status.st_gid);
-  }
-  (void)::fchmod(fd, mode);
+  if (!file || ::fstat(file.get(), &status) != 0) return {};
+  if (is_trusted(root, status.st_uid)) return file;
+  file.close();
+  errno = EACCES;
+  return file;
 }
 
 }  // namespace ox::platform

@@ -12,9 +12,9 @@
 namespace ox::platform {
 
 struct Root {
-  std::string path;    // as the environment gives it
-  std::string prefix;  // what the names of its shared objects begin with; the same for every spelling of the path
-  std::string lock;    // the file that guards them
+  std::string path;  // as the environment gives it
+  std::string name;  // what stands for it elsewhere; the same for every spelling of the path
+  uid_t owner = 0;   // the account of the installation, which the manager runs under
 };
 
 // The root of now. It is made when it is missing; where that fails, the calls that need it do.
@@ -24,14 +24,15 @@ struct Root {
 // is empty or too long for a file name.
 [[nodiscard]] std::string file_name_of(std::string_view name);
 
-// A directory under the root, made when it is missing and `make` asks for it; its path.
+// A directory under the root, made when it is missing and `make` asks for it, for its owner alone to write; its path.
 [[nodiscard]] std::string root_directory(const char* name, bool make);
 
-// Opens a lock file, making it when it is missing; every account that may read it may lock it. Fails with errno.
-[[nodiscard]] Descriptor open_lock_file(const char* path) noexcept;
+// Whether files and sockets of that account are believed: the root's owner's, and those of the system's root, whom
+// nothing keeps out anyhow.
+[[nodiscard]] bool is_trusted(const Root& root, uid_t account) noexcept;
 
-// Gives an object that was just made to the group of the root, as far as the process may, and sets its mode whatever
-// the umask.
-void share_with_group(int fd, const Root& root, mode_t mode) noexcept;
+// Opens a file of the root for reading, and follows no link to it. Fails with errno: EACCES for one of an account that
+// is not trusted.
+[[nodiscard]] Descriptor open_trusted(const Root& root, const char* path) noexcept;
 
 }  // namespace ox::platform

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include "platform/linux/fail.h"
 #include "platform/linux/file_lock.h"
 #include "platform/linux/object.h"
+#include "platform/linux/own_lock.h"
 #include "platform/linux/root.h"
 #include "platform/started_program.h"
 
@@ -51,19 +53,36 @@ ServiceMark::ServiceMark(ServiceMark&&) noexcept = default;
 ServiceMark& ServiceMark::operator=(ServiceMark&&) noexcept = default;
 ServiceMark::~ServiceMark() = default;
 
+namespace {
+
+// Who may only read a file may lock it for reading, which is not asked about here, and so keep its owner from locking
+// it for writing: each daemon locks a file of its own before others can open it.
+Error put_mark(const std::string& path, Descriptor& mark) {
+  constexpr mode_t read_by_all = 0644;
+  const std::string fresh = path + ".new";
+  (void)::unlink(fresh.c_str());  // of a daemon that died
+  Descriptor file(::open(fresh.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  if (!file || !lock_file(file.get(), F_WRLCK)) return fail_errno();
+  const std::string id = std::to_string(process_id()) + "\n";  // for the administrator
+  (void)!::pwrite(file.get(), id.data(), id.size(), 0);
+  if (::fchmod(file.get(), read_by_all) != 0 || ::rename(fresh.c_str(), path.c_str()) != 0) return fail_errno();
+  mark = std::move(file);
+  return error_none;
+}
+
+}  // namespace
+
 Error ServiceMark::hold(const char* name) {
   const std::string path = lock_path(name, true);
   if (path.empty()) return fail(error_invalid_name);
+  OwnLock turn;
+  const auto base = root();
+  if (!turn.take(base->path + "/service/turn", base->owner, OwnLock::Wait::yes)) return fail_errno();
+  bool running = false;
+  if (const Error error = service_running(name, running)) return error;
+  if (running) return fail(error_already_exists);
   auto impl = std::make_unique<Impl>();
-  impl->file = Descriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0664));
-  if (!impl->file) return fail_errno();
-  if (!lock_file(impl->file.get(), F_WRLCK)) {
-    return errno == EAGAIN || errno == EACCES ? fail(error_already_exists) : fail_errno();
-  }
-  share_with_group(impl->file.get(), *root(), 0664);
-  const std::string id = std::to_string(process_id()) + "\n";  // for the administrator
-  (void)!::ftruncate(impl->file.get(), 0);
-  (void)!::pwrite(impl->file.get(), id.data(), id.size(), 0);
+  if (const Error error = put_mark(path, impl->file)) return error;
   impl_ = std::move(impl);
   sweep_objects();  // a daemon's start is the time to tidy up after the dead
   return error_none;
@@ -72,18 +91,18 @@ Error ServiceMark::hold(const char* name) {
 Error service_running(const char* name, bool& running) {
   const std::string path = lock_path(name, false);
   if (path.empty()) return fail(error_invalid_name);
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const Descriptor file = open_trusted(*root(), path.c_str());
   if (!file && errno != ENOENT && errno != ENOTDIR) return fail_errno();
-  const bool locked = file && is_locked_elsewhere(file.get());
+  const bool locked = file && is_written_elsewhere(file.get());
   if (file && !locked && errno != 0) return fail_errno();
   running = locked;
   return error_none;
 }
 
 std::uint32_t service_process(const char* name) {
-  const Descriptor file(::open(lock_path(name, false).c_str(), O_RDONLY | O_CLOEXEC));
+  const Descriptor file = open_trusted(*root(), lock_path(name, false).c_str());
   char id[16] = {};
-  const bool held = file && is_locked_elsewhere(file.get());
+  const bool held = file && is_written_elsewhere(file.get());
   if (!held || ::pread(file.get(), id, sizeof id - 1, 0) <= 0) return 0;
   return static_cast<std::uint32_t>(std::strtoul(id, nullptr, 10));
 }
@@ -99,7 +118,7 @@ Error KnownService::open(const char* name) {
   const std::string path = lock_path(name, false);
   if (path.empty()) return fail(error_invalid_name);
   auto impl = std::make_unique<Impl>();
-  impl->file = Descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  impl->file = open_trusted(*root(), path.c_str());
   if (!impl->file) return errno == ENOENT || errno == ENOTDIR ? fail(error_no_such_service) : fail_errno();
   impl_ = std::move(impl);
   return error_none;

@@ -30,11 +30,15 @@ SharedBlock::~SharedBlock() {
 }
 
 SharedBlock::SharedBlock(SharedBlock&& other) noexcept
-    : base_(std::exchange(other.base_, nullptr)), size_(std::exchange(other.size_, 0)), impl_(std::move(other.impl_)) {}
+    : base_(std::exchange(other.base_, nullptr)),
+      size_(std::exchange(other.size_, 0)),
+      writable_(std::exchange(other.writable_, false)),
+      impl_(std::move(other.impl_)) {}
 
 SharedBlock& SharedBlock::operator=(SharedBlock&& other) noexcept {
   std::swap(base_, other.base_);
   std::swap(size_, other.size_);
+  std::swap(writable_, other.writable_);
   std::swap(impl_, other.impl_);
   return *this;
 }
@@ -65,6 +69,7 @@ Error SharedBlock::create_unnamed(std::size_t size) {
   if (const int error = ::posix_fallocate(file.get(), 0, static_cast<off_t>(size))) return fail_errno(error);
   if (const Error error = map_unnamed(file, size, Mode::write, made.base_)) return error;
   made.size_ = size;
+  made.writable_ = true;
   made.impl_->unnamed = std::move(file);
   *this = std::move(made);
   return error_none;
@@ -78,6 +83,7 @@ Error SharedBlock::open_again(const SharedBlock& held, Mode mode) {
   if (!file) return fail_errno();
   if (const Error error = map_unnamed(file, held.size_, mode, opened.base_)) return error;
   opened.size_ = held.size_;
+  opened.writable_ = mode != Mode::read;
   opened.impl_->unnamed = std::move(file);
   *this = std::move(opened);
   return error_none;
@@ -85,24 +91,33 @@ Error SharedBlock::open_again(const SharedBlock& held, Mode mode) {
 
 Error SharedBlock::take_name(const char* name) { return Object::take_name(ObjectKind::block, name); }
 
-Error SharedBlock::create(const char* name, std::size_t size, Access access) {
+Error SharedBlock::create(const char* name, std::size_t size, Access /*access*/) {
   if (name == nullptr) return create_unnamed(size);
   SharedBlock made;
   made.impl_ = std::make_unique<Impl>();
   Object& object = made.impl_->object;
-  if (const Error error = object.create(ObjectKind::block, name, size, access, nullptr, nullptr, nullptr)) return error;
+  if (const Error error = object.create(ObjectKind::block, name, size, nullptr, nullptr, nullptr)) return error;
   made.base_ = object.base();
   made.size_ = object.size();
+  made.writable_ = true;
   *this = std::move(made);
   return error_none;
 }
 
+// A block of the whole machine is written by its maker alone, whatever the account of the others.
 Error SharedBlock::open(const char* name, Mode mode) {
+  if (name == nullptr) return fail(error_invalid_parameter);
+  const bool is_machine_wide = std::string_view(name).starts_with("Global\\");
   SharedBlock opened;
   opened.impl_ = std::make_unique<Impl>();
   Object& object = opened.impl_->object;
-  Error error = object.open(ObjectKind::block, name, mode != Mode::read);
-  if (error == error_access_denied && mode == Mode::write_or_read) error = object.open(ObjectKind::block, name, false);
+  opened.writable_ = mode != Mode::read && !is_machine_wide;
+  Error error = object.open(ObjectKind::block, name, opened.writable_);
+  if (error == error_access_denied && mode == Mode::write_or_read && opened.writable_) {
+    opened.writable_ = false;
+    error = object.open(ObjectKind::block, name, false);
+  }
+  if (error == error_none && mode == Mode::write && is_machine_wide) error = fail(error_access_denied);
   if (error != error_none) return error;
   opened.base_ = object.base();
   opened.size_ = object.size();
@@ -131,7 +146,7 @@ Error read_whole(const char* path, std::vector<char>& bytes) {
 
 }  // namespace
 
-Error SharedBlock::create_from_file(const char* name, const char* path, Access access) {
+Error SharedBlock::create_from_file(const char* name, const char* path, Access /*access*/) {
   if (name == nullptr || path == nullptr) return fail(error_invalid_parameter);
   std::vector<char> bytes;
   if (const Error error = read_whole(path, bytes)) return error;
@@ -142,7 +157,7 @@ Error SharedBlock::create_from_file(const char* name, const char* path, Access a
   SharedBlock made;
   made.impl_ = std::make_unique<Impl>();
   Object& object = made.impl_->object;
-  if (const Error error = object.create(ObjectKind::block, name, bytes.size(), access, fill, &bytes, nullptr)) {
+  if (const Error error = object.create(ObjectKind::block, name, bytes.size(), fill, &bytes, nullptr)) {
     return error;
   }
   (void)::mprotect(object.base(), object.size(), PROT_READ);
@@ -150,6 +165,24 @@ Error SharedBlock::create_from_file(const char* name, const char* path, Access a
   made.size_ = object.size();
   *this = std::move(made);
   return error_none;
+}
+
+// Nothing of another account's is believed but what the descriptor shows: its folder and file may change at any time.
+Error SharedBlock::read_of(std::uint32_t process, const char* name, std::size_t size, std::span<std::byte> bytes) {
+  int file = -1;
+  if (const Error error = Object::open_of(process, ObjectKind::block, name, size, file)) return error;
+  const Descriptor object(file);
+  const ssize_t got = retry([&] { return ::pread(object.get(), bytes.data(), bytes.size(), 0); });
+  return got == static_cast<ssize_t>(bytes.size()) ? error_none : fail(error_file_invalid);
+}
+
+Error SharedBlock::write_of(std::uint32_t process, const char* name, std::size_t size,
+                            std::span<const std::byte> bytes) {
+  int file = -1;
+  if (const Error error = Object::open_of(process, ObjectKind::block, name, size, file)) return error;
+  const Descriptor object(file);
+  const ssize_t put = retry([&] { return ::pwrite(object.get(), bytes.data(), bytes.size(), 0); });
+  return put == static_cast<ssize_t>(bytes.size()) ? error_none : fail_errno();
 }
 
 namespace {

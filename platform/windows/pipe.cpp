@@ -7,6 +7,7 @@
 #include "platform/windows/fail.h"
 #include "platform/windows/pipe_end.h"
 #include "platform/windows/private_system.h"
+#include "platform/windows/security.h"
 
 namespace ox::platform {
 namespace {
@@ -14,9 +15,11 @@ namespace {
 // How long a connection waits for a free instance before the pipe counts as busy.
 constexpr DWORD instance_patience_ms = 1000;
 
+// The server gets to know who the client is; it cannot act in the client's name.
 Handle open_end(const char* name) noexcept {
   return Handle(::CreateFileA(name, GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                              OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr));
+                              OPEN_EXISTING, FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION,
+                              nullptr));
 }
 
 // Starts an operation and waits for its end. Every version wants the structure there until then.
@@ -53,6 +56,7 @@ Error Pipe::open(const char* name) {
     end->pipe = open_end(path.c_str());
   }
   if (!end->pipe) return fail_last();
+  if (!is_of_installation(end->pipe.get())) return fail(error_access_denied);
   end->has_read = Handle(::CreateEventA(nullptr, TRUE, FALSE, nullptr));
   end->has_written = Handle(::CreateEventA(nullptr, TRUE, FALSE, nullptr));
   end->stirred = Handle(::CreateEventA(nullptr, FALSE, FALSE, nullptr));

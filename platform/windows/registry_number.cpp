@@ -12,6 +12,10 @@ struct RegistryNumber::State {
 RegistryNumber::RegistryNumber() = default;
 RegistryNumber::~RegistryNumber() = default;
 
+Error RegistryNumber::provide(const char* key, const char* name, std::uint32_t first) {
+  return registry_has_key(key) ? error_none : registry_write(key, name, first);
+}
+
 Error RegistryNumber::open(const char* key, const char* name) {
   if (!registry_has_key(key)) return fail(error_file_not_found);
   state_ = std::make_unique<State>(State{key, name});

@@ -1,11 +1,13 @@
 #include "platform/windows/security.h"
 
 #include <initializer_list>
+#include <new>
 #include <string>
 
 #include "platform/registry.h"
 #include "platform/windows/fail.h"
 #include "platform/windows/handle.h"
+#include "platform/windows/private_system.h"
 
 namespace ox::platform {
 namespace {
@@ -105,6 +107,64 @@ Error account_sid(const char* account, std::vector<std::byte>& sid) {
   }
   sid = std::move(found);
   return error_none;
+}
+
+namespace {
+
+Error owner_of(HANDLE object, std::vector<std::byte>& descriptor, PSID& owner) {
+  DWORD size = 0;
+  BOOL by_default = FALSE;
+  (void)::GetKernelObjectSecurity(object, OWNER_SECURITY_INFORMATION, nullptr, 0, &size);
+  descriptor.resize(size);
+  const bool told =
+      ::GetKernelObjectSecurity(object, OWNER_SECURITY_INFORMATION, descriptor.data(), size, &size) != FALSE &&
+      ::GetSecurityDescriptorOwner(descriptor.data(), &owner, &by_default) != FALSE && owner != nullptr;
+  return told ? error_none : fail_last();
+}
+
+// In the registry of the service manager itself, which only administrators write.
+Error service_account(Sid& sid) {
+  char account[512];
+  DWORD size = sizeof account;
+  HKEY key = nullptr;
+  LSTATUS result =
+      ::RegOpenKeyExA(HKEY_LOCAL_MACHINE, "SYSTEM\\CurrentControlSet\\Services\\Oxbase", 0, KEY_READ, &key);
+  if (result != ERROR_SUCCESS) return fail(static_cast<Error>(result));
+  DWORD kind = REG_NONE;
+  result = ::RegQueryValueExA(key, "ObjectName", nullptr, &kind, reinterpret_cast<BYTE*>(account), &size);
+  (void)::RegCloseKey(key);
+  if (result != ERROR_SUCCESS || kind != REG_SZ || size == 0) return fail(error_file_not_found);
+  account[size - 1] = '\0';
+  const std::string name = account;  // of this machine where it begins with a point
+  return account_sid(name.starts_with(".\\") ? name.c_str() + 2 : name.c_str(), sid);
+}
+
+std::vector<Sid> trusted_owners() {
+  std::vector<Sid> trusted(3);
+  if (well_known(SECURITY_NT_AUTHORITY, {SECURITY_LOCAL_SYSTEM_RID}, trusted[0]) != error_none) trusted[0].clear();
+  if (well_known(SECURITY_NT_AUTHORITY, {SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS}, trusted[1]) !=
+      error_none) {
+    trusted[1].clear();
+  }
+  if ((private_system().empty() ? service_account(trusted[2]) : process_user(trusted[2])) != error_none) {
+    trusted[2].clear();
+  }
+  return trusted;
+}
+
+}  // namespace
+
+bool is_of_installation(HANDLE object) noexcept {
+  try {
+    std::vector<std::byte> descriptor;
+    PSID owner = nullptr;
+    if (owner_of(object, descriptor, owner) != error_none) return false;
+    for (const Sid& sid : trusted_owners()) {
+      if (!sid.empty() && ::EqualSid(owner, sid_of(sid)) != FALSE) return true;
+    }
+  } catch (const std::bad_alloc&) {  // then nobody is believed
+  }
+  return false;
 }
 
 Error SecurityAttributes::build(Access access, Shared kind) {

@@ -31,6 +31,10 @@ class SecurityAttributes {
   SECURITY_ATTRIBUTES attributes_{};
 };
 
+// Whether an object belongs to who may serve this system: the system account, the administrators, or the account that
+// the service manager starts the service under; in a private system, the process's own account.
+[[nodiscard]] bool is_of_installation(HANDLE object) noexcept;
+
 // The security identifier of an account of this machine or its domain; error 1332 for an unknown name.
 [[nodiscard]] Error account_sid(const char* account, std::vector<std::byte>& sid);
 

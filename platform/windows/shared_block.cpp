@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <cstring>
 #include <utility>
 
 #include "platform/windows/fail.h"
@@ -33,11 +34,15 @@ SharedBlock::~SharedBlock() {
 }
 
 SharedBlock::SharedBlock(SharedBlock&& other) noexcept
-    : base_(std::exchange(other.base_, nullptr)), size_(std::exchange(other.size_, 0)), impl_(std::move(other.impl_)) {}
+    : base_(std::exchange(other.base_, nullptr)),
+      size_(std::exchange(other.size_, 0)),
+      writable_(std::exchange(other.writable_, false)),
+      impl_(std::move(other.impl_)) {}
 
 SharedBlock& SharedBlock::operator=(SharedBlock&& other) noexcept {
   std::swap(base_, other.base_);
   std::swap(size_, other.size_);
+  std::swap(writable_, other.writable_);
   std::swap(impl_, other.impl_);
   return *this;
 }
@@ -56,6 +61,7 @@ Error SharedBlock::create_unnamed(std::size_t size) {
   made.base_ = ::MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, 0);
   if (made.base_ == nullptr) return fail_last();
   made.size_ = size;
+  made.writable_ = true;
   made.impl_->unnamed = true;
   *this = std::move(made);
   return error_none;
@@ -74,6 +80,7 @@ Error SharedBlock::open_again(const SharedBlock& held, Mode mode) {
   opened.base_ = ::MapViewOfFile(mapping, mode == Mode::read ? FILE_MAP_READ : FILE_MAP_WRITE, 0, 0, 0);
   if (opened.base_ == nullptr) return fail_last();
   opened.size_ = held.size_;
+  opened.writable_ = mode != Mode::read;
   opened.impl_->unnamed = true;
   *this = std::move(opened);
   return error_none;
@@ -103,6 +110,7 @@ Error SharedBlock::create(const char* name, std::size_t size, Access access) {
   made.base_ = ::MapViewOfFile(mapping.get(), FILE_MAP_WRITE, 0, 0, 0);  // zero-filled by the system
   if (made.base_ == nullptr) return fail_last();
   made.size_ = size;
+  made.writable_ = true;
   *this = std::move(made);
   return error_none;
 }
@@ -123,7 +131,25 @@ Error SharedBlock::open(const char* name, Mode mode) {
   opened.base_ = ::MapViewOfFile(mapping.get(), access, 0, 0, 0);
   if (opened.base_ == nullptr) return fail_last();
   opened.size_ = view_size(opened.base_);
+  opened.writable_ = access == FILE_MAP_WRITE;
   *this = std::move(opened);
+  return error_none;
+}
+
+// What a block of another process's is mapped from stays as large as it was made.
+Error SharedBlock::read_of(std::uint32_t, const char* name, std::size_t size, std::span<std::byte> bytes) {
+  SharedBlock block;
+  if (const Error error = block.open(name, Mode::read)) return error;
+  if (block.size() < size || bytes.size() > size) return fail(error_file_invalid);
+  std::memcpy(bytes.data(), block.data(), bytes.size());
+  return error_none;
+}
+
+Error SharedBlock::write_of(std::uint32_t, const char* name, std::size_t size, std::span<const std::byte> bytes) {
+  SharedBlock block;
+  if (const Error error = block.open(name, Mode::write)) return error;
+  if (block.size() < size || bytes.size() > size) return fail(error_file_invalid);
+  std::memcpy(block.data(), bytes.data(), bytes.size());
   return error_none;
 }
 

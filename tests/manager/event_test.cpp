@@ -1,7 +1,6 @@
 #include <asio/post.hpp>
 #include <thread>
 
-#include "platform/registry.h"
 #include "tests/manager/event_fixture.h"
 #include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
@@ -343,9 +342,6 @@ TEST_F(EventRequestTest, PersistentWaitsDeliverUntilTaken) {
   const Reply opened = open_wait("w", 21);
   ASSERT_EQ(0u, opened.error);
   EXPECT_EQ(OX_EEXISTS, open_wait("w", 22, 2).error);
-  std::uint32_t remembered = 0;
-  EXPECT_EQ(0u, platform::registry_read("SOFTWARE\\CORVID\\OXBASE\\evWaitKey\\w", "lastReceiveNumber", remembered));
-  EXPECT_EQ(0xFFFFFFFF, remembered);
   EXPECT_EQ("nothing", fetch());
 
   for (const char* memo : {"one", "two", "three"}) (void)post(memo);

@@ -74,7 +74,9 @@ TEST_F(ToolRoad, WaitsGoOnWhereTheyEnded) {
   EXPECT_NE(std::string::npos, plain.end().find("a2"));
   (void)persistent.end();
   std::uint32_t number = 0;
-  EXPECT_EQ(0u, platform::registry_read("SOFTWARE\\CORVID\\OXBASE\\evWaitKey\\night", "lastReceiveNumber", number));
+  platform::RegistryNumber mark;
+  ASSERT_EQ(0u, mark.open("Software\\CORVID\\OXBASE\\evWaitKey\\night", "lastReceiveNumber"));
+  EXPECT_EQ(0u, mark.read(number));
   EXPECT_GT(number, 1u) << "also the first process of a wait remembers";
   EXPECT_NE(0xFFFFFFFF, number);
   (void)run("oxevent send --memo more");

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "platform/linux/root.h"
+#include "platform/linux/places.h"
 #include "tests/road/daemon.h"
 
 namespace fs = std::filesystem;
@@ -15,7 +15,7 @@ std::vector<std::ptrdiff_t> held_by_this_and(int pid) {
     });
   };
   return {entries("/proc/self/fd", ""), entries("/proc/" + std::to_string(pid) + "/fd", ""),
-          entries("/dev/shm", platform::root()->prefix)};
+          entries(platform::own_folder(*platform::root(), true), "")};
 }
 
 }  // namespace ox::test
