@@ -31,8 +31,8 @@ OX_RESULT read_control(std::uint32_t process_id, oxcDebugControl& words) {
 
 OX_RESULT write_control(std::uint32_t process_id, const oxcDebugControl& words) {
   const std::string name = control_name(process_id);
-  return code_of(platform::SharedBlock::write_of(process_id, name.c_str(), sizeof(Control),
-                                                 std::as_bytes(std::span(&words, 1))));
+  return code_of(
+      platform::SharedBlock::write_of(process_id, name.c_str(), sizeof(Control), std::as_bytes(std::span(&words, 1))));
 }
 
 OX_RESULT list_processes(std::uint32_t* ids, std::uint32_t capacity, std::uint32_t* count) {

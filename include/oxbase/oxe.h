@@ -352,11 +352,11 @@ OX_API OX_RESULT OX_CALL oxeEventIconWaitClose(void* wait);
 
 /*
  * Opens a persistent wait: the manager keeps what the wait of this name has not taken yet, also while no process has it
- * open. Deliveries carry numbers; where the registry key "SOFTWARE\CORVID\OXBASE\evWaitKey\<name>" exists, the last one
- * taken is kept there and is not delivered twice, in a later process either. Of a process's persistent waits one
- * callback runs at a time: while it dispatches, callbacks of other kinds run, and the next delivery comes when it has
- * returned. Returns 0 and the wait; 195 for a null or empty name or a null wait; 418 for a name over 64 characters; 14;
- * 3; 1 for a null callback. On failure *wait is null.
+ * open. Deliveries carry numbers; the last one taken is kept, on Linux by the application's account, on Windows where
+ * the registry key "SOFTWARE\CORVID\OXBASE\evWaitKey\<name>" exists, and is not delivered twice, in a later process
+ * either. Of a process's persistent waits one callback runs at a time: while it dispatches, callbacks of other kinds
+ * run, and the next delivery comes when it has returned. Returns 0 and the wait; 195 for a null or empty name or a null
+ * wait; 418 for a name over 64 characters; 14; 3; 1 for a null callback. On failure *wait is null.
  */
 OX_API OX_RESULT OX_CALL oxeEventWaitOpenEx(const char* name, oxeEventCallback callback, void* argument, void** wait);
 

@@ -35,6 +35,7 @@ void lay_down_installation() {
   if (!fs::exists(traps)) write_file(traps, "Proxy:\t127.0.0.0/8\n");  // all agents of the tests are on this machine
   for (const char* folder : {"public", "conf"}) fs::copy(share / folder, fs::path(work_dir()) / folder, options);
   fs::create_directories(fs::path(work_dir()) / "data");
+  fs::permissions(fs::path(work_dir()) / "data", fs::perms::owner_all);
 }
 
 Installation::Installation(Missing missing) : tree_(missing != Missing::tree) {
