@@ -2,6 +2,7 @@
 
 #include <asio/post.hpp>
 #include <asio/signal_set.hpp>
+#include <asio/steady_timer.hpp>
 #include <csignal>
 #include <new>
 #include <optional>
@@ -19,6 +20,7 @@
 #include "manager/requests/router.h"
 #include "manager/traps/receiver.h"
 #include "manager/tree_wait.h"
+#include "platform/daemon_service.h"
 #include "platform/machine_objects.h"
 #include "platform/named_event.h"
 #include "platform/program.h"
@@ -227,6 +229,26 @@ void run(asio::io_context& loop) {
   }
 }
 
+// The service manager hears that the loop turns; one that hangs is started anew.
+class Alive {
+ public:
+  explicit Alive(asio::io_context& loop) : timer_(loop) {
+    if (interval_.count() != 0) tell();
+  }
+
+ private:
+  void tell() {
+    platform::tell_state(platform::DaemonState::alive);
+    timer_.expires_after(interval_);
+    timer_.async_wait([this](const asio::error_code& error) {
+      if (!error) tell();
+    });
+  }
+
+  std::chrono::milliseconds interval_ = platform::alive_interval();
+  asio::steady_timer timer_;
+};
+
 // What clients of every account attach: the tree, whose directory leads to its blocks, and the error texts.
 platform::Error offer_blocks(platform::MachineObjects& objects) {
   constexpr std::uint32_t most_blocks = 2048;
@@ -259,8 +281,10 @@ int serve(Manager& manager, const Definitions& definitions) {
     if (error) return;
     log(Severity::information,
         "ended by signal " + std::to_string(signal) + ", " + std::to_string(oxcGetMemValue(1)) + " blocks in use");
+    platform::tell_state(platform::DaemonState::stopping);
     manager.loop.stop();
   });
+  const Alive alive(manager.loop);
   announce_faults(manager);
   manager.commands.end_left_over(manager.run_ledger.running());
   std::optional<TreeWait> wait;
@@ -278,6 +302,7 @@ int serve(Manager& manager, const Definitions& definitions) {
     check_files(manager);
     manager.collector.make_own_entry();
     log(Severity::information, std::string("serving the installation ") + oxcGetWorkdir());
+    platform::tell_state(platform::DaemonState::ready);
     log_of_run();
   });
   run(manager.loop);
