@@ -30,15 +30,16 @@ Error well_known(SID_IDENTIFIER_AUTHORITY authority, std::initializer_list<DWORD
   return copied ? error_none : fail_last();
 }
 
-Error process_user(Sid& sid) {
+// TokenUser: the process's account; TokenOwner: to whom belongs what it makes. Both answers begin with the identifier.
+Error process_sid(TOKEN_INFORMATION_CLASS which, Sid& sid) {
   HANDLE raw = nullptr;
   if (::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, &raw) == FALSE) return fail_last();
   const Handle token(raw);
   DWORD size = 0;
-  (void)::GetTokenInformation(token.get(), TokenUser, nullptr, 0, &size);
-  std::vector<std::byte> user(size);
-  if (::GetTokenInformation(token.get(), TokenUser, user.data(), size, &size) == FALSE) return fail_last();
-  const PSID from = reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid;
+  (void)::GetTokenInformation(token.get(), which, nullptr, 0, &size);
+  std::vector<std::byte> answer(size);
+  if (::GetTokenInformation(token.get(), which, answer.data(), size, &size) == FALSE) return fail_last();
+  const PSID from = *reinterpret_cast<const PSID*>(answer.data());
   sid.resize(::GetLengthSid(from));
   return ::CopySid(static_cast<DWORD>(sid.size()), sid.data(), from) != FALSE ? error_none : fail_last();
 }
@@ -80,7 +81,7 @@ Error collect(Access access, Shared kind, std::vector<Grant>& grants) {
     if (const Error error = well_known(SECURITY_NT_AUTHORITY, {SECURITY_NETWORK_RID}, sid)) return error;
     grants.push_back({sid, GENERIC_ALL, true});
   }
-  if (const Error error = process_user(sid)) return error;
+  if (const Error error = process_sid(TokenUser, sid)) return error;
   grants.push_back({sid, GENERIC_ALL});
   if (const Error error = well_known(SECURITY_NT_AUTHORITY, {SECURITY_LOCAL_SYSTEM_RID}, sid)) return error;
   grants.push_back({sid, GENERIC_ALL});
@@ -140,14 +141,18 @@ Error service_account(Sid& sid) {
 }
 
 std::vector<Sid> trusted_owners() {
-  std::vector<Sid> trusted(3);
-  if (well_known(SECURITY_NT_AUTHORITY, {SECURITY_LOCAL_SYSTEM_RID}, trusted[0]) != error_none) trusted[0].clear();
-  if (well_known(SECURITY_NT_AUTHORITY, {SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS}, trusted[1]) !=
-      error_none) {
-    trusted[1].clear();
-  }
-  if ((private_system().empty() ? service_account(trusted[2]) : process_user(trusted[2])) != error_none) {
-    trusted[2].clear();
+  std::vector<Sid> trusted;
+  Sid sid;
+  const auto add = [&](Error error) {
+    if (error == error_none) trusted.push_back(sid);
+  };
+  add(well_known(SECURITY_NT_AUTHORITY, {SECURITY_LOCAL_SYSTEM_RID}, sid));
+  add(well_known(SECURITY_NT_AUTHORITY, {SECURITY_BUILTIN_DOMAIN_RID, DOMAIN_ALIAS_RID_ADMINS}, sid));
+  if (private_system().empty()) {
+    add(service_account(sid));
+  } else {
+    add(process_sid(TokenUser, sid));
+    add(process_sid(TokenOwner, sid));
   }
   return trusted;
 }
@@ -160,7 +165,7 @@ bool is_of_installation(HANDLE object) noexcept {
     PSID owner = nullptr;
     if (owner_of(object, descriptor, owner) != error_none) return false;
     for (const Sid& sid : trusted_owners()) {
-      if (!sid.empty() && ::EqualSid(owner, sid_of(sid)) != FALSE) return true;
+      if (::EqualSid(owner, sid_of(sid)) != FALSE) return true;
     }
   } catch (const std::bad_alloc&) {  // then nobody is believed
   }
