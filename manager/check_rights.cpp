@@ -36,7 +36,6 @@ std::vector<Place> places() {
       {join(work, "public"), Rights::owner_writes, true},
       {join(work, "data"), Rights::owner_only, false},
       {join(work, "backup"), Rights::owner_only, false},
-      {join(work, "trace"), Rights::owner_only, false},
       {join(work, "tmp"), Rights::group_adds, false},
   };
 }

@@ -11,10 +11,6 @@ namespace ox::platform {
 
 [[nodiscard]] std::uint32_t process_id() noexcept;
 
-// For a daemon whose programs run with its rights: takes every variable from the environment that says nothing of the
-// machine, the account, the language or the system that it works in. Before there are threads.
-void clean_environment();
-
 // System version in the Windows manner: family 2 is the NT family. Linux answers as a current member of it, so that
 // all names and paths of the newer form hold there too.
 struct OsVersion {

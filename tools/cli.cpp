@@ -71,6 +71,7 @@ int run(CLI::App& app, std::vector<std::string> arguments, const std::function<i
 }
 
 void open_session(oxaDisconnect on_disconnect) {
+  if (const Diagnosis found = examine_rights(); !found.what.empty()) throw Explained("manager", OX_EINIT, found);
   for (int patience = 20;; --patience) {  // seconds, about
     const OX_RESULT code = oxaInit(on_disconnect);
     if (code == OX_OK) return;

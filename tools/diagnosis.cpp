@@ -96,9 +96,13 @@ Diagnosis examine_attachments() {
 
 }  // namespace
 
-Diagnosis examine_installation() {
+Diagnosis examine_rights() {
   bool runs = false;
-  if (manager_runs(runs) == OX_EDENIED) return no_rights();
+  return manager_runs(runs) == OX_EDENIED ? no_rights() : Diagnosis();
+}
+
+Diagnosis examine_installation() {
+  if (Diagnosis found = examine_rights(); !found.what.empty()) return found;
   if (oxcIsOxbaseInstalled() == 0) return no_installation();
   for (const auto& [setting, folder] : {std::pair{"HomeDir", oxcGetHomedir()}, std::pair{"WorkDir", oxcGetWorkdir()}}) {
     if (Diagnosis found = examine_folder(setting, folder); !found.what.empty()) return found;

@@ -17,6 +17,9 @@ struct Diagnosis {
 // Of the installation that this process uses: whether there is one, and where it says that its files are.
 Diagnosis examine_installation();
 
+// Whether this user may reach the manager at all, which oxaInit would find out after all its attempts.
+Diagnosis examine_rights();
+
 // After oxaInit has failed with `code`, on the same thread and before any other call. Takes a second at most.
 Diagnosis examine_session(OX_RESULT code);
 

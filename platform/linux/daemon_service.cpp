@@ -11,7 +11,6 @@
 #include <string_view>
 
 #include "platform/linux/descriptor.h"
-#include "platform/linux/fail.h"
 
 namespace ox::platform {
 namespace {
@@ -23,8 +22,7 @@ std::uint64_t number_of(const char* name) noexcept {
   return number;
 }
 
-// Where systemd listens: a path, or behind "@" a name that lies in no folder. Kept, since programs that the daemon
-// starts are not to have the variables.
+// Where systemd listens: a path, or behind "@" a name that lies in no folder.
 struct Listener {
   Listener() noexcept {
     const char* const given = std::getenv("NOTIFY_SOCKET");
@@ -63,9 +61,5 @@ void tell_state(DaemonState state) noexcept {
 }
 
 std::chrono::milliseconds alive_interval() noexcept { return listener().alive; }
-
-Error install_service(const ServiceEntry&) { return fail(error_not_supported); }
-Error remove_service(const ServiceEntry&) { return fail(error_not_supported); }
-Error run_service(const char*, int (*)(), int&) { return fail(error_not_supported); }
 
 }  // namespace ox::platform

@@ -3,7 +3,6 @@
 #include <grp.h>
 #include <netinet/in.h>
 #include <pwd.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -19,7 +18,6 @@
 #include <vector>
 
 #include "platform/attach.h"
-#include "platform/daemon_service.h"
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
 
@@ -105,21 +103,6 @@ bool language_is_japanese() noexcept {
     return locale.substr(0, 2) == "ja" && (locale.size() == 2 || std::strchr("_.@", locale[2]) != nullptr);
   }
   return false;
-}
-
-void clean_environment() {
-  constexpr std::string_view kept[] = {"PATH", "HOME",   "USER",          "LOGNAME",         "LANG",
-                                       "TZ",   "TMPDIR", "OXBASE_SYSTEM", "XDG_RUNTIME_DIR", "XDG_STATE_HOME"};
-  std::vector<std::string> unknown;
-  (void)alive_interval();  // keeps where the service manager listens
-  for (char** variable = environ; *variable != nullptr; ++variable) {
-    const std::string_view name = std::string_view(*variable).substr(0, std::string_view(*variable).find('='));
-    const bool stays = name.starts_with("LC_") || std::find(std::begin(kept), std::end(kept), name) != std::end(kept);
-    if (!stays) unknown.emplace_back(name);
-  }
-  for (const std::string& name : unknown) (void)::unsetenv(name.c_str());
-  // What lets this process serve low ports is not its programs'.
-  (void)::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0);
 }
 
 Error set_time_zone(const char* zone) noexcept {

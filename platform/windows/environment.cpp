@@ -4,13 +4,9 @@
 // After the sockets' header, which must come first.
 #include <windows.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
-#include <memory>
 #include <new>
-#include <string_view>
 #include <vector>
 
 #include "platform/windows/fail.h"
@@ -90,24 +86,6 @@ Error os_version(OsVersion& version) noexcept {
 }
 
 bool language_is_japanese() noexcept { return PRIMARYLANGID(::GetSystemDefaultLangID()) == LANG_JAPANESE; }
-
-void clean_environment() {
-  constexpr std::string_view kept[] = {"PATH",    "PATHEXT",       "SYSTEMROOT",   "SYSTEMDRIVE", "WINDIR",
-                                       "COMSPEC", "TEMP",          "TMP",          "USERNAME",    "USERPROFILE",
-                                       "TZ",      "OXBASE_SYSTEM", "COMPUTERNAME", "LANG"};
-  const std::unique_ptr<char, BOOL(WINAPI*)(LPCH)> all(::GetEnvironmentStringsA(), ::FreeEnvironmentStringsA);
-  std::vector<std::string> unknown;
-  for (const char* variable = all.get(); variable != nullptr && *variable != '\0';
-       variable += std::strlen(variable) + 1) {
-    const std::string_view text(variable);
-    std::string name(text.substr(0, text.find('=', 1)));  // those of drives begin with one
-    std::transform(name.begin(), name.end(), name.begin(), [](char c) { return c >= 'a' && c <= 'z' ? c - 32 : c; });
-    const bool stays = name.starts_with('=') || name.starts_with("LC_") ||
-                       std::find(std::begin(kept), std::end(kept), name) != std::end(kept);
-    if (!stays) unknown.push_back(std::move(name));
-  }
-  for (const std::string& name : unknown) (void)::SetEnvironmentVariableA(name.c_str(), nullptr);
-}
 
 Error set_time_zone(const char* zone) noexcept {
   if (zone == nullptr) return fail(error_invalid_parameter);
