@@ -87,8 +87,11 @@ bool ExistingTree::has_image(std::uint32_t index, const char* image, std::size_t
 OX_RESULT ExistingTree::adopt() {
   view_.root = view_.directory->root;
   if (view_.root == 0 || view_.blocks[view_.root >> offset_bits] == nullptr) return OX_EDIFFERENT;
-  for (std::uint32_t i = 1; i < block_slots && directory_writable_; ++i) {
-    if (view_.blocks[i] != nullptr) view_.directory->key[i] = view_.key + i;
+  for (std::uint32_t i = 1; i < block_slots; ++i) {
+    const std::uint32_t key = view_.blocks[i] != nullptr ? view_.key + i : view_.directory->key[i];
+    if (view_.directory->key[i] == key) continue;
+    if (!directory_writable_) return OX_EDIFFERENT;
+    view_.directory->key[i] = key;
   }
   use_view(view_);
   adopted_ = true;

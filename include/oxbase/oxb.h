@@ -97,7 +97,8 @@ OX_API OX_RESULT OX_CALL oxbSupersedeAmibTree(uint32_t key);
 /*
  * Attaches the process, in place of what it has attached, to the tree of a base key that others hold though its owner
  * has gone, and lists its blocks in the directory again, so that more processes can attach to it. Returns 0; 193 when
- * there is no such tree; 190 when what there is of it is no tree; a platform error.
+ * there is no such tree; 190 when what there is of it is no tree, or when its directory does not list them and only its
+ * maker may write it (Linux; oxbSupersedeAmibTree makes room there); a platform error.
  */
 OX_API OX_RESULT OX_CALL oxbTakeOverAmibTree(uint32_t key);
 

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <span>
 
 #include "platform/linux/fail.h"
@@ -44,7 +45,7 @@ class Run {
     return equal;
   }
 
-  void remove(const std::string& file) const noexcept { (void)::unlink((folder_ + '/' + file).c_str()); }
+  void remove(const std::string& file) const { (void)::unlink((folder_ + '/' + file).c_str()); }
 
   // Locked for writing before anybody else can open it, which says that its maker lives.
   [[nodiscard]] Error put(const std::string& file, Bytes bytes, Descriptor& made) const {
@@ -108,11 +109,20 @@ std::vector<Offer> blocks_of(const std::vector<std::string>& names) {
 
 }  // namespace
 
-MachineObjects::~MachineObjects() {
+namespace {
+
+void take_away(const std::vector<std::string>& files) noexcept try {
   const Run run;
-  for (const std::string& file : files_) {
+  for (const std::string& file : files) {
     if (run) run.remove(file);
   }
+} catch (const std::bad_alloc&) {  // it stays for the next daemon to find
+}
+
+}  // namespace
+
+MachineObjects::~MachineObjects() {
+  take_away(files_);
   for (const std::intptr_t mark : held_) (void)::close(static_cast<int>(mark));
 }
 

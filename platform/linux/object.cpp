@@ -31,15 +31,15 @@ constexpr mode_t object_mode = 0600;
 // who would then not exclude their parent.
 class ObjectsLock {
  public:
-  explicit ObjectsLock(const std::string& folder) noexcept {
-    (void)lock_.take(folder + "/lock", ::geteuid(), OwnLock::Wait::yes);
-  }
+  explicit ObjectsLock(const std::string& file) noexcept { (void)lock_.take(file, ::geteuid(), OwnLock::Wait::yes); }
   [[nodiscard]] explicit operator bool() const noexcept { return static_cast<bool>(lock_); }
   [[nodiscard]] int file() const noexcept { return lock_.file(); }
 
  private:
   OwnLock lock_;
 };
+
+std::string lock_of(const std::string& folder) { return folder + "/lock"; }
 
 // Only under the objects' lock, and on an object that is open for writing.
 bool lock_alone(int fd) noexcept { return lock_file(fd, F_WRLCK); }
@@ -130,6 +130,7 @@ Error make(Descriptor object, const Request& request, Object::Parts& parts) {
   if (request.fill != nullptr) request.fill(parts.base, request.argument);
   (void)lock_shared(object.get());
   parts.descriptor = object.release();
+  parts.made = true;
   return error_none;
 }
 
@@ -142,7 +143,7 @@ Error make_unnamed(const Request& request, Object::Parts& parts) {
 Error make_or_attach(const Request& request, bool* existed, Object::Parts& parts) {
   if (existed != nullptr) *existed = false;
   if (parts.path.empty()) return make_unnamed(request, parts);
-  const ObjectsLock lock(parts.folder);
+  const ObjectsLock lock(parts.lock);
   if (!lock) return fail_errno();
   sweep_sometimes(lock, parts.folder);
   bool living = false;
@@ -167,7 +168,7 @@ Error attach_living(bool writable, Object::Parts& parts) {
   if (!object) return fail_errno();
   if (attach_held(object, writable, parts)) return error_none;
   object.close();
-  const ObjectsLock lock(parts.folder);
+  const ObjectsLock lock(parts.lock);
   if (!lock) return fail_errno();
   object = open_writable(parts.path);
   if (!object) return fail_errno();
@@ -203,7 +204,9 @@ Error name_parts(const Root& base, ObjectKind kind, const char* name, bool make,
   std::string file;
   if (const Error error = name_file(kind, name, file)) return error;
   parts.folder = own_folder(base, make);
-  if (!parts.folder.empty()) parts.path = parts.folder + '/' + file;
+  if (parts.folder.empty()) return error_none;
+  parts.path = parts.folder + '/' + file;
+  parts.lock = lock_of(parts.folder);
   return error_none;
 }
 
@@ -229,7 +232,7 @@ void map_anew(const Object::Parts& parts, int fresh) noexcept {
 void give_up(Object::Parts& parts) noexcept {
   Descriptor object(std::exchange(parts.descriptor, -1));
   if (!object || parts.path.empty()) return;
-  const ObjectsLock lock(parts.folder);
+  const ObjectsLock lock(parts.lock);
   // Without the lock it stays for the next creator or opener to find.
   const Descriptor fresh = lock ? open_writable(parts.path) : Descriptor();
   const bool named = fresh && is_same_object(object.get(), fresh.get());
@@ -253,6 +256,12 @@ class Held {
     if (parts.next != nullptr) parts.next->prev = parts.prev;
     if (first == &parts) first = parts.next;
     parts.next = parts.prev = nullptr;
+  }
+  static bool has_made(const std::string& path) noexcept {
+    const std::lock_guard lock(guard);
+    const Object::Parts* parts = first;
+    while (parts != nullptr && !(parts->made && parts->path == path)) parts = parts->next;
+    return parts != nullptr;
   }
 
  private:
@@ -296,6 +305,12 @@ Error Object::open(ObjectKind kind, const char* name, bool writable) {
   return error_none;
 }
 
+bool Object::is_maker(ObjectKind kind, const char* name) {
+  Parts parts;
+  return name_parts(*root(), kind, name, false, parts) == error_none && !parts.path.empty() &&
+         Held::has_made(parts.path);
+}
+
 void Object::close() noexcept {
   if (parts_ == nullptr) return;
   Held::remove(*parts_);
@@ -308,7 +323,7 @@ Error Object::take_name(ObjectKind kind, const char* name) {
   Parts parts;
   if (const Error error = name_parts(*root(), kind, name, false, parts)) return error;
   if (parts.path.empty()) return fail(error_file_not_found);
-  const ObjectsLock lock(parts.folder);
+  const ObjectsLock lock(parts.lock);
   return lock && ::unlink(parts.path.c_str()) == 0 ? error_none : fail_errno();
 }
 
@@ -354,7 +369,7 @@ std::string object_file(ObjectKind kind, const char* name) {
 void sweep_objects() {
   const std::string folder = own_folder(*root(), false);
   if (folder.empty()) return;
-  const ObjectsLock lock(folder);
+  const ObjectsLock lock(lock_of(folder));
   if (lock) sweep_locked(folder);
 }
 

@@ -39,6 +39,8 @@ class Object {
   // and writing.
   [[nodiscard]] static Error open_of(std::uint32_t process, ObjectKind kind, const char* name, std::size_t size,
                                      int& file);
+  // Whether this process has made the object of that name that it holds.
+  [[nodiscard]] static bool is_maker(ObjectKind kind, const char* name);
   // Takes the name away; those who hold the object keep it.
   [[nodiscard]] static Error take_name(ObjectKind kind, const char* name);
 
@@ -50,8 +52,10 @@ class Object {
     void* base = nullptr;
     std::size_t size = 0;
     int descriptor = -1;
-    std::string path;  // empty: without a name, or not this process's to remove
+    bool made = false;  // by this process
+    std::string path;   // empty: without a name, or not this process's to remove
     std::string folder;
+    std::string lock;       // the file of the folder's lock: giving up must not need memory
     Parts* next = nullptr;  // in the list of what this process holds
     Parts* prev = nullptr;
   };

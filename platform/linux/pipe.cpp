@@ -19,7 +19,7 @@ namespace {
 constexpr timeval queue_patience{1, 0};
 
 // Who listens is the account of the installation: what another one has put there is told nothing.
-bool is_of_installation(int fd) noexcept {
+bool is_of_installation(int fd) {
   ucred server{};
   socklen_t size = sizeof server;
   return ::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &server, &size) == 0 && is_trusted(*root(), server.uid);

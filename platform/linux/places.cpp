@@ -60,7 +60,7 @@ std::string state_folder() {
   return home != nullptr && *home == '/' ? std::string(home) + "/.local/state" : std::string();
 }
 
-void make_folders_above(const std::string& path) noexcept {
+void make_folders_above(const std::string& path) {
   for (std::size_t at = path.find('/', 1); at != std::string::npos; at = path.find('/', at + 1)) {
     make_folder(path.substr(0, at), own_mode);
   }

@@ -104,20 +104,20 @@ Error SharedBlock::create(const char* name, std::size_t size, Access /*access*/)
   return error_none;
 }
 
-// A block of the whole machine is written by its maker alone, whatever the account of the others.
+// A block of the whole machine is written by the process that made it alone, whatever the account of the others.
 Error SharedBlock::open(const char* name, Mode mode) {
   if (name == nullptr) return fail(error_invalid_parameter);
-  const bool is_machine_wide = std::string_view(name).starts_with("Global\\");
+  const bool is_others = std::string_view(name).starts_with("Global\\") && !Object::is_maker(ObjectKind::block, name);
   SharedBlock opened;
   opened.impl_ = std::make_unique<Impl>();
   Object& object = opened.impl_->object;
-  opened.writable_ = mode != Mode::read && !is_machine_wide;
+  opened.writable_ = mode != Mode::read && !is_others;
   Error error = object.open(ObjectKind::block, name, opened.writable_);
   if (error == error_access_denied && mode == Mode::write_or_read && opened.writable_) {
     opened.writable_ = false;
     error = object.open(ObjectKind::block, name, false);
   }
-  if (error == error_none && mode == Mode::write && is_machine_wide) error = fail(error_access_denied);
+  if (error == error_none && mode == Mode::write && is_others) error = fail(error_access_denied);
   if (error != error_none) return error;
   opened.base_ = object.base();
   opened.size_ = object.size();
