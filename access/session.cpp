@@ -163,8 +163,10 @@ OX_RESULT Session::prepare_process() {
 OX_RESULT Session::connect() {
   if (const platform::Error error = window_.create(on_window_message)) return code_of_platform_error(error);
   for (std::uint32_t retries = settings::number("InitRetryCnt", retries_by_default);; --retries) {
-    if (transport_.open(pipe_name) == platform::error_none) break;
-    if (retries == 0) return OX_ENOPIPE;
+    const platform::Error error = transport_.open(pipe_name);
+    if (error == platform::error_none) break;
+    // Who is refused is refused again: only a manager that is not there yet is waited for.
+    if (retries == 0 || error == platform::error_access_denied) return OX_ENOPIPE;
     platform::sleep_ms(retry_pause_ms);
     // A manager that was lost may just be on its way out: it is not waited for, since the caller asks again.
     if (connection_ != 0 && oxaWaitForOxbase(0) != OX_OK) return OX_EINIT;

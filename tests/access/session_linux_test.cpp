@@ -1,9 +1,15 @@
-// Opening the session when the process has no descriptor left.
+// Opening the session when the process has no descriptor left, and when its account may not reach the manager.
+#include <grp.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
+
+#include "platform/machine_objects.h"
 #include "tests/access/report_peer.h"
 #include "tests/support/registry.h"
+#include "tests/support/system_root.h"
 
 namespace ox::test {
 namespace {
@@ -46,6 +52,22 @@ TEST(Init, ErrorsOfTheSystemComeOutAsTheLibrarysCodes) {
     session().close();
   }
   EXPECT_EQ(142u, result);
+}
+
+TEST(Init, WhoMayNotReachTheManagerIsToldAtOnce) {
+  if (::geteuid() != 0) GTEST_SKIP() << "NOT TESTED: acting as another account needs root";
+  const Installation installation;
+  ScriptedPeer peer;
+  platform::MachineObjects offered;
+  ASSERT_EQ(platform::error_none, offered.offer_event("Global\\OxWaitEvent"));
+  set_value("InitRetryCnt", 60u);  // a minute
+  ASSERT_EQ(0, ::chmod(system_root().c_str(), 0755));
+  ASSERT_TRUE(::setgroups(0, nullptr) == 0 && ::setegid(2003) == 0 && ::seteuid(2003) == 0);
+  const auto begin = std::chrono::steady_clock::now();
+  const OX_RESULT result = oxaInit(nullptr);
+  ASSERT_TRUE(::seteuid(0) == 0 && ::setegid(0) == 0);
+  EXPECT_EQ(393u, result);
+  EXPECT_GT(std::chrono::seconds(30), std::chrono::steady_clock::now() - begin);
 }
 
 }  // namespace
