@@ -10,22 +10,26 @@
 namespace ox {
 namespace {
 
-// Whether the same character begins at both; `size` is that of the text's. So "*" and "?" are never found inside a
-// longer one.
-bool same_character(const CodePage& page, const char* pattern, const char* text, unsigned size) noexcept {
-  if (*pattern != *text) return false;
+// Whether ASCII stands there: nearly all that is met, for which the page need not be asked.
+bool is_single(const char* text) noexcept { return static_cast<signed char>(*text) > 0; }
+
+bool same_long(const CodePage& page, const char* pattern, const char* text) noexcept {
+  const unsigned size = page.size(text);
   return page.size(pattern) == size && std::memcmp(pattern, text, size) == 0;
+}
+
+// Whether the same character begins at both. So "*" and "?" are never found inside a longer one.
+bool same_character(const CodePage& page, const char* pattern, const char* text) noexcept {
+  return *pattern == *text && (is_single(text) || same_long(page, pattern, text));
 }
 
 // The next place from `text` on where what follows a "*" can begin to match.
 const char* next_candidate(const CodePage& page, const char* text, const char* wanted) noexcept {
   if (*wanted == '?') return text;
-  while (*text != '\0') {
-    const unsigned size = page.size(text);
-    if (same_character(page, wanted, text, size)) break;
-    text += size;
+  for (;; text += page.size(text)) {
+    while (is_single(text) && *text != *wanted) ++text;
+    if (*text == '\0' || same_character(page, wanted, text)) return text;
   }
-  return text;
 }
 
 }  // namespace
@@ -47,7 +51,7 @@ bool wildcard_match(const CodePage& page, const char* pattern, const char* text)
     if (*pattern == '?') {
       ++pattern;
       text += size;
-    } else if (same_character(page, pattern, text, size)) {
+    } else if (same_character(page, pattern, text)) {
       pattern += size;
       text += size;
     } else {

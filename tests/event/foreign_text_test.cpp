@@ -35,6 +35,7 @@ TEST_P(ForeignTexts, DefinitionFilesKeepThem) {
 }
 
 TEST_P(ForeignTexts, TrapTextsKeepThem) {
+  set_environment("LC_ALL", "ja_JP.UTF-8");  // nothing is converted: what a trap says is stored for good
   for_each([](const std::string& text) {
     const std::string path = work_dir() + "/b.def";
     write_file(path, "Enterprise 1.3\nSummary " + text + "\nDetail \"" + text + " *%1*\"\n");
