@@ -11,6 +11,7 @@
 #include "report/samples.h"
 #include "tools/diagnosis.h"
 #include "tools/fit.h"
+#include "tools/text.h"
 
 namespace report {
 namespace {
@@ -109,8 +110,8 @@ void register_types() {
   std::uint32_t line = 0;
   (void)oxfGetErrorFile(&file, &line);
   if (file == nullptr || *file == '\0') throw tool::Failure("report types", result);
-  (void)std::fprintf(stderr, "%s; the file is left out: oxreport check tells more\n",
-                     tool::fault_line(file, line, result, "").c_str());
+  tool::say(stderr, "%s; the file is left out: oxreport check tells more\n",
+            tool::fault_line(file, line, result, "").c_str());
 }
 
 int create_report(const Call& call, const NewReport& given) {
@@ -134,11 +135,7 @@ int create_report(const Call& call, const NewReport& given) {
     name = made_report(call, wanted, definition, log_entry.name());
     log_entry.keep();
   }
-  if (call.form == tool::Form::json) {
-    (void)std::puts(tool::json_text({{"repEnt", name}}, 2).c_str());
-  } else {
-    (void)std::puts(name.c_str());
-  }
+  tool::put_name(call.form, "repEnt", name);
   if (wanted.start) require_started(call.manager, read_report(call.manager, name), wanted.force);
   return tool::exit_ok;
 }
@@ -162,8 +159,8 @@ int stop_report(const Call& call) {
   const Report report = read_report(call.manager, call.name);
   for (const tool::Entry& other : tool::entries(call.manager, report_family)) {
     if (other.name == report.name || other.text("11.31.3.0") != report.log_entry) continue;
-    (void)std::fprintf(stderr, "oxreport: logEnt:%s, which stops, feeds repEnt:%s, too; oxreport start %s goes on\n",
-                       report.log_entry.c_str(), other.name.c_str(), other.name.c_str());
+    tool::say(stderr, "oxreport: logEnt:%s, which stops, feeds repEnt:%s, too; oxreport start %s goes on\n",
+              report.log_entry.c_str(), other.name.c_str(), other.name.c_str());
   }
   tool::require(oxrepStopRepEnt(call.manager, report.name.c_str()), report.component());
   return tool::exit_ok;
@@ -172,27 +169,29 @@ int stop_report(const Call& call) {
 int delete_report(const Call& call) {
   const Report report = read_report(call.manager, call.name);
   tool::require(oxrepDeleteRepEnt(call.manager, report.name.c_str()), report.component());
-  (void)std::fprintf(stderr, "oxreport: its files stay, and so does logEnt:%s (oxlog delete %s)\n",
-                     report.log_entry.c_str(), report.log_entry.c_str());
+  tool::say(stderr, "oxreport: its files stay, and so does logEnt:%s (oxlog delete %s)\n", report.log_entry.c_str(),
+            report.log_entry.c_str());
   return tool::exit_ok;
 }
 
 int run_reports(const Call& call) {
   if (!call.name.empty()) {
-    for (const std::string& file : make_files(call.manager, call.name, true)) (void)std::puts(file.c_str());
+    for (const std::string& file : make_files(call.manager, call.name, true))
+      tool::print(stdout, tool::shown_path(file) + "\n");
     return tool::exit_ok;
   }
   int failed = 0;
   for (const tool::Entry& one : tool::entries(call.manager, report_family)) {
     try {
-      for (const std::string& file : make_files(call.manager, one.name, false)) (void)std::puts(file.c_str());
+      for (const std::string& file : make_files(call.manager, one.name, false))
+        tool::print(stdout, tool::shown_path(file) + "\n");
     } catch (const std::exception& error) {
       const auto* const explained = dynamic_cast<const tool::Explained*>(&error);
       const auto* const failure = dynamic_cast<const tool::Failure*>(&error);
       std::string text = error.what();
       if (failure != nullptr)
         text += ": " + (explained != nullptr ? explained->text() : tool::error_text(failure->code()));
-      (void)std::fprintf(stderr, "oxreport: %s\n", text.c_str());
+      tool::say(stderr, "oxreport: %s\n", text.c_str());
       ++failed;
     }
   }
@@ -205,7 +204,7 @@ int open_page(const Call& call) {
   if (!std::filesystem::exists(page)) {
     throw std::runtime_error(page + ": there is no page yet\n  next: oxreport run " + report.name);
   }
-  (void)std::puts(page.c_str());
+  tool::print(stdout, tool::shown_path(page) + "\n");
   const char* const browser = std::getenv("BROWSER");
   if (browser == nullptr || *browser == '\0') return tool::exit_ok;
   oxcProcess* process = nullptr;
@@ -216,7 +215,8 @@ int open_page(const Call& call) {
   return tool::exit_ok;
 }
 
-int check_file(const std::string& file) {
+int check_file(const std::string& typed) {
+  const std::string file = tool::system_path(typed);
   std::vector<FaultLine> faults;
   const std::vector<Line> lines = lines_of(file, faults);
   (void)define(lines, faults);
@@ -234,7 +234,7 @@ int check_file(const std::string& file) {
                    [](const FaultLine& a, const FaultLine& b) { return a.line - 1 < b.line - 1; });
   for (const FaultLine& fault : faults) {
     const std::string place = fault.line != 0 ? ":" + std::to_string(fault.line) : "";
-    (void)std::printf("%s%s: %s\n", file.c_str(), place.c_str(), tool::on_one_line(fault.text).c_str());
+    (void)tool::say(stdout, "%s%s: %s\n", typed.c_str(), place.c_str(), tool::on_one_line(fault.text).c_str());
   }
   return faults.empty() ? tool::exit_ok : tool::exit_failed;
 }

@@ -22,10 +22,6 @@ std::uint64_t natural_of(const oxdMatrixItem& cell) {
 
 }  // namespace
 
-std::string utf8_text(const std::string& text) {
-  return nlohmann::json::parse(tool::json_text(text)).get<std::string>();
-}
-
 Csv::Csv(const Definition& definition, const Samples& samples, const oxcZone* zone, std::FILE* out)
     : definition_(definition), samples_(samples), zone_(zone), out_(out) {
   for (const Column& column : definition.columns) line_ += (line_.empty() ? "" : ",") + column.name;
@@ -35,7 +31,7 @@ Csv::Csv(const Definition& definition, const Samples& samples, const oxcZone* zo
 
 const std::string& Csv::field(std::vector<std::string>& known, std::size_t instance, const std::string& text) {
   if (known.size() <= instance) known.resize(instance + 1);
-  if (known[instance].empty()) known[instance] = tool::csv_field(utf8_text(text));
+  if (known[instance].empty()) known[instance] = tool::csv_field(tool::utf8_of(text).text);
   return known[instance];
 }
 
@@ -54,7 +50,7 @@ void Csv::put_attribute(const oxdMatrixItem* cell, std::size_t attribute, const 
   } else if (const double number = number_of(*cell); !std::isnan(number)) {
     put_number(number);
   } else {
-    line_ += tool::csv_field(utf8_text(tool::cell_text(*cell, samples_.paths()[attribute] + '.' + index)));
+    line_ += tool::csv_field(tool::utf8_of(tool::cell_text(*cell, samples_.paths()[attribute] + '.' + index)).text);
   }
 }
 
@@ -71,7 +67,7 @@ void Csv::put(const Column& column, const Row& row) {
       line_ += field(indexes_, row.instance, instance.index);
       return;
     case Column::label:
-      line_ += tool::csv_field(utf8_text(instance.label));
+      line_ += tool::csv_field(tool::utf8_of(instance.label).text);
       return;
     case Column::gap:
       if (row.gap != 0) line_ += tool::csv_field(tool::gap_reason(row.gap));

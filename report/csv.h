@@ -31,7 +31,4 @@ class Csv final : public RowTaker {
   std::vector<std::string> components_, indexes_;  // as fields, by instance
 };
 
-// Any bytes as UTF-8: those that are none are replaced.
-[[nodiscard]] std::string utf8_text(const std::string& text);
-
 }  // namespace report

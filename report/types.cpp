@@ -4,6 +4,7 @@
 #include <oxbase/oxbase.h>
 
 #include "report/commands.h"
+#include "tools/text.h"
 
 namespace report {
 namespace {
@@ -65,8 +66,8 @@ int update_types(const Call& call) {
     const std::string fresh = text_of(read, OXREP_TYPE_VERSION);
     if (old == fresh) continue;
     replace(call.manager, read);
-    (void)std::printf("%s: version %s in the place of %s\n", name.c_str(), fresh.empty() ? "-" : fresh.c_str(),
-                      old.empty() ? "-" : old.c_str());
+    (void)tool::say(stdout, "%s: version %s in the place of %s\n", name.c_str(), fresh.empty() ? "-" : fresh.c_str(),
+                    old.empty() ? "-" : old.c_str());
   }
   return tool::exit_ok;
 }

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <new>
+#include <sstream>
 #include <vector>
 
+#include "platform/terminal.h"
 #include "tools/diagnosis.h"
+#include "tools/text.h"
 
 namespace tool {
 
@@ -17,14 +19,13 @@ std::string on_one_line(std::string text) {
   return text;
 }
 
-// A data node shows its text in the encoding of the process.
-std::string error_text(OX_RESULT code) {
-  const NodesPtr node(oxdAlloc(1));
-  if (node == nullptr || oxdSetText(node.get(), oxcStrError(code)) != OX_OK) throw std::bad_alloc();
-  return on_one_line(oxdGetValueByStr(node.get()));
-}
+std::string error_text(OX_RESULT code) { return on_one_line(oxcStrError(code)); }
 
-std::vector<std::string> arguments(int argc, char** argv) { return {argv + 1, argv + argc}; }
+std::vector<std::string> arguments(int argc, char** argv) {
+  ox::platform::Arguments typed = ox::platform::program_arguments(argc, argv);
+  for (std::string& text : typed.texts) text = typed_text(text, typed.code_page);
+  return std::move(typed.texts);
+}
 
 std::vector<std::string> take_behind_dashes(std::vector<std::string>& arguments) {
   const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
@@ -47,7 +48,12 @@ int run(CLI::App& app, std::vector<std::string> arguments, const std::function<i
     std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());  // as CLI11 takes them
     app.parse(std::move(reversed));
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? exit_ok : exit_usage;
+    std::ostringstream help;
+    std::ostringstream fault;
+    const int code = app.exit(error, help, fault);
+    print(stdout, help.str());
+    print(stderr, fault.str());
+    return code == 0 ? exit_ok : exit_usage;
   }
   try {
     const int result = body();
@@ -58,14 +64,14 @@ int run(CLI::App& app, std::vector<std::string> arguments, const std::function<i
     const std::string line = app.get_name() + ": " + error.what();
     (void)std::fflush(stdout);
     if (const auto* explained = dynamic_cast<const Explained*>(&error)) {
-      (void)std::fprintf(stderr, "%s: %s\n", line.c_str(), explained->text().c_str());
+      say(stderr, "%s: %s\n", line.c_str(), explained->text().c_str());
       return exit_failed;
     }
     if (const auto* failure = dynamic_cast<const Failure*>(&error)) {
-      (void)oxcPerror(line.c_str(), failure->code());
+      say(stderr, "%s: %s\n", line.c_str(), error_text(failure->code()).c_str());
       return exit_failed;
     }
-    (void)std::fprintf(stderr, "%s\n", line.c_str());
+    say(stderr, "%s\n", line.c_str());
     return dynamic_cast<const Usage*>(&error) != nullptr ? exit_usage : exit_failed;
   }
 }
@@ -112,7 +118,7 @@ void check_texts(const char* file, Fault fault) {
 }
 
 std::string fault_line(const std::string& file, uint32_t line, OX_RESULT code, const std::string& subject) {
-  return file + ":" + std::to_string(line) + ": error " + std::to_string(code) + ": " +
+  return shown_path(file) + ":" + std::to_string(line) + ": error " + std::to_string(code) + ": " +
          (subject.empty() ? "" : on_one_line(subject) + ": ") + error_text(code);
 }
 
@@ -139,7 +145,7 @@ void attach_tree() {
             [&](const std::string& file, uint32_t line, OX_RESULT code, const std::string& subject) {
               if (file == left_out) return;
               left_out = file;
-              std::fprintf(stderr, "%s; the file is left out\n", fault_line(file, line, code, subject).c_str());
+              say(stderr, "%s; the file is left out\n", fault_line(file, line, code, subject).c_str());
             });
   uint32_t root = 0;
   require(oxbEntry("", &root), "definition files");

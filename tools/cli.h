@@ -37,8 +37,7 @@ inline void require(OX_RESULT code, const std::string& subject) {
   if (code != OX_OK) throw Failure(subject, code);
 }
 
-// The text of a result code on one line, in the terminal's encoding: oxcStrError's is in code page 932 on a Japanese
-// system.
+// The text of a result code on one line.
 std::string error_text(OX_RESULT code);
 
 // Owns what that function of the library releases.
@@ -56,7 +55,7 @@ std::string on_one_line(std::string text);
 // Parses the command line and runs the body, whose result is the exit code. Prints what either throws.
 int run(CLI::App& app, std::vector<std::string> arguments, const std::function<int()>& body);
 
-// The arguments after the program's name.
+// The arguments after the program's name, in the installation's code page.
 std::vector<std::string> arguments(int argc, char** argv);
 
 // Takes "--", at which the parser would end a subcommand, and the words behind it, which may begin with a dash.

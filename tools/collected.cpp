@@ -11,6 +11,7 @@
 
 #include "tools/gap_reasons.h"
 #include "tools/node_output.h"
+#include "tools/text.h"
 
 namespace tool {
 namespace {
@@ -177,7 +178,7 @@ MatrixPtr matrix_of(const char* manager, const std::string& component, const oxa
   const OX_RESULT result = oxaGet(manager, component.c_str(), values_path, &selection, 0, time_limit, &list);
   const NodesPtr nodes(list);
   if (result == OX_ENODES) {
-    (void)std::fprintf(stderr, "%s: some of what was collected is damaged; oxmgrd --check tells\n", component.c_str());
+    say(stderr, "%s: some of what was collected is damaged; oxmgrd --check tells\n", component.c_str());
   } else if (result != OX_ENOTFOUND) {
     require(result, component);
   }

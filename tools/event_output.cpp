@@ -99,10 +99,9 @@ void print_line(const evmsg* event) {
     if (!more.empty()) text += (text.empty() ? "" : " ") + more;
   }
   if (const std::string agent = agent_text(event); !agent.empty()) text += " [" + agent + ']';
-  std::printf("%8u  %s  %-4x %s  %-20s  %s  %s\n", number_of(event, &oxeEvmsgGetSndId), time != nullptr ? time : "-",
-              number_of(event, &oxeEvmsgGetEventType),
-              (number_of(event, &oxeEvmsgGetFlag) & 1) != 0 ? "checked" : "       ", component.c_str(),
-              on_one_line(text_of(event, &oxeEvmsgGetSender)).c_str(), on_one_line(text).c_str());
+  say(stdout, "%8u  %s  %-4x %s  %-20s  %s  %s\n", number_of(event, &oxeEvmsgGetSndId), time != nullptr ? time : "-",
+      number_of(event, &oxeEvmsgGetEventType), (number_of(event, &oxeEvmsgGetFlag) & 1) != 0 ? "checked" : "       ",
+      component.c_str(), on_one_line(text_of(event, &oxeEvmsgGetSender)).c_str(), on_one_line(text).c_str());
 }
 
 }  // namespace

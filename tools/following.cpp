@@ -5,6 +5,8 @@
 #include <thread>
 #include <utility>
 
+#include "tools/text.h"
+
 namespace tool {
 namespace {
 
@@ -43,7 +45,7 @@ uint32_t Following::milliseconds_left() const {
 }
 
 void Following::come_back() const {
-  (void)std::fprintf(stderr, "%s: the manager is gone; going on when it is back\n", tool_.c_str());
+  say(stderr, "%s: the manager is gone; going on when it is back\n", tool_.c_str());
   for (;;) {
     const OX_RESULT result = oxaInit(on_disconnect);
     if (result == OX_OK) return;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tools/text.h"
 #include "tools/value_argument.h"
 
 namespace tool {
@@ -46,7 +47,7 @@ std::uint32_t interval_of(const NewJob& wanted) {
 // Doubts are told, and the entry is made all the same.
 void tell_doubts(const std::string& schedule, const oxcZone* zone) {
   for (const std::string& doubt : schedule_doubts(schedule, zone, now())) {
-    (void)std::fprintf(stderr, "oxjob: --schedule: %s\n", doubt.c_str());
+    say(stderr, "oxjob: --schedule: %s\n", doubt.c_str());
   }
 }
 
@@ -99,7 +100,7 @@ int create_job(const JobCall& call, const NewJob& wanted) {
   require(result, wanted.name.empty() ? wanted.command : "cmdEnt:" + wanted.name);
   const char* name = "";
   require(oxcmdCmdEntGetCmdEntryName(made, &name), wanted.command);
-  (void)std::puts(call.form == Form::json ? json_text({{"cmdEnt", name}}, 2).c_str() : name);
+  put_name(call.form, "cmdEnt", name);
   return exit_ok;
 }
 

@@ -8,6 +8,7 @@
 #include "tools/plot.h"
 #include "tools/progress.h"
 #include "tools/steps.h"
+#include "tools/text.h"
 
 namespace tool {
 namespace {
@@ -97,8 +98,8 @@ std::size_t print_values(const Call& call, const DataOptions& options, const std
 }
 
 void tell_nothing(const Call& call) {
-  (void)std::fprintf(stderr, "oxlog: logEnt:%s has nothing collected there; oxlog show %s tells what it has\n",
-                     name_of(call).c_str(), name_of(call).c_str());
+  say(stderr, "oxlog: logEnt:%s has nothing collected there; oxlog show %s tells what it has\n", name_of(call).c_str(),
+      name_of(call).c_str());
 }
 
 Plot plot_of(const Call& call, const DataOptions& options, const oxcZone* zone, SeriesTable& series) {
@@ -189,12 +190,12 @@ int show_data(const Call& call, const DataOptions& options) {
 }
 
 int export_data(const Call& call, const DataOptions& options, const std::string& file) {
-  OutputFile output(file);
+  OutputFile output(system_path(file));
   Call in_file = call;
   if (call.form == Form::table) in_file.form = Form::csv;
   const std::size_t count = print_values(in_file, options, "", output.get());
   output.finish();
-  (void)std::fprintf(stderr, "oxlog: %zu values\n", count);
+  say(stderr, "oxlog: %zu values\n", count);
   return exit_ok;
 }
 
@@ -211,7 +212,7 @@ int plot_data(const Call& call, const DataOptions& options, const PlotOptions& w
     print_in_terminal(plot, wanted);
     return exit_ok;
   }
-  OutputFile output(wanted.svg);
+  OutputFile output(system_path(wanted.svg));
   write_svg(plot, output.get());
   output.finish();
   return exit_ok;

@@ -6,6 +6,7 @@
 #include "platform/terminal.h"
 #include "tools/fit.h"
 #include "tools/steps.h"
+#include "tools/text.h"
 
 namespace tool {
 namespace {
@@ -89,7 +90,7 @@ bool is_agreed(const std::string& question) {
   if (!ox::platform::is_terminal(ox::platform::Stream::input)) {
     throw std::runtime_error("nobody can be asked here; nothing is deleted without --yes");
   }
-  (void)std::fprintf(stderr, "%s [y/N] ", question.c_str());
+  say(stderr, "%s [y/N] ", question.c_str());
   std::string answer;
   std::getline(std::cin, answer);
   return answer == "y" || answer == "Y" || answer == "yes";
@@ -125,11 +126,7 @@ Call make_log_entry(const Call& call, const NewLogEntry& wanted) {
 
 int create_log_entry(const Call& call, const NewLogEntry& wanted) {
   const Call made = make_log_entry(call, wanted);
-  if (call.form == Form::json) {
-    (void)std::puts(json_text({{"logEnt", made.name}}, 2).c_str());
-  } else {
-    (void)std::puts(made.name.c_str());
-  }
+  put_name(call.form, "logEnt", made.name);
   return wanted.start ? start_log_entry(made, wanted.force) : exit_ok;
 }
 
@@ -221,7 +218,7 @@ int copy_log_entry(const Call& call) {
   require_entry(call);
   const char* name = nullptr;
   require(oxlLogEntryCopy(call.manager, name_of(call).c_str(), &name), component_of(call));
-  (void)std::puts(name);
+  print(stdout, name + std::string("\n"));
   return exit_ok;
 }
 
@@ -232,7 +229,7 @@ int delete_log_entry(const Call& call, bool yes) {
   for (const DataEntryRow& part : parts) bytes += part.bytes;
   const std::string what =
       component_of(call) + " and its " + std::to_string(parts.size()) + " data entries (" + shown_bytes(bytes) + ")";
-  (void)std::fprintf(stderr, "oxlog: deleting %s\n", what.c_str());
+  say(stderr, "oxlog: deleting %s\n", what.c_str());
   if (!yes && !is_agreed("Delete them?")) return exit_failed;
   require(oxlLogEntryDelete(call.manager, name_of(call).c_str()), component_of(call));
   return exit_ok;

@@ -1,6 +1,7 @@
 #include "tools/node_output.h"
 
 #include <cstdio>
+#include <cstring>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
@@ -35,6 +36,16 @@ uint32_t error_of(const dnode* node) {
   return code;
 }
 
+std::string bytes_of(const dnode* node) {
+  uint32_t type = 0;
+  uint32_t size = 0;
+  const void* value = nullptr;
+  (void)oxdGetValue(node, &type, &size, &value);
+  std::string bytes(static_cast<const char*>(value), value != nullptr ? size : 0);
+  if (type == OX_DISPLAYSTRING && bytes.ends_with('\0')) bytes.pop_back();
+  return bytes;
+}
+
 nlohmann::json number_of(const dnode* node) {
   int32_t number = 0;
   uint32_t natural = 0;
@@ -53,16 +64,23 @@ nlohmann::json number_of(const dnode* node) {
   }
 }
 
+// The value's bytes beside a text that is not whole.
+void add_raw(nlohmann::json& entry, const dnode* node) {
+  const std::string text = entry["text"];
+  if (!utf8_of(text).whole) entry["raw"] = hex_of(bytes_of(node));
+}
+
 std::string unescape(const std::string& format) {
   std::string result;
-  for (std::size_t i = 0; i < format.size(); ++i) {
-    const char next = format[i] == '\\' && i + 1 < format.size() ? format[i + 1] : '\0';
-    const std::size_t known = std::string_view("nt\\").find(next);
-    if (next == '\0' || known == std::string_view::npos) {
-      result += format[i];
+  unsigned taken = 0;
+  for (const char* at = format.c_str(); *at != '\0'; at += taken) {
+    taken = character_size(at);
+    const char* const known = *at == '\\' && at[1] != '\0' ? std::strchr("nt\\", at[1]) : nullptr;
+    if (known == nullptr) {
+      result.append(at, taken);
     } else {
-      result += "\n\t\\"[known];
-      ++i;
+      result += *known == 'n' ? '\n' : *known == 't' ? '\t' : '\\';
+      taken = 2;
     }
   }
   return result;
@@ -98,7 +116,7 @@ bool print_formatted(dnode* list, const std::string& format) {
   const std::string plain = unescape(format);
   bool good = true;
   for (dnode* node = list; node != nullptr; node = oxdNext(node)) {
-    std::fputs(oxdDnodeToStr(plain.c_str(), node), stdout);
+    print(stdout, oxdDnodeToStr(plain.c_str(), node));
     good = good && error_of(node) == OX_OK;
   }
   return good;
@@ -118,6 +136,7 @@ bool print_json(dnode* list, int indent) {
       entry["text"] = oxdGetValueByStr(node);
       const nlohmann::json number = number_of(node);
       entry["value"] = number.is_null() ? nlohmann::json(oxdGetValueByRawStr(node)) : number;
+      add_raw(entry, node);
     }
     nodes.push_back(std::move(entry));
   }

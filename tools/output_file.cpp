@@ -5,12 +5,14 @@
 #include <system_error>
 #include <utility>
 
+#include "tools/text.h"
+
 namespace tool {
 
 OutputFile::OutputFile(std::string path) : path_(std::move(path)) {
   file_ = is_file() ? std::fopen(beside().c_str(), "wb") : stdout;
   if (file_ == nullptr) {
-    throw std::runtime_error(beside() + ": cannot be written; name a file in a folder where you may write");
+    throw std::runtime_error(shown_path(beside()) + ": cannot be written; name a file in a folder where you may write");
   }
 }
 
@@ -28,7 +30,8 @@ void OutputFile::finish() {
   if (whole && closed) std::filesystem::rename(beside(), path_, error);
   if (whole && closed && !error) return;
   (void)std::remove(beside().c_str());
-  throw std::runtime_error(path_ + ": write failure; it is as it was" + (error ? ": " + error.message() : ""));
+  throw std::runtime_error(shown_path(path_) + ": write failure; it is as it was" +
+                           (error ? ": " + error.message() : ""));
 }
 
 }  // namespace tool

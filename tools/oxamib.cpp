@@ -4,6 +4,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "common/code_page.h"
 #include "tools/cli.h"
 #include "tools/rows.h"
 
@@ -45,12 +46,12 @@ Words words_of(uint32_t node) {
 }
 
 void print_node(uint32_t node, int depth, bool details) {
-  std::printf("%*s%s(%u)", 2 * depth, "", oxbName(node), oxbNumber(node));
+  tool::say(stdout, "%*s%s(%u)", 2 * depth, "", oxbName(node), oxbNumber(node));
   if (details || oxbIsLeaf(node) != 0) {
     const Words words = words_of(node);
-    std::printf("  %s %s %s", words.type, words.access, words.interface);
+    tool::say(stdout, "  %s %s %s", words.type, words.access, words.interface);
   }
-  std::printf("\n");
+  tool::say(stdout, "\n");
 }
 
 int print_tree(const std::string& path, bool details) {
@@ -86,7 +87,7 @@ int convert(const std::vector<std::string>& paths, bool json) {
     if (json) {
       all.push_back({{"path", numeric}, {"name", text}, {"description", description}});
     } else {
-      std::printf("%s  %s%s%s\n", numeric.c_str(), text, *description != '\0' ? "  " : "", description);
+      tool::say(stdout, "%s  %s%s%s\n", numeric.c_str(), text, *description != '\0' ? "  " : "", description);
     }
   }
   if (json) std::puts(tool::json_text(all, 2).c_str());
@@ -99,15 +100,14 @@ int expand(const std::string& pattern) {
   uint32_t count = 0;
   tool::require(oxbDeploy(pattern.c_str(), &count, results.data(), capacity), pattern);
   for (uint32_t i = 0; i < count; ++i) {
-    std::puts(results[i]);
+    tool::print(stdout, results[i] + std::string("\n"));
     (void)oxcMemFree(results[i]);
   }
   return tool::exit_ok;
 }
 
 std::string name_of(const std::string& path) {
-  const std::string name = path.substr(path.find_last_of("/\\") + 1);
-  return name;
+  return path.substr(ox::CodePage(ox::platform::own_code_page()).last_name(path));
 }
 
 bool is_text_file(const std::string& path) { return path.ends_with(".enm") || path.ends_with(".dsc"); }
@@ -131,7 +131,7 @@ int check(const std::vector<std::string>& files) {
   int result = tool::exit_ok;
   const tool::Fault fault = [&](const std::string& file, uint32_t line, OX_RESULT code, const std::string& subject) {
     const bool asked = files.empty() || std::find(files.begin(), files.end(), file) != files.end();
-    (void)std::fprintf(asked ? stdout : stderr, "%s\n", tool::fault_line(file, line, code, subject).c_str());
+    tool::say(asked ? stdout : stderr, "%s\n", tool::fault_line(file, line, code, subject).c_str());
     if (asked) result = tool::exit_failed;
   };
   tool::load_tree(files.empty() ? tool::definition_files() : beside_installation(files), fault);
@@ -150,7 +150,7 @@ int show_enumeration(const std::string& path) {
   uint32_t count = 0;
   OX_RESULT code = OX_OK;
   while ((code = oxbEnumItem(path.c_str(), count, &value, &text)) == OX_OK) {
-    std::puts(text);
+    tool::print(stdout, text + std::string("\n"));
     ++count;
   }
   if (count == 0) tool::require(code, path);
@@ -194,7 +194,7 @@ int main(int argc, char** argv) {
       "Exit code: 0 done, 1 an error or a fault in a file, 2 usage.");
   return tool::run(app, tool::arguments(argc, argv), [&] {
     if (*deploy) return expand(pattern);
-    if (*checker) return check(files);
+    if (*checker) return check(tool::system_paths(files));
     tool::attach_tree();
     if (*tree) return print_tree(path, details);
     if (*name) return convert(paths, json);

@@ -5,6 +5,7 @@
 #include "tools/cli.h"
 #include "tools/following.h"
 #include "tools/node_output.h"
+#include "tools/text.h"
 
 namespace {
 

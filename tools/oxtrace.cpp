@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/cli.h"
+#include "tools/text.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ std::string names_of(uint32_t mask) {
 // Of processes that were found, not named, those that have ended since are left out.
 void print(const std::vector<uint32_t>& processes, bool named, bool json) {
   nlohmann::json all = nlohmann::json::array();
-  if (!json) std::printf("%8s  %10s  %7s  %4s  %s\n", "PROCESS", "MASK", "CONSOLE", "FILE", "BITS");
+  if (!json) tool::say(stdout, "%8s  %10s  %7s  %4s  %s\n", "PROCESS", "MASK", "CONSOLE", "FILE", "BITS");
   for (const uint32_t process : processes) {
     oxcDebugControl control{};
     const OX_RESULT code = oxcDebugGetControl(process, &control);
@@ -55,11 +56,11 @@ void print(const std::vector<uint32_t>& processes, bool named, bool json) {
                      {"console", control.console != 0},
                      {"file", control.file != 0}});
     } else {
-      std::printf("%8u  0x%08x  %7s  %4s  %s\n", process, control.mask, control.console != 0 ? "on" : "off",
-                  control.file != 0 ? "on" : "off", names_of(control.mask).c_str());
+      tool::say(stdout, "%8u  0x%08x  %7s  %4s  %s\n", process, control.mask, control.console != 0 ? "on" : "off",
+                control.file != 0 ? "on" : "off", names_of(control.mask).c_str());
     }
   }
-  if (json) std::puts(all.dump(2).c_str());
+  if (json) std::puts(tool::json_text(all, 2).c_str());
 }
 
 std::vector<uint32_t> all_processes() {

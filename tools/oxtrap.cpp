@@ -86,7 +86,7 @@ int send(const SendOptions& options, bool time_given) {
   tool::attach_names();
   fill(trap, options, time_given);
   if (options.hex) {
-    std::puts(tool::to_hex(datagram_of(trap)).c_str());
+    std::puts(tool::hex_of(datagram_of(trap)).c_str());
     return tool::exit_ok;
   }
   asio::io_context context;
@@ -145,7 +145,7 @@ std::vector<std::string> datagrams_of(const std::string& contents) {
 
 std::string contents_of(const std::string& file) {
   if (file == "-") return {std::istreambuf_iterator<char>(std::cin), {}};
-  std::ifstream stream(file, std::ios::binary);
+  std::ifstream stream(tool::system_path(file), std::ios::binary);
   if (!stream) throw tool::Failure(file, OX_EOPEN);
   return {std::istreambuf_iterator<char>(stream), {}};
 }
@@ -177,14 +177,14 @@ class Show {
     try {
       tool::decode_trap(datagram, trap);
     } catch (const tool::Failure& failure) {
-      (void)std::fprintf(stderr, "oxtrap: %s\n", tool::message_of(failure).c_str());
+      tool::say(stderr, "oxtrap: %s\n", tool::message_of(failure).c_str());
       return false;
     }
     const oxcTrTag* tag = tool::definition_of(definitions_.get(), trap);
     if (form_ == Form::json) {
       std::puts(tool::json_text(tool::json_of(trap, tag)).c_str());
     } else {
-      if (shown_++ != 0) std::printf("\n");
+      if (shown_++ != 0) tool::say(stdout, "\n");
       if (form_ == Form::explained) {
         tool::explain(definitions_.get(), trap, datagram);
       } else {
@@ -214,7 +214,7 @@ int listen(uint16_t port, uint32_t count, bool json) {
   Show show(json ? Form::json : Form::text);
   asio::io_context context;
   udp::socket socket(context, udp::endpoint(udp::v4(), port));
-  (void)std::fprintf(stderr, "oxtrap: listening on port %u\n", socket.local_endpoint().port());
+  tool::say(stderr, "oxtrap: listening on port %u\n", socket.local_endpoint().port());
   std::vector<char> space(65536);
   for (uint32_t received = 0; count == 0 || received < count;) {
     udp::endpoint from;
@@ -304,6 +304,6 @@ int main(int argc, char** argv) {
       return tool::exit_ok;
     }
     tool::attach_names();
-    return tool::check_definitions(files) == 0 ? tool::exit_ok : tool::exit_failed;
+    return tool::check_definitions(tool::system_paths(files)) == 0 ? tool::exit_ok : tool::exit_failed;
   });
 }

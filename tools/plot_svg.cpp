@@ -148,8 +148,7 @@ std::string xml_text(std::string_view text) {
         made += static_cast<unsigned char>(c) < ' ' || c == '\x7F' ? '?' : c;
     }
   }
-  const std::string quoted = json_text(made);  // in which bytes that are no UTF-8 have been replaced
-  return nlohmann::json::parse(quoted).get<std::string>();
+  return utf8_of(made).text;
 }
 
 void write_svg(const Plot& plot, std::FILE* out) { Svg(plot, out).write(); }

@@ -116,7 +116,7 @@ class Printer {
     const Scale scale = scale_of(summary, std::clamp(rows_ / 2, 2, 5));
     Canvas canvas(signs_, columns_, rows_);
     draw(canvas, plot_, panel, scale);
-    put(on_one_line(panel.title) + "   " + summary_line(summary));
+    put(terminal_text(out_, on_one_line(panel.title)) + "   " + summary_line(summary));
     const std::vector<std::string> texts = side_texts(scale, rows_);
     for (int row = 0; row < rows_; ++row) {
       const std::string& text = texts[static_cast<std::size_t>(row)];
@@ -154,7 +154,7 @@ class Printer {
   void print_gaps(const Panel& panel) {
     const std::vector<Gap> gaps = gaps_of(plot_, panel);
     for (std::size_t i = 0; i < std::min(gaps.size(), most_gaps); ++i) {
-      put("  " + std::string(signs_.shade) + ' ' + on_one_line(gap_line(plot_, gaps[i])));
+      put("  " + std::string(signs_.shade) + ' ' + terminal_text(out_, on_one_line(gap_line(plot_, gaps[i]))));
     }
     if (gaps.size() > most_gaps) put("  and " + std::to_string(gaps.size() - most_gaps) + " more gaps");
   }
@@ -168,7 +168,7 @@ class Printer {
 }  // namespace
 
 void print_plot(const Plot& plot, int columns, int rows, bool braille, std::FILE* out) {
-  (void)std::fprintf(out, "%s\n", on_one_line(plot.title).c_str());
+  print(out, on_one_line(plot.title) + "\n");
   Printer printer(plot, braille ? braille_signs : ascii_signs, columns, rows, out);
   for (const Panel& panel : plot.panels) {
     (void)std::fputc('\n', out);

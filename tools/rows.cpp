@@ -56,14 +56,11 @@ void FormOptions::add_to(CLI::App& command) {
   command.add_flag("--csv", csv_, "CSV, as RFC 4180 has it")->excludes(json);
 }
 
-std::size_t shown_width(const std::string& text) {
+std::size_t shown_width(const std::string& shown) {
+  const std::string text = utf8_of(shown).text;
   std::size_t width = 0;
   for (std::size_t at = 0; at < text.size();) width += is_wide(take_character(text, at)) ? 2 : 1;
   return width;
-}
-
-std::string json_text(const nlohmann::ordered_json& value, int indent) {
-  return value.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 Rows::Rows(Form form, std::vector<Column> columns, std::FILE* out)
@@ -97,7 +94,7 @@ void Rows::add_json(const std::vector<Cell>& cells) {
 void Rows::add_csv(const std::vector<std::string>& texts) {
   std::string line;
   for (const std::string& text : texts) line += (&text != &texts.front() ? "," : "") + csv_field(text);
-  write(out_, line + "\r\n");
+  print(out_, line + "\r\n");
 }
 
 void Rows::end() {
@@ -121,7 +118,12 @@ void Rows::print_table_line(const std::vector<std::string>& texts, const std::ve
     line += (i != 0 ? "  " : "") + (columns_[i].right ? blanks + texts[i] : texts[i] + blanks);
   }
   line.erase(line.find_last_not_of(' ') + 1);
-  write(out_, line + '\n');
+  print(out_, line + '\n');
+}
+
+void put_name(Form form, const char* key, const std::string& name) {
+  if (form == Form::json) return (void)std::puts(json_text({{key, name}}, 2).c_str());
+  print(stdout, name + "\n");
 }
 
 void print_record(Form form, const std::vector<Column>& columns, const std::vector<Cell>& cells) {

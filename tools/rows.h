@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "tools/cli.h"
+#include "tools/text.h"
 
 namespace tool {
 
@@ -45,9 +46,6 @@ struct Cell {
 // Characters of a terminal that a text takes.
 [[nodiscard]] std::size_t shown_width(const std::string& text);
 
-// JSON text of a value; bytes that are no UTF-8 are replaced: a stored text may be in any code.
-[[nodiscard]] std::string json_text(const nlohmann::ordered_json& value, int indent = -1);
-
 // A field of CSV as RFC 4180 has it.
 [[nodiscard]] std::string csv_field(const std::string& text);
 
@@ -72,6 +70,9 @@ class Rows {
   std::size_t count_ = 0;
   std::vector<std::vector<std::string>> table_;
 };
+
+// The name of what was made, by itself or as the only member of an object.
+void put_name(Form form, const char* key, const std::string& name);
 
 // One object: a line for each of its values that there is something to show of, or JSON, or CSV of one row.
 void print_record(Form form, const std::vector<Column>& columns, const std::vector<Cell>& cells);

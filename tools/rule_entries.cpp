@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <sstream>
 
+#include "tools/text.h"
 #include "tools/value_argument.h"
 
 namespace tool {
@@ -115,7 +116,7 @@ int create_rule(const Call& call, const NewRule& wanted) {
     (void)manage(made, component_delete, made.name);
     throw;
   }
-  (void)std::puts(call.form == Form::json ? json_text({{"ruleEnt", made.name}}, 2).c_str() : made.name.c_str());
+  put_name(call.form, "ruleEnt", made.name);
   tell_missing_daemon(call);
   return exit_ok;
 }
@@ -152,9 +153,9 @@ int show_rule_log(const Call& call) {
     return exit_ok;
   }
   std::istringstream lines(output);
-  for (std::string line; std::getline(lines, line);) (void)std::puts(on_one_line(line).c_str());
+  for (std::string line; std::getline(lines, line);) print(stdout, on_one_line(line) + "\n");
   const bool runs = rule.number(oper_path) == 1;
-  if (!end.empty()) (void)std::printf("(%s%s)\n", runs ? "runs; before: " : "", on_one_line(end).c_str());
+  if (!end.empty()) (void)say(stdout, "(%s%s)\n", runs ? "runs; before: " : "", on_one_line(end).c_str());
   return exit_ok;
 }
 

@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "tools/cli.h"
+#include "tools/text.h"
 #include "tools/trap_definitions.h"
 
 namespace tool {
@@ -17,7 +18,7 @@ std::string coded(OX_RESULT code) { return "error " + std::to_string(code) + ": 
 class Check {
  public:
   void fault(const std::string& place, const std::string& text) {
-    std::printf("%s: %s\n", place.c_str(), text.c_str());
+    say(stdout, "%s: %s\n", shown_path(place).c_str(), text.c_str());
     ++faults_;
   }
   [[nodiscard]] std::size_t faults() const { return faults_; }

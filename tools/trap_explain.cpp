@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "tools/cli.h"
+#include "tools/text.h"
 #include "tools/trap_definitions.h"
 
 namespace tool {
@@ -25,8 +26,8 @@ std::string numbers(const oxcTrTag& tag) {
 }
 
 void print_near(const char* what, const oxcTrTag& tag, const std::string& why) {
-  std::printf("%-12s %s: %s (%s): %s\n", what, place_of(tag).c_str(), tag.summary != nullptr ? tag.summary : "",
-              numbers(tag).c_str(), why.c_str());
+  say(stdout, "%-12s %s: %s (%s): %s\n", what, place_of(tag).c_str(), tag.summary != nullptr ? tag.summary : "",
+      numbers(tag).c_str(), why.c_str());
 }
 
 bool is_above(const std::string& upper, const std::string& lower) {
@@ -71,7 +72,7 @@ void print_misses(const oxcTrConf* list, const Trap& trap, const oxcTrTag* found
   for (std::size_t i = 0; i < std::min(misses.size(), most_shown); ++i) {
     print_near("close", *misses[i].second, misses[i].first.why);
   }
-  if (misses.size() > most_shown) std::printf("%-12s and %zu more\n", "", misses.size() - most_shown);
+  if (misses.size() > most_shown) say(stdout, "%-12s and %zu more\n", "", misses.size() - most_shown);
 }
 
 void print_reason(const oxcTrTag& tag, const Trap& trap) {
@@ -86,17 +87,17 @@ void print_reason(const oxcTrTag& tag, const Trap& trap) {
 
 void print_definition(const Trap& trap, const std::string& datagram) {
   const bool standard = trap.genericTrap < 6;
-  std::printf("Nothing defines it. To paste into USER.DEF:\n\n");
-  std::printf("Enterprise\t%s\n", trap.enterprise);
+  say(stdout, "Nothing defines it. To paste into USER.DEF:\n\n");
+  say(stdout, "Enterprise\t%s\n", trap.enterprise);
   // The numbers of a file are signed.
-  std::printf("GenericCode\t%d\nSpecificCode\t%s\n", static_cast<int32_t>(trap.genericTrap),
-              standard ? "*" : std::to_string(static_cast<int32_t>(trap.specificTrap)).c_str());
-  std::printf("Severity\t2\nSummary\t%s of %s\nDetail\t*%%allleaf*\nLogging\t1\n",
-              standard ? generic_name(trap.genericTrap).c_str() : ("trap " + std::to_string(trap.specificTrap)).c_str(),
-              trap.enterprise);
+  say(stdout, "GenericCode\t%d\nSpecificCode\t%s\n", static_cast<int32_t>(trap.genericTrap),
+      standard ? "*" : std::to_string(static_cast<int32_t>(trap.specificTrap)).c_str());
+  say(stdout, "Severity\t2\nSummary\t%s of %s\nDetail\t*%%allleaf*\nLogging\t1\n",
+      standard ? generic_name(trap.genericTrap).c_str() : ("trap " + std::to_string(trap.specificTrap)).c_str(),
+      trap.enterprise);
   constexpr std::size_t longest_sample = 1000;
-  const std::string hex = to_hex(datagram);
-  if (hex.size() < longest_sample) std::printf("Sample\thex %s\n", hex.c_str());
+  const std::string hex = hex_of(datagram);
+  if (hex.size() < longest_sample) say(stdout, "Sample\thex %s\n", hex.c_str());
 }
 
 }  // namespace
@@ -117,11 +118,11 @@ const oxcTrTag* definition_of(const oxcTrConf* list, const Trap& trap) {
 void explain(const oxcTrConf* list, const Trap& trap, const std::string& datagram) {
   const oxcTrTag* tag = definition_of(list, trap);
   print_trap(trap, tag);
-  std::printf("\n");
+  say(stdout, "\n");
   if (tag != nullptr) print_reason(*tag, trap);
   print_misses(list, trap, tag);
   if (trap.enterprise == nullptr) {
-    std::printf("It carries no identifier, so no definition can be for it.\n");
+    say(stdout, "It carries no identifier, so no definition can be for it.\n");
   } else if (tag == nullptr) {
     print_definition(trap, datagram);
   }

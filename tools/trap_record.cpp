@@ -5,6 +5,7 @@
 
 #include "tools/cli.h"
 #include "tools/community.h"
+#include "tools/text.h"
 #include "tools/value_argument.h"
 
 namespace tool {
@@ -140,16 +141,6 @@ std::string from_hex(const std::string& text) {
   return bytes;
 }
 
-std::string to_hex(const std::string& bytes) {
-  std::string text;
-  for (const char byte : bytes) {
-    char pair[3];
-    (void)std::snprintf(pair, sizeof pair, "%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
-    text += pair;
-  }
-  return text;
-}
-
 std::string message_of(const std::exception& error) {
   const auto* failure = dynamic_cast<const Failure*>(&error);
   return failure != nullptr ? std::string(error.what()) + ": " + error_text(failure->code()) : error.what();
@@ -166,27 +157,27 @@ std::string detail_of(const oxcTrTag& tag, const Trap& trap) {
 std::string place_of(const oxcTrTag& tag) { return text_or(tag.file) + ":" + std::to_string(tag.line); }
 
 void print_trap(const Trap& trap, const oxcTrTag* tag) {
-  std::printf("%-12s %s\n", "message", pdu_name(trap.pduType));
-  std::printf("%-12s %s\n", "community", on_one_line(shown_community(community_of(trap))).c_str());
-  std::printf("%-12s %s\n", "enterprise", text_or(trap.enterprise, "-").c_str());
-  std::printf("%-12s %s\n", "agent", address_of(trap).c_str());
-  std::printf("%-12s %u %s\n", "generic", trap.genericTrap, generic_name(trap.genericTrap).c_str());
-  std::printf("%-12s %u\n", "specific", trap.specificTrap);
-  std::printf("%-12s %u %s\n", "time", trap.timeStamp, text_or(oxcTticksToStr(trap.timeStamp)).c_str());
-  if (trap.pduType != OXS_TRAP) std::printf("%-12s %d\n", "request", static_cast<int32_t>(trap.requestId));
+  say(stdout, "%-12s %s\n", "message", pdu_name(trap.pduType));
+  say(stdout, "%-12s %s\n", "community", on_one_line(shown_community(community_of(trap))).c_str());
+  say(stdout, "%-12s %s\n", "enterprise", text_or(trap.enterprise, "-").c_str());
+  say(stdout, "%-12s %s\n", "agent", address_of(trap).c_str());
+  say(stdout, "%-12s %u %s\n", "generic", trap.genericTrap, generic_name(trap.genericTrap).c_str());
+  say(stdout, "%-12s %u\n", "specific", trap.specificTrap);
+  say(stdout, "%-12s %u %s\n", "time", trap.timeStamp, text_or(oxcTticksToStr(trap.timeStamp)).c_str());
+  if (trap.pduType != OXS_TRAP) say(stdout, "%-12s %d\n", "request", static_cast<int32_t>(trap.requestId));
   for (dnode* node = trap.bindings; node != nullptr; node = oxdNext(node)) {
-    std::printf("%-12s %s = %s: %s\n", "binding", name_of(node).c_str(), type_of(node).c_str(),
-                on_one_line(oxdGetValueByStr(node)).c_str());
+    say(stdout, "%-12s %s = %s: %s\n", "binding", name_of(node).c_str(), type_of(node).c_str(),
+        on_one_line(oxdGetValueByStr(node)).c_str());
   }
   if (tag == nullptr) {
-    std::printf("%-12s none\n", "definition");
+    say(stdout, "%-12s none\n", "definition");
     return;
   }
-  std::printf("%-12s %s\n", "definition", place_of(*tag).c_str());
-  std::printf("%-12s %u\n", "severity", tag->severity);
-  std::printf("%-12s %s\n", "summary", text_or(tag->summary).c_str());
-  std::printf("%-12s %s\n", "detail", on_one_line(detail_of(*tag, trap)).c_str());
-  if (tag->deal != nullptr) std::printf("%-12s %s\n", "deal", tag->deal);
+  say(stdout, "%-12s %s\n", "definition", place_of(*tag).c_str());
+  say(stdout, "%-12s %u\n", "severity", tag->severity);
+  say(stdout, "%-12s %s\n", "summary", text_or(tag->summary).c_str());
+  say(stdout, "%-12s %s\n", "detail", on_one_line(detail_of(*tag, trap)).c_str());
+  if (tag->deal != nullptr) say(stdout, "%-12s %s\n", "deal", tag->deal);
 }
 
 nlohmann::json json_of(const Trap& trap, const oxcTrTag* tag) {

@@ -38,7 +38,6 @@ void attach_names();
 
 // Bytes from hex digits in pairs, blanks and colons between them passed over. Throws on anything else.
 [[nodiscard]] std::string from_hex(const std::string& text);
-[[nodiscard]] std::string to_hex(const std::string& bytes);
 
 // What went wrong, on one line.
 [[nodiscard]] std::string message_of(const std::exception& error);

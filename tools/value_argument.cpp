@@ -2,6 +2,7 @@
 
 #include "platform/argument_text.h"
 #include "tools/cli.h"
+#include "tools/text.h"
 
 namespace tool {
 
@@ -22,7 +23,8 @@ void set_value(dnode* node, const std::string& name, uint32_t type, const std::s
 
 std::string one_text(const std::vector<std::string>& words) {
   std::string text;
-  for (const std::string& word : words) text += (text.empty() ? "" : " ") + ox::platform::argument_text(word);
+  for (const std::string& word : words)
+    text += (text.empty() ? "" : " ") + ox::platform::argument_text(word, character_size);
   return text;
 }
 

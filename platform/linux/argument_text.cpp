@@ -2,12 +2,14 @@
 
 namespace ox::platform {
 
-std::string argument_text(const std::string& argument) {
+std::string argument_text(const std::string& argument, CharacterSize size) {
   if (!argument.empty() && argument.find_first_of(" \t\"'\\") == std::string::npos) return argument;
   std::string text = "\"";
-  for (const char c : argument) {
-    if (c == '"' || c == '\\') text += '\\';
-    text += c;
+  unsigned taken = 0;
+  for (const char* at = argument.c_str(); *at != '\0'; at += taken) {
+    taken = size(at);
+    if (*at == '"' || *at == '\\') text += '\\';
+    text.append(at, taken);
   }
   return text + '"';
 }

@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "platform/attach.h"
+#include "platform/windows/ansi_text.h"
 
 namespace ox::platform {
 
@@ -25,7 +26,7 @@ std::string own_directory() {
   char path[MAX_PATH];
   const DWORD size = ::GetModuleFileNameA(own_module(), path, sizeof path);
   const std::string whole(path, size < sizeof path ? size : 0);
-  const std::size_t last = whole.rfind('\\');
+  const std::size_t last = last_backslash(whole.c_str());
   return last != std::string::npos ? whole.substr(0, last + 1) : std::string();
 }
 

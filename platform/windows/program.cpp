@@ -8,6 +8,7 @@
 
 #include "platform/argument_text.h"
 #include "platform/process_list.h"
+#include "platform/windows/ansi_text.h"
 #include "platform/windows/fail.h"
 #include "platform/windows/handle.h"
 
@@ -16,7 +17,7 @@ namespace {
 
 std::string command_line(const std::vector<std::string>& arguments) {
   std::string line;
-  for (const std::string& argument : arguments) line += (line.empty() ? "" : " ") + argument_text(argument);
+  for (const std::string& argument : arguments) line += (line.empty() ? "" : " ") + argument_text(argument, ansi_size);
   return line;
 }
 
@@ -213,8 +214,8 @@ void give_programs(const char* name, const std::string& value) { (void)::SetEnvi
 
 std::string own_program_folder() {
   char path[MAX_PATH];
-  const std::string_view program(path, ::GetModuleFileNameA(nullptr, path, sizeof path));
-  return std::string(program.substr(0, program.rfind('\\')));
+  const std::string program(path, ::GetModuleFileNameA(nullptr, path, sizeof path));
+  return program.substr(0, last_backslash(program.c_str()));
 }
 
 }  // namespace ox::platform

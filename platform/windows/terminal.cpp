@@ -5,6 +5,8 @@
 #include <stdio.h>
 #include <windows.h>
 
+#include <algorithm>
+
 namespace ox::platform {
 namespace {
 
@@ -13,7 +15,19 @@ HANDLE handle_of(Stream stream) noexcept {
   return ::GetStdHandle(names[static_cast<int>(stream)]);
 }
 
+std::string utf8_of(const wchar_t* text) {
+  const int bytes = ::WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+  std::string made(static_cast<std::size_t>(std::max(bytes, 1)), '\0');
+  (void)::WideCharToMultiByte(CP_UTF8, 0, text, -1, made.data(), bytes, nullptr, nullptr);
+  made.pop_back();  // its terminator
+  return made;
+}
+
 }  // namespace
+
+// The C runtime's, which has no declaration in all of its headers.
+extern "C" __declspec(dllimport) void __cdecl __wgetmainargs(int* count, wchar_t*** words, wchar_t*** variables,
+                                                             int wildcards, int* new_mode);
 
 bool is_terminal(Stream stream) noexcept {
   DWORD mode = 0;
@@ -26,9 +40,23 @@ int terminal_columns(Stream stream) noexcept {
   return info.srWindow.Right - info.srWindow.Left + 1;
 }
 
-bool output_takes_utf8() noexcept {
-  return (is_terminal(Stream::output) ? ::GetConsoleOutputCP() : ::GetACP()) == CP_UTF8;
+std::uint32_t terminal_code_page(Stream stream) noexcept {
+  return is_terminal(stream) ? ::GetConsoleOutputCP() : ::GetACP();
 }
+
+// As they were typed: the ANSI code page may lack some of their characters.
+Arguments program_arguments(int /*argc*/, char** /*argv*/) {
+  int count = 0;
+  wchar_t** words = nullptr;
+  wchar_t** variables = nullptr;
+  int new_mode = 0;
+  __wgetmainargs(&count, &words, &variables, 0, &new_mode);
+  Arguments arguments{{}, CP_UTF8};
+  for (int i = 1; i < count; ++i) arguments.texts.push_back(utf8_of(words[i]));
+  return arguments;
+}
+
+bool output_takes_utf8() noexcept { return terminal_code_page(Stream::output) == CP_UTF8; }
 
 void keep_output_bytes() noexcept { (void)::_setmode(::_fileno(stdout), _O_BINARY); }
 

@@ -5,10 +5,13 @@
 #include <fstream>
 #include <sstream>
 
+#include "platform/codepage.h"
+#include "tests/support/registry.h"
 #include "tools/output_file.h"
 #include "tools/plot.h"
 #include "tools/rows.h"
 #include "tools/steps.h"
+#include "tools/text.h"
 
 namespace tool {
 namespace {
@@ -24,7 +27,26 @@ std::string written(const std::function<void(std::FILE*)>& write) {
   return text;
 }
 
-TEST(ToolOutput, RowsOfEveryForm) {
+// A text as each installation has it: the same to those who see it.
+class TextOutput : public testing::TestWithParam<std::uint32_t> {
+ protected:
+  TextOutput() { ox::test::set_value("CodePage", GetParam()); }
+  [[nodiscard]] static std::string stored(const std::string& text) {
+    return converted(ox::platform::utf8, GetParam(), text);
+  }
+  // As the terminal has it, which is Japanese here.
+  [[nodiscard]] static std::string shown(const std::string& text) { return converted(ox::platform::utf8, 0, text); }
+
+ private:
+  static std::string converted(std::uint32_t from, std::uint32_t to, const std::string& text) {
+    std::string made;
+    EXPECT_TRUE(ox::platform::Converter(from, to).convert(text, made));
+    return made;
+  }
+};
+INSTANTIATE_TEST_SUITE_P(Page, TextOutput, testing::Values(932u, 65001u));
+
+TEST_P(TextOutput, RowsOfEveryForm) {
   const auto rows = [](Form form, std::vector<std::vector<Cell>> all) {
     return written([&](std::FILE* out) {
       Rows made(form, {{"NAME", "name"}, {"NO", "no", true}}, out);
@@ -32,14 +54,31 @@ TEST(ToolOutput, RowsOfEveryForm) {
       made.end();
     });
   };
-  const std::vector<std::vector<Cell>> all = {{"a,\"b\"\r\n", Cell("7 s", 7)}, {"日本\xFF", Cell("-", nullptr)}};
-  EXPECT_EQ("NAME    NO\na,\"b\"  7 s\n日本\xFF    -\n", rows(Form::table, all));
-  EXPECT_EQ("name,no\r\n\"a,\"\"b\"\"\r\n\",7\r\n日本\xFF,\r\n", rows(Form::csv, all));
-  EXPECT_EQ("[\n  {\"name\":\"a,\\\"b\\\"\\r\\n\",\"no\":7},\n  {\"name\":\"日本\xEF\xBF\xBD\",\"no\":null}\n]\n",
+  const std::vector<std::vector<Cell>> all = {{"a,\"b\"\r\n", Cell("7 s", 7)}, {stored("日表"), Cell("-", nullptr)}};
+  EXPECT_EQ("NAME    NO\na,\"b\"  7 s\n" + shown("日表") + "     -\n", rows(Form::table, all));
+  EXPECT_EQ("name,no\r\n\"a,\"\"b\"\"\r\n\",7\r\n" + shown("日表") + ",\r\n", rows(Form::csv, all));
+  EXPECT_EQ("[\n  {\"name\":\"a,\\\"b\\\"\\r\\n\",\"no\":7},\n  {\"name\":\"日表\",\"no\":null}\n]\n",
             rows(Form::json, all));
   EXPECT_EQ("", rows(Form::table, {}));
   EXPECT_EQ("[]\n", rows(Form::json, {}));
   EXPECT_EQ("name,no\r\n", rows(Form::csv, {}));
+}
+
+TEST_P(TextOutput, JsonLosesNoByte) {
+  const std::string good = stored("表ソ");
+  const std::string broken = good + "\xFF\xE8";  // neither is a character, nor a beginning that goes on
+  EXPECT_EQ("{\"a\":\"表ソ\"}", json_text({{"a", good}}));
+  EXPECT_EQ("[{\"a\":\"表ソ\uFFFD\uFFFD\",\"b\":\"x\",\"raw\":{\"a\":\"" + hex_of(broken) + "\"}}]",
+            json_text(nlohmann::ordered_json::array({{{"a", broken}, {"b", "x"}}})));
+  EXPECT_EQ("{\"text\":\"\uFFFD\",\"raw\":\"00ff\"}", json_text({{"text", "\xFF"}, {"raw", hex_of({"\0\xFF", 2})}}));
+}
+
+TEST_P(TextOutput, WhatIsTypedIsTheInstallations) {
+  EXPECT_EQ(stored("表ソ"), typed_text("表ソ", ox::platform::utf8));
+  EXPECT_EQ(stored("表ソ"), typed_text(stored("表ソ"), GetParam()));
+  const std::string broken = "表\xFF";
+  EXPECT_EQ(broken, typed_text(broken, ox::platform::utf8)) << "nothing is lost";
+  EXPECT_EQ(shown("表/ソ"), system_path(stored("表/ソ")));
 }
 
 TEST(ToolOutput, StepsHaveOneValueEach) {

@@ -1,0 +1,40 @@
+// Texts at the tools' edge. Within a tool they are in the installation's code page, as the library takes and gives
+// them; what people type and see is in their terminal's, what machines get is UTF-8.
+#pragma once
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace tool {
+
+// Bytes of the character that begins there, in a text that is not at its end.
+unsigned character_size(const char* text);
+
+// What has been typed in another code page. Where the installation's lacks a character of it, it stays as it is.
+std::string typed_text(const std::string& text, std::uint32_t typed);
+// A path that has been typed, as the system has it; and one of the system's among other texts.
+std::string system_path(const std::string& path);
+std::string shown_path(const std::string& path);
+std::vector<std::string> system_paths(std::vector<std::string> paths);
+
+// A text as the terminal shows it, with "?" for what that lacks; unchanged where the two code pages are one.
+std::string terminal_text(std::FILE* out, const std::string& text);
+// Print it so.
+void print(std::FILE* out, const std::string& text);
+[[gnu::format(printf, 2, 3)]] void say(std::FILE* out, const char* format, ...);
+
+// A text in UTF-8, in which U+FFFD stands for each byte of no character; whether there is none of those.
+struct Utf8 {
+  std::string text;
+  bool whole = true;
+};
+Utf8 utf8_of(const std::string& text);
+
+// JSON text of a value. In each object "raw" has the bytes, in hex, of its texts that are not whole, under their names;
+// where it is there already it stays.
+std::string json_text(const nlohmann::ordered_json& value, int indent = -1);
+std::string hex_of(const std::string& bytes);
+
+}  // namespace tool
