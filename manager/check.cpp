@@ -11,6 +11,7 @@
 #include "manager/base/attributes.h"
 #include "manager/base/paths.h"
 #include "manager/base/settings.h"
+#include "manager/base/store_page.h"
 #include "manager/base/zone.h"
 #include "manager/check_rights.h"
 #include "manager/components/vocabulary.h"
@@ -90,8 +91,10 @@ bool check_installation(const FaultSink& faults, const Tell& tell) {
   sound = TrapSources().read(trap_sources_file(), faults) && sound;
   if (!amib.empty()) with_scratch_tree(amib, check_access);
   sound = check_trap_definitions(faults) && sound;
+  const std::string data = join(oxcGetWorkdir(), "data");
+  if (const std::string warning = page_warning(data); !warning.empty()) tell(warning);
   if (const auto told = ask_manager(database_check_code, faults, tell)) return *told && sound;
-  return check_databases(join(oxcGetWorkdir(), "data"), faults, tell) && sound;
+  return check_databases(data, faults, tell) && sound;
 }
 
 }  // namespace ox::manager

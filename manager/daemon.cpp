@@ -14,6 +14,7 @@
 #include "common/protocol.h"
 #include "manager/base/log.h"
 #include "manager/base/paths.h"
+#include "manager/base/store_page.h"
 #include "manager/base/zone.h"
 #include "manager/definitions.h"
 #include "manager/requests/manager.h"
@@ -138,6 +139,14 @@ void name_old_files(const std::string& data) {
   name("collected", 2);
 }
 
+// Makes it where it is missing.
+bool take_up_folder(const std::string& data) {
+  if (!ensure_directory(data)) return false;
+  note_page(data);
+  if (const std::string warning = page_warning(data); !warning.empty()) log(Severity::warning, warning);
+  return true;
+}
+
 // What is wrong with the file keeps out those whom a rule may have been to keep out.
 bool read_access(Manager& manager) {
   const auto type_name = [&manager](std::string_view type) {
@@ -159,7 +168,7 @@ bool take_up(Manager& manager, const std::string& data) {
   };
   (void)read_access(manager);
   name_old_files(data);
-  return ensure_directory(data) && manager.components.open(tell) && manager.events.open(tell) &&
+  return take_up_folder(data) && manager.components.open(tell) && manager.events.open(tell) &&
          manager.collected_file.open(tell) && manager.run_ledger.open(tell);
 }
 

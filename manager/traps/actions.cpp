@@ -2,6 +2,7 @@
 
 #include <oxbase/oxc.h>
 
+#include "common/code_page.h"
 #include "manager/base/log.h"
 
 namespace ox::manager {
@@ -11,9 +12,10 @@ constexpr std::uint32_t most_words = 64;
 constexpr std::size_t longest_value = 8000;  // systems limit the environment
 
 std::vector<std::string> variables_of(const evmsg* event) {
+  static const CodePage page(oxcGetCodePage());
   std::vector<std::string> variables;
   const auto add = [&](const char* name, const std::string& value) {
-    variables.push_back(std::string(name) + '=' + value.substr(0, longest_value));
+    variables.push_back(std::string(name) + '=' + value.substr(0, page.fitting(value, longest_value)));
   };
   const auto add_text = [&](const char* name, TextGetter get) { add(name, text_of(event, get)); };
   const auto add_number = [&](const char* name, NumberGetter get) { add(name, std::to_string(number_of(event, get))); };

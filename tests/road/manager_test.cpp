@@ -207,6 +207,7 @@ TEST_F(Road, BackupOfAManagerAtWorkIsRestored) {
   Daemon daemon;
   ASSERT_EQ("0 ", run("oxset --add node:r1 obj.node.nodePort.0 11"));
   EXPECT_EQ("0 ", run("oxmgrd --backup").substr(0, 2));
+  EXPECT_EQ(std::to_string(oxcGetCodePage()) + "\n", read_text(work_dir() + "/data/codepage"));
   const std::string at_work = run("oxmgrd --check");  // with the manager's own log entry
   EXPECT_NE(std::string::npos, at_work.find("components.db: 2 components, 11 attributes, 0 relations")) << at_work;
   EXPECT_EQ("0 ", at_work.substr(0, 2));
@@ -242,12 +243,13 @@ TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
   write_file(work_dir() + "/public/trap/USER.DEF", "Enterprise 1.3\nGenericCode *\nSpecificCode *\nSeverity 5\n");
   const std::string messages = home_dir() + "/LIB/LOCALE/0409/OXERROR.MSG";
   write_file(messages, read_file(messages) + "no code\r\n");
+  write_file(work_dir() + "/data/codepage", "1\n");
   const std::string output = run("oxmgrd --check");
   EXPECT_EQ("1 ", output.substr(0, 2));
   expect_parts(output, {"obj.siteF: SNMP carries no UnixTime", "obj.siteG: SNMP carries no Opaque",
                         "site.def:2: ", "site.def:3: ", "site.def:5: ", "oxmgrd.cf:1: unknown setting MaxFrames",
-                        "components.db:0: file is not a database",
-                        "OXERROR.MSG:", "USER.DEF:4: Severity: ", "TimeZone Nowhere/Town is no zone"});
+                        "components.db:0: file is not a database", "OXERROR.MSG:", ", and was 1 when ",
+                        "USER.DEF:4: Severity: ", "TimeZone Nowhere/Town is no zone"});
   for (const char* const sound : {"site.def:4: ", "siteH", "siteI"})
     EXPECT_EQ(output.npos, output.find(sound)) << output;
 }
