@@ -71,7 +71,8 @@ bool check_installation(const FaultSink& faults, const Tell& tell) {
   }
   bool sound = check_all_messages(faults);
   sound = check_rights(faults) && sound;
-  if (const std::string fault = zone_fault(); !fault.empty()) {
+  for (const std::string& fault : {zone_fault(), page_fault()}) {
+    if (fault.empty()) continue;
     faults("registry", 0, fault);
     sound = false;
   }

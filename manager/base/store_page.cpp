@@ -5,6 +5,8 @@
 #include <oxbase/oxc.h>
 
 #include "manager/base/paths.h"
+#include "platform/codepage.h"
+#include "platform/registry.h"
 
 namespace ox::manager {
 namespace {
@@ -37,6 +39,14 @@ std::string page_warning(const std::string& folder) {
          " was made: changing it converts nothing that is stored, so texts of other than ASCII characters are shown "
          "garbled; next: set the registry value CodePage back to " +
          then + ", or write those texts again";
+}
+
+std::string page_fault() {
+  std::uint32_t set = 0;
+  if (platform::registry_read("SOFTWARE\\CORVID\\OXBASE", "CodePage", set) != platform::error_none) return {};
+  if (set == platform::shift_jis || set == platform::utf8) return {};
+  return "CodePage " + std::to_string(set) + " is neither 932 nor 65001; texts are in " +
+         std::to_string(oxcGetCodePage());
 }
 
 }  // namespace ox::manager

@@ -10,4 +10,7 @@ void note_page(const std::string& folder);
 // What it means that the installation's is another one now; empty when it is not.
 [[nodiscard]] std::string page_warning(const std::string& folder);
 
+// What is wrong with the setting; empty when nothing is.
+[[nodiscard]] std::string page_fault();
+
 }  // namespace ox::manager

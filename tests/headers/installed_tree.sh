@@ -11,6 +11,8 @@ export PKG_CONFIG_PATH="${pc%/*}"
 lib=$(pkg-config --variable=libdir oxbase)
 export OXBASE_SYSTEM="$scratch/system"
 "$scratch/tree/bin/make-installation" >/dev/null
+"$scratch/tree/bin/make-installation" --code-page 932 "$scratch/japanese" >/dev/null
+grep -qx '"CodePage"=dword:000003a4' "$scratch/japanese/registry.reg"
 
 # shellcheck disable=SC2046
 cc -std=c99 -Wall -Wextra -Werror "$2/app.c" -o "$scratch/by-pkg-config" $(pkg-config --cflags --libs oxbase)

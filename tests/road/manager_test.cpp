@@ -239,6 +239,7 @@ TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
              "siteH obj.903 Opaque read-only SNMP-ACS\nsiteI obj.904 UnixTime read-only CONF-ACS\n");
   write_file(work_dir() + "/conf/oxmgrd.cf", "MaxFrames: 1\n");
   set_value("TimeZone", "Nowhere/Town");
+  set_value("CodePage", 1252u);
   write_file(work_dir() + "/data/components.db", "component:\tnode\t\"a\"\n");
   write_file(work_dir() + "/public/trap/USER.DEF", "Enterprise 1.3\nGenericCode *\nSpecificCode *\nSeverity 5\n");
   const std::string messages = home_dir() + "/LIB/LOCALE/0409/OXERROR.MSG";
