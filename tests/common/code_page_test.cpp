@@ -1,7 +1,7 @@
 // Characters of the code pages, and what the library makes of the installation's.
 #include "tests/support/code_page.h"
 
-#include <memory>
+#include <algorithm>
 
 #include <oxbase/oxc.h>
 
@@ -30,7 +30,6 @@ TEST(CodePage, SizesOfCharactersAndOfWhatIsNone) {
   for (const auto& [number, bytes, expected] : rows) {
     const CodePage page(number);
     std::string whole;
-    std::string terminated;
     for (std::size_t at = 0; at < bytes.size();) {
       const std::vector<char> rest(bytes.begin() + static_cast<std::ptrdiff_t>(at),
                                    bytes.end());  // an overread is seen
@@ -41,6 +40,9 @@ TEST(CodePage, SizesOfCharactersAndOfWhatIsNone) {
     }
     EXPECT_EQ(expected, whole) << number << ' ' << testing::PrintToString(bytes);
   }
+  // What stands behind a text's end does not count.
+  EXPECT_EQ(1u, CodePage(65001).size(std::string_view("表", 2)));
+  EXPECT_EQ(1u, CodePage(932).size(std::string_view("\x95\x5C", 1)));
 }
 
 TEST(CodePage, CutsBetweenCharacters) {
@@ -149,6 +151,9 @@ TEST_P(Installed, PathsAreSplitByCharacters) {
     EXPECT_FALSE(ox::has_separator(name));
     EXPECT_TRUE(ox::begins_with("\\" + name + "/x", "/" + name));
     EXPECT_FALSE(ox::begins_with("/" + name, "/" + name + "/"));
+    std::string other = name;
+    std::replace(other.begin(), other.end(), '\\', '/');
+    EXPECT_EQ(other == name, ox::begins_with("/" + other, "/" + name));
   }
 }
 

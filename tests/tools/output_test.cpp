@@ -70,6 +70,7 @@ TEST_P(TextOutput, JsonLosesNoByte) {
   EXPECT_EQ("{\"a\":\"表ソ\"}", json_text({{"a", good}}));
   EXPECT_EQ("[{\"a\":\"表ソ\uFFFD\uFFFD\",\"b\":\"x\",\"raw\":{\"a\":\"" + hex_of(broken) + "\"}}]",
             json_text(nlohmann::ordered_json::array({{{"a", broken}, {"b", "x"}}})));
+  EXPECT_EQ("\uFFFDA", utf8_of("\x85\x41").text) << "a pair without a character";
   EXPECT_EQ("{\"text\":\"\uFFFD\",\"raw\":\"00ff\"}", json_text({{"text", "\xFF"}, {"raw", hex_of({"\0\xFF", 2})}}));
 }
 
