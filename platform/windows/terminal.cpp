@@ -23,11 +23,14 @@ std::string utf8_of(const wchar_t* text) {
   return made;
 }
 
-}  // namespace
+// The C runtime's own, which the compiler's headers do not declare.
+using GetArguments = void(CDECL*)(int* count, wchar_t*** words, wchar_t*** variables, int wildcards, int* new_mode);
+GetArguments runtimes_arguments() noexcept {
+  const FARPROC found = ::GetProcAddress(::GetModuleHandleA("msvcrt"), "__wgetmainargs");
+  return reinterpret_cast<GetArguments>(reinterpret_cast<void*>(found));
+}
 
-// The C runtime's, which has no declaration in all of its headers.
-extern "C" __declspec(dllimport) void __cdecl __wgetmainargs(int* count, wchar_t*** words, wchar_t*** variables,
-                                                             int wildcards, int* new_mode);
+}  // namespace
 
 bool is_terminal(Stream stream) noexcept {
   DWORD mode = 0;
@@ -45,12 +48,14 @@ std::uint32_t terminal_code_page(Stream stream) noexcept {
 }
 
 // As they were typed: the ANSI code page may lack some of their characters.
-Arguments program_arguments(int /*argc*/, char** /*argv*/) {
+Arguments program_arguments(int argc, char** argv) {
   int count = 0;
   wchar_t** words = nullptr;
   wchar_t** variables = nullptr;
   int new_mode = 0;
-  __wgetmainargs(&count, &words, &variables, 0, &new_mode);
+  const auto get = runtimes_arguments();
+  if (get == nullptr) return {{argv + (argc != 0), argv + argc}, ::GetACP()};
+  get(&count, &words, &variables, 0, &new_mode);
   Arguments arguments{{}, CP_UTF8};
   for (int i = 1; i < count; ++i) arguments.texts.push_back(utf8_of(words[i]));
   return arguments;
