@@ -9,6 +9,7 @@
 #include "common/paths.h"
 #include "common/trace.h"
 #include "platform/environment.h"
+#include "platform/own_file.h"
 
 namespace ox::memory {
 namespace {
@@ -43,7 +44,7 @@ OX_RESULT write_list(const char* name) {
   std::tm now{};
   if (const std::tm* local = std::localtime(&seconds)) now = *local;
   const std::vector<Record> blocks = live_blocks();
-  std::FILE* file = std::fopen(name != nullptr ? name : default_name(now).c_str(), "w");
+  std::FILE* file = name != nullptr ? std::fopen(name, "w") : platform::open_own_file(default_name(now).c_str());
   if (file == nullptr) return OX_OK;
   (void)std::fputs(ruler, file);
   (void)std::fprintf(file, "/*** CurrentTime = %04d/%02d/%02d %02d:%02d *********************************/\n",

@@ -9,6 +9,7 @@
 #include "common/settings.h"
 #include "platform/environment.h"
 #include "platform/file.h"
+#include "platform/own_file.h"
 
 namespace ox::trace {
 namespace {
@@ -78,7 +79,7 @@ void TraceFile::read_rotation_settings() {
 }
 
 OX_RESULT TraceFile::open() {
-  file_ = std::fopen(current_.c_str(), "w");
+  file_ = platform::open_own_file(current_.c_str());
   if (file_ == nullptr) return OX_EOPEN;
   (void)std::setvbuf(file_, nullptr, _IONBF, 0);  // a line is one write, and needs no flush
   written_ = 0;

@@ -13,6 +13,7 @@
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
+#include "platform/own_file.h"
 
 namespace ox::platform {
 namespace {
@@ -102,6 +103,22 @@ std::FILE* open_exclusive(const char* path, const char* mode) noexcept {
   }
   Descriptor file = open_locked(path, flags, LOCK_EX, truncate);
   std::FILE* stream = file ? ::fdopen(file.get(), mode) : nullptr;
+  if (stream == nullptr) {
+    (void)fail_errno();
+    return nullptr;
+  }
+  (void)file.release();
+  return stream;
+}
+
+// Not emptied by the opening: it may be another's.
+std::FILE* open_own_file(const char* path) noexcept {
+  Descriptor file(retry([&] { return ::open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666); }));
+  struct stat status {};
+  const bool opened = file && ::fstat(file.get(), &status) == 0;
+  const bool own = opened && S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == ::geteuid();
+  if (opened && !own) errno = EACCES;
+  std::FILE* const stream = own && ::ftruncate(file.get(), 0) == 0 ? ::fdopen(file.get(), "w") : nullptr;
   if (stream == nullptr) {
     (void)fail_errno();
     return nullptr;

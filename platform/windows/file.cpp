@@ -7,6 +7,7 @@
 
 #include <cstring>
 
+#include "platform/own_file.h"
 #include "platform/windows/fail.h"
 #include "platform/windows/handle.h"
 
@@ -113,6 +114,12 @@ std::FILE* open_exclusive(const char* path, const char* mode) noexcept {
     return nullptr;
   }
   return stream_of(file, how.flags, mode);
+}
+
+std::FILE* open_own_file(const char* path) noexcept {
+  std::FILE* const stream = std::fopen(path, "w");
+  if (stream == nullptr) (void)fail_last();
+  return stream;
 }
 
 // Locked is a byte that nobody reads or writes: locks keep others from the bytes themselves.

@@ -10,12 +10,14 @@
 #include <array>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 
 #include "platform/linux/file_lock.h"
 #include "platform/linux/places.h"
 #include "platform/linux/root.h"
 #include "platform/machine_objects.h"
 #include "platform/named_event.h"
+#include "platform/own_file.h"
 #include "platform/pipe.h"
 #include "platform/registry.h"
 #include "platform/service.h"
@@ -316,6 +318,40 @@ TEST_F(Trust, OnlyRootReachesWhatAnotherAccountHasMade) {
   fs::create_hard_link(precious, file);
   EXPECT_EQ(error_access_denied, write("switch", 16));
   EXPECT_EQ(std::string(16, 'p'), test::read_file(precious));
+}
+
+// In a folder where all members put theirs, as that of the traces.
+TEST_F(Trust, AFileOfItsOwnIsNeverAnothers) {
+  const std::string folder = in_root("tmp"), precious = in_root("precious"), trace = folder + "/trace";
+  make_folder(folder, owner, 01777);
+  const auto writes = [&] {
+    std::FILE* const file = open_own_file(trace.c_str());
+    return file != nullptr && std::fputs("x", file) >= 0 && std::fclose(file) == 0;
+  };
+  const struct {
+    const char* what;
+    std::function<bool()> plant;
+    bool opened;
+  } rows[] = {
+      {"nothing", [] { return true; }, true},
+      {"its own", [&] { return as(victim, writes)->succeeded(); }, true},
+      {"a link", [&] { return ::symlink(precious.c_str(), trace.c_str()) == 0; }, false},
+      {"a second name", [&] { return ::link(precious.c_str(), trace.c_str()) == 0; }, false},
+      {"a pipe", [&] { return ::mkfifo(trace.c_str(), 0666) == 0; }, false},
+      {"another's",
+       [&] { return ::close(::open(trace.c_str(), O_CREAT, 0666)) == 0 && ::chmod(trace.c_str(), 0666) == 0; }, false}};
+  test::write_file(precious, "precious");
+  ASSERT_EQ(0, ::chown(precious.c_str(), victim.user, victim.group));
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    ASSERT_TRUE(row.plant());
+    EXPECT_EQ(row.opened, as(victim, writes)->succeeded());
+    EXPECT_EQ("precious", test::read_file(precious));
+    if (row.opened) {
+      EXPECT_EQ("x", test::read_file(trace));
+    }
+    (void)fs::remove(trace);
+  }
 }
 
 // An account that has no runtime folder works all the same: what it makes has no name.
