@@ -3,7 +3,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <sstream>
+
 #include "tests/road/daemon.h"
+#include "tests/support/installation.h"
 #include "tests/support/system_root.h"
 
 namespace ox::test {
@@ -40,6 +44,30 @@ std::string run_without_rights(const std::string& line) {
   write_file(file, "");
   const int status = started(words, file).wait(std::chrono::seconds(20));
   return std::to_string(status) + ' ' + read_text(file);
+}
+
+// Each by a command that mends it.
+TEST(Rights, WrongOnesAreNamedAndMended) {
+  lay_down_installation();
+  const std::string root = system_root();
+  constexpr std::pair<const char*, mode_t> wrong[] = {{"", 0777},           {"/registry.reg", 0664},
+                                                      {"/work/conf", 0775}, {"/work/conf/traps.cf", 0666},
+                                                      {"/work/data", 0750}, {"/work/tmp", 0770}};
+  for (const auto& [file, mode] : wrong) ASSERT_EQ(0, chmod((root + file).c_str(), mode)) << file;
+  ASSERT_EQ(0, symlink("/etc", (root + "/work/public/etc").c_str()));
+  if (geteuid() == 0) {
+    EXPECT_EQ(0u, run("oxmgrd").find("1 oxmgrd: error: root does not serve " + root)) << "may write it";
+  }
+  std::istringstream told(run("oxmgrd --check"));
+  int commands = 0;
+  for (std::string line; std::getline(told, line);) {
+    const std::size_t next = line.find("; next: ");
+    if (next == line.npos) continue;
+    EXPECT_EQ(0, std::system(line.c_str() + next + 8)) << line;
+    ++commands;
+  }
+  EXPECT_EQ(7, commands) << told.str();
+  EXPECT_EQ("0 The installation is sound.\n", run("oxmgrd --check"));
 }
 
 TEST(Rights, WhoHasNoneIsToldSo) {
