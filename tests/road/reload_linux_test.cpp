@@ -1,6 +1,8 @@
-// What Linux alone has: the signal for new settings, and rights of files.
+// What Linux alone has: the signal for new settings, rights of files, and the service manager's unit.
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -68,6 +70,59 @@ TEST(Rights, WrongOnesAreNamedAndMended) {
   }
   EXPECT_EQ(7, commands) << told.str();
   EXPECT_EQ("0 The installation is sound.\n", run("oxmgrd --check"));
+}
+
+// The account that run_without_rights() has.
+TEST(Rights, AnInstallationOfAnAccountIsSoundForIt) {
+  if (geteuid() != 0) GTEST_SKIP() << "NOT TESTED: giving files to another account needs root";
+  const std::string made = system_root() + "/made", precious = system_root() + "/precious";
+  const std::string make = OX_SHARE_DIR "/../scripts/make-installation --account nobody '" + made + "' " OX_SHARE_DIR;
+  ASSERT_EQ(0, chmod(system_root().c_str(), 0755));
+  ASSERT_EQ(0, std::system(make.c_str()));
+  set_environment("OXBASE_SYSTEM", made.c_str());
+  const std::string open_to_others =
+      "test -z \"$(find '" + made + "' ! -type l \\( -perm /022 ! -name tmp -o ! -user nobody \\) -print)\"";
+  EXPECT_EQ(0, std::system(open_to_others.c_str()));
+  EXPECT_EQ("0 The installation is sound.\n", run_without_rights("oxmgrd --check"));
+  EXPECT_EQ(0u, run("oxmgrd").find("1 oxmgrd: error: root does not serve " + made)) << "belongs to nobody";
+  ASSERT_EQ(0, mkdir(precious.c_str(), 0777) | rmdir((made + "/work/tmp").c_str()) |
+                   symlink(precious.c_str(), (made + "/work/tmp").c_str()));
+  EXPECT_NE(0, std::system(make.c_str())) << "through a link";
+}
+
+TEST(Unit, IsHardened) {
+  if (std::system("command -v systemd-analyze >/dev/null") != 0) GTEST_SKIP() << "NOT TESTED: no systemd-analyze";
+  EXPECT_EQ(0, std::system("systemd-analyze security --no-pager --offline=true --threshold=25 " OX_SHARE_DIR
+                           "/systemd/oxmgrd.service >&2"));
+}
+
+// What a service manager hears from one that it has started.
+TEST(Unit, ReadinessLifeAndEndAreTold) {
+  const std::string path = system_root() + "/heard";
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  const int listener = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  const timeval patience{.tv_sec = 60, .tv_usec = 0};
+  ASSERT_EQ(0, setsockopt(listener, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience));
+  ASSERT_EQ(0, bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+  set_environment("NOTIFY_SOCKET", path.c_str());
+  set_environment("WATCHDOG_USEC", "1000000");
+  Daemon daemon;
+  std::string heard;
+  const auto hear = [&](const char* until) {
+    for (char text[64]; heard.find(until) == heard.npos;) {
+      const ssize_t size = recv(listener, text, sizeof text, 0);
+      if (size <= 0) FAIL() << "not told: " << until;
+      heard += std::string(text, static_cast<std::size_t>(size)) + ' ';
+    }
+    heard.clear();
+  };
+  hear("READY=1");
+  hear("WATCHDOG=1 WATCHDOG=1");
+  EXPECT_EQ(0, daemon.end());
+  hear("STOPPING=1");
+  close(listener);
 }
 
 TEST(Rights, WhoHasNoneIsToldSo) {
