@@ -121,6 +121,7 @@ void serve(Keeper& keeper) {
 int run_daemon() {
   (void)std::signal(SIGINT, on_signal);
   (void)std::signal(SIGTERM, on_signal);
+  platform::clean_environment();
   const std::string work = oxcGetWorkdir();
   if (work.empty()) return fail("there is no installation: WorkDir is not set", "make-installation, or OXBASE_SYSTEM");
   Marks marks;

@@ -323,6 +323,7 @@ int serve(Manager& manager, const Definitions& definitions) {
 }  // namespace
 
 int run_daemon() {
+  platform::clean_environment();
   asio::io_context loop;
   Reload reload(loop);
   platform::ServiceMark mark;

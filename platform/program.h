@@ -69,6 +69,11 @@ class Program {
   int status_ = -1;
 };
 
+// For a daemon, whose programs run with its rights: takes from this process's environment what says nothing of the
+// machine, the account, the language or the installation, so that whoever has started the daemon does not choose what
+// its programs load and do. Before there are threads.
+void clean_environment();
+
 // A variable that all programs have which this process starts from now on.
 void give_programs(const char* name, const std::string& value);
 

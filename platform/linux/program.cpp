@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/daemon_service.h"
 #include "platform/linux/descriptor.h"
 #include "platform/linux/fail.h"
 #include "platform/process_list.h"
@@ -160,6 +162,25 @@ void Program::kill_without_waiting() {
 
 std::uint32_t Program::id() const noexcept {
   return process_ != nullptr ? static_cast<std::uint32_t>(process_->id) : 0;
+}
+
+void clean_environment() {
+  constexpr std::string_view kept[] = {"PATH", "HOME",  "USER",   "LOGNAME",         "LANG",
+                                       "TZ",   "TZDIR", "TMPDIR", "SYSTEMD_EXEC_PID"};
+  constexpr std::string_view families[] = {"LC_", "OX", "XDG_"};
+  (void)alive_interval();  // keeps where the service manager listens
+  std::vector<std::string> unknown;
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    const std::string_view text = *variable;
+    const std::string_view name = text.substr(0, text.find('='));
+    const bool stays = std::find(std::begin(kept), std::end(kept), name) != std::end(kept) ||
+                       std::any_of(std::begin(families), std::end(families),
+                                   [name](std::string_view family) { return name.starts_with(family); });
+    if (!stays) unknown.emplace_back(name);
+  }
+  for (const std::string& name : unknown) (void)::unsetenv(name.c_str());
+  // What lets this process serve low ports is not its programs'.
+  (void)::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_CLEAR_ALL, 0, 0, 0);
 }
 
 void give_programs(const char* name, const std::string& value) { (void)::setenv(name, value.c_str(), 1); }

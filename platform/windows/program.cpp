@@ -29,13 +29,22 @@ bool give(const std::vector<std::string>& variables, std::string_view variable) 
   });
 }
 
+// This process's own variables, each with its zero byte; the last one is empty.
+class OwnVariables {
+ public:
+  OwnVariables() noexcept : all_(::GetEnvironmentStringsA(), ::FreeEnvironmentStringsA) {}
+  [[nodiscard]] const char* first() const noexcept { return all_ ? all_.get() : ""; }
+
+ private:
+  std::unique_ptr<char, decltype(&::FreeEnvironmentStringsA)> all_;
+};
+
 // The variables, and this process's own of other names; each with its zero byte, and one more.
 std::string environment(const std::vector<std::string>& variables) {
   std::string block;
   for (const std::string& variable : variables) block += variable + '\0';
-  const std::unique_ptr<char, decltype(&::FreeEnvironmentStringsA)> own(::GetEnvironmentStringsA(),
-                                                                        ::FreeEnvironmentStringsA);
-  for (const char* variable = own.get(); variable != nullptr && *variable != '\0';) {
+  const OwnVariables own;
+  for (const char* variable = own.first(); *variable != '\0';) {
     const std::string_view text = variable;
     if (!give(variables, text)) block.append(text).push_back('\0');
     variable += text.size() + 1;
@@ -209,6 +218,29 @@ std::uint32_t Program::id() const noexcept {
 }
 
 std::uint64_t Program::started() const noexcept { return start_of_process(id()); }
+
+// "WINE": what stands in for Windows elsewhere finds its own files by these.
+void clean_environment() {
+  constexpr const char* kept[] = {
+      "PATH",      "PATHEXT",  "SystemRoot", "SystemDrive", "windir",       "ComSpec",
+      "OS",        "TEMP",     "TMP",        "APPDATA",     "LOCALAPPDATA", "ALLUSERSPROFILE",
+      "HOMEDRIVE", "HOMEPATH", "PUBLIC",     "TZ",          "COMPUTERNAME", "NUMBER_OF_PROCESSORS",
+      "LANG"};
+  constexpr const char* families[] = {"USER", "Program", "CommonProgram", "PROCESSOR_", "LC_", "OX", "WINE", "="};
+  std::vector<std::string> unknown;
+  const OwnVariables own;
+  for (const char* variable = own.first(); *variable != '\0'; variable += std::strlen(variable) + 1) {
+    const std::string name(variable, std::strcspn(variable + 1, "=") + 1);  // the system's own begin with one
+    const auto is_name = [&name](const char* one) { return ::_stricmp(one, name.c_str()) == 0; };
+    const auto is_of = [&name](const char* family) {
+      return ::_strnicmp(family, name.c_str(), std::strlen(family)) == 0;
+    };
+    const bool stays = std::any_of(std::begin(kept), std::end(kept), is_name) ||
+                       std::any_of(std::begin(families), std::end(families), is_of);
+    if (!stays) unknown.push_back(name);
+  }
+  for (const std::string& name : unknown) (void)::SetEnvironmentVariableA(name.c_str(), nullptr);
+}
 
 void give_programs(const char* name, const std::string& value) { (void)::SetEnvironmentVariableA(name, value.c_str()); }
 

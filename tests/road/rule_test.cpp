@@ -104,6 +104,7 @@ TEST(RuleRoad, ThresholdTellsOfACrossingAndOfTheReturn) {
 
 TEST(RuleRoad, NoneRunsTwiceOrIsLeftWhenTheDaemonIsKilled) {
   set_value("RulePath", OX_TEST_RULES);
+  set_environment("FOREIGN", "no rule sees it");
   std::string file = file_of_runs();
   std::replace(file.begin(), file.end(), '\\', '/');
   write_file(file, "");
