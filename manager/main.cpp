@@ -8,6 +8,7 @@
 #include "manager/base/log.h"
 #include "manager/check.h"
 #include "manager/daemon.h"
+#include "manager/service.h"
 #include "manager/version.h"
 
 namespace {
@@ -31,6 +32,9 @@ int main(int argc, char** argv) {
   bool check_only = false;
   bool foreground = false;
   bool backup = false;
+  bool service = false;
+  bool install = false;
+  bool remove = false;
   std::string restored;
   app.add_flag("--check", check_only, "Check the installation, print every fault as file:line: text, and end");
   app.add_flag("--foreground", foreground, "Log to the standard error stream instead of the system log");
@@ -38,6 +42,9 @@ int main(int argc, char** argv) {
                "Copy the databases into a new folder under 'backup' of the work folder, also while the manager runs");
   app.add_option("--restore", restored, "Put the databases of such a folder in place, while no manager runs")
       ->type_name("FOLDER");
+  app.add_flag("--install-service", install, "Windows: have the system start the manager, as the service Oxbase");
+  app.add_flag("--remove-service", remove, "Windows: take that service away");
+  app.add_flag("--service", service, "As the service manager starts it")->group("");
   app.set_version_flag("--version", std::string("oxmgrd ") + OXMGRD_VERSION);
   try {
     app.parse(argc, argv);
@@ -49,7 +56,9 @@ int main(int argc, char** argv) {
     if (backup) return ox::manager::back_up(&print_fault, &print) ? 0 : 1;
     if (!restored.empty()) return ox::manager::restore(restored, &print_fault, &print) ? 0 : 1;
     foreground ? ox::manager::log_to_stderr() : ox::manager::log_of_start();
-    return ox::manager::run_daemon();
+    if (install) return ox::manager::install_service();
+    if (remove) return ox::manager::remove_service();
+    return service ? ox::manager::run_as_service() : ox::manager::run_daemon();
   } catch (const std::exception& error) {
     ox::manager::log(ox::manager::Severity::error, error.what());
     return 1;

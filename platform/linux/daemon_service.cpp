@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "platform/linux/descriptor.h"
+#include "platform/linux/fail.h"
 
 namespace ox::platform {
 namespace {
@@ -22,7 +23,8 @@ std::uint64_t number_of(const char* name) noexcept {
   return number;
 }
 
-// Where systemd listens: a path, or behind "@" a name that lies in no folder.
+// Where systemd listens: a path, or behind "@" a name that lies in no folder. Kept, since the daemon cleans its
+// environment.
 struct Listener {
   Listener() noexcept {
     const char* const given = std::getenv("NOTIFY_SOCKET");
@@ -61,5 +63,9 @@ void tell_state(DaemonState state) noexcept {
 }
 
 std::chrono::milliseconds alive_interval() noexcept { return listener().alive; }
+
+Error install_service(const ServiceEntry&) { return fail(error_not_supported); }
+Error remove_service(const ServiceEntry&) { return fail(error_not_supported); }
+Error run_service(const char*, int (*)(), int&) { return fail(error_not_supported); }
 
 }  // namespace ox::platform
