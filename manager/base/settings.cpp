@@ -55,6 +55,8 @@ constexpr std::array numbers{
     Number{"TrapActions", &Settings::trap_actions, 0, 1000, true},
     Number{"CommandTimeout", &Settings::command_timeout, 1, 31'536'000},
     Number{"JobsAtOnce", &Settings::jobs_at_once, 1, 1000},
+    Number{"DiskWarning", &Settings::disk_warning, 1, 101},
+    Number{"DiskPause", &Settings::disk_pause, 1, 101},
     Number{"RunLedgerAge", &Settings::run_ledger_age, 1, 36500},
     Number{"RunLedgerRuns", &Settings::run_ledger_runs, 1, 1'000'000},
 };

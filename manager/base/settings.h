@@ -49,6 +49,8 @@ struct Settings {
   std::uint32_t trap_actions = 8;             // actions of trap definitions that run at once
   std::uint32_t command_timeout = 3600;       // seconds that a command of an entry may run
   std::uint32_t jobs_at_once = 16;            // commands of entries that run at once
+  std::uint32_t disk_warning = 90;            // per cent of the disk of collected data, when an event tells of it
+  std::uint32_t disk_pause = 97;              // when collection pauses
   std::string command_path;              // folders of their programs, with ";" between them; empty: the installation's
   std::uint32_t run_ledger_age = 90;     // days that what became of due times is kept
   std::uint32_t run_ledger_runs = 1000;  // of each entry, at the most

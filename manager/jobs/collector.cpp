@@ -14,8 +14,6 @@ namespace {
 constexpr std::int64_t tell_after = 100;  // milliseconds: what has been collected is told for many rounds at once
 constexpr std::int64_t look_after_every = 60'000;  // at what has expired
 constexpr std::int64_t disk_every = 10'000;
-constexpr std::uint32_t disk_warning = 90;  // per cent
-constexpr std::uint32_t disk_limit = 97;
 
 constexpr LogAttribute planned[] = {LogAttribute::title,    LogAttribute::component,    LogAttribute::names,
                                     LogAttribute::start,    LogAttribute::interval,     LogAttribute::rotate,
@@ -305,17 +303,19 @@ void Collector::tell() {
 
 bool Collector::disk_is_full() {
   const std::int64_t now = tools_.clock.passed();
-  if (disk_looked_ != 0 && now - disk_looked_ < disk_every) return disk_use_ >= disk_limit;
+  const Settings& settings = tools_.settings;
+  if (disk_looked_ != 0 && now - disk_looked_ < disk_every) return disk_use_ >= settings.disk_pause;
   disk_looked_ = now;
   const auto space = tools_.disk_space();
   if (space.capacity == 0) return false;
   const auto use = static_cast<std::uint32_t>(100 - space.available * 100 / space.capacity);
-  if (use >= disk_warning && disk_use_ < disk_warning) {
-    tools_.event(4, "the disk of collected data is nearly full",
-                 std::to_string(use) + " per cent are in use; collection pauses at 97");
+  if (use >= settings.disk_warning && disk_use_ < settings.disk_warning) {
+    tools_.event(
+        4, "the disk of collected data is nearly full",
+        std::to_string(use) + " per cent are in use; collection pauses at " + std::to_string(settings.disk_pause));
   }
   disk_use_ = use;
-  return disk_use_ >= disk_limit;
+  return disk_use_ >= settings.disk_pause;
 }
 
 }  // namespace ox::manager

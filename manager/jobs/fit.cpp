@@ -15,7 +15,6 @@ constexpr std::size_t at_once = 50;    // agents of one turn
 constexpr std::uint64_t day = 86'400;
 constexpr double bytes_of_value = 2.5;  // in a block, on the mixture that networks have
 constexpr std::uint64_t never = 4294967295;
-constexpr double disk_limit = 0.97;
 
 const Oid fit_path{11, 14, 19};
 enum : std::uint32_t { state = 1, requests = 2, bytes = 3, days = 4, agents = 5, values = 6 };
@@ -147,7 +146,8 @@ std::uint64_t Fit::days_until_full(const Look& look) const {
   const auto space = tools_.disk_space();
   const double a_day = static_cast<double>(look.a_day(look.values)) * bytes_of_value;
   if (space.capacity == 0 || a_day < 1) return never;
-  const double room = static_cast<double>(space.available) - (1 - disk_limit) * static_cast<double>(space.capacity);
+  const double kept_free = std::max(0.0, 1 - tools_.settings.disk_pause / 100.0) * static_cast<double>(space.capacity);
+  const double room = static_cast<double>(space.available) - kept_free;
   const double full = std::max(0.0, room) / a_day;
   const double expiry =
       static_cast<double>(length_of(look.entry.settings.expire) + length_of(look.entry.settings.rotate));

@@ -67,6 +67,13 @@ struct Waiter {
     std::uint32_t last = 0;
     (void)oxeEvmsgGetEventType(event, &sender);
     (void)oxeEvmsgGetMsgNumber(event, &number);
+    if (sender >= senders) {
+      const char* text = "";
+      (void)oxeEvmsgGetMemo(event, &text);
+      std::fprintf(stderr, "not of the senders: %u: %s\n", sender, text);
+      good = false;
+      return;
+    }
     if (oxeEvmsgGetRefEventId(event, &last) == OX_OK) --left;
     std::uint32_t next = had[sender] + 1;
     while (next < number && board.fates[sender][next] == Fate::unknown) ++next;

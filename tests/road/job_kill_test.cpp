@@ -61,7 +61,7 @@ class JobKillTest : public testing::Test {
     const std::size_t slash = program.find_last_of("/\\");
     std::string folder = program.substr(0, slash);
     std::replace(folder.begin(), folder.end(), '\\', '/');
-    write_file(work_dir() + "/conf/oxmgrd.cf", "CommandPath:\t" + folder + "\nRunLedgerRuns:\t100000\n");
+    write_settings("CommandPath:\t" + folder + "\nRunLedgerRuns:\t100000\n");
     command_ = program.substr(slash + 1);
   }
   void make_entries() {

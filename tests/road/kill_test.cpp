@@ -60,8 +60,7 @@ class KillTest : public testing::Test {
  protected:
   void SetUp() override {
     lay_down_installation();
-    write_file(work_dir() + "/conf/oxmgrd.cf",
-               "TrapAddress:\t127.0.0.1\nTrapPort:\t" + std::to_string(trap_port_) + "\nTrapRepeatWindow:\t0\n");
+    write_settings("TrapAddress:\t127.0.0.1\nTrapPort:\t" + std::to_string(trap_port_) + "\nTrapRepeatWindow:\t0\n");
   }
 
   // One change. False when nobody answers.

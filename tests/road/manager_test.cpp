@@ -48,7 +48,7 @@ class Road : public testing::Test {
 
 TEST_F(Road, ClientsThatMisbehaveAreDroppedAndCostTheOthersNothing) {
   lay_down_installation();
-  write_file(work_dir() + "/conf/oxmgrd.cf", "GreetingTimeout:\t1\nSendTimeout:\t1\nMaxQueue:\t4\n");
+  write_settings("GreetingTimeout:\t1\nSendTimeout:\t1\nMaxQueue:\t4\n");
   Daemon daemon;
   ASSERT_EQ(0u, oxaInit(nullptr));
   RawClient mute;
@@ -96,8 +96,7 @@ TEST_F(Road, ClientsThatMisbehaveAreDroppedAndCostTheOthersNothing) {
 
 TEST_F(Road, WhatAUserMayHaveIsLimitedAndGivenBack) {
   lay_down_installation();
-  write_file(work_dir() + "/conf/oxmgrd.cf",
-             "UserClients:\t4\nUserBytes:\t1048576\nUserRegistrations:\t2\nMessageTimeout:\t1\n");
+  write_settings("UserClients:\t4\nUserBytes:\t1048576\nUserRegistrations:\t2\nMessageTimeout:\t1\n");
   Daemon daemon;
   ASSERT_EQ(0u, oxaInit(nullptr));
   const auto has = [](const char* column) {
@@ -138,7 +137,7 @@ TEST_F(Road, WhatAUserMayHaveIsLimitedAndGivenBack) {
 
 TEST_F(Road, WhoIsOneTooManyIsToldAndTheOthersGoOn) {
   lay_down_installation();
-  write_file(work_dir() + "/conf/oxmgrd.cf", "MaxClients:\t2\n");
+  write_settings("MaxClients:\t2\n");
   Daemon daemon;
   {
     RawClient first;
@@ -237,7 +236,7 @@ TEST_F(Road, CheckPrintsEveryFaultWithItsLine) {
   write_file(work_dir() + "/public/amib/agent.def",
              "siteF obj.901 UnixTime read-only SNMP-ACS\nsiteG obj.902 Opaque read-write SNMP-ACS\n"
              "siteH obj.903 Opaque read-only SNMP-ACS\nsiteI obj.904 UnixTime read-only CONF-ACS\n");
-  write_file(work_dir() + "/conf/oxmgrd.cf", "MaxFrames: 1\n");
+  write_settings("MaxFrames: 1\n");
   set_value("TimeZone", "Nowhere/Town");
   set_value("CodePage", 1252u);
   write_file(work_dir() + "/data/components.db", "component:\tnode\t\"a\"\n");
@@ -266,8 +265,7 @@ TEST_F(Road, FaultyFilesAreLeftOutAndTold) {
              "site obj.901 AMIBNONE not-accessible NULL-ACS\nsiteA site.1 INTEGER read-only CONF-ACS\n");
   write_file(folder + "site.enm", "obj.site.siteA:\n{\nup(\n}\n");
   UdpSocket taken;
-  write_file(work_dir() + "/conf/oxmgrd.cf",
-             "TrapAddress: 127.0.0.1\nTrapPort: " + std::to_string(taken.port()) + "\n");
+  write_settings("TrapAddress: 127.0.0.1\nTrapPort: " + std::to_string(taken.port()) + "\n");
   Daemon daemon;
   EXPECT_NE(std::string::npos, daemon.log().find("faulty.def:2: INT: ")) << daemon.log();
   EXPECT_EQ(std::string::npos, daemon.log().find("faulty.def:22: ")) << daemon.log();

@@ -135,8 +135,7 @@ class TrapRoad : public testing::Test {
   void start(const std::string& settings, std::uint16_t port = 0) {
     lay_down_installation();
     port_ = port != 0 ? port : UdpSocket().port();
-    write_file(work_dir() + "/conf/oxmgrd.cf",
-               "TrapAddress:\t127.0.0.1\nTrapPort:\t" + std::to_string(port_) + '\n' + settings);
+    write_settings("TrapAddress:\t127.0.0.1\nTrapPort:\t" + std::to_string(port_) + '\n' + settings);
     daemon_.emplace();
   }
   [[nodiscard]] std::string address() const { return "127.0.0.1:" + std::to_string(port_); }

@@ -31,11 +31,16 @@ void lay_down_installation() {
   const fs::path share = OX_SHARE_DIR;
   const auto options = fs::copy_options::recursive | fs::copy_options::skip_existing;
   fs::copy(share / "LIB", fs::path(home_dir()) / "LIB", options);
+  if (!fs::exists(work_dir() + "/conf/oxmgrd.cf")) write_settings("");
   const std::string traps = work_dir() + "/conf/traps.cf";
   if (!fs::exists(traps)) write_file(traps, "Proxy:\t127.0.0.0/8\n");  // all agents of the tests are on this machine
   for (const char* folder : {"public", "conf"}) fs::copy(share / folder, fs::path(work_dir()) / folder, options);
   fs::create_directories(fs::path(work_dir()) / "data");
   fs::permissions(fs::path(work_dir()) / "data", fs::perms::owner_all);
+}
+
+void write_settings(const std::string& text) {
+  write_file(work_dir() + "/conf/oxmgrd.cf", text + "DiskWarning:\t101\nDiskPause:\t101\n");
 }
 
 Installation::Installation(Missing missing) : tree_(missing != Missing::tree) {

@@ -14,7 +14,7 @@ namespace {
 
 TEST(Limits, WithoutDescriptorsAClientIsToldAndAcceptingGoesOn) {
   lay_down_installation();
-  write_file(work_dir() + "/conf/oxmgrd.cf", "GreetingTimeout:\t3600\n");
+  write_settings("GreetingTimeout:\t3600\n");
   const Daemon daemon;
   for (const rlim_t most : {60, 61}) {  // a client costs two: the last one finds none, or one too few
     const rlimit few{most, 100};
