@@ -21,7 +21,7 @@ if(WIN32)
   # What the 32-bit heap gives: the compiler says 16, and Asio then has no use for half of the memory that it keeps.
   target_compile_options(ox_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-faligned-new=8>)
   # Function names in the backtraces that Wine prints.
-  target_compile_options(ox_flags INTERFACE $<$<CONFIG:Debug,RelWithDebInfo>:-gdwarf-4>)
+  target_compile_options(ox_flags INTERFACE $<$<CONFIG:Debug,RelWithDebInfo>:-gdwarf-4;-g1>)
 endif()
 if(OXBASE_SANITIZE STREQUAL "address")
   # Not vptr: its check opens a pipe at each new type, and tests take all descriptors away.
@@ -137,7 +137,7 @@ endfunction()
 # The programs are built first; OX_PROGRAMS is the folder they stand in.
 function(ox_road_test name)
   cmake_parse_arguments(arg "" "TIMEOUT" "PROGRAMS;FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
-  ox_test(${name} FLOORS ${arg_FLOORS} SOURCES ${arg_SOURCES} LIBS ${arg_LIBS}
+  ox_test(${name} FLOORS ${arg_FLOORS} SOURCES ${arg_SOURCES} LIBS ox_daemon ${arg_LIBS}
           ENVIRONMENT ${arg_ENVIRONMENT} TIMEOUT ${arg_TIMEOUT})
   target_compile_definitions(${name} PRIVATE OX_PROGRAMS="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
   add_dependencies(${name} ${arg_PROGRAMS})
