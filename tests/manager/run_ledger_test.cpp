@@ -1,0 +1,90 @@
+#include "manager/jobs/run_ledger.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <optional>
+
+#include "manager/storage/check.h"
+#include "tests/manager/damage.h"
+#include "tests/manager/virtual_clock.h"
+#include "tests/support/system_root.h"
+
+namespace ox::manager {
+namespace {
+
+constexpr std::uint64_t entries = 20;
+constexpr std::uint64_t runs = 30;  // of each
+
+class RunLedgerTest : public testing::Test {
+ protected:
+  RunLedgerTest() : clock_(1'000'000), directory_(test::work_dir() + "/jobs") {
+    std::filesystem::create_directories(directory_);
+  }
+  void open() {
+    faults_.clear();
+    ledger_.reset();
+    ledger_.emplace(loop_, clock_, settings_, directory_);
+    ASSERT_TRUE(
+        ledger_->open([this](const std::string&, std::uint32_t, const std::string& text) { faults_ += text + '\n'; }));
+  }
+  [[nodiscard]] std::string file() const { return directory_ + "/jobs.db"; }
+
+  asio::io_context loop_;
+  VirtualClock clock_;
+  Settings settings_;
+  std::string directory_;
+  std::optional<RunLedger> ledger_;
+  std::string faults_;
+};
+
+bool checks(const std::string& file) {
+  Connection connection;
+  return connection.open(file, Durability::process) == Outcome::done && check_tables(connection, {}).empty();
+}
+
+// It opens, tells what it has lost, gives no number of a run again that is still there, and goes on.
+TEST_F(RunLedgerTest, DamageIsToldAndWhatReadsIsKept) {
+  open();
+  for (std::uint64_t entry = 1; entry <= entries; ++entry) {
+    ledger_->states()[entry] = {.name = "cmd" + std::to_string(entry), .next = runs + 1};
+    ledger_->changed(entry);
+    for (std::uint64_t number = 1; number <= runs; ++number)
+      ledger_->put(
+          ox::manager::Run{.key = entry << 32 | number, .due = 1000, .last = 1000, .output = std::string(200, 'x')});
+    ledger_->put(entry << 32 | runs, RunningProgram{.process = 1, .started = 5, .mark = "mark"});
+  }
+  ASSERT_TRUE(ledger_->commit());
+  ledger_.reset();
+  {
+    Connection connection;
+    ASSERT_EQ(Outcome::done, connection.open(file(), Durability::process));
+    ASSERT_EQ(Outcome::done, connection.run("PRAGMA wal_checkpoint(TRUNCATE)"));
+  }
+  test::for_every_damage(test::read_file(file()), [&](const std::string& damaged, bool certain) {
+    ledger_.reset();
+    std::filesystem::remove_all(directory_);
+    std::filesystem::create_directories(directory_);
+    test::write_file(file(), damaged);
+    open();
+    if (!checks(file())) ledger_->renew();  // as the check beside the work would have it
+    std::size_t found = 0;
+    for (std::uint64_t entry = 1; entry <= entries; ++entry) {
+      for (const auto& run : ledger_->read(entry, {})) {
+        ++found;
+        EXPECT_EQ(std::string(200, 'x'), run.output);
+        EXPECT_LT(run.key & 0xFFFFFFFF, ledger_->states()[entry].next);
+      }
+    }
+    const bool whole =
+        found == entries * runs && ledger_->states().size() == entries && ledger_->running().size() == entries;
+    EXPECT_TRUE(!faults_.empty() || (whole && !certain)) << found;
+    ledger_->put(ox::manager::Run{.key = (entries + 1) << 32 | 1, .due = 2000, .last = 2000});
+    if (!ledger_->commit()) {  // the page that it came upon was damaged
+      EXPECT_TRUE(ledger_->commit());
+    }
+  });
+}
+
+}  // namespace
+}  // namespace ox::manager
