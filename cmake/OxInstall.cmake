@@ -1,10 +1,17 @@
-# What `cmake --install` lays down: headers, library, pkg-config file, CMake package, shipped files.
+# What `cmake --install` lays down: headers, library, list of exports, pkg-config file, CMake package, shipped files.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS oxbase EXPORT oxbase
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(WIN32)
+  ox_debug_files(${CMAKE_INSTALL_BINDIR} oxbase)
+  # For compilers that make their import library of it (docs/windows.md).
+  install(FILES ${CMAKE_BINARY_DIR}/oxbase.def DESTINATION ${CMAKE_INSTALL_LIBDIR})
+else()
+  ox_debug_files(${CMAKE_INSTALL_LIBDIR} oxbase)
+endif()
 install(DIRECTORY include/oxbase DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
 
 # The prefix as seen from the pkg-config file, so that the installed tree can be moved.

@@ -16,10 +16,13 @@ target_compile_options(ox_flags INTERFACE ${OX_WARNINGS})
 # Asio would choose its allocator by which standard headers happen to come before it, differently in every file.
 target_compile_definitions(ox_flags INTERFACE ASIO_STANDALONE ASIO_DISABLE_STD_ALIGNED_ALLOC)
 if(WIN32)
-  # The newest calls are of Windows 7; the headers without what nobody needs, and without macros for min and max.
+  # The newest calls are of Windows 7, those that Windows XP lacks in a library of our own; the headers without what nobody
+  # needs, and without macros for min and max.
   target_compile_definitions(ox_flags INTERFACE _WIN32_WINNT=0x0601 WIN32_LEAN_AND_MEAN NOMINMAX)
   # What the 32-bit heap gives: the compiler says 16, and Asio then has no use for half of the memory that it keeps.
   target_compile_options(ox_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-faligned-new=8>)
+  target_link_libraries(ox_flags INTERFACE ox_newer_calls)
+  target_link_options(ox_flags INTERFACE -Wl,-u,__imp__GetTickCount64@0)
   # Function names in the backtraces that Wine prints.
   target_compile_options(ox_flags INTERFACE $<$<CONFIG:Debug,RelWithDebInfo>:-gdwarf-4;-g1>)
 endif()
@@ -112,6 +115,7 @@ function(ox_program name)
   endif()
   ox_version_resource(${name} ${name}.exe VFT_APP "${name} of the network-management system")
   install(TARGETS ${name} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  ox_debug_files(${CMAKE_INSTALL_BINDIR} ${name})
 endfunction()
 
 # A test program over the inside of some floors: ox_test(amib_test FLOORS platform common amib SOURCES ...)

@@ -26,12 +26,17 @@ cmake -G Ninja -S "$scratch/project" -B "$scratch/build" -DCMAKE_TOOLCHAIN_FILE=
 cmake --build "$scratch/build" >/dev/null
 cp "$scratch/build/app.exe" "$scratch/tree/bin/by-cmake.exe"
 
+# By another compiler's rules: of the installation it has the headers and the list of exports.
+clang --target=i686-pc-windows-msvc -isystem /usr/share/mingw-w64/include -I "$scratch/tree/include" -c "$2/app.c" -o "$scratch/app.obj"
+i686-w64-mingw32-dlltool -d "$scratch/tree/lib/oxbase.def" -l "$scratch/oxbase.lib"
+i686-w64-mingw32-gcc-posix "$scratch/app.obj" "$scratch/oxbase.lib" -o "$scratch/tree/bin/by-list.exe"
+
 # The installation of the machine's own system: no other test uses it.
 mkdir -p "$scratch/work/tmp"
 share=$(find "$scratch/tree/share" -type d -name LIB)
 "$4" reg add "$key" /v HomeDir /d "Z:$(dirname "$share" | tr / '\\')" /f >/dev/null
 "$4" reg add "$key" /v WorkDir /d "Z:$(echo "$scratch/work" | tr / '\\')" /f >/dev/null
-for app in by-pkg-config by-cmake; do
+for app in by-pkg-config by-cmake by-list; do
   "$4" "$scratch/tree/bin/$app.exe"
 done
 "$4" reg delete "$key" /f >/dev/null
@@ -42,11 +47,18 @@ i686-w64-mingw32-objdump -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/
 cat "$scratch/tree"/include/oxbase/*.h | tr '\n' ' ' | grep -oE 'OX_CALL [*]*[A-Za-z_0-9]+\(' | sed -E 's/OX_CALL [*]*//; s/\(//' |
   sort -u >"$scratch/declared"
 diff "$scratch/declared" "$scratch/exported"
-for file in "$scratch"/tree/bin/*.dll "$scratch"/tree/bin/ox*.exe; do
-  if i686-w64-mingw32-objdump -p "$file" | sed -n 's/.*DLL Name: //p' | tr 'A-Z' 'a-z' |
-    grep -vxE 'advapi32.dll|kernel32.dll|msvcrt.dll|user32.dll|ws2_32.dll|mswsock.dll|oxbase.dll'; then
-    echo "${file##*/} needs more than the system" >&2
+grep -v '^#' "$2/imports_windows.txt" | tr -s ' ' '\n' | awk '/:$/ {dll = $1; next} NF {print dll, $1}' >"$scratch/allowed"
+find "$scratch/tree" -name '*.dll' -o -name 'ox*.exe' -o -name LogToCsv.exe -o -name threshold.exe | while read -r file; do
+  i686-w64-mingw32-objdump -p "$file" >"$scratch/headers"
+  awk '/DLL Name:/ {dll = tolower($3); sub(/\.dll$/, ":", dll)} /^\t[0-9a-f]+\t/ && dll != "oxbase:" {print dll, $3}' "$scratch/headers" \
+    >"$scratch/imports"
+  if ! [ -s "$scratch/imports" ] || grep -vxFf "$scratch/allowed" "$scratch/imports"; then
+    echo "${file##*/} needs what Windows XP lacks" >&2
     exit 1
   fi
-  i686-w64-mingw32-objdump -h "$file" | grep -q '\.rsrc' || { echo "${file##*/} has no version resource" >&2; exit 1; }
+  grep -qE '^MajorSubsystemVersion[[:space:]]+[45]$' "$scratch/headers" || { echo "${file##*/} is for a newer Windows" >&2; exit 1; }
+  i686-w64-mingw32-objdump -h "$file" >"$scratch/sections"
+  grep -q '\.rsrc' "$scratch/sections" || { echo "${file##*/} has no version resource" >&2; exit 1; }
+  ! grep -q '\.debug_info' "$scratch/sections" || { echo "${file##*/} holds its debug information" >&2; exit 1; }
+  i686-w64-mingw32-objdump -h "${file%/*}/.debug/${file##*/}.debug" | grep -q '\.debug_info'
 done
