@@ -62,6 +62,16 @@ bool check_all_messages(const FaultSink& faults) {
   return sound;
 }
 
+// Not a fault: all else goes on without.
+void look_at_echoes(const Tell& tell) {
+  std::uint32_t round_trip = 0;
+  if (oxcIcmpEcho("127.0.0.1", 1000, &round_trip) != OX_EDENIED) return;
+  tell(
+      "note: whether nodes are reachable is not measured: the system lets this account send no ICMP echoes (Linux: put "
+      "its "
+      "group into net.ipv4.ping_group_range, as sysctl -w net.ipv4.ping_group_range='0 2147483647')");
+}
+
 }  // namespace
 
 bool check_installation(const FaultSink& faults, const Tell& tell) {
@@ -94,6 +104,7 @@ bool check_installation(const FaultSink& faults, const Tell& tell) {
   sound = check_trap_definitions(faults) && sound;
   const std::string data = join(oxcGetWorkdir(), "data");
   if (const std::string warning = page_warning(data); !warning.empty()) tell(warning);
+  look_at_echoes(tell);
   if (const auto told = ask_manager(database_check_code, faults, tell)) return *told && sound;
   return check_databases(data, faults, tell) && sound;
 }

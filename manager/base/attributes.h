@@ -18,6 +18,8 @@ inline const Oid node_write_community_path{11, 5, 4, 0};
 inline const Oid node_snmp_version_path{11, 5, 5, 0};
 inline const Oid node_timeout_path{11, 5, 6, 0};
 inline const Oid node_retries_path{11, 5, 7, 0};
+inline const Oid node_reachable_path{11, 5, 8, 0};
+inline const Oid node_round_trip_path{11, 5, 9, 0};
 // What the manager has learned of it; no attribute that anybody reads.
 inline const Oid node_learned_path{11, 5, 102, 0};
 

@@ -64,7 +64,7 @@ struct Manager {
         events(event_loop, settings, data_directory),
         clients(with.max_report_bytes, settings.user_bytes),
         directory(vocabulary, store),
-        value_tools{loop, settings, directory, store, snmp, asker, jobs},
+        value_tools{loop, settings, directory, store, snmp, asker, echoes, jobs},
         reader(value_tools, figures),
         writer(value_tools, {.check = [this](Change& change) { return check(change); },
                              .commit = [this](std::span<const Change> batch) { return commit(batch); },
@@ -175,6 +175,7 @@ struct Manager {
   Locks locks;
   SnmpEngine snmp;
   Asker asker;
+  Echoes echoes{loop};
   CollectedFile collected_file;
   Collected collected;
   SeriesStore series;

@@ -70,7 +70,7 @@ class ValueReader::Get final : public Job, public ValueReceiver {
     std::uint32_t code;
     void (Get::*read)(std::size_t slot);
   };
-  static const std::array<Interface, 3> interfaces;
+  static const std::array<Interface, 4> interfaces;
 
   void read(std::size_t slot);
   [[nodiscard]] bool may_read(std::size_t slot, const Oid& path);
@@ -80,10 +80,13 @@ class ValueReader::Get final : public Job, public ValueReceiver {
   void add_figures(std::size_t slot);
   void read_nothing(std::size_t) {}
   void read_from_agent(std::size_t slot);
+  void read_by_echo(std::size_t slot);
   void read_below(std::size_t slot);
   void read_stored_below(std::size_t slot);
   void read_columns(std::size_t slot);
   void ask(const ComponentName& component, const AgentWork& work);
+  void send_echo(const ComponentName& component, const std::vector<std::size_t>& slots);
+  void take_echo(std::size_t slot, const Echoes::Answer& answer);
   void fail(const std::vector<Wanted>& all, OX_RESULT code);
   void fail(std::size_t slot, OX_RESULT code) { (void)take(slot, error_node(places_[slot].selection->path, code)); }
   void finish(OX_RESULT why) override;
@@ -101,14 +104,16 @@ class ValueReader::Get final : public Job, public ValueReceiver {
   std::map<const Selection*, std::vector<Oid>> columns_;
   std::vector<Place> places_;
   std::map<ComponentName, AgentWork> agents_;
+  std::map<ComponentName, std::vector<std::size_t>> echoes_;  // places that one echo answers
   std::size_t node_count_ = 0;
   bool too_many_ = false;
 };
 
-const std::array<ValueReader::Get::Interface, 3> ValueReader::Get::interfaces{{
+const std::array<ValueReader::Get::Interface, 4> ValueReader::Get::interfaces{{
     {OXB_CONF, &Get::read_stored},
     {OXB_NIL, &Get::read_nothing},
     {OXB_SNMP, &Get::read_from_agent},
+    {OXB_ICMP, &Get::read_by_echo},
 }};
 
 OX_RESULT ValueReader::Get::prepare(const Question& question) {
@@ -128,6 +133,7 @@ void ValueReader::Get::start(std::uint32_t limit) {
   begin(std::chrono::seconds(limit != 0 ? limit : reader_.tools_.settings.request_timeout), [this] {
     for (std::size_t slot = 0; slot < places_.size(); ++slot) read(slot);
     for (const auto& [component, work] : agents_) ask(component, work);
+    for (const auto& [component, slots] : echoes_) send_echo(component, slots);
   });
 }
 
@@ -188,6 +194,12 @@ void ValueReader::Get::read_from_agent(std::size_t slot) {
   ++place.waiting;
 }
 
+void ValueReader::Get::read_by_echo(std::size_t slot) {
+  Place& place = places_[slot];
+  echoes_[*place.component].push_back(slot);
+  ++place.waiting;
+}
+
 void ValueReader::Get::read_below(std::size_t slot) {
   const Place& place = places_[slot];
   if (place.selection->covers(component_name_path)) {
@@ -233,6 +245,39 @@ void ValueReader::Get::ask(const ComponentName& component, const AgentWork& work
   if (!work.columns.empty()) {
     operation_began();
     reader_.tools_.asker.walk(agent, {work.columns}, 0, self);
+  }
+}
+
+void ValueReader::Get::send_echo(const ComponentName& component, const std::vector<std::size_t>& slots) {
+  Agent agent;
+  if (const OX_RESULT result = agent_of(reader_.tools_.store, component, reader_.tools_.settings, agent)) {
+    for (const std::size_t slot : slots) fail(slot, result);
+    return;
+  }
+  operation_began();
+  const auto take = [self = std::static_pointer_cast<Get>(shared_from_this()), slots](const Echoes::Answer& answer) {
+    if (self->ended()) return;
+    self->step([&] {
+      for (const std::size_t slot : slots) self->take_echo(slot, answer);
+    });
+    self->operation_ended();
+  };
+  reader_.tools_.echoes.ask(agent.address.address().to_string(), agent.timeout, agent.retries + 1, take);
+}
+
+// That nobody answers is a value of the one attribute, and leaves the other without.
+void ValueReader::Get::take_echo(std::size_t slot, const Echoes::Answer& answer) {
+  enum : std::uint32_t { yes = 1, no = 2 };
+  Place& place = places_[slot];
+  --place.waiting;
+  const Oid& path = place.selection->path;
+  const bool answered = answer.code == OX_OK;
+  if (path == node_reachable_path && (answered || answer.code == OX_ENOANSWER)) {
+    (void)take(slot, value_node(path, number_value(answered ? yes : no, OX_INTEGER)));
+  } else if (path == node_round_trip_path && answered) {
+    (void)take(slot, value_node(path, number_value(answer.round_trip, OX_INTEGER)));
+  } else {
+    fail(slot, answered ? OX_RESULT{OX_ENOSUCHVALUE} : answer.code);
   }
 }
 

@@ -7,6 +7,7 @@
 #include "manager/base/settings.h"
 #include "manager/components/directory.h"
 #include "manager/snmp/asker.h"
+#include "manager/snmp/echoes.h"
 #include "manager/snmp/engine.h"
 
 namespace ox::manager {
@@ -18,6 +19,7 @@ struct ValueTools {
   const Store& store;
   SnmpEngine& snmp;
   Asker& asker;
+  Echoes& echoes;
   JobsOfClients& jobs;
 };
 

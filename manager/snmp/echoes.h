@@ -1,0 +1,46 @@
+// Whether machines answer, and how fast: ICMP echoes, each in a thread of a few.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <asio/thread_pool.hpp>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <oxbase/oxtypes.h>
+
+namespace ox::manager {
+
+class Echoes {
+ public:
+  struct Answer {
+    OX_RESULT code = OX_OK;        // 0; 158 nobody answers; 5 the system does not allow it; what else oxcIcmpEcho gives
+    std::uint32_t round_trip = 0;  // microseconds
+  };
+  using Done = std::function<void(const Answer&)>;
+
+  explicit Echoes(asio::io_context& loop) : loop_(loop) {}
+  ~Echoes();  // waits for the attempts that are under way
+  Echoes(const Echoes&) = delete;
+  Echoes& operator=(const Echoes&) = delete;
+
+  // Milliseconds of an attempt, five seconds at the most, and how many there are. Who asks for a machine that is being
+  // asked gets the same answer. Calls back in a later turn of the loop.
+  void ask(const std::string& address, std::uint32_t timeout, std::uint32_t attempts, Done done);
+
+ private:
+  void tell(const std::string& address, const Answer& answer);
+
+  asio::io_context& loop_;
+  std::optional<asio::thread_pool> threads_;  // from the first question on
+  std::atomic<bool> ends_ = false;
+  std::map<std::string, std::vector<Done>> waiting_;      // by addresses
+  std::shared_ptr<int> here_ = std::make_shared<int>(0);  // as long as answers are wanted
+};
+
+}  // namespace ox::manager
