@@ -1,5 +1,5 @@
 #!/bin/sh
-# Runs a program of the machine for a test under the emulator, two minutes at most. MARK is there as long as it runs; who
+# Runs a program of the machine for a test under the emulator, two minutes at most (OX_MACHINE_SECONDS: that long). MARK is there as long as it runs; who
 # removes MARK ends the program. The exit status then stands in MARK.status.
 # usage: machine_process.sh MARK OUTPUT FOLDER PROGRAM ARGUMENT...
 mark=$1 output=$2
@@ -9,7 +9,7 @@ unset LD_LIBRARY_PATH
 PATH=$PATH:/usr/local/sbin:/usr/sbin:/sbin:/usr/bin:/bin
 "$@" >>"$output" 2>&1 </dev/null &
 program=$!
-left=2400
+left=$((${OX_MACHINE_SECONDS:-120} * 20))
 while [ -e "$mark" ] && kill -0 "$program" 2>/dev/null && [ "$left" -gt 0 ]; do
   sleep 0.05
   left=$((left - 1))
