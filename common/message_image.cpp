@@ -83,6 +83,10 @@ Failure attach_or_make(const char* name, const std::string& path, platform::Shar
     if (error != platform::error_file_not_found) return call_failed("OpenFileMapping", error);
     error = block.create_from_file(name, path.c_str(), platform::Access::machine);
     if (error == platform::error_none) return {OX_OK, {}};
+    // On Windows a user's process may make no block of the whole machine: it has the texts for itself then.
+    if (error == platform::error_access_denied)
+      error = block.create_from_file(nullptr, path.c_str(), platform::Access::machine);
+    if (error == platform::error_none) return {OX_OK, {}};
     if (error != platform::error_already_exists) return file_failed(path, error);
   }
   return call_failed("CreateFileMapping", error);

@@ -328,6 +328,7 @@ int run_daemon() {
   Reload reload(loop);
   platform::ServiceMark mark;
   if (find_installation() != 0 || hold_mark(mark) != 0) return 1;
+  (void)oxcInitErrmsg();  // the machine's copy of the error texts: on Windows users' processes may not make it
   const JobMarks job_marks;
   FaultList faults;
   Settings settings;

@@ -46,8 +46,9 @@ class SharedBlock {
   [[nodiscard]] static Error write_of(std::uint32_t process, const char* name, std::size_t size,
                                       std::span<const std::byte> bytes);
 
-  // Makes a block from the bytes of a file, for reading; nobody sees it before it holds them all.
-  // error_file_not_found, error_file_invalid for an empty file, error_already_exists.
+  // Makes a block from the bytes of a file, for reading; nobody sees it before it holds them all. A null name makes one
+  // without. error_file_not_found, error_file_invalid for an empty file, error_already_exists; error_access_denied,
+  // also for a name that this process may not make.
   [[nodiscard]] Error create_from_file(const char* name, const char* path, Access access);
 
   [[nodiscard]] void* data() const noexcept { return base_; }

@@ -286,9 +286,9 @@ OX_API uint32_t OX_CALL oxcCheck64BitWindows(void);
 OX_API OX_RESULT OX_CALL oxcCheckUser(uint32_t level);
 
 /*
- * Sends one ICMP echo request (RFC 792) to an IPv4 address, "192.0.2.1", and waits for the answer, `timeout` milliseconds at
- * most. *roundTrip is how long it took, in microseconds (Windows counts whole milliseconds).
- * Returns 0; 158 when nobody answers; 5 where the system does not let this process ask (on Linux its group must be in
+ * Sends one ICMP echo request (RFC 792) to an IPv4 address, "192.0.2.1", and waits for the answer, `timeout`
+ * milliseconds at most. *roundTrip is how long it took, in microseconds (Windows counts whole milliseconds). Returns 0;
+ * 158 when nobody answers; 5 where the system does not let this process ask (on Linux its group must be in
  * net.ipv4.ping_group_range); 70 for what is no IPv4 address, 195 for none; 1 for a null pointer or a timeout of 0.
  */
 OX_API OX_RESULT OX_CALL oxcIcmpEcho(const char* address, uint32_t timeout, uint32_t* roundTrip);

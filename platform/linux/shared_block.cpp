@@ -147,9 +147,16 @@ Error read_whole(const char* path, std::vector<char>& bytes) {
 }  // namespace
 
 Error SharedBlock::create_from_file(const char* name, const char* path, Access /*access*/) {
-  if (name == nullptr || path == nullptr) return fail(error_invalid_parameter);
+  if (path == nullptr) return fail(error_invalid_parameter);
   std::vector<char> bytes;
   if (const Error error = read_whole(path, bytes)) return error;
+  if (name == nullptr) {
+    SharedBlock own;
+    if (const Error error = own.create_unnamed(bytes.size())) return error;
+    std::memcpy(own.base_, bytes.data(), bytes.size());
+    *this = std::move(own);
+    return error_none;
+  }
   const auto fill = [](void* base, const void* argument) {
     const auto& from = *static_cast<const std::vector<char>*>(argument);
     std::memcpy(base, from.data(), from.size());

@@ -154,7 +154,7 @@ Error SharedBlock::write_of(std::uint32_t, const char* name, std::size_t size, s
 }
 
 Error SharedBlock::create_from_file(const char* name, const char* path, Access access) {
-  if (name == nullptr || path == nullptr) return fail(error_invalid_parameter);
+  if (path == nullptr) return fail(error_invalid_parameter);
   const Handle file(
       ::CreateFileA(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
   if (!file) return fail_last();
@@ -166,7 +166,9 @@ Error SharedBlock::create_from_file(const char* name, const char* path, Access a
   SharedBlock made;
   made.impl_ = std::make_unique<Impl>();
   Handle& mapping = made.impl_->mapping;
-  mapping = Handle(::CreateFileMappingA(file.get(), security.get(), PAGE_READONLY, 0, 0, object_name(name).c_str()));
+  const std::string object = name != nullptr ? object_name(name) : std::string();
+  mapping = Handle(::CreateFileMappingA(file.get(), security.get(), PAGE_READONLY, 0, 0,
+                                        name != nullptr ? object.c_str() : nullptr));
   if (!mapping) return fail_last();
   if (::GetLastError() == ERROR_ALREADY_EXISTS) return fail(error_already_exists);
   made.base_ = ::MapViewOfFile(mapping.get(), FILE_MAP_READ, 0, 0, 0);

@@ -144,6 +144,8 @@ TEST(SharedBlock, AFileBecomesABlock) {
   EXPECT_EQ("1:one\r\n2:two", std::string_view(static_cast<const char*>(block.data()), 12));
   SharedBlock other;
   EXPECT_EQ(error_already_exists, other.create_from_file("texts", path.c_str(), Access::machine));
+  EXPECT_EQ(error_none, other.create_from_file(nullptr, path.c_str(), Access::machine));  // beside it, for itself
+  EXPECT_EQ("1:one\r\n2:two", std::string_view(static_cast<const char*>(other.data()), 12));
   EXPECT_EQ(error_none, other.open("texts", Mode::read));
   EXPECT_EQ(error_file_not_found, other.create_from_file("none", (path + "x").c_str(), Access::machine));
   const std::string empty = test::home_dir() + "/empty";
