@@ -70,6 +70,13 @@ std::string run_program(std::vector<std::string> words) {
   return std::to_string(status) + ' ' + read_text(file);
 }
 
+std::string without_notes(std::string printed) {
+  for (std::size_t at = 0; (at = printed.find("note: ")) != printed.npos;) {
+    printed.erase(at, printed.find('\n', at) - at + 1);
+  }
+  return printed;
+}
+
 void expect(const std::vector<Call>& calls) {
   for (const auto& [line, expected] : calls) {
     const std::string printed = run(line);

@@ -53,6 +53,9 @@ struct Started {
 [[nodiscard]] std::string run_program(std::vector<std::string> words);
 [[nodiscard]] inline std::string run(const std::string& line) { return run_program(words_of(line)); }
 
+// What a check has printed, without its notes: those are about the machine that the test runs on.
+[[nodiscard]] std::string without_notes(std::string printed);
+
 // A command line, and what it prints: the exit status and the whole output, or with a "~" in front a part of it.
 struct Call {
   std::string line;

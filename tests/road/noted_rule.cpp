@@ -11,7 +11,7 @@
 int main(int argc, char** argv) {
   namespace platform = ox::platform;
   if (argc < 4 || std::getenv("FOREIGN") != nullptr) return 2;  // of whoever started the daemon
-  platform::NamedMutex mark;  // goes with the process
+  platform::NamedMutex mark;                                    // goes with the process
   const std::string name = std::string("OxTestRule") + argv[1];
   const bool is_alone = mark.create(name.c_str(), platform::Access::machine) == platform::error_none &&
                         mark.lock(0) == platform::error_none;
