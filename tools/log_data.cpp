@@ -195,7 +195,7 @@ int export_data(const Call& call, const DataOptions& options, const std::string&
   if (call.form == Form::table) in_file.form = Form::csv;
   const std::size_t count = print_values(in_file, options, "", output.get());
   output.finish();
-  say(stderr, "oxlog: %zu values\n", count);
+  say(stderr, "oxlog: %s values\n", std::to_string(count).c_str());
   return exit_ok;
 }
 

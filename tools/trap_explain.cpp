@@ -72,7 +72,8 @@ void print_misses(const oxcTrConf* list, const Trap& trap, const oxcTrTag* found
   for (std::size_t i = 0; i < std::min(misses.size(), most_shown); ++i) {
     print_near("close", *misses[i].second, misses[i].first.why);
   }
-  if (misses.size() > most_shown) say(stdout, "%-12s and %zu more\n", "", misses.size() - most_shown);
+  if (misses.size() > most_shown)
+    say(stdout, "%-12s and %s more\n", "", std::to_string(misses.size() - most_shown).c_str());
 }
 
 void print_reason(const oxcTrTag& tag, const Trap& trap) {
