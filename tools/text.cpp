@@ -98,6 +98,7 @@ std::string terminal_text(std::FILE* out, const std::string& text) {
 void print(std::FILE* out, const std::string& text) {
   const std::string shown = terminal_text(out, text);
   (void)std::fwrite(shown.data(), 1, shown.size(), out);
+  if (out == stderr) (void)std::fflush(out);  // not every C runtime leaves it without a buffer
 }
 
 void say(std::FILE* out, const char* format, ...) {

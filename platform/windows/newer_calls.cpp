@@ -65,11 +65,38 @@ int __stdcall K32GetProcessMemoryInfo(void* process, void* counters, unsigned lo
   return function != nullptr ? function(process, counters, size) : 0;
 }
 
+// For programs that begin in a job, since Windows 10.
+int __stdcall InitializeProcThreadAttributeList(void* list, unsigned long count, unsigned long flags,
+                                                unsigned long* size) noexcept {
+  using Function = int(__stdcall*)(void*, unsigned long, unsigned long, unsigned long*);
+  const auto function = of_kernel<Function>("InitializeProcThreadAttributeList");
+  return function != nullptr ? function(list, count, flags, size) : 0;
+}
+
+int __stdcall UpdateProcThreadAttribute(void* list, unsigned long flags, unsigned long kind, void* value,
+                                        unsigned long size, void* before, unsigned long* size_before) noexcept {
+  using Function = int(__stdcall*)(void*, unsigned long, unsigned long, void*, unsigned long, void*, unsigned long*);
+  const auto function = of_kernel<Function>("UpdateProcThreadAttribute");
+  return function != nullptr ? function(list, flags, kind, value, size, before, size_before) : 0;
+}
+
+void __stdcall DeleteProcThreadAttributeList(void* list) noexcept {
+  using Function = void(__stdcall*)(void*);
+  if (const auto function = of_kernel<Function>("DeleteProcThreadAttributeList")) function(list);
+}
+
 // What the linker looks for where a header says "dllimport".
 extern decltype(&GetTickCount64) const ticks_import asm("__imp__GetTickCount64@0");
 extern decltype(&GetNamedPipeClientProcessId) const client_import asm("__imp__GetNamedPipeClientProcessId@8");
 extern decltype(&K32GetProcessMemoryInfo) const memory_import asm("__imp__K32GetProcessMemoryInfo@12");
+extern decltype(&InitializeProcThreadAttributeList)
+    const list_import asm("__imp__InitializeProcThreadAttributeList@16");
+extern decltype(&UpdateProcThreadAttribute) const update_import asm("__imp__UpdateProcThreadAttribute@28");
+extern decltype(&DeleteProcThreadAttributeList) const delete_import asm("__imp__DeleteProcThreadAttributeList@4");
 decltype(&GetTickCount64) const ticks_import = &GetTickCount64;
 decltype(&GetNamedPipeClientProcessId) const client_import = &GetNamedPipeClientProcessId;
 decltype(&K32GetProcessMemoryInfo) const memory_import = &K32GetProcessMemoryInfo;
+decltype(&InitializeProcThreadAttributeList) const list_import = &InitializeProcThreadAttributeList;
+decltype(&UpdateProcThreadAttribute) const update_import = &UpdateProcThreadAttribute;
+decltype(&DeleteProcThreadAttributeList) const delete_import = &DeleteProcThreadAttributeList;
 }

@@ -5,6 +5,8 @@
 #include <limits>
 #include <regex>
 
+#include <oxbase/oxc.h>
+
 #include "report/layout.h"
 #include "report/page_parts.h"
 
@@ -73,7 +75,10 @@ TEST_F(Pages, AskForNothingAndAreTheSameAgain) {
   EXPECT_EQ(text, page());
   EXPECT_NE(text.npos, text.find("<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
                                  "style-src 'unsafe-inline'; script-src 'unsafe-inline'\">"));
-  EXPECT_NE(text.npos, text.find("<title>幹線の通信量 &lt;b&gt;&amp;&quot;\xEF\xBF\xBD</title>"));
+  // In another code page than UTF-8 these bytes are other characters.
+  if (oxcGetCodePage() == 65001) {
+    EXPECT_NE(text.npos, text.find("<title>幹線の通信量 &lt;b&gt;&amp;&quot;\xEF\xBF\xBD</title>"));
+  }
   // What others wrote is text: the page has the scripts that are its own, and no picture, link or style from elsewhere.
   const std::regex tags("<(script|img|link|iframe|object|embed|base|form|video|audio|source)\\b[^>]*>");
   std::string found;

@@ -54,7 +54,7 @@ void expect_started(std::size_t programs) {
 TEST(RuleRoad, ThresholdTellsOfACrossingAndOfTheReturn) {
   set_value("RulePath", OX_RULES);
   Daemon daemon;
-  Started expert("oxexpd --foreground");
+  const Started expert("oxexpd --foreground");
   (void)expert.until("following the rules");
   const std::string path = "obj.node.nodeTimeout.0", set = "oxset node:x " + path + ' ';
   expect({{"oxset --add node:x " + path + " 5", "0 "},
@@ -100,8 +100,8 @@ TEST(RuleRoad, ThresholdTellsOfACrossingAndOfTheReturn) {
   (void)expert.until("starts again after 1 s");
   expect({{"oxrule log ruleEnt1", "~0 \"nonsense\" is no condition: "},
           {"oxrule list", "~0 \nruleEnt1   threshold  -  "}});
-  expert.process.ask_to_end();  // with the rules that still run
-  (void)expert.end();
+  expect({{"oxrule delete collected", "0 "}});  // it would outlive the test
+  (void)expert.until("rule collected: stopped");
 }
 
 TEST(RuleRoad, NoneRunsTwiceOrIsLeftWhenTheDaemonIsKilled) {
