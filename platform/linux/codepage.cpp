@@ -48,6 +48,7 @@ bool is_lead_byte(std::uint32_t /*page*/, unsigned char /*byte*/) noexcept { ret
 Converter::Converter(std::uint32_t from, std::uint32_t to) noexcept : from_(from), to_(to), handle_(open(from, to)) {}
 
 Converter::~Converter() {
+  (void)from_, (void)to_;  // which the handle knows, here
   if (handle_ != nullptr) ::iconv_close(handle_);
 }
 
