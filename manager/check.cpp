@@ -67,9 +67,8 @@ void look_at_echoes(const Tell& tell) {
   std::uint32_t round_trip = 0;
   if (oxcIcmpEcho("127.0.0.1", 1000, &round_trip) != OX_EDENIED) return;
   tell(
-      "note: whether nodes are reachable is not measured: the system lets this account send no ICMP echoes (Linux: put "
-      "its "
-      "group into net.ipv4.ping_group_range, as sysctl -w net.ipv4.ping_group_range='0 2147483647')");
+      "note: whether nodes are reachable is not measured: the system lets this account send no ICMP echoes; next (on "
+      "Linux): sysctl -w net.ipv4.ping_group_range='0 2147483647', a range with its group");
 }
 
 }  // namespace

@@ -31,9 +31,11 @@ class Echoes {
 
   // Milliseconds of an attempt, five seconds at the most, and how many there are. Who asks for a machine that is being
   // asked gets the same answer. Calls back in a later turn of the loop.
+  // Throws std::bad_alloc, also where the system gives no threads.
   void ask(const std::string& address, std::uint32_t timeout, std::uint32_t attempts, Done done);
 
  private:
+  void begin(const std::string& address, std::uint32_t timeout, std::uint32_t attempts);
   void tell(const std::string& address, const Answer& answer);
 
   asio::io_context& loop_;
