@@ -9,6 +9,8 @@
 
 #include "report/run.h"
 #include "report/samples.h"
+#include "tools/cli.h"
+#include "tools/definitions.h"
 #include "tools/diagnosis.h"
 #include "tools/fit.h"
 #include "tools/text.h"

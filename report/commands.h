@@ -7,6 +7,10 @@
 #include "report/report_entry.h"
 #include "tools/log_entries.h"
 
+namespace CLI {
+class App;
+}  // namespace CLI
+
 namespace report {
 
 struct NewReport {

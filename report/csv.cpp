@@ -13,13 +13,6 @@ bool is_natural(const oxdMatrixItem& cell) {
   return (cell.type == OX_COUNTER || cell.type == OX_GAUGE) && cell.length == 4;
 }
 
-std::uint64_t natural_of(const oxdMatrixItem& cell) {
-  const auto* bytes = static_cast<const unsigned char*>(cell.data);
-  std::uint64_t number = 0;
-  for (std::uint32_t i = 0; i < cell.length; ++i) number = number << 8 | bytes[i];
-  return number;
-}
-
 }  // namespace
 
 Csv::Csv(const Definition& definition, const Samples& samples, const oxcZone* zone, std::FILE* out)

@@ -2,15 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace report {
-namespace {
-
-constexpr double nothing = std::numeric_limits<double>::quiet_NaN();
-
-}  // namespace
-
 void Curves::shade(OfInstance& instance, const Row& row) const {
   std::vector<Shade>& shades = instance.shades;
   const bool is_open = !shades.empty() && shades.back().to == UINT32_MAX;

@@ -178,7 +178,7 @@ class Definer {
 };
 
 // Attributes first: what is calculated of them may stand before them.
-constexpr std::uint32_t order[] = {
+constexpr std::uint32_t reading_order[] = {
     OXREP_TYPE_NAME,     OXREP_TYPE_REPTYPE,   OXREP_TYPE_VERSION,     OXREP_TYPE_COMPNAME, OXREP_TYPE_MIBNAME,
     OXREP_TYPE_INDEX,    OXREP_TYPE_PARAMETER, OXREP_TYPE_CALCDATA,    OXREP_TYPE_CSVDATA,  OXREP_TYPE_GRAPHDATA,
     OXREP_TYPE_FORMFILE, OXREP_TYPE_HELPTOPIC, OXREP_TYPE_DESCRIPTION, OXREP_TYPE_PREFIX};
@@ -192,7 +192,7 @@ bool Definition::uses_rates() const {
 Definition define(const std::vector<Line>& lines, std::vector<FaultLine>& faults) {
   Definition made;
   Definer definer(made);
-  for (const std::uint32_t number : order) {
+  for (const std::uint32_t number : reading_order) {
     for (const Line& line : lines) {
       if (line.number != number) continue;
       try {

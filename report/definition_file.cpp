@@ -8,7 +8,7 @@
 #include <oxbase/oxc.h>
 
 #include "report/definition.h"
-#include "tools/cli.h"
+#include "tools/library.h"
 
 namespace report {
 namespace {

@@ -3,6 +3,9 @@
 #include <filesystem>
 
 #include "report/commands.h"
+#include "tools/cli.h"
+#include "tools/commands.h"
+#include "tools/diagnosis.h"
 
 namespace {
 

@@ -12,7 +12,6 @@
 namespace report {
 namespace {
 
-constexpr double nothing = std::numeric_limits<double>::quiet_NaN();
 // Reasons of gaps (docs/protocol.md): the agent did not answer, was late with the round before, is known to be silent.
 constexpr std::uint32_t silent[] = {1, 7, 8};
 
@@ -23,13 +22,6 @@ double answered(const oxdMatrixItem* cell) {
   if (!is_gap(*cell)) return 1;
   const auto* const end = std::end(silent);
   return std::find(std::begin(silent), end, cell->status >> 16) != end ? 0 : nothing;
-}
-
-std::uint64_t natural_of(const oxdMatrixItem& cell) {
-  const auto* bytes = static_cast<const unsigned char*>(cell.data);
-  std::uint64_t number = 0;
-  for (std::uint32_t i = 0; i < cell.length && i < 8; ++i) number = number << 8 | bytes[i];
-  return number;
 }
 
 // The text of a rate: a DisplayString, with its terminator.
@@ -63,6 +55,13 @@ class SameSeries {
 };
 
 }  // namespace
+
+std::uint64_t natural_of(const oxdMatrixItem& cell) {
+  const auto* bytes = static_cast<const unsigned char*>(cell.data);
+  std::uint64_t number = 0;
+  for (std::uint32_t i = 0; i < cell.length && i < 8; ++i) number = number << 8 | bytes[i];
+  return number;
+}
 
 double number_of(const oxdMatrixItem& cell) {
   if (is_gap(cell)) return nothing;

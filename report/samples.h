@@ -1,7 +1,9 @@
 // What a log entry has collected, instance by instance, with what a definition calculates of it.
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <string>
 #include <utility>
@@ -37,6 +39,11 @@ class RowTaker {
   virtual void take(const Row& row) = 0;
 };
 
+// In the place of a number that is not there.
+inline constexpr double nothing = std::numeric_limits<double>::quiet_NaN();
+
+// The bytes of a cell as a number without sign, the highest first.
+[[nodiscard]] std::uint64_t natural_of(const oxdMatrixItem& cell);
 // The number in a cell; NaN where there is none.
 [[nodiscard]] double number_of(const oxdMatrixItem& cell);
 

@@ -10,7 +10,7 @@
 #include <tuple>
 #include <vector>
 
-#include "tools/cli.h"
+#include "tools/library.h"
 
 namespace tool {
 

@@ -2,28 +2,12 @@
 #pragma once
 
 #include <functional>
-#include <string>
 #include <vector>
 
-#include "tools/rows.h"
+#include "tools/cli.h"
+#include "tools/entry_line.h"
 
 namespace tool {
-
-// Whom a subcommand asks, for what, and how the answer is shown.
-struct Call {
-  const char* manager = nullptr;
-  std::string name;
-  Form form = Form::table;
-};
-
-// What the command lines of these tools have in common.
-struct EntryLine {
-  std::string manager;
-  std::string name;
-  FormOptions form;
-
-  [[nodiscard]] Call call() const { return {manager.empty() ? nullptr : manager.c_str(), name, form.form()}; }
-};
 
 // A subcommand, and what it does.
 template <class Line>

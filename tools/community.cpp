@@ -1,5 +1,7 @@
 #include "tools/community.h"
 
+#include "tools/cli.h"
+
 namespace tool {
 namespace {
 

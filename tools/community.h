@@ -1,8 +1,11 @@
 // Communities are passwords: they are shown to who asks for them.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace tool {
 

@@ -122,4 +122,16 @@ Diagnosis examine_session(OX_RESULT code) {
           "try again, and look into its log (docs/linux.md); if it stays so, end it and start it again: oxmgrd"};
 }
 
+void open_session(oxaDisconnect on_disconnect) {
+  if (const Diagnosis found = examine_rights(); !found.what.empty()) throw Explained("manager", OX_EINIT, found);
+  for (int patience = 20;; --patience) {  // seconds, about
+    const OX_RESULT code = oxaInit(on_disconnect);
+    if (code == OX_OK) return;
+    const Diagnosis found = examine_session(code);
+    if (found.passes && patience > 0) continue;
+    if (found.what.empty()) throw Failure("manager", code);
+    throw Explained("manager", code, found);
+  }
+}
+
 }  // namespace tool

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tools/cli.h"
+#include "tools/library.h"
 
 namespace tool {
 
@@ -33,5 +33,9 @@ class Explained : public Failure {
  private:
   std::string text_;
 };
+
+// Opens the session with the manager, and waits for one that is just starting. Throws what keeps the user from it, with
+// the next step.
+void open_session(oxaDisconnect on_disconnect = nullptr);
 
 }  // namespace tool

@@ -3,6 +3,8 @@
 #include <iterator>
 #include <new>
 
+#include "tools/cli.h"
+
 namespace tool {
 namespace {
 

@@ -5,7 +5,11 @@
 #include <optional>
 #include <string>
 
-#include "tools/cli.h"
+#include "tools/library.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace tool {
 

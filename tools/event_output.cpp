@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "tools/cli.h"
 #include "tools/community.h"
+#include "tools/library.h"
 #include "tools/rows.h"
 
 namespace tool {

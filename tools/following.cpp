@@ -5,6 +5,8 @@
 #include <thread>
 #include <utility>
 
+#include "tools/cli.h"
+#include "tools/diagnosis.h"
 #include "tools/text.h"
 
 namespace tool {

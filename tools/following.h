@@ -5,7 +5,12 @@
 #include <optional>
 #include <string>
 
-#include "tools/cli.h"
+#include "tools/library.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace tool {
 

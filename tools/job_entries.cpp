@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "tools/cli.h"
 #include "tools/text.h"
 #include "tools/value_argument.h"
 

@@ -3,9 +3,13 @@
 
 #include <utility>
 
-#include "tools/commands.h"
 #include "tools/entries.h"
+#include "tools/entry_line.h"
 #include "tools/schedule_text.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace tool {
 

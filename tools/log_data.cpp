@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/terminal.h"
+#include "tools/cli.h"
 #include "tools/gap_ledger.h"
 #include "tools/output_file.h"
 #include "tools/plot.h"

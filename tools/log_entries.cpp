@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "platform/terminal.h"
+#include "tools/cli.h"
 #include "tools/fit.h"
 #include "tools/steps.h"
 #include "tools/text.h"

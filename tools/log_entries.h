@@ -1,8 +1,12 @@
 // Log entries: made, shown, started, stopped, deleted.
 #pragma once
 
-#include "tools/commands.h"
 #include "tools/entries.h"
+#include "tools/entry_line.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace tool {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/cli.h"
+#include "tools/library.h"
 
 namespace tool {
 

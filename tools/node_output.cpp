@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
-#include "tools/cli.h"
+#include "tools/library.h"
 #include "tools/rows.h"
 
 namespace tool {

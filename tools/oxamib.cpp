@@ -6,6 +6,7 @@
 
 #include "common/code_page.h"
 #include "tools/cli.h"
+#include "tools/definitions.h"
 #include "tools/rows.h"
 
 namespace {

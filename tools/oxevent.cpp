@@ -3,6 +3,7 @@
 
 #include "tools/cli.h"
 #include "tools/community.h"
+#include "tools/diagnosis.h"
 #include "tools/event_options.h"
 #include "tools/event_output.h"
 #include "tools/following.h"

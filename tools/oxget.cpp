@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "tools/cli.h"
+#include "tools/diagnosis.h"
 #include "tools/following.h"
 #include "tools/node_output.h"
 #include "tools/text.h"

@@ -1,4 +1,7 @@
 // oxjob: what the manager runs at set times.
+#include "tools/cli.h"
+#include "tools/commands.h"
+#include "tools/diagnosis.h"
 #include "tools/job_entries.h"
 
 namespace {

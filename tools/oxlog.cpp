@@ -1,4 +1,7 @@
 // oxlog: what the manager collects, and what it has collected.
+#include "tools/cli.h"
+#include "tools/commands.h"
+#include "tools/diagnosis.h"
 #include "tools/log_data.h"
 #include "tools/log_entries.h"
 

@@ -1,4 +1,7 @@
 // oxrule: programs that watch the network.
+#include "tools/cli.h"
+#include "tools/commands.h"
+#include "tools/diagnosis.h"
 #include "tools/rule_entries.h"
 
 namespace {

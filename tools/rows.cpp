@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/terminal.h"
+#include "tools/cli.h"
 
 namespace tool {
 namespace {

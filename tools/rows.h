@@ -7,8 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "tools/cli.h"
+#include "tools/library.h"
 #include "tools/text.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace tool {
 

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <sstream>
 
+#include "tools/cli.h"
 #include "tools/text.h"
 #include "tools/value_argument.h"
 

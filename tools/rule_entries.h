@@ -4,8 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "tools/commands.h"
 #include "tools/entries.h"
+#include "tools/entry_line.h"
+
+namespace CLI {
+class App;
+}  // namespace CLI
 
 namespace tool {
 

@@ -4,7 +4,7 @@
 #include <map>
 #include <tuple>
 
-#include "tools/cli.h"
+#include "tools/library.h"
 #include "tools/text.h"
 #include "tools/trap_definitions.h"
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "tools/cli.h"
+#include "tools/library.h"
 #include "tools/text.h"
 #include "tools/trap_definitions.h"
 

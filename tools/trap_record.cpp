@@ -3,8 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "tools/cli.h"
 #include "tools/community.h"
+#include "tools/definitions.h"
+#include "tools/library.h"
 #include "tools/text.h"
 #include "tools/value_argument.h"
 

@@ -1,7 +1,7 @@
 #include "tools/value_argument.h"
 
 #include "platform/argument_text.h"
-#include "tools/cli.h"
+#include "tools/library.h"
 #include "tools/text.h"
 
 namespace tool {
