@@ -31,9 +31,14 @@ void set_component(dnode* node, const ComponentName& component) {
 void set_response_time(dnode* node) { must(oxdSetRspTime(node, static_cast<std::uint32_t>(std::time(nullptr)))); }
 
 Oid path_of(const dnode* node) {
+  Oid path;
+  read_path(node, path);
+  return path;
+}
+
+void read_path(const dnode* node, Oid& path) {
   const char* name = nullptr;
-  if (oxdGetAmibName(node, &name) != OX_OK) return {};
-  return parse_oid(name).value_or(Oid{});
+  if (oxdGetAmibName(node, &name) != OX_OK || !parse_oid(name, path)) path.clear();
 }
 
 OX_RESULT code_of(const dnode* node) {

@@ -64,6 +64,8 @@ void set_response_time(dnode* node);
 
 // The AMIB name of a node; empty when it has none.
 [[nodiscard]] Oid path_of(const dnode* node);
+// The same into numbers whose memory is used again.
+void read_path(const dnode* node, Oid& path);
 // The error code of a node, 0 when it has none.
 [[nodiscard]] OX_RESULT code_of(const dnode* node);
 

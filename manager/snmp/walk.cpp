@@ -147,39 +147,31 @@ void Walk::take_reading(const Rows& rows, NodeList& bindings) {
 
 bool Walk::take_rows(const Rows& rows, NodeList& bindings) {
   take_reading(rows, bindings);
-  const auto end = columns_.begin() + static_cast<std::ptrdiff_t>(rows.columns);
-  std::deque<Column> batch(std::make_move_iterator(columns_.begin()), std::make_move_iterator(end));
-  columns_.erase(columns_.begin(), end);
   std::size_t taken = 0;
   for (; taken < rows.columns * rows.repetitions; ++taken) {
     NodePtr node = bindings.take_first();
     if (!node) break;
-    Column& column = batch[taken % rows.columns];
+    Column& column = columns_[taken % rows.columns];
     if (!column.ended && !take_value(column, std::move(node))) return false;
   }
   // What is missing of the only row will not come; of more, the agent may have cut off what did not fit.
   if (taken == 0 || agent_->agent.version == OXS_V1) {
-    for (std::size_t i = taken; i < rows.columns; ++i) batch[i].ended = true;
+    for (std::size_t i = taken; i < rows.columns; ++i) columns_[i].ended = true;
   }
   if (rows_left_ != std::numeric_limits<std::size_t>::max()) {
     rows_left_ = std::max<std::size_t>(rows_left_, taken / rows.columns + 4) - taken / rows.columns;
   }
-  put_back(std::move(batch));
+  // Columns of one table go on together, before other columns begin.
+  std::erase_if(columns_, [](const Column& column) { return column.ended; });
   return true;
 }
 
 bool Walk::take_value(Column& column, NodePtr node) {
-  Oid path = path_of(node.get());
-  column.ended = !is_under(path, column.top) || path <= column.at || code_of(node.get()) == OX_ENOSUCHVALUE;
+  read_path(node.get(), path_);
+  column.ended = !is_under(path_, column.top) || path_ <= column.at || code_of(node.get()) == OX_ENOSUCHVALUE;
   if (column.ended) return true;
-  column.at = std::move(path);
+  column.at.swap(path_);
   return receiver_->take(column.slot, std::move(node));
-}
-
-// Columns of one table go on together, at the front, before other columns begin.
-void Walk::put_back(std::deque<Column> batch) {
-  std::erase_if(batch, [](const Column& column) { return column.ended; });
-  columns_.insert(columns_.begin(), std::make_move_iterator(batch.begin()), std::make_move_iterator(batch.end()));
 }
 
 }  // namespace ox::manager

@@ -47,13 +47,13 @@ class Walk final : public Turn, public std::enable_shared_from_this<Walk> {
   void take_reading(const Rows& rows, NodeList& bindings);
   [[nodiscard]] bool take_rows(const Rows& rows, NodeList& bindings);
   [[nodiscard]] bool take_value(Column& column, NodePtr node);
-  void put_back(std::deque<Column> batch);
   void go_on(bool more);
 
   Agents& agents_;
   AgentPtr agent_;
   std::vector<std::size_t> slots_;
   std::deque<Column> columns_;
+  Oid path_;  // of the value at hand
   std::size_t rows_left_;
   bool uptime_;
   bool probing_;  // a silent agent, whose first answer tells that it is there again
