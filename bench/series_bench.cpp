@@ -116,7 +116,8 @@ class Store {
             reading = store_->add_reading(id_, round, agent, when + i, static_cast<std::uint32_t>((when + i) / 10));
           }
           const std::span<const std::uint32_t, 1> value(&values_[at], 1);
-          (void)store_->put(id_, round, series[at % series.size()], reading, types_[i % 10], std::as_bytes(value));
+          (void)store_->put(id_, round, series[agent * values_of_agent + i], reading, types_[i % 10],
+                            std::as_bytes(value));
         }
         if (agent % 5 == 4) loop_.poll();
       }

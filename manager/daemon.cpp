@@ -291,6 +291,7 @@ int serve(Manager& manager, const Definitions& definitions) {
     log(Severity::information,
         "ended by signal " + std::to_string(signal) + ", " + std::to_string(oxcGetMemValue(1)) + " blocks in use");
     platform::tell_state(platform::DaemonState::stopping);
+    manager.collected_file.finish();
     manager.loop.stop();
   });
   const Alive alive(manager.loop);

@@ -29,9 +29,9 @@ class DataStreams::Stream final : public ReportSource {
 
   [[nodiscard]] std::optional<Reply> next_report() override {
     if (ended_ || streams_.series_.is_renewing()) return {};
-    const auto view = streams_.series_.view(entry_);
-    if (!view) return end(OX_EENDED);
-    return header_ ? next_header(view) : next_values(view);
+    if (!streams_.series_.has(entry_)) return end(OX_EENDED);
+    look();
+    return header_ ? next_header() : next_values();
   }
   // Items that the client has not heard of.
   [[nodiscard]] bool header_is_due() const {
@@ -63,28 +63,35 @@ class DataStreams::Stream final : public ReportSource {
     return report(why, {});
   }
 
-  std::optional<Reply> next_header(const std::shared_ptr<const EntryView>& view) {
-    if (begun_ && view->items == told_) return {};
-    NodesOfItems nodes(component_, path_, std::make_unique<HeaderItems>(streams_.series_, view, false));
+  // What has been delivered is not looked at again, and nothing of an entry to which nothing comes any more.
+  void look() {
+    if (piece_ || view_is_last_) return;
+    view_is_last_ = streams_.series_.layout(entry_) == nullptr;
+    view_ = streams_.series_.view(entry_, header_ ? UINT32_MAX : at_);
+  }
+
+  std::optional<Reply> next_header() {
+    if (begun_ && view_->items == told_) return {};
+    NodesOfItems nodes(component_, path_, std::make_unique<HeaderItems>(streams_.series_, view_, false));
     Bytes data;
     while (nodes.next(data)) {
     }
-    told_ = view->items;
+    told_ = view_->items;
     begun_ = true;
     streams_.wake(entry_);  // the values have waited for it
     return report(nodes.lost() ? OX_RESULT{OX_ENODES} : OX_RESULT{OX_OK}, std::move(data));
   }
 
-  std::optional<Reply> next_values(const std::shared_ptr<const EntryView>& view) {
+  std::optional<Reply> next_values() {
     if (streams_.header_is_due(*this)) return {};
-    if (!piece_ && at_ >= view->rounds) {
+    if (!piece_ && at_ >= view_->rounds) {
       if (streams_.series_.is_open(entry_)) return {};
-      return end(view->lost != 0 ? OX_RESULT{OX_ERUNTIME} : OX_RESULT{OX_ENOTFOUND});
+      return end(view_->lost != 0 ? OX_RESULT{OX_ERUNTIME} : OX_RESULT{OX_ENOTFOUND});
     }
     if (!piece_) {
-      const std::size_t rounds = std::max<std::size_t>(1, most_of_piece / (view->series * size_of_cell + 1));
-      to_ = at_ + static_cast<std::uint32_t>(std::min<std::size_t>(rounds, view->rounds - at_));
-      piece_.emplace(component_, path_, std::make_unique<ValueItems>(streams_.series_, view, at_, to_, true));
+      const std::size_t rounds = std::max<std::size_t>(1, most_of_piece / (view_->series * size_of_cell + 1));
+      to_ = at_ + static_cast<std::uint32_t>(std::min<std::size_t>(rounds, view_->rounds - at_));
+      piece_.emplace(component_, path_, std::make_unique<ValueItems>(streams_.series_, view_, at_, to_, true));
     }
     Bytes data;
     bool more = true;
@@ -102,6 +109,8 @@ class DataStreams::Stream final : public ReportSource {
   ComponentName component_;
   Oid path_;
   bool ended_ = false;
+  std::shared_ptr<const EntryView> view_{};
+  bool view_is_last_ = false;
   // Of the header.
   bool begun_ = false;
   ItemCounts told_{};

@@ -56,14 +56,12 @@ void put_bytes(const std::vector<Cell>& cells, Bytes& out) {
   }
 }
 
-bool is_number(const Cell& cell) { return cell.form == Cell::four_bytes || cell.form == Cell::eight_bytes; }
-
 }  // namespace
 
 void BlockWriter::put_numbers(const std::vector<Cell>& cells, Bytes& out) {
   column_.clear();
   for (const Cell& cell : cells) {
-    if (is_number(cell)) column_.push_back(cell.number);
+    if (cell.is_number()) column_.push_back(cell.number);
   }
   if (!column_.empty()) put_column(out, column_);
 }
@@ -115,13 +113,14 @@ void BlockReader::take_kinds(ByteCursor& in, std::uint8_t flags, std::vector<Cel
 }
 
 void BlockReader::take_values(ByteCursor& in, std::vector<Cell>& cells) {
-  const auto numbers = static_cast<std::size_t>(std::count_if(cells.begin(), cells.end(), &is_number));
+  const auto numbers = static_cast<std::size_t>(
+      std::count_if(cells.begin(), cells.end(), [](const Cell& cell) { return cell.is_number(); }));
   if (numbers != 0) take_column(in, numbers, column_);
   if (in.failed()) return;
   std::size_t next = 0;
   std::span<const std::byte> before;
   for (Cell& cell : cells) {
-    if (is_number(cell)) cell.number = column_[next++];
+    if (cell.is_number()) cell.number = column_[next++];
     if (cell.form != Cell::other_bytes) continue;
     const std::uint64_t length = in.varint();
     if (length != 0) before = in.bytes(length - 1);

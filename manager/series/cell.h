@@ -22,6 +22,7 @@ struct Cell {
 
   // The cell of a value in its stored form.
   [[nodiscard]] static Cell of(std::uint32_t type, std::span<const std::byte> value);
+  [[nodiscard]] bool is_number() const { return form == four_bytes || form == eight_bytes; }
   [[nodiscard]] std::uint32_t length() const;  // of the value
   void append_value(Bytes& out) const;
 };

@@ -14,6 +14,9 @@ namespace {
 using Columns = std::string_view;
 
 constexpr auto between_tries = std::chrono::seconds(1);
+// A small commit writes several times what it is about, in pages.
+constexpr auto longest_gathering = std::chrono::milliseconds(10);
+constexpr std::size_t most_gathered = 64 << 10;
 
 constexpr std::array<Columns, 5> series_columns{"id", "text1", "text2", "bytes", "next"};
 constexpr std::array<Columns, 4> record_columns{"id", "first", "second", "list"};
@@ -37,7 +40,7 @@ constexpr std::array all_tables{
 std::span<const Table> CollectedFile::tables() { return all_tables; }
 
 CollectedFile::CollectedFile(asio::io_context& loop, const std::string& directory, Durability durability)
-    : loop_(loop), database_(join(directory, "collected.db"), all_tables, durability) {}
+    : loop_(loop), database_(join(directory, "collected.db"), all_tables, durability), timer_(loop) {}
 
 bool CollectedFile::open(FaultSink faults) {
   const Outcome opened = database_.open(std::move(faults));
@@ -81,6 +84,24 @@ void CollectedFile::schedule() {
   scheduled_ = true;
 }
 
+void CollectedFile::schedule_soon(std::size_t bytes) {
+  if (scheduled_) return;
+  if (bytes >= most_gathered) return schedule();
+  gathering_ = true;
+  if (timer_is_set_) return;
+  timer_.expires_after(longest_gathering);
+  timer_.async_wait([this](const asio::error_code& error) {
+    if (error) return;
+    timer_is_set_ = false;
+    if (gathering_) schedule();
+  });
+  timer_is_set_ = true;
+}
+
+void CollectedFile::finish() {
+  if (scheduled_ || gathering_) commit();
+}
+
 bool CollectedFile::put() {
   try {
     return std::all_of(users_.begin(), users_.end(), [](User* user) { return user->put(); });
@@ -100,7 +121,7 @@ bool CollectedFile::may_write() {
 
 void CollectedFile::commit() {
   if (is_renewing()) return;
-  scheduled_ = false;
+  scheduled_ = gathering_ = false;
   const bool safe = database_.commit(may_write() && put());
   refused_ = !safe;
   for (User* const user : users_) user->ended(safe);

@@ -1,8 +1,9 @@
-// The database of collected data, and the turn in which all that use it write: what they gather in one turn of the
-// event loop is one transaction, committed at the turn's end.
+// The database of collected data, and the turn in which all that use it write: what they gather is one transaction,
+// committed at the end of the event loop's turn, or a little later where nobody waits for it.
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
 #include <chrono>
 #include <functional>
 #include <span>
@@ -52,8 +53,13 @@ class CollectedFile {
   void check();
   // Something is gathered: it is committed at the end of this turn, or when the file has been renewed.
   void schedule();
+  // Something is gathered for which nobody waits: more may come before it is committed, for a moment, or until there
+  // are many bytes of it.
+  void schedule_soon(std::size_t bytes);
   // Now.
   void commit();
+  // At the end of the manager: what is gathered.
+  void finish();
   void renew();
   [[nodiscard]] bool is_renewing() const { return database_.is_renewing(); }
   [[nodiscard]] Database& database() { return database_; }
@@ -69,6 +75,9 @@ class CollectedFile {
   Database database_;
   std::vector<User*> users_;
   bool scheduled_ = false;
+  bool gathering_ = false;     // something waits for the timer
+  bool timer_is_set_ = false;  // it may be from earlier, and come too soon
+  asio::steady_timer timer_;
   bool refused_ = false;                              // the last turn was
   std::chrono::steady_clock::time_point not_before_;  // all of it is tried again
 };

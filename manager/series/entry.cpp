@@ -1,7 +1,7 @@
 #include "manager/series/entry.h"
 
 #include <algorithm>
-#include <iterator>
+#include <utility>
 
 namespace ox::manager {
 namespace {
@@ -16,8 +16,6 @@ enum Word : std::uint8_t {
 };
 
 void put_word(Bytes& out, Word word) { out.push_back(static_cast<std::byte>(word)); }
-
-constexpr std::uint64_t bits_of(std::int64_t number) { return static_cast<std::uint64_t>(number); }
 
 constexpr std::uint32_t item_size = 32;          // of a cell beside its value
 constexpr std::uint32_t most_rounds = 1u << 31;  // of an entry
@@ -84,11 +82,15 @@ std::uint32_t OpenEntry::add_reading(std::uint32_t round, std::uint32_t componen
                                      std::optional<std::uint32_t> uptime) {
   const auto open = open_.find(round);
   if (open == open_.end()) return 0;
-  const std::uint32_t number = open->second.readings[component]++;
-  const std::uint32_t when = layout_->series({component, clock_amib, number * 2});
+  std::vector<std::uint32_t>& readings = open->second.readings;
+  if (component >= readings.size()) {
+    readings.resize(std::max<std::size_t>(component + std::size_t{1}, layout_->items(Axis::component).size()));
+  }
+  const std::uint32_t number = readings[component]++;
+  const std::uint32_t when = layout_->clock_series(component, number * 2);
   (void)put(round, when, {.form = Cell::eight_bytes, .number = bits_of(read_at - open->second.due_at)});
   if (uptime) {
-    const std::uint32_t clock = layout_->series({component, clock_amib, number * 2 + 1});
+    const std::uint32_t clock = layout_->clock_series(component, number * 2 + 1);
     (void)put(round, clock, {.form = Cell::four_bytes, .number = *uptime});
   }
   return number;
@@ -162,7 +164,7 @@ bool OpenEntry::put(std::uint32_t round, std::uint32_t series, Cell cell) {
 
 void OpenEntry::finish_round(std::uint32_t round, std::uint32_t status) {
   const auto open = open_.find(round);
-  const OpenRound ended = open->second;
+  const OpenRound ended = std::move(open->second);
   open_.erase(open);
   if (ended.got >= ended.due) return;
   const std::uint64_t left = ended.due - ended.got;

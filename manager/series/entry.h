@@ -107,7 +107,7 @@ class OpenEntry {
     std::int64_t due_at = 0;
     std::uint64_t due = 0;
     std::uint64_t got = 0;
-    std::map<std::uint32_t, std::uint32_t> readings{};  // of each component
+    std::vector<std::uint32_t> readings{};  // so many, of each component
   };
 
   void add_round(std::uint32_t round, std::int64_t due);

@@ -1,5 +1,7 @@
 #include "manager/series/layout.h"
 
+#include <algorithm>
+
 namespace ox::manager {
 
 std::uint32_t Layout::item(Axis axis, std::string_view text) {
@@ -27,6 +29,16 @@ std::uint32_t Layout::series(const SeriesKey& key) {
     throw;
   }
   return number;
+}
+
+std::uint32_t Layout::clock_series(std::uint32_t component, std::uint32_t item) {
+  const SeriesKey key{component, clock_amib, item};
+  if (item > 1) return series(key);
+  if (component >= first_clocks_.size())
+    first_clocks_.resize(std::max(of(Axis::component).texts.size(), component + std::size_t{1}));
+  std::uint32_t& known = first_clocks_[component][item];
+  if (known == 0) known = series(key);
+  return known;
 }
 
 }  // namespace ox::manager

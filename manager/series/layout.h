@@ -38,6 +38,8 @@ class Layout {
   [[nodiscard]] std::uint32_t item(Axis axis, std::string_view text);
   // The number of a series, which is made when there is none.
   [[nodiscard]] std::uint32_t series(const SeriesKey& key);
+  // Of a component's clocks; those of its first answer in a round, which every round asks for, at hand.
+  [[nodiscard]] std::uint32_t clock_series(std::uint32_t component, std::uint32_t item);
 
   [[nodiscard]] std::optional<std::uint32_t> find(const SeriesKey& key) const {
     const auto known = by_key_.find(key);
@@ -75,6 +77,7 @@ class Layout {
   std::array<Items, axis_count> axes_;
   std::vector<SeriesKey> series_;
   std::unordered_map<SeriesKey, std::uint32_t, Hash> by_key_;
+  std::vector<std::array<std::uint32_t, 2>> first_clocks_;  // of each component; 0: not known yet
 };
 
 }  // namespace ox::manager

@@ -19,8 +19,6 @@ double seconds_between(const ReadAt& then, const ReadAt& at) {
 
 }  // namespace
 
-bool is_number(const Cell& cell) { return cell.form == Cell::four_bytes || cell.form == Cell::eight_bytes; }
-
 double number_of(const Cell& cell) {
   if (cell.type == OX_INTEGER) return static_cast<std::int32_t>(cell.number);
   return static_cast<double>(cell.number);

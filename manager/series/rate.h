@@ -26,7 +26,6 @@ struct Difference {
   double seconds = 0;
 };
 
-[[nodiscard]] bool is_number(const Cell& cell);
 // The number that a cell is: of a type with sign or without.
 [[nodiscard]] double number_of(const Cell& cell);
 [[nodiscard]] Difference difference(const Cell& before, const ReadAt& then, const Cell& now, const ReadAt& at);

@@ -13,8 +13,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t series_of_look = 16;  // at the clock
 
-std::uint64_t bits_of(std::int64_t number) { return static_cast<std::uint64_t>(number); }
-
 }  // namespace
 
 Sealing::Sealing(KeptEntry& entry, Database& database, std::uint64_t chunk)

@@ -47,9 +47,22 @@ OpenEntry* SeriesStore::touch(EntryId id) {
   return cells;
 }
 
+// Nobody is told of a round, and reads it, before its end is safe.
+OpenEntry* SeriesStore::touch_cells(EntryId id) {
+  OpenEntry* const cells = filled(id);
+  if (cells == nullptr) return nullptr;
+  note_touched(id);
+  file_.schedule_soon(cells->laid_out().size());
+  return cells;
+}
+
 void SeriesStore::changed(EntryId id) {
-  if (touched_.empty() || touched_.back() != id) touched_.push_back(id);
+  note_touched(id);
   file_.schedule();
+}
+
+void SeriesStore::note_touched(EntryId id) {
+  if (touched_.empty() || touched_.back() != id) touched_.push_back(id);
 }
 
 EntryId SeriesStore::make(const std::string& name, const std::string& owner) {
@@ -119,6 +132,11 @@ void SeriesStore::close(EntryId id) {
   closed.row_is_due = true;
 }
 
+bool SeriesStore::has(EntryId id) const {
+  const Entry* const found = entry(id);
+  return found != nullptr && found->state != State::removed;
+}
+
 bool SeriesStore::is_open(EntryId id) const {
   const Entry* const found = entry(id);
   return found != nullptr && found->state == State::open;
@@ -144,35 +162,35 @@ Counts SeriesStore::counts(EntryId id) const {
 }
 
 std::uint32_t SeriesStore::item(EntryId id, Axis axis, std::string_view text) {
-  OpenEntry* const cells = touch(id);
+  OpenEntry* const cells = touch_cells(id);
   return cells != nullptr ? cells->layout().item(axis, text) : 0;
 }
 
 std::uint32_t SeriesStore::series(EntryId id, const SeriesKey& key) {
-  OpenEntry* const cells = touch(id);
+  OpenEntry* const cells = touch_cells(id);
   return cells != nullptr ? cells->layout().series(key) : 0;
 }
 
 std::uint32_t SeriesStore::begin_round(EntryId id, std::int64_t due) {
-  OpenEntry* const cells = touch(id);
+  OpenEntry* const cells = touch_cells(id);
   if (cells == nullptr || refused_ > most_refused || !make_way(*entry(id))) return no_round;
   return cells->begin_round(due);
 }
 
 void SeriesStore::expect(EntryId id, std::uint32_t round, std::uint32_t values) {
-  if (OpenEntry* const cells = touch(id)) cells->expect(round, values);
+  if (OpenEntry* const cells = touch_cells(id)) cells->expect(round, values);
 }
 
 std::uint32_t SeriesStore::add_reading(EntryId id, std::uint32_t round, std::uint32_t component, std::int64_t read_at,
                                        std::optional<std::uint32_t> uptime) {
-  OpenEntry* const cells = touch(id);
+  OpenEntry* const cells = touch_cells(id);
   return cells != nullptr ? cells->add_reading(round, component, read_at, uptime) : 0;
 }
 
 bool SeriesStore::put(EntryId id, std::uint32_t round, std::uint32_t series, std::uint32_t reading, std::uint32_t type,
                       std::span<const std::byte> value, std::uint32_t status) {
   if (value.size() > most_of_value) return put_gap(id, round, series, Gap::too_long);
-  OpenEntry* const cells = touch(id);
+  OpenEntry* const cells = touch_cells(id);
   if (cells == nullptr) return false;
   Cell cell = Cell::of(type, value);
   cell.reading = reading;
@@ -181,7 +199,7 @@ bool SeriesStore::put(EntryId id, std::uint32_t round, std::uint32_t series, std
 }
 
 bool SeriesStore::put_gap(EntryId id, std::uint32_t round, std::uint32_t series, Gap gap, std::uint32_t code) {
-  OpenEntry* const cells = touch(id);
+  OpenEntry* const cells = touch_cells(id);
   return cells != nullptr && cells->put(round, series, {.status = status_word(gap, code)});
 }
 

@@ -1,8 +1,8 @@
 // What is collected: data entries with their axes, rounds and cells, in the database of collected data.
 //
-// What is put in one turn of the event loop is committed at its end. Cells are staged as they come, and become blocks,
-// one for each series, when a segment of rounds is full. A number that has been given for an item or a series stays
-// what it is for as long as its entry is there.
+// What is put is committed at the end of the event loop's turn, but that the cells of a round wait for each other.
+// Cells are staged as they come, and become blocks, one for each series, when a segment of rounds is full. A number
+// that has been given for an item or a series stays what it is for as long as its entry is there.
 #pragma once
 
 #include <chrono>
@@ -82,8 +82,10 @@ class SeriesStore final : private CollectedFile::User {
   // When the newest round was due; 0 without one.
   [[nodiscard]] std::int64_t last_due(EntryId id) const;
 
-  // What an entry has, of the rounds that have ended and are safe. Null without one.
-  [[nodiscard]] std::shared_ptr<const EntryView> view(EntryId id);
+  [[nodiscard]] bool has(EntryId id) const;
+  // What an entry has, of the rounds that have ended and are safe, for who wants none before that one. Null without an
+  // entry.
+  [[nodiscard]] std::shared_ptr<const EntryView> view(EntryId id, std::uint32_t from = 0);
   // The cells of a series in a segment, their places counted from its first round. False when they do not read.
   [[nodiscard]] bool cells_of(const EntryView& view, std::uint32_t segment, std::uint32_t series,
                               CellsOfSegment& taken);
@@ -138,7 +140,9 @@ class SeriesStore final : private CollectedFile::User {
   void put_layout(Entry& entry);
   void put_staged(Entry& entry);
   OpenEntry* touch(EntryId id);
+  OpenEntry* touch_cells(EntryId id);
   void changed(EntryId id);
+  void note_touched(EntryId id);
   // Blocks of what is full; the staged rows that are no longer needed.
   void seal_on();
   void start_sealing();

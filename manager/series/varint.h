@@ -13,6 +13,8 @@ namespace ox::manager {
 [[nodiscard]] constexpr std::uint64_t fold_sign(std::uint64_t number) { return number << 1 ^ (0 - (number >> 63)); }
 [[nodiscard]] constexpr std::uint64_t unfold_sign(std::uint64_t folded) { return folded >> 1 ^ (0 - (folded & 1)); }
 
+[[nodiscard]] constexpr std::uint64_t bits_of(std::int64_t number) { return static_cast<std::uint64_t>(number); }
+
 inline constexpr std::size_t most_of_varint = 10;  // bytes
 // Where the bytes behind it go.
 inline std::byte* write_varint(std::byte* at, std::uint64_t number) {

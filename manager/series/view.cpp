@@ -17,7 +17,7 @@ void take_tail(const Tail& tail, std::uint32_t safe_places, CellsOfSegment& take
 
 }  // namespace
 
-std::shared_ptr<const EntryView> SeriesStore::view(EntryId id) {
+std::shared_ptr<const EntryView> SeriesStore::view(EntryId id, std::uint32_t from) {
   const Entry* const kept = entry(id);
   if (kept == nullptr || kept->state == State::removed) return {};
   auto view = std::make_shared<EntryView>();
@@ -35,14 +35,15 @@ std::shared_ptr<const EntryView> SeriesStore::view(EntryId id) {
   for (std::size_t axis = 0; axis < axis_count; ++axis) {
     view->items[axis] = view->layout->items(static_cast<Axis>(axis)).size();
   }
-  view->chunks.resize(segment_of(kept->books.rounds));
+  view->first_segment = segment_of(std::min(from, kept->books.rounds));
+  view->chunks.resize(segment_of(kept->books.rounds) - view->first_segment);
   const Outcome read = chunk_query_.rows(
       [&](const Row& row) {
         const std::uint32_t segment = row.word(0) & ((1u << number_bits) - 1);
-        if (segment < view->chunks.size()) view->chunks[segment] = row.number(1);
+        if (view->has_chunks_of(segment)) view->chunks[segment - view->first_segment] = row.number(1);
         return true;
       },
-      chunk_key(id, 0), chunk_key(id + 1, 0));
+      chunk_key(id, view->first_segment), chunk_key(id + 1, 0));
   if (read != Outcome::done) ++view->lost;
   if (!kept->cells) trim_rounds(*view);
   return view;
@@ -51,10 +52,10 @@ std::shared_ptr<const EntryView> SeriesStore::view(EntryId id) {
 // The last segment of a closed entry need not be full.
 void SeriesStore::trim_rounds(EntryView& view) {
   CellsOfSegment times;
-  while (view.rounds != 0) {
+  while (view.rounds != 0 && segment_of(view.rounds - 1) >= view.first_segment) {
     const std::uint32_t last = segment_of(view.rounds - 1);
     if (!cells_of(view, last, round_series, times)) ++view.lost;
-    if (!times.cells.empty() || view.chunks.size() <= last || view.chunks[last] == 0) break;
+    if (!times.cells.empty() || view.chunk_of(last) == 0) break;
     view.rounds = last * rounds_of_segment;
   }
   if (!times.cells.empty()) {
@@ -81,8 +82,8 @@ bool SeriesStore::cells_of(const EntryView& view, std::uint32_t segment, std::ui
       return read_block(sealing_->chunk(), series, taken);
     }
   }
-  std::uint64_t chunk = segment < view.chunks.size() ? view.chunks[segment] : 0;
-  if (segment >= view.chunks.size()) chunk = find_chunk(view.id, segment);  // it has become blocks since
+  // It has become blocks since, when the view does not know it.
+  const std::uint64_t chunk = view.has_chunks_of(segment) ? view.chunk_of(segment) : find_chunk(view.id, segment);
   return chunk != 0 && read_block(chunk, series, taken);
 }
 

@@ -26,8 +26,14 @@ struct EntryView {
   std::size_t series = 0;  // of the layout, as are the items
   std::array<std::size_t, axis_count> items{};
   std::uint32_t rounds = 0;
-  std::vector<std::uint64_t> chunks;  // of each segment that is in blocks; 0 for a lost one
+  std::uint32_t first_segment = 0;    // those before it are not looked at
+  std::vector<std::uint64_t> chunks;  // of each segment from there on that is in blocks; 0 for a lost one
   std::uint64_t lost = 0;             // known to be
+
+  [[nodiscard]] bool has_chunks_of(std::uint32_t segment) const { return segment < first_segment + chunks.size(); }
+  [[nodiscard]] std::uint64_t chunk_of(std::uint32_t segment) const {
+    return segment >= first_segment && has_chunks_of(segment) ? chunks[segment - first_segment] : 0;
+  }
 };
 
 // Goes through the cells of some rounds.

@@ -214,7 +214,7 @@ void WindowItems::take(const Cell& cell, Step& step) {
     ++step.count;
     return keep();
   }
-  if (!is_number(cell)) return;
+  if (!cell.is_number()) return;
   if (is_aggregate()) {
     const bool better = function == WindowQuestion::minimum ? number_of(cell) < number_of(step.best)
                                                             : number_of(cell) > number_of(step.best);

@@ -241,6 +241,7 @@ TEST_F(CollectedValuesTest, NothingIsCountedForAClientThatHasGone) {
   const EntryId id = manager_->series.make("d1", "");
   const std::vector<std::int64_t> values(2000, 5);
   for (std::uint32_t i = 1; i <= 100; ++i) round(id, i * 60, i, values);
+  (void)loop_.run_for(std::chrono::milliseconds(50));  // all of it is safe
   const std::string payload = text("logEnt:l") + text("11.14.20.0") + word(0) + word(0) + half(0);
   bool answered = false;
   const Message message{.type = 1, .command = 1, .data = bytes_of(payload)};

@@ -121,6 +121,25 @@ TEST_F(SeriesTest, WhatIsSafeIsReadAgainAndWhatWasUnderWayIsAGap) {
   EXPECT_EQ("", faults_);
 }
 
+// Cells wait for those that come with them, not for ever, and not until they are many.
+TEST_F(SeriesTest, CellsOfAnOpenRoundAreSafeInAMoment) {
+  const EntryId id = store().make("d1", "key");
+  const std::uint32_t round = store().begin_round(id, 1000);
+  store().expect(id, round, 8);
+  put(id, round, "ab");
+  kept_->loop.run_for(std::chrono::milliseconds(200));
+  put(id, round, "--" + std::string("cd"));
+  const std::string much(40000, 'x');
+  for (const char* const item : {"8", "9", "10"}) {
+    const std::uint32_t series = store().series(id, {0, 0, store().item(id, Axis::item, item)});
+    EXPECT_TRUE(store().put(id, round, series, 0, OX_DISPLAYSTRING, as_bytes(much)));
+  }
+  kept_->loop.poll();
+  put(id, round, "----e");  // not safe
+  restart();
+  EXPECT_EQ("8 7 1 0 ", books(store().find("d1")));
+}
+
 // Values of all forms, gaps, series that join and that pause, over segments that become blocks meanwhile; the manager
 // dies now and then.
 TEST_F(SeriesTest, EveryCellIsReadAgainAsItWasPut) {
