@@ -9,11 +9,11 @@
 namespace ox::manager {
 namespace {
 
-using platform::Rights;
+using FileRights = platform::Rights;
 
 struct Place {
   std::string path;
-  Rights rights;
+  FileRights rights;
   bool whole;  // with everything below
 };
 
@@ -22,21 +22,21 @@ std::vector<Place> places() {
   const std::string work = oxcGetWorkdir();
   const std::string home = oxcGetHomedir();
   return {
-      {root, Rights::owner_writes, false},
-      {join(root, "registry.reg"), Rights::owner_writes, false},
-      {join(root, "run"), Rights::owner_writes, false},
-      {join(root, "run", "own"), Rights::owner_only, false},
-      {join(root, "pipe"), Rights::owner_writes, false},
-      {join(root, "service"), Rights::owner_writes, false},
-      {join(root, "numbers"), Rights::owner_only, false},
-      {home, Rights::owner_writes, false},
-      {join(home, "LIB"), Rights::owner_writes, true},
-      {work, Rights::owner_writes, false},
-      {join(work, "conf"), Rights::owner_writes, true},
-      {join(work, "public"), Rights::owner_writes, true},
-      {join(work, "data"), Rights::owner_only, false},
-      {join(work, "backup"), Rights::owner_only, false},
-      {join(work, "tmp"), Rights::group_adds, false},
+      {root, FileRights::owner_writes, false},
+      {join(root, "registry.reg"), FileRights::owner_writes, false},
+      {join(root, "run"), FileRights::owner_writes, false},
+      {join(root, "run", "own"), FileRights::owner_only, false},
+      {join(root, "pipe"), FileRights::owner_writes, false},
+      {join(root, "service"), FileRights::owner_writes, false},
+      {join(root, "numbers"), FileRights::owner_only, false},
+      {home, FileRights::owner_writes, false},
+      {join(home, "LIB"), FileRights::owner_writes, true},
+      {work, FileRights::owner_writes, false},
+      {join(work, "conf"), FileRights::owner_writes, true},
+      {join(work, "public"), FileRights::owner_writes, true},
+      {join(work, "data"), FileRights::owner_only, false},
+      {join(work, "backup"), FileRights::owner_only, false},
+      {join(work, "tmp"), FileRights::group_adds, false},
   };
 }
 

@@ -6,12 +6,6 @@
 #include <utility>
 
 namespace ox::manager {
-namespace {
-
-constexpr std::uint64_t everything = std::numeric_limits<std::int64_t>::max();
-
-}  // namespace
-
 EventSnapshot::EventSnapshot(Database& database, std::size_t table, std::shared_ptr<int> begun)
     : file_(database.file()),
       after_(database, connection_, table, "WHERE sequence > ? ORDER BY sequence"),
@@ -48,7 +42,7 @@ Outcome EventSnapshot::read(Query& query, std::uint64_t from, const Take& take) 
       [&](const Row& row) {
         return take({row.number(0), row.number(2) != 0, row.bytes(3)});
       },
-      std::min(from, everything));
+      std::min(from, highest_sequence));
 }
 
 }  // namespace ox::manager

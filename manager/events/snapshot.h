@@ -5,12 +5,16 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <span>
 
 #include "manager/storage/database.h"
 
 namespace ox::manager {
+
+// That the database can have.
+inline constexpr std::uint64_t highest_sequence = std::numeric_limits<std::int64_t>::max();
 
 class EventSnapshot {
  public:

@@ -14,7 +14,6 @@
 namespace ox::manager {
 namespace {
 
-constexpr std::uint64_t everything = std::numeric_limits<std::int64_t>::max();
 constexpr std::uint64_t lost_numbers = 1u << 24;  // more than were given, when nothing tells how many
 
 constexpr std::array<std::string_view, 4> event_columns{"sequence", "arrived", "listed", "body"};
@@ -257,7 +256,7 @@ Outcome EventStore::after(Sequence sequence, std::size_t count, std::size_t byte
 }
 
 Outcome EventStore::before(Sequence sequence, std::size_t count, std::size_t bytes, std::vector<StoredEvent>& page) {
-  return page_of(before_, std::min(sequence, everything), count, bytes, page);
+  return page_of(before_, std::min(sequence, highest_sequence), count, bytes, page);
 }
 
 Outcome EventStore::get(Sequence sequence, std::optional<StoredEvent>& event) {

@@ -17,8 +17,6 @@ using What = EntryChanges::What;
 
 constexpr std::uint64_t still_in_time = 2000;  // ms
 
-std::uint64_t key_of(std::uint64_t entry, std::uint64_t number) { return entry << 32 | number; }
-
 // No other program has a variable that begins so.
 std::string unique_marks() {
   std::random_device random;
@@ -218,8 +216,9 @@ void Commands::close(Entry& entry, std::uint32_t due) {
 
 Run Commands::new_run(Entry& entry, std::uint32_t due, const std::string& command) {
   RunState& known = state(entry);
-  if (known.next - known.first >= with_.settings.run_ledger_runs) with_.book.erase(key_of(entry.id, known.first++));
-  Run run{.key = key_of(entry.id, known.next++), .due = due, .last = due, .command = command};
+  if (known.next - known.first >= with_.settings.run_ledger_runs)
+    with_.book.erase(Run::key_of(entry.id, known.first++));
+  Run run{.key = Run::key_of(entry.id, known.next++), .due = due, .last = due, .command = command};
   note(entry);
   return run;
 }

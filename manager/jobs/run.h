@@ -34,6 +34,7 @@ struct Run {
   std::string reason{};
 
   [[nodiscard]] std::uint64_t entry() const { return key >> 32; }
+  [[nodiscard]] static std::uint64_t key_of(std::uint64_t entry, std::uint64_t number) { return entry << 32 | number; }
 };
 
 // What is known of an entry beside its attributes. The entry 0 stands for none: its `next` is behind all numbers that

@@ -27,8 +27,6 @@ constexpr std::int64_t before_again = 1000;        // ms
 constexpr std::int64_t between_tidyings = 60'000;  // ms
 constexpr std::uint64_t at_a_time = 200;           // runs that go together
 
-std::uint64_t key_of(std::uint64_t entry, std::uint64_t number) { return entry << 32 | number; }
-
 Run run_of(const Row& row) {
   return {row.number(0), row.word(1), row.word(2), row.number(3), RunFate{row.word(4)}, row.number(5),
           row.number(6), row.word(7), row.text(8), row.text(9),   row.text(10)};
@@ -203,7 +201,7 @@ std::vector<Run> RunLedger::read(std::uint64_t entry, const Window& window) {
         runs.push_back(run_of(row));
         return true;
       },
-      key_of(entry, 0), key_of(entry + 1, 0), std::uint64_t{window.from}, to, count);
+      Run::key_of(entry, 0), Run::key_of(entry + 1, 0), std::uint64_t{window.from}, to, count);
   if (outcome == Outcome::damaged) renew();
   std::reverse(runs.begin(), runs.end());
   return runs;
@@ -256,7 +254,7 @@ bool RunLedger::tidy_entry(std::uint64_t entry, RunState& state) {
         erase(row.number(0));
         return true;
       },
-      key_of(entry, state.first), key_of(entry, state.next), at_a_time);
+      Run::key_of(entry, state.first), Run::key_of(entry, state.next), at_a_time);
   const bool more = number - state.first >= at_a_time;
   if (number != state.first) changed(entry);
   state.first = number;

@@ -11,7 +11,7 @@ namespace ox::manager {
 namespace {
 
 constexpr std::size_t longest_name = 64;
-constexpr int most_of_session = 1000;
+constexpr int most_waits_of_session = 1000;
 constexpr auto refusal_pause = std::chrono::seconds(1);
 constexpr std::uint32_t nothing_received = 0xFFFFFFFF;
 
@@ -131,7 +131,7 @@ OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, 
   if (name.size() > longest_name) return OX_EWAITNAME;
   if (by_name_.contains(name)) return OX_EEXISTS;
   const auto of_session = [&](const auto& entry) { return entry.second->session() == session; };
-  if (std::count_if(waits_.begin(), waits_.end(), of_session) >= most_of_session) return OX_ETOOMANY;
+  if (std::count_if(waits_.begin(), waits_.end(), of_session) >= most_waits_of_session) return OX_ETOOMANY;
   const auto mark = events_.marks().find(name);
   if (mark == events_.marks().end() && events_.marks().size() >= settings_.max_wait_names) return OX_ETOOMANY;
   const Sequence taken = mark != events_.marks().end() ? mark->second.taken : events_.readers().last();

@@ -10,7 +10,7 @@ namespace ox::manager {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr auto step_time = std::chrono::milliseconds(3);
+constexpr auto copy_step = std::chrono::milliseconds(3);
 constexpr std::size_t cells_of_look = 256;  // at the clock
 
 // Segment by segment: its rounds begin, get their cells series by series, and end.
@@ -33,7 +33,7 @@ class Copy final : public std::enable_shared_from_this<Copy> {
     try {
       if (series_.find(name_) != to_) return done_(OX_ENOCOMP);  // it was deleted meanwhile
       if (series_.is_renewing()) return go_on();
-      const bool all = copy_on(Clock::now() + step_time);
+      const bool all = copy_on(Clock::now() + copy_step);
       if (lost_) return give_up(OX_ERUNTIME);
       series_.when_safe([self = shared_from_this(), all](OX_RESULT result) { self->stepped(result, all); });
     } catch (const std::bad_alloc&) {

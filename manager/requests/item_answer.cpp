@@ -12,7 +12,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t small_answer = 256 * 1024;  // bytes that are kept while they are counted
-constexpr auto step_time = std::chrono::milliseconds(5);
+constexpr auto answer_step = std::chrono::milliseconds(5);
 
 // Counts, then gives. When its client goes it ends.
 class ItemAnswer final : public ByteSource, public Job {
@@ -39,7 +39,7 @@ class ItemAnswer final : public ByteSource, public Job {
  private:
   // False when there is more.
   bool count_on() {
-    const auto until = Clock::now() + step_time;
+    const auto until = Clock::now() + answer_step;
     for (;;) {
       const std::size_t before = kept_.size();
       if (!nodes_.next(kept_)) return true;

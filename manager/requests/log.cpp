@@ -11,7 +11,7 @@ namespace {
 constexpr std::uint32_t checked_flag = 0x1;
 
 // What is to be done to an event of the log, given the event that the request names it by.
-using Change = void (*)(Manager&, StoredEvent event, const evmsg* given);
+using ChangeEvent = void (*)(Manager&, StoredEvent event, const evmsg* given);
 
 void set_flag(Manager& manager, StoredEvent event, bool on) {
   EventPtr decoded;
@@ -53,7 +53,7 @@ void answer_when_safe(Manager& manager, const Request& request) {
 // the log at once. What the steps before one that is refused have done stays done.
 class ListChange : public Job {
  public:
-  ListChange(Manager& manager, const Request& request, EventPtr list, Change change)
+  ListChange(Manager& manager, const Request& request, EventPtr list, ChangeEvent change)
       : Job(manager.loop),
         manager_(manager),
         rights_(request.rights),
@@ -96,13 +96,13 @@ class ListChange : public Job {
   Manager& manager_;
   RightsPtr rights_;
   EventPtr list_;
-  Change change_;
+  ChangeEvent change_;
   std::function<void(Reply)> reply_;
   const evmsg* next_ = nullptr;
   OX_RESULT result_ = OX_ENOTFOUND;
 };
 
-void change_log(Manager& manager, const Request& request, Change change) {
+void change_log(Manager& manager, const Request& request, ChangeEvent change) {
   EventPtr list;
   if (const OX_RESULT result = decode_events(request.message.data, list)) return request.reply(error_reply(result));
   for (const evmsg* event = list.get(); event != nullptr; event = oxeEvmsgNext(event)) {

@@ -13,9 +13,9 @@ using Tables = CollectedTables;
 
 constexpr std::uint64_t record_size = 12;  // beside its values
 // A record's key begins with its series: what belongs together lies together.
-constexpr int number_bits = 32;
+constexpr int record_bits = 32;
 
-std::uint64_t record_key(std::uint64_t series, std::uint64_t number) { return series << number_bits | number; }
+std::uint64_t record_key(std::uint64_t series, std::uint64_t number) { return series << record_bits | number; }
 
 }  // namespace
 
@@ -36,7 +36,7 @@ bool Collected::load(bool renewed) {
 Mend Collected::mender() {
   left_ = std::make_shared<Left>();
   return [left = left_](Connection& made) {
-    Statement sums(made, "SELECT id >> " + std::to_string(number_bits) + ", sum(length(list) + " +
+    Statement sums(made, "SELECT id >> " + std::to_string(record_bits) + ", sum(length(list) + " +
                              std::to_string(record_size) + "), max(id) & 0xFFFFFFFF FROM records GROUP BY 1");
     return sums.begin().rows([&](const Row& row) {
       (*left)[row.number(0)] = {row.number(1), row.number(2) + 1};

@@ -9,7 +9,7 @@ namespace ox::manager {
 namespace {
 
 using Tables = CollectedTables;
-constexpr std::uint64_t rows_of_look = 64;  // at the clock
+constexpr std::uint64_t rows_of_step = 64;  // at the clock
 
 }  // namespace
 
@@ -39,7 +39,7 @@ bool Removal::erase_some(const Range& range) {
   const std::string name(CollectedFile::tables()[range.table].name);
   std::vector<std::uint64_t> keys;
   Statement some(database_.connection(),
-                 "SELECT id FROM " + name + " WHERE id >= ? AND id < ? LIMIT " + std::to_string(rows_of_look));
+                 "SELECT id FROM " + name + " WHERE id >= ? AND id < ? LIMIT " + std::to_string(rows_of_step));
   (void)some.begin().with(range.from).with(range.to).rows([&](const Row& row) {
     keys.push_back(row.number(0));
     return true;

@@ -16,20 +16,6 @@
 namespace ox::manager {
 namespace {
 
-// What one component answers to one selection.
-struct Place {
-  const ComponentName* component = nullptr;
-  const Selection* selection = nullptr;
-  std::vector<NodePtr> nodes;
-  std::uint32_t waiting = 0;  // operations that still deliver to it
-};
-
-// What is asked of one component's agent.
-struct AgentWork {
-  std::vector<Wanted> instances;
-  std::vector<Wanted> columns;
-};
-
 void sort_by_path(std::vector<NodePtr>& nodes) {
   std::vector<std::pair<Oid, NodePtr>> ordered;
   ordered.reserve(nodes.size());
@@ -65,6 +51,19 @@ class ValueReader::Get final : public Job, public ValueReceiver {
   void done(const std::vector<std::size_t>& slots, OX_RESULT why) override;
 
  private:
+  // What one component answers to one selection.
+  struct Place {
+    const ComponentName* component = nullptr;
+    const Selection* selection = nullptr;
+    std::vector<NodePtr> nodes;
+    std::uint32_t waiting = 0;  // operations that still deliver to it
+  };
+
+  // What is asked of one component's agent.
+  struct AgentWork {
+    std::vector<Wanted> instances;
+    std::vector<Wanted> columns;
+  };
   // How an instance of a leaf is had, by interface code.
   struct Interface {
     std::uint32_t code;

@@ -13,12 +13,12 @@ namespace {
 
 constexpr int pages_of_step = 1000;
 
+}  // namespace
+
 bool exists(const std::string& path) {
   platform::FileAttributes attributes;
   return platform::file_attributes(path.c_str(), attributes) == platform::error_none;
 }
-
-}  // namespace
 
 Outcome Snapshot::take(const std::string& file) {
   if (const Outcome opened = connection_.open(file, Durability::process); opened != Outcome::done) return opened;

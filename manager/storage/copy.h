@@ -28,6 +28,9 @@ class Snapshot {
   std::atomic<bool> ending_ = false;
 };
 
+// Whether there is a file or a folder of that name.
+[[nodiscard]] bool exists(const std::string& path);
+
 // Sets a database, with its log, aside under the dated name, which is given, and puts another in its place.
 [[nodiscard]] bool replace_database(const std::string& file, const std::string& made, std::string& name);
 

@@ -29,10 +29,6 @@ std::uint64_t size_of(const std::string& path) {
   platform::FileAttributes attributes;
   return platform::file_attributes(path.c_str(), attributes) == platform::error_none ? attributes.size : 0;
 }
-bool exists(const std::string& path) {
-  platform::FileAttributes attributes;
-  return platform::file_attributes(path.c_str(), attributes) == platform::error_none;
-}
 
 }  // namespace
 

@@ -70,9 +70,9 @@ std::optional<Index> read_index(const std::string& path) {
   return first ? first : index_of(Bytes(copies).last(48));
 }
 
-class Log {
+class Frames {
  public:
-  explicit Log(const std::string& path) : file_(open_to_read(path)) {
+  explicit Frames(const std::string& path) : file_(open_to_read(path)) {
     std::array<unsigned char, 32> header{};
     if (!file_ || std::fread(header.data(), 1, header.size(), file_.get()) != header.size()) return;
     word_ = (header[3] & 1) != 0 ? &big : &little;
@@ -108,7 +108,7 @@ class Log {
   std::vector<unsigned char> frame_;
 };
 
-bool has_frames(Log& log, std::uint32_t count) {
+bool has_frames(Frames& log, std::uint32_t count) {
   for (std::uint32_t i = 0; i < count; ++i) {
     const auto frame = log.next();
     if (!frame || !frame->reads) return false;
@@ -116,7 +116,7 @@ bool has_frames(Log& log, std::uint32_t count) {
   return true;
 }
 
-bool ends_at_once(Log& log) {
+bool ends_at_once(Frames& log) {
   bool broken = false;
   while (const auto frame = log.next()) {
     if (broken && frame->reads && frame->commits) return false;
@@ -130,7 +130,7 @@ bool ends_at_once(Log& log) {
 bool log_is_whole(const std::string& database) {
   const auto index = read_index(database + "-shm");
   if (index && index->frames == 0) return true;
-  Log log(database + "-wal");
+  Frames log(database + "-wal");
   if (!log.is_sound()) return !index && !log.is_there();
   // After a loss of power the index may be of an earlier log.
   return index && index->salt == log.salt() ? has_frames(log, index->frames) : ends_at_once(log);

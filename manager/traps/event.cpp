@@ -16,10 +16,6 @@ constexpr std::size_t longest_identifier = 65000;  // characters: the summary ha
 constexpr std::array generic_names{"coldStart",      "warmStart", "linkDown", "linkUp", "authenticationFailure",
                                    "egpNeighborLoss"};
 
-void require(OX_RESULT result) {
-  if (result != OX_OK) throw std::bad_alloc();  // setting a field fails for no other reason
-}
-
 const dnode* binding_of(const oxsSnmpTrap& trap, const char* path) {
   const dnode* node = trap.bindings;
   const char* name = nullptr;

@@ -1,6 +1,7 @@
 // The event of a trap.
 #pragma once
 
+#include <new>
 #include <string>
 
 #include <oxbase/oxc.h>
@@ -27,5 +28,10 @@ inline constexpr std::uint32_t unknown_trap_flag = 0x2;
 // What the event of a trap that fits is made of, but for its definition and time stamp: equal for traps that differ in
 // nothing else. Throws std::bad_alloc.
 [[nodiscard]] std::string key_of(const oxsSnmpTrap& trap, std::uint32_t agent, const std::string* node);
+
+// Setting a field of an event fails for want of memory alone.
+inline void require(OX_RESULT result) {
+  if (result != OX_OK) throw std::bad_alloc();
+}
 
 }  // namespace ox::manager

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "manager/traps/event.h"
 #include "manager/traps/guarded.h"
 
 namespace ox::manager {
@@ -13,10 +14,6 @@ namespace {
 
 constexpr std::size_t most_repeat_bytes = 16u << 20;
 constexpr std::size_t most_told = 64;  // in one turn
-
-void require(OX_RESULT result) {
-  if (result != OX_OK) throw std::bad_alloc();  // setting a field fails for no other reason
-}
 
 }  // namespace
 
