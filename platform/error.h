@@ -34,6 +34,7 @@ enum : Error {
   error_no_data = 232,  // the pipe is being closed
   error_pipe_not_connected = 233,
   error_more_data = 234,
+  error_stopped_on_link = 681,  // where none is followed
   error_file_invalid = 1006,
   error_no_such_service = 1060,
 };

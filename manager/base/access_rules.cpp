@@ -73,8 +73,7 @@ std::string AccessRules::take(const Entry& entry, const TypeName& type_name, Rul
 
 bool AccessRules::read(const std::string& file, const TypeName& type_name, const FaultSink& faults) {
   Rules rules;
-  const bool missing = oxcCheckFile(file.c_str(), 1) == OX_ERRNO_BASE + 2;
-  if (!missing && !read_entries(file, faults, [&](const Entry& entry) { return take(entry, type_name, rules); })) {
+  if (!read_entries(file, faults, [&](const Entry& entry) { return take(entry, type_name, rules); })) {
     closed_ = closed_ || (rules_.of_users.empty() && rules_.of_groups.empty());
     return false;
   }

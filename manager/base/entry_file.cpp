@@ -1,7 +1,11 @@
 #include "manager/base/entry_file.h"
 
+#include "platform/unlinked_file.h"
+
 namespace ox::manager {
 namespace {
+
+constexpr char is_link[] = "a link, which is not followed; next: put the file itself in its place";
 
 struct Reader {
   ~Reader() { (void)oxcEndConfigEntry(); }
@@ -21,8 +25,13 @@ bool is_line_fault(OX_RESULT result) {
 
 bool read_entries(const std::string& file, const FaultSink& faults,
                   const std::function<std::string(const Entry&)>& take) {
-  if (const OX_RESULT result = oxcSetConfigEntry(file.c_str())) {
-    faults(file, 0, oxcStrError(result));
+  platform::UnlinkedFile opened;
+  const platform::Error error = opened.open(file);
+  if (error == platform::error_file_not_found || error == platform::error_path_not_found) return true;
+  OX_RESULT began = OX_EOPEN;
+  if (error == platform::error_none) began = oxcSetConfigEntry(opened.name().c_str());
+  if (began != OX_OK) {
+    faults(file, 0, error == platform::error_stopped_on_link ? is_link : oxcStrError(began));
     return false;
   }
   const Reader reader;

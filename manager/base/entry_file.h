@@ -23,8 +23,8 @@ class Entry {
   const oxcConfigEntry& entry_;
 };
 
-// Hands every entry to `take`, which returns what is wrong with it, or an empty text. False when anything was wrong;
-// every fault is reported with its line.
+// Hands every entry to `take`, which returns what is wrong with it, or an empty text. A missing file has none. False
+// when anything was wrong, also for a link, which is not followed; every fault is reported with its line.
 [[nodiscard]] bool read_entries(const std::string& file, const FaultSink& faults,
                                 const std::function<std::string(const Entry&)>& take);
 

@@ -124,7 +124,6 @@ void take_over(const Row& row, const Settings& fresh, Settings& running, Changes
 std::string settings_file() { return join(oxcGetWorkdir(), "conf", "oxmgrd.cf"); }
 
 bool read_settings(const std::string& file, Settings& settings, const FaultSink& faults) {
-  if (oxcCheckFile(file.c_str(), 1) == OX_ERRNO_BASE + 2) return true;
   return read_entries(file, faults, [&](const Entry& entry) { return take(entry, settings); });
 }
 

@@ -65,7 +65,6 @@ std::string TrapSources::take(const Entry& entry) {
 }
 
 bool TrapSources::read(const std::string& file, const FaultSink& faults) {
-  if (oxcCheckFile(file.c_str(), 1) == OX_ERRNO_BASE + 2) return true;
   return read_entries(file, faults, [this](const Entry& entry) { return take(entry); });
 }
 

@@ -72,6 +72,29 @@ TEST(Rights, WrongOnesAreNamedAndMended) {
   EXPECT_EQ("0 The installation is sound.\n", without_notes(run("oxmgrd --check")));
 }
 
+// Wherever they lead: what stands there was not written for the manager.
+TEST(Rights, ALinkAmongTheSettingsIsNotFollowed) {
+  Daemon daemon;
+  EXPECT_EQ(0, daemon.end());
+  const std::string conf = work_dir() + "/conf/", elsewhere = system_root() + "/elsewhere";
+  write_file(elsewhere, "# sound for all\n");
+  for (const std::string& led_to : {elsewhere, system_root() + "/nowhere"}) {
+    for (const char* file : {"oxmgrd.cf", "access.cf", "traps.cf"}) {
+      (void)unlink((conf + file).c_str());
+      ASSERT_EQ(0, symlink(led_to.c_str(), (conf + file).c_str()));
+    }
+    const std::string checked = run("oxmgrd --check");
+    daemon.start();
+    EXPECT_EQ(0, daemon.end());
+    for (const std::string file : {"oxmgrd.cf", "access.cf", "traps.cf"}) {
+      const std::string fault = "a link, which is not followed; next: put the file itself in its place";
+      EXPECT_NE(checked.npos, checked.find(conf + file + ":0: " + fault)) << checked;
+      if (file == "traps.cf") continue;  // read where traps are received
+      EXPECT_NE(checked.npos, daemon.log().find(conf + file + ":0: " + fault)) << daemon.log();
+    }
+  }
+}
+
 // The account that run_without_rights() has.
 TEST(Rights, AnInstallationOfAnAccountIsSoundForIt) {
   if (geteuid() != 0) GTEST_SKIP() << "NOT TESTED: giving files to another account needs root";
