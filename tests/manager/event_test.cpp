@@ -367,6 +367,18 @@ TEST_F(EventRequestTest, PersistentWaitsDeliverUntilTaken) {
   EXPECT_EQ("nothing", take(2));
 }
 
+TEST_F(EventRequestTest, SoManyNamesOfWaitsAreKeptOpenOrNot) {
+  manager_->settings.max_wait_names = 2;
+  (void)open_wait("a", 1);
+  (void)open_wait("b", 2);
+  EXPECT_EQ(OX_ETOOMANY, open_wait("c", 3).error);
+  manager_->end_session(1);
+  EXPECT_EQ(OX_ETOOMANY, open_wait("c", 3).error);
+  EXPECT_EQ(0u, open_wait("b", 2).error);
+  manager_->events.tidy(static_cast<std::uint32_t>(std::time(nullptr)) + 91 * 86400);
+  EXPECT_EQ(0u, open_wait("c", 3).error) << "a has been forgotten";
+}
+
 // The pause is over, and what is to be done then stands behind the close already.
 TEST_F(EventRequestTest, AWaitThatIsClosedWhenItsPauseEndsIsGone) {
   const Reply wait = open_wait("a", 1);
