@@ -29,6 +29,7 @@ constexpr std::array numbers{
     Number{"MaxValues", &Settings::max_values, 1, 100000000},
     Number{"MaxValueBytes", &Settings::max_value_bytes, 1, 0x7FFFFFFF},
     Number{"MaxSeries", &Settings::max_series, 1, 10000000, true},
+    Number{"MaxSeriesBytes", &Settings::max_series_bytes, 1024, 0xFFFFFFFF, true},
     Number{"MaxWaitNames", &Settings::max_wait_names, 1, 1000000},
     Number{"MessageTimeout", &Settings::message_timeout, 1, 3600},
     Number{"MaxData", &Settings::max_data, 1024, 0x7FFFFFFF, true},

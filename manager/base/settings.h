@@ -21,6 +21,7 @@ struct Settings {
   std::uint32_t max_values = 5000000;         // components and values that are stored
   std::uint32_t max_value_bytes = 1u << 30;   // of them
   std::uint32_t max_series = 10000;           // files of collected data that applications append to
+  std::uint32_t max_series_bytes = 1u << 30;  // of them
   std::uint32_t max_wait_names = 10000;       // of persistent waits, open or not
   std::uint32_t message_timeout = 30;         // seconds from a message's first byte to its last
   std::uint32_t max_data = 64u << 20;         // bytes of one file of collected data

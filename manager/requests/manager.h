@@ -59,7 +59,7 @@ struct Manager {
         snmp(event_loop, with.snmp_in_flight),
         asker(event_loop, snmp, settings.snmp_bindings),
         collected_file(event_loop, data_directory, with.durability),
-        collected(collected_file, with.max_data, with.max_series),
+        collected(collected_file, {with.max_data, with.max_series, with.max_series_bytes}),
         series(collected_file),
         events(event_loop, settings, data_directory),
         clients(with.max_report_bytes, settings.user_bytes),

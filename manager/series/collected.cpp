@@ -30,7 +30,10 @@ bool Collected::load(bool renewed) {
     return true;
   });
   if (outcome != Outcome::done || series_.size() != file_.database().rows(Tables::series)) return false;
-  return !renewed || recount();
+  const bool sound = !renewed || recount();
+  bytes_ = 0;
+  for (const auto& [key, series] : series_) bytes_ += series.now.bytes;
+  return sound;
 }
 
 Mend Collected::mender() {
@@ -66,8 +69,8 @@ void Collected::append(const Key& key, std::uint32_t first, std::uint32_t second
   const auto known = series_.find(key);
   const std::uint64_t present = known != series_.end() ? known->second.now.bytes : 0;
   const std::uint64_t size = record_size + values.size();
-  if (present + size > max_size_) return done(OX_EENCODEDLONG);
-  if (known == series_.end() && series_.size() >= max_series_) return done(OX_ETOOMANY);
+  if (present + size > limits_.series_size || bytes_ + size > limits_.bytes) return done(OX_EENCODEDLONG);
+  if (known == series_.end() && series_.size() >= limits_.series) return done(OX_ETOOMANY);
   AllSeries::value_type& entry = *series_.try_emplace(key).first;
   Series& series = entry.second;
   file_.schedule();
@@ -77,6 +80,7 @@ void Collected::append(const Key& key, std::uint32_t first, std::uint32_t second
   file_.database().put(Tables::records, record_key(series.id, series.now.next), std::uint64_t{first},
                        std::uint64_t{second}, values);
   series.now = {series.now.bytes + size, series.now.next + 1};
+  bytes_ += size;
   waiting_.back() = std::move(done);
 }
 
@@ -100,6 +104,7 @@ bool Collected::put() {
 void Collected::ended(bool safe) {
   for (auto* entry : touched_) {
     Series& series = entry->second;
+    if (!safe) bytes_ -= series.now.bytes - series.safe.bytes;
     (safe ? series.safe : series.now) = safe ? series.now : series.safe;
   }
   touched_.clear();

@@ -20,19 +20,20 @@ namespace ox::manager {
 
 class Collected final : private CollectedFile::User {
  public:
-  // A series may have `max_size` bytes; there may be `max_series` of them.
-  Collected(CollectedFile& file, std::uint32_t max_size, std::uint32_t max_series)
-      : file_(file), max_size_(max_size), max_series_(max_series) {
-    file.add(*this);
-  }
+  struct Limits {
+    std::uint32_t series_size;  // bytes of one series
+    std::uint32_t series;
+    std::uint32_t bytes;  // of all series
+  };
+  Collected(CollectedFile& file, const Limits& limits) : file_(file), limits_(limits) { file.add(*this); }
 
   struct Key {
     std::string text1;
     std::string text2;
     auto operator<=>(const Key&) const = default;
   };
-  // Appends one record. `done` gets 0 when it is safe, 144 when the disk refuses it; 266, at once, when the series
-  // would get too large; 85, at once, for one too many.
+  // Appends one record. `done` gets 0 when it is safe, 144 when the disk refuses it; 266, at once, when the series,
+  // or all together, would get too large; 85, at once, for one too many.
   using Done = std::function<void(OX_RESULT)>;
   void append(const Key& key, std::uint32_t first, std::uint32_t second, std::span<const std::byte> values, Done done);
   // Bytes in a series, with 12 for each record beside its values; 122 when there is none.
@@ -58,9 +59,9 @@ class Collected final : private CollectedFile::User {
   [[nodiscard]] bool recount();
 
   CollectedFile& file_;
-  std::uint32_t max_size_;
-  std::uint32_t max_series_;
+  Limits limits_;
   AllSeries series_;
+  std::uint64_t bytes_ = 0;    // of all series, as they are now
   std::uint64_t last_id_ = 0;  // of the series
   // What a renewed file has of each, by its number.
   using Left = std::unordered_map<std::uint64_t, Extent>;

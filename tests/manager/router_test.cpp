@@ -267,6 +267,8 @@ TEST_F(RouterTest, WhileADatabaseIsRenewedOnlyWhatNeedsItWaits) {
 
 TEST_F(RouterTest, CollectedDataGrowsToItsLimitAndStaysThere) {
   settings_.max_data = 60;
+  settings_.max_series = 2;
+  settings_.max_series_bytes = 100;
   restart();
   const auto append = [&](std::uint32_t bytes, const std::string& key) {  // nodes without fields
     return ask(1, 21, word(1) + word(2) + key + word(bytes) + std::string(bytes, '\0')).error;
@@ -290,6 +292,11 @@ TEST_F(RouterTest, CollectedDataGrowsToItsLimitAndStaysThere) {
   EXPECT_EQ(OX_EENCODEDLONG, append(10, key));
   EXPECT_EQ(0u, append(8, key));
   EXPECT_EQ(60u, size(key));
+  EXPECT_EQ(OX_ETOOMANY, append(0, text("dataEnt:b") + text("")));
+  EXPECT_EQ(OX_EENCODEDLONG, append(18, other)) << "too much of all series";
+  EXPECT_EQ(0u, append(16, other));
+  restart();
+  EXPECT_EQ(OX_EENCODEDLONG, append(0, other));
 }
 
 }  // namespace
