@@ -128,6 +128,9 @@ inline const Oid manager_figures_path{10, 103};
   return {10, 104, column, user};
 }
 
+// What was not taken as an agent's answer: the numbers of "sysmib.oxAnswers", from 1.
+[[nodiscard]] inline Oid answer_figure_path(std::uint32_t number) { return {10, 105, number, 0}; }
+
 // What it finds wrong: the count and the texts of "sysmib.oxFaults", from 1.
 inline const Oid fault_count_path{10, 101, 1, 0};
 [[nodiscard]] inline Oid fault_text_path(std::uint32_t number) { return {10, 101, 2, number}; }

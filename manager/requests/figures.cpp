@@ -14,6 +14,12 @@ constexpr std::array trap_figures{
     &TrapBooks::unwanted,  &TrapBooks::limited,        &TrapBooks::of_version_3,
 };
 
+// Those of "sysmib.oxAnswers".
+constexpr std::array answer_figures{
+    &RefusedAnswers::malformed,   &RefusedAnswers::unasked,        &RefusedAnswers::of_others,
+    &RefusedAnswers::of_versions, &RefusedAnswers::of_communities,
+};
+
 constexpr std::array client_figures{
     &User::Holdings::connections, &User::Holdings::bytes,   &User::Holdings::registrations,
     &User::Holdings::requests,    &User::Holdings::refused,
@@ -33,6 +39,12 @@ void add_client_figures(const Users& users, const ComponentName& component, std:
       figures.push_back({client_figure_path(column, ++number), user->holds.*figure});
     }
   }
+}
+
+void add_answer_figures(const RefusedAnswers& refused, const ComponentName& component, std::vector<Figure>& figures) {
+  if (component.name != "system") return;
+  std::uint32_t number = 0;
+  for (const auto figure : answer_figures) figures.push_back({answer_figure_path(++number), refused.*figure});
 }
 
 void add_system_figures(const TrapBooks& traps, const FaultList& faults, const ComponentName& component,

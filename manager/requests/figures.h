@@ -5,6 +5,7 @@
 
 #include "manager/base/fault_list.h"
 #include "manager/sessions/users.h"
+#include "manager/snmp/engine.h"
 #include "manager/snmp/value_reader.h"
 #include "manager/traps/books.h"
 
@@ -16,5 +17,8 @@ void add_system_figures(const TrapBooks& traps, const FaultList& faults, const C
 
 // "sysmib.oxClients": what each user has.
 void add_client_figures(const Users& users, const ComponentName& component, std::vector<Figure>& figures);
+
+// "sysmib.oxAnswers": what was not taken as an agent's answer.
+void add_answer_figures(const RefusedAnswers& refused, const ComponentName& component, std::vector<Figure>& figures);
 
 }  // namespace ox::manager

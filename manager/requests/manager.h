@@ -98,6 +98,7 @@ struct Manager {
       add_system_figures(trap_books, faults, question.component, found);
       collector.add_own_figures(question, found);
       add_client_figures(users, question.component, found);
+      add_answer_figures(snmp.refused(), question.component, found);
     });
     figures.add(
         "logEnt",

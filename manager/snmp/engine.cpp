@@ -194,15 +194,23 @@ void SnmpEngine::take(Socket& socket, std::size_t length) {
   }
 }
 
-// The request that a message answers: sent from that socket to where it comes from, with its community.
+// The request that a message answers: sent from that socket to where it comes from, with its community. Others are
+// counted.
 SnmpEngine::Requests::iterator SnmpEngine::asked(const Socket& socket, const oxsSnmpMessage& message) {
+  const auto refuse = [this](std::uint64_t RefusedAnswers::*kind) {
+    ++(refused_.*kind);
+    return in_flight_.end();
+  };
+  if (message.pduType != OXS_RESPONSE) return refuse(&RefusedAnswers::malformed);
   const auto found = in_flight_.find(message.requestId);
-  if (found == in_flight_.end() || message.pduType != OXS_RESPONSE) return in_flight_.end();
-  const Request& request = found->second;
-  const std::string_view community(reinterpret_cast<const char*>(message.community), message.communityLength);
-  const bool right = request.socket.get() == &socket && request.address == socket.sender &&
-                     request.packet.version == message.version && request.packet.community == community;
-  return right ? found : in_flight_.end();
+  if (found == in_flight_.end()) return refuse(&RefusedAnswers::unasked);
+  const auto& [bytes, id_at, version, community] = found->second.packet;
+  if (found->second.socket.get() != &socket || found->second.address != socket.sender) {
+    return refuse(&RefusedAnswers::of_others);
+  }
+  if (version != message.version) return refuse(&RefusedAnswers::of_versions);
+  const std::string_view given(reinterpret_cast<const char*>(message.community), message.communityLength);
+  return community == given ? found : refuse(&RefusedAnswers::of_communities);
 }
 
 // Datagrams that are no answers, or answer nothing that waits, are passed over.
@@ -210,7 +218,7 @@ void SnmpEngine::received(Socket& socket, std::size_t length) {
   trace_packet(Way::received, socket.udp, socket.sender, socket.buffer.data(), length);
   oxsSnmpMessage message{};
   if (oxsSnmpDecodeEach(socket.buffer.data(), static_cast<std::uint32_t>(length), &message) != OX_OK) {
-    ++refused_;
+    ++refused_.malformed;
     return;
   }
   const auto request = asked(socket, message);
@@ -219,10 +227,7 @@ void SnmpEngine::received(Socket& socket, std::size_t length) {
   answer.error_index = message.errorIndex;
   std::swap(*answer.bindings.out(), message.bindings);
   (void)oxsSnmpFree(&message);
-  if (request == in_flight_.end()) {
-    ++refused_;
-    return;
-  }
+  if (request == in_flight_.end()) return;
   answer.round_trip = Clock::now() - request->second.sent;
   finish(request, std::move(answer));
 }

@@ -48,6 +48,15 @@ struct SnmpAnswer {
   std::chrono::steady_clock::duration round_trip{};  // of the attempt that was answered
 };
 
+// Datagrams that were not taken as answers, by the first thing that was wrong.
+struct RefusedAnswers {
+  std::uint64_t malformed = 0;       // no SNMP, or no response
+  std::uint64_t unasked = 0;         // answers to nothing that waits: late and repeated ones, too
+  std::uint64_t of_others = 0;       // from or to another address or port
+  std::uint64_t of_versions = 0;     // of another version
+  std::uint64_t of_communities = 0;  // with another community
+};
+
 class SnmpEngine {
  public:
   using Handler = std::function<void(SnmpAnswer)>;
@@ -66,8 +75,7 @@ class SnmpEngine {
 
   [[nodiscard]] std::size_t in_flight() const { return in_flight_.size(); }
   [[nodiscard]] std::size_t waiting() const { return waiting_count_; }
-  // Datagrams that were no answers to what had been asked where they came from.
-  [[nodiscard]] std::uint64_t refused() const { return refused_; }
+  [[nodiscard]] const RefusedAnswers& refused() const { return refused_; }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -118,7 +126,7 @@ class SnmpEngine {
   std::uint32_t most_in_flight_;
   std::random_device random_;
   Sockets v4_, v6_;
-  std::uint64_t refused_ = 0;
+  RefusedAnswers refused_;
   Requests in_flight_;
   std::set<Moment> ends_;       // of the attempts in flight
   std::deque<Moment> started_;  // those that may still hold a place
