@@ -110,7 +110,7 @@ OX_RESULT TraceFile::rotate() {
 
 void TraceFile::write(std::string_view text) noexcept {
   const bool first = written_ == 0;
-  const auto count = static_cast<std::int64_t>(std::fwrite(text.data(), 1, text.size(), file_));
+  const auto count = static_cast<std::int64_t>(platform::write_own_file(file_, text));
   written_ += count;
   // Asking costs as much as writing: where the first line has taken its own size, all others will.
   if (!first && !translated_) return;

@@ -122,6 +122,10 @@ std::FILE* open_own_file(const char* path) noexcept {
   return stream;
 }
 
+std::size_t write_own_file(std::FILE* file, std::string_view text) noexcept {
+  return std::fwrite(text.data(), 1, text.size(), file);
+}
+
 // Locked is a byte that nobody reads or writes: locks keep others from the bytes themselves.
 std::FILE* open_in_turn(const char* path) noexcept {
   constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
