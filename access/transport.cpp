@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <new>
+#include <string>
 
 #include <oxbase/oxc.h>
 
+#include "access/shown_data.h"
 #include "common/bytes.h"
 #include "common/protocol.h"
 #include "common/trace.h"
@@ -14,6 +17,17 @@ namespace ox {
 namespace {
 
 constexpr std::size_t piece = 4096;  // what one read or write of the pipe carries at most
+
+// Without memory for what may be shown, nothing is.
+void dump_data(std::uint32_t command, std::span<const unsigned char> data) noexcept {
+  try {
+    const std::size_t before = data.size() - payload_of(static_cast<std::uint32_t>(data.size()));
+    std::string shown(reinterpret_cast<const char*>(data.data()), before);
+    shown += shown_payload(command, data.subspan(before));
+    (void)oxcMemDumpLog(shown.data(), static_cast<std::uint32_t>(shown.size()));
+  } catch (const std::bad_alloc&) {
+  }
+}
 
 void trace_sending(const Frame& frame) noexcept {
   const std::span<const unsigned char> header = frame.header();
@@ -27,8 +41,7 @@ void trace_sending(const Frame& frame) noexcept {
   OX_TRACE(trace::messages, "================== send DATA ==================\n");
   if (trace::on(trace::dump)) {
     (void)oxcMemDumpLog(header.data(), static_cast<std::uint32_t>(header.size()));
-    const std::span<const unsigned char> data = frame.data_part();
-    if (!data.empty()) (void)oxcMemDumpLog(data.data(), static_cast<std::uint32_t>(data.size()));
+    if (!frame.data_part().empty()) dump_data(static_cast<std::uint32_t>(half(25)), frame.data_part());
   }
   OX_TRACE(trace::messages, "===============================================\n");
 }

@@ -1,10 +1,13 @@
 // Requests: the bytes that leave, and what becomes of the answer.
 #include "access/request.h"
 
+#include <oxbase/oxb.h>
+
 #include "tests/access/report_peer.h"
 #include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/given.h"
+#include "tests/support/traced.h"
 
 namespace ox::test {
 namespace {
@@ -64,6 +67,32 @@ TEST_F(RequestTest, EveryRequestsBytes) {
     peer.answer(reply_bytes({.error = 84}));
     EXPECT_EQ(84u, c.call());
     EXPECT_EQ(std::vector{request_bytes(fields)}, peer.requests());
+  }
+  oxdFree(list);
+}
+
+// A value that can be set and never read, such as a community, and one whose attribute is not known; others are.
+TEST_F(RequestTest, WhatIsSetInSecretIsNotTraced) {
+  const std::string file = work_dir() + "/public/amib/secret.def";
+  write_file(file, "secret cmn.7 DisplayString write-only CONF-ACS\n");
+  ASSERT_EQ(0u, oxbAddAmibTree(file.c_str()));
+  dnode* list = nullptr;
+  for (const auto& [path, value] : {std::pair{"11.1.7.0", 'S'}, std::pair{"11.1.1.0", 'O'}, std::pair{"12.1.0", 'U'}}) {
+    dnode* const node = node_of(path);
+    EXPECT_EQ(0u, oxdSetText(node, std::string(40, value).c_str()));
+    EXPECT_EQ(0u, oxcQueueAdd(&list, node));
+  }
+  const std::function<OX_RESULT()> requests[] = {
+      [&] { return oxaSet(nullptr, 0, 0, list, nullptr); },
+      [&] { return oxaMgmtControl(nullptr, 41, list, nullptr); },
+  };
+  for (const auto& request : requests) {
+    peer.answer(reply_bytes({}));
+    const std::string shown = traced(0x400, [&] { EXPECT_EQ(0u, request()); });
+    EXPECT_EQ(shown.npos, shown.find("SSSS")) << shown;
+    EXPECT_EQ(shown.npos, shown.find("UUUU")) << shown;
+    EXPECT_NE(shown.npos, shown.find("OOOO")) << shown;
+    EXPECT_NE(std::string::npos, peer.requests().at(0).find(std::string(40, 'S')));
   }
   oxdFree(list);
 }
