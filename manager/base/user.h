@@ -16,7 +16,7 @@ class User {
   struct Holdings {
     std::uint64_t connections = 0;
     std::uint64_t bytes = 0;          // of messages that have begun, of requests and answers, of reports
-    std::uint64_t registrations = 0;  // watches, waits, locks and senders of events
+    std::uint64_t registrations = 0;  // watches, waits and their names, locks, senders of events
     std::uint64_t requests = 0;       // that are being answered
     std::uint64_t refused = 0;        // of all requests, for want of a role or for having too much already
   };

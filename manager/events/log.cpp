@@ -204,6 +204,7 @@ void EventLog::tidy(std::uint32_t now) {
   std::erase_if(marks_, [&](const auto& entry) {
     const bool forgotten = entry.second.seen < oldest;
     if (forgotten) store_.erase_wait(entry.first);
+    if (forgotten && forgotten_) forgotten_(entry.first);
     return forgotten;
   });
   excess_ = {store_.bytes() > size ? size - size / 10 : size, oldest, needed_from() - 1};

@@ -65,6 +65,8 @@ class EventLog {
   // For looking at events; flush first, where those of this turn count.
   [[nodiscard]] EventStore& store() { return store_; }
 
+  // Called with the name of each wait that is forgotten.
+  void on_forgotten(std::function<void(const std::string&)> forgotten) { forgotten_ = std::move(forgotten); }
   // Removes what is too old or too much, in steps, and forgets waits that nobody has had open for that long.
   void tidy(std::uint32_t now);
 
@@ -83,6 +85,7 @@ class EventLog {
   EventReaders readers_{store_};
   asio::steady_timer timer_;
   std::map<std::string, WaitMark> marks_;
+  std::function<void(const std::string&)> forgotten_;
   Sequence given_ = 0;           // the last sequence given, committed or not
   std::vector<EventRef> fresh_;  // of this turn
   std::vector<std::function<void(bool)>> safe_;

@@ -122,7 +122,9 @@ class PersistentWait final : public ReportSource,
 
 PersistentWaits::PersistentWaits(asio::io_context& loop, const Settings& settings, const Vocabulary& vocabulary,
                                  EventLog& events, Clients& clients)
-    : loop_(loop), settings_(settings), vocabulary_(vocabulary), events_(events), clients_(clients) {}
+    : loop_(loop), settings_(settings), vocabulary_(vocabulary), events_(events), clients_(clients) {
+  events_.on_forgotten([this](const std::string& name) { forget(name); });
+}
 PersistentWaits::~PersistentWaits() = default;
 
 OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, std::uint32_t user_word,
@@ -135,6 +137,7 @@ OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, 
   const auto mark = events_.marks().find(name);
   if (mark == events_.marks().end() && events_.marks().size() >= settings_.max_wait_names) return OX_ETOOMANY;
   const Sequence taken = mark != events_.marks().end() ? mark->second.taken : events_.readers().last();
+  Maker& maker = makers_.try_emplace(name, Maker{rights->shared_user()}).first->second;
   do {
     ++last_id_;
   } while (last_id_ == 0 || waits_.contains(last_id_));
@@ -146,7 +149,26 @@ OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, 
   make_memory(name);
   events_.set_mark(name, {taken, EventLog::seen_now});
   events_.readers().add(*wait, taken);
+  maker.count(false);
   return OX_OK;
+}
+
+void PersistentWaits::Maker::count(bool counts) {
+  if (counts == counted) return;
+  counted = counts;
+  counts ? ++user->holds.registrations : --user->holds.registrations;
+}
+
+bool PersistentWaits::counts_for(const User& user, const std::string& name) const {
+  const auto maker = makers_.find(name);
+  return maker != makers_.end() && maker->second.counted && maker->second.user.get() == &user;
+}
+
+void PersistentWaits::forget(const std::string& name) {
+  const auto maker = makers_.find(name);
+  if (maker == makers_.end()) return;
+  maker->second.count(false);
+  makers_.erase(maker);
 }
 
 void PersistentWaits::leave(PersistentWait& wait) {
@@ -154,18 +176,19 @@ void PersistentWaits::leave(PersistentWait& wait) {
   mark.seen = static_cast<std::uint32_t>(std::time(nullptr));
   events_.set_mark(wait.name(), mark);
   by_name_.erase(wait.name());
+  makers_.at(wait.name()).count(true);
 }
 
-bool PersistentWaits::close(std::uint32_t id, std::uint32_t asking, bool any) {
+std::optional<std::uint32_t> PersistentWaits::close(std::uint32_t id, std::uint32_t asking, bool any) {
   const auto found = waits_.find(id);
-  if (found == waits_.end() || (!any && found->second->session() != asking)) return false;
+  if (found == waits_.end() || (!any && found->second->session() != asking)) return std::nullopt;
   const std::uint32_t session = found->second->session();
   leave(*found->second);
   // A wait that is closed inside its callback is still to hear whether the delivery is taken.
   const auto delivery = unanswered_.find(session);
   if (delivery != unanswered_.end() && delivery->second.wait == found->second.get()) delivery->second.wait = nullptr;
   waits_.erase(found);
-  return true;
+  return session;
 }
 
 void PersistentWaits::end_session(std::uint32_t session) {

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "manager/events/log.h"
@@ -33,9 +34,13 @@ class PersistentWaits {
   // or when the installation has as many names as it may (MaxWaitNames).
   [[nodiscard]] OX_RESULT open(std::uint32_t session, const std::string& name, std::uint32_t user_word,
                                RightsPtr rights, std::uint32_t& id);
-  // One of the session's, or `any` one.
-  [[nodiscard]] bool close(std::uint32_t id, std::uint32_t session, bool any);
+  // One of the session's, or `any` one. The session that had it; nothing when there is no such wait.
+  std::optional<std::uint32_t> close(std::uint32_t id, std::uint32_t asking, bool any);
   void end_session(std::uint32_t session);
+
+  // Whether it is the name of a closed wait on that user's account. It is a registration of who made it, or of who was
+  // the first to open it since the manager started, until it is opened or forgotten.
+  [[nodiscard]] bool counts_for(const User& user, const std::string& name) const;
 
   // Whether the client owes an answer.
   [[nodiscard]] bool unanswered(std::uint32_t session) const { return unanswered_.contains(session); }
@@ -51,8 +56,16 @@ class PersistentWaits {
     PersistentWait* wait = nullptr;  // null: closed since, perhaps in the callback, which is still to be heard
   };
 
+  // Of a name.
+  struct Maker {
+    std::shared_ptr<User> user;
+    bool counted = false;  // on his account: the wait is closed
+    void count(bool counts);
+  };
+
   void take(const Delivery& delivery);
   void leave(PersistentWait& wait);
+  void forget(const std::string& name);
 
   asio::io_context& loop_;
   const Settings& settings_;
@@ -61,6 +74,7 @@ class PersistentWaits {
   Clients& clients_;
   std::map<std::uint32_t, std::shared_ptr<PersistentWait>> waits_;
   std::map<std::string, PersistentWait*> by_name_;
+  std::map<std::string, Maker> makers_;
   std::map<std::uint32_t, Delivery> unanswered_;  // of each session that owes an answer
   std::uint32_t last_id_ = 0;
 };

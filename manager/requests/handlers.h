@@ -41,6 +41,7 @@ void handle_log_check(Manager& manager, const Request& request);
 void handle_log_uncheck(Manager& manager, const Request& request);
 void handle_log_delete(Manager& manager, const Request& request);
 void handle_log_modify(Manager& manager, const Request& request);
+[[nodiscard]] std::string wait_name(const Request& request);
 void handle_wait_open(Manager& manager, const Request& request);
 void handle_wait_close(Manager& manager, const Request& request);
 

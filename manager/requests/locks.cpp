@@ -22,9 +22,11 @@ void handle_lock(Manager& manager, const Request& request) {
 }
 
 void handle_unlock(Manager& manager, const Request& request) {
-  request.reply(error_reply(manager.locks.unlock(
+  const auto holder = manager.locks.unlock(
       request.message.destination_id, request.session,
-      [&](const ComponentName& component) { return request.rights->may(Role::administer, component); })));
+      [&](const ComponentName& component) { return request.rights->may(Role::administer, component); });
+  if (holder) manager.registrations.closed(*holder);
+  request.reply(error_reply(holder ? OX_OK : OX_EHANDLE));
 }
 
 }  // namespace ox::manager

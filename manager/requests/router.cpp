@@ -15,7 +15,8 @@ using Held = HeldRequests;
 constexpr std::uint32_t components = std::uint32_t{Held::components} | Held::components_database;
 constexpr std::uint32_t values = components | Held::collected | Held::runs;  // some come from the databases
 
-enum class Account : std::uint8_t { nothing, opens, closes };  // a registration of the user
+// A registration of the user. One that may be another's is closed on its own account, by the handler.
+enum class Account : std::uint8_t { nothing, opens, closes };
 
 // The role is what the request takes wherever it applies; for what the user has it is the handler's to see.
 struct Route {
@@ -40,7 +41,7 @@ constexpr std::array routes{
     Route{type_request, command_event_send, &handle_event_send, Role::operate},
     Route{type_request, command_event_cancel, &handle_event_cancel, Role::operate, Held::events},
     Route{type_request, command_lock, &handle_lock, Role::operate, components, Account::opens},
-    Route{type_unlock, command_lock, &handle_unlock, Role::none, 0, Account::closes},
+    Route{type_unlock, command_lock, &handle_unlock, Role::none},
     Route{type_request, command_log_get, &handle_log_get, Role::read, Held::events},
     Route{type_request, command_log_check, &handle_log_check, Role::operate, Held::events},
     Route{type_request, command_log_uncheck, &handle_log_uncheck, Role::operate, Held::events},
@@ -49,7 +50,7 @@ constexpr std::array routes{
     Route{type_request, command_data_append, &handle_append, Role::operate, values},
     Route{type_request, command_data_size, &handle_data_size, Role::read, values},
     Route{type_request, command_application_data, &handle_wait_open, Role::operate, Held::events, Account::opens},
-    Route{type_request, command_wait_close, &handle_wait_close, Role::none, Held::events, Account::closes},
+    Route{type_request, command_wait_close, &handle_wait_close, Role::none, Held::events},
     Route{type_fetch, 0, &handle_fetch, Role::none},
     Route{type_fetch_taken, 0, &handle_taken, Role::none},
     Route{type_fetch_refused, 0, &handle_refused, Role::none},
@@ -75,6 +76,13 @@ Request on_account(Manager& manager, const Request& request, Account account) {
   return {request.session, request.message, book, request.rights};
 }
 
+// Whether the user will have one more than before: a wait takes the place of its name.
+bool adds(const Manager& manager, const Request& request, const Route& row) {
+  if (row.account != Account::opens) return false;
+  const bool is_wait = row.command == command_application_data;
+  return !is_wait || !manager.waits.counts_for(request.rights->user(), wait_name(request));
+}
+
 // 0, or why it is not even looked at.
 OX_RESULT check(const Manager& manager, const Request& request, const Route& row) {
   if (!request.rights) return OX_EDENIED;
@@ -83,11 +91,11 @@ OX_RESULT check(const Manager& manager, const Request& request, const Route& row
     rights.refuse("request " + std::to_string(row.command), rights.highest(), row.role);
     return OX_EDENIED;
   }
-  if (row.account != Account::opens || rights.user().holds.registrations < manager.settings.user_registrations) {
+  if (rights.user().holds.registrations < manager.settings.user_registrations || !adds(manager, request, row)) {
     return OX_OK;
   }
   rights.user().refused("request " + std::to_string(row.command),
-                        "as many watches, waits, locks and senders of his are open as UserRegistrations allows");
+                        "he has as many watches, waits, names of waits, locks and senders as UserRegistrations allows");
   return OX_ETOOMANY;
 }
 

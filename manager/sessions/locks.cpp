@@ -27,15 +27,16 @@ void Locks::release(const ComponentName& component) {
   if (held != holders_.end() && --held->second.count == 0) holders_.erase(held);
 }
 
-OX_RESULT Locks::unlock(std::uint32_t id, std::uint32_t session,
-                        const std::function<bool(const ComponentName&)>& may_break) {
+std::optional<std::uint32_t> Locks::unlock(std::uint32_t id, std::uint32_t asking,
+                                           const std::function<bool(const ComponentName&)>& may_break) {
   const auto found = locks_.find(id);
-  if (found == locks_.end()) return OX_EHANDLE;
-  if (found->second.session != session && !may_break(found->second.component)) return OX_EHANDLE;
-  --open_[found->second.session];
+  if (found == locks_.end()) return std::nullopt;
+  const std::uint32_t session = found->second.session;
+  if (session != asking && !may_break(found->second.component)) return std::nullopt;
+  --open_[session];
   release(found->second.component);
   locks_.erase(found);
-  return OX_OK;
+  return session;
 }
 
 void Locks::end_session(std::uint32_t session) {

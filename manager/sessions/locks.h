@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 
 #include "manager/base/component_name.h"
 
@@ -14,9 +15,9 @@ class Locks {
   // Shared locks of a component stand beside each other, an exclusive one stands alone. 207 when it is held already;
   // 85 when the session has too many.
   [[nodiscard]] OX_RESULT lock(const ComponentName& component, bool shared, std::uint32_t session, std::uint32_t& id);
-  // 63 for an id that is neither one of the session's locks nor one that it may break.
-  [[nodiscard]] OX_RESULT unlock(std::uint32_t id, std::uint32_t session,
-                                 const std::function<bool(const ComponentName&)>& may_break);
+  // The session that held it; nothing for an id that is neither one of the asking session's nor one that it may break.
+  [[nodiscard]] std::optional<std::uint32_t> unlock(std::uint32_t id, std::uint32_t asking,
+                                                    const std::function<bool(const ComponentName&)>& may_break);
   void end_session(std::uint32_t session);
   [[nodiscard]] bool is_locked(const ComponentName& component) const { return holders_.contains(component); }
 

@@ -367,6 +367,40 @@ TEST_F(EventRequestTest, PersistentWaitsDeliverUntilTaken) {
   EXPECT_EQ("nothing", take(2));
 }
 
+// Whoever closes it, and whoever has it open meanwhile.
+TEST_F(EventRequestTest, WhatIsOpenOrKeptCountsForWhoMadeIt) {
+  enum : std::uint32_t { ann = 2, bob, eve };
+  rights_ = {{ann, of_member()}, {bob, of_member()}};
+  rights_[eve] =
+      std::make_shared<const Rights>(std::make_shared<User>("eve"), Role::administer, std::vector<RoleRule>());
+  const auto counts = [this] {
+    std::string text;
+    for (const std::uint32_t who : {ann, bob, eve}) text += std::to_string(rights_[who]->user().holds.registrations);
+    return text;
+  };
+  const std::uint32_t wait = open_wait("a", 1, ann).source_id;
+  const std::uint32_t lock = ask(1, 14, test::text("system:system") + test::word(0), ann).source_id;
+  (void)open_handle(eve);
+  EXPECT_EQ("201", counts());
+  EXPECT_EQ(0u, ask(4, 14, "", eve, lock).error);
+  EXPECT_EQ("101", counts());
+  EXPECT_EQ(0u, ask(1, 26, "", eve, wait).error);
+  EXPECT_EQ("101", counts()) << "the name is kept";
+  manager_->end_session(ann);
+  EXPECT_EQ("101", counts());
+  (void)open_wait("b", 1, bob);
+  (void)open_wait("a", 1, bob);
+  EXPECT_EQ("021", counts());
+  manager_->end_session(bob);
+  EXPECT_EQ("111", counts());
+  manager_->settings.user_registrations = 1;
+  EXPECT_EQ(OX_ETOOMANY, open_wait("b", 1, ann).error);
+  EXPECT_EQ(0u, open_wait("a", 1, ann).error) << "no more than there was";
+  EXPECT_EQ("111", counts());
+  manager_->events.tidy(static_cast<std::uint32_t>(std::time(nullptr)) + 91 * 86400);
+  EXPECT_EQ("101", counts());
+}
+
 TEST_F(EventRequestTest, SoManyNamesOfWaitsAreKeptOpenOrNot) {
   manager_->settings.max_wait_names = 2;
   (void)open_wait("a", 1);
