@@ -1,11 +1,10 @@
 // A log of some size, asked for by clients of every pace: what the real manager's memory grows by.
-#include <fstream>
-
 #include <oxbase/oxa.h>
 #include <oxbase/oxe.h>
 
 #include "access/session.h"
 #include "tests/road/daemon.h"
+#include "tests/road/linux/memory.h"
 #include "tests/road/raw_client.h"
 #include "tests/support/system_root.h"
 
@@ -16,16 +15,6 @@ constexpr std::uint32_t events = 400;
 constexpr std::size_t event_bytes = 100'000;
 constexpr std::size_t most_growth = 4u << 20;  // of an answer of 40 MB
 constexpr char reply_head[] = "\0\0\0\x24";
-
-// Bytes of a process: those that are resident, or the most that have been since forget_peak().
-std::size_t memory_of(int pid, const std::string& field) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with(field + ':')) return std::stoul(line.substr(field.size() + 1)) << 10;
-  }
-  return 0;
-}
-void forget_peak(int pid) { std::ofstream("/proc/" + std::to_string(pid) + "/clear_refs") << '5'; }
 
 // Asks for the whole log; the length of the data that follow.
 std::size_t ask_for_log(RawClient& client) {
