@@ -119,19 +119,23 @@ FrameReader::Result FrameReader::read_data() {
   return Result::complete;
 }
 
+// Room grows with what has come, and not beyond what is to come.
 void FrameReader::keep(std::span<const std::byte> data) noexcept {
   try {
+    const std::size_t has = begun_.data.size();
+    const std::size_t needed = has + data.size();
+    if (needed > begun_.data.capacity()) begun_.data.reserve(std::min(has + data_left_, std::max(needed, 2 * has)));
     begun_.data.insert(begun_.data.end(), data.begin(), data.end());
   } catch (const std::bad_alloc&) {
     begun_.refusal = OX_ENOMEM;
-    begun_.data = {};
+    begun_.data = Bytes();
   }
 }
 
 void FrameReader::pass_over(std::uint32_t refusal) noexcept {
   if (!in_data_ || begun_.refusal != OX_OK) return;
   begun_.refusal = refusal;
-  begun_.data = {};
+  begun_.data = Bytes();
 }
 
 // Every total counts itself, other than the greeting's.

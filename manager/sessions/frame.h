@@ -38,7 +38,7 @@ class FrameReader {
   // A greeting or a message has begun and its end is missing.
   [[nodiscard]] bool in_message() const { return in_data_ || !rest().empty(); }
   // Bytes of what is not complete.
-  [[nodiscard]] std::size_t held() const { return buffer_.size() + begun_.data.size(); }
+  [[nodiscard]] std::size_t held() const { return buffer_.size() + begun_.data.capacity(); }
   // The data that are coming are not kept: the message will be there without them.
   void pass_over(std::uint32_t refusal) noexcept;
   // Why the stream is broken; a literal.

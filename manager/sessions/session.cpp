@@ -219,7 +219,7 @@ void Session::account_for_input() {
   for (auto last = waiting_.rbegin(); last != waiting_.rend(); ++last) {
     if (input_held_.hold(frames_.held() + waiting_bytes_, most)) return;
     waiting_bytes_ -= last->data.size();
-    last->data = {};
+    last->data = Bytes();
     last->refusal = OX_ETOOMANY;
   }
   if (!input_held_.hold(frames_.held() + waiting_bytes_, most)) drop("its user has too much under way (UserBytes)");
@@ -268,7 +268,7 @@ void Session::reply(const Message& request, Reply reply) {
     if (!output_held_.hold(reply.data.size(), server_.settings().user_bytes)) {
       rights_->user().refused("an answer", "all of his take as many bytes as UserBytes allows");
       reply.error = OX_ETOOMANY;
-      reply.data = {};
+      reply.data = Bytes();
       reply.rest.reset();
     }
     rest_ = std::move(reply.rest);

@@ -70,6 +70,22 @@ TEST(Frame, RequestsAreReadAndDataOverTheLimitArePassedOver) {
   }
 }
 
+// A budget is of what the process has, room to grow included.
+TEST(Frame, HalfAMessageHoldsNoMoreThanAllOfIt) {
+  constexpr std::size_t size = 100'000;
+  FrameReader reader(2 * size);
+  Message message;
+  const std::string longer = std::string(request).replace(17, 4, bytes("000186A9")) + std::string(size, 'x');
+  for (std::size_t at = 0; at < 80'000; at += 100) {
+    reader.append(bytes_of(longer.substr(at, 100)));
+    EXPECT_EQ(Result::incomplete, reader.next(message));
+  }
+  EXPECT_LE(90'000u, reader.held());
+  EXPECT_GE(size, reader.held());
+  reader.pass_over(85);
+  EXPECT_GE(1000u, reader.held());
+}
+
 TEST(Frame, GreetingDoesNotCountItself) {
   const auto read = [](const char* greeting) {
     FrameReader reader(4096);
