@@ -5,6 +5,8 @@
 
 #include <oxbase/oxc.h>
 
+#include "common/terminal_text.h"
+
 namespace expert {
 namespace {
 
@@ -20,9 +22,9 @@ const char* word(Severity severity) {
 void log_to_stderr() { to_stderr = true; }
 
 void log(Severity severity, const std::string& text) {
-  if (!to_stderr) return (void)oxcSystemLog("oxexpd", static_cast<std::uint32_t>(severity), text.c_str());
-  (void)std::fprintf(stderr, "oxexpd: %s%s\n", word(severity), text.c_str());
-  (void)std::fflush(stderr);
+  if (!to_stderr)
+    return (void)oxcSystemLog("oxexpd", static_cast<std::uint32_t>(severity), ox::system_text(text).c_str());
+  ox::print(stderr, std::string("oxexpd: ") + word(severity) + text + '\n');
 }
 
 }  // namespace expert

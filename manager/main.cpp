@@ -4,6 +4,7 @@
 
 #include <oxbase/oxc.h>
 
+#include "common/terminal_text.h"
 #include "manager/backup.h"
 #include "manager/base/log.h"
 #include "manager/check.h"
@@ -13,10 +14,11 @@
 
 namespace {
 
+void print(const std::string& text) { ox::print(stdout, text + '\n'); }
 void print_fault(const std::string& file, std::uint32_t line, const std::string& text) {
-  std::printf("%s:%u: %s\n", file.c_str(), line, text.c_str());
+  std::printf("%s:%u: ", file.c_str(), line);
+  print(text);
 }
-void print(const std::string& text) { std::puts(text.c_str()); }
 
 int check() {
   const bool sound = ox::manager::check_installation(&print_fault, &print);

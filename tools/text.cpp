@@ -5,13 +5,13 @@
 #include <oxbase/oxc.h>
 
 #include "common/code_page.h"
-#include "platform/terminal.h"
+#include "platform/codepage.h"
 
 namespace tool {
 namespace {
 
 using ox::CodePage, ox::is_ascii;
-using ox::platform::Converter, ox::platform::Stream;
+using ox::platform::Converter;
 using Json = nlohmann::ordered_json;
 
 const CodePage& page() {
@@ -87,18 +87,6 @@ std::string shown_path(const std::string& path) {
 std::vector<std::string> system_paths(std::vector<std::string> paths) {
   for (std::string& path : paths) path = system_path(path);
   return paths;
-}
-
-std::string terminal_text(std::FILE* out, const std::string& text) {
-  static const std::uint32_t output = ox::platform::terminal_code_page(Stream::output);
-  static const std::uint32_t errors = ox::platform::terminal_code_page(Stream::errors);
-  return converted(text, page(), out == stderr ? errors : output, ox::Unknown::becomes_question_mark);
-}
-
-void print(std::FILE* out, const std::string& text) {
-  const std::string shown = terminal_text(out, text);
-  (void)std::fwrite(shown.data(), 1, shown.size(), out);
-  if (out == stderr) (void)std::fflush(out);  // not every C runtime leaves it without a buffer
 }
 
 void say(std::FILE* out, const char* format, ...) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "common/terminal_text.h"
+
 namespace tool {
 
 // Bytes of the character that begins there, in a text that is not at its end.
@@ -19,10 +21,8 @@ std::string system_path(const std::string& path);
 std::string shown_path(const std::string& path);
 std::vector<std::string> system_paths(std::vector<std::string> paths);
 
-// A text as the terminal shows it, with "?" for what that lacks; unchanged where the two code pages are one.
-std::string terminal_text(std::FILE* out, const std::string& text);
-// Print it so.
-void print(std::FILE* out, const std::string& text);
+using ox::print, ox::terminal_text;
+// Prints what the format says as the terminal shows it.
 [[gnu::format(printf, 2, 3)]] void say(std::FILE* out, const char* format, ...);
 
 // A text in UTF-8, in which U+FFFD stands for each byte of no character; whether there is none of those.

@@ -5,7 +5,10 @@
 #include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <new>
+#include <string>
 
+#include "common/terminal_text.h"
 #include "platform/system_log.h"
 
 namespace ox::manager {
@@ -20,14 +23,28 @@ const char* word(Severity severity) {
 }
 
 void show(Severity severity, const char* text) {
-  std::fprintf(stderr, "oxmgrd: %s%s\n", word(severity), text);
-  std::fflush(stderr);
+  try {
+    print(stderr, std::string("oxmgrd: ") + word(severity) + text + '\n');
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "oxmgrd: %s%s\n", word(severity), text);
+    std::fflush(stderr);
+  }
+}
+
+void note(Severity severity, const char* text) {
+  const auto put = [severity](const char* line) {
+    (void)platform::system_log("TesBaseService", static_cast<std::uint32_t>(severity), line);
+  };
+  try {
+    put(system_text(text).c_str());
+  } catch (const std::bad_alloc&) {
+    put(text);
+  }
 }
 
 void write(Severity severity, const char* text) {
   if (place == Place::terminal || (place == Place::both && severity != Severity::information)) show(severity, text);
-  if (place == Place::terminal) return;
-  (void)platform::system_log("TesBaseService", static_cast<std::uint32_t>(severity), text);
+  if (place != Place::terminal) note(severity, text);
 }
 
 // A line that comes again and again: shown twice, then counted until another one comes, or a minute is over.

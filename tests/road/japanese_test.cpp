@@ -38,5 +38,17 @@ TEST_P(JapaneseTools, TextsComeBackAsTheyWereTyped) {
   EXPECT_EQ(0, daemon.end());
 }
 
+TEST_P(JapaneseTools, WhatTheManagerFindsIsShown) {
+  Daemon daemon;
+  EXPECT_EQ(0, daemon.end());
+  write_file(work_dir() + "/conf/oxmgrd.cf", in_page("障害: 1\n"));
+  const std::string shown = as_shown_in_japan("oxmgrd.cf:1: unknown setting 障害");
+  const std::string checked = run("oxmgrd --check");
+  EXPECT_NE(checked.npos, checked.find(shown)) << checked;
+  daemon.start();
+  EXPECT_EQ(0, daemon.end());
+  EXPECT_NE(daemon.log().npos, daemon.log().find(shown)) << daemon.log();
+}
+
 }  // namespace
 }  // namespace ox::test
