@@ -63,11 +63,14 @@ class DataStreams::Stream final : public ReportSource {
     return report(why, {});
   }
 
-  // What has been delivered is not looked at again, and nothing of an entry to which nothing comes any more.
+  // What has been delivered is not looked at again, and nothing of an entry to which nothing comes any more, unless
+  // damage has taken some of it since.
   void look() {
-    if (piece_ || view_is_last_) return;
-    view_is_last_ = streams_.series_.layout(entry_) == nullptr;
+    const std::uint64_t lost = streams_.series_.counts(entry_).lost;
+    if (piece_ || (view_is_last_ && lost == lost_)) return;
     view_ = streams_.series_.view(entry_, header_ ? UINT32_MAX : at_);
+    view_is_last_ = streams_.series_.layout(entry_) == nullptr;
+    lost_ = lost;
   }
 
   std::optional<Reply> next_header() {
@@ -111,6 +114,7 @@ class DataStreams::Stream final : public ReportSource {
   bool ended_ = false;
   std::shared_ptr<const EntryView> view_{};
   bool view_is_last_ = false;
+  std::uint64_t lost_ = 0;  // when it was looked at
   // Of the header.
   bool begun_ = false;
   ItemCounts told_{};
