@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "amib/node_index.h"
+#include "amib/sibling_index.h"
 #include "amib/tree.h"
 #include "common/lasting.h"
 #include "common/trace.h"
@@ -116,6 +117,20 @@ OX_RESULT BlockBuilder::create_entry(const NodeLine& line) {
   link(made, parent);
   changes_.back().same_name_before = index.insert(made);
   return OX_OK;
+}
+
+void BlockBuilder::index_siblings() const noexcept {
+  const auto for_each_far = [this](auto take) {
+    Places places;
+    for (const Change& change : changes_) {
+      if (change.linked && places.is_far(change.node)) take(change.node);
+    }
+  };
+  std::uint32_t far = 0;
+  for_each_far([&far](Ref) { ++far; });
+  if (!reserve_far_siblings(far)) return;
+  for_each_far(enter_far_sibling);
+  publish_sibling_index();
 }
 
 void BlockBuilder::unlink(Ref ref) noexcept {

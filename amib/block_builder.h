@@ -23,6 +23,8 @@ class BlockBuilder {
 
   // Unlinks every node of the block, takes back what its lines added to other nodes, and gives the block up.
   void discard();
+  // Enters what has been created into the tree's index of far siblings.
+  void index_siblings() const noexcept;
 
  private:
   struct Change {

@@ -3,6 +3,8 @@
 #include <atomic>
 
 #include "amib/name_hash.h"
+#include "amib/sibling_index.h"
+#include "amib/tree.h"
 
 namespace ox::amib {
 namespace {
@@ -12,12 +14,23 @@ constexpr std::size_t cache_size = 1u << 15;
 std::atomic<Ref> cache[cache_size];
 std::atomic<bool> used{false};
 
+// Null while it does not know the tree's newest node.
+const SiblingIndex* usable_index() noexcept {
+  const SiblingIndex* const index = current_siblings().index;
+  if (index == nullptr) return nullptr;
+  return index->newest.load(std::memory_order_acquire) == directory()->newest ? index : nullptr;
+}
+
 // A reference may lead into a block that the tree's owner added after this process had attached: such a node is not
 // there yet.
 template <class Same>
-Ref find_sibling(Ref first, Same same) noexcept {
+Ref find_sibling(Ref first, std::uint32_t hash, Same same) noexcept {
+  unsigned walked = 0;
   for (Ref ref = first; is_mapped(ref); ref = node_at(ref).next) {
-    if (same(node_at(ref))) return ref;
+    if (walked++ == near_siblings) {
+      if (const SiblingIndex* const index = usable_index()) return index->find(hash, same);
+    }
+    if (same(ref)) return ref;
   }
   return 0;
 }
@@ -27,9 +40,10 @@ Ref find_child(Ref parent, std::uint32_t hash, Same same) noexcept {
   const Ref first = node_at(parent).child;
   if (first == 0) return 0;
   std::atomic<Ref>& entry = cache[hash % cache_size];
+  const auto is_child = [&](Ref ref) { return node_at(ref).parent == parent && same(node_at(ref)); };
   const Ref known = entry.load(std::memory_order_relaxed);
-  if (known != 0 && node_at(known).parent == parent && same(node_at(known))) return known;
-  const Ref found = find_sibling(first, same);
+  if (known != 0 && is_child(known)) return known;
+  const Ref found = find_sibling(first, hash, is_child);
   if (found != 0) {
     entry.store(found, std::memory_order_relaxed);
     if (!used.load(std::memory_order_relaxed)) used.store(true, std::memory_order_relaxed);

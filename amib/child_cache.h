@@ -3,8 +3,8 @@
 //
 // A fixed table without locks, for any number of threads: an entry is one reference, and is believed only when the
 // node that it names has the parent and the component that are looked for. What it does not hold is found by walking
-// the siblings in their order, so nodes that are added later resolve at once. Names and numbers are unique among
-// siblings, so both ways find the same node.
+// the siblings in their order, and from the index where there are many, so nodes that are added later resolve at once.
+// Names and numbers are unique among siblings, so both ways find the same node.
 #pragma once
 
 #include <cstddef>

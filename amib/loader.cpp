@@ -215,8 +215,10 @@ OX_RESULT Load::fill_block() {
     builder.discard();
     directory()->key[index_] = 0;
     (void)shm_delete(key_ + index_);
+    return result;
   }
-  return result;
+  builder.index_siblings();
+  return OX_OK;
 }
 
 OX_RESULT Load::run() {

@@ -21,7 +21,7 @@ using platform::SharedBlock;
 ShmEntry* registry = nullptr;
 
 // Every process has a scratch tree of its own: its blocks have no names, and are found in the registry alone.
-bool is_unnamed(std::uint32_t key) noexcept { return key - OXB_SCRATCH_TREE < block_slots; }
+bool is_unnamed(std::uint32_t key) noexcept { return key - OXB_SCRATCH_TREE < tree_keys; }
 
 struct BlockName {
   char text[32];

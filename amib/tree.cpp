@@ -2,6 +2,7 @@
 
 #include "amib/child_cache.h"
 #include "amib/shared_blocks.h"
+#include "amib/sibling_index.h"
 #include "common/context.h"
 #include "common/trace.h"
 
@@ -10,6 +11,7 @@ namespace ox::amib {
 namespace detail {
 std::atomic<bool> attached{false};
 Ref root = 0;
+Siblings siblings;
 }  // namespace detail
 
 namespace {
@@ -50,7 +52,7 @@ OX_RESULT map_tree(std::uint32_t key, View& view) {
   view.root = view.directory->root;
   // The owner has just begun to build it: there is nothing to attach to yet.
   if (view.root == 0 || view.blocks[view.root >> offset_bits] == nullptr) return OX_ENOSHM;
-  return OX_OK;
+  return map_sibling_index(key, view.siblings.index);
 }
 
 OX_RESULT attach(std::uint32_t key) {
@@ -73,11 +75,12 @@ void release_blocks(std::uint32_t key, Directory* tree_directory, const View& he
     if (tree_directory->key[i] != 0 || held.blocks[i] != nullptr) (void)shm_delete(block_key);
     if (is_owner) tree_directory->key[i] = 0;
   }
+  for (std::uint32_t i = block_slots; i < tree_keys; ++i) (void)shm_delete(key + i);
 }
 
 }  // namespace
 
-View current_view() { return {current_key, current_directory, detail::root, block_base}; }
+View current_view() { return {current_key, current_directory, detail::root, detail::siblings, block_base}; }
 
 void use_view(const View& view) {
   detail::attached.store(false, std::memory_order_release);
@@ -85,6 +88,7 @@ void use_view(const View& view) {
   current_directory = view.directory;
   block_base = view.blocks;
   detail::root = view.root;
+  detail::siblings = view.siblings;
   forget_nodes();
   detail::attached.store(view.root != 0, std::memory_order_release);
 }
@@ -97,6 +101,8 @@ void set_block(std::uint32_t index, char* base) {
   block_base[index] = base;
   if (base == nullptr) forget_nodes();
 }
+
+void use_siblings(const Siblings& siblings) noexcept { detail::siblings = siblings; }
 
 void open_for_readers() {
   detail::root = current_directory->root;
@@ -134,7 +140,7 @@ void give_up_tree(std::uint32_t key) {
 OX_RESULT supersede_tree(std::uint32_t key) {
   const OX_RESULT result = shm_take_name(key);
   if (result != OX_OK && result != OX_ENOSHM) return result;
-  for (std::uint32_t i = 1; i < block_slots; ++i) {
+  for (std::uint32_t i = 1; i < tree_keys; ++i) {
     const OX_RESULT taken = shm_take_name(key + i);
     if (taken != OX_OK && taken != OX_ENOSHM) return taken;
   }

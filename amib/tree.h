@@ -22,22 +22,34 @@ struct Directory {
 };
 static_assert(sizeof(Directory) == 8200 && offsetof(Directory, key) == 8);
 
+struct SiblingIndex;
+
+// The tree's index of far children (amib/sibling_index.h), and what its owner has entered.
+struct Siblings {
+  SiblingIndex* index = nullptr;
+  std::uint32_t nodes = 0;
+  bool lost = false;  // for want of memory: it is not all of them
+};
+
 // What the process has mapped of one tree. A tree without a root is not attached.
 struct View {
   std::uint32_t key = 0;  // base key
   Directory* directory = nullptr;
   Ref root = 0;
+  Siblings siblings;
   std::array<char*, block_slots> blocks{};
 };
 
 namespace detail {
 extern std::atomic<bool> attached;
 extern Ref root;
+extern Siblings siblings;
 }  // namespace detail
 
 // Whether a whole tree is in use. Every path and name operation answers 14 without one.
 [[nodiscard]] inline bool is_attached() noexcept { return detail::attached.load(std::memory_order_acquire); }
 [[nodiscard]] inline Ref root() noexcept { return detail::root; }
+[[nodiscard]] inline const Siblings& current_siblings() noexcept { return detail::siblings; }
 
 // The tree in use, and its replacement by another one.
 [[nodiscard]] View current_view();
@@ -49,6 +61,7 @@ void use_view(const View& view);
 
 // Adds a data block to the tree in use; null gives it up.
 void set_block(std::uint32_t index, char* base);
+void use_siblings(const Siblings& siblings) noexcept;
 // Takes the root from the directory: the tree in use can be read from now on.
 void open_for_readers();
 

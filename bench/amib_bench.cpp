@@ -203,6 +203,35 @@ void traverse(benchmark::State& state) {
 }
 BENCHMARK(traverse)->Unit(benchmark::kMicrosecond);
 
+// A child of one that has `range` children: by name, by number, and one that is not there.
+void resolve_child(benchmark::State& state) {
+  static const int step = 40000;  // a file's
+  drop_tree();
+  oxbInitAmibTree(OXB_TREE);
+  const int children = static_cast<int>(state.range(0));
+  std::string text = "wide amibtop.1 AMIBNONE not-accessible NULL-ACS\n";
+  std::vector<std::string> paths;
+  for (int i = 0; i < children; ++i) {
+    text += "child" + std::to_string(i) + " wide." + std::to_string(i) + " Counter read-only SNMP-ACS\n";
+    if (i % step == step - 1 || i == children - 1) {
+      check(oxbAddAmibTree(folder().write("wide.def", text).c_str()));
+      text.clear();
+    }
+    const std::string names[] = {"wide.child" + std::to_string(i), "1." + std::to_string(i),
+                                 "wide.none" + std::to_string(i)};
+    paths.push_back(names[state.range(1)]);
+  }
+  std::shuffle(paths.begin(), paths.end(), std::minstd_rand(1));
+  std::size_t next = 0;
+  for (auto _ : state) {
+    std::uint32_t node = 0;
+    benchmark::DoNotOptimize(oxbEntry(paths[next].c_str(), &node));
+    if (++next == paths.size()) next = 0;
+  }
+  drop_tree();
+}
+BENCHMARK(resolve_child)->ArgsProduct({{60, 120000}, {0, 1, 2}});
+
 // Attaching to another process's tree and letting go of it.
 void attach(benchmark::State& state) {
   drop_tree();

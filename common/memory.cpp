@@ -50,12 +50,17 @@ State state;
 // Of a tracked block: the threads count nothing meanwhile.
 [[nodiscard]] std::uint32_t serial() noexcept { return state.serial.get() + state.untracked_serial.get(); }
 
+// For want of memory the thread has no counts of its own.
+[[gnu::noinline]] void count_with_others(std::uint32_t blocks, std::uint32_t allocations) noexcept {
+  state.live.add_with_others(blocks);
+  state.serial.add_with_others(allocations);
+}
+
 // A block more, or one less: UINT32_MAX of them.
 void count(std::uint32_t blocks, std::uint32_t allocations) noexcept {
   if (Counts* const mine = thread_counts()) [[likely]]
     return mine->add(blocks, allocations);
-  state.live.add_with_others(blocks);
-  state.serial.add_with_others(allocations);
+  count_with_others(blocks, allocations);
 }
 
 void account(std::uint32_t added, std::uint32_t removed) noexcept {
@@ -75,14 +80,9 @@ void set_guard(void* block, std::uint32_t size) noexcept { static_cast<unsigned 
 
 using SystemAllocate = void* (*)(std::size_t) noexcept;
 
-void* allocate(std::uint32_t size, const char* tag, SystemAllocate system) noexcept {
-  if (size > UINT32_MAX - spare) return nullptr;
+[[gnu::noinline]] void* allocate_tracked(std::uint32_t size, const char* tag, SystemAllocate system) noexcept {
   void* block = system(static_cast<std::size_t>(size) + spare);
   if (block == nullptr) return nullptr;
-  if (!tracking()) [[likely]] {
-    count(1, 1);
-    return block;
-  }
   state.live.add(1);
   state.serial.add(1);
   if (!track(block, size, tag)) {
@@ -92,6 +92,15 @@ void* allocate(std::uint32_t size, const char* tag, SystemAllocate system) noexc
   }
   set_guard(block, size);
   OX_TRACE(trace::memory, "MEM(%05u:%x:+:%u:%u:%s)\n", serial(), trace::word(block), live(), size, trace::text(tag));
+  return block;
+}
+
+void* allocate(std::uint32_t size, const char* tag, SystemAllocate system) noexcept {
+  if (size > UINT32_MAX - spare) return nullptr;
+  if (tracking()) [[unlikely]]
+    return allocate_tracked(size, tag, system);
+  void* block = system(static_cast<std::size_t>(size) + spare);
+  if (block != nullptr) count(1, 1);
   return block;
 }
 
@@ -151,13 +160,10 @@ void report_unknown(const void* block) noexcept {
   (void)oxcSystemLog("TesCommonLibrary", 2, text);
 }
 
-void release(void* block) noexcept {
-  if (!tracking()) [[likely]] {
-    platform::heap_free(block);
-    return count(UINT32_MAX, 0);
-  }
-  // The block is read behind its record, which says how long it is: both come from memory at the same time.
+[[gnu::noinline]] void release_tracked(void* block) noexcept {
+  // The block is read behind its record, which says how long it is: all come from memory at the same time.
   __builtin_prefetch(block, 1);
+  __builtin_prefetch(static_cast<char*>(block) + 64, 1);
   if (Record* record = state.blocks.find(block)) {
     untrack(record);
   } else {
@@ -165,6 +171,13 @@ void release(void* block) noexcept {
   }
   platform::heap_free(block);
   state.live.add(UINT32_MAX);
+}
+
+void release(void* block) noexcept {
+  if (tracking()) [[unlikely]]
+    return release_tracked(block);
+  count(UINT32_MAX, 0);
+  platform::heap_free(block);
 }
 
 }  // namespace

@@ -75,10 +75,16 @@ bool register_thread() noexcept {
 }
 
 // A block whose second word says that it is kept is looked for: it may say so by chance.
-[[gnu::noinline]] void check_released(const Shelf& shelf, const void* block) noexcept {
+void check_released(const Shelf& shelf, const void* block) noexcept {
   for (const Kept* kept = shelf.first; kept != nullptr; kept = kept->next) {
     if (kept == block) std::abort();
   }
+}
+
+void put(Shelf& shelf, Kept* block) noexcept {
+  *block = {shelf.first, &shelves};
+  shelf.first = block;
+  ++shelf.count;
 }
 
 // Null when none is kept.
@@ -106,22 +112,22 @@ void* heap_allocate_zeroed(std::size_t size) noexcept {
   return block != nullptr ? std::memset(block, 0, size) : std::calloc(1, size);
 }
 
+// Not the plain case.
+[[gnu::noinline]] static void free_with_care(Shelf& shelf, Kept* block) noexcept {
+  if (block->keeper == &shelves) check_released(shelf, block);
+  if (shelf.count >= most_kept || !(shelves.is_registered || register_thread())) return std::free(block);
+  put(shelf, block);
+}
+
 void heap_free(void* block) noexcept {
   if (block == nullptr) return;
   const std::size_t kind = (malloc_usable_size(block) - 8) / 16;
-  if (kind - 1 < kinds - 1) [[likely]] {
-    Shelf& shelf = shelves.of[kind];
-    auto* const kept = static_cast<Kept*>(block);
-    if (kept->keeper == &shelves) [[unlikely]]
-      check_released(shelf, block);
-    if (shelf.count < most_kept && (shelves.is_registered || register_thread())) [[likely]] {
-      *kept = {shelf.first, &shelves};
-      shelf.first = kept;
-      ++shelf.count;
-      return;
-    }
-  }
-  std::free(block);
+  if (kind - 1 >= kinds - 1) return std::free(block);
+  Shelf& shelf = shelves.of[kind];
+  auto* const kept = static_cast<Kept*>(block);
+  if (kept->keeper == &shelves || shelf.count >= most_kept || !shelves.is_registered) [[unlikely]]
+    return free_with_care(shelf, kept);
+  put(shelf, kept);
 }
 
 #endif

@@ -3,7 +3,9 @@
 
 #include <cstring>
 
+#include "amib/child_cache.h"
 #include "amib/shared_blocks.h"
+#include "amib/sibling_index.h"
 #include "amib/tree.h"
 #include "platform/shared_block.h"
 #include "tests/amib/tree_fixture.h"
@@ -68,8 +70,46 @@ int builds_a_scratch_tree(OtherProcess& owner) {
   return oxbEntry("obj.cmn.cmnList.1", &found) == 0 && oxbDeleteAmibTree(OXB_SCRATCH_TREE) == 0 ? 0 : 3;
 }
 
+constexpr int wide = 3000;  // children of obj; the index becomes larger on the way
+std::string wide_children(int first, int end) {
+  std::string text;
+  for (int i = first; i < end; ++i) {
+    text += "child" + std::to_string(i) + " obj." + std::to_string(i + 100) + test::leaf;
+  }
+  return text;
+}
+
+// How many of the children are found as they should be, by name and by number.
+int children_found() {
+  int found = 0;
+  for (int i = 0; i < wide; ++i) {
+    uint32_t named = 0, numbered = 0;
+    if (oxbEntry(("obj.child" + std::to_string(i)).c_str(), &named) != 0) continue;
+    if (oxbEntry(("11." + std::to_string(i + 100)).c_str(), &numbered) != 0) continue;
+    found += named == numbered && "child" + std::to_string(i) == oxbName(named) ? 1 : 0;
+  }
+  return found;
+}
+
+// Through the index, until the tree's owner has added nodes that this process has not mapped.
+int finds_far_siblings(OtherProcess& owner) {
+  uint32_t found = 0;
+  if (oxbInit(OXB_TREE) != 0) return 1;
+  const SiblingIndex* const index = current_siblings().index;
+  if (index == nullptr || index->newest != directory()->newest || index->slots < 4 * wide) return 2;
+  for (int round = 0; round < 2; ++round) {
+    if (children_found() != wide || oxbEntry("obj.child", &found) != 125 || oxbEntry("obj.later", &found) != 125) {
+      return 3 + round;
+    }
+    owner.signal();
+    if (!owner.wait()) return 5;
+  }
+  return oxbDeleteAmibTree(OXB_TREE) == 0 && search_shm_entry(OXB_TREE + block_slots) == nullptr ? 0 : 6;
+}
+
 [[maybe_unused]] const bool declared =
-    OtherProcess::declare("scratch", builds_a_scratch_tree) && OtherProcess::declare("reads", reads_the_same_nodes) &&
+    OtherProcess::declare("wide", finds_far_siblings) && OtherProcess::declare("scratch", builds_a_scratch_tree) &&
+    OtherProcess::declare("reads", reads_the_same_nodes) &&
     OtherProcess::declare("later", follows_no_block_added_later) && OtherProcess::declare("last", holds_it_last);
 
 TEST_F(TreeTest, AnotherProcessReadsTheSameNodes) {
@@ -104,6 +144,35 @@ TEST_F(TreeTest, NodesOfBlocksAddedLaterAreNotFollowed) {
   other.signal();
   ASSERT_TRUE(other.wait());
   ASSERT_EQ(0u, add("later.def", "later cmn.4 INTEGER read-only CONF-ACS\nbelow sysDescr.1 NULL read-only CONF-ACS\n"));
+  other.signal();
+  EXPECT_EQ(0, other.result());
+}
+
+// The children of a wide node are found through the index while it knows them all, and by walking else.
+TEST_F(TreeTest, ManySiblingsAreFoundThroughTheirIndex) {
+  load_small_tree();
+  ASSERT_EQ(nullptr, current_siblings().index);
+  ASSERT_EQ(0u, add("wide.def", wide_children(0, 1000)));
+  ASSERT_EQ(356u, add("fault.def", wide_children(1000, 1100) + "a nobody.1" + test::leaf));
+  ASSERT_EQ(0u, add("wider.def", wide_children(1000, wide)));
+  SiblingIndex& index = *current_siblings().index;
+  EXPECT_EQ(directory()->newest, index.newest);
+  const Ref known = index.newest.exchange(1);
+  EXPECT_EQ(wide, children_found()) << "by walking";
+  clear_child_cache();
+  index.newest = known;
+  const uint32_t slots = std::exchange(index.slots, 1);  // none of the far ones is at hand
+  EXPECT_EQ(int{near_siblings} - 1, children_found()) << "cmn is the first of them";
+  index.slots = slots;
+  EXPECT_EQ(wide, children_found());
+
+  OtherProcess other("wide");
+  other.signal();
+  ASSERT_TRUE(other.wait());
+  ASSERT_EQ(0u, add("later.def", "later obj.99" + test::leaf + wide_children(wide, wide + 100)));
+  EXPECT_EQ(0u, entry_result("obj.later"));
+  other.signal();
+  ASSERT_TRUE(other.wait());
   other.signal();
   EXPECT_EQ(0, other.result());
 }
