@@ -32,6 +32,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/oxbaseConfigVersion.cmake C
 install(FILES ${CMAKE_BINARY_DIR}/oxbaseConfig.cmake ${CMAKE_BINARY_DIR}/oxbaseConfigVersion.cmake
         DESTINATION ${package_dir})
 
-if(NOT WIN32)
+if(WIN32)
+  install(FILES scripts/make-installation.cmd DESTINATION ${CMAKE_INSTALL_BINDIR})
+else()
   install(PROGRAMS scripts/make-installation DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()

@@ -13,6 +13,7 @@
 #include "common/installed_page.h"
 #include "common/memory.h"
 #include "common/paths.h"
+#include "common/pointer_result.h"
 #include "common/trace.h"
 #include "platform/environment.h"
 #include "platform/file.h"
@@ -157,7 +158,15 @@ OX_RESULT OX_CALL oxfDestroyFileList(oxfFileList* list) {
 }
 
 // Steps along a list: untraced, like every plain accessor of a loop.
-oxfFileList* OX_CALL oxfGetFileNext(const oxfFileList* file) { return file != nullptr ? file->next : nullptr; }
-oxfFileList* OX_CALL oxfGetFilePrev(const oxfFileList* file) { return file != nullptr ? file->prev : nullptr; }
-const char* OX_CALL oxfGetFileName(const oxfFileList* file) { return file != nullptr ? file->path : nullptr; }
-uint32_t OX_CALL oxfGetFileAttrib(const oxfFileList* file) { return file != nullptr ? file->kind : 0; }
+oxfFileList* OX_CALL oxfGetFileNext(const oxfFileList* file) {
+  return ox::traced_read("oxfGetFileNext", file, [](const oxfFileList& it) { return it.next; });
+}
+oxfFileList* OX_CALL oxfGetFilePrev(const oxfFileList* file) {
+  return ox::traced_read("oxfGetFilePrev", file, [](const oxfFileList& it) { return it.prev; });
+}
+const char* OX_CALL oxfGetFileName(const oxfFileList* file) {
+  return ox::traced_read("oxfGetFileName", file, [](const oxfFileList& it) { return it.path; });
+}
+uint32_t OX_CALL oxfGetFileAttrib(const oxfFileList* file) {
+  return ox::traced_read("oxfGetFileAttrib", file, [](const oxfFileList& it) { return it.kind; });
+}

@@ -59,5 +59,6 @@ OX_RESULT write_list(const char* name) {
 }  // namespace ox::memory
 
 OX_RESULT OX_CALL oxcMemDebugListOut(const char* fileName) {
-  return ox::guarded([&] { return ox::memory::write_list(fileName); });
+  OX_ENTRY("oxcMemDebugListOut", ":%s", ox::trace::text(fileName));
+  return ox::traced("oxcMemDebugListOut", [&] { return ox::memory::write_list(fileName); });
 }

@@ -1,5 +1,6 @@
 // Intrusive doubly linked lists, held by one head pointer. The head's prev is the last node, so that both ends are
 // found in one step; the last node's next is null.
+// They stay untraced: the trace itself and every list of the library are made of them.
 #include <cstdlib>
 
 #include <oxbase/oxc.h>

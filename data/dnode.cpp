@@ -133,8 +133,12 @@ dnode* OX_CALL oxdCopy(const dnode* node) {
   return traced_pointer("oxdCopy", [&] { return node != nullptr ? copy_node(*node).release() : nullptr; });
 }
 
-dnode* OX_CALL oxdNext(const dnode* node) { return node != nullptr ? node->next : nullptr; }
-dnode* OX_CALL oxdPrev(const dnode* node) { return node != nullptr ? node->prev : nullptr; }
+dnode* OX_CALL oxdNext(const dnode* node) {
+  return traced_read("oxdNext", node, [](const dnode& it) { return it.next; });
+}
+dnode* OX_CALL oxdPrev(const dnode* node) {
+  return traced_read("oxdPrev", node, [](const dnode& it) { return it.prev; });
+}
 
 OX_RESULT OX_CALL oxdSetAllData(dnode** list, const char* compType, const char* compName, const char* amibName,
                                 uint32_t reqTime, uint32_t rspTime, uint32_t errCode, uint32_t valueType,

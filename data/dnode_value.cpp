@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "common/bytes.h"
+#include "common/pointer_result.h"
 #include "common/trace.h"
 #include "data/dnode_fields.h"
 #include "data/value_types.h"
@@ -154,15 +155,22 @@ OX_RESULT OX_CALL oxdGetValue(const dnode* node, uint32_t* type, uint32_t* size,
 }
 
 int32_t OX_CALL oxdGetValueType(const dnode* node) {
-  return node != nullptr && node->has(bit::value) ? static_cast<int32_t>(node->value.type) : -1;
+  OX_ENTRY("oxdGetValueType", ":%x", trace::word(node));
+  return traced_number("oxdGetValueType",
+                       node != nullptr && node->has(bit::value) ? static_cast<int32_t>(node->value.type) : -1);
 }
 
 int32_t OX_CALL oxdGetValueSize(const dnode* node) {
-  return node != nullptr && node->has(bit::value) ? static_cast<int32_t>(node->value.size) : -1;
+  OX_ENTRY("oxdGetValueSize", ":%x", trace::word(node));
+  return traced_number("oxdGetValueSize",
+                       node != nullptr && node->has(bit::value) ? static_cast<int32_t>(node->value.size) : -1);
 }
 
 const void* OX_CALL oxdGetValueValue(const dnode* node) {
-  return node != nullptr && node->has(bit::value) ? node->value.bytes : nullptr;
+  OX_ENTRY("oxdGetValueValue", ":%x", trace::word(node));
+  return traced_pointer("oxdGetValueValue", [&]() -> const void* {
+    return node != nullptr && node->has(bit::value) ? node->value.bytes : nullptr;
+  });
 }
 
 OX_RESULT OX_CALL oxdGetValueByLong(const dnode* node, int32_t* value) {

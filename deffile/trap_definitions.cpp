@@ -126,7 +126,9 @@ OX_RESULT OX_CALL oxcTrAddConfList(oxcTrConf* list, oxcTrTag* tag) {
   return result;
 }
 
-const oxcTrTag* OX_CALL oxcTrFirstTag(const oxcTrConf* list) { return list != nullptr ? list->first() : nullptr; }
+const oxcTrTag* OX_CALL oxcTrFirstTag(const oxcTrConf* list) {
+  return traced_read("oxcTrFirstTag", list, [](const oxcTrConf& it) { return it.first(); });
+}
 
 OX_RESULT OX_CALL oxcTrSearchTagConfList(const oxcTrConf* list, const char* enterprise, uint32_t genericCode,
                                          uint32_t specificCode, const oxcTrTag** tag) {

@@ -295,18 +295,37 @@ OX_RESULT OX_CALL oxfReltFree(oxfRelt* list) {
 
 // ---- Fields ----
 
-oxfType* OX_CALL oxfTypeNext(const oxfType* type) { return type != nullptr ? type->next : nullptr; }
-const char* OX_CALL oxfTypeName(const oxfType* type) { return type != nullptr ? type->name : nullptr; }
-uint32_t OX_CALL oxfTypeIsBuiltIn(const oxfType* type) { return type != nullptr ? type->built_in : 0; }
-uint32_t OX_CALL oxfTypeAliasCount(const oxfType* type) { return type != nullptr ? type->alias_count : 0; }
+oxfType* OX_CALL oxfTypeNext(const oxfType* type) {
+  return traced_read("oxfTypeNext", type, [](const oxfType& it) { return it.next; });
+}
+const char* OX_CALL oxfTypeName(const oxfType* type) {
+  return traced_read("oxfTypeName", type, [](const oxfType& it) { return it.name; });
+}
+uint32_t OX_CALL oxfTypeIsBuiltIn(const oxfType* type) {
+  return traced_read("oxfTypeIsBuiltIn", type, [](const oxfType& it) { return it.built_in; });
+}
+uint32_t OX_CALL oxfTypeAliasCount(const oxfType* type) {
+  return traced_read("oxfTypeAliasCount", type, [](const oxfType& it) { return it.alias_count; });
+}
 const char* OX_CALL oxfTypeAlias(const oxfType* type, uint32_t at) {
-  return type != nullptr && at < type->alias_count ? type->aliases[at] : nullptr;
+  OX_ENTRY("oxfTypeAlias", ":%x:%u", trace::word(type), at);
+  return traced_pointer("oxfTypeAlias", [&]() -> const char* {
+    return type != nullptr && at < type->alias_count ? type->aliases[at] : nullptr;
+  });
 }
 
-oxfRelt* OX_CALL oxfReltNext(const oxfRelt* relation) { return relation != nullptr ? relation->next : nullptr; }
-const char* OX_CALL oxfReltName(const oxfRelt* relation) { return relation != nullptr ? relation->name : nullptr; }
-oxfType* OX_CALL oxfReltSource(const oxfRelt* relation) { return relation != nullptr ? relation->source : nullptr; }
-oxfType* OX_CALL oxfReltDestination(const oxfRelt* relation) {
-  return relation != nullptr ? relation->destination : nullptr;
+oxfRelt* OX_CALL oxfReltNext(const oxfRelt* relation) {
+  return traced_read("oxfReltNext", relation, [](const oxfRelt& it) { return it.next; });
 }
-uint32_t OX_CALL oxfReltClass(const oxfRelt* relation) { return relation != nullptr ? relation->relation_class : 0; }
+const char* OX_CALL oxfReltName(const oxfRelt* relation) {
+  return traced_read("oxfReltName", relation, [](const oxfRelt& it) { return it.name; });
+}
+oxfType* OX_CALL oxfReltSource(const oxfRelt* relation) {
+  return traced_read("oxfReltSource", relation, [](const oxfRelt& it) { return it.source; });
+}
+oxfType* OX_CALL oxfReltDestination(const oxfRelt* relation) {
+  return traced_read("oxfReltDestination", relation, [](const oxfRelt& it) { return it.destination; });
+}
+uint32_t OX_CALL oxfReltClass(const oxfRelt* relation) {
+  return traced_read("oxfReltClass", relation, [](const oxfRelt& it) { return it.relation_class; });
+}

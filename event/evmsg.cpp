@@ -122,9 +122,15 @@ OX_RESULT OX_CALL oxeEvmsgFree(evmsg* list) {
   });
 }
 
-evmsg* OX_CALL oxeEvmsgNext(const evmsg* event) { return event != nullptr ? event->next : nullptr; }
-evmsg* OX_CALL oxeEvmsgPrev(const evmsg* event) { return event != nullptr ? event->prev : nullptr; }
+evmsg* OX_CALL oxeEvmsgNext(const evmsg* event) {
+  return traced_read("oxeEvmsgNext", event, [](const evmsg& it) { return it.next; });
+}
+evmsg* OX_CALL oxeEvmsgPrev(const evmsg* event) {
+  return traced_read("oxeEvmsgPrev", event, [](const evmsg& it) { return it.prev; });
+}
 
 int OX_CALL oxeEvmsgTimeCmp(const void* a, const void* b) {
-  return static_cast<std::int32_t>(time_of(a) - time_of(b));  // the wrap at 2^31 seconds is the comparison's own
+  OX_ENTRY("oxeEvmsgTimeCmp", ":%x:%x", trace::word(a), trace::word(b));
+  // The wrap at 2^31 seconds is the comparison's own.
+  return traced_number("oxeEvmsgTimeCmp", static_cast<std::int32_t>(time_of(a) - time_of(b)));
 }

@@ -12,7 +12,10 @@ bool attach() noexcept {
   using namespace ox::platform;
   if (!attach_thread_slot()) return false;
   if (on_process_attach()) {
-    if (attach_icmp()) return true;
+    if (attach_icmp()) {
+      on_thread_attach();
+      return true;
+    }
     on_process_detach();
   }
   release_thread_slots();
@@ -33,6 +36,9 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE /*module*/, DWORD reason, void* process
   switch (reason) {
     case DLL_PROCESS_ATTACH:
       return attach() ? TRUE : FALSE;
+    case DLL_THREAD_ATTACH:
+      ox::platform::on_thread_attach();
+      break;
     case DLL_THREAD_DETACH:
       ox::platform::detach_thread_slot();
       break;
@@ -40,7 +46,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE /*module*/, DWORD reason, void* process
       // At the end of the process other threads are gone, perhaps with a lock held: everything is left to the system.
       if (process_ends == nullptr) detach();
       break;
-    default:  // a thread that attaches gets its state on first use, as do those that were there before
+    default:
       break;
   }
   return TRUE;

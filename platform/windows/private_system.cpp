@@ -2,27 +2,34 @@
 
 #include <windows.h>
 
-#include <string_view>
+#include <cstdint>
+#include <cstdio>
+#include <utility>
 
 namespace ox::platform {
 namespace {
 
 struct System {
   std::string folder;
-  std::string tag;  // at most 64 letters, digits, "." and "-", others as "_": the end of the path tells most
+  std::string tag;
 };
+
+// Absolute, with backslashes and in small letters: what names the same folder is the same text.
+std::string one_form(const std::string& folder) {
+  std::string path(::GetFullPathNameA(folder.c_str(), 0, nullptr, nullptr), '\0');
+  path.resize(::GetFullPathNameA(folder.c_str(), static_cast<DWORD>(path.size()), path.data(), nullptr));
+  while (path.ends_with('\\')) path.pop_back();
+  (void)::CharLowerBuffA(path.data(), static_cast<DWORD>(path.size()));
+  return path;
+}
 
 System find_system() {
   System system;
-  char value[MAX_PATH];
-  const DWORD size = ::GetEnvironmentVariableA("OXBASE_SYSTEM", value, sizeof value);
-  if (size == 0 || size >= sizeof value) return system;
-  system.folder.assign(value, size);
-  constexpr std::string_view kept = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789.-";
-  system.tag = system.folder.substr(size > 64 ? size - 64 : 0);
-  for (char& c : system.tag) {
-    if (kept.find(c) == std::string_view::npos) c = '_';
-  }
+  std::string value(::GetEnvironmentVariableA("OXBASE_SYSTEM", nullptr, 0), '\0');
+  value.resize(::GetEnvironmentVariableA("OXBASE_SYSTEM", value.data(), static_cast<DWORD>(value.size())));
+  if (value.empty()) return system;
+  system.tag = tag_of_system(value);
+  system.folder = std::move(value);
   return system;
 }
 
@@ -32,6 +39,22 @@ const System& current() {
 }
 
 }  // namespace
+
+std::string tag_of_system(const std::string& folder) {
+  const std::string path = one_form(folder);
+  std::uint64_t hash = 0xCBF29CE484222325u;  // FNV-1a
+  for (const unsigned char c : path) hash = (hash ^ c) * 0x100000001B3u;
+  constexpr std::size_t shown = 40;
+  std::string tag = path.substr(path.size() > shown ? path.size() - shown : 0);
+  for (char& c : tag) {
+    const bool kept = (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '.' || c == '-';
+    if (!kept) c = '_';
+  }
+  char number[18];
+  (void)std::snprintf(number, sizeof number, ".%08x%08x", static_cast<unsigned>(hash >> 32),
+                      static_cast<unsigned>(hash));
+  return tag + number;
+}
 
 const std::string& private_system() { return current().folder; }
 

@@ -31,11 +31,31 @@ clang --target=i686-pc-windows-msvc -isystem /usr/share/mingw-w64/include -I "$s
 i686-w64-mingw32-dlltool -d "$scratch/tree/lib/oxbase.def" -l "$scratch/oxbase.lib"
 i686-w64-mingw32-gcc-posix "$scratch/app.obj" "$scratch/oxbase.lib" -o "$scratch/tree/bin/by-list.exe"
 
-# The installation of the machine's own system: no other test uses it.
-mkdir -p "$scratch/work/tmp"
-share=$(find "$scratch/tree/share" -type d -name LIB)
-"$4" reg add "$key" /v HomeDir /d "Z:$(dirname "$share" | tr / '\\')" /f >/dev/null
-"$4" reg add "$key" /v WorkDir /d "Z:$(echo "$scratch/work" | tr / '\\')" /f >/dev/null
+# The installation of the machine's own system: no other test uses it. A blank in its path is a blank; what is there is
+# kept, also by a second call.
+unset OXBASE_SYSTEM
+make_installation() {
+  "$4" cmd /c "Z:$(echo "$scratch/tree/bin/make-installation.cmd" | tr / '\\')" --code-page 932 --group Users \
+    "Z:$(echo "$scratch/an installation" | tr / '\\')" | tr -d '\r' >"$scratch/made"
+}
+mkdir -p "$scratch/an installation/work/conf"
+echo '# mine' >"$scratch/an installation/work/conf/oxmgrd.cf"
+make_installation "$@"
+grep -q "^make-installation: the installation is in Z:.*an installation$" "$scratch/made" || { cat "$scratch/made" >&2; exit 1; }
+make_installation "$@"
+grep -q 'the settings in .* are kept' "$scratch/made"
+[ "$(cat "$scratch/an installation/work/conf/oxmgrd.cf")" = '# mine' ]
+for part in LIB public conf; do
+  find "$scratch/tree/share" -type d -name "$part" -exec sh -c 'cd "$1" && find . -type f' - {} \;
+done | sort >"$scratch/shipped"
+for place in home/LIB work/public work/conf; do (cd "$scratch/an installation/$place" && find . -type f); done | sort >"$scratch/laid"
+diff "$scratch/shipped" "$scratch/laid"
+[ -f "$scratch/an installation/home/rules/threshold.exe" ]
+"$4" reg query "$key" | tr -d '\r' >"$scratch/settings"
+for setting in 'HomeDir.*installation\\home' 'WorkDir.*installation\\work' 'CodePage.*0x3a4' 'LocalGroup.*Users' 'InitRetryCnt.*0xa'; do
+  grep -q "$setting" "$scratch/settings" || { echo "no $setting in the settings" >&2; exit 1; }
+done
+! "$4" cmd /c "Z:$(echo "$scratch/tree/bin/make-installation.cmd" | tr / '\\')" --code-page 1 "Z:\\nowhere" 2>/dev/null
 for app in by-pkg-config by-cmake by-list; do
   "$4" "$scratch/tree/bin/$app.exe"
 done
