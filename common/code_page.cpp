@@ -62,6 +62,19 @@ std::size_t CodePage::fitting(std::string_view text, std::size_t room) const noe
   return end;
 }
 
+// In code pages of two bytes those below 0x40 are never a second one.
+std::size_t CodePage::first_whole(std::string_view rest) const noexcept {
+  const bool has_pairs = std::find(lead_.begin(), lead_.end(), true) != lead_.end();
+  const auto may_belong_to_one_before = [&](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return number_ == platform::utf8 ? (byte & 0xC0) == 0x80 : has_pairs && byte >= 0x40;
+  };
+  const auto first = std::find_if_not(rest.begin(), rest.end(), may_belong_to_one_before);
+  const auto at = static_cast<std::size_t>(first - rest.begin());
+  // Of UTF-8 more than three such bytes are no character's.
+  return at == rest.size() || (number_ == platform::utf8 && at > 3) ? 0 : at;
+}
+
 int CodePage::compare_no_case(std::string_view a, std::string_view b) const noexcept {
   while (!a.empty() && !b.empty()) {
     const unsigned of_a = size(a);

@@ -31,6 +31,9 @@ class CodePage {
   // How much of a text fits into so many bytes: whole characters.
   [[nodiscard]] std::size_t fitting(std::string_view text, std::size_t room) const noexcept;
 
+  // Where the first character begins that is whole for certain, in a text that was cut off in front.
+  [[nodiscard]] std::size_t first_whole(std::string_view rest) const noexcept;
+
   // Ordered as bytes, after ASCII letters have been folded: below, at or above 0.
   [[nodiscard]] int compare_no_case(std::string_view a, std::string_view b) const noexcept;
 

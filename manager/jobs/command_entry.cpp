@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
-#include <string_view>
 
 #include <oxbase/oxc.h>
 
+#include "common/code_page.h"
 #include "manager/base/paths.h"
 
 namespace ox::manager {
@@ -121,6 +121,11 @@ std::string find_command(const std::string& command, const std::string& folders,
   }
   why = command + " is no program of " + all + "; next: put it there, or name its folder in CommandPath of oxmgrd.cf";
   return {};
+}
+
+std::string whole_output(std::string_view kept) {
+  static const CodePage page(oxcGetCodePage());
+  return std::string(kept.size() < kept_output ? kept : kept.substr(page.first_whole(kept)));
 }
 
 OX_RESULT command_order(const std::string& program, const std::string& argument, std::vector<std::string> variables,

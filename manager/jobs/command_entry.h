@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "manager/base/attributes.h"
@@ -45,6 +46,8 @@ struct CommandEntry {
 // The file of a program, which must stand in one of the folders; `why` says why it is none that may be run, and what to
 // do. "oxset.exe" is "oxset", too, and the other way round.
 [[nodiscard]] std::string find_command(const std::string& command, const std::string& folders, std::string& why);
+// What a program has printed, of which the beginning may have been dropped in the middle of a character.
+[[nodiscard]] std::string whole_output(std::string_view kept);
 // What is started: without a shell, without input, in the work folder. The words of the argument are the library's
 // tokens, where a system has no way of its own to take them apart. The errors of oxcToken.
 [[nodiscard]] OX_RESULT command_order(const std::string& program, const std::string& argument,

@@ -314,7 +314,7 @@ void Commands::ended(std::uint64_t key, const Programs::End& end) {
   Run& run = node.mapped().run;
   run.end = static_cast<std::uint64_t>(with_.scheduler.clock().wall());
   run.status = static_cast<std::uint32_t>(end.status);
-  run.output = end.output;
+  run.output = whole_output(end.output);
   run.what = run.start > std::uint64_t{run.due} * 1000 + still_in_time ? RunFate::late : RunFate::ran;
   if (end.killed) {
     run.what = RunFate::killed;

@@ -51,6 +51,12 @@ TEST(CodePage, CutsBetweenCharacters) {
   for (std::size_t room = 0; room < 8; ++room) EXPECT_EQ(utf8_ends[room], utf8.fitting("a表é", room)) << room;
   for (std::size_t room = 0; room < 7; ++room)
     EXPECT_EQ(japanese_ends[room], japanese.fitting("a\x95\x5C\x83\x5C", room));
+  // Cut off in front: what may be the rest of a character is passed over.
+  const std::tuple<uint32_t, const char*, std::size_t> rests[] = {
+      {65001, "\xA1\xA8x", 2}, {65001, "表", 0},           {65001, "\xA8\xA8\xA8\xA8x", 0},
+      {65001, "\xA8", 0},      {932, "\x5C\x95\x5C 1", 3}, {932, "1\x95\x5C", 0},
+      {932, "\x95\x5C", 0},    {1252, "\xE9x", 0}};
+  for (const auto& [number, rest, first] : rests) EXPECT_EQ(first, CodePage(number).first_whole(rest)) << rest;
 }
 
 TEST(CodePage, CaseIsOfLettersAndNotOfSecondBytes) {

@@ -1,6 +1,7 @@
 // Collected values as clients get them: binaries, streams, copies, windows, the ledger, and rounds that they append.
 #include "manager/base/attributes.h"
 #include "manager/components/stored_value.h"
+#include "manager/storage/connection.h"
 #include "tests/manager/event_fixture.h"
 #include "tests/support/system_root.h"
 
@@ -148,6 +149,36 @@ TEST_F(CollectedValuesTest, LedgerAndBooks) {
       "0; logEnt:l 11.14.21.1.0 = 32; logEnt:l 11.14.21.2.0 = 7; logEnt:l 11.14.21.3.0 = 25; "
       "logEnt:l 11.14.21.4.0 = 0; logEnt:l 11.14.21.5.0 = 0",
       ask("get logEnt:l 11.14.21"));
+}
+
+// The database is set aside and what can be read of it laid into a new one while a stream is half read: the stream has
+// what is left, and does not end as if that were all.
+TEST_F(CollectedValuesTest, StreamTellsWhatDamageTakesUnderIt) {
+  const EntryId id = manager_->series.make("d1", "");
+  const std::vector<std::int64_t> values(100, 1);
+  for (std::uint32_t n = 0; n < 300; ++n) round(id, 60 * (n + 1), n, values);
+  manager_->series.close(id);
+  turn();
+  (void)watch("dataEnt:d1", "11.15.15.0", 7);
+  ASSERT_EQ(0u, ask(Message{.type = 5, .reference = 0xFFFFFFFF}).error);
+  {
+    Connection connection;
+    ASSERT_EQ(Outcome::done, connection.open(test::work_dir() + "/data/collected.db", Durability::process));
+    ASSERT_EQ(Outcome::done, connection.run("UPDATE blocks SET sum = 0 WHERE id & 0xFFFFFF = 1 AND id >> 24 <> 7"));
+  }
+  damage_is_meant_ = true;
+  manager_->collected_file.renew();
+  loop_.restart();
+  while (manager_->collected_file.is_renewing() && loop_.run_one() != 0) {
+  }
+  std::string told;
+  for (int fetched = 0; fetched < 1000 && told.empty(); ++fetched) {
+    const Reply reply = ask(Message{.type = 5, .reference = 0xFFFFFFFF});
+    turn();
+    if (reply.report && reply.error != 0 && reply.error != OX_ENODES) told = std::to_string(reply.error);
+  }
+  EXPECT_EQ(std::to_string(OX_ERUNTIME), told);
+  EXPECT_NE(0u, manager_->series.counts(id).lost);
 }
 
 TEST_F(CollectedValuesTest, StreamHasTheHeaderFirstAndEndsWithItsEntry) {
