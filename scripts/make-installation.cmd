@@ -12,6 +12,7 @@ set "root="
 set "share="
 set "group="
 set "page="
+set "broken="
 
 :arguments
 if "%~1"=="" goto checked
@@ -61,26 +62,34 @@ rem The library is a program of 32 bits: on a system of 64 it sees the settings 
 set "reg=%SystemRoot%\SysWOW64\reg.exe"
 if not exist "%reg%" set "reg=reg.exe"
 
-for %%f in (home home\rules work work\tmp work\data) do (
-  if not exist "%root%\%%f\" mkdir "%root%\%%f" || goto failed
-)
-call :copy "%share%\LIB" "%root%\home\LIB" || goto failed
-call :copy "%share%\public" "%root%\work\public" || goto failed
-call :copy "%share%\conf" "%root%\work\conf" || goto failed
+for %%f in (home home\rules work work\tmp work\data) do call :folder "%root%\%%f"
+if not exist "%root%\work\data\" goto failed
+call :copy "%share%\LIB" "%root%\home\LIB"
+call :copy "%share%\public" "%root%\work\public"
+call :copy "%share%\conf" "%root%\work\conf"
 for %%i in ("%~dp0..\libexec\oxbase\rules") do set "rules=%%~fi"
-if exist "%rules%\" call :copy "%rules%" "%root%\home\rules" || goto failed
+if exist "%rules%\" call :copy "%rules%" "%root%\home\rules"
+if defined broken goto failed
 
-"%reg%" query "%key%" /v HomeDir >nul 2>nul && (
+"%reg%" query "%key%" /v HomeDir >nul 2>nul
+if not errorlevel 1 (
   echo make-installation: the settings in %key% are kept
   if defined page echo make-installation: the code page is kept: what is stored would not be converted
   goto rights
 )
-"%reg%" add "%key%" /v HomeDir /d "%root%\home" /f >nul || goto failed
-"%reg%" add "%key%" /v WorkDir /d "%root%\work" /f >nul || goto failed
-"%reg%" add "%key%" /v InitRetryCnt /t REG_DWORD /d 10 /f >nul || goto failed
-"%reg%" add "%key%" /v Authentication /d OFF /f >nul || goto failed
-if defined group "%reg%" add "%key%" /v LocalGroup /d "%group%" /f >nul || goto failed
-if defined page "%reg%" add "%key%" /v CodePage /t REG_DWORD /d %page% /f >nul || goto failed
+rem HomeDir comes last: settings that are not complete are made once more.
+"%reg%" add "%key%" /v WorkDir /d "%root%\work" /f >nul
+if errorlevel 1 goto failed
+"%reg%" add "%key%" /v InitRetryCnt /t REG_DWORD /d 10 /f >nul
+if errorlevel 1 goto failed
+"%reg%" add "%key%" /v Authentication /d OFF /f >nul
+if errorlevel 1 goto failed
+if defined group "%reg%" add "%key%" /v LocalGroup /d "%group%" /f >nul
+if errorlevel 1 goto failed
+if defined page "%reg%" add "%key%" /v CodePage /t REG_DWORD /d %page% /f >nul
+if errorlevel 1 goto failed
+"%reg%" add "%key%" /v HomeDir /d "%root%\home" /f >nul
+if errorlevel 1 goto failed
 
 :rights
 rem The system's account and the administrators change everything; users read all but the data, and write into tmp.
@@ -88,9 +97,12 @@ if not exist "%SystemRoot%\system32\icacls.exe" (
   echo make-installation: this system has no icacls: let users only read "%root%", write "%root%\work\tmp", and not read "%root%\work\data"
   goto done
 )
-icacls "%root%" /inheritance:r /grant:r *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F *S-1-5-32-545:(OI)(CI)RX >nul || goto failed
-icacls "%root%\work\data" /inheritance:r /grant:r *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F >nul || goto failed
-icacls "%root%\work\tmp" /grant:r *S-1-5-32-545:(OI)(CI)M >nul || goto failed
+icacls "%root%" /inheritance:r /grant:r *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F *S-1-5-32-545:(OI)(CI)RX >nul
+if errorlevel 1 goto failed
+icacls "%root%\work\data" /inheritance:r /grant:r *S-1-5-18:(OI)(CI)F *S-1-5-32-544:(OI)(CI)F >nul
+if errorlevel 1 goto failed
+icacls "%root%\work\tmp" /grant:r *S-1-5-32-545:(OI)(CI)M >nul
+if errorlevel 1 goto failed
 :done
 echo make-installation: the installation is in %root%
 exit /b 0
@@ -101,7 +113,17 @@ exit /b 1
 
 rem A folder with all that is in it, without what is there already.
 :copy
-if not exist "%~2\" mkdir "%~2" || exit /b 1
-for %%f in ("%~1\*") do if not exist "%~2\%%~nxf" copy "%%f" "%~2\" >nul || exit /b 1
-for /D %%d in ("%~1\*") do call :copy "%%d" "%~2\%%~nxd" || exit /b 1
+call :folder "%~2"
+for /f "delims=" %%f in ('dir /b /a-d "%~1" 2^>nul') do call :file "%~1\%%f" "%~2\%%f"
+for /f "delims=" %%d in ('dir /b /ad "%~1" 2^>nul') do call :copy "%~1\%%d" "%~2\%%d"
 exit /b 0
+
+:folder
+if not exist "%~1\" mkdir "%~1"
+exit /b 0
+
+:file
+if not exist "%~2" copy "%~1" "%~2" >nul
+if exist "%~2" exit /b 0
+set "broken=1"
+exit /b 1
