@@ -54,6 +54,13 @@ bool BlockIndex::reserve() noexcept {
 }
 
 bool BlockIndex::add(const Record& record) noexcept {
+  if (slots_ != nullptr) {
+    if (Record* const slot = slot_of(record.block); slot->block != nullptr) {  // its own, from before
+      if (!is_live(*slot)) ++live_;
+      *slot = record;
+      return true;
+    }
+  }
   if (!reserve()) return false;
   put(record);
   return true;

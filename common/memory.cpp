@@ -165,11 +165,13 @@ void report_unknown(const void* block) noexcept {
   __builtin_prefetch(block, 1);
   __builtin_prefetch(static_cast<char*>(block) + 64, 1);
   if (Record* record = state.blocks.find(block)) {
+    const std::size_t size = std::size_t{record->size} + spare;
     untrack(record);
+    platform::heap_free(block, size);
   } else {
     report_unknown(block);
+    platform::heap_free(block);
   }
-  platform::heap_free(block);
   state.live.add(UINT32_MAX);
 }
 

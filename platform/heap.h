@@ -11,5 +11,7 @@ namespace ox::platform {
 // Bytes that the block really has, at least those asked for.
 [[nodiscard]] std::size_t heap_size(void* block) noexcept;
 void heap_free(void* block) noexcept;
+// Of a block for which so many bytes were asked.
+void heap_free(void* block, std::size_t size) noexcept;
 
 }  // namespace ox::platform

@@ -26,6 +26,7 @@ namespace ox::platform {
 void* heap_allocate(std::size_t size) noexcept { return std::malloc(size); }
 void* heap_allocate_zeroed(std::size_t size) noexcept { return std::calloc(1, size); }
 void heap_free(void* block) noexcept { std::free(block); }
+void heap_free(void* block, std::size_t) noexcept { std::free(block); }
 
 #else
 
@@ -87,9 +88,12 @@ void put(Shelf& shelf, Kept* block) noexcept {
   ++shelf.count;
 }
 
+// That a block must be of to hold so many bytes.
+constexpr std::size_t kind_for(std::size_t size) noexcept { return size > 24 ? (size + 7) / 16 : 1; }
+
 // Null when none is kept.
 void* kept_block(std::size_t size) noexcept {
-  const std::size_t kind = size > 24 ? (size + 7) / 16 : 1;
+  const std::size_t kind = kind_for(size);
   if (kind >= kinds) return nullptr;
   Shelf& shelf = shelves.of[kind];
   Kept* const block = shelf.first;
@@ -119,9 +123,7 @@ void* heap_allocate_zeroed(std::size_t size) noexcept {
   put(shelf, block);
 }
 
-void heap_free(void* block) noexcept {
-  if (block == nullptr) return;
-  const std::size_t kind = (malloc_usable_size(block) - 8) / 16;
+[[gnu::always_inline]] static inline void free_of_kind(void* block, std::size_t kind) noexcept {
   if (kind - 1 >= kinds - 1) return std::free(block);
   Shelf& shelf = shelves.of[kind];
   auto* const kept = static_cast<Kept*>(block);
@@ -129,6 +131,12 @@ void heap_free(void* block) noexcept {
     return free_with_care(shelf, kept);
   put(shelf, kept);
 }
+
+void heap_free(void* block) noexcept {
+  if (block != nullptr) free_of_kind(block, (malloc_usable_size(block) - 8) / 16);
+}
+
+void heap_free(void* block, std::size_t size) noexcept { free_of_kind(block, kind_for(size)); }
 
 #endif
 
