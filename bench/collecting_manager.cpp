@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 using namespace ox::manager;
 
 [[noreturn]] void give_up(const std::string& what) {
-  std::fprintf(stderr, "collect_bench: %s\n", what.c_str());
+  std::fprintf(stderr, "collecting_manager: %s\n", what.c_str());
   std::_Exit(1);
 }
 
