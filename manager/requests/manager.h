@@ -99,6 +99,7 @@ struct Manager {
       collector.add_own_figures(question, found);
       add_client_figures(users, question.component, found);
       add_answer_figures(snmp.refused(), question.component, found);
+      add_event_log_figures(events.store().shares(), question.component, found);
     });
     figures.add(
         "logEnt",
