@@ -26,7 +26,7 @@ Store::Size StoreGrowth::with(const Change& change) const {
   const Bytes had = before(change);
   const Bytes has = after(change);
   size.count += (has ? 1 : 0) - (had ? 1 : 0);
-  size.bytes += has.value_or(0) - had.value_or(0);
+  size.bytes += std::uint64_t{has.value_or(0)} - had.value_or(0);
   return size;
 }
 
