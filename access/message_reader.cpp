@@ -1,8 +1,11 @@
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <string>
 
 #include <oxbase/oxc.h>
 
+#include "access/shown_data.h"
 #include "access/transport.h"
 #include "common/bytes.h"
 #include "common/error_codes.h"
@@ -57,6 +60,15 @@ void trace_received(const Message& message, std::span<const unsigned char> heade
            trace::text(message.destination_name));
   OX_TRACE(trace::messages, "================== Received ===================\n");
   if (trace::on(trace::dump)) (void)oxcMemDumpLog(header.data(), static_cast<std::uint32_t>(header.size()));
+}
+
+// Without memory for what may be shown, nothing is.
+void dump_answer(std::uint32_t command, std::span<const unsigned char> data) noexcept {
+  try {
+    const std::string shown = shown_answer(command, data);
+    (void)oxcMemDumpLog(shown.data(), static_cast<std::uint32_t>(shown.size()));
+  } catch (const std::bad_alloc&) {
+  }
 }
 
 }  // namespace
@@ -169,7 +181,7 @@ OX_RESULT MessageReader::receive_body(std::span<const unsigned char> bytes, Mess
     return OX_ENOMEM;
   }
   if (const OX_RESULT result = take_data(size, data)) return result;
-  if (size != 0 && trace::on(trace::dump)) (void)oxcMemDumpLog(data.get(), size);
+  if (size != 0 && trace::on(trace::dump)) dump_answer(received->command, {data.get(), size});
   OX_TRACE(trace::messages, "===============================================\n");
   received->data = data.release();
   message = std::move(received);

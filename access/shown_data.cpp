@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include <oxbase/oxb.h>
 
@@ -20,6 +21,40 @@ std::size_t list_of(std::uint32_t command, std::size_t size) noexcept {
   return command == command_set || command == command_asy_set ? std::min(before_set, size) : size;
 }
 
+// Of system:system; the first one's are in the older encoding.
+constexpr std::string_view message_attributes = "10.6.";
+constexpr std::string_view older_messages = "10.6.1.";
+
+constinit EventSecrets event_secrets = nullptr;
+
+// Requests and answers whose data are a list of events.
+bool sends_events(std::uint32_t command) noexcept {
+  return command == command_event_send || command == command_event_cancel ||
+         (command >= command_log_check && command <= command_log_modify);
+}
+bool answers_events(std::uint32_t command) noexcept {
+  return command == command_event_send || command == command_log_get || command == command_application_data;
+}
+
+// A copy of bytes, of which parts can be hidden.
+class Shown {
+ public:
+  explicit Shown(std::span<const unsigned char> bytes)
+      : bytes_(bytes), text_(reinterpret_cast<const char*>(bytes.data()), bytes.size()) {}
+
+  void hide(std::span<const unsigned char> part) {
+    std::fill_n(text_.begin() + (part.data() - bytes_.data()), part.size(), '*');
+  }
+  void hide_communities(std::span<const unsigned char> events) {
+    if (event_secrets != nullptr) event_secrets(events, [this](std::span<const unsigned char> part) { hide(part); });
+  }
+  [[nodiscard]] std::string take() { return std::move(text_); }
+
+ private:
+  std::span<const unsigned char> bytes_;
+  std::string text_;
+};
+
 bool is_secret(std::string_view path) {
   amib::Walk walk;
   const std::string text(path.substr(0, path.find('\0')));
@@ -30,14 +65,30 @@ bool is_secret(std::string_view path) {
 }  // namespace
 
 std::string shown_payload(std::uint32_t command, std::span<const unsigned char> payload) {
-  std::string shown(reinterpret_cast<const char*>(payload.data()), payload.size());
+  Shown shown(payload);
+  if (sends_events(command)) shown.hide_communities(payload);
   data::every_value(payload.subspan(list_of(command, payload.size())),
                     [&](std::string_view path, std::span<const unsigned char> value) {
-                      if (!is_secret(path)) return;
-                      const auto at = static_cast<std::size_t>(value.data() - payload.data());
-                      std::fill_n(shown.begin() + static_cast<std::ptrdiff_t>(at), value.size(), '*');
+                      if (is_secret(path)) shown.hide(value);
                     });
-  return shown;
+  return shown.take();
+}
+
+// A report of a message attribute has its event in a value.
+std::string shown_answer(std::uint32_t command, std::span<const unsigned char> data) {
+  Shown shown(data);
+  if (answers_events(command)) shown.hide_communities(data);
+  if (command != command_asy_get) return shown.take();
+  data::every_value(data, [&](std::string_view path, std::span<const unsigned char> value) {
+    if (path.starts_with(older_messages)) return shown.hide(value);
+    if (path.starts_with(message_attributes)) shown.hide_communities(value);
+  });
+  return shown.take();
+}
+
+bool know_event_secrets(EventSecrets find) noexcept {
+  event_secrets = find;
+  return true;
 }
 
 }  // namespace ox

@@ -13,6 +13,7 @@
 #include "common/text_result.h"
 #include "deffile/entry_lines.h"
 #include "platform/fork.h"
+#include "platform/unlinked_file.h"
 
 namespace ox {
 namespace {
@@ -67,8 +68,9 @@ std::uint32_t port_number() {
 std::string daemon_settings_path() { return work_path({"conf", "oxmgrd.cf"}); }
 
 std::string daemon_setting(std::string_view keyword) {
-  const std::string path = daemon_settings_path();
-  const OwnedFile file = open_definition_file(path.c_str());
+  platform::UnlinkedFile lies_there;
+  if (lies_there.open(daemon_settings_path()) != platform::error_none) return {};
+  const OwnedFile file = open_definition_file(lies_there.name().c_str());
   if (!file) return {};
   const auto lines = std::make_unique<EntryLines>();
   for (;;) {

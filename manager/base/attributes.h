@@ -131,6 +131,11 @@ inline const Oid manager_figures_path{10, 103};
 // What was not taken as an agent's answer: the numbers of "sysmib.oxAnswers", from 1.
 [[nodiscard]] inline Oid answer_figure_path(std::uint32_t number) { return {10, 105, number, 0}; }
 
+// What kinds of events have of the log: "sysmib.oxEventLog", a column from 1, the number of the kind from 1.
+[[nodiscard]] inline Oid event_log_figure_path(std::uint32_t column, std::uint32_t kind) {
+  return {10, 106, column, kind};
+}
+
 // What it finds wrong: the count and the texts of "sysmib.oxFaults", from 1.
 inline const Oid fault_count_path{10, 101, 1, 0};
 [[nodiscard]] inline Oid fault_text_path(std::uint32_t number) { return {10, 101, 2, number}; }

@@ -27,6 +27,13 @@ bool is_absent(const evmsg* event, NumberGetter get) {
   return get(event, &number) != OX_OK;
 }
 
+// The manager's own have one share.
+Origin origin_by_level(const evmsg* event, Origin origin) {
+  const std::uint32_t type = number_of(event, &oxeEvmsgGetEventType);
+  const bool is_severe = (type & OX_EVENT_LEVELLED) != 0 && (type & OX_EVENT_LEVEL) >= severe_level;
+  return is_severe && origin < own_origin ? severe(origin) : origin;
+}
+
 // For one more.
 template <class Element>
 void make_room(std::vector<Element>& list) {
@@ -92,7 +99,7 @@ void EventLog::complete(evmsg* event, const std::string& sender) {
 }
 
 // Either all of it happens or, when memory runs out, nothing but that a number is left out.
-EventRef EventLog::submit(EventPtr event, const std::string& sender, Done done, bool listed) {
+EventRef EventLog::submit(EventPtr event, const std::string& sender, Origin origin, Done done, bool listed) {
   do {
     ++given_;
   } while (!is_send_id(given_));
@@ -108,7 +115,8 @@ EventRef EventLog::submit(EventPtr event, const std::string& sender, Done done, 
   make_room(fresh_);
   make_room(safe_);
   schedule();
-  store_.put({made->sequence, static_cast<std::uint32_t>(std::time(nullptr)), listed, made->body});
+  origin = origin_by_level(event.get(), origin);
+  store_.put({made->sequence, static_cast<std::uint32_t>(std::time(nullptr)), listed, made->body, origin});
   fresh_.push_back(made);
   safe_.push_back(std::move(told));
   return made;
@@ -116,7 +124,7 @@ EventRef EventLog::submit(EventPtr event, const std::string& sender, Done done, 
 
 void EventLog::tell(std::uint32_t level, const std::string& summary, const std::string& detail, Done done) {
   if (!done) done = [](OX_RESULT, const Bytes&) {};
-  (void)submit(own_event(level, summary, detail), own_name, std::move(done));
+  (void)submit(own_event(level, summary, detail), own_name, own_origin, std::move(done));
 }
 
 std::optional<Sequence> EventLog::sequence_of(std::uint32_t send_id) const {
@@ -215,7 +223,7 @@ void EventLog::tidy(std::uint32_t now) {
 void EventLog::tidy_step() {
   if (store_.is_renewing()) return;
   const Pace::Step step(pace_);
-  excess_.unlisted_up_to = needed_from() - 1;
+  excess_.passed = needed_from() - 1;
   tidying_ = store_.tidy(excess_, step.until());
   tidying_ = store_.commit() && tidying_;
   readers_.tidied();

@@ -35,10 +35,11 @@ class EventLog {
     store_.renew([this](bool renewed) { go_on(renewed); });
   }
 
-  // Gives the event its number and what else the sender has left out, and logs it. `done` gets the completed event when
-  // it is safe, or 144. One that is not to be listed goes to the waits alone. Returns it as it is logged.
+  // Gives the event its number and what else the sender has left out, and logs it: on the share of whose it is, a
+  // severe one on the next. `done` gets the completed event when it is safe, or 144. One that is not to be listed goes
+  // to the waits alone. Returns it as it is logged.
   using Done = std::function<void(OX_RESULT, const Bytes&)>;
-  EventRef submit(EventPtr event, const std::string& sender, Done done, bool listed = true);
+  EventRef submit(EventPtr event, const std::string& sender, Origin origin, Done done, bool listed = true);
 
   // Logs an event of the manager about itself.
   void tell(std::uint32_t level, const std::string& summary, const std::string& detail, Done done = nullptr);

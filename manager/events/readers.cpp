@@ -165,6 +165,7 @@ EventReaders::Read EventReaders::read(EventReader& reader, Sequence limit, Event
   if (has_lost(reader, limit)) return Read::lost;
   while (EventRef found = next_after(reader)) {
     reader.place = found->sequence;
+    if (found->body.empty()) return Read::lost;
     if (!reader.wants(*found)) continue;
     event = std::move(found);
     return Read::event;

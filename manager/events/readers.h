@@ -70,7 +70,7 @@ class EventReaders {
   // What has been read ahead must not be delivered as it was.
   void replaced(const StoredEvent& event);
   void withdrawn(Sequence sequence);
-  // The store has dropped its oldest events.
+  // The store has erased events that were too old.
   void tidied();
   // All of them have read what comes up to there.
   [[nodiscard]] Sequence all_have_read() const;

@@ -40,7 +40,7 @@ Outcome EventSnapshot::read(Query& query, std::uint64_t from, const Take& take) 
   if (!connection_.is_open()) return Outcome::refused;
   return query.rows(
       [&](const Row& row) {
-        return take({row.number(0), row.number(2) != 0, row.bytes(3)});
+        return take({row.number(0), (row.number(2) & kept_bits) == is_listed, row.bytes(3)});
       },
       std::min(from, highest_sequence));
 }

@@ -16,6 +16,10 @@ namespace ox::manager {
 // That the database can have.
 inline constexpr std::uint64_t highest_sequence = std::numeric_limits<std::int64_t>::max();
 
+// In the column "listed": what is kept of an event in the lowest bits, above them whose it is.
+enum : std::uint64_t { not_listed = 0, is_listed = 1, is_dropped = 2, kept_bits = 3 };
+inline constexpr unsigned origin_shift = 2;
+
 class EventSnapshot {
  public:
   // Of the events in that table, as EventStore keeps them. `begun` counts those that have begun and not ended.

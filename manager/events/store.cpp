@@ -23,12 +23,29 @@ constexpr std::array all_tables{Table{"events", event_columns}, Table{"waits", w
                                 Table{"numbers", number_columns}};
 enum : std::size_t { events_table, waits_table, numbers_table };
 
+Origin origin_in(std::uint64_t listed) {
+  const auto origin = static_cast<Origin>(listed >> origin_shift);
+  return kind_of(origin) < event_shares.size() ? origin : 0;
+}
+
 StoredEvent event_of(const Row& row) {
   const auto body = row.bytes(3);
-  return {row.number(0), row.word(1), row.number(2) != 0, Bytes(body.begin(), body.end())};
+  const std::uint64_t listed = row.number(2);
+  return {row.number(0), row.word(1), (listed & kept_bits) == is_listed, Bytes(body.begin(), body.end()),
+          origin_in(listed)};
 }
 
 }  // namespace
+
+std::string check_events(Connection& connection, std::string& told) {
+  const EventStore::Events found = EventStore::look_through(connection);
+  for (std::size_t kind = 0; kind < event_shares.size(); ++kind) {
+    if (kind != 0) told += ", ";
+    told += std::string(event_shares[kind].name) + ' ' + std::to_string(found.shares.bytes(kind)) + " bytes";
+  }
+  if (found.marks != 0) told += "; " + std::to_string(found.marks) + " of them are marks of dropped events";
+  return {};
+}
 
 std::span<const Table> EventStore::tables() { return all_tables; }
 
@@ -104,24 +121,28 @@ bool EventStore::go_on_from(std::optional<Sequence> bound) {
 
 bool EventStore::load(Events events) {
   last_ = events.last;
-  bytes_ = events.bytes;
+  shares_ = std::move(events.shares);
+  planned_ = false;
   unlisted_ = std::move(events.unlisted);
   const bool sound = events.sound && events.rows == database_.rows(events_table) && load_waits() && load_numbers();
   for (const auto& [name, mark] : waits_) last_ = std::max(last_, mark.taken);
-  committed_ = {last_, erased_, bytes_};
+  committed_ = {last_, erased_};
   return sound;
 }
 
 EventStore::Events EventStore::look_through(Connection& connection) {
   Events found;
-  Statement sizes(connection, "SELECT sequence, listed, length(body) FROM events");
+  Statement sizes(connection, "SELECT sequence, listed, length(body) FROM events ORDER BY sequence");
   const Outcome outcome = sizes.begin().rows([&found](const Row& row) {
     found.last = std::max(found.last, row.number(0));
-    if (row.number(1) == 0) found.unlisted.insert(row.number(0));
-    found.bytes += row.number(2);
-    ++found.rows;
+    const std::uint64_t kept = row.number(1) & kept_bits;
+    if (kept != is_listed) found.unlisted.insert(row.number(0));
+    if (kept == is_dropped) ++found.marks;
+    if (kept != is_dropped) found.shares.add(origin_in(row.number(1)), row.number(0), row.number(2));
+    if (++found.rows % 1024 == 0) found.shares.commit();
     return true;
   });
+  found.shares.commit();
   found.sound = outcome == Outcome::done;
   return found;
 }
@@ -152,21 +173,34 @@ bool EventStore::load_numbers() {
 
 void EventStore::put(const StoredEvent& event) {
   if (is_renewing()) return later_.push_back([this, event] { put(event); });
-  const std::uint64_t before = event.sequence <= last_ ? size_of(event.sequence) : 0;
-  const std::uint64_t listed = event.listed ? 1 : 0;
-  database_.put(events_table, event.sequence, std::uint64_t{event.arrived}, listed, event.body);
-  bytes_ += event.body.size() - before;
-  last_ = std::max(last_, event.sequence);
-  list(event.sequence, event.listed);
+  if (event.sequence > last_) return put_row(event);
+  change([&] {
+    forget(event.sequence);
+    put_row(event);
+  });
 }
 
-std::uint64_t EventStore::size_of(Sequence sequence) {
-  std::uint64_t size = 0;
-  (void)size_.begin().with(sequence).rows([&](const Row& row) {
-    size = row.number(0);
+void EventStore::put_row(const StoredEvent& event) {
+  list(event.sequence, event.listed);
+  shares_.add(event.origin, event.sequence, event.body.size());
+  const std::uint64_t listed = (event.listed ? is_listed : not_listed) | std::uint64_t{event.origin} << origin_shift;
+  database_.put(events_table, event.sequence, std::uint64_t{event.arrived}, listed, event.body);
+  last_ = std::max(last_, event.sequence);
+}
+
+std::optional<EventStore::Kept> EventStore::kept(Sequence sequence) {
+  std::optional<Kept> found;
+  (void)kept_.begin().with(sequence).rows([&](const Row& row) {
+    found = {row.word(0), row.number(1), row.number(2)};
     return false;
   });
-  return size;
+  return found;
+}
+
+// Its bytes count for nobody any more.
+void EventStore::forget(Sequence sequence) {
+  const auto row = kept(sequence);
+  if (row) shares_.remove(origin_in(row->listed), sequence, row->size);
 }
 
 void EventStore::list(Sequence sequence, bool listed) {
@@ -181,11 +215,12 @@ void EventStore::list(Sequence sequence, bool listed) {
 
 void EventStore::erase(Sequence sequence) {
   if (is_renewing()) return later_.push_back([this, sequence] { erase(sequence); });
-  const std::uint64_t before = size_of(sequence);
-  database_.erase(events_table, sequence);
-  bytes_ -= before;
-  numbers_changed_ = numbers_changed_ || sequence >= last_;
-  list(sequence, true);
+  change([&] {
+    forget(sequence);
+    database_.erase(events_table, sequence);
+    numbers_changed_ = numbers_changed_ || sequence >= last_;
+    list(sequence, true);
+  });
 }
 
 void EventStore::put_wait(const std::string& name, const WaitMark& mark) {
@@ -210,11 +245,13 @@ void EventStore::erase_wait(const std::string& name) {
 bool EventStore::commit() {
   const bool safe = database_.commit(prepare());
   if (safe) {
-    committed_ = {last_, erased_, bytes_};
+    committed_ = {last_, erased_};
+    shares_.commit();
   } else {
     take_back();
   }
   listed_before_.clear();
+  whole_ = true;
   numbers_changed_ = waits_changed_ = false;
   if (!safe && database_.is_damaged()) renew(on_renewed_);
   return safe;
@@ -223,7 +260,7 @@ bool EventStore::commit() {
 bool EventStore::prepare() {
   try {
     if (numbers_changed_) database_.put(numbers_table, 1, last_, erased_);
-    return reserve_.cover(last_);
+    return whole_ && reserve_.cover(last_);
   } catch (const std::bad_alloc&) {  // as if the disk had refused
     return false;
   }
@@ -232,7 +269,7 @@ bool EventStore::prepare() {
 void EventStore::take_back() {
   last_ = committed_.last;
   erased_ = committed_.erased;
-  bytes_ = committed_.bytes;
+  shares_.take_back();
   const auto undo = std::exchange(listed_before_, {});
   for (auto entry = undo.rbegin(); entry != undo.rend(); ++entry) list(entry->first, entry->second);
   if (waits_changed_) (void)load_waits();
@@ -263,7 +300,7 @@ Outcome EventStore::get(Sequence sequence, std::optional<StoredEvent>& event) {
   event.reset();
   return get_.rows(
       [&](const Row& row) {
-        event = event_of(row);
+        if ((row.number(2) & kept_bits) != is_dropped) event = event_of(row);
         return false;
       },
       sequence);
@@ -276,10 +313,10 @@ Sequence EventStore::past_damage(Sequence sequence) {
   return std::min(next_readable(sequence, reads).value_or(last_), last_);
 }
 
-bool EventStore::erase_oldest(const Excess& excess) {
+bool EventStore::erase_aged(const Excess& excess) {
   Sequence oldest = 0;
   (void)oldest_.begin().rows([&](const Row& row) {
-    if (bytes_ > excess.bytes || row.word(1) < excess.arrived_before) oldest = row.number(0);
+    if (row.word(1) < excess.arrived_before) oldest = row.number(0);
     return false;
   });
   if (oldest == 0) return false;
@@ -288,11 +325,61 @@ bool EventStore::erase_oldest(const Excess& excess) {
   return numbers_changed_ = true;
 }
 
+bool EventStore::drop_one(const Excess& excess) {
+  if (!planned_ && shares_.bytes() > excess.bytes) {
+    shares_.plan(excess.bytes);
+    planned_ = true;
+  }
+  const auto place = shares_.next();
+  if (!place) return false;
+  change([&] { drop(*place, place->sequence > excess.passed); });
+  return true;
+}
+
+void EventStore::drop(const EventShares::Place& place, bool waited_for) {
+  const auto row = kept(place.sequence);
+  shares_.remove(place.origin, place.sequence, row ? row->size : 0, true);
+  numbers_changed_ = numbers_changed_ || place.sequence >= last_;
+  if (waited_for && row) return leave_mark(place, row->arrived);
+  database_.erase(events_table, place.sequence);
+  list(place.sequence, true);
+}
+
+// Of marks with no event between them the last one tells enough.
+void EventStore::leave_mark(const EventShares::Place& place, std::uint32_t arrived) {
+  const auto before = mark_beside(last_before_, place.sequence);
+  const auto behind = mark_beside(next_, place.sequence);
+  if (before) {
+    database_.erase(events_table, *before);
+    list(*before, true);
+  }
+  list(place.sequence, behind.has_value());
+  if (behind) return database_.erase(events_table, place.sequence);
+  const std::uint64_t listed = is_dropped | std::uint64_t{place.origin} << origin_shift;
+  database_.put(events_table, place.sequence, std::uint64_t{arrived}, listed, Bytes());
+}
+
+std::optional<Sequence> EventStore::mark_beside(Statement& neighbour, Sequence sequence) {
+  std::optional<Sequence> mark;
+  (void)neighbour.begin().with(sequence).rows([&](const Row& row) {
+    if ((row.number(1) & kept_bits) == is_dropped) mark = row.number(0);
+    return false;
+  });
+  return mark;
+}
+
+bool EventStore::erase_passed(const Excess& excess) {
+  if (unlisted_.empty() || *unlisted_.begin() > excess.passed) return false;
+  erase(*unlisted_.begin());
+  return true;
+}
+
 bool EventStore::tidy(const Excess& excess, std::chrono::steady_clock::time_point until) {
+  bool aged = true;
   while (std::chrono::steady_clock::now() < until) {
-    if (erase_oldest(excess)) continue;
-    if (unlisted_.empty() || *unlisted_.begin() > excess.unlisted_up_to) return false;
-    erase(*unlisted_.begin());
+    if (aged && (aged = erase_aged(excess))) continue;
+    if (drop_one(excess) || erase_passed(excess)) continue;
+    return planned_ = false;
   }
   return true;
 }

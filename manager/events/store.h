@@ -15,20 +15,19 @@
 
 #include "manager/base/faults.h"
 #include "manager/base/payload.h"
+#include "manager/events/shares.h"
 #include "manager/events/snapshot.h"
 #include "manager/storage/database.h"
 #include "manager/storage/reserve.h"
 
 namespace ox::manager {
 
-// Numbers events in their order, from 1 on, for the whole life of an installation.
-using Sequence = std::uint64_t;
-
 struct StoredEvent {
   Sequence sequence = 0;
   std::uint32_t arrived = 0;  // seconds since 1970
-  bool listed = true;         // false: deleted from the log, and kept for waits that have not had it
-  Bytes body;
+  bool listed = true;         // false: not in the log, and kept for waits that have not had it
+  Bytes body;                 // empty: it has been dropped for want of room, and a wait has not come past it
+  Origin origin = 0;
 };
 
 // How far a persistent wait has come.
@@ -36,6 +35,9 @@ struct WaitMark {
   Sequence taken = 0;      // the last event that it has taken
   std::uint32_t seen = 0;  // when a process last opened or closed it
 };
+
+// Of a database that is open and sound: `told` gets what each kind of events has of it. Nothing can be wrong with that.
+[[nodiscard]] std::string check_events(Connection& connection, std::string& told);
 
 class EventStore {
  public:
@@ -85,35 +87,59 @@ class EventStore {
   struct Excess {
     std::uint64_t bytes = 0;           // the bodies of all events may have that many
     std::uint32_t arrived_before = 0;  // none may be older
-    Sequence unlisted_up_to = 0;
+    Sequence passed = 0;               // what comes up to there nobody waits for
   };
-  // Erases the oldest events, and unlisted ones, until that time at the latest; true when there are more of them.
+  // Erases events that are too old, those of whoever has too much, and unlisted ones, until that time at the latest;
+  // true when there are more of them.
   [[nodiscard]] bool tidy(const Excess& excess, std::chrono::steady_clock::time_point until);
 
-  [[nodiscard]] Sequence last() const { return last_; }         // the highest sequence ever used
-  [[nodiscard]] Sequence erased() const { return erased_; }     // tidy has come this far
-  [[nodiscard]] std::uint64_t bytes() const { return bytes_; }  // of all bodies
+  [[nodiscard]] Sequence last() const { return last_; }                  // the highest sequence ever used
+  [[nodiscard]] Sequence erased() const { return erased_; }              // all up to there have become too old
+  [[nodiscard]] std::uint64_t bytes() const { return shares_.bytes(); }  // of all bodies
+  [[nodiscard]] const EventShares& shares() const { return shares_; }
 
  private:
+  friend std::string check_events(Connection& connection, std::string& told);
   // Of the events that are there.
   struct Events {
     bool sound = false;
     std::uint64_t rows = 0;
-    std::uint64_t bytes = 0;
+    std::uint64_t marks = 0;
     Sequence last = 0;
     std::set<Sequence> unlisted{};
+    EventShares shares{};
   };
   [[nodiscard]] static Events look_through(Connection& connection);
   [[nodiscard]] bool load(Events events);
   [[nodiscard]] bool load_waits();
   [[nodiscard]] bool load_numbers();
-  [[nodiscard]] std::uint64_t size_of(Sequence sequence);
+  // Of a row; nothing when there is none.
+  struct Kept {
+    std::uint32_t arrived = 0;
+    std::uint64_t listed = 0;
+    std::uint64_t size = 0;
+  };
+  [[nodiscard]] std::optional<Kept> kept(Sequence sequence);
+  void forget(Sequence sequence);
+  void put_row(const StoredEvent& event);
+  // A change that memory runs out in is half a one: the commit undoes it.
+  template <class Made>
+  void change(const Made& made) {
+    const bool before = std::exchange(whole_, false);
+    made();
+    whole_ = before;
+  }
   void list(Sequence sequence, bool listed);
   [[nodiscard]] bool prepare();
   [[nodiscard]] bool go_on_from(std::optional<Sequence> bound);
   void take_back();
   void close_snapshots();
-  [[nodiscard]] bool erase_oldest(const Excess& excess);
+  [[nodiscard]] bool erase_aged(const Excess& excess);
+  [[nodiscard]] bool drop_one(const Excess& excess);
+  void drop(const EventShares::Place& place, bool waited_for);
+  void leave_mark(const EventShares::Place& place, std::uint32_t arrived);
+  [[nodiscard]] std::optional<Sequence> mark_beside(Statement& neighbour, Sequence sequence);
+  [[nodiscard]] bool erase_passed(const Excess& excess);
   static Outcome page_of(Query& query, Sequence from, std::size_t count, std::size_t bytes,
                          std::vector<StoredEvent>& page);
 
@@ -124,7 +150,11 @@ class EventStore {
   Query get_;
   Query all_waits_;
   Query numbers_;
-  Statement size_{database_.connection(), "SELECT length(body) FROM events WHERE sequence = ?"};
+  Statement kept_{database_.connection(), "SELECT arrived, listed, length(body) FROM events WHERE sequence = ?"};
+  Statement next_{database_.connection(),
+                  "SELECT sequence, listed FROM events WHERE sequence > ? ORDER BY sequence LIMIT 1"};
+  Statement last_before_{database_.connection(),
+                         "SELECT sequence, listed FROM events WHERE sequence < ? ORDER BY sequence DESC LIMIT 1"};
   Statement oldest_{database_.connection(), "SELECT sequence, arrived FROM events ORDER BY sequence LIMIT 1"};
   std::shared_ptr<int> begun_snapshots_ = std::make_shared<int>(0);
   std::vector<std::weak_ptr<EventSnapshot>> snapshots_;
@@ -132,16 +162,17 @@ class EventStore {
   std::map<std::string, WaitMark> waits_;
   std::map<std::string, std::uint64_t> wait_keys_;
   std::uint64_t last_wait_key_ = 0;
-  std::set<Sequence> unlisted_;
+  std::set<Sequence> unlisted_;  // and the marks of what has been dropped
+  EventShares shares_;
+  bool planned_ = false;  // tidy knows who has to give way
   Sequence last_ = 0;
   Sequence erased_ = 0;
-  std::uint64_t bytes_ = 0;
   bool numbers_changed_ = false;
+  bool whole_ = true;
   // As committed, for a commit that fails.
   struct Numbers {
     Sequence last = 0;
     Sequence erased = 0;
-    std::uint64_t bytes = 0;
   };
   Numbers committed_;
   std::vector<std::pair<Sequence, bool>> listed_before_;

@@ -15,7 +15,7 @@ namespace ox::manager {
 
 inline constexpr std::array databases{
     DatabaseShape{"components.db", &ComponentFile::tables},
-    DatabaseShape{"events.db", &EventStore::tables},
+    DatabaseShape{"events.db", &EventStore::tables, &check_events},
     DatabaseShape{"collected.db", &CollectedFile::tables, &check_books},
     DatabaseShape{"jobs.db", &RunLedger::tables},
 };

@@ -34,12 +34,14 @@ void handle_event_send(Manager& manager, const Request& request) {
     const ComponentName component = manager.component_of(event.get());
     if (!request.rights->allow(Role::operate, component, "an event of")) return request.reply(error_reply(OX_EDENIED));
   }
-  manager.events.submit(std::move(event), *sender, [reply = request.reply, handle](OX_RESULT error, const Bytes& body) {
+  const Origin origin = origin_of(EventKind::sent, std::as_bytes(std::span(request.rights->user().name())));
+  const auto done = [reply = request.reply, handle](OX_RESULT error, const Bytes& body) {
     Reply answer = error_reply(error);
     answer.source_id = handle;
     answer.data = body;
     reply(std::move(answer));
-  });
+  };
+  manager.events.submit(std::move(event), *sender, origin, done);
 }
 
 }  // namespace ox::manager

@@ -47,6 +47,19 @@ void add_answer_figures(const RefusedAnswers& refused, const ComponentName& comp
   for (const auto figure : answer_figures) figures.push_back({answer_figure_path(++number), refused.*figure});
 }
 
+void add_event_log_figures(const EventShares& shares, const ComponentName& component, std::vector<Figure>& figures) {
+  if (component.name != "system") return;
+  const auto add = [&](std::uint32_t column, const auto& of_kind) {
+    for (std::uint32_t kind = 0; kind < event_shares.size(); ++kind) {
+      figures.push_back({event_log_figure_path(column, kind + 1), of_kind(kind)});
+    }
+  };
+  add(1, [](std::uint32_t kind) { return std::string(event_shares[kind].name); });
+  add(2, [](std::uint32_t kind) { return std::uint64_t{event_shares[kind].percent}; });
+  add(3, [&](std::uint32_t kind) { return shares.bytes(kind); });
+  add(4, [&](std::uint32_t kind) { return shares.dropped(kind); });
+}
+
 void add_system_figures(const TrapBooks& traps, const FaultList& faults, const ComponentName& component,
                         std::vector<Figure>& figures) {
   if (component.name != "system") return;

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "manager/base/fault_list.h"
+#include "manager/events/shares.h"
 #include "manager/sessions/users.h"
 #include "manager/snmp/engine.h"
 #include "manager/snmp/value_reader.h"
@@ -20,5 +21,8 @@ void add_client_figures(const Users& users, const ComponentName& component, std:
 
 // "sysmib.oxAnswers": what was not taken as an agent's answer.
 void add_answer_figures(const RefusedAnswers& refused, const ComponentName& component, std::vector<Figure>& figures);
+
+// "sysmib.oxEventLog": what kinds of events have of the log.
+void add_event_log_figures(const EventShares& shares, const ComponentName& component, std::vector<Figure>& figures);
 
 }  // namespace ox::manager

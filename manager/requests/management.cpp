@@ -60,7 +60,10 @@ void add(Manager& manager, NodeList arguments, const Request& request) {
   if (result == OX_OK && manager.store.has(target)) result = OX_EEXISTS;
   if (result != OX_OK) return request.reply(error_reply(result));
   batch.push_back({.component = target});
-  result = manager.check_room(batch.back());
+  StoreGrowth growth(manager.store);
+  for (const Change& change : batch) {
+    if (result == OX_OK) result = manager.check_room(change, growth);
+  }
   if (result == OX_OK) result = manager.commit(batch);
   if (result != OX_OK) return request.reply(error_reply(result));
   NodePtr node = text_node(argument_path(Argument::name), target.name);

@@ -66,7 +66,7 @@ struct Manager {
         directory(vocabulary, store),
         value_tools{loop, settings, directory, store, snmp, asker, echoes, jobs},
         reader(value_tools, figures),
-        writer(value_tools, {.check = [this](Change& change) { return check(change); },
+        writer(value_tools, {.check = [this](Change& change, StoreGrowth& growth) { return check(change, growth); },
                              .commit = [this](std::span<const Change> batch) { return commit(batch); },
                              .written = [this](std::span<const Change> changes) { subscriptions.changed(changes); }}),
         subscriptions(loop, settings, vocabulary, directory, reader, events.readers(), clients),
@@ -99,6 +99,7 @@ struct Manager {
       collector.add_own_figures(question, found);
       add_client_figures(users, question.component, found);
       add_answer_figures(snmp.refused(), question.component, found);
+      add_event_log_figures(events.store().shares(), question.component, found);
     });
     figures.add(
         "logEnt",
@@ -128,21 +129,19 @@ struct Manager {
     return rights.may_all(Role::read) || rights.may(Role::read, component_of(event));
   }
 
-  // Whether the store may grow by a client's change: 0; 85, 266. What makes it no larger may always be done.
-  [[nodiscard]] OX_RESULT check_room(const Change& change) const {
-    const bool sets = change.kind == Change::Kind::set;
-    const Value* const before = sets ? store.value(change.component, change.path) : nullptr;
-    const bool adds = change.kind == Change::Kind::add;
-    const bool is_new = adds || (sets && before == nullptr);
-    if (is_new && store.size().count >= settings.max_values) return OX_ETOOMANY;
-    const std::size_t had = before != nullptr ? before->bytes.size() : 0;
-    const std::size_t has = adds ? change.component.name.size() : change.value.bytes.size();
-    const bool large = has > had && store.size().bytes + has - had > settings.max_value_bytes;
-    return large ? OX_RESULT{OX_EENCODEDLONG} : OX_RESULT{OX_OK};
+  // Whether the store may grow by a client's change, behind those of his list before it, which it is then one of: 0;
+  // 85, 266. What makes it no larger may always be done.
+  [[nodiscard]] OX_RESULT check_room(const Change& change, StoreGrowth& growth) const {
+    const Store::Size before = growth.size();
+    const Store::Size after = growth.with(change);
+    if (after.count > before.count && after.count > settings.max_values) return OX_ETOOMANY;
+    if (after.bytes > before.bytes && after.bytes > settings.max_value_bytes) return OX_EENCODEDLONG;
+    growth.add(change);
+    return OX_OK;
   }
-  [[nodiscard]] OX_RESULT check(Change& change) {
-    const OX_RESULT result = check_room(change);
-    return result == OX_OK ? entries.check(change) : result;
+  [[nodiscard]] OX_RESULT check(Change& change, StoreGrowth& growth) {
+    const OX_RESULT result = entries.check(change);
+    return result == OX_OK ? check_room(change, growth) : result;
   }
 
   // Takes away what a client had.

@@ -43,8 +43,8 @@ class ValueWriter::Set final : public Job {
   static const std::array<Interface, 2> interfaces;
 
   bool check_all();
-  OX_RESULT check(Target& target) const;
-  OX_RESULT check_stored(Target& target) const;
+  OX_RESULT check(Target& target, StoreGrowth& growth) const;
+  OX_RESULT check_stored(Target& target, StoreGrowth& growth) const;
   OX_RESULT find_target(Target& target) const;
   void write_all();
   void write_stored(std::size_t target);
@@ -78,10 +78,11 @@ void ValueWriter::Set::start(std::uint32_t limit) {
 
 bool ValueWriter::Set::check_all() {
   bool sound = true;
+  StoreGrowth growth(writer_.tools_.store);
   for (dnode* node = nodes_.get(); node != nullptr; node = oxdNext(node)) {
     Target target;
     target.node = node;
-    target.code = check(target);
+    target.code = check(target, growth);
     sound = sound && target.code == OX_OK;
     targets_.push_back(std::move(target));
   }
@@ -97,7 +98,7 @@ OX_RESULT ValueWriter::Set::find_target(Target& target) const {
   return writer_.tools_.directory.find(target.component);
 }
 
-OX_RESULT ValueWriter::Set::check(Target& target) const {
+OX_RESULT ValueWriter::Set::check(Target& target, StoreGrowth& growth) const {
   if (const OX_RESULT result = find_target(target)) return result;
   const char* amib_name = nullptr;
   if (const OX_RESULT result = oxdGetAmibName(target.node, &amib_name)) return result;
@@ -112,20 +113,20 @@ OX_RESULT ValueWriter::Set::check(Target& target) const {
   }
   if (target.write == nullptr) return OX_EUNSUPPORTED;
   // A deleted value takes a stored one away.
-  if (code == OXB_CONF && oxdGetValueType(target.node) == OX_DELETED) return check_stored(target);
+  if (code == OXB_CONF && oxdGetValueType(target.node) == OX_DELETED) return check_stored(target, growth);
   if (const OX_RESULT result = convert_value(target.node, oxbAmibType(selection.node))) return result;
   // The name of a component is what it is found by; it does not change.
   if (target.path == component_name_path && text_of(target.node) != target.component.name) return OX_EDENIED;
-  return code == OXB_CONF ? check_stored(target) : OX_RESULT{OX_OK};
+  return code == OXB_CONF ? check_stored(target, growth) : OX_RESULT{OX_OK};
 }
 
-OX_RESULT ValueWriter::Set::check_stored(Target& target) const {
+OX_RESULT ValueWriter::Set::check_stored(Target& target, StoreGrowth& growth) const {
   Change& change = target.change;
   change.component = target.component;
   change.path = target.path;
   change.value = value_of(target.node);
   change.kind = change.value.type == OX_DELETED ? Change::Kind::unset : Change::Kind::set;
-  return writer_.changes_.check(change);
+  return writer_.changes_.check(change, growth);
 }
 
 void ValueWriter::Set::write_all() {

@@ -5,14 +5,16 @@
 #include <functional>
 #include <span>
 
+#include "manager/components/growth.h"
 #include "manager/snmp/value_reader.h"
 
 namespace ox::manager {
 
 // What becomes of changes.
 struct ChangeSink {
-  // Whether a client may set that stored value: 0, or the code that refuses it. May change the value.
-  std::function<OX_RESULT(Change&)> check;
+  // Whether a client may set that stored value, behind those of his list before it: 0, or the code that refuses it. May
+  // change the value.
+  std::function<OX_RESULT(Change&, StoreGrowth& growth)> check;
   // Writes stored values as one batch and tells those who watch: 0, or 144 with the store as it was.
   std::function<OX_RESULT(std::span<const Change>)> commit;
   // Tells those who watch of values that agents have taken.

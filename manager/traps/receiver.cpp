@@ -19,8 +19,6 @@ namespace {
 
 using asio::ip::udp;
 
-constexpr std::uint32_t severe = 3;  // the least severity that counts as such
-
 // A decoded trap.
 struct Trap : oxsSnmpTrap {
   Trap() : oxsSnmpTrap{} {}
@@ -45,6 +43,17 @@ std::uint32_t address_of(const udp::endpoint& endpoint) {
   std::uint32_t number = 0;
   std::memcpy(&number, bytes.data(), sizeof number);
   return number;
+}
+
+// Of version 6 the network, of which a machine has all addresses.
+Origin origin_of(const asio::ip::address& sender) {
+  if (sender.is_v4()) {
+    const auto bytes = sender.to_v4().to_bytes();
+    return ox::manager::origin_of(EventKind::trap, std::as_bytes(std::span(bytes)));
+  }
+  const auto bytes = sender.to_v6().to_bytes();
+  const std::size_t count = sender.to_v6().is_v4_mapped() ? bytes.size() : bytes.size() / 2;
+  return ox::manager::origin_of(EventKind::trap, std::as_bytes(std::span(bytes).first(count)));
 }
 
 // The number in front of a message of any version; nothing when there is none.
@@ -176,7 +185,7 @@ void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint
     if (!answer.empty()) answer_when_safe(std::move(answer), sender);
     return;
   }
-  if (!buckets_.take(sender.address(), definition != nullptr && definition->severity >= severe,
+  if (!buckets_.take(sender.address(), definition != nullptr && definition->severity >= severe_level,
                      TrapBuckets::Clock::now())) {
     ++books_.limited;
     return;
@@ -184,9 +193,10 @@ void TrapReceiver::take(std::span<const std::byte> datagram, const udp::endpoint
   const bool listed = definition == nullptr || definition->logging != 0;
   Follow follow{std::move(answer), sender, {}};
   if (definition != nullptr && definition->action != nullptr) follow.action = definition->action;
-  const EventRef logged = submit(make_trap_event(trap, agent, node, definition), listed, std::move(follow));
+  const Origin origin = origin_of(sender.address());
+  const EventRef logged = submit(make_trap_event(trap, agent, node, definition), listed, origin, std::move(follow));
   const bool has_own_id = definition == nullptr || definition->eventId == 0;
-  if (repeats_.wanted()) repeats_.open(key, logged->body, has_own_id, listed);
+  if (repeats_.wanted()) repeats_.open(key, logged->body, has_own_id, listed, origin);
 }
 
 // Whose trap it is: only a proxy is believed that it is another's.
@@ -206,7 +216,7 @@ void TrapReceiver::refuse(std::span<const std::byte> datagram, const udp::endpoi
 
 // An inform is answered when its event is safe: until then its sender keeps it, and sends it again. An action is for an
 // event that has a number.
-EventRef TrapReceiver::submit(EventPtr event, bool listed, Follow follow) {
+EventRef TrapReceiver::submit(EventPtr event, bool listed, Origin origin, Follow follow) {
   const auto done = [this, follow = std::move(follow)](OX_RESULT result, const Bytes& body) {
     if (result == OX_OK) {
       ++books_.events;
@@ -218,7 +228,7 @@ EventRef TrapReceiver::submit(EventPtr event, bool listed, Follow follow) {
     repeats_.forget();
     guarded([this] { losses_.tell_later(); });
   };
-  return events_.submit(std::move(event), own_name, done, listed);
+  return events_.submit(std::move(event), own_name, origin, done, listed);
 }
 
 void TrapReceiver::act(const std::string& action, const Bytes& body) {

@@ -47,7 +47,7 @@ class TrapReceiver {
     asio::ip::udp::endpoint sender;
     std::string action;
   };
-  EventRef submit(EventPtr event, bool listed, Follow follow);
+  EventRef submit(EventPtr event, bool listed, Origin origin, Follow follow);
   void act(const std::string& action, const Bytes& body);
   void answer(const Bytes& bytes, const asio::ip::udp::endpoint& to);
   void answer_when_safe(Bytes bytes, const asio::ip::udp::endpoint& to);

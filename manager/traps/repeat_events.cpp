@@ -77,7 +77,7 @@ void RepeatEvents::tell(const TrapRepeats::Told& repeats) {
     books_.unlogged += count;
     guarded([this] { losses_.tell_later(); });
   };
-  (void)events_.submit(std::move(event), own_name, done, known.listed);
+  (void)events_.submit(std::move(event), own_name, known.origin, done, known.listed);
 }
 
 }  // namespace ox::manager

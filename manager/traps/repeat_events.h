@@ -23,8 +23,8 @@ class RepeatEvents {
   // Counts a trap like one before; false for a new one.
   [[nodiscard]] bool count(std::string_view key, std::uint32_t time_stamp) { return repeats_.count(key, time_stamp); }
   // A new one has got its event.
-  void open(std::string_view key, const Bytes& event, bool has_own_id, bool listed) {
-    repeats_.open(key, event, has_own_id, listed, TrapRepeats::Clock::now());
+  void open(std::string_view key, const Bytes& event, bool has_own_id, bool listed, Origin origin) {
+    repeats_.open(key, event, has_own_id, listed, origin, TrapRepeats::Clock::now());
   }
   void forget() { repeats_.forget(); }
 

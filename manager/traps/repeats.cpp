@@ -21,9 +21,10 @@ bool TrapRepeats::count(std::string_view key, std::uint32_t time_stamp) {
 }
 
 // What was counted of a known one is told with the new event.
-void TrapRepeats::open(std::string_view key, const Bytes& event, bool has_own_id, bool listed, Clock::time_point now) {
+void TrapRepeats::open(std::string_view key, const Bytes& event, bool has_own_id, bool listed, Origin origin,
+                       Clock::time_point now) {
   try {
-    Known fresh{.event = event, .has_own_id = has_own_id, .listed = listed, .age = age_};
+    Known fresh{.event = event, .has_own_id = has_own_id, .listed = listed, .origin = origin, .age = age_};
     const auto known = kinds_.find(key);
     if (known == kinds_.end()) return add(key, std::move(fresh), now);
     fresh.count = known->second.count;

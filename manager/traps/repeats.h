@@ -11,6 +11,7 @@
 #include <unordered_map>
 
 #include "manager/base/payload.h"
+#include "manager/events/shares.h"
 
 namespace ox::manager {
 
@@ -26,13 +27,15 @@ class TrapRepeats {
     Bytes event;                   // the first one, encoded
     bool has_own_id = true;        // its identifier is its number, not a definition's
     bool listed = true;            // whether their events are logged
+    Origin origin = 0;             // and on whose share
     std::uint32_t count = 0;       // repeats in this window
     std::uint32_t time_stamp = 0;  // of the last one
     std::uint32_t age = 0;
   };
   // Counts a trap like one before; false for a new one, which then opens a window. Equal traps have equal keys.
   [[nodiscard]] bool count(std::string_view key, std::uint32_t time_stamp);
-  void open(std::string_view key, const Bytes& event, bool has_own_id, bool listed, Clock::time_point now);
+  void open(std::string_view key, const Bytes& event, bool has_own_id, bool listed, Origin origin,
+            Clock::time_point now);
   // The log has not taken some first events, or there are other definitions: what comes now is new.
   void forget() { ++age_; }
 

@@ -201,6 +201,22 @@ TEST(DaemonSettings, PortNumber) {
   }
 }
 
+// Where a system lets members make links it follows none; elsewhere nothing but the file's own name leads to it.
+TEST(DaemonSettings, NoLinkIsFollowed) {
+  const std::string settings = work_dir() + "/conf/oxmgrd.cf";
+  write_file(work_dir() + "/elsewhere", "SockPort: 9001\n");
+  set_settings("SockPort: 9000\n");
+  EXPECT_EQ(9000u, oxcGetPortNumber());
+  fs::remove(settings);
+  std::error_code refused;
+  fs::create_symlink(work_dir() + "/elsewhere", settings, refused);
+  if (refused) GTEST_SKIP() << "no links here: " << refused.message();
+  EXPECT_EQ(8806u, oxcGetPortNumber());
+  fs::remove(settings);
+  set_settings("SockPort: 9001\n");
+  EXPECT_EQ(9001u, oxcGetPortNumber());
+}
+
 // The name is made once per process, so each form has a test case of its own.
 TEST(ManagerName, Configured) {
   set_settings("CommunityName: \"east-1.example_net\"\n");

@@ -1,6 +1,7 @@
 // Sending events and the event log: the bytes that leave, and what becomes of the answer.
 #include "tests/event/event_text.h"
 #include "tests/support/fault_heap.h"
+#include "tests/support/traced.h"
 
 namespace ox::test {
 namespace {
@@ -51,6 +52,35 @@ TEST_F(SendingTest, EveryRequestsBytesAndErrors) {
   EXPECT_EQ(all, encode(list));
   oxeEvmsgFree(list);
   oxeEvfltFree(filter);
+}
+
+// What is sent, and what comes back; the list's other fields are shown.
+TEST_F(SendingTest, CommunitiesOfEventsAreNotTraced) {
+  evmsg* const list = events_of(event_bytes({1, 2}));
+  for (evmsg* event = list; event != nullptr; event = oxeEvmsgNext(event)) {
+    EXPECT_EQ(0u, oxeEvmsgSetSnmpCommName(event, std::string(40, 'S').c_str()));
+    EXPECT_EQ(0u, oxeEvmsgSetMemo(event, std::string(40, 'O').c_str()));
+  }
+  const std::string all = encode(list);
+  evmsg* log = nullptr;
+  const struct {
+    std::uint32_t command;
+    std::function<OX_RESULT()> call;
+    std::string answer;
+  } cases[] = {
+      {12, [&] { return oxeEventSend(9, list); }, all},
+      {19, [&] { return oxeEvlogModify(nullptr, 0, list); }, ""},
+      {15, [&] { return oxeEvlogGet(nullptr, nullptr, &log); }, all},
+  };
+  for (const auto& c : cases) {
+    peer.answer(reply_bytes({.type = 2, .command = c.command, .data = c.answer}));
+    const std::string shown = traced(0x400, [&] { EXPECT_EQ(0u, c.call()); });
+    EXPECT_EQ(shown.npos, shown.find("SSSS")) << shown;
+    EXPECT_NE(shown.npos, shown.find("OOOO")) << shown;
+  }
+  EXPECT_EQ(all, encode(log)) << "only what is shown is changed";
+  oxeEvmsgFree(log);
+  oxeEvmsgFree(list);
 }
 
 TEST_F(SendingTest, AnswersWithoutEventsAndBadArguments) {

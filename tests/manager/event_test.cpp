@@ -29,11 +29,13 @@ class EventRequestTest : public EventManagerTest {
   }
 
   // So many events of `size` bytes, with memos that begin with a and b in turn.
-  void fill(int count, std::size_t size) {
+  void fill(int count, std::size_t size, Origin origin = 0, std::uint32_t level = 1) {
     for (int i = 0; i < count; ++i) {
       EventPtr event(oxeEvmsgAlloc());
+      (void)oxeEvmsgSetEventType(event.get(), OX_EVENT_LEVELLED | level);
       (void)oxeEvmsgSetMemo(event.get(), (std::string(i % 2 == 0 ? "a" : "b") + std::string(size, 'x')).c_str());
-      manager_->events.submit(std::move(event), "me", [](OX_RESULT result, const Bytes&) { EXPECT_EQ(0u, result); });
+      manager_->events.submit(std::move(event), "me", origin,
+                              [](OX_RESULT result, const Bytes&) { EXPECT_EQ(0u, result); });
     }
     manager_->events.flush();
   }
@@ -253,8 +255,8 @@ TEST_F(EventRequestTest, ADamagedLogHasNoShorterAnswer) {
   Sequence meanwhile = 0;
   EventPtr late(oxeEvmsgAlloc());
   (void)oxeEvmsgSetMemo(late.get(), "late");
-  meanwhile =
-      manager_->events.submit(std::move(late), "me", [](OX_RESULT result, auto&) { EXPECT_EQ(0u, result); })->sequence;
+  meanwhile = manager_->events.submit(std::move(late), "me", 0, [](OX_RESULT result, auto&) { EXPECT_EQ(0u, result); })
+                  ->sequence;
   EXPECT_EQ(401u, meanwhile);
   manager_->events.set_mark("mark", {.taken = 7, .seen = 1});
   EXPECT_EQ("nothing", fetch(2));
@@ -293,6 +295,76 @@ TEST_F(EventRequestTest, LogKeepsToItsSizeAndAge) {
   finish_work();
   EXPECT_EQ("122", logged());
   EXPECT_TRUE(manager_->events.marks().empty()) << "a wait that nobody has had open for so long is forgotten";
+}
+
+// Whoever floods the log, at whatever level: what the others have in it stays.
+TEST_F(EventRequestTest, AFloodPushesOutNobodyElses) {
+  settings_.event_log_size = 65536;
+  restart();
+  const auto named = [](EventKind kind, const char* name) {
+    return origin_of(kind, std::as_bytes(std::span(name, std::strlen(name))));
+  };
+  const Criteria others = {{OX_EVFLT_MEMO, pattern("?")}};
+  for (const EventKind kind : {EventKind::trap, EventKind::sent, EventKind::own}) {
+    for (const std::uint32_t level : {1u, 3u}) fill(2, 0, named(kind, "quiet"), level);
+  }
+  const std::string kept = logged(others);
+  EXPECT_EQ("a b a b a b a b a b a b", kept);
+  for (const EventKind kind : {EventKind::trap, EventKind::sent}) {
+    for (const std::uint32_t level : {1u, 4u}) {
+      SCOPED_TRACE(std::to_string(static_cast<int>(kind)) + ' ' + std::to_string(level));
+      const EventShares& shares = manager_->events.store().shares();
+      const std::size_t of_kind = kind_of(named(kind, "")) + (level == 4 ? 1 : 0);
+      fill(300, 1000, named(kind, "loud"), level);
+      finish_work();
+      EXPECT_EQ(kept, logged(others));
+      EXPECT_LT(200u, shares.dropped(of_kind));
+      EXPECT_LE(event_shares[of_kind].percent * 65536u * 8 / 1000, shares.bytes(of_kind)) << "its own share";
+      EXPECT_LE(manager_->events.store().bytes(), 65536u);
+    }
+  }
+  restart();
+  EXPECT_EQ(kept, logged(others));
+  const std::string shown = ask("get system:system sysmib.oxEventLog");
+  for (const char* figure : {"10.106.1.4 = severe sent", "10.106.2.4 = 20;", "10.106.4.5 = 0"}) {
+    EXPECT_NE(std::string::npos, shown.find(figure)) << shown;
+  }
+}
+
+// Among what a wait has not had, and what is dropped of it at different times: a notice for each gap, and the rest
+// once.
+TEST_F(EventRequestTest, AWaitIsToldOfWhatWasDroppedAndGetsTheRest) {
+  settings_.event_log_size = 65536;
+  restart();
+  (void)watch("system:system", "sysmib.oxMessage.oxEventMessage2.0", 5, 2);
+  (void)open_wait("w", 1);
+  manager_->end_session(1);
+  std::string expected;
+  for (int i = 1; i <= 5; ++i) {
+    (void)post(std::to_string(i));
+    fill(i == 4 ? 0 : 40, 1000);
+    finish_work();
+    if (i == 3) restart();
+    expected += (i == 1 || i == 5 ? " " : " !85 ") + std::to_string(i);
+  }
+  const auto read = [this](const auto& next, std::size_t most) {
+    std::string found;
+    for (std::string one = fetch(); one != "nothing" && most-- != 0; one = next()) {
+      if (one.find('x') == std::string::npos) found += one.substr(one.find(' '));
+    }
+    return found;
+  };
+  (void)open_wait("w", 1);
+  std::string all = read([this] { return take(); }, 2);
+  manager_->end_session(1);
+  restart();
+  (void)open_wait("w", 1);
+  all += read([this] { return take(); }, 1000);
+  EXPECT_EQ(" 1 !85 2 !85 3 !85 4 5", all);
+  manager_->events.tidy(static_cast<std::uint32_t>(std::time(nullptr)));
+  std::vector<StoredEvent> left;
+  EXPECT_EQ(Outcome::done, manager_->events.store().after(0, 1000, 1u << 20, left));
+  for (const StoredEvent& event : left) EXPECT_FALSE(event.body.empty()) << "nobody needs the mark any more";
 }
 
 TEST_F(EventRequestTest, WaitsOfEachKindReportTheirEvents) {
@@ -449,7 +521,7 @@ TEST_F(EventRequestTest, WithoutMemoryNoDeliveryIsLost) {
         EventPtr given;
         ASSERT_EQ(0u, decode_events(encode_event(event.get()), given));
         OX_RESULT logged = OX_OK;
-        manager_->events.submit(std::move(given), "me", [&](OX_RESULT result, const Bytes&) { logged = result; });
+        manager_->events.submit(std::move(given), "me", 0, [&](OX_RESULT result, const Bytes&) { logged = result; });
         if (!showing) manager_->events.flush();
         Reply reply;
         const Request request{1, fetch_message, [&](Reply made) { reply = std::move(made); }, Rights::of_manager()};

@@ -182,6 +182,15 @@ TEST_F(RouterTest, WhatIsStoredHasLimits) {
           {"set node:r1 11.5.6.0 2", "0; node:r1 11.5.6.0"},
           {"set node:r1 11.5.2.0 161", "266; node:r1 11.5.2.0 ! 266"},
           {"5 1=node 8=r2", "266"}});
+  // A list counts as a whole, what it sets twice once.
+  manager_->settings.max_value_bytes += 4;
+  manager_->settings.max_values += 10;
+  expect({{"set node:r1 11.5.2.0 161 node:r1 11.5.7.0 1", "121; node:r1 11.5.2.0; node:r1 11.5.7.0 ! 266"},
+          {"set node:r1 11.5.2.0 161 node:r1 11.5.2.0 162", "0; node:r1 11.5.2.0; node:r1 11.5.2.0"},
+          {"get node:r1 11.5.2.0", "0; node:r1 11.5.2.0 = 162"}});
+  manager_->settings.max_value_bytes += 4;
+  manager_->settings.max_values = static_cast<std::uint32_t>(manager_->store.size().count);
+  expect({{"set node:r1 11.5.6.0 2 node:r1 11.5.7.0 1", "121; node:r1 11.5.6.0; node:r1 11.5.7.0 ! 85"}});
 }
 
 // Its messages are answered at once or when the components are there, in the order in which they came.

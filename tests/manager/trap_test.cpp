@@ -60,7 +60,7 @@ TEST(TrapRepeats, AreCountedAsLongAsTheyCome) {
     return text;
   };
   const auto open = [&](const std::string& key, int first, std::chrono::seconds at = 0s) {
-    repeats.open(key, {static_cast<std::byte>(first)}, true, true, begin + at);
+    repeats.open(key, {static_cast<std::byte>(first)}, true, true, 0, begin + at);
   };
   EXPECT_FALSE(repeats.count("a", 1));
   open("a", 7);
