@@ -1,6 +1,6 @@
 // Per-thread state: context<T>() is the calling thread's block of T, value-initialised (all zero for plain structs) on
-// first use and destroyed when the thread detaches from the library. One struct per user, next to its user. The table of
-// a thread's blocks is made when it attaches, where the platform tells of that.
+// first use and destroyed when the thread detaches from the library. One struct per user, next to its user. The table
+// of a thread's blocks is made when it attaches, where the platform tells of that.
 #pragma once
 
 #include <atomic>

@@ -8,8 +8,8 @@ namespace ox::platform {
 // fails the load where the platform can fail it.
 bool on_process_attach() noexcept;
 void on_process_detach() noexcept;
-// For the loading thread, and each that begins later, where the platform tells of them; all others have their state made
-// at their first call.
+// For the loading thread, and each that begins later, where the platform tells of them; all others have their state
+// made at their first call.
 void on_thread_attach() noexcept;
 
 // Whether the library is being unloaded. Static objects whose destructors run at the end of the process, too, leave
