@@ -259,6 +259,34 @@ TEST_F(TrapRoad, AnAnsweredInformOutlivesTheManager) {
   write_file(file("the end"), "now");
 }
 
+// As fast as one machine sends, with the bounds of the rates taken away: the log drops the flood's own.
+TEST_F(TrapRoad, AFloodPushesNobodyElseOutOfTheLog) {
+  constexpr int severe = 20, sent = 50;
+  start("EventLogSize:\t524288\nTrapSourceRate:\t0\nTrapRate:\t0\n");
+  for (int i = 1; i <= severe; ++i) {
+    ASSERT_EQ("0 ", run("oxtrap send " + address() + " -e 1.3.6.1.6.3.1.1.5 -g 2 1.3.6.1.2.1.2.2.1.1." +
+                        std::to_string(i) + ":INTEGER " + std::to_string(i)));
+  }
+  const auto severe_ones = [] { return count_of(logged(), "linkDown: an interface is down"); };
+  for (int i = 0; i < 1000 && severe_ones() < severe; ++i) std::this_thread::sleep_for(10ms);
+  std::string hex = run("oxtrap send x --hex -e " + own + " -s 5 1.3:INTEGER 1077952576").substr(2);
+  std::replace(hex.begin(), hex.end(), '\n', ' ');
+  const auto dropped = [] {
+    const std::string text = run("oxget system:system sysmib.oxEventLog.logDropped.1 -f '%V'");
+    return text.size() > 2 ? std::stoull(text.substr(2)) : 0;
+  };
+  Flood flood(bytes(hex), port_, 2);
+  for (int i = 0; i < 6000 && dropped() == 0; ++i) std::this_thread::sleep_for(10ms);
+  EXPECT_EQ("0 ", run("oxevent send --memo 'not lost' -n " + std::to_string(sent)).substr(0, 2));
+  const auto before = dropped();
+  for (int i = 0; i < 6000 && dropped() < before + 2000; ++i) std::this_thread::sleep_for(10ms);
+  EXPECT_LE(before + 2000, dropped());
+  EXPECT_LT(2000u, flood.end());
+  EXPECT_EQ(severe, severe_ones());
+  EXPECT_EQ(sent, count_of(run("oxevent log list --json"), "\"memo\":\"not lost\""));
+  EXPECT_EQ(0, daemon_->end());
+}
+
 // Everything that was sent is found again, by kind, while five times as much is sent as the manager can take. The wait,
 // which gets little of the machine, may be as far behind as it likes. A system that does not tell what it dropped is
 // asked for less: what came is found again.
