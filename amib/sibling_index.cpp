@@ -75,6 +75,7 @@ SiblingIndex* make_for(std::uint32_t tree_key, std::uint32_t nodes) {
   while (step < sibling_index_keys && slots_of(step) / 4 < nodes) ++step;
   if (step == sibling_index_keys) return nullptr;
   const ShmEntry* const entry = search_shm_entry(key_of(tree_key, 0));
+  if (entry != nullptr && !entry->handles->writable) return nullptr;  // another's, which this process still holds
   auto* const first = entry != nullptr ? static_cast<SiblingIndex*>(entry->handles->block.data()) : make(tree_key, 0);
   if (first == nullptr || step == 0) return first;
   SiblingIndex* const larger = make(tree_key, step);

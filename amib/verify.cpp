@@ -9,6 +9,7 @@
 
 #include "amib/loader.h"
 #include "amib/shared_blocks.h"
+#include "amib/sibling_index.h"
 #include "amib/tree.h"
 #include "common/error_position.h"
 #include "common/trace.h"
@@ -93,6 +94,7 @@ OX_RESULT ExistingTree::adopt() {
     if (!directory_writable_) return OX_EDIFFERENT;
     view_.directory->key[i] = key;
   }
+  if (const OX_RESULT result = map_sibling_index(view_.key, view_.siblings.index); result != OX_OK) return result;
   use_view(view_);
   adopted_ = true;
   return OX_OK;

@@ -40,6 +40,7 @@ struct State {
   Counter peak;
   Counter tracking;
   BlockIndex blocks;
+  bool resized_in_place = false;  // records may say less than their blocks have
 };
 State state;
 
@@ -121,6 +122,7 @@ void* reallocate(void* block, std::uint32_t size, const char* tag) noexcept {
   Record* record = tracking() ? state.blocks.find(block) : nullptr;
   void* result = resize(block, size);
   if (result == nullptr || !tracking()) return result;
+  state.resized_in_place = state.resized_in_place || result == block;
   OX_TRACE(trace::memory, "MEM(%05u:%x:*:%u:%u:%s)\n", serial(), trace::word(result), live(), size, trace::text(tag));
   set_guard(result, size);
   if (record == nullptr) {  // from before tracking was switched on
@@ -167,7 +169,7 @@ void report_unknown(const void* block) noexcept {
   if (Record* record = state.blocks.find(block)) {
     const std::size_t size = std::size_t{record->size} + spare;
     untrack(record);
-    platform::heap_free(block, size);
+    state.resized_in_place ? platform::heap_free(block) : platform::heap_free(block, size);
   } else {
     report_unknown(block);
     platform::heap_free(block);

@@ -11,7 +11,7 @@ namespace ox::platform {
 // Bytes that the block really has, at least those asked for.
 [[nodiscard]] std::size_t heap_size(void* block) noexcept;
 void heap_free(void* block) noexcept;
-// Of a block for which so many bytes were asked.
+// Of a block that has room for no more than was asked for: so many bytes, rounded as the heap does.
 void heap_free(void* block, std::size_t size) noexcept;
 
 }  // namespace ox::platform

@@ -94,7 +94,9 @@ int children_found() {
 // Through the index, until the tree's owner has added nodes that this process has not mapped.
 int finds_far_siblings(OtherProcess& owner) {
   uint32_t found = 0;
-  if (oxbInit(OXB_TREE) != 0) return 1;
+  // As one that takes the tree over, and as one that attaches.
+  if (oxbTakeOverAmibTree(OXB_TREE) != 0 || current_siblings().index == nullptr || children_found() != wide) return 7;
+  if (oxbDeleteAmibTree(OXB_TREE) != 0 || oxbInit(OXB_TREE) != 0) return 1;
   const SiblingIndex* const index = current_siblings().index;
   if (index == nullptr || index->newest != directory()->newest || index->slots < 4 * wide) return 2;
   for (int round = 0; round < 2; ++round) {

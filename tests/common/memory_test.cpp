@@ -5,6 +5,7 @@
 
 #include "common/block_index.h"
 #include "common/memory_state.h"
+#include "platform/heap.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/system_root.h"
 #include "tests/support/texts.h"
@@ -67,6 +68,17 @@ TEST_F(MemoryTest, DamagedAndUnknownBlocksAreReportedAndReleased) {
   EXPECT_EQ(blocks, oxcGetMemValue(live));
   const std::string text = ox::test::read_text(log);
   ox::test::expect_parts(text, {"Destroied", "NOT_FOUND"});
+}
+
+// One that was made smaller where it is has still all its room: it goes back to the system, and is not kept as a small
+// one.
+TEST_F(MemoryTest, ABlockMadeSmallerIsReleasedWhole) {
+  void* const large = oxcMemRealloc(oxcMemAlloc(100000, "large"), 16, "small");
+  ASSERT_LE(100000u, ox::platform::heap_size(large));
+  oxcMemFree(large);
+  void* const small = oxcMemAlloc(16, "small");
+  EXPECT_GT(1000u, ox::platform::heap_size(small));
+  oxcMemFree(small);
 }
 
 TEST_F(MemoryTest, TheListFileShowsLiveBlocksInOrder) {
