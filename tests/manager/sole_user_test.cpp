@@ -98,9 +98,9 @@ TEST_F(SoleUser, ANewFileOfTheSameNameIsAnotherOne) {
   Snapshot before;
   ASSERT_EQ(Outcome::done, before.take(file_));
   writer_.close();
-  std::string name;
+  std::string set_aside;
   test::write_file(file_ + ".new", "");
-  const bool replaced = replace_database(file_, file_ + ".new", name);
+  const bool replaced = replace_database(file_, file_ + ".new", set_aside);
   ASSERT_EQ(Outcome::done, writer_.open(file_, Durability::process));
   if (replaced) {
     ASSERT_EQ(Outcome::done, writer_.run("CREATE TABLE t (n INTEGER PRIMARY KEY)"));
