@@ -105,7 +105,15 @@ platform::Error open_block(const ShmEntry& entry, std::uint32_t access, ShmHandl
   return error;
 }
 
-OX_RESULT reference(std::uint32_t key, std::uint32_t access, ShmView& view) {
+platform::Error open_beside(const ShmEntry& entry, std::uint32_t tree_key, ShmHandle& handle) {
+  const ShmEntry* const tree = search_shm_entry(tree_key);
+  if (is_unnamed(entry.key) || tree == nullptr) return open_block(entry, shm_read, handle);
+  return handle.block.open_beside(tree->handles->block, block_name(entry.key).text);
+}
+
+// `open(entry, handle)` maps the block.
+template <class Open>
+OX_RESULT reference(std::uint32_t key, Open open, ShmView& view) {
   if (key == 0) return OX_ENOSHM;
   ShmEntry* entry = search_shm_entry(key);
   tracked_ptr<ShmEntry> made;
@@ -117,13 +125,19 @@ OX_RESULT reference(std::uint32_t key, std::uint32_t access, ShmView& view) {
   }
   HandlePtr handle = make_handle("shm_handle_001");
   if (!handle) return OX_ENOMEM;
-  if (const auto error = open_block(*entry, access, *handle); error != 0) {
+  if (const platform::Error error = open(*entry, *handle); error != 0) {
     return error == platform::error_file_not_found ? OX_RESULT{OX_ENOSHM} : code_of_platform_error(error);
   }
   view = view_of(*handle);
   (void)oxcQueueAdd(&entry->handles, handle.release());
   if (made) (void)oxcQueueAdd(&registry, made.release());
   return OX_OK;
+}
+
+template <class Open>
+OX_RESULT traced_reference(std::uint32_t key, std::uint32_t access, Open open, ShmView& view) {
+  OX_TRACE(trace::general, "<S:shm_reference(%ld, 0x%x, 0x%x)>\n", trace::number(key), access, trace::word(&view.base));
+  return traced_as(trace::general, "<E:shm_reference[%ld]>\n", [&] { return reference(key, open, view); });
 }
 
 }  // namespace
@@ -135,8 +149,13 @@ OX_RESULT shm_create(std::uint32_t key, std::uint32_t size, ShmView& view) {
 }
 
 OX_RESULT shm_reference(std::uint32_t key, std::uint32_t access, ShmView& view) {
-  OX_TRACE(trace::general, "<S:shm_reference(%ld, 0x%x, 0x%x)>\n", trace::number(key), access, trace::word(&view.base));
-  return traced_as(trace::general, "<E:shm_reference[%ld]>\n", [&] { return reference(key, access, view); });
+  const auto open = [&](const ShmEntry& entry, ShmHandle& handle) { return open_block(entry, access, handle); };
+  return traced_reference(key, access, open, view);
+}
+
+OX_RESULT shm_reference_beside(std::uint32_t tree_key, std::uint32_t key, ShmView& view) {
+  const auto open = [&](const ShmEntry& entry, ShmHandle& handle) { return open_beside(entry, tree_key, handle); };
+  return traced_reference(key, shm_read, open, view);
 }
 
 OX_RESULT shm_delete(std::uint32_t key) {

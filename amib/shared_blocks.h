@@ -44,6 +44,10 @@ OX_RESULT shm_create(std::uint32_t key, std::uint32_t size, ShmView& view);
 // when no process holds such a block; 3; the mapped platform error.
 OX_RESULT shm_reference(std::uint32_t key, std::uint32_t access, ShmView& view);
 
+// Maps an existing block for reading which lies where the tree of `tree_key` does, whose directory is mapped: beside
+// one of this account no other account's counts. Errors as above.
+OX_RESULT shm_reference_beside(std::uint32_t tree_key, std::uint32_t key, ShmView& view);
+
 // Gives up every mapping of a key. 193 for key 0 or one not in the registry.
 OX_RESULT shm_delete(std::uint32_t key);
 

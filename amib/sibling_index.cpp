@@ -91,9 +91,9 @@ void reserve(Siblings& siblings, std::uint32_t nodes) {
   siblings.lost = larger == nullptr;
 }
 
-OX_RESULT map(std::uint32_t key, SiblingIndex*& index) {
+OX_RESULT map(std::uint32_t tree_key, std::uint32_t step, SiblingIndex*& index) {
   ShmView block;
-  const OX_RESULT result = shm_reference(key, shm_read, block);
+  const OX_RESULT result = shm_reference_beside(tree_key, key_of(tree_key, step), block);
   index = result == OX_OK && is_index(block) ? static_cast<SiblingIndex*>(block.base) : nullptr;
   return result == OX_ENOSHM ? OX_RESULT{OX_OK} : result;
 }
@@ -101,9 +101,9 @@ OX_RESULT map(std::uint32_t key, SiblingIndex*& index) {
 }  // namespace
 
 OX_RESULT map_sibling_index(std::uint32_t tree_key, SiblingIndex*& index) {
-  const OX_RESULT result = map(key_of(tree_key, 0), index);
+  const OX_RESULT result = map(tree_key, 0, index);
   const std::uint32_t step = index != nullptr ? index->larger.load(std::memory_order_acquire) : 0;
-  return step == 0 || step >= sibling_index_keys ? result : map(key_of(tree_key, step), index);
+  return step == 0 || step >= sibling_index_keys ? result : map(tree_key, step, index);
 }
 
 // Siblings mostly follow each other.

@@ -31,6 +31,10 @@ class SharedBlock {
   enum class Mode { read, write, write_or_read };
   [[nodiscard]] Error open(const char* name, Mode mode);
 
+  // Maps the block of that name which lies where `other` does, for reading: beside a block of this account's own, no
+  // other account's counts. Errors as above.
+  [[nodiscard]] Error open_beside(const SharedBlock& other, const char* name);
+
   // Maps a block without a name, which this process has made, once more. error_invalid_parameter for another one.
   [[nodiscard]] Error open_again(const SharedBlock& held, Mode mode);
 

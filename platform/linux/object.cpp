@@ -9,6 +9,7 @@
 #include <ctime>
 #include <memory>
 #include <mutex>
+#include <string_view>
 #include <utility>
 
 #include "platform/environment.h"
@@ -101,7 +102,7 @@ Error map(const Descriptor& object, std::size_t size, bool writable, Object::Par
 }
 
 // Expects the shared lock. error_file_not_found when the object is no longer the one of its name.
-Error map_whole(Descriptor object, bool writable, Object::Parts& parts) noexcept {
+Error map_whole(Descriptor& object, bool writable, Object::Parts& parts) noexcept {
   struct stat status {};
   if (::fstat(object.get(), &status) != 0) return fail_errno();
   if (status.st_nlink == 0 || status.st_size <= 0) return fail(error_file_not_found);
@@ -110,9 +111,8 @@ Error map_whole(Descriptor object, bool writable, Object::Parts& parts) noexcept
   return error_none;
 }
 
-Error attach(Descriptor object, bool writable, Object::Parts& parts) noexcept {
-  if (!lock_shared(object.get())) return fail_errno();
-  return map_whole(std::move(object), writable, parts);
+Error attach(Descriptor& object, bool writable, Object::Parts& parts) noexcept {
+  return lock_shared(object.get()) ? map_whole(object, writable, parts) : fail_errno();
 }
 
 struct Request {
@@ -151,16 +151,14 @@ Error make_or_attach(const Request& request, bool* existed, Object::Parts& parts
   if (!object) return fail_errno();
   if (living && existed == nullptr) return fail(error_already_exists);
   if (existed != nullptr) *existed = living;
-  return living ? attach(std::move(object), true, parts) : make(std::move(object), request, parts);
+  return living ? attach(object, true, parts) : make(std::move(object), request, parts);
 }
 
 // Without the objects' lock: somebody holds the object, and still does when this process holds it, too. Somebody who
 // makes or removes it locks it alone; the shared lock fails then. A holder that dies in between has died after the
 // opening.
-bool attach_held(const Descriptor& object, bool writable, Object::Parts& parts) noexcept {
-  if (!is_locked_elsewhere(object.get()) || !lock_shared(object.get())) return false;
-  Descriptor same(::fcntl(object.get(), F_DUPFD_CLOEXEC, 0));
-  return same && map_whole(std::move(same), writable, parts) == error_none;
+bool attach_held(Descriptor& object, bool writable, Object::Parts& parts) noexcept {
+  return is_locked_elsewhere(object.get()) && attach(object, writable, parts) == error_none;
 }
 
 Error attach_living(bool writable, Object::Parts& parts) {
@@ -177,7 +175,7 @@ Error attach_living(bool writable, Object::Parts& parts) {
     (void)::unlink(parts.path.c_str());
     return fail(error_file_not_found);
   }
-  return attach(std::move(object), writable, parts);
+  return attach(object, writable, parts);
 }
 
 // What the manager has put there for all accounts: a block is read, of anything else it is known that it exists, while
@@ -187,7 +185,7 @@ Error attach_for_all(const Root& base, ObjectKind kind, const std::string& file,
   if (!object) return errno == EACCES ? fail(error_access_denied) : fail(error_file_not_found);
   parts.path.clear();  // not this process's to remove
   if (kind == ObjectKind::block && writable) return fail(error_access_denied);
-  if (kind == ObjectKind::block) return map_whole(std::move(object), false, parts);
+  if (kind == ObjectKind::block) return map_whole(object, false, parts);
   if (!is_written_elsewhere(object.get())) return fail(error_file_not_found);
   parts.descriptor = object.release();
   return error_none;
@@ -227,18 +225,25 @@ void map_anew(const Object::Parts& parts, int fresh) noexcept {
   }
 }
 
+// Under the objects' lock. Without it, the object stays for the next creator or opener to find.
+void remove_unheld(const Object::Parts& parts, int object) noexcept {
+  const ObjectsLock lock(parts.lock);
+  struct stat status {};
+  if (!lock || ::fstat(object, &status) != 0 || status.st_nlink == 0) return;  // somebody else has removed it
+  if (lock_alone(object)) (void)::unlink(parts.path.c_str());
+}
+
 // Removes the object when nobody else holds it. Who that is shows by a descriptor of its own: a lock on the present one
-// is shared by every process that was forked with it.
+// is shared by every process that was forked with it. That one is closed first: of several who let go at the same time,
+// the last sees nobody.
 void give_up(Object::Parts& parts) noexcept {
   Descriptor object(std::exchange(parts.descriptor, -1));
   if (!object || parts.path.empty()) return;
-  const ObjectsLock lock(parts.lock);
-  // Without the lock it stays for the next creator or opener to find.
-  const Descriptor fresh = lock ? open_writable(parts.path) : Descriptor();
+  const Descriptor fresh = open_writable(parts.path);
   const bool named = fresh && is_same_object(object.get(), fresh.get());
   if (named && parts.base != nullptr) map_anew(parts, fresh.get());
-  object.close();  // before the next one, who may be the last then, gets the lock
-  if (named && lock_alone(fresh.get())) (void)::unlink(parts.path.c_str());
+  object.close();
+  if (named && !is_locked_elsewhere(fresh.get())) remove_unheld(parts, fresh.get());
 }
 
 // What the process holds: the end of the process gives it up, since not every holder is destroyed before.
@@ -257,10 +262,11 @@ class Held {
     if (first == &parts) first = parts.next;
     parts.next = parts.prev = nullptr;
   }
-  static bool has_made(const std::string& path) noexcept {
+  // One whose path ends so.
+  static bool has_made(std::string_view end) noexcept {
     const std::lock_guard lock(guard);
     const Object::Parts* parts = first;
-    while (parts != nullptr && !(parts->made && parts->path == path)) parts = parts->next;
+    while (parts != nullptr && !(parts->made && std::string_view(parts->path).ends_with(end))) parts = parts->next;
     return parts != nullptr;
   }
 
@@ -284,9 +290,7 @@ Error Object::create(ObjectKind kind, const char* name, std::size_t size, Fill f
   auto made = std::make_unique<Parts>();
   if (const Error error = name_parts(*root(), kind, name, true, *made)) return error;
   if (const Error error = make_or_attach({size, fill, argument}, existed, *made)) return error;
-  close();
-  parts_ = std::move(made);
-  Held::add(*parts_);
+  hold(std::move(made));
   return error_none;
 }
 
@@ -299,16 +303,34 @@ Error Object::open(ObjectKind kind, const char* name, bool writable) {
   Error error = opened->path.empty() ? error_file_not_found : attach_living(writable, *opened);
   if (error == error_file_not_found) error = attach_for_all(*base, kind, file, writable, *opened);
   if (error != error_none) return error;
-  close();
-  parts_ = std::move(opened);
-  Held::add(*parts_);
+  hold(std::move(opened));
   return error_none;
+}
+
+Error Object::open_beside(const Object& other, const char* name) {
+  const auto base = root();
+  auto opened = std::make_unique<Parts>();
+  if (const Error error = name_parts(*base, ObjectKind::block, name, false, *opened)) return error;
+  const bool is_own = other.parts_ != nullptr && !other.parts_->path.empty();
+  const std::string file = object_file(ObjectKind::block, name);
+  const Error error =
+      is_own ? attach_living(false, *opened) : attach_for_all(*base, ObjectKind::block, file, false, *opened);
+  if (error != error_none) return error;
+  hold(std::move(opened));
+  return error_none;
+}
+
+void Object::hold(std::unique_ptr<Parts> parts) noexcept {
+  close();
+  parts_ = std::move(parts);
+  Held::add(*parts_);
 }
 
 bool Object::is_maker(ObjectKind kind, const char* name) {
   Parts parts;
-  return name_parts(*root(), kind, name, false, parts) == error_none && !parts.path.empty() &&
-         Held::has_made(parts.path);
+  // Most processes have made nothing of that name under any root: they need not look for the folder.
+  return Held::has_made('/' + object_file(kind, name)) && name_parts(*root(), kind, name, false, parts) == error_none &&
+         !parts.path.empty() && Held::has_made(parts.path);
 }
 
 void Object::close() noexcept {

@@ -34,6 +34,8 @@ class Object {
   // Opens an object that a living process of this account holds, else what the manager has put there for all accounts:
   // of that, a block is read (error_access_denied for writing), and an event or a mutex has no memory.
   [[nodiscard]] Error open(ObjectKind kind, const char* name, bool writable);
+  // Opens a block for reading where `other` lies: in the account's own folder, or among what is there for all.
+  [[nodiscard]] Error open_beside(const Object& other, const char* name);
   void close() noexcept;
   // The descriptor of an object of exactly that size which a process of any account has made for itself; for reading
   // and writing.
@@ -61,6 +63,8 @@ class Object {
   };
 
  private:
+  void hold(std::unique_ptr<Parts> parts) noexcept;
+
   std::unique_ptr<Parts> parts_;
 };
 

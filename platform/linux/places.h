@@ -28,6 +28,6 @@ namespace ox::platform {
 
 // Opens a file of "run" for reading. Fails with errno: EACCES for a file, or a "run", that others than the root's owner
 // can write.
-[[nodiscard]] Descriptor open_for_all(const Root& root, const std::string& file) noexcept;
+[[nodiscard]] Descriptor open_for_all(const Root& root, const std::string& file);
 
 }  // namespace ox::platform

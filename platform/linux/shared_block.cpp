@@ -107,7 +107,8 @@ Error SharedBlock::create(const char* name, std::size_t size, Access /*access*/)
 // A block of the whole machine is written by the process that made it alone, whatever the account of the others.
 Error SharedBlock::open(const char* name, Mode mode) {
   if (name == nullptr) return fail(error_invalid_parameter);
-  const bool is_others = std::string_view(name).starts_with("Global\\") && !Object::is_maker(ObjectKind::block, name);
+  const bool is_others = mode != Mode::read && std::string_view(name).starts_with("Global\\") &&
+                         !Object::is_maker(ObjectKind::block, name);
   SharedBlock opened;
   opened.impl_ = std::make_unique<Impl>();
   Object& object = opened.impl_->object;
@@ -121,6 +122,17 @@ Error SharedBlock::open(const char* name, Mode mode) {
   if (error != error_none) return error;
   opened.base_ = object.base();
   opened.size_ = object.size();
+  *this = std::move(opened);
+  return error_none;
+}
+
+Error SharedBlock::open_beside(const SharedBlock& other, const char* name) {
+  if (name == nullptr || other.impl_ == nullptr) return fail(error_invalid_parameter);
+  SharedBlock opened;
+  opened.impl_ = std::make_unique<Impl>();
+  if (const Error error = opened.impl_->object.open_beside(other.impl_->object, name)) return error;
+  opened.base_ = opened.impl_->object.base();
+  opened.size_ = opened.impl_->object.size();
   *this = std::move(opened);
   return error_none;
 }

@@ -86,6 +86,9 @@ Error SharedBlock::open_again(const SharedBlock& held, Mode mode) {
   return error_none;
 }
 
+// There is one place for all names.
+Error SharedBlock::open_beside(const SharedBlock& /*other*/, const char* name) { return open(name, Mode::read); }
+
 Error SharedBlock::take_name(const char*) { return fail(error_not_supported); }
 
 Error SharedBlock::create(const char* name, std::size_t size, Access access) {

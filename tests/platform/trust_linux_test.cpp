@@ -369,6 +369,36 @@ TEST_F(Trust, WithoutARuntimeFolderNothingIsNamed) {
               })->succeeded());
 }
 
+// What lies beside an account's own block is not sought among what the manager offers, and the other way round.
+TEST_F(Trust, WhatBelongsTogetherLiesTogether) {
+  ASSERT_TRUE(serve()->succeeded());
+  EXPECT_TRUE(as(victim, [] {
+                SharedBlock own;
+                SharedBlock offered;
+                SharedBlock beside;
+                return own.create("own", 10, Access::machine) == error_none &&
+                       offered.open(tree, Mode::read) == error_none &&
+                       beside.open_beside(offered, tree) == error_none &&
+                       beside.open_beside(own, "own") == error_none &&
+                       beside.open_beside(own, tree) == error_file_not_found &&
+                       beside.open_beside(offered, "own") == error_file_not_found;
+              })->succeeded());
+}
+
+// A process that has found its folder does not take another one for it.
+TEST_F(Trust, AnOwnFolderBehindALinkIsNotFound) {
+  ASSERT_TRUE(serve()->succeeded());
+  EXPECT_TRUE(as(victim, [] {
+                const fs::path runtime = runtime_of(victim);
+                const fs::path folder = own_folder(*root(), true);
+                fs::create_directory(runtime / "other");
+                fs::create_directory_symlink("other", runtime / "link");
+                const bool made = ::mkdir((runtime / "other" / folder.filename()).c_str(), 0700) == 0;
+                test::set_environment("XDG_RUNTIME_DIR", (runtime / "link").c_str());
+                return made && own_folder(*root(), false).empty();
+              })->succeeded());
+}
+
 TEST_F(Trust, WhatIsOfferedStaysEqualAndIsReplacedInOneStep) {
   const auto first = serve();
   ASSERT_TRUE(first->succeeded());
