@@ -39,9 +39,15 @@ bool BlockIndex::reserve() noexcept {
   const std::size_t present = slots_ != nullptr ? mask_ + 1 : 0;
   if (3 * (used_ + 1) <= 2 * present) return true;
   // Where most blocks are gone, the same size will do.
-  const std::size_t count = std::max(3 * live_ >= present ? 2 * present : present, first_slots);
+  return rebuild(std::max(3 * live_ >= present ? 2 * present : present, first_slots)) ||
+         used_ + 1 < present;  // fuller than it should be, but it works
+}
+
+// In so many slots. False when memory runs out; nothing has changed then.
+bool BlockIndex::rebuild(std::size_t count) noexcept {
   auto* slots = static_cast<Record*>(platform::heap_allocate_zeroed(count * sizeof(Record)));
-  if (slots == nullptr) return used_ + 1 < present;  // fuller than it should be, but it works
+  if (slots == nullptr) return false;
+  const std::size_t present = slots_ != nullptr ? mask_ + 1 : 0;
   Record* const old = slots_;
   slots_ = slots;
   mask_ = count - 1;
@@ -83,6 +89,10 @@ bool BlockIndex::move(Record* record, void* block) noexcept {
 void BlockIndex::remove(Record* record) noexcept {
   record->size = gone;
   --live_;
+  // A process that held many blocks once need not look for its few in a wide index for ever: each would be far from
+  // the others in memory.
+  const std::size_t present = mask_ + 1;
+  if (8 * live_ < present && present > first_slots) (void)rebuild(std::max(present / 4, first_slots));
 }
 
 std::vector<Record> BlockIndex::records() const {

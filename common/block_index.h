@@ -39,6 +39,7 @@ class BlockIndex {
   [[nodiscard]] std::size_t home(const void* block) const noexcept;
   [[nodiscard]] Record* slot_of(const void* block) const noexcept;
   [[nodiscard]] bool reserve() noexcept;
+  [[nodiscard]] bool rebuild(std::size_t count) noexcept;
   void put(const Record& record) noexcept;
 
   Record* slots_ = nullptr;

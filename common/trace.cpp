@@ -11,6 +11,7 @@
 #include <oxbase/oxc.h>
 
 #include "common/error_codes.h"
+#include "common/line_format.h"
 #include "common/memory.h"
 #include "common/settings.h"
 #include "common/trace_control.h"
@@ -153,7 +154,7 @@ OX_RESULT output(std::string_view text) {
 
 OX_PRINTF(1, 0) OX_RESULT write_formatted(const char* format, std::va_list arguments) noexcept {
   char line[longest_line];
-  const int length = std::vsnprintf(line, sizeof line, format, arguments);
+  const int length = format_line(line, sizeof line, format, arguments);
   if (length < 0) return OX_EFORMAT;
   auto size = static_cast<std::size_t>(length);
   if (size >= sizeof line) {

@@ -1,9 +1,14 @@
 #include "common/trace.h"
 
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 #include <oxbase/oxc.h>
 
+#include "common/line_format.h"
 #include "common/trace_control.h"
 #include "common/trace_file.h"
 #include "platform/environment.h"
@@ -40,6 +45,34 @@ TEST_F(TraceTest, LinesReachTheFileInTheirOwnForm) {
   EXPECT_EQ("here(7)\n" + std::string(4094, 'x') + "\n[17]\n[20]\n[%l]\n", read_text(file("lines_00.dbg")));
   EXPECT_EQ(OX_ENAMELONG, oxcDebugOutput(0, std::string(257, 'n').c_str()));
   EXPECT_EQ(OX_EOPEN, oxcDebugOutput(0, "/no/such/directory/x.dbg"));
+}
+
+OX_PRINTF(2, 3) void expect_as_printf(std::size_t size, const char* format, ...) {
+  SCOPED_TRACE(format + std::to_string(size));
+  char expected[64] = "untouched";
+  char line[64] = "untouched";
+  std::va_list arguments, again;
+  va_start(arguments, format);
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(expected, size, format, again);
+  EXPECT_EQ(length, ox::format_line(line, size, format, arguments));
+  EXPECT_STREQ(expected, line);
+  va_end(again);
+  va_end(arguments);
+}
+
+// What it makes itself and what it leaves to the C library, in room enough, just enough and too little.
+TEST(TraceLine, IsWhatPrintfMakes) {
+  for (const std::size_t size : {64, 12, 11, 10, 1}) {
+    expect_as_printf(size, "<S:f(%d,%d)>\n", -7, 42);
+    expect_as_printf(size, "[%ld|%lu]", LONG_MIN, ULONG_MAX);
+    expect_as_printf(size, "%u%x%lx", UINT_MAX, 0xABCDu, 0xABCDEF01ul);
+    expect_as_printf(size, "%s-%s%%", "text", "");
+    expect_as_printf(size, "%.*s|%.*s", 3, "cut off", -1, "whole");
+    expect_as_printf(size, "%s:%08.3f%c", "left", 1.5, 'c');
+    expect_as_printf(size, "[%s]", std::getenv("OX_NOT_SET"));
+    expect_as_printf(size, "%5d%-4s|%#x", 3, "x", 17u);
+  }
 }
 
 TEST_F(TraceTest, RotationWrapsToOneAndNeverReturnsToZero) {
