@@ -85,7 +85,7 @@ TEST_F(RoleTest, TheLongestSubtreeDecidesThenTheMoreExactPattern) {
       {all, "", {"node", "lab1"}, Role::read},
       {"Group: staff read\n", "11.5.6.0", {"node", "lab1"}, Role::read},
       {"Group: guests read\n", "11.5.6.0", {"node", "lab1"}, Role::operate},
-      {"Group: staff none\n" + all, "11.5.6.0", {"node", "lab1"}, Role::read},
+      {"Group: staff administer\n" + all, "11.5.6.0", {"node", "lab1"}, Role::read},
       {all + "User: ann administer\n", "11.5.6.0", {"node", "lab1"}, Role::administer},
       {all + "User: ann operate obj.node\n", "11.5.6.0", {"node", "lab1"}, Role::operate},
       {all + "User: ann operate obj.node\n", "11.50.6.0", {"node", "lab1"}, Role::read},
