@@ -6,6 +6,7 @@
 #include <chrono>
 #include <new>
 #include <thread>
+#include <utility>
 
 #include <oxbase/oxc.h>
 
@@ -15,11 +16,10 @@ namespace {
 constexpr std::size_t at_once = 32;
 constexpr std::uint32_t longest = 5000;  // ms: the manager's end waits for it
 
-Echoes::Answer ask_machine(const std::string& address, std::uint32_t timeout, std::uint32_t attempts,
-                           const std::atomic<bool>& ends) {
+Echoes::Answer ask_machine(const Echoes::Question& question, const std::atomic<bool>& ends) {
   Echoes::Answer answer{OX_ENOANSWER};
-  while (attempts-- != 0 && answer.code == OX_ENOANSWER && !ends) {
-    answer.code = oxcIcmpEcho(address.c_str(), std::min(timeout, longest), &answer.round_trip);
+  for (std::uint32_t left = question.attempts; left != 0 && answer.code == OX_ENOANSWER && !ends; --left) {
+    answer.code = oxcIcmpEcho(question.address.c_str(), std::min(question.timeout, longest), &answer.round_trip);
   }
   return answer;
 }
@@ -43,32 +43,54 @@ Echoes::~Echoes() {
   if (threads_) threads_->join();
 }
 
-void Echoes::ask(const std::string& address, std::uint32_t timeout, std::uint32_t attempts, Done done) {
-  std::vector<Done>& waiting = waiting_[address];
+void Echoes::ask(std::uint32_t client, const Question& question, Done done) {
+  std::vector<Done>& waiting = waiting_[question.address];
   waiting.push_back(std::move(done));
   if (waiting.size() > 1) return;
   try {
-    begin(address, timeout, attempts);
-  } catch (...) {  // nobody would ever ask for it again
-    waiting_.erase(address);
-    throw std::bad_alloc();  // also for threads that the system does not give
+    if (!threads_) threads_.emplace(at_once);
+    queue_.push(client, question);
+    if (start()) return;
+    queue_.pop();  // no other one waits then
+  } catch (...) {  // also the threads that the system does not give
   }
+  waiting_.erase(question.address);  // or nobody would ever ask for it again
+  throw std::bad_alloc();
 }
 
-void Echoes::begin(const std::string& address, std::uint32_t timeout, std::uint32_t attempts) {
-  if (!threads_) threads_.emplace(at_once);
-  asio::post(*threads_,
-             [this, address, timeout, attempts, here = std::weak_ptr(here_), stays = asio::make_work_guard(loop_)] {
-               const Answer answer = ask_machine(address, timeout, attempts, ends_);
-               post_surely(loop_, ends_, [this, address, answer, here] {
-                 if (!here.expired()) tell(address, answer);
-               });
-             });
+// False when memory has run out, and nothing is under way whose end would try it again.
+bool Echoes::start() noexcept {
+  try {
+    for (; !queue_.empty() && under_way_ < at_once; ++under_way_) {
+      begin(queue_.front());
+      queue_.pop();
+    }
+  } catch (const std::bad_alloc&) {
+  }
+  return queue_.empty() || under_way_ != 0;
+}
+
+void Echoes::begin(const Question& question) {
+  asio::post(*threads_, [this, question, here = std::weak_ptr(here_), stays = asio::make_work_guard(loop_)] {
+    const Answer answer = ask_machine(question, ends_);
+    post_surely(loop_, ends_, [this, address = question.address, answer, here] {
+      if (!here.expired()) tell(address, answer);
+    });
+  });
 }
 
 void Echoes::tell(const std::string& address, const Answer& answer) {
+  --under_way_;
   const auto entry = waiting_.extract(address);
+  if (!start()) refuse_waiting();
   for (const Done& done : entry.mapped()) done(answer);
+}
+
+void Echoes::refuse_waiting() {
+  queue_ = {};
+  for (const auto& [address, waiting] : std::exchange(waiting_, {})) {
+    for (const Done& done : waiting) done({OX_ENOMEM});
+  }
 }
 
 }  // namespace ox::manager

@@ -14,6 +14,8 @@
 
 #include <oxbase/oxtypes.h>
 
+#include "manager/base/fair_queue.h"
+
 namespace ox::manager {
 
 class Echoes {
@@ -29,19 +31,28 @@ class Echoes {
   Echoes(const Echoes&) = delete;
   Echoes& operator=(const Echoes&) = delete;
 
-  // Milliseconds of an attempt, five seconds at the most, and how many there are. Who asks for a machine that is being
-  // asked gets the same answer. Calls back in a later turn of the loop.
+  struct Question {
+    std::string address;
+    std::uint32_t timeout = 0;   // milliseconds of an attempt, five seconds at the most
+    std::uint32_t attempts = 0;  // how many there are
+  };
+  // For a client, a session: where many wait, the turn goes round from client to client. Who asks for a machine that is
+  // being asked gets the same answer. Calls back in a later turn of the loop.
   // Throws std::bad_alloc, also where the system gives no threads.
-  void ask(const std::string& address, std::uint32_t timeout, std::uint32_t attempts, Done done);
+  void ask(std::uint32_t client, const Question& question, Done done);
 
  private:
-  void begin(const std::string& address, std::uint32_t timeout, std::uint32_t attempts);
+  [[nodiscard]] bool start() noexcept;
+  void begin(const Question& question);
   void tell(const std::string& address, const Answer& answer);
+  void refuse_waiting();
 
   asio::io_context& loop_;
   std::optional<asio::thread_pool> threads_;  // from the first question on
   std::atomic<bool> ends_ = false;
-  std::map<std::string, std::vector<Done>> waiting_;      // by addresses
+  std::map<std::string, std::vector<Done>> waiting_;  // by addresses
+  FairQueue<Question> queue_;                         // that no thread has taken
+  std::size_t under_way_ = 0;
   std::shared_ptr<int> here_ = std::make_shared<int>(0);  // as long as answers are wanted
 };
 

@@ -38,33 +38,13 @@ void SnmpEngine::send(const Agent& agent, Packet packet, std::uint32_t attempts,
     return;
   }
   Request request;
-  request.client = agent.client;
   request.address = agent.address;
   request.packet = std::move(packet);
   request.timeout = std::chrono::milliseconds(agent.timeout);
   request.attempts_left = attempts;
   request.handler = std::move(handler);
-  auto& queue = waiting_[agent.client];
-  if (queue.empty()) turns_.push_back(agent.client);
-  queue.push_back(std::move(request));
-  ++waiting_count_;
+  waiting_.push(agent.client, std::move(request));
   start_waiting();
-}
-
-// One of each client that has any, in turn.
-SnmpEngine::Request SnmpEngine::next_waiting() {
-  const std::uint32_t client = turns_.front();
-  const auto queue = waiting_.find(client);
-  Request request = std::move(queue->second.front());
-  queue->second.pop_front();
-  --waiting_count_;
-  turns_.pop_front();
-  if (queue->second.empty()) {
-    waiting_.erase(queue);
-  } else {
-    turns_.push_back(client);
-  }
-  return request;
 }
 
 // Positive, of 4 bytes, and nobody's.
@@ -77,10 +57,11 @@ std::uint32_t SnmpEngine::new_id() {
 }
 
 void SnmpEngine::start_waiting() {
-  if (waiting_count_ != 0 && places_held_ >= most_in_flight_) give_up_places(Clock::now());
-  while (waiting_count_ != 0 && places_held_ < most_in_flight_) {
+  if (!waiting_.empty() && places_held_ >= most_in_flight_) give_up_places(Clock::now());
+  while (!waiting_.empty() && places_held_ < most_in_flight_) {
     const std::uint32_t id = new_id();
-    Request& request = in_flight_.insert_or_assign(id, next_waiting()).first->second;
+    Request& request = in_flight_.insert_or_assign(id, std::move(waiting_.front())).first->second;
+    waiting_.pop();
     request.packet.set_id(id);
     request.holds_place = true;
     ++places_held_;
@@ -116,7 +97,7 @@ void SnmpEngine::give_up_places(Clock::time_point now) {
 // Waits for the next moment at which there is something to do.
 void SnmpEngine::watch() {
   auto next = ends_.empty() ? Clock::time_point::max() : ends_.begin()->first;
-  if (waiting_count_ != 0 && !started_.empty()) next = std::min(next, started_.front().first + place_time);
+  if (!waiting_.empty() && !started_.empty()) next = std::min(next, started_.front().first + place_time);
   // A moment that has become void is let come: most never do.
   if (next == Clock::time_point::max() || watched_ <= next) return;
   watched_ = next;

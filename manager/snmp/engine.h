@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <map>
 #include <memory>
 #include <random>
 #include <set>
@@ -23,6 +22,7 @@
 
 #include <oxbase/oxs.h>
 
+#include "manager/base/fair_queue.h"
 #include "manager/base/node_list.h"
 #include "manager/snmp/packet.h"
 
@@ -74,7 +74,7 @@ class SnmpEngine {
   }
 
   [[nodiscard]] std::size_t in_flight() const { return in_flight_.size(); }
-  [[nodiscard]] std::size_t waiting() const { return waiting_count_; }
+  [[nodiscard]] std::size_t waiting() const { return waiting_.size(); }
   [[nodiscard]] const RefusedAnswers& refused() const { return refused_; }
 
  private:
@@ -91,7 +91,6 @@ class SnmpEngine {
   using Sockets = std::array<SocketPtr, 4>;
 
   struct Request {
-    std::uint32_t client = 0;
     asio::ip::udp::endpoint address;
     Packet packet;
     std::chrono::milliseconds timeout{};
@@ -105,7 +104,6 @@ class SnmpEngine {
   using Moment = std::pair<Clock::time_point, std::uint32_t>;  // and the request's id
 
   [[nodiscard]] std::uint32_t new_id();
-  [[nodiscard]] Request next_waiting();
   void start_waiting();
   void attempt(std::uint32_t id, Request& request);
   void give_up_places(Clock::time_point now);
@@ -131,9 +129,7 @@ class SnmpEngine {
   std::set<Moment> ends_;       // of the attempts in flight
   std::deque<Moment> started_;  // those that may still hold a place
   std::size_t places_held_ = 0;
-  std::map<std::uint32_t, std::deque<Request>> waiting_;  // of each client that has any
-  std::deque<std::uint32_t> turns_;                       // of these clients
-  std::size_t waiting_count_ = 0;
+  FairQueue<Request> waiting_;
 };
 
 }  // namespace ox::manager

@@ -261,7 +261,7 @@ void ValueReader::Get::send_echo(const ComponentName& component, const std::vect
     });
     self->operation_ended();
   };
-  reader_.tools_.echoes.ask(agent.address.address().to_string(), agent.timeout, agent.retries + 1, take);
+  reader_.tools_.echoes.ask(session_, {agent.address.address().to_string(), agent.timeout, agent.retries + 1}, take);
 }
 
 // That nobody answers is a value of the one attribute, and leaves the other without.

@@ -6,7 +6,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "tests/road/daemon.h"
 #include "tests/support/test.h"
@@ -49,6 +51,14 @@ TEST(Reachable, NodesAnswerOrDoNotOrMayNotBeAsked) {
   EXPECT_EQ("0 ", round_trip.substr(0, 2)) << round_trip;
   write_file("/proc/sys/net/ipv4/icmp_echo_ignore_all", "1");
   expect({{"oxget node:a obj.node.nodeReachable.0", "~0 no(2)"}});
+  // A client with many that take their whole time does not keep another one waiting to their end.
+  const std::string silent = " obj.node.nodeTimeout.0 1000 obj.node.nodeRetries.0 0 obj.node.nodeAddress.0 127.1.0.";
+  for (int i = 1; i <= 70; ++i) (void)run("oxset --add node:many" + std::to_string(i) + silent + std::to_string(i));
+  const Started many("oxget node:* obj.node.nodeReachable.0");
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  expect({{"oxset --add node:late" + silent + "99", "0 "}, {"oxget node:late obj.node.nodeReachable.0", "~0 no(2)"}});
+  EXPECT_EQ("", read_file(many.output));
+  (void)many.until("many70  obj.node.nodeReachable.0  no(2)");
   let_groups_send("1 0");
   expect({{"oxget node:a" + both, "~1 5"}, {"oxmgrd --check", "~0 net.ipv4.ping_group_range"}});
 }
