@@ -21,9 +21,11 @@ class User {
     std::uint64_t refused = 0;        // of all requests, for want of a role or for having too much already
   };
 
-  explicit User(std::string name) : name_(std::move(name)) {}
+  explicit User(std::string name, std::uint32_t mark = 0) : name_(std::move(name)), mark_(mark) {}
 
   [[nodiscard]] const std::string& name() const { return name_; }
+  // What files know the account by, a checksum of what the system calls it; 0 for one that no file is to know.
+  [[nodiscard]] std::uint32_t mark() const { return mark_; }
 
   // Counts a refusal and logs it: one line a second at the most, the others are counted in the next.
   void refused(const std::string& what, const std::string& why);
@@ -32,6 +34,7 @@ class User {
 
  private:
   std::string name_;
+  std::uint32_t mark_;
   std::chrono::steady_clock::time_point silent_until_{};
   std::uint64_t unsaid_ = 0;
 };

@@ -22,6 +22,7 @@ constexpr std::array<std::string_view, 3> number_columns{"id", "last", "erased"}
 constexpr std::array all_tables{Table{"events", event_columns}, Table{"waits", wait_columns},
                                 Table{"numbers", number_columns}};
 enum : std::size_t { events_table, waits_table, numbers_table };
+constexpr int maker_shift = 32;  // of a wait's maker, above when it was seen
 
 Origin origin_in(std::uint64_t listed) {
   const auto origin = static_cast<Origin>(listed >> origin_shift);
@@ -153,7 +154,7 @@ bool EventStore::load_waits() {
   const Outcome outcome = all_waits_.rows([&](const Row& row) {
     last_wait_key_ = std::max(last_wait_key_, row.number(0));
     wait_keys_[row.text(1)] = row.number(0);
-    waits_[row.text(1)] = {row.number(2), row.word(3)};
+    waits_[row.text(1)] = {row.number(2), row.word(3), static_cast<std::uint32_t>(row.number(3) >> maker_shift)};
     return true;
   });
   return outcome == Outcome::done && waits_.size() == database_.rows(waits_table);
@@ -228,7 +229,7 @@ void EventStore::put_wait(const std::string& name, const WaitMark& mark) {
   const auto [key, fresh] = wait_keys_.try_emplace(name, last_wait_key_ + 1);
   if (fresh) ++last_wait_key_;
   waits_changed_ = true;
-  database_.put(waits_table, key->second, name, mark.taken, std::uint64_t{mark.seen});
+  database_.put(waits_table, key->second, name, mark.taken, std::uint64_t{mark.maker} << maker_shift | mark.seen);
   waits_[name] = mark;
 }
 

@@ -32,8 +32,9 @@ struct StoredEvent {
 
 // How far a persistent wait has come.
 struct WaitMark {
-  Sequence taken = 0;      // the last event that it has taken
-  std::uint32_t seen = 0;  // when a process last opened or closed it
+  Sequence taken = 0;       // the last event that it has taken
+  std::uint32_t seen = 0;   // when a process last opened or closed it
+  std::uint32_t maker = 0;  // the mark of the user who opened it first; 0: not known
 };
 
 // Of a database that is open and sound: `told` gets what each kind of events has of it. Nothing can be wrong with that.

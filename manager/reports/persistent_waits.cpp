@@ -136,8 +136,12 @@ OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, 
   if (std::count_if(waits_.begin(), waits_.end(), of_session) >= most_waits_of_session) return OX_ETOOMANY;
   const auto mark = events_.marks().find(name);
   if (mark == events_.marks().end() && events_.marks().size() >= settings_.max_wait_names) return OX_ETOOMANY;
-  const Sequence taken = mark != events_.marks().end() ? mark->second.taken : events_.readers().last();
-  Maker& maker = makers_.try_emplace(name, Maker{rights->shared_user()}).first->second;
+  WaitMark opened{.taken = events_.readers().last()};
+  if (mark != events_.marks().end()) opened = mark->second;
+  opened.seen = EventLog::seen_now;
+  if (opened.maker == 0) opened.maker = rights->user().mark();
+  Maker& maker = makers_[name];
+  if (!maker.user && opened.maker == rights->user().mark()) maker.user = rights->shared_user();
   do {
     ++last_id_;
   } while (last_id_ == 0 || waits_.contains(last_id_));
@@ -147,14 +151,14 @@ OX_RESULT PersistentWaits::open(std::uint32_t session, const std::string& name, 
                                        EventSight{std::move(rights), &vocabulary_});
   by_name_[name] = wait.get();
   make_memory(name);
-  events_.set_mark(name, {taken, EventLog::seen_now});
-  events_.readers().add(*wait, taken);
+  events_.set_mark(name, opened);
+  events_.readers().add(*wait, opened.taken);
   maker.count(false);
   return OX_OK;
 }
 
 void PersistentWaits::Maker::count(bool counts) {
-  if (counts == counted) return;
+  if (counts == counted || !user) return;
   counted = counts;
   counts ? ++user->holds.registrations : --user->holds.registrations;
 }
@@ -162,6 +166,15 @@ void PersistentWaits::Maker::count(bool counts) {
 bool PersistentWaits::counts_for(const User& user, const std::string& name) const {
   const auto maker = makers_.find(name);
   return maker != makers_.end() && maker->second.counted && maker->second.user.get() == &user;
+}
+
+void PersistentWaits::count_for(const std::shared_ptr<User>& user) {
+  for (const auto& [name, mark] : events_.marks()) {
+    if (mark.maker != user->mark()) continue;
+    Maker& maker = makers_[name];
+    maker.user = user;
+    maker.count(!by_name_.contains(name));
+  }
 }
 
 void PersistentWaits::forget(const std::string& name) {
@@ -223,7 +236,9 @@ void PersistentWaits::answer(std::uint32_t session, std::uint32_t number, bool t
 void PersistentWaits::take(const Delivery& delivery) {
   const auto mark = events_.marks().find(delivery.name);
   if (mark != events_.marks().end() && mark->second.taken < delivery.sequence) {
-    events_.set_mark(delivery.name, {delivery.sequence, mark->second.seen});
+    WaitMark further = mark->second;
+    further.taken = delivery.sequence;
+    events_.set_mark(delivery.name, further);
   }
   if (delivery.wait != nullptr) return delivery.wait->go_on();
   const auto reopened = by_name_.find(delivery.name);

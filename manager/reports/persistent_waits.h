@@ -38,9 +38,11 @@ class PersistentWaits {
   std::optional<std::uint32_t> close(std::uint32_t id, std::uint32_t asking, bool any);
   void end_session(std::uint32_t session);
 
-  // Whether it is the name of a closed wait on that user's account. It is a registration of who made it, or of who was
-  // the first to open it since the manager started, until it is opened or forgotten.
+  // Whether it is the name of a closed wait on that user's account. It is a registration of who made it, until it is
+  // opened or forgotten; one of which that is not known, of who opens it.
   [[nodiscard]] bool counts_for(const User& user, const std::string& name) const;
+  // Those that a user has left from before the manager's start.
+  void count_for(const std::shared_ptr<User>& user);
 
   // Whether the client owes an answer.
   [[nodiscard]] bool unanswered(std::uint32_t session) const { return unanswered_.contains(session); }
@@ -58,8 +60,8 @@ class PersistentWaits {
 
   // Of a name.
   struct Maker {
-    std::shared_ptr<User> user;
-    bool counted = false;  // on his account: the wait is closed
+    std::shared_ptr<User> user;  // null: he has not come since the manager started
+    bool counted = false;        // on his account: the wait is closed
     void count(bool counts);
   };
 

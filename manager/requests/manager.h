@@ -170,7 +170,7 @@ struct Manager {
   Pace pace;  // of the work on them
   HeldRequests held;
   AccessRules access;
-  Users users;
+  Users users{[this](const std::shared_ptr<User>& user) { waits.count_for(user); }};
   Registrations registrations;
   Locks locks;
   SnmpEngine snmp;

@@ -114,6 +114,34 @@ TEST_F(EventRequestTest, WhatIsOpenOrKeptCountsForWhoMadeIt) {
   EXPECT_EQ("101", counts());
 }
 
+// From one manager to the next, also when another opens it there first.
+TEST_F(EventRequestTest, ANameStaysItsMakersOverARestart) {
+  enum : std::uint32_t { ann = 2, bob };
+  const auto come = [this](std::uint32_t who) {
+    rights_[who] = std::make_shared<const Rights>(manager_->users.of("420" + std::to_string(who)), Role::operate,
+                                                  std::vector<RoleRule>());
+  };
+  const auto holds = [this](std::uint32_t who) { return rights_[who]->user().holds.registrations; };
+  come(ann);
+  for (const char* name : {"a", "b", "c"}) (void)open_wait(name, 1, ann);
+  manager_->end_session(ann);
+  EXPECT_EQ(3u, holds(ann));
+  restart();
+  come(bob);
+  (void)open_wait("a", 1, bob);
+  (void)open_wait("b", 2, bob);
+  (void)open_wait("bobs", 3, bob);
+  manager_->waits.close(1, bob, false);
+  come(ann);
+  EXPECT_EQ(2u, holds(ann)) << "a and c";
+  manager_->end_session(bob);
+  EXPECT_EQ(3u, holds(ann));
+  EXPECT_EQ(1u, holds(bob));
+  restart();
+  come(ann);
+  EXPECT_EQ(3u, holds(ann));
+}
+
 TEST_F(EventRequestTest, SoManyNamesOfWaitsAreKeptOpenOrNot) {
   manager_->settings.max_wait_names = 2;
   (void)open_wait("a", 1);
