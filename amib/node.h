@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/protocol.h"
+
 namespace ox::amib {
 
 // Names a node in every process that maps the tree, whatever the addresses: bits 21 to 31 the data block (1 to 2047),
@@ -14,9 +16,8 @@ using Ref = std::uint32_t;
 inline constexpr unsigned offset_bits = 21;
 inline constexpr std::uint32_t offset_mask = (1u << offset_bits) - 1;
 inline constexpr std::uint32_t block_size_limit = 1u << offset_bits;  // a block stays below it
-inline constexpr std::uint32_t block_slots = 2048;                    // slot 0 is never a data block
-inline constexpr std::uint32_t tree_keys = block_slots + 8;  // of the directory, the data blocks and the sibling index
-inline constexpr std::size_t name_limit = 64;                // with the terminator
+inline constexpr std::uint32_t block_slots = tree_blocks;             // slot 0 is never a data block
+inline constexpr std::size_t name_limit = 64;                         // with the terminator
 
 // The layout is shared by every process of the machine: little-endian words at fixed offsets. The name follows the
 // record, ends in a zero byte and is padded with zero bytes to a multiple of 4.

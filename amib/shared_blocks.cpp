@@ -29,7 +29,7 @@ struct BlockName {
 
 BlockName block_name(std::uint32_t key) noexcept {
   BlockName name;
-  (void)std::snprintf(name.text, sizeof name.text, "Global\\ox%ld", trace::number(key));
+  (void)std::snprintf(name.text, sizeof name.text, "%s%ld", block_prefix, trace::number(key));
   return name;
 }
 

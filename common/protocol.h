@@ -10,6 +10,11 @@ inline constexpr char pipe_name[] = "\\\\.\\PIPE\\ox_stdpipe";
 inline constexpr char base_event_name[] = "OxWaitEvent";  // behind the prefix of machine-wide names
 inline constexpr char service_name[] = "Oxbase";
 
+// The blocks of a tree, from that of its directory on: data blocks, which have no gap, then those of the sibling index.
+inline constexpr char block_prefix[] = "Global\\ox";  // of a block's name; its key follows
+inline constexpr std::uint32_t tree_blocks = 2048;
+inline constexpr std::uint32_t tree_keys = tree_blocks + 8;
+
 // Where a persistent wait's process remembers what it has taken: a value of a key for each wait, behind the prefix.
 inline constexpr char wait_key_prefix[] = "Software\\CORVID\\OXBASE\\evWaitKey\\";
 inline constexpr char wait_number_name[] = "lastReceiveNumber";

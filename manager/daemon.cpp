@@ -27,6 +27,7 @@
 #include "platform/program.h"
 #include "platform/rights.h"
 #include "platform/service.h"
+#include "platform/shared_block.h"
 
 namespace ox::manager {
 namespace {
@@ -258,12 +259,26 @@ class Alive {
   asio::steady_timer timer_;
 };
 
+bool is_there(const std::string& block) {
+  return platform::SharedBlock().open(block.c_str(), platform::SharedBlock::Mode::read) == platform::error_none;
+}
+
+std::vector<std::string> names_of_tree() {
+  std::vector<std::string> names;
+  for (std::uint32_t i = 0; i < tree_keys; ++i) {
+    const std::string name = block_prefix + std::to_string(OXB_TREE + i);
+    if (is_there(name)) {
+      names.push_back(name);
+    } else if (i < tree_blocks) {
+      i = tree_blocks - 1;  // there is no data block behind a gap
+    }
+  }
+  return names;
+}
+
 // What clients of every account attach: the tree, whose directory leads to its blocks, and the error texts.
 platform::Error offer_blocks(platform::MachineObjects& objects) {
-  constexpr std::uint32_t most_blocks = 2048;
-  std::vector<std::string> names;
-  for (std::uint32_t i = 0; i < most_blocks; ++i) names.push_back("Global\\ox" + std::to_string(OXB_TREE + i));
-  const platform::Error error = objects.offer_blocks(names);
+  const platform::Error error = objects.offer_blocks(names_of_tree());
   if (error != platform::error_none) return error;
   (void)oxcInitErrmsg();  // without a file, each process tells so itself
   return objects.offer_blocks({"Global\\ox_errmsg"});

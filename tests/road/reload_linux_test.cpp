@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <sstream>
 
 #include "tests/road/daemon.h"
@@ -34,6 +35,25 @@ TEST(Reload, SettingsAreReadAgainAndNeverAnEnd) {
   const std::string node = "oxget system:system 11.1";
   EXPECT_EQ('0', run(node)[0]) << run(node);
   EXPECT_EQ(0, daemon.end());
+}
+
+// Clients of other accounts attach all that the manager has built: also where far siblings lie.
+TEST(Rights, EveryBlockOfTheTreeIsThereForAll) {
+  const std::string own = system_root() + "/run/own/", run = system_root() + "/run/";
+  std::string definitions = "wide obj.77 AMIBNONE not-accessible NULL-ACS\n";
+  for (int i = 1; i <= 2000; ++i) {
+    definitions += 'w' + std::to_string(i) + " wide." + std::to_string(i) + " INTEGER read-only CONF-ACS\n";
+  }
+  write_file(work_dir() + "/public/amib/wide.def", definitions);
+  Daemon daemon;
+  int offered = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(own)) {
+    const std::string name = entry.path().filename();
+    if (name.find("Global%5Cox") == std::string::npos || name[0] != 'b') continue;
+    EXPECT_EQ(read_file(own + name), read_file(run + name)) << name;
+    ++offered;
+  }
+  EXPECT_TRUE(std::filesystem::exists(own + "b.Global%5Cox3168") && offered > 10) << offered;
 }
 
 // As another user where this one may do everything, else by rights that this one has not.
