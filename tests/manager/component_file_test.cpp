@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <optional>
+#include <random>
+#include <set>
 #include <utility>
 
 #include "manager/components/file.h"
@@ -119,6 +121,23 @@ TEST_F(ComponentFileTest, EveryKindOfChangeComesBack) {
 }
 
 // A manager that dies while it clears away what a component had finds the rest at its next start.
+// Few numbers, so that each comes and goes often and others stand in its place.
+TEST(ComponentStore, NamesAreFoundWhileOthersComeAndGo) {
+  Store store;
+  std::set<std::string> there;
+  std::minstd_rand random;
+  for (int i = 0; i < 20000; ++i) {
+    const std::string name = "r" + std::to_string(random() % 40);
+    const bool removes = there.erase(name) != 0;
+    if (!removes) there.insert(name);
+    store.apply({.kind = removes ? Kind::remove : Kind::add, .component = {"node", name}});
+    for (int n = 0; n < 40; ++n) {
+      const ComponentName other{"node", "r" + std::to_string(n)};
+      ASSERT_EQ(there.contains(other.name), store.has(other)) << other.name << " after " << i;
+    }
+  }
+}
+
 TEST_F(ComponentFileTest, ARemovalHoldsFromItsFirstStepOn) {
   const Change other = {.kind = Kind::relate, .relation = {"icon", map, gone}};
   for (int steps = 0; steps < 4; ++steps) {
