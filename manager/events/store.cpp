@@ -73,6 +73,7 @@ bool EventStore::open(FaultSink faults) {
 }
 
 void EventStore::renew(const std::function<void(bool)>& done) {
+  if (database_.rests()) return;
   close_snapshots();
   const auto events = std::make_shared<Events>();
   const auto go_on = [this, done, events](bool renewed) {
