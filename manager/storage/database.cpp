@@ -166,8 +166,8 @@ void Database::renew(const Renewed& done, const Mend& mend) {
   const auto work = [this, mend](const std::atomic<bool>& ending) {
     return salvage(file_, file_ + ".new", shapes(), mend, ending);
   };
+  hold(true);
   if (loop_ == nullptr) return take_renewed(work(false), done);
-  if (waiting_) waiting_(true);
   renewal_.start(*loop_, work, [this, done](const Renewal::Result& saved) { take_renewed(saved, done); });
 }
 
@@ -198,7 +198,12 @@ void Database::end_renewal(bool renewed, const Renewed& done) {
   if (renewed) failed_ = 0;
   if (!renewed) rest();
   done(renewed);
-  if (loop_ != nullptr && waiting_) waiting_(false);
+  hold(false);
+}
+
+void Database::hold(bool on) {
+  holds_ += on ? 1 : -1;
+  if (waiting_ && holds_ == (on ? 1 : 0)) waiting_(on);
 }
 
 void Database::rest() {

@@ -46,11 +46,12 @@ class Database {
   [[nodiscard]] bool is_renewing() const { return renewing_; }
   [[nodiscard]] bool rests() const { return std::chrono::steady_clock::now() < rests_until_; }
   // From now on others are served meanwhile. `waiting` is called with true when a renewal begins, behind its end with
-  // false.
+  // false; not before whoever holds it longer lets go.
   void work_beside(asio::io_context& loop, std::function<void(bool)> waiting) {
     loop_ = &loop;
     waiting_ = std::move(waiting);
   }
+  void hold(bool on);
   // Checks all of it beside the work, once; calls back from the loop when something is wrong: renew() is due.
   void check(asio::io_context& loop, const std::function<void()>& damaged);
 
@@ -146,6 +147,7 @@ class Database {
   bool refusing_ = false;  // the last commit was refused
   std::set<std::pair<std::size_t, std::uint64_t>> told_;
   bool renewing_ = false;
+  int holds_ = 0;
   std::uint32_t failed_ = 0;  // renewals, one behind the other
   std::chrono::steady_clock::time_point rests_until_{};
   asio::io_context* loop_ = nullptr;  // null: there is nobody else to be served
