@@ -220,6 +220,28 @@ TEST_F(ComponentFileTest, DamageIsToldAndWhatReadsIsKept) {
   test::for_every_damage(sound, look_at);
 }
 
+TEST_F(ComponentFileTest, DamageFoundAtOpeningIsMendedBesideTheLoop) {
+  ASSERT_EQ(0u, commit({add(node), set(node, port, "1")}));
+  components_.reset();
+  std::string damaged = test::read_file(file_);
+  damaged.replace(0, 4096, 4096, 'x');
+  test::write_file(file_, damaged);
+  fs::remove(file_ + "-wal");
+  components_.emplace(directory_, Durability::process);
+  ASSERT_TRUE(components_->open([this](auto&, std::uint32_t, const std::string& text) { faults_ += text; }));
+  asio::io_context loop;
+  std::string waits;
+  components_->database().work_beside(loop, [&waits](bool on) { waits += on ? "waits " : "goes on"; });
+  Store read;
+  EXPECT_EQ(ComponentFile::Loading::more, components_->load(read, {}));
+  EXPECT_EQ("waits ", waits);
+  auto loading = ComponentFile::Loading::more;
+  for (; loading == ComponentFile::Loading::more; loading = components_->load(read, {})) (void)loop.poll();
+  EXPECT_EQ(ComponentFile::Loading::done, loading);
+  EXPECT_EQ("waits goes on", waits);
+  EXPECT_NE("", faults_);
+}
+
 TEST_F(ComponentFileTest, WhatIsInMemoryIsWrittenAgain) {
   ASSERT_EQ(0u, commit({add(node), add(map), set(node, port, "1"), {.kind = Kind::relate, .relation = icon}}));
   const std::string whole = contents();
