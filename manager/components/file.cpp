@@ -57,15 +57,13 @@ ComponentFile::ComponentFile(const std::string& directory, Durability durability
 
 bool ComponentFile::open(FaultSink faults) {
   const Outcome opened = database_.open(std::move(faults));
-  if (opened == Outcome::refused) return false;
-  bool usable = opened == Outcome::done;
-  if (!usable) database_.renew([&usable](bool renewed) { usable = renewed; });
-  return usable;
+  damaged_ = opened == Outcome::damaged;
+  return opened != Outcome::refused;
 }
 
 ComponentFile::Loading ComponentFile::load(Store& store, Clock::time_point until) {
   if (database_.is_renewing()) return Loading::more;
-  if (!lost_ && !read_on(store, until)) {
+  if (!lost_ && (std::exchange(damaged_, false) || !read_on(store, until))) {
     lost_ = std::exchange(renewed_, true);
     if (!lost_) database_.renew([this](bool renewed) { lost_ = !renewed; });
     start_reading(store);

@@ -25,7 +25,8 @@ class ComponentFile {
   ComponentFile(const std::string& directory, Durability durability);
   [[nodiscard]] static std::span<const Table> tables();
 
-  // Takes faults from then on. False, and told, when the database cannot be used.
+  // Takes faults from then on. False, and told, when the database cannot be used; a damaged one is renewed when it is
+  // loaded, beside the loop where there is one.
   [[nodiscard]] bool open(FaultSink faults);
   // Reads the database into the store, in steps: on until that time, one row at least. What is damaged is set aside,
   // and the reading of what is kept of it begins anew. Nothing else is called before it is done.
@@ -81,6 +82,7 @@ class ComponentFile {
   Database database_;
   Reading reading_;
   std::vector<std::pair<std::size_t, std::uint64_t>> nobodys_;  // rows, by table
+  bool damaged_ = false;                                        // it was when it was opened
   bool renewed_ = false;                                        // it was damaged when it was read
   bool lost_ = false;                                           // and could not be renewed
   std::uint64_t last_row_ = 0;                                  // of all tables

@@ -44,8 +44,7 @@ void Store::add(const ComponentName& name, std::uint64_t row) {
   Components& components = types_[name.type];
   const auto [entry, fresh] = components.in_order.try_emplace(name.name, row);
   if (fresh) count(name.name.size());
-  auto& [key, component] = *entry;
-  components.by_name.try_emplace(key, &component);
+  components.by_name.add(*entry);
 }
 
 void Store::set(const ComponentName& name, const Oid& path, const Value& value, std::uint64_t row) {
@@ -112,8 +111,8 @@ void Store::unrelate(const Relation& relation) {
 const Store::Component* Store::find(const ComponentName& name) const {
   const auto type = types_.find(name.type);
   if (type == types_.end()) return nullptr;
-  const auto component = type->second.by_name.find(name.name);
-  return component == type->second.by_name.end() ? nullptr : component->second;
+  const auto* const found = type->second.by_name.find(name.name);
+  return found == nullptr ? nullptr : &found->second;
 }
 
 Values* Store::find_values(const ComponentName& name) { return const_cast<Values*>(std::as_const(*this).values(name)); }

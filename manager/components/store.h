@@ -6,12 +6,12 @@
 #include <set>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "manager/base/component_name.h"
 #include "manager/base/oid.h"
 #include "manager/components/agent_index.h"
+#include "manager/components/name_index.h"
 
 namespace ox::manager {
 
@@ -106,7 +106,7 @@ class Store {
   };
   struct Components {
     std::map<std::string, Component> in_order;
-    std::unordered_map<std::string_view, Component*> by_name;  // into that
+    NameIndex<std::map<std::string, Component>::value_type> by_name;  // into that
   };
 
   template <class Take>

@@ -75,9 +75,45 @@ void EventLog::go_on_from_store() {
 
 // Events that came meanwhile have their numbers.
 void EventLog::go_on(bool renewed) {
+  store_.keep_changes(true);
   if (renewed) go_on_from_store();
-  if (scheduled_) flush();
+  make_kept();
+}
+
+// Readers find its events in the store.
+EventLog::Turn EventLog::take_turn() {
+  scheduled_ = false;
+  fresh_.clear();
+  return {store_.take_kept(), std::exchange(safe_, {})};
+}
+
+void EventLog::keep_turn() {
+  Turn& kept = kept_.emplace_back();
+  kept = take_turn();
+}
+
+// Turn by turn, in steps: they may have become many.
+void EventLog::make_kept() {
+  bool more = true;
+  {
+    const Pace::Step step(pace_);
+    while (more && !store_.database().is_renewing() && Pace::Clock::now() < step.until()) more = make_turn();
+  }
+  if (store_.database().is_renewing()) return;
+  if (more) return asio::post(loop_, [this] { make_kept(); });
+  store_.keep_changes(false);
+  readers_.begin_anew(given_);
   if (tidying_) asio::post(loop_, [this] { tidy_step(); });
+}
+
+// The last one is that which has not ended yet: false.
+bool EventLog::make_turn() {
+  const bool last = kept_.empty();
+  const Turn turn = last ? take_turn() : std::move(kept_.front());
+  if (!last) kept_.pop_front();
+  store_.make(turn.changes);
+  answer(turn.safe, store_.commit());
+  return !last;
 }
 
 void EventLog::check() {
@@ -179,14 +215,19 @@ void EventLog::schedule() {
 
 // While the store is renewed everybody waits.
 void EventLog::flush() {
-  if (store_.is_renewing()) return;
+  if (store_.is_renewing()) return keep_turn();
   scheduled_ = false;
-  const bool safe = store_.commit();
-  if (!safe) given_ = std::max(readers_.last(), store_.last());
   auto fresh = std::exchange(fresh_, {});
   const auto waiting = std::exchange(safe_, {});
+  const bool safe = store_.commit();
+  if (!safe) given_ = std::max(readers_.last(), store_.last());
   if (!safe) fresh.clear();
   readers_.show(fresh, given_);
+  answer(waiting, safe);
+  if (!tidying_ && store_.bytes() > settings_.event_log_size) tidy(static_cast<std::uint32_t>(std::time(nullptr)));
+}
+
+void EventLog::answer(const Waiting& waiting, bool safe) {
   for (const auto& done : waiting) {
     try {
       done(safe);
@@ -194,7 +235,6 @@ void EventLog::flush() {
       log(Severity::error, "out of memory: a change of the event log is not answered for");
     }
   }
-  if (!tidying_ && store_.bytes() > settings_.event_log_size) tidy(static_cast<std::uint32_t>(std::time(nullptr)));
 }
 
 // Everybody has read what comes before this.

@@ -6,6 +6,7 @@
 
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
+#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
@@ -72,8 +73,19 @@ class EventLog {
   void tidy(std::uint32_t now);
 
  private:
+  using Waiting = std::vector<std::function<void(bool)>>;
   void go_on_from_store();
   void go_on(bool renewed);
+  // Of a renewal: what came in a turn waits to be made and committed together.
+  struct Turn {
+    EventStore::Changes changes{};
+    Waiting safe{};
+  };
+  [[nodiscard]] Turn take_turn();
+  void keep_turn();
+  void make_kept();
+  bool make_turn();
+  static void answer(const Waiting& waiting, bool safe);
   void complete(evmsg* event, const std::string& sender);
   void schedule();
   void tidy_later();
@@ -89,8 +101,9 @@ class EventLog {
   std::function<void(const std::string&)> forgotten_;
   Sequence given_ = 0;           // the last sequence given, committed or not
   std::vector<EventRef> fresh_;  // of this turn
-  std::vector<std::function<void(bool)>> safe_;
+  Waiting safe_;
   bool scheduled_ = false;
+  std::deque<Turn> kept_;  // while the store is renewed
   EventStore::Excess excess_;
   Pace pace_;
   bool tidying_ = false;

@@ -74,11 +74,11 @@ bool EventStore::open(FaultSink faults) {
 }
 
 void EventStore::renew(const std::function<void(bool)>& done) {
+  if (database_.rests()) return;
   close_snapshots();
   const auto events = std::make_shared<Events>();
   const auto go_on = [this, done, events](bool renewed) {
     const bool loaded = renewed && load(std::move(*events)) && go_on_from(reserve_.load());
-    for (const auto& change : std::exchange(later_, {})) change();
     done(loaded);
   };
   database_.renew(go_on, [events](Connection& made) {
@@ -187,6 +187,21 @@ void EventStore::put_row(const StoredEvent& event) {
   const std::uint64_t listed = (event.listed ? is_listed : not_listed) | std::uint64_t{event.origin} << origin_shift;
   database_.put(events_table, event.sequence, std::uint64_t{event.arrived}, listed, event.body);
   last_ = std::max(last_, event.sequence);
+}
+
+void EventStore::keep_changes(bool on) {
+  if (std::exchange(keeps_, on) != on) database_.hold(on);
+}
+
+void EventStore::make(const Changes& changes) {
+  const bool kept = std::exchange(keeps_, false);
+  try {
+    change([&changes] {
+      for (const auto& one : changes) one();
+    });
+  } catch (const std::bad_alloc&) {  // the commit refuses them
+  }
+  keeps_ = kept;
 }
 
 std::optional<EventStore::Kept> EventStore::kept(Sequence sequence) {

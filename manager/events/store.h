@@ -72,9 +72,13 @@ class EventStore {
   // Checks all of it beside the work; calls back from the loop when something is wrong: renew() is due.
   void check(asio::io_context& loop, const std::function<void()>& damaged) { database_.check(loop, damaged); }
   // Sets the database aside and goes on with what reads of it. `done` gets false when the system does not let it. What
-  // is changed meanwhile is changed behind that; nothing reads before it.
+  // is changed meanwhile is kept, and nothing reads, until the owner has made all of it and said so.
   void renew(const std::function<void(bool)>& done);
-  [[nodiscard]] bool is_renewing() const { return database_.is_renewing(); }
+  [[nodiscard]] bool is_renewing() const { return database_.is_renewing() || keeps_; }
+  using Changes = std::vector<std::function<void()>>;
+  [[nodiscard]] Changes take_kept() { return std::exchange(later_, {}); }
+  void keep_changes(bool on);
+  void make(const Changes& changes);
   // `renewed` is called behind a renewal that a commit has begun.
   void on_renewed(std::function<void(bool)> renewed) { on_renewed_ = std::move(renewed); }
   [[nodiscard]] Database& database() { return database_; }
@@ -179,7 +183,8 @@ class EventStore {
   std::vector<std::pair<Sequence, bool>> listed_before_;
   bool waits_changed_ = false;
   std::function<void(bool)> on_renewed_ = [](bool) {};
-  std::vector<std::function<void()>> later_;  // changes, behind the renewal
+  Changes later_;  // behind the renewal
+  bool keeps_ = false;
 };
 
 }  // namespace ox::manager

@@ -2,14 +2,15 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <new>
 #include <system_error>
 
 namespace ox::manager {
 namespace {
 
-constexpr int pages_to_move = 1000;  // 4 KiB each
-constexpr int most_pages = 8000;
+constexpr int pages_to_move = 1000;  // 4 KiB each, behind the first
+constexpr int most_pages = 8000;     // before the first: a page that is changed again meanwhile is moved once
 constexpr int few_pages = 100;
 constexpr int most_passes = 5;
 
@@ -19,7 +20,7 @@ bool Checkpointer::grown(int pages) {
   if (pages < asked_at_) asked_at_ = 0;  // the log has begun anew
   if (busy_) return false;
   if (passed_.exchange(false) && pages > most_pages) return true;
-  if (pages < asked_at_ + pages_to_move) return false;
+  if (pages < std::max(most_pages, asked_at_ + pages_to_move)) return false;
   asked_at_ = pages;
   start();
   return false;

@@ -24,6 +24,8 @@ constexpr std::uint64_t most_uncounted = 256;
 constexpr int tries_of_locked = 50;
 constexpr auto pause_of_locked = std::chrono::milliseconds(100);
 constexpr int tries_of_replacing = 600;
+constexpr std::chrono::milliseconds first_rest{100};
+constexpr std::uint32_t most_doublings = 12;  // some seven minutes
 
 std::uint64_t size_of(const std::string& path) {
   platform::FileAttributes attributes;
@@ -157,15 +159,15 @@ Outcome Database::count_newest() {
 }
 
 void Database::renew(const Renewed& done, const Mend& mend) {
-  if (renewing_) return;
+  if (renewing_ || rests()) return;
   close();
   damaged_ = false;
   renewing_ = true;
   const auto work = [this, mend](const std::atomic<bool>& ending) {
     return salvage(file_, file_ + ".new", shapes(), mend, ending);
   };
+  hold(true);
   if (loop_ == nullptr) return take_renewed(work(false), done);
-  if (waiting_) waiting_(true);
   renewal_.start(*loop_, work, [this, done](const Renewal::Result& saved) { take_renewed(saved, done); });
 }
 
@@ -193,8 +195,24 @@ void Database::replace(const std::string& told, const Renewed& done, int tries) 
 
 void Database::end_renewal(bool renewed, const Renewed& done) {
   renewing_ = false;
+  if (renewed) failed_ = 0;
+  if (!renewed) rest();
   done(renewed);
-  if (loop_ != nullptr && waiting_) waiting_(false);
+  hold(false);
+}
+
+void Database::hold(bool on) {
+  holds_ += on ? 1 : -1;
+  if (waiting_ && holds_ == (on ? 1 : 0)) waiting_(on);
+}
+
+void Database::rest() {
+  const auto pause = first_rest * (1u << std::min(failed_, most_doublings));
+  rests_until_ = std::chrono::steady_clock::now() + pause;
+  if (++failed_ == 1) return;
+  const auto seconds = std::chrono::ceil<std::chrono::seconds>(pause).count();
+  tell("could not be renewed " + std::to_string(failed_) + " times; it is not tried again for " +
+       std::to_string(seconds) + " s; next: make room and see that its folder can be written");
 }
 
 std::string Database::told_of(const std::vector<Saved>& saved) const {

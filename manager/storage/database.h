@@ -9,6 +9,7 @@
 
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -37,17 +38,20 @@ class Database {
   // Opens the file, or makes it; takes faults from then on. Why it was refused is told; a damaged one is to be renewed.
   [[nodiscard]] Outcome open(FaultSink faults);
   // Sets the file aside under a dated name, and goes on with a new one that holds every row that reads, and what mends
-  // it; tells how many there are. `done` gets false, and it is told, when the system does not let it. Beside the loop
-  // when that is known: until then nothing reads, and no change is taken.
+  // it; tells how many there are. `done` gets false, and it is told, when the system does not let it: then it rests for
+  // a while, longer each time, in which this does nothing. Beside the loop when that is known: until then nothing
+  // reads, and no change is taken.
   using Renewed = std::function<void(bool)>;
   void renew(const Renewed& done, const Mend& mend = {});
   [[nodiscard]] bool is_renewing() const { return renewing_; }
+  [[nodiscard]] bool rests() const { return std::chrono::steady_clock::now() < rests_until_; }
   // From now on others are served meanwhile. `waiting` is called with true when a renewal begins, behind its end with
-  // false.
+  // false; not before whoever holds it longer lets go.
   void work_beside(asio::io_context& loop, std::function<void(bool)> waiting) {
     loop_ = &loop;
     waiting_ = std::move(waiting);
   }
+  void hold(bool on);
   // Checks all of it beside the work, once; calls back from the loop when something is wrong: renew() is due.
   void check(asio::io_context& loop, const std::function<void()>& damaged);
 
@@ -71,7 +75,7 @@ class Database {
 
   [[nodiscard]] std::uint64_t rows(std::size_t table) const { return tables_[table].rows; }  // as committed
   // A change has come upon a page that does not read: renew() is due.
-  [[nodiscard]] bool is_damaged() const { return damaged_; }
+  [[nodiscard]] bool is_damaged() const { return damaged_ && !rests(); }
   [[nodiscard]] const std::string& file() const { return file_; }
   // For statements of other kinds.
   [[nodiscard]] Connection& connection() { return connection_; }
@@ -120,6 +124,7 @@ class Database {
   void take_renewed(const Renewal::Result& saved, const Renewed& done);
   void replace(const std::string& told, const Renewed& done, int tries);
   void end_renewal(bool renewed, const Renewed& done);
+  void rest();
   [[nodiscard]] std::string told_of(const std::vector<Saved>& saved) const;
   [[nodiscard]] Outcome check_tables();
   [[nodiscard]] Outcome count_newest();
@@ -142,6 +147,9 @@ class Database {
   bool refusing_ = false;  // the last commit was refused
   std::set<std::pair<std::size_t, std::uint64_t>> told_;
   bool renewing_ = false;
+  int holds_ = 0;
+  std::uint32_t failed_ = 0;  // renewals, one behind the other
+  std::chrono::steady_clock::time_point rests_until_{};
   asio::io_context* loop_ = nullptr;  // null: there is nobody else to be served
   std::function<void(bool)> waiting_;
   std::unique_ptr<asio::steady_timer> again_;

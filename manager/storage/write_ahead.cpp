@@ -18,6 +18,7 @@ namespace {
 constexpr std::uint32_t magic = 0x377F0682;  // the lowest bit: words of checksums are big-endian
 constexpr std::size_t frame_head = 24;
 constexpr std::size_t longest_page = 65536;
+constexpr std::size_t read_at_once = 1u << 18;
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 using Bytes = std::span<const unsigned char>;
@@ -35,14 +36,16 @@ std::uint32_t little(Bytes bytes, std::size_t at) {
 }
 Pair two(Bytes bytes, std::size_t at) { return {big(bytes, at), big(bytes, at + 4)}; }
 
-using Word = std::uint32_t (*)(Bytes, std::size_t);
-Pair checksum(Bytes bytes, Pair sum, Word word) {
+// Of tens of megabytes at the start: the order of its words is settled outside the loop.
+template <std::uint32_t (*word)(Bytes, std::size_t)>
+Pair checksum(Bytes bytes, Pair sum) {
   for (std::size_t at = 0; at + 8 <= bytes.size(); at += 8) {
     sum[0] += word(bytes, at) + sum[1];
     sum[1] += word(bytes, at + 4) + sum[0];
   }
   return sum;
 }
+using Checksum = Pair (*)(Bytes, Pair);
 
 struct Index {
   std::uint32_t frames = 0;  // committed
@@ -74,10 +77,11 @@ class Frames {
  public:
   explicit Frames(const std::string& path) : file_(open_to_read(path)) {
     std::array<unsigned char, 32> header{};
+    if (file_) (void)std::setvbuf(file_.get(), buffer_.data(), _IOFBF, buffer_.size());
     if (!file_ || std::fread(header.data(), 1, header.size(), file_.get()) != header.size()) return;
-    word_ = (header[3] & 1) != 0 ? &big : &little;
+    checksum_ = (header[3] & 1) != 0 ? &checksum<big> : &checksum<little>;
     const std::uint32_t page = big(header, 8);
-    sum_ = checksum(Bytes(header).first(24), {}, word_);
+    sum_ = checksum_(Bytes(header).first(24), {});
     sound_ = (big(header, 0) & ~1u) == magic && page <= longest_page && sum_ == two(header, 24);
     salt_ = two(header, 16);
     frame_.resize(frame_head + (sound_ ? page : 0));
@@ -94,14 +98,15 @@ class Frames {
   std::optional<Frame> next() {
     if (std::fread(frame_.data(), 1, frame_.size(), file_.get()) != frame_.size()) return {};
     const Bytes frame(frame_);
-    const Pair made = checksum(frame.subspan(frame_head), checksum(frame.first(8), sum_, word_), word_);
+    const Pair made = checksum_(frame.subspan(frame_head), checksum_(frame.first(8), sum_));
     sum_ = two(frame, 16);
     return Frame{two(frame, 8) == salt_ && made == sum_, big(frame, 4) != 0};
   }
 
  private:
+  std::vector<char> buffer_ = std::vector<char>(read_at_once);  // until the file is closed
   File file_;
-  Word word_ = &big;
+  Checksum checksum_ = &checksum<big>;
   bool sound_ = false;
   Pair salt_{};
   Pair sum_{};

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <optional>
+#include <random>
+#include <set>
 #include <utility>
 
 #include "manager/components/file.h"
@@ -119,6 +121,23 @@ TEST_F(ComponentFileTest, EveryKindOfChangeComesBack) {
 }
 
 // A manager that dies while it clears away what a component had finds the rest at its next start.
+// Few numbers, so that each comes and goes often and others stand in its place.
+TEST(ComponentStore, NamesAreFoundWhileOthersComeAndGo) {
+  Store store;
+  std::set<std::string> there;
+  std::minstd_rand random;
+  for (int i = 0; i < 20000; ++i) {
+    const std::string name = "r" + std::to_string(random() % 40);
+    const bool removes = there.erase(name) != 0;
+    if (!removes) there.insert(name);
+    store.apply({.kind = removes ? Kind::remove : Kind::add, .component = {"node", name}});
+    for (int n = 0; n < 40; ++n) {
+      const ComponentName other{"node", "r" + std::to_string(n)};
+      ASSERT_EQ(there.contains(other.name), store.has(other)) << other.name << " after " << i;
+    }
+  }
+}
+
 TEST_F(ComponentFileTest, ARemovalHoldsFromItsFirstStepOn) {
   const Change other = {.kind = Kind::relate, .relation = {"icon", map, gone}};
   for (int steps = 0; steps < 4; ++steps) {
@@ -199,6 +218,28 @@ TEST_F(ComponentFileTest, DamageIsToldAndWhatReadsIsKept) {
     EXPECT_EQ(now, contents());
   };
   test::for_every_damage(sound, look_at);
+}
+
+TEST_F(ComponentFileTest, DamageFoundAtOpeningIsMendedBesideTheLoop) {
+  ASSERT_EQ(0u, commit({add(node), set(node, port, "1")}));
+  components_.reset();
+  std::string damaged = test::read_file(file_);
+  damaged.replace(0, 4096, 4096, 'x');
+  test::write_file(file_, damaged);
+  fs::remove(file_ + "-wal");
+  components_.emplace(directory_, Durability::process);
+  ASSERT_TRUE(components_->open([this](auto&, std::uint32_t, const std::string& text) { faults_ += text; }));
+  asio::io_context loop;
+  std::string waits;
+  components_->database().work_beside(loop, [&waits](bool on) { waits += on ? "waits " : "goes on"; });
+  Store read;
+  EXPECT_EQ(ComponentFile::Loading::more, components_->load(read, {}));
+  EXPECT_EQ("waits ", waits);
+  auto loading = ComponentFile::Loading::more;
+  for (; loading == ComponentFile::Loading::more; loading = components_->load(read, {})) (void)loop.poll();
+  EXPECT_EQ(ComponentFile::Loading::done, loading);
+  EXPECT_EQ("waits goes on", waits);
+  EXPECT_NE("", faults_);
 }
 
 TEST_F(ComponentFileTest, WhatIsInMemoryIsWrittenAgain) {

@@ -307,6 +307,34 @@ TEST_F(EventStoreTest, DamageIsToldAndWhatReadsIsKept) {
   EXPECT_EQ(0u, kept_least) << "of a file of no bytes";
 }
 
+// Of a hundred events that come upon damage each would have a salvage of its own, behind which all others wait.
+TEST_F(EventStoreTest, ARenewalThatFailsIsTriedAgainAfterAWhile) {
+  const std::string made = directory_ + "/events.db.new";
+  fs::create_directories(made);  // where no file can be made
+  put(1, 9);
+  ASSERT_TRUE(store_->commit());
+  int tried = 0;
+  bool usable = false;
+  const auto renew = [&] {
+    store_->renew([&](bool renewed) {
+      usable = renewed;
+      ++tried;
+    });
+  };
+  for (int i = 0; i < 5; ++i) renew();
+  EXPECT_EQ(1, tried);
+  EXPECT_EQ(1, std::count(faults_.begin(), faults_.end(), '\n')) << faults_;
+  put(10, 10);
+  EXPECT_TRUE(store_->commit());
+  while (tried == 1) renew();
+  EXPECT_FALSE(usable);
+  EXPECT_NE(std::string::npos, faults_.find("2 times")) << faults_;
+  fs::remove(made);
+  while (tried == 2) renew();
+  EXPECT_TRUE(usable);
+  EXPECT_EQ("1 2 3 4 5 6 7 8 9 10", all());
+}
+
 // What a killed manager has left of its log, with its index or without, damaged in every way.
 TEST_F(EventStoreTest, DamageOfTheLogIsTold) {
   constexpr Sequence count = 40;

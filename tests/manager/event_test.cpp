@@ -215,6 +215,35 @@ TEST_F(EventRequestTest, ADamagedLogHasNoShorterAnswer) {
   EXPECT_TRUE(log_is_free());
 }
 
+// Each turn's events are answered for by themselves, in their order, and whoever asks meanwhile waits for all of them.
+TEST_F(EventRequestTest, OthersAreServedWhileWhatCameInARenewalIsMade) {
+  constexpr int turns = 3000;
+  ASSERT_TRUE(manager_->events.open([](auto&, std::uint32_t, auto&) {}));
+  manager_->events.renew();
+  int told = 0;
+  for (int i = 0; i < turns; ++i) {
+    for (int n = 0; n < 4; ++n) {
+      EventPtr event(oxeEvmsgAlloc());
+      (void)oxeEvmsgSetMemo(event.get(), "m");
+      manager_->events.submit(std::move(event), "me", 0, [&told, at = 4 * i + n](OX_RESULT result, const Bytes&) {
+        EXPECT_EQ(0u, result);
+        EXPECT_EQ(at, told++);
+      });
+    }
+    if (i + 1 != turns) manager_->events.flush();  // the last turn has not ended
+  }
+  std::string answer;
+  route(*manager_, {1, log_get({}), [&](const Reply& made) { answer = memos(whole(made)); }, Rights::of_manager()});
+  int steps = 0;
+  for (int before = 0; told != 4 * turns && loop_.run_one() != 0; before = told) {
+    if (told != before) ++steps;
+    EXPECT_TRUE(told == 4 * turns || answer.empty()) << "of some of them";
+  }
+  EXPECT_LT(2, steps);
+  finish_work();
+  EXPECT_EQ(4 * turns, std::count(answer.begin(), answer.end(), 'm'));
+}
+
 TEST_F(EventRequestTest, LogKeepsToItsSizeAndAge) {
   settings_.event_log_size = 65536;
   restart();
