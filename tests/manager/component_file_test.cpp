@@ -120,7 +120,6 @@ TEST_F(ComponentFileTest, EveryKindOfChangeComesBack) {
   EXPECT_EQ("", faults_);
 }
 
-// A manager that dies while it clears away what a component had finds the rest at its next start.
 // Few numbers, so that each comes and goes often and others stand in its place.
 TEST(ComponentStore, NamesAreFoundWhileOthersComeAndGo) {
   Store store;
@@ -138,6 +137,7 @@ TEST(ComponentStore, NamesAreFoundWhileOthersComeAndGo) {
   }
 }
 
+// A manager that dies while it clears away what a component had finds the rest at its next start.
 TEST_F(ComponentFileTest, ARemovalHoldsFromItsFirstStepOn) {
   const Change other = {.kind = Kind::relate, .relation = {"icon", map, gone}};
   for (int steps = 0; steps < 4; ++steps) {
