@@ -259,7 +259,7 @@ class Alive {
   asio::steady_timer timer_;
 };
 
-bool is_there(const std::string& block) {
+bool block_exists(const std::string& block) {
   return platform::SharedBlock().open(block.c_str(), platform::SharedBlock::Mode::read) == platform::error_none;
 }
 
@@ -267,7 +267,7 @@ std::vector<std::string> names_of_tree() {
   std::vector<std::string> names;
   for (std::uint32_t i = 0; i < tree_keys; ++i) {
     const std::string name = block_prefix + std::to_string(OXB_TREE + i);
-    if (is_there(name)) {
+    if (block_exists(name)) {
       names.push_back(name);
     } else if (i < tree_blocks) {
       i = tree_blocks - 1;  // there is no data block behind a gap
