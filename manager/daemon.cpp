@@ -263,14 +263,15 @@ bool block_exists(const std::string& block) {
   return platform::SharedBlock().open(block.c_str(), platform::SharedBlock::Mode::read) == platform::error_none;
 }
 
+// Data blocks have no gap; those of the index are there or not.
 std::vector<std::string> names_of_tree() {
   std::vector<std::string> names;
   for (std::uint32_t i = 0; i < tree_keys; ++i) {
     const std::string name = block_prefix + std::to_string(OXB_TREE + i);
-    if (block_exists(name)) {
+    if (i >= tree_blocks || block_exists(name)) {
       names.push_back(name);
-    } else if (i < tree_blocks) {
-      i = tree_blocks - 1;  // there is no data block behind a gap
+    } else {
+      i = tree_blocks - 1;
     }
   }
   return names;

@@ -19,7 +19,8 @@ class MachineObjects {
   MachineObjects& operator=(const MachineObjects&) = delete;
 
   // Offers those of the blocks that there are. What an earlier daemon left is kept where it is equal, and else replaced
-  // in one step. The first block leads to the others: it is there only while all of them are.
+  // in one step; under the name of one that is not there it is taken away. The first block leads to the others: it is
+  // there only while all of them are.
   [[nodiscard]] Error offer_blocks(const std::vector<std::string>& names);
   // Offers the existence of an event or a mutex, while this process lives.
   [[nodiscard]] Error offer_event(const char* name);

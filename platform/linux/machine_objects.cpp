@@ -98,11 +98,21 @@ struct Offer {
   [[nodiscard]] bool is_there() const { return Run::has(file, bytes()); }
 };
 
-std::vector<Offer> blocks_of(const std::vector<std::string>& names) {
+// Those that lie where the first one does. What a daemon that died has left under the name of another belongs to blocks
+// that are no more: it goes.
+std::vector<Offer> blocks_of(const std::vector<std::string>& names, const Run& run) {
   std::vector<Offer> offers;
   for (const std::string& name : names) {
     Offer offer{object_file(ObjectKind::block, name.c_str()), {}};
-    if (offer.block.open(name.c_str(), SharedBlock::Mode::read) == error_none) offers.push_back(std::move(offer));
+    const Error error = offers.empty() ? offer.block.open(name.c_str(), SharedBlock::Mode::read)
+                                       : offer.block.open_beside(offers.front().block, name.c_str());
+    if (error == error_none) {
+      offers.push_back(std::move(offer));
+    } else if (offers.empty()) {
+      break;
+    } else {
+      run.remove(offer.file);
+    }
   }
   return offers;
 }
@@ -129,7 +139,7 @@ MachineObjects::~MachineObjects() {
 Error MachineObjects::offer_blocks(const std::vector<std::string>& names) {
   const Run run;
   if (!run) return fail_errno();
-  const std::vector<Offer> offers = blocks_of(names);
+  const std::vector<Offer> offers = blocks_of(names, run);
   const auto missing = [](const Offer& offer) { return !offer.is_there(); };
   if (offers.empty()) return error_none;
   for (const Offer& offer : offers) files_.push_back(offer.file);

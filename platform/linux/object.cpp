@@ -179,8 +179,9 @@ Error attach_living(bool writable, Object::Parts& parts) {
 }
 
 // What the manager has put there for all accounts: a block is read, of anything else it is known that it exists, while
-// its maker lives.
+// its maker lives. The manager's own account has the blocks themselves: where it has not, the copies are a dead one's.
 Error attach_for_all(const Root& base, ObjectKind kind, const std::string& file, bool writable, Object::Parts& parts) {
+  if (kind == ObjectKind::block && base.owner == ::geteuid() && !parts.path.empty()) return fail(error_file_not_found);
   Descriptor object = open_for_all(base, file);
   if (!object) return errno == EACCES ? fail(error_access_denied) : fail(error_file_not_found);
   parts.path.clear();  // not this process's to remove

@@ -54,6 +54,12 @@ TEST(Rights, EveryBlockOfTheTreeIsThereForAll) {
     ++offered;
   }
   EXPECT_TRUE(std::filesystem::exists(own + "b.Global%5Cox3168") && offered > 10) << offered;
+  // What a manager that was killed has left is no tree that somebody holds, nor is its index believed for another one.
+  daemon.kill();
+  write_file(work_dir() + "/public/amib/wide.def", "wide obj.78 AMIBNONE not-accessible NULL-ACS\n");
+  daemon.start();
+  EXPECT_EQ("0 11.78  obj.wide\n", run_program({"oxamib", "name", "obj.wide"}));
+  EXPECT_FALSE(std::filesystem::exists(run + "b.Global%5Cox3168"));
 }
 
 // As another user where this one may do everything, else by rights that this one has not.
