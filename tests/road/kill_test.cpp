@@ -83,7 +83,12 @@ class KillTest : public testing::Test {
         return set(name, static_cast<std::int32_t>(random() % 60000));
     }
   }
-  void open_wait() { ASSERT_EQ(0u, oxeEventWaitOpenEx("kills", &on_events, this, &wait_)); }
+  void begin() {
+    ASSERT_EQ(0u, oxeEventWaitOpenEx("kills", &on_events, this, &wait_));
+    ASSERT_TRUE(append());
+    record_size_ = bytes_of_records();
+    ASSERT_NE(0u, record_size_);
+  }
   void expect_all_there() {
     for (const auto& [name, value] : known_) {
       const std::string found = read(name);
@@ -192,13 +197,14 @@ class KillTest : public testing::Test {
     (void)oxdFree(list);
     return text;
   }
-  // All records are of one size.
-  void expect_records() {
+  static std::uint32_t bytes_of_records() {
     std::uint32_t bytes = 0;
-    const OX_RESULT result = oxaDataGetSize(nullptr, "dataEnt:k", "values", &bytes);
-    EXPECT_TRUE(result == OX_OK || (result == OX_ENOTFOUND && records_ == 0)) << result;
-    if (record_size_ == 0 && records_ != 0) record_size_ = bytes / (records_ + (bytes % records_ != 0 ? 1 : 0));
-    const std::uint32_t found = record_size_ != 0 ? bytes / record_size_ : 0;
+    EXPECT_EQ(0u, oxaDataGetSize(nullptr, "dataEnt:k", "values", &bytes));
+    return bytes;
+  }
+  void expect_records() {
+    const std::uint32_t bytes = bytes_of_records();
+    const std::uint32_t found = bytes / record_size_;
     EXPECT_TRUE(found == records_ || (unanswered_record_ && found == records_ + 1)) << found << ", not " << records_;
     EXPECT_EQ(bytes, found * record_size_);
     records_ = found;
@@ -242,7 +248,7 @@ class KillTest : public testing::Test {
   std::string uncertain_;                     // the component whose change nobody has answered for
   std::string uncertain_value_;
   std::uint32_t records_ = 0;
-  std::uint32_t record_size_ = 0;
+  std::uint32_t record_size_ = 0;  // of each
   bool unanswered_record_ = false;
   std::set<int> events_;  // that were answered for
   std::set<std::uint32_t> ids_;
@@ -259,7 +265,8 @@ TEST_F(KillTest, NothingThatWasAnsweredForIsLost) {
   for (int round = 0; round < kills(); ++round) {
     SCOPED_TRACE(round);
     ASSERT_EQ(0u, oxaInit(&on_disconnect));
-    if (round == 0) open_wait();
+    if (round == 0) begin();
+    if (HasFatalFailure()) return;
     std::thread killer([&, wait = random() % 100] {
       std::this_thread::sleep_for(milliseconds(wait));
       daemon.kill();
