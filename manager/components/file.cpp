@@ -62,7 +62,7 @@ bool ComponentFile::open(FaultSink faults) {
 }
 
 ComponentFile::Loading ComponentFile::load(Store& store, Clock::time_point until) {
-  if (database_.is_renewing()) return Loading::more;
+  if (database_.is_away()) return Loading::more;
   if (!lost_ && (std::exchange(damaged_, false) || !read_on(store, until))) {
     lost_ = std::exchange(renewed_, true);
     if (!lost_) database_.renew([this](bool renewed) { lost_ = !renewed; });
@@ -167,7 +167,7 @@ OX_RESULT ComponentFile::begin_removal(Store& store, const ComponentName& name) 
 
 // Rows that the disk does not give up are nobody's at the next start.
 bool ComponentFile::remove_on(Store& store, const ComponentName& name, Clock::time_point until) {
-  if (database_.is_renewing()) return false;
+  if (database_.is_away()) return false;
   bool more = true;
   bool ready = true;
   try {
@@ -187,7 +187,7 @@ bool ComponentFile::remove_on(Store& store, const ComponentName& name, Clock::ti
 }
 
 bool ComponentFile::clear_away(Clock::time_point until) {
-  if (database_.is_renewing()) return false;
+  if (database_.is_away()) return false;
   for (bool more = true; more && !nobodys_.empty(); more = Clock::now() < until) {
     database_.erase(nobodys_.back().first, nobodys_.back().second);
     nobodys_.pop_back();

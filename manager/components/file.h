@@ -47,7 +47,7 @@ class ComponentFile {
   }
   // Sets the database aside and goes on with a new one that holds the store. Nothing is committed meanwhile.
   void renew(Store& store);
-  [[nodiscard]] bool is_renewing() const { return database_.is_renewing(); }
+  [[nodiscard]] bool is_away() const { return database_.is_away(); }
   [[nodiscard]] Database& database() { return database_; }
 
  private:

@@ -50,7 +50,7 @@ bool is_send_id(Sequence sequence) {
 
 EventLog::EventLog(asio::io_context& loop, const Settings& settings, const std::string& directory)
     : loop_(loop), settings_(settings), store_(directory, settings.durability), timer_(loop) {
-  store_.on_renewed([this](bool renewed) { go_on(renewed); });
+  store_.on_back([this](bool renewed) { go_on(renewed); });
 }
 
 bool EventLog::open(FaultSink faults) {
@@ -97,9 +97,9 @@ void EventLog::make_kept() {
   bool more = true;
   {
     const Pace::Step step(pace_);
-    while (more && !store_.database().is_renewing() && Pace::Clock::now() < step.until()) more = make_turn();
+    while (more && !store_.database().is_away() && Pace::Clock::now() < step.until()) more = make_turn();
   }
-  if (store_.database().is_renewing()) return;
+  if (store_.database().is_away()) return;
   if (more) return asio::post(loop_, [this] { make_kept(); });
   store_.keep_changes(false);
   readers_.begin_anew(given_);
@@ -213,9 +213,9 @@ void EventLog::schedule() {
   scheduled_ = true;
 }
 
-// While the store is renewed everybody waits.
+// While the store is away everybody waits.
 void EventLog::flush() {
-  if (store_.is_renewing()) return keep_turn();
+  if (store_.is_away()) return keep_turn();
   scheduled_ = false;
   auto fresh = std::exchange(fresh_, {});
   const auto waiting = std::exchange(safe_, {});
@@ -261,7 +261,7 @@ void EventLog::tidy(std::uint32_t now) {
 
 // What comes in between may need the unlisted events again, or have been read.
 void EventLog::tidy_step() {
-  if (store_.is_renewing()) return;
+  if (store_.is_away()) return;
   const Pace::Step step(pace_);
   excess_.passed = needed_from() - 1;
   tidying_ = store_.tidy(excess_, step.until());
@@ -280,7 +280,7 @@ void EventLog::tidy_later() {
     if (error) return;
     tidy_later();
     flush();
-    if (!store_.is_renewing()) tidy(static_cast<std::uint32_t>(std::time(nullptr)));
+    if (!store_.is_away()) tidy(static_cast<std::uint32_t>(std::time(nullptr)));
   });
 }
 

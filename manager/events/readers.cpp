@@ -158,7 +158,7 @@ bool EventReaders::has_lost(EventReader& reader, Sequence limit) const {
 }
 
 EventReaders::Read EventReaders::read(EventReader& reader, Sequence limit, EventRef& event) {
-  if (store_.is_renewing()) {
+  if (store_.is_away()) {
     idle_.insert(&reader);
     return Read::nothing;
   }

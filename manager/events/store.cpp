@@ -57,7 +57,9 @@ EventStore::EventStore(const std::string& directory, Durability durability)
       before_(database_, events_table, "WHERE sequence < ? ORDER BY sequence DESC"),
       get_(database_, events_table, "WHERE sequence = ?"),
       all_waits_(database_, waits_table, ""),
-      numbers_(database_, numbers_table, "") {}
+      numbers_(database_, numbers_table, "") {
+  database_.on_back([this] { on_back_(false); });
+}
 
 bool EventStore::open(FaultSink faults) {
   const Outcome opened = database_.open(std::move(faults));
@@ -173,7 +175,7 @@ bool EventStore::load_numbers() {
 }
 
 void EventStore::put(const StoredEvent& event) {
-  if (is_renewing()) return later_.push_back([this, event] { put(event); });
+  if (is_away()) return later_.push_back([this, event] { put(event); });
   if (event.sequence > last_) return put_row(event);
   change([&] {
     forget(event.sequence);
@@ -230,7 +232,7 @@ void EventStore::list(Sequence sequence, bool listed) {
 }
 
 void EventStore::erase(Sequence sequence) {
-  if (is_renewing()) return later_.push_back([this, sequence] { erase(sequence); });
+  if (is_away()) return later_.push_back([this, sequence] { erase(sequence); });
   change([&] {
     forget(sequence);
     database_.erase(events_table, sequence);
@@ -240,7 +242,7 @@ void EventStore::erase(Sequence sequence) {
 }
 
 void EventStore::put_wait(const std::string& name, const WaitMark& mark) {
-  if (is_renewing()) return later_.push_back([this, name, mark] { put_wait(name, mark); });
+  if (is_away()) return later_.push_back([this, name, mark] { put_wait(name, mark); });
   const auto [key, fresh] = wait_keys_.try_emplace(name, last_wait_key_ + 1);
   if (fresh) ++last_wait_key_;
   waits_changed_ = true;
@@ -249,7 +251,7 @@ void EventStore::put_wait(const std::string& name, const WaitMark& mark) {
 }
 
 void EventStore::erase_wait(const std::string& name) {
-  if (is_renewing()) return later_.push_back([this, name] { erase_wait(name); });
+  if (is_away()) return later_.push_back([this, name] { erase_wait(name); });
   const auto key = wait_keys_.find(name);
   if (key == wait_keys_.end()) return;
   waits_changed_ = true;
@@ -269,7 +271,7 @@ bool EventStore::commit() {
   listed_before_.clear();
   whole_ = true;
   numbers_changed_ = waits_changed_ = false;
-  if (!safe && database_.is_damaged()) renew(on_renewed_);
+  if (!safe && database_.is_damaged()) renew(on_back_);
   return safe;
 }
 

@@ -71,16 +71,18 @@ class EventStore {
   [[nodiscard]] std::shared_ptr<EventSnapshot> snapshot();
   // Checks all of it beside the work; calls back from the loop when something is wrong: renew() is due.
   void check(asio::io_context& loop, const std::function<void()>& damaged) { database_.check(loop, damaged); }
-  // Sets the database aside and goes on with what reads of it. `done` gets false when the system does not let it. What
-  // is changed meanwhile is kept, and nothing reads, until the owner has made all of it and said so.
+  // Sets the database aside and goes on with what reads of it. `done` gets false when the system does not let it.
   void renew(const std::function<void(bool)>& done);
-  [[nodiscard]] bool is_renewing() const { return database_.is_renewing() || keeps_; }
+  // It is renewed, or its log begins anew: what is changed meanwhile is kept, and nothing reads, until the owner has
+  // made all of it and said so.
+  [[nodiscard]] bool is_away() const { return database_.is_away() || keeps_; }
   using Changes = std::vector<std::function<void()>>;
   [[nodiscard]] Changes take_kept() { return std::exchange(later_, {}); }
   void keep_changes(bool on);
   void make(const Changes& changes);
-  // `renewed` is called behind a renewal that a commit has begun.
-  void on_renewed(std::function<void(bool)> renewed) { on_renewed_ = std::move(renewed); }
+  // `back` is called behind a renewal that a commit has begun, with whether it was one, and when the log has begun
+  // anew.
+  void on_back(std::function<void(bool renewed)> back) { on_back_ = std::move(back); }
   [[nodiscard]] Database& database() { return database_; }
   // Goes on behind all numbers that may have been given: the database is an older one. False when it is refused.
   [[nodiscard]] bool skip_given();
@@ -182,7 +184,7 @@ class EventStore {
   Numbers committed_;
   std::vector<std::pair<Sequence, bool>> listed_before_;
   bool waits_changed_ = false;
-  std::function<void(bool)> on_renewed_ = [](bool) {};
+  std::function<void(bool)> on_back_ = [](bool) {};
   Changes later_;  // behind the renewal
   bool keeps_ = false;
 };

@@ -42,7 +42,11 @@ RunLedger::RunLedger(asio::io_context& loop, Clock& clock, const Settings& setti
       settings_(settings),
       database_(join(directory, "jobs.db"), all_tables, settings.durability),
       again_(clock.timer()),
-      tidying_(clock.timer()) {}
+      tidying_(clock.timer()) {
+  database_.on_back([this] {
+    if (scheduled_) (void)commit();
+  });
+}
 
 bool RunLedger::open(FaultSink faults) {
   const Outcome opened = database_.open(std::move(faults));
@@ -132,7 +136,7 @@ void RunLedger::ended(std::uint64_t key) {
 void RunLedger::schedule() {
   if (scheduled_) return;
   asio::post(loop_, [this] {
-    if (scheduled_) (void)commit();
+    if (scheduled_ && !database_.is_away()) (void)commit();
   });
   scheduled_ = true;
 }
@@ -225,7 +229,7 @@ bool RunLedger::read(std::uint64_t key, Run& run) {
 // From entry to entry, in steps.
 void RunLedger::tidy() {
   tidying_->wait(between_tidyings, [this] { tidy(); });
-  if (database_.is_renewing()) return;
+  if (database_.is_away()) return;
   const Pace::Step step(pace_);
   if (scheduled_) (void)commit();
   auto at = states_.upper_bound(tidied_);

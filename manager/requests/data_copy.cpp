@@ -32,7 +32,7 @@ class Copy final : public std::enable_shared_from_this<Copy> {
   void step() {
     try {
       if (series_.find(name_) != to_) return done_(OX_ENOCOMP);  // it was deleted meanwhile
-      if (series_.is_renewing()) return go_on();
+      if (series_.is_away()) return go_on();
       const bool all = copy_on(Clock::now() + copy_step);
       if (lost_) return give_up(OX_ERUNTIME);
       series_.when_safe([self = shared_from_this(), all](OX_RESULT result) { self->stepped(result, all); });

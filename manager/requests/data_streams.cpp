@@ -28,7 +28,7 @@ class DataStreams::Stream final : public ReportSource {
         path_(std::move(path)) {}
 
   [[nodiscard]] std::optional<Reply> next_report() override {
-    if (ended_ || streams_.series_.is_renewing()) return {};
+    if (ended_ || streams_.series_.is_away()) return {};
     if (!streams_.series_.has(entry_)) return end(OX_EENDED);
     look();
     return header_ ? next_header() : next_values();

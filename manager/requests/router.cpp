@@ -13,7 +13,9 @@ namespace {
 
 using Held = HeldRequests;
 constexpr std::uint32_t components = std::uint32_t{Held::components} | Held::components_database;
-constexpr std::uint32_t values = components | Held::collected | Held::runs;  // some come from the databases
+constexpr std::uint32_t reading =
+    std::uint32_t{Held::components} | Held::collected | Held::runs;  // some values are there
+constexpr std::uint32_t values = components | reading;
 
 // A registration of the user. One that may be another's is closed on its own account, by the handler.
 enum class Account : std::uint8_t { nothing, opens, closes };
@@ -28,8 +30,8 @@ struct Route {
   Account account = Account::nothing;
 };
 constexpr std::array routes{
-    Route{type_request, command_get, &handle_get, Role::read, values},
-    Route{type_request, command_asy_get, &handle_asy_get, Role::read, values, Account::opens},
+    Route{type_request, command_get, &handle_get, Role::read, reading},
+    Route{type_request, command_asy_get, &handle_asy_get, Role::read, reading, Account::opens},
     Route{type_request, command_close_set, &handle_asy_close, Role::none, 0, Account::closes},
     Route{type_request, command_set, &handle_set, Role::operate, values},
     Route{type_request, command_asy_set, &handle_asy_set, Role::operate, values, Account::opens},
@@ -48,7 +50,7 @@ constexpr std::array routes{
     Route{type_request, command_log_delete, &handle_log_delete, Role::operate, Held::events},
     Route{type_request, command_log_modify, &handle_log_modify, Role::operate, Held::events},
     Route{type_request, command_data_append, &handle_append, Role::operate, values},
-    Route{type_request, command_data_size, &handle_data_size, Role::read, values},
+    Route{type_request, command_data_size, &handle_data_size, Role::read, reading},
     Route{type_request, command_application_data, &handle_wait_open, Role::operate, Held::events, Account::opens},
     Route{type_request, command_wait_close, &handle_wait_close, Role::none, Held::events},
     Route{type_fetch, 0, &handle_fetch, Role::none},

@@ -42,18 +42,21 @@ void clear_away(Manager& manager) {
       manager, [&manager](Pace::Clock::time_point until) { return manager.components.clear_away(until); }, [] {});
 }
 
-// Who looks at the files of all databases is asked to stop: where somebody reads a file, it cannot be put aside.
-void hold_for_renewals(Manager& manager) {
-  const auto hold = [&manager](HeldRequests::Reason why) {
-    return [&manager, why](bool renewing) {
-      manager.held.hold(why, renewing);
-      renewing ? manager.upkeep.break_off() : route_next(manager);
-    };
+// Before a renewal who looks at the files of all databases is asked to stop: where somebody reads a file, it cannot be
+// put aside.
+void work_beside(Manager& manager, Database& database, HeldRequests::Reason why) {
+  const auto waiting = [&manager, why](bool away) {
+    manager.held.hold(why, away);
+    if (!away) route_next(manager);
   };
-  manager.components.database().work_beside(manager.loop, hold(HeldRequests::components_database));
-  manager.events.store().database().work_beside(manager.loop, hold(HeldRequests::events));
-  manager.collected_file.database().work_beside(manager.loop, hold(HeldRequests::collected));
-  manager.run_ledger.database().work_beside(manager.loop, hold(HeldRequests::runs));
+  database.work_beside(manager.loop, waiting, [&manager] { manager.upkeep.break_off(); });
+}
+
+void work_beside_databases(Manager& manager) {
+  work_beside(manager, manager.components.database(), HeldRequests::components_database);
+  work_beside(manager, manager.events.store().database(), HeldRequests::events);
+  work_beside(manager, manager.collected_file.database(), HeldRequests::collected);
+  work_beside(manager, manager.run_ledger.database(), HeldRequests::runs);
 }
 
 // The last one first.
@@ -87,7 +90,7 @@ bool HeldRequests::next(const std::function<void(const Request&)>& route) {
 }
 
 void load_components(Manager& manager, const std::function<void(bool)>& done) {
-  hold_for_renewals(manager);
+  work_beside_databases(manager);
   const auto loaded = std::make_shared<bool>(false);
   const auto load = [&manager, loaded](Pace::Clock::time_point until) {
     const auto loading = manager.components.load(manager.store, until);

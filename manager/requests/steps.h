@@ -16,7 +16,7 @@ struct Manager;
 class HeldRequests {
  public:
   // What the manager works on, so that requests that need it are to be held: of the components, so it is until they
-  // have been loaded; of a database, while it is renewed.
+  // have been loaded; of a database, while it is away.
   enum Reason : std::uint32_t { components = 1, components_database = 2, events = 4, collected = 8, runs = 16 };
   [[nodiscard]] std::uint32_t reasons() const { return reasons_; }
   void hold(Reason why, bool on) { reasons_ = on ? reasons_ | why : reasons_ & ~std::uint32_t{why}; }

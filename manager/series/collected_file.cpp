@@ -40,7 +40,11 @@ constexpr std::array all_tables{
 std::span<const Table> CollectedFile::tables() { return all_tables; }
 
 CollectedFile::CollectedFile(asio::io_context& loop, const std::string& directory, Durability durability)
-    : loop_(loop), database_(join(directory, "collected.db"), all_tables, durability), timer_(loop) {}
+    : loop_(loop), database_(join(directory, "collected.db"), all_tables, durability), timer_(loop) {
+  database_.on_back([this] {
+    if (scheduled_) commit();
+  });
+}
 
 bool CollectedFile::open(FaultSink faults) {
   const Outcome opened = database_.open(std::move(faults));
@@ -79,7 +83,7 @@ void CollectedFile::check() {
 void CollectedFile::schedule() {
   if (scheduled_) return;
   asio::post(loop_, [this] {
-    if (scheduled_) commit();
+    if (scheduled_ && !is_away()) commit();
   });
   scheduled_ = true;
 }
@@ -120,7 +124,7 @@ bool CollectedFile::may_write() {
 }
 
 void CollectedFile::commit() {
-  if (is_renewing()) return;
+  if (database_.is_renewing()) return;
   scheduled_ = gathering_ = false;
   const bool safe = database_.commit(may_write() && put());
   refused_ = !safe;

@@ -51,7 +51,7 @@ class CollectedFile {
   [[nodiscard]] bool open(FaultSink faults);
   // Checks the database beside the work; what turns out to be damaged is set aside, and what reads of it kept.
   void check();
-  // Something is gathered: it is committed at the end of this turn, or when the file has been renewed.
+  // Something is gathered: it is committed at the end of this turn, or when the file is back.
   void schedule();
   // Something is gathered for which nobody waits: more may come before it is committed, for a moment, or until there
   // are many bytes of it.
@@ -61,7 +61,7 @@ class CollectedFile {
   // At the end of the manager: what is gathered.
   void finish();
   void renew();
-  [[nodiscard]] bool is_renewing() const { return database_.is_renewing(); }
+  [[nodiscard]] bool is_away() const { return database_.is_away(); }
   [[nodiscard]] Database& database() { return database_; }
   [[nodiscard]] asio::io_context& loop() { return loop_; }
 

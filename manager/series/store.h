@@ -114,7 +114,7 @@ class SeriesStore final : private CollectedFile::User {
   // The last turn was refused.
   [[nodiscard]] bool is_refused() const { return refused_ != 0; }
   // Nothing reads meanwhile, and what is put waits.
-  [[nodiscard]] bool is_renewing() const { return file_.is_renewing(); }
+  [[nodiscard]] bool is_away() const { return file_.is_away(); }
 
  private:
   using State = EntryState;

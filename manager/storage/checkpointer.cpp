@@ -39,6 +39,13 @@ bool Checkpointer::move(Connection& connection) {
   return left <= few_pages;
 }
 
+// A log begins anew with the next commit, of a number as it is already.
+void Checkpointer::begin_anew(Connection& connection) {
+  (void)sqlite3_wal_checkpoint_v2(connection.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+  const std::string same = "PRAGMA user_version = " + std::to_string(connection.ask("PRAGMA user_version"));
+  (void)connection.run(same.c_str());
+}
+
 void Checkpointer::start() {
   try {
     if (!thread_.joinable()) thread_ = std::thread([this] { run(); });

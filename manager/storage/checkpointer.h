@@ -19,9 +19,12 @@ class Checkpointer {
   Checkpointer(const Checkpointer&) = delete;
   Checkpointer& operator=(const Checkpointer&) = delete;
 
-  // A commit has left that many pages in the log. True when whoever writes must move the last of them: the thread
-  // leaves a few behind while commits go on, and the log begins anew only when none is left.
+  // A commit has left that many pages in the log. True when the log is to begin anew: the thread leaves a few pages
+  // behind while commits go on, and none may be left.
   [[nodiscard]] bool grown(int pages);
+  // Of a connection that writes, while nobody does: the last pages are moved, and the log's new beginning is on the
+  // disk, where no reader needs the old one. It waits for the disk three times.
+  static void begin_anew(Connection& connection);
   void stop();
 
  private:

@@ -51,6 +51,8 @@ Database::Database(std::string file, std::span<const Table> tables, Durability d
 }
 
 Database::~Database() {
+  wait_for_log();
+  turning_ = false;
   count_everything();
   close();
 }
@@ -168,10 +170,14 @@ void Database::renew(const Renewed& done, const Mend& mend) {
   };
   hold(true);
   if (loop_ == nullptr) return take_renewed(work(false), done);
-  renewal_.start(*loop_, work, [this, done](const Renewal::Result& saved) { take_renewed(saved, done); });
+  on_renewing_();
+  const auto saved = std::make_shared<Salvaged>();
+  beside_.start(
+      *loop_, [work, saved](const std::atomic<bool>& ending) { *saved = work(ending); },
+      [this, saved, done] { take_renewed(*saved, done); });
 }
 
-void Database::take_renewed(const Renewal::Result& saved, const Renewed& done) {
+void Database::take_renewed(const Salvaged& saved, const Renewed& done) {
   if (saved) return replace(told_of(*saved), done, loop_ != nullptr ? tries_of_replacing : 0);
   tell("is damaged, and a new one cannot be written");
   (void)open_file();  // what reads is to be had meanwhile
@@ -195,8 +201,12 @@ void Database::replace(const std::string& told, const Renewed& done, int tries) 
 
 void Database::end_renewal(bool renewed, const Renewed& done) {
   renewing_ = false;
-  if (renewed) failed_ = 0;
-  if (!renewed) rest();
+  if (!renewed) {
+    rest();
+  } else {
+    failed_ = 0;
+    ++renewed_;
+  }
   done(renewed);
   hold(false);
 }
@@ -228,17 +238,28 @@ std::string Database::told_of(const std::vector<Saved>& saved) const {
 }
 
 void Database::check(asio::io_context& loop, const std::function<void()>& damaged) {
-  check_.start(file_, given_, [this, &loop, damaged](const std::string& fault) {
-    asio::post(loop, [this, damaged, fault] {
-      if (renewing_) return;
-      log(Severity::error, file_ + " is damaged: " + fault);
-      damaged();
+  asking_ = std::make_unique<asio::steady_timer>(loop);
+  check_.start(file_, given_, [this, &loop, damaged, renewed = renewed_](const std::string& fault) {
+    asio::post(loop, [this, damaged, renewed, fault] {
+      if (renewed_ == renewed) log(Severity::error, file_ + " is damaged: " + fault);
+      ask_for_renewal(damaged, renewed);
     });
+  });
+}
+
+// Until there has been one: nobody else need come upon this damage soon.
+void Database::ask_for_renewal(const std::function<void()>& damaged, std::uint32_t renewed) {
+  if (renewed_ != renewed) return;
+  if (!is_away()) damaged();
+  asking_->expires_at(std::max(rests_until_, std::chrono::steady_clock::now() + pause_of_locked));
+  asking_->async_wait([this, damaged, renewed](const asio::error_code& error) {
+    if (!error) ask_for_renewal(damaged, renewed);
   });
 }
 
 void Database::begin() {
   if (begun_) return;
+  wait_for_log();
   begun_ = true;
   const Outcome outcome = begin_.begin().run();
   sound_ = outcome == Outcome::done;
@@ -299,7 +320,27 @@ bool Database::commit(bool ready) {
     (void)sqlite3_exec(connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
   }
   forget_counts();
+  if (std::exchange(turn_is_due_, false)) turn_log();
   return safe;
+}
+
+// The thread of the checkpoints has left little. Without memory the log grows on, and its turn comes again.
+void Database::turn_log() noexcept {
+  try {
+    if (loop_ == nullptr) return Checkpointer::begin_anew(connection_);
+    turning_ = true;
+    beside_.start(
+        *loop_, [this](const std::atomic<bool>&) { Checkpointer::begin_anew(connection_); }, [this] { take_back(); });
+    hold(true);
+  } catch (const std::bad_alloc&) {
+    turning_ = false;
+  }
+}
+
+void Database::take_back() {
+  turning_ = false;
+  if (back_) back_();
+  hold(false);
 }
 
 // A row as it is already.
@@ -341,10 +382,10 @@ void Database::count_change(void* self, int kind, const char*, const char* name,
   }
 }
 
-int Database::grown(void* self, sqlite3* connection, const char*, int pages) {
-  if (static_cast<Database*>(self)->checkpointer_.grown(pages)) {
-    (void)sqlite3_wal_checkpoint_v2(connection, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
-  }
+// Of a commit; that with which the log begins anew is none of the owner's.
+int Database::grown(void* self, sqlite3*, const char*, int pages) {
+  auto& database = *static_cast<Database*>(self);
+  if (!database.turning_ && database.checkpointer_.grown(pages)) database.turn_is_due_ = true;
   return SQLITE_OK;
 }
 

@@ -19,10 +19,11 @@
 #include <vector>
 
 #include "manager/base/faults.h"
+#include "manager/storage/beside.h"
 #include "manager/storage/check.h"
 #include "manager/storage/checkpointer.h"
 #include "manager/storage/connection.h"
-#include "manager/storage/renewal.h"
+#include "manager/storage/salvage.h"
 #include "manager/storage/table.h"
 
 namespace ox::manager {
@@ -44,14 +45,21 @@ class Database {
   using Renewed = std::function<void(bool)>;
   void renew(const Renewed& done, const Mend& mend = {});
   [[nodiscard]] bool is_renewing() const { return renewing_; }
+  // The same, or the log of changes begins anew beside the loop, which takes as long as the disk does: whoever reads or
+  // changes something all the same waits for it.
+  [[nodiscard]] bool is_away() const { return renewing_ || turning_; }
   [[nodiscard]] bool rests() const { return std::chrono::steady_clock::now() < rests_until_; }
-  // From now on others are served meanwhile. `waiting` is called with true when a renewal begins, behind its end with
-  // false; not before whoever holds it longer lets go.
-  void work_beside(asio::io_context& loop, std::function<void(bool)> waiting) {
+  // From now on others are served meanwhile. `waiting` is called with true when it goes away, when it is back with
+  // false; not before whoever holds it longer lets go. `renewing` is called when a renewal begins.
+  void work_beside(
+      asio::io_context& loop, std::function<void(bool)> waiting, std::function<void()> renewing = [] {}) {
     loop_ = &loop;
     waiting_ = std::move(waiting);
+    on_renewing_ = std::move(renewing);
   }
   void hold(bool on);
+  // `back` is called when the log has begun anew.
+  void on_back(std::function<void()> back) { back_ = std::move(back); }
   // Checks all of it beside the work, once; calls back from the loop when something is wrong: renew() is due.
   void check(asio::io_context& loop, const std::function<void()>& damaged);
 
@@ -78,7 +86,10 @@ class Database {
   [[nodiscard]] bool is_damaged() const { return damaged_ && !rests(); }
   [[nodiscard]] const std::string& file() const { return file_; }
   // For statements of other kinds.
-  [[nodiscard]] Connection& connection() { return connection_; }
+  [[nodiscard]] Connection& connection() {
+    wait_for_log();
+    return connection_;
+  }
   // Tells of a fault of the file.
   void tell(const std::string& what) { faults_(file_, 0, what); }
   // Tells of damage, once for each row, or of the file as a whole.
@@ -111,6 +122,12 @@ class Database {
   }
   void begin();
   [[nodiscard]] bool end();
+  void turn_log() noexcept;
+  void wait_for_log() {
+    if (turning_) beside_.wait();
+  }
+  void take_back();
+  void ask_for_renewal(const std::function<void()>& damaged, std::uint32_t renewed);  // behind its check
   void put_counts();
   void take_counts();
   void forget_counts();
@@ -121,7 +138,8 @@ class Database {
   [[nodiscard]] Outcome open_when_free();
   [[nodiscard]] std::vector<Table> shapes() const;
   [[nodiscard]] bool put_in_place(const std::string& made);
-  void take_renewed(const Renewal::Result& saved, const Renewed& done);
+  using Salvaged = std::optional<std::vector<Saved>>;
+  void take_renewed(const Salvaged& saved, const Renewed& done);
   void replace(const std::string& told, const Renewed& done, int tries);
   void end_renewal(bool renewed, const Renewed& done);
   void rest();
@@ -147,13 +165,19 @@ class Database {
   bool refusing_ = false;  // the last commit was refused
   std::set<std::pair<std::size_t, std::uint64_t>> told_;
   bool renewing_ = false;
+  bool turning_ = false;      // the log; the connection is another thread's
+  bool turn_is_due_ = false;  // behind the commit
   int holds_ = 0;
-  std::uint32_t failed_ = 0;  // renewals, one behind the other
+  std::uint32_t renewed_ = 0;  // times
+  std::uint32_t failed_ = 0;   // renewals, one behind the other
   std::chrono::steady_clock::time_point rests_until_{};
   asio::io_context* loop_ = nullptr;  // null: there is nobody else to be served
   std::function<void(bool)> waiting_;
+  std::function<void()> on_renewing_;
+  std::function<void()> back_;
   std::unique_ptr<asio::steady_timer> again_;
-  Renewal renewal_;
+  std::unique_ptr<asio::steady_timer> asking_;
+  Beside beside_;
   BackgroundCheck check_;
 };
 
@@ -171,6 +195,7 @@ class Query {
   template <class... Values, class Take>
   [[nodiscard]] Outcome rows(const Take& take, const Values&... values) {
     bool sound = true;
+    if (&connection_ == &database_.connection_) database_.wait_for_log();
     Statement& statement = statement_.begin();
     (statement.with(values), ...);
     const Outcome outcome = statement.rows([&](const Row& row) {

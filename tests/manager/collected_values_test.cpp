@@ -169,7 +169,7 @@ TEST_F(CollectedValuesTest, StreamTellsWhatDamageTakesUnderIt) {
   damage_is_meant_ = true;
   manager_->collected_file.renew();
   loop_.restart();
-  while (manager_->collected_file.is_renewing() && loop_.run_one() != 0) {
+  while (manager_->collected_file.is_away() && loop_.run_one() != 0) {
   }
   std::string told;
   for (int fetched = 0; fetched < 1000 && told.empty(); ++fetched) {

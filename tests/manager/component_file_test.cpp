@@ -242,6 +242,57 @@ TEST_F(ComponentFileTest, DamageFoundAtOpeningIsMendedBesideTheLoop) {
   EXPECT_NE("", faults_);
 }
 
+// Nobody else need come upon it.
+TEST_F(ComponentFileTest, DamageFoundByTheCheckIsMendedAsSoonAsTheSystemLetsIt) {
+  ASSERT_EQ(0u, commit({add(node), set(node, port, "1")}));
+  const std::string whole = contents();
+  {
+    Connection other;
+    ASSERT_EQ(Outcome::done, other.open(file_, Durability::process));
+    ASSERT_EQ(Outcome::done, other.run("UPDATE attributes SET sum = 0"));
+  }
+  const std::string in_the_way = file_ + ".new";
+  fs::create_directories(in_the_way);
+  asio::io_context loop;
+  components_->database().work_beside(loop, [](bool) {});
+  components_->check(loop, store_);
+  const auto run_until = [&](const char* told) {
+    while (faults_.find(told) == std::string::npos && (loop.run_one() != 0 || (loop.restart(), true))) {
+    }
+  };
+  run_until("a new one cannot be written");
+  fs::remove(in_the_way);
+  run_until("it is kept as");
+  EXPECT_EQ(whole, contents());
+}
+
+// Its new number is on the disk before anybody goes on; who cannot wait for that is served all the same.
+TEST_F(ComponentFileTest, TheLogOfChangesBeginsAnewBesideTheLoop) {
+  asio::io_context loop;
+  std::string waits;
+  components_->database().work_beside(loop, [&waits](bool on) { waits += on ? "waits " : "goes on "; });
+  ASSERT_EQ(0u, commit({add(node)}));
+  const auto number = [this] { return test::read_file(file_ + "-wal").substr(12, 4); };
+  std::string before = number();
+  for (const std::string done : {"", "waits goes on "}) {
+    test::fill_log(file_);
+    for (int i = 0; waits == done && i < 100000; ++i) ASSERT_EQ(0u, commit({set(node, raw, std::to_string(i))}));
+    ASSERT_EQ(done + "waits ", waits);
+    if (!done.empty()) {
+      EXPECT_EQ(0u, commit({set(node, port, "1")}));
+    }
+    loop.restart();
+    while (waits == done + "waits " && loop.run_one() != 0) {
+    }
+    EXPECT_EQ(done + "waits goes on ", waits);
+    EXPECT_NE(before, number());
+    before = number();
+  }
+  const std::string now = contents();
+  restart();
+  EXPECT_EQ(now, contents());
+}
+
 TEST_F(ComponentFileTest, WhatIsInMemoryIsWrittenAgain) {
   ASSERT_EQ(0u, commit({add(node), add(map), set(node, port, "1"), {.kind = Kind::relate, .relation = icon}}));
   const std::string whole = contents();

@@ -1,4 +1,4 @@
-// A file of pages, damaged in every way.
+// A file of pages, damaged in every way, and its log of changes.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,7 +7,17 @@
 #include <cstdlib>
 #include <string>
 
+#include "manager/storage/connection.h"
+
 namespace ox::test {
+
+// The log of changes has so many pages that the next commits let it begin anew.
+inline void fill_log(const std::string& file) {
+  using ox::manager::Outcome;
+  ox::manager::Connection other;
+  ASSERT_EQ(Outcome::done, other.open(file, ox::manager::Durability::process));
+  ASSERT_EQ(Outcome::done, other.run("CREATE TABLE t (b); INSERT INTO t VALUES (zeroblob(33000000)); DROP TABLE t"));
+}
 
 // Calls `look_at(damaged, certain)` with each page zeroed, flipped in the places that matter most, and cut off with all
 // behind it; `certain` tells that something is missing then. Between the first and the last pages every seventh, all of

@@ -39,6 +39,15 @@ class EventRequestTest : public EventManagerTest {
     }
     manager_->events.flush();
   }
+  // One that is the `number`th to be answered for.
+  void submit(const std::string& memo, int number, int& told) {
+    EventPtr event(oxeEvmsgAlloc());
+    (void)oxeEvmsgSetMemo(event.get(), memo.c_str());
+    manager_->events.submit(std::move(event), "me", 0, [&told, number](OX_RESULT result, const Bytes&) {
+      EXPECT_EQ(0u, result);
+      EXPECT_EQ(number, told++);
+    });
+  }
   // What goes in steps.
   void finish_work() {
     loop_.restart();

@@ -1,6 +1,7 @@
 // Events and their log.
 #include <asio/post.hpp>
 
+#include "tests/manager/damage.h"
 #include "tests/manager/event_requests.h"
 
 namespace ox::manager {
@@ -222,14 +223,7 @@ TEST_F(EventRequestTest, OthersAreServedWhileWhatCameInARenewalIsMade) {
   manager_->events.renew();
   int told = 0;
   for (int i = 0; i < turns; ++i) {
-    for (int n = 0; n < 4; ++n) {
-      EventPtr event(oxeEvmsgAlloc());
-      (void)oxeEvmsgSetMemo(event.get(), "m");
-      manager_->events.submit(std::move(event), "me", 0, [&told, at = 4 * i + n](OX_RESULT result, const Bytes&) {
-        EXPECT_EQ(0u, result);
-        EXPECT_EQ(at, told++);
-      });
-    }
+    for (int n = 0; n < 4; ++n) submit("m", 4 * i + n, told);
     if (i + 1 != turns) manager_->events.flush();  // the last turn has not ended
   }
   std::string answer;
@@ -242,6 +236,28 @@ TEST_F(EventRequestTest, OthersAreServedWhileWhatCameInARenewalIsMade) {
   EXPECT_LT(2, steps);
   finish_work();
   EXPECT_EQ(4 * turns, std::count(answer.begin(), answer.end(), 'm'));
+}
+
+TEST_F(EventRequestTest, WhatComesWhileTheLogOfChangesBeginsAnewIsKept) {
+  Database& database = manager_->events.store().database();
+  database.work_beside(loop_, [](bool) {});
+  int sent = 0;
+  int told = 0;
+  int while_away = 0;
+  test::fill_log(database.file());
+  while (sent < 100000 && while_away < 10) {
+    submit("x", sent++, told);
+    manager_->events.flush();
+    if (database.is_away()) ++while_away;
+  }
+  EXPECT_EQ(10, while_away);
+  EXPECT_GT(sent, told);
+  const std::string last(1, 'y');
+  submit(last, sent++, told);
+  while (told != sent && loop_.run_one() != 0) {
+  }
+  EXPECT_EQ(sent, told);
+  EXPECT_EQ(last, logged({{OX_EVFLT_MEMO, pattern("y")}}));
 }
 
 TEST_F(EventRequestTest, LogKeepsToItsSizeAndAge) {

@@ -235,8 +235,8 @@ TEST_F(RouterTest, WhileADatabaseIsRenewedOnlyWhatNeedsItWaits) {
     std::function<void()> renew;
     std::string at_once;
   } cases[] = {
-      {"components.db", [&] { manager_->components.renew(manager_->store); }, "open log1 "},
-      {"events.db", [&] { manager_->events.renew(); }, "open get size "},
+      {"components.db", [&] { manager_->components.renew(manager_->store); }, "open get size log1 "},
+      {"events.db", [&] { manager_->events.renew(); }, "open get size set "},
       {"collected.db", [&] { manager_->collected_file.renew(); }, "open log1 "},
       {"jobs.db", [&] { manager_->run_ledger.renew(); }, "open log1 "},
   };
@@ -244,7 +244,7 @@ TEST_F(RouterTest, WhileADatabaseIsRenewedOnlyWhatNeedsItWaits) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
     std::string answers;
-    std::size_t missing = 4;
+    std::size_t missing = 5;
     const auto send = [&](const std::string& what, const Message& sent) {
       route(*manager_, {1, sent,
                         [&, what](const Reply& reply) {
@@ -258,6 +258,7 @@ TEST_F(RouterTest, WhileADatabaseIsRenewedOnlyWhatNeedsItWaits) {
     send("get", message("get node:r1 11.5.2.0"));
     send("size", {.type = 1, .command = 22, .data = bytes_of(text("node:r1") + text(""))});
     send("log", {.type = 1, .command = 15});  // without a filter: refused
+    send("set", message("set node:r1 11.5.2.0 161"));
     EXPECT_EQ(c.at_once, answers);
     loop_.restart();
     while (missing != 0 && loop_.run_one() != 0) {

@@ -1,4 +1,4 @@
-#include "manager/storage/renewal.h"
+#include "manager/storage/beside.h"
 
 #include <asio/executor_work_guard.hpp>
 #include <asio/post.hpp>
@@ -14,33 +14,36 @@ constexpr auto pause_without_memory = std::chrono::milliseconds(100);
 
 }  // namespace
 
-struct Renewal::Task {
+struct Beside::Task {
   void run(const Work& work) noexcept {
     try {
-      result = work(ending);
-    } catch (const std::bad_alloc&) {  // as if it could not be written
+      work(ending);
+    } catch (const std::bad_alloc&) {  // as if it could not be done
     }
   }
 
   Done done;
-  Result result{};
   std::atomic<bool> ending = false;
 };
 
-Renewal::~Renewal() {
+Beside::~Beside() {
   if (task_) task_->ending = true;
+  wait();
+}
+
+void Beside::wait() {
   if (thread_.joinable()) thread_.join();
 }
 
-void Renewal::start(asio::io_context& loop, const Work& work, Done done) {
-  if (thread_.joinable()) thread_.join();
+void Beside::start(asio::io_context& loop, const Work& work, Done done) {
+  wait();
   task_ = std::make_shared<Task>();
   task_->done = std::move(done);
   // The one who waits is told, however long there is no memory to say so; whoever broke it off does not wait.
   const auto tell = [&loop, known = std::weak_ptr<Task>(task_)] {
     asio::post(loop, [known] {
       const auto task = known.lock();
-      if (task && !task->ending) task->done(task->result);
+      if (task && !task->ending) task->done();
     });
   };
   const auto run = [task = task_, work, tell, working = asio::make_work_guard(loop)] {
