@@ -13,37 +13,17 @@
 #include <string>
 #include <vector>
 
+#include "bench/installation.h"
 #include "manager/base/paths.h"
 #include "manager/definitions.h"
 #include "manager/requests/manager.h"
 #include "manager/requests/router.h"
-#include "platform/registry.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace ox::manager;
-
-[[noreturn]] void give_up(const std::string& what) {
-  std::fprintf(stderr, "collecting_manager: %s\n", what.c_str());
-  std::_Exit(1);
-}
-
-std::string install() {
-  std::string made = (fs::temp_directory_path() / "oxbench-XXXXXX").string();
-  if (mkdtemp(made.data()) == nullptr || setenv("OXBASE_SYSTEM", made.c_str(), 1) != 0) give_up("system root");
-  const fs::path root = made;
-  constexpr auto over = fs::copy_options::recursive | fs::copy_options::overwrite_existing;
-  for (const char* const folder : {"work/conf", "work/data", "home"}) fs::create_directories(root / folder);
-  fs::copy(OX_SHARE_DIR "/LIB", root / "home/LIB", over);
-  fs::copy(OX_SHARE_DIR "/public", root / "work/public", over);
-  constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
-  if (ox::platform::registry_write(key, "HomeDir", (root / "home").c_str()) != 0 ||
-      ox::platform::registry_write(key, "WorkDir", (root / "work").c_str()) != 0) {
-    give_up("registry");
-  }
-  return made;
-}
+using ox::bench::give_up;
 
 struct Options {
   std::size_t agents = 10000;
@@ -164,7 +144,8 @@ int main(int argc, char** argv) {
   app.add_option("--interval", options.interval, "of the log entry");
   app.add_option("--names", options.names, "of its values");
   CLI11_PARSE(app, argc, argv);
-  const std::string root = install();
+  const fs::path root = ox::bench::make_system_root();
+  ox::bench::install(root, {});
   {
     asio::io_context loop;
     const FaultSink faults = [](const std::string& file, std::uint32_t, const std::string& text) {
@@ -174,7 +155,7 @@ int main(int argc, char** argv) {
     bool outdated = false;
     if (hold_tree(sound_amib_files(faults, sound), outdated) != OX_OK) give_up("no tree");
     Settings settings;
-    Manager manager(loop, settings, root + "/work/data");
+    Manager manager(loop, settings, (root / "work/data").string());
     if (!manager.components.open(faults) || !manager.events.open(faults) || !manager.collected_file.open(faults)) {
       give_up("no databases");
     }

@@ -13,9 +13,6 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <utility>
 #include <vector>
 
@@ -24,25 +21,20 @@
 #include <oxbase/oxe.h>
 #include <oxbase/oxs.h>
 
+#include "bench/installation.h"
 #include "manager/base/log.h"
 #include "manager/daemon.h"
-#include "platform/registry.h"
 
 namespace {
 
-namespace fs = std::filesystem;
 using asio::ip::udp;
+using ox::bench::give_up;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t flow = 2000;  // events of one measurement
 constexpr std::uint64_t singles = 1000;
 constexpr std::uint64_t traps = 100000;
 constexpr std::uint64_t traps_ahead = 4000;  // sent and not delivered yet: fewer than the socket's buffer holds
-
-[[noreturn]] void give_up(const char* what, OX_RESULT code) {
-  std::fprintf(stderr, "%s: %u\n", what, code);
-  std::_Exit(1);
-}
 
 // What the processes share.
 struct Board {
@@ -64,32 +56,13 @@ std::uint16_t trap_port() {
   return port;
 }
 
-void install() {
-  if (std::getenv("OXBASE_SYSTEM") == nullptr) {
-    std::string made = (fs::temp_directory_path() / "oxbench-XXXXXX").string();
-    if (mkdtemp(made.data()) == nullptr || setenv("OXBASE_SYSTEM", made.c_str(), 1) != 0) give_up("system root", 0);
-  }
-  const fs::path root = fs::path(std::getenv("OXBASE_SYSTEM")) / "delivery";
-  constexpr auto over = fs::copy_options::recursive | fs::copy_options::overwrite_existing;
-  fs::create_directories(root / "work");
-  fs::create_directories(root / "home");
-  fs::copy(OX_SHARE_DIR "/LIB", root / "home/LIB", over);
-  fs::copy(OX_SHARE_DIR "/public", root / "work/public", over);
-  fs::create_directories(root / "work/conf");
-  std::ofstream(root / "work/conf/oxmgrd.cf")
-      << "TrapAddress:\t127.0.0.1\nTrapPort:\t" << trap_port() << "\nTrapSourceRate:\t0\nTrapRate:\t0\n";
-  constexpr char key[] = "SOFTWARE\\CORVID\\OXBASE";
-  if (ox::platform::registry_write(key, "HomeDir", (root / "home").c_str()) != 0 ||
-      ox::platform::registry_write(key, "WorkDir", (root / "work").c_str()) != 0) {
-    give_up("registry", 0);
-  }
-}
-
 // The manager, a process of its own that ends with the benchmark.
 class Manager {
  public:
   Manager() {
-    install();
+    ox::bench::install(
+        ox::bench::system_root() / "delivery",
+        "TrapAddress:\t127.0.0.1\nTrapPort:\t" + std::to_string(trap_port()) + "\nTrapSourceRate:\t0\nTrapRate:\t0\n");
     void* const memory = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) give_up("mmap", 0);
     board = new (memory) Board{};

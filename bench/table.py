@@ -16,6 +16,7 @@ GOALS = {
     "tracked_pair/10000": 2.0,
     "tracked_pair": 3.0,
     "untracked_pair": 1.2,
+    "set_among": 1.3,
 }
 
 
