@@ -52,12 +52,14 @@ Database::Database(std::string file, std::span<const Table> tables, Durability d
 
 Database::~Database() {
   wait_for_log();
-  turning_ = false;
+  waiting_ = {};
   count_everything();
   close();
 }
 
 void Database::close() {
+  wait_for_log();
+  if (std::exchange(turning_, false)) hold(false);  // whoever closes it goes on from there
   checkpointer_.stop();
   check_.break_off();
   forget_counts();
@@ -162,13 +164,13 @@ Outcome Database::count_newest() {
 
 void Database::renew(const Renewed& done, const Mend& mend) {
   if (renewing_ || rests()) return;
+  hold(true);
   close();
   damaged_ = false;
   renewing_ = true;
   const auto work = [this, mend](const std::atomic<bool>& ending) {
     return salvage(file_, file_ + ".new", shapes(), mend, ending);
   };
-  hold(true);
   if (loop_ == nullptr) return take_renewed(work(false), done);
   on_renewing_();
   const auto saved = std::make_shared<Salvaged>();
