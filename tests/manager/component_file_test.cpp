@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <optional>
 #include <random>
 #include <set>
@@ -273,7 +275,11 @@ TEST_F(ComponentFileTest, TheLogOfChangesBeginsAnewBesideTheLoop) {
   std::string waits;
   components_->database().work_beside(loop, [&waits](bool on) { waits += on ? "waits " : "goes on "; });
   ASSERT_EQ(0u, commit({add(node)}));
-  const auto number = [this] { return test::read_file(file_ + "-wal").substr(0, 16); };
+  const auto number = [this] {
+    std::string head(16, '\0');
+    std::ifstream(file_ + "-wal", std::ios::binary).read(head.data(), 16);
+    return head;
+  };
   std::string before = number();
   const std::function<void()> cases[] = {
       [&] { EXPECT_EQ(0u, commit({set(node, port, "1")})); },
