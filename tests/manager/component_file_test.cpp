@@ -282,6 +282,7 @@ TEST_F(ComponentFileTest, TheLogOfChangesBeginsAnewBesideTheLoop) {
   };
   std::string before = number();
   const std::function<void()> cases[] = {
+      [] {},
       [&] { EXPECT_EQ(0u, commit({set(node, port, "1")})); },
       [&] { components_->renew(store_); },
   };
