@@ -1,6 +1,5 @@
 // Who may do what.
 #include <fstream>
-#include <sstream>
 
 #include "manager/base/access_rules.h"
 #include "manager/base/log.h"
