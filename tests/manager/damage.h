@@ -1,4 +1,4 @@
-// A file of pages, damaged in every way.
+// Databases changed beside their manager, and files of pages, damaged in every way.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,7 +7,27 @@
 #include <cstdlib>
 #include <string>
 
+#include "manager/storage/check.h"
+#include "tests/support/system_root.h"
+
 namespace ox::test {
+
+// Through a connection that is closed again: an open file cannot be set aside everywhere.
+inline void change_database(const std::string& file, const char* statement) {
+  manager::Connection connection;
+  ASSERT_EQ(manager::Outcome::done, connection.open(file, manager::Durability::process));
+  ASSERT_EQ(manager::Outcome::done, connection.run(statement));
+}
+[[nodiscard]] inline bool tables_check(const std::string& file) {
+  manager::Connection connection;
+  return connection.open(file, manager::Durability::process) == manager::Outcome::done &&
+         manager::check_tables(connection, {}).empty();
+}
+// The database's one file, with all that stood in its log.
+[[nodiscard]] inline std::string whole_database(const std::string& file) {
+  change_database(file, "PRAGMA wal_checkpoint(TRUNCATE)");
+  return read_file(file);
+}
 
 // Calls `look_at(damaged, certain)` with each page zeroed, flipped in the places that matter most, and cut off with all
 // behind it; `certain` tells that something is missing then. Between the first and the last pages every seventh, all of
