@@ -1,32 +1,12 @@
 // A trap definition file: whatever it holds, its definitions stand in the list's order and each is found, or hidden by
 // one before it that matches the same traps.
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <random>
-#include <string>
 
-#include <oxbase/oxc.h>
+#include "fuzz/target.h"
 
 namespace {
 
-void expect(bool condition) {
-  if (!condition) std::abort();
-}
-
-// A file of this process's own, written over for every input.
-const std::string& path() {
-  static const std::string made = [] {
-    const auto folder = std::filesystem::temp_directory_path() / ("ox_trap_" + std::to_string(std::random_device()()));
-    std::filesystem::create_directories(folder);
-    static const auto owned = folder;
-    std::atexit([] { std::filesystem::remove_all(owned); });
-    return (folder / "user.def").string();
-  }();
-  return made;
-}
+using ox::fuzz::expect;
 
 bool matches(const oxcTrTag& tag, const oxcTrTag& trap) {
   return std::strcmp(tag.enterprise, trap.enterprise) == 0 &&
@@ -52,16 +32,14 @@ void check(const oxcTrConf* list) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::FILE* file = std::fopen(path().c_str(), "wb");
-  expect(file != nullptr && std::fwrite(data, 1, size, file) == size && std::fclose(file) == 0);
+void ox::fuzz::run(std::string_view input) {
+  const std::string path = folder().write("user.def", input);
   oxcTrConf* list = oxcTrAllocConf();
-  expect(oxcTrMakeConfList(list, path().c_str()) == OX_OK);
+  expect(oxcTrMakeConfList(list, path.c_str()) == OX_OK);
   check(list);
   oxcTrFreeConf(list);
   const auto ignore = [](void*, const char*, uint32_t line, OX_RESULT code, const char* subject) {
     expect(line != 0 && code != OX_OK && subject != nullptr);
   };
-  expect(oxcTrCheckFile(path().c_str(), ignore, nullptr) == OX_OK);
-  return 0;
+  expect(oxcTrCheckFile(path.c_str(), ignore, nullptr) == OX_OK);
 }

@@ -129,7 +129,6 @@ TEST_F(VerifyTest, DifferencesAreFound) {
   for (const auto& files : others) EXPECT_EQ(190u, verify(files)) << files.back();
   EXPECT_EQ(5002u, verify({first_, test::system_root() + "/none.def"}));
   EXPECT_EQ("none.def:0", error_position());
-  EXPECT_EQ(183u, oxbUseAlreadyExistAmibTree(nullptr));
   expect_clean();
   EXPECT_EQ(0u, entry_result("obj.group.member"));
   EXPECT_EQ(nullptr, search_shm_entry(1121)->handles->next);

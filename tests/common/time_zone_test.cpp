@@ -1,7 +1,6 @@
 // Time zones: texts, compiled files, the process's own; times that come twice or not at all.
 #include "common/time_zone.h"
 
-#include <cinttypes>
 #include <memory>
 
 #include "platform/clock.h"

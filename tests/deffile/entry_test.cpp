@@ -78,7 +78,6 @@ TEST(EntryReader, LinesAndTheirNumbers) {
 
 TEST(EntryReader, FilterRewindAndOtherUsers) {
   EXPECT_EQ("1", next_entry());
-  EXPECT_EQ(195u, oxcSetConfigEntry(nullptr));
   set_file("a:1\n#\nB:2\nb:3\na:4\n");
   EXPECT_EQ("b|3", next_entry("b"));
   write_file(work_dir() + "/conf/oxmgrd.cf", "SockPort: 9000\n");

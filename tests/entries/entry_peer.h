@@ -95,6 +95,10 @@ class EntryTest : DisplayTexts, public ReportTest {
     ReplyFields reply{};
   };
   using Steps = std::vector<Step>;
+  [[nodiscard]] static Steps plus(Steps steps, const Steps& more) {
+    steps.insert(steps.end(), more.begin(), more.end());
+    return steps;
+  }
 
   [[nodiscard]] static std::string get_request(std::string_view component, std::string_view path, std::uint32_t options,
                                                std::uint32_t seconds, std::string_view session = "mgr",

@@ -32,10 +32,6 @@ class LogTest : public EntryTest {
     EXPECT_EQ(0u, run(opening({.data = data}), [&] { return oxlLogEntryOpen("mgr", "e", 2, &record); }));
     return record;
   }
-  [[nodiscard]] static Steps plus(Steps steps, const Steps& more) {
-    steps.insert(steps.end(), more.begin(), more.end());
-    return steps;
-  }
 
   const std::string title = attributes("e", "1='t'");
   const Step local_unlock = {unlock_request(9, "")};

@@ -41,10 +41,6 @@ class ReportsTest : public EntryTest {
     }
     return steps;
   }
-  static Steps plus(Steps steps, const Steps& more) {
-    steps.insert(steps.end(), more.begin(), more.end());
-    return steps;
-  }
   // The manager tells one attribute.
   static Step tells(std::string_view component, std::string_view path, const std::string& text) {
     return {get_request(component, path, 31, 20), {.data = node(path, text_value(text))}};

@@ -1,6 +1,4 @@
 // Rules: every request about them byte for byte, their programs, and the expert daemon's marks.
-#include <cstdlib>
-
 #include <oxbase/oxr.h>
 
 #include "platform/environment.h"

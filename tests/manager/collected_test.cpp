@@ -109,12 +109,7 @@ TEST_F(CollectedTest, DamageIsToldAndWhatReadsIsKept) {
   (void)append(names);
   const std::string expected = sizes(names);
   collected_.reset();
-  {
-    Connection connection;
-    ASSERT_EQ(Outcome::done, connection.open(file_, Durability::process));
-    ASSERT_EQ(Outcome::done, connection.run("PRAGMA wal_checkpoint(TRUNCATE)"));
-  }
-  const std::string sound = test::read_file(file_);
+  const std::string sound = test::whole_database(file_);
   test::for_every_damage(sound, [&](const std::string& damaged, bool certain) {
     collected_.reset();
     fs::remove_all(directory_);

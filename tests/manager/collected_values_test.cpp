@@ -1,7 +1,7 @@
 // Collected values as clients get them: binaries, streams, copies, windows, the ledger, and rounds that they append.
 #include "manager/base/attributes.h"
 #include "manager/components/stored_value.h"
-#include "manager/storage/connection.h"
+#include "tests/manager/damage.h"
 #include "tests/manager/event_fixture.h"
 #include "tests/support/system_root.h"
 
@@ -161,11 +161,8 @@ TEST_F(CollectedValuesTest, StreamTellsWhatDamageTakesUnderIt) {
   turn();
   (void)watch("dataEnt:d1", "11.15.15.0", 7);
   ASSERT_EQ(0u, ask(Message{.type = 5, .reference = 0xFFFFFFFF}).error);
-  {
-    Connection connection;
-    ASSERT_EQ(Outcome::done, connection.open(test::work_dir() + "/data/collected.db", Durability::process));
-    ASSERT_EQ(Outcome::done, connection.run("UPDATE blocks SET sum = 0 WHERE id & 0xFFFFFF = 1 AND id >> 24 <> 7"));
-  }
+  test::change_database(test::work_dir() + "/data/collected.db",
+                        "UPDATE blocks SET sum = 0 WHERE id & 0xFFFFFF = 1 AND id >> 24 <> 7");
   damage_is_meant_ = true;
   manager_->collected_file.renew();
   loop_.restart();
@@ -276,10 +273,7 @@ TEST_F(CollectedValuesTest, NothingIsCountedForAClientThatHasGone) {
   const std::string payload = text("logEnt:l") + text("11.14.20.0") + word(0) + word(0) + half(0);
   bool answered = false;
   const Message message{.type = 1, .command = 1, .data = bytes_of(payload)};
-  route(*manager_, {.session = 7,
-                    .message = message,
-                    .reply = [&](const Reply&) { answered = true; },
-                    .rights = Rights::of_manager()});
+  route(*manager_, {7, message, [&](const Reply&) { answered = true; }, Rights::of_manager()});
   manager_->end_session(7);
   loop_.restart();
   EXPECT_GE(1u, loop_.poll()) << "turns that count";
@@ -313,10 +307,7 @@ TEST_F(CollectedValuesTest, ApplicationsAddRounds) {
   for (const std::uint32_t command : {21u, 22u}) {
     bool answered = false;
     const Message early{.type = 1, .command = command, .data = bytes_of(text("logEnt:l") + text(""))};
-    route(*manager_, {.session = 1,
-                      .message = early,
-                      .reply = [&](const Reply&) { answered = true; },
-                      .rights = Rights::of_manager()});
+    route(*manager_, {1, early, [&](const Reply&) { answered = true; }, Rights::of_manager()});
     EXPECT_FALSE(answered);
     EXPECT_TRUE(manager_->held.next([](const Request&) {})) << command << " waits until the components are there";
   }

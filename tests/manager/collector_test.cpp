@@ -5,6 +5,7 @@
 #include "tests/manager/event_fixture.h"
 #include "tests/manager/scripted_agent.h"
 #include "tests/support/system_root.h"
+#include "tests/support/texts.h"
 
 namespace ox::manager {
 namespace {
@@ -28,11 +29,6 @@ class CollectorTest : public EventManagerTest {
             {"set logEnt:a 11.14.7.0 5x", "70; logEnt:a 11.14.7.0 ! 70"}});
     ASSERT_EQ('0', ask("set logEnt:a 11.14.4.0 node:* logEnt:a 11.14.5.0 .2.1.0,.2.2.1.{7,8} logEnt:a 11.14.7.0 1s "
                        "logEnt:a 11.14.8.0 1Y logEnt:a 11.14.9.0 1Y logEnt:a 11.14.10.0 2")[0]);
-  }
-  static int occurrences(const std::string& text, const std::string& of) {
-    int count = 0;
-    for (auto at = text.find(of); at != text.npos; at = text.find(of, at + 1)) ++count;
-    return count;
   }
   [[nodiscard]] Agent agent_of_r1() const {
     Agent agent;
@@ -89,9 +85,9 @@ TEST_F(CollectorTest, EveryValueThatIsDueIsStoredOrAGap) {
            "0; logEnt:a 11.14.19.1.0 = 3; logEnt:a 11.14.19.5.1 = node:r2 silent; logEnt:a 11.14.19.6.0 = 345600"}});
   run_rounds(1);
   const std::string reasons = ask("get logEnt:a 11.14.18.4");
-  EXPECT_EQ(3, occurrences(reasons, "= 1")) << "asked once, with all its values: " << reasons;
-  EXPECT_EQ(3, occurrences(reasons, "= 8")) << "then one run each: " << reasons;
-  EXPECT_EQ(7, occurrences(reasons, "= ")) << reasons;
+  EXPECT_EQ(3, test::count_of(reasons, "= 1")) << "asked once, with all its values: " << reasons;
+  EXPECT_EQ(3, test::count_of(reasons, "= 8")) << "then one run each: " << reasons;
+  EXPECT_EQ(7, test::count_of(reasons, "= ")) << reasons;
   (void)ask("6 1=node 8=r2");
   expect({{"get logEnt:a 11.14.19.1.0", "0; logEnt:a 11.14.19.1.0 = 2"}});
   run_for(std::chrono::milliseconds(300));
@@ -198,7 +194,7 @@ TEST_F(CollectorTest, ADiskThatIsNearlyFullIsToldAndThenNothingIsCollected) {
     text += "; ";
   }
   EXPECT_EQ("89 collects; 90 collects with an event; 96 collects with an event; 97 pauses with an event; ", text);
-  EXPECT_NE(0, occurrences(ask("get logEnt:a 11.14.18.4"), "= 10"));
+  EXPECT_NE(0, test::count_of(ask("get logEnt:a 11.14.18.4"), "= 10"));
   EXPECT_TRUE(counts().balanced());
 }
 
@@ -232,7 +228,7 @@ TEST_F(CollectorTest, WhatIsKnownOutlivesTheManagerAndAFullDiskIsAGap) {
   ASSERT_EQ(Outcome::done, other.run("ROLLBACK"));
   EXPECT_NONFATAL_FAILURE(run_rounds(2), "takes changes again");
   EXPECT_TRUE(counts().balanced());
-  EXPECT_EQ(1, occurrences(ask("get logEnt:a 11.14.18.4"), "= 10"));
+  EXPECT_EQ(1, test::count_of(ask("get logEnt:a 11.14.18.4"), "= 10"));
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include "manager/jobs/commands.h"
 #include "tests/manager/virtual_clock.h"
 #include "tests/support/other_process.h"
-#include "tests/support/test.h"
+#include "tests/support/texts.h"
 
 namespace ox::manager {
 namespace {
@@ -160,6 +160,21 @@ class CommandTest : public testing::Test {
   [[nodiscard]] bool is_other(const MemoryBook::Row& row) const { return row.size > program_.size(); }
   // The same program, by a name that is told apart.
   std::string other() const { return settings_.command_path + '/' + program_; }
+  // "schedule=12:05:00 mode=3" of an armed entry that runs the program. OTHER is its other name.
+  [[nodiscard]] std::vector<std::pair<A, std::string>> values(const std::string& words) const {
+    static const std::map<std::string, A> names{{"schedule", A::schedule},  {"mode", A::mode},
+                                                {"start", A::start_time},   {"interval", A::interval},
+                                                {"admin", A::admin_status}, {"invalid", A::invalid_command},
+                                                {"command", A::command},    {"argument", A::argument}};
+    std::vector<std::pair<A, std::string>> all{{A::command, program_}, {A::admin_status, "1"}, {A::mode, "2"}};
+    for (const std::string& word : test::split(words, ' ')) {
+      if (word.empty()) continue;
+      const std::size_t equals = word.find('=');
+      const std::string value = word.substr(equals + 1);
+      all.emplace_back(names.at(word.substr(0, equals)), value == "OTHER" ? other() : value);
+    }
+    return all;
+  }
 
   Zone zone_{berlin};
   VirtualClock clock_{noon};
@@ -173,56 +188,34 @@ class CommandTest : public testing::Test {
 TEST_F(CommandTest, WhatRunsWhenAndWhatBecomesOfTheRest) {
   struct Row {
     const char* what;
-    std::vector<std::pair<A, std::string>> values;
-    std::function<void()> before;
+    const char* values;
     const char* records;  // after two hours from noon, of which the manager is away from 12:20 to 12:40
+    std::function<void()> before{};
   };
-  const auto nothing = [] {};
   const auto slow = [this] { jobs_->programs.duration = 600'000; };
-  const std::pair<A, std::string> invalid{A::invalid_command, "OTHER"};
   const Row rows[] = {
-      {"single times",
-       {{A::schedule, "12:10:00,12:30:00,13:00:00"}},
-       nothing,
-       "12:10:00 ran; 12:30:00 missed; 13:00:00 ran"},
-      {"caught up", {{A::schedule, "12:30:00,12:35:00"}, {A::mode, "3"}}, nothing, "12:30:00 missed; 12:35:00 late"},
-      {"an interval",
-       {{A::start_time, std::to_string(noon + 600)}, {A::interval, "900"}},
-       nothing,
+      {"single times", "schedule=12:10:00,12:30:00,13:00:00", "12:10:00 ran; 12:30:00 missed; 13:00:00 ran"},
+      {"caught up", "schedule=12:30:00,12:35:00 mode=3", "12:30:00 missed; 12:35:00 late"},
+      {"an interval", "start=1780308600 interval=900",  // 12:10:00
        "12:10:00 ran; 12:25:00 missed; 12:40:00 ran; 12:55:00 ran; 13:10:00 ran; 13:25:00 ran; 13:40:00 ran; 13:55:00 "
        "ran"},
-      {"once, at once", {}, nothing, "12:00:00 ran"},
-      {"a range",
-       {{A::schedule, "12:10:00-13:00:00"}, invalid},
-       nothing,
-       "12:00:00 ran other; 12:10:00 ran; 13:00:00 ran other"},
-      {"a range that opens unseen", {{A::schedule, "12:30:00-13:00:00"}}, nothing, "12:30:00 late"},
-      {"a range that closes unseen",
-       {{A::schedule, "12:10:00-12:30:00"}, invalid},
-       nothing,
+      {"once, at once", "", "12:00:00 ran"},
+      {"a range", "schedule=12:10:00-13:00:00 invalid=OTHER", "12:00:00 ran other; 12:10:00 ran; 13:00:00 ran other"},
+      {"a range that opens unseen", "schedule=12:30:00-13:00:00", "12:30:00 late"},
+      {"a range that closes unseen", "schedule=12:10:00-12:30:00 invalid=OTHER",
        "12:00:00 ran other; 12:10:00 ran; 12:30:00 late other"},
-      {"often in a range",
-       {{A::schedule, "12:50:00-13:20:00"}, {A::interval, "900"}},
-       nothing,
-       "12:50:00 ran; 13:05:00 ran"},
-      {"not armed", {{A::schedule, "12:10:00"}, {A::admin_status, "0"}}, nothing, ""},
-      {"still running",
-       {{A::schedule, "12:05:00,12:10:00,13:00:00"}, invalid},
-       slow,
-       "12:05:00 ran; 12:10:00 refused; 12:10:00 ran other; 13:00:00 ran"},
-      {"beside itself", {{A::schedule, "12:05:00,12:06:00"}, {A::mode, "1"}}, slow, "12:05:00 ran; 12:06:00 ran"},
-      {"put off",
-       {{A::schedule, "12:01:00,12:02:00,12:03:00"}, {A::mode, "3"}},
-       slow,
-       "12:01:00 ran; 12:02:00 refused; 12:03:00 killed"},
-      {"no such program",
-       {{A::schedule, "12:05:00"}, {A::command, "/bin/sh"}, invalid},
-       nothing,
-       "12:05:00 refused; 12:05:00 ran other"},
-      {"not to be started", {{A::schedule, "12:05:00"}}, [this] { jobs_->programs.fails = true; }, "12:05:00 failed"},
-      {"no room for its record", {{A::schedule, "12:05:00"}}, [this] { book_.takes = false; }, "12:05:00 failed"},
-      {"too many", {{A::schedule, "12:05:00"}}, [this] { settings_.jobs_at_once = 0; }, "12:05:00 refused"},
-      {"an open quote", {{A::schedule, "12:05:00"}, {A::argument, "'a"}}, nothing, "12:05:00 failed"},
+      {"often in a range", "schedule=12:50:00-13:20:00 interval=900", "12:50:00 ran; 13:05:00 ran"},
+      {"not armed", "schedule=12:10:00 admin=0", ""},
+      {"still running", "schedule=12:05:00,12:10:00,13:00:00 invalid=OTHER",
+       "12:05:00 ran; 12:10:00 refused; 12:10:00 ran other; 13:00:00 ran", slow},
+      {"beside itself", "schedule=12:05:00,12:06:00 mode=1", "12:05:00 ran; 12:06:00 ran", slow},
+      {"put off", "schedule=12:01:00,12:02:00,12:03:00 mode=3", "12:01:00 ran; 12:02:00 refused; 12:03:00 killed",
+       slow},
+      {"no such program", "schedule=12:05:00 command=/bin/sh invalid=OTHER", "12:05:00 refused; 12:05:00 ran other"},
+      {"not to be started", "schedule=12:05:00", "12:05:00 failed", [this] { jobs_->programs.fails = true; }},
+      {"no room for its record", "schedule=12:05:00", "12:05:00 failed", [this] { book_.takes = false; }},
+      {"too many", "schedule=12:05:00", "12:05:00 refused", [this] { settings_.jobs_at_once = 0; }},
+      {"an open quote", "schedule=12:05:00 argument='a", "12:05:00 failed"},
   };
   for (const Row& row : rows) {
     if (platform::takes_line_as_it_is && row.what == std::string("an open quote")) continue;
@@ -232,10 +225,8 @@ TEST_F(CommandTest, WhatRunsWhenAndWhatBecomesOfTheRest) {
     store_ = Store();
     clock.set(noon - clock.wall() / 1000);
     begin(zone_);
-    row.before();
-    std::vector<std::pair<A, std::string>> values{{A::command, program_}, {A::admin_status, "1"}, {A::mode, "2"}};
-    for (auto [attribute, text] : row.values) values.emplace_back(attribute, text == "OTHER" ? other() : text);
-    jobs_->set("e", values);
+    if (row.before) row.before();
+    jobs_->set("e", values(row.values));
     clock.pass(1'200'000);
     jobs_->commands.end();
     end();

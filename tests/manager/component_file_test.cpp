@@ -198,12 +198,7 @@ TEST_F(ComponentFileTest, DamageIsToldAndWhatReadsIsKept) {
   ASSERT_EQ(0u, commit(batch));
   const std::string whole = contents();
   components_.reset();
-  {
-    Connection connection;
-    ASSERT_EQ(Outcome::done, connection.open(file_, Durability::process));
-    ASSERT_EQ(Outcome::done, connection.run("PRAGMA wal_checkpoint(TRUNCATE)"));
-  }
-  const std::string sound = test::read_file(file_);
+  const std::string sound = test::whole_database(file_);
   const auto look_at = [&](const std::string& damaged, bool certain) {
     components_.reset();
     fs::remove_all(directory_);
@@ -248,11 +243,7 @@ TEST_F(ComponentFileTest, DamageFoundAtOpeningIsMendedBesideTheLoop) {
 TEST_F(ComponentFileTest, DamageFoundByTheCheckIsMendedAsSoonAsTheSystemLetsIt) {
   ASSERT_EQ(0u, commit({add(node), set(node, port, "1")}));
   const std::string whole = contents();
-  {
-    Connection other;
-    ASSERT_EQ(Outcome::done, other.open(file_, Durability::process));
-    ASSERT_EQ(Outcome::done, other.run("UPDATE attributes SET sum = 0"));
-  }
+  test::change_database(file_, "UPDATE attributes SET sum = 0");
   const std::string in_the_way = file_ + ".new";
   fs::create_directories(in_the_way);
   asio::io_context loop;

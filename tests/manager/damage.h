@@ -1,4 +1,4 @@
-// A file of pages, damaged in every way, and its log of changes.
+// Databases changed beside their manager, and files of pages, damaged in every way.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,16 +7,30 @@
 #include <cstdlib>
 #include <string>
 
-#include "manager/storage/connection.h"
+#include "manager/storage/check.h"
+#include "tests/support/system_root.h"
 
 namespace ox::test {
 
+// Through a connection that is closed again: an open file cannot be set aside everywhere.
+inline void change_database(const std::string& file, const char* statement) {
+  manager::Connection connection;
+  ASSERT_EQ(manager::Outcome::done, connection.open(file, manager::Durability::process));
+  ASSERT_EQ(manager::Outcome::done, connection.run(statement));
+}
+[[nodiscard]] inline bool tables_check(const std::string& file) {
+  manager::Connection connection;
+  return connection.open(file, manager::Durability::process) == manager::Outcome::done &&
+         manager::check_tables(connection, {}).empty();
+}
+// The database's one file, with all that stood in its log.
+[[nodiscard]] inline std::string whole_database(const std::string& file) {
+  change_database(file, "PRAGMA wal_checkpoint(TRUNCATE)");
+  return read_file(file);
+}
 // The log of changes has so many pages that the next commits let it begin anew.
 inline void fill_log(const std::string& file) {
-  using ox::manager::Outcome;
-  ox::manager::Connection other;
-  ASSERT_EQ(Outcome::done, other.open(file, ox::manager::Durability::process));
-  ASSERT_EQ(Outcome::done, other.run("CREATE TABLE t (b); INSERT INTO t VALUES (zeroblob(33000000)); DROP TABLE t"));
+  change_database(file, "CREATE TABLE t (b); INSERT INTO t VALUES (zeroblob(33000000)); DROP TABLE t");
 }
 
 // Calls `look_at(damaged, certain)` with each page zeroed, flipped in the places that matter most, and cut off with all

@@ -6,7 +6,6 @@
 #include <optional>
 
 #include "manager/events/store.h"
-#include "manager/storage/check.h"
 #include "tests/manager/damage.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/system_root.h"
@@ -249,12 +248,6 @@ TEST_F(EventStoreTest, WhatIsDroppedWithoutMemoryOrRoomCountsAsItIs) {
   EXPECT_EQ("6! 7 8 9 10 11 12", all());
 }
 
-// Through a connection that is closed again: an open file cannot be set aside everywhere.
-bool checks(const std::string& file) {
-  Connection connection;
-  return connection.open(file, Durability::process) == Outcome::done && check_tables(connection, {}).empty();
-}
-
 // The store opens, and what is not there any more has been told.
 TEST_F(EventStoreTest, DamageIsToldAndWhatReadsIsKept) {
   constexpr Sequence count = 300;
@@ -265,12 +258,7 @@ TEST_F(EventStoreTest, DamageIsToldAndWhatReadsIsKept) {
   ASSERT_TRUE(store_->commit());
   store_.reset();
   const std::string file = directory_ + "/events.db";
-  {
-    Connection connection;
-    ASSERT_EQ(Outcome::done, connection.open(file, Durability::process));
-    ASSERT_EQ(Outcome::done, connection.run("PRAGMA wal_checkpoint(TRUNCATE)"));
-  }
-  const std::string sound = test::read_file(file);
+  const std::string sound = test::whole_database(file);
   const std::string numbers = test::read_file(directory_ + "/events.numbers");
   std::size_t kept_least = count;
   const auto look_at = [&](const std::string& damaged, bool certain) {
@@ -281,7 +269,7 @@ TEST_F(EventStoreTest, DamageIsToldAndWhatReadsIsKept) {
     test::write_file(directory_ + "/events.numbers", numbers);
     faults_.clear();
     reopen();
-    if (!checks(file)) {
+    if (!test::tables_check(file)) {
       store_->renew([](bool renewed) { EXPECT_TRUE(renewed); });  // as the check beside the work would have it
     }
     std::size_t found = 0;

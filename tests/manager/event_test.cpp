@@ -204,11 +204,7 @@ TEST_F(EventRequestTest, ADamagedLogHasNoShorterAnswer) {
   EXPECT_EQ(7u, manager_->events.store().waits().at("mark").taken);
   EXPECT_LT(401u, manager_->events.store().last()) << "no number is given twice";
   told.clear();
-  {
-    Connection connection;
-    ASSERT_EQ(Outcome::done, connection.open(test::work_dir() + "/data/events.db", Durability::process));
-    ASSERT_EQ(Outcome::done, connection.run("UPDATE events SET body = x'00' WHERE sequence = 350"));
-  }
+  test::change_database(test::work_dir() + "/data/events.db", "UPDATE events SET body = x'00' WHERE sequence = 350");
   reply = begin_to_ask(log_get({}));
   EXPECT_EQ(OX_ERUNTIME, reply.error);
   EXPECT_TRUE(reply.data.empty() && !reply.rest);

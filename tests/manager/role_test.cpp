@@ -1,6 +1,5 @@
 // Who may do what.
 #include <fstream>
-#include <sstream>
 
 #include "manager/base/access_rules.h"
 #include "manager/base/log.h"
@@ -73,39 +72,34 @@ class RoleTest : public EventManagerTest {
 // The role of ann for an attribute of a component.
 TEST_F(RoleTest, TheLongestSubtreeDecidesThenTheMoreExactPattern) {
   const std::string all = "User: ann read\n";
+  const ComponentName lab1{"node", "lab1"}, core{"node", "core"}, rule{"ruleEnt", "lab1"};
   const struct {
     std::string rules;
     const char* path;  // empty: an event, a lock
     ComponentName component;
     Role role;
   } cases[] = {
-      {"", "11.5.6.0", {"node", "lab1"}, Role::operate},
-      {"User: eve none\n", "11.5.6.0", {"node", "lab1"}, Role::operate},
-      {all, "11.5.6.0", {"node", "lab1"}, Role::read},
-      {all, "", {"node", "lab1"}, Role::read},
-      {"Group: staff read\n", "11.5.6.0", {"node", "lab1"}, Role::read},
-      {"Group: guests read\n", "11.5.6.0", {"node", "lab1"}, Role::operate},
-      {"Group: staff administer\n" + all, "11.5.6.0", {"node", "lab1"}, Role::read},
-      {all + "User: ann administer\n", "11.5.6.0", {"node", "lab1"}, Role::administer},
-      {all + "User: ann operate obj.node\n", "11.5.6.0", {"node", "lab1"}, Role::operate},
-      {all + "User: ann operate obj.node\n", "11.50.6.0", {"node", "lab1"}, Role::read},
-      {all + "User: ann operate obj.node\n", "", {"node", "lab1"}, Role::read},
-      {all + "User: ann operate 11.5\nUser: ann none obj.{cmn,node.nodeTimeout}\n",
-       "11.5.6.0",
-       {"node", "lab1"},
-       Role::none},
-      {all + "User: ann operate 11.5\nUser: ann none obj.{cmn,node.nodeTimeout}\n",
-       "11.1.1.0",
-       {"node", "lab1"},
-       Role::none},
-      {"User: ann none * node:lab1\nUser: ann administer obj\n", "11.5.6.0", {"node", "lab1"}, Role::administer},
-      {"User: ann none * node:*\nUser: ann read * node:lab?\n", "11.5.6.0", {"node", "lab1"}, Role::read},
-      {"User: ann none * node:*\nUser: ann read * node:lab?\n", "11.5.6.0", {"node", "core"}, Role::none},
-      {"User: ann read * node:lab*\nUser: ann none * node:lab1\n", "11.5.6.0", {"node", "lab1"}, Role::none},
-      {"User: ann read * *:lab1\nUser: ann none * node:*1\n", "11.5.6.0", {"node", "lab1"}, Role::none},
-      {"User: ann none * printer:lab*\n", "11.5.6.0", {"node", "lab1"}, Role::none},  // a kind of node
-      {"User: ann none * node:lab*\n", "", {"ruleEnt", "lab1"}, Role::operate},
-      {"User: ann none * node:lab*\n", "", {"node", "lab1"}, Role::none},
+      {"", "11.5.6.0", lab1, Role::operate},
+      {"User: eve none\n", "11.5.6.0", lab1, Role::operate},
+      {all, "11.5.6.0", lab1, Role::read},
+      {all, "", lab1, Role::read},
+      {"Group: staff read\n", "11.5.6.0", lab1, Role::read},
+      {"Group: guests read\n", "11.5.6.0", lab1, Role::operate},
+      {"Group: staff administer\n" + all, "11.5.6.0", lab1, Role::read},
+      {all + "User: ann administer\n", "11.5.6.0", lab1, Role::administer},
+      {all + "User: ann operate obj.node\n", "11.5.6.0", lab1, Role::operate},
+      {all + "User: ann operate obj.node\n", "11.50.6.0", lab1, Role::read},
+      {all + "User: ann operate obj.node\n", "", lab1, Role::read},
+      {all + "User: ann operate 11.5\nUser: ann none obj.{cmn,node.nodeTimeout}\n", "11.5.6.0", lab1, Role::none},
+      {all + "User: ann operate 11.5\nUser: ann none obj.{cmn,node.nodeTimeout}\n", "11.1.1.0", lab1, Role::none},
+      {"User: ann none * node:lab1\nUser: ann administer obj\n", "11.5.6.0", lab1, Role::administer},
+      {"User: ann none * node:*\nUser: ann read * node:lab?\n", "11.5.6.0", lab1, Role::read},
+      {"User: ann none * node:*\nUser: ann read * node:lab?\n", "11.5.6.0", core, Role::none},
+      {"User: ann read * node:lab*\nUser: ann none * node:lab1\n", "11.5.6.0", lab1, Role::none},
+      {"User: ann read * *:lab1\nUser: ann none * node:*1\n", "11.5.6.0", lab1, Role::none},
+      {"User: ann none * printer:lab*\n", "11.5.6.0", lab1, Role::none},  // a kind of node
+      {"User: ann none * node:lab*\n", "", rule, Role::operate},
+      {"User: ann none * node:lab*\n", "", lab1, Role::none},
   };
   for (const auto& c : cases) {
     ASSERT_EQ(std::vector<std::uint32_t>(), read(c.rules)) << c.rules;

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <optional>
 
-#include "manager/storage/check.h"
 #include "tests/manager/damage.h"
 #include "tests/manager/virtual_clock.h"
 #include "tests/support/system_root.h"
@@ -38,11 +37,6 @@ class RunLedgerTest : public testing::Test {
   std::string faults_;
 };
 
-bool checks(const std::string& file) {
-  Connection connection;
-  return connection.open(file, Durability::process) == Outcome::done && check_tables(connection, {}).empty();
-}
-
 // It opens, tells what it has lost, gives no number of a run again that is still there, and goes on.
 TEST_F(RunLedgerTest, DamageIsToldAndWhatReadsIsKept) {
   open();
@@ -56,18 +50,13 @@ TEST_F(RunLedgerTest, DamageIsToldAndWhatReadsIsKept) {
   }
   ASSERT_TRUE(ledger_->commit());
   ledger_.reset();
-  {
-    Connection connection;
-    ASSERT_EQ(Outcome::done, connection.open(file(), Durability::process));
-    ASSERT_EQ(Outcome::done, connection.run("PRAGMA wal_checkpoint(TRUNCATE)"));
-  }
-  test::for_every_damage(test::read_file(file()), [&](const std::string& damaged, bool certain) {
+  test::for_every_damage(test::whole_database(file()), [&](const std::string& damaged, bool certain) {
     ledger_.reset();
     std::filesystem::remove_all(directory_);
     std::filesystem::create_directories(directory_);
     test::write_file(file(), damaged);
     open();
-    if (!checks(file())) ledger_->renew();  // as the check beside the work would have it
+    if (!test::tables_check(file())) ledger_->renew();  // as the check beside the work would have it
     std::size_t found = 0;
     for (std::uint64_t entry = 1; entry <= entries; ++entry) {
       for (const auto& run : ledger_->read(entry, {})) {

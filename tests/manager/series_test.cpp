@@ -10,6 +10,7 @@
 
 #include "manager/series/books.h"
 #include "manager/series/store.h"
+#include "tests/manager/damage.h"
 #include "tests/support/system_root.h"
 
 namespace ox::manager {
@@ -209,12 +210,8 @@ TEST_F(SeriesTest, WhatDamageHasTakenIsCounted) {
   kept_->loop.poll();
   kept_.reset();
   const std::string file = directory_ + "/collected.db";
-  {
-    Connection connection;
-    ASSERT_EQ(Outcome::done, connection.open(file, Durability::process));
-    ASSERT_EQ(Outcome::done, connection.run("UPDATE blocks SET sum = 0 WHERE id & 0xFFFFFF = 1"));
-    ASSERT_EQ(Outcome::done, connection.run("UPDATE row_counts SET rows = 1"));  // the start does not read all rows
-  }
+  test::change_database(file, "UPDATE blocks SET sum = 0 WHERE id & 0xFFFFFF = 1");
+  test::change_database(file, "UPDATE row_counts SET rows = 1");  // the start does not read all rows
   restart();
   id = store().find("d1");
   ASSERT_NE(0u, id);

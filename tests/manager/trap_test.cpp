@@ -184,16 +184,20 @@ class TrapManagerTest : public ManagerTest {
     ManagerTest::TearDown();
   }
   void send(const std::string& trap) { sender_.send(trap, static_cast<std::uint16_t>(manager_->settings.trap_port)); }
+  // All of the log, in order.
+  std::vector<EventPtr> events() {
+    std::vector<StoredEvent> stored;
+    EXPECT_EQ(Outcome::done, manager_->events.store().after(0, 10000, 1u << 30, stored));
+    std::vector<EventPtr> all(stored.size());
+    for (std::size_t i = 0; i < all.size(); ++i) EXPECT_EQ(0u, decode_events(stored[i].body, all[i]));
+    return all;
+  }
   // Events of traps, and others.
   std::pair<std::uint64_t, std::uint64_t> logged() {
     std::pair<std::uint64_t, std::uint64_t> count;
     manager_->events.flush();
-    std::vector<StoredEvent> events;
-    EXPECT_EQ(Outcome::done, manager_->events.store().after(0, 10000, 1u << 30, events));
-    for (const StoredEvent& event : events) {
-      EventPtr decoded;
-      EXPECT_EQ(0u, decode_events(event.body, decoded));
-      const bool trap = (number_of(decoded.get(), &oxeEvmsgGetEventType) & OX_EVENT_TRAP) != 0;
+    for (const EventPtr& event : events()) {
+      const bool trap = (number_of(event.get(), &oxeEvmsgGetEventType) & OX_EVENT_TRAP) != 0;
       ++(trap ? count.first : count.second);
     }
     return count;
@@ -231,12 +235,8 @@ TEST_F(TrapManagerTest, WhatIsNotTakenIsCountedAndNoOtherAgentIsNamed) {
       "152 received: 100 events, 0 repeats, 1 not taken, by traps.cf, "
       "50 more than TrapSourceRate or TrapRate allow, 1 of version 3, which is not supported",
       books_text(books));
-  const auto agent = [&] {
-    std::vector<StoredEvent> events;
-    EventPtr last;
-    EXPECT_EQ(Outcome::done, manager_->events.store().after(0, 10000, 1u << 30, events));
-    EXPECT_EQ(0u, decode_events(events.back().body, last));
-    return std::string(oxcIpAddrToStr(number_of(last.get(), &oxeEvmsgGetSnmpAgentAddr)));
+  const auto agent = [this] {
+    return std::string(oxcIpAddrToStr(number_of(events().back().get(), &oxeEvmsgGetSnmpAgentAddr)));
   };
   EXPECT_EQ("127.0.0.1", agent()) << "it says 10.0.0.1";
   test::write_file(trap_sources_file(), "Proxy: 127.0.0.1\n");
@@ -252,13 +252,10 @@ TEST_F(TrapManagerTest, RepeatsAreToldByAnEventLikeTheFirst) {
   while (manager_->trap_books.received < 4) (void)loop_.run_one();
   traps_->end();
   EXPECT_EQ(2u, manager_->trap_books.repeats);
-  std::vector<StoredEvent> events;
-  EXPECT_EQ(Outcome::done, manager_->events.store().after(0, 10000, 1u << 30, events));
-  ASSERT_EQ(3u, events.size());
-  EventPtr first;
-  EventPtr told;
-  ASSERT_EQ(0u, decode_events(events.front().body, first));
-  ASSERT_EQ(0u, decode_events(events.back().body, told));
+  const std::vector<EventPtr> all = events();
+  ASSERT_EQ(3u, all.size());
+  const EventPtr& first = all.front();
+  const EventPtr& told = all.back();
   EXPECT_EQ(text_of(first.get(), &oxeEvmsgGetOptMsg) + " (repeated 2 times in 5 s)",
             text_of(told.get(), &oxeEvmsgGetOptMsg));
   EXPECT_EQ(number_of(first.get(), &oxeEvmsgGetEventId), number_of(told.get(), &oxeEvmsgGetRefEventId));

@@ -1,6 +1,7 @@
 // Forked copies of the test, for what only another process can show.
 #pragma once
 
+#include <grp.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -65,7 +66,7 @@ inline int end_of(pid_t child) {
 // In a forked child: gives up the rights of root, where the test has them.
 inline bool become_nobody() {
   constexpr unsigned nobody = 65534;
-  return geteuid() != 0 || (setgid(nobody) == 0 && setuid(nobody) == 0);
+  return geteuid() != 0 || (setgroups(0, nullptr) == 0 && setgid(nobody) == 0 && setuid(nobody) == 0);
 }
 
 }  // namespace ox::test

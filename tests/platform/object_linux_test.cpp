@@ -2,11 +2,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <thread>
 
 #include "platform/file.h"
 #include "platform/linux/places.h"

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <asio/post.hpp>
-#include <functional>
 #include <thread>
 
 #include "platform/environment.h"

@@ -89,6 +89,15 @@ void expect(const std::vector<Call>& calls) {
   }
 }
 
+void await(const std::string& line, const std::string& text) {
+  std::string printed;
+  for (int i = 0; i < 300 && printed.find(text) == printed.npos; ++i) {
+    if (i != 0) std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    printed = run(line);
+  }
+  EXPECT_NE(printed.npos, printed.find(text)) << text << " in what is printed by " << line << '\n' << printed;
+}
+
 std::string wait_for_text(const std::string& file, const std::string& text, int times) {
   for (int i = 0; i < 6000 && count_of(read_text(file), text) < times; ++i) std::this_thread::sleep_for(pause);
   return read_text(file);

@@ -62,6 +62,8 @@ struct Call {
   std::string printed;
 };
 void expect(const std::vector<Call>& calls);
+// Runs a line until it prints that, a minute at most.
+void await(const std::string& line, const std::string& text);
 
 // Waits until a file holds the text so often, a minute at most; what the file holds then.
 std::string wait_for_text(const std::string& file, const std::string& text, int times = 1);

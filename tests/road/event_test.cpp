@@ -1,6 +1,5 @@
 // Events on the road: real senders and waiters, each a process of its own, and a manager that dies and ends under
 // those that come back by themselves.
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <map>
 #include <random>
-#include <set>
 #include <span>
 #include <sstream>
 #include <thread>

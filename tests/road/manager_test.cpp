@@ -278,7 +278,10 @@ TEST_F(Road, FaultyFilesAreLeftOutAndTold) {
   expect_parts(run("oxget system:system sysmib.oxFaults -f '%AN %V\n'"),
                {"0 10.101.1.0 53\n10.101.2.1 ", "faulty.def:2: INT: ", "faulty.def:0: left out",
                 "site.enm:3: up(: ", "no traps are received on 127.0.0.1:"});
-  expect_parts(run("oxevent log list"), {"faulty.def has faults", "site.enm has faults", "no traps are received"});
+  expect_parts(run("oxevent log list"), {"faulty.def has faults", "site.enm has faults"});
+  expect_parts(run("oxevent log list --min-level 4"),
+               {"no traps are received on 127.0.0.1:" + std::to_string(taken.port())});
+  EXPECT_EQ(0, daemon.end());
 }
 
 }  // namespace

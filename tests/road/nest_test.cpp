@@ -8,7 +8,6 @@
 #include <new>
 #include <random>
 #include <stdexcept>
-#include <thread>
 
 #include <oxbase/oxa.h>
 #include <oxbase/oxe.h>

@@ -1,6 +1,4 @@
 // Reports of a real agent: made, fed, their pages by hand and by the manager's job.
-#include <thread>
-
 #include <oxbase/oxc.h>
 
 #include "tests/road/daemon.h"
@@ -11,16 +9,6 @@ namespace ox::test {
 namespace {
 
 std::string reports() { return work_dir() + "/data/report/"; }
-
-// Waits until a command line prints the text, a minute at most.
-void wait_until(const std::string& line, const std::string& text) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-  std::string printed;
-  while ((printed = run(line)).find(text) == printed.npos) {
-    ASSERT_LT(std::chrono::steady_clock::now(), end) << line << " printed\n" << printed;
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  }
-}
 
 TEST(ReportRoad, PagesOfARealAgent) {
   Daemon daemon;
@@ -49,10 +37,10 @@ TEST(ReportRoad, PagesOfARealAgent) {
   });
   // Until a page is made there is one that says so.
   EXPECT_NE(std::string::npos, read_file(reports() + "in/traffic/traffic.htm").find("This report has been started"));
-  wait_until("oxlog data logEnt1 --rate --csv", "ifInOctets,1,");
+  await("oxlog data logEnt1 --rate --csv", "ifInOctets,1,");
   // The manager's job makes the page, by the other name of the program.
   expect({{"oxset cmdEnt:_oxreport 11.23.4.0 1", "0 "}});
-  wait_until("oxjob runs _oxreport", "leads out of the folder of reports");
+  await("oxjob runs _oxreport", "leads out of the folder of reports");
   wait_for_text(reports() + "in/traffic/traffic.htm", "id=\"data\"");
   expect({{"oxjob stop _oxreport", "0 "},
           {"oxreport stop repEnt1",

@@ -1,7 +1,5 @@
 // The tools for what the manager does at set times, as people and scripts call them.
-#include <chrono>
 #include <memory>
-#include <thread>
 
 #include "tests/road/daemon.h"
 #include "tests/support/installation.h"
@@ -106,16 +104,6 @@ TEST(TimedTools, LogEntriesAreMadeAndDeleted) {
       {"oxlog data logEnt1 --last x", "~2 \"x\" is neither a number of rounds nor a period, as 6h"},
       {"oxlog", "~2 subcommand"},
   });
-}
-
-// Runs a line until it prints that, a minute at most.
-void await(const std::string& line, const std::string& text) {
-  std::string printed;
-  for (int i = 0; i < 300 && printed.find(text) == printed.npos; ++i) {
-    if (i != 0) std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    printed = run(line);
-  }
-  EXPECT_NE(printed.npos, printed.find(text)) << text << " in what is printed by " << line << '\n' << printed;
 }
 
 TEST(TimedTools, ValuesAreCollectedShownAndMissed) {

@@ -1,6 +1,5 @@
 #include "tests/support/fault_heap.h"
 
-#include <cstdlib>
 #include <new>
 
 #include "platform/heap.h"

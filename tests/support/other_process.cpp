@@ -1,6 +1,5 @@
 #include "tests/support/other_process.h"
 
-#include <filesystem>
 #include <map>
 
 #include "tests/support/system_root.h"

@@ -1,14 +1,12 @@
 // Clients that mean harm, of another account where the test may be one: what they cost the manager's memory, and how
 // long somebody else waits for a value meanwhile. OX_HOSTILE is the number of bad frames, in a long run; all else goes
 // by it.
-#include <grp.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -40,10 +38,6 @@ int frames() {
 }
 // So many, of the number that goes with all frames.
 int share(int number) { return std::max(1, static_cast<int>(static_cast<long>(number) * frames() / all_frames)); }
-
-bool become_another() {
-  return geteuid() != 0 || (setgroups(0, nullptr) == 0 && setgid(nobody) == 0 && setuid(nobody) == 0);
-}
 
 // As many as come in, held as long as the process lives. How many are taken.
 int connect(Clients& clients, int count) {
@@ -140,7 +134,7 @@ class Hostile : public testing::Test {
     std::unique_ptr<Forked> attacker;
     std::atomic<bool> stands = false;
     std::thread begins([&] {
-      attacker = std::make_unique<Forked>([attack] { return become_another() && attack(); });
+      attacker = std::make_unique<Forked>([attack] { return become_nobody() && attack(); });
       stands = true;
     });
     while (!stands) get();

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <vector>
