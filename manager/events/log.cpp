@@ -13,6 +13,7 @@ namespace ox::manager {
 namespace {
 
 constexpr auto tidy_interval = std::chrono::minutes(1);
+constexpr std::size_t most_kept = 1000;  // turns
 
 void require(OX_RESULT result) {
   if (result != OX_OK) throw std::bad_alloc();  // setting a field fails for no other reason
@@ -87,9 +88,11 @@ EventLog::Turn EventLog::take_turn() {
   return {store_.take_kept(), std::exchange(safe_, {})};
 }
 
+// Where the disk takes long, and they become too many, the next one waits for it.
 void EventLog::keep_turn() {
   Turn& kept = kept_.emplace_back();
   kept = take_turn();
+  if (kept_.size() >= most_kept) (void)store_.database().connection();
 }
 
 // Turn by turn, in steps: they may have become many.
@@ -103,7 +106,8 @@ void EventLog::make_kept() {
   if (more) return asio::post(loop_, [this] { make_kept(); });
   store_.keep_changes(false);
   readers_.begin_anew(given_);
-  if (tidying_) asio::post(loop_, [this] { tidy_step(); });
+  if (tidying_) return asio::post(loop_, [this] { tidy_step(); });
+  tidy_if_full();
 }
 
 // The last one is that which has not ended yet: false.
@@ -224,6 +228,10 @@ void EventLog::flush() {
   if (!safe) fresh.clear();
   readers_.show(fresh, given_);
   answer(waiting, safe);
+  tidy_if_full();
+}
+
+void EventLog::tidy_if_full() {
   if (!tidying_ && store_.bytes() > settings_.event_log_size) tidy(static_cast<std::uint32_t>(std::time(nullptr)));
 }
 

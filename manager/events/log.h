@@ -89,6 +89,7 @@ class EventLog {
   void complete(evmsg* event, const std::string& sender);
   void schedule();
   void tidy_later();
+  void tidy_if_full();
   void tidy_step();
   [[nodiscard]] Sequence needed_from() const;
 
