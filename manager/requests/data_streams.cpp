@@ -28,7 +28,8 @@ class DataStreams::Stream final : public ReportSource {
         path_(std::move(path)) {}
 
   [[nodiscard]] std::optional<Reply> next_report() override {
-    if (ended_ || streams_.series_.is_away()) return {};
+    has_waited = !ended_ && streams_.series_.is_away();
+    if (ended_ || has_waited) return {};
     if (!streams_.series_.has(entry_)) return end(OX_EENDED);
     look();
     return header_ ? next_header() : next_values();
@@ -44,6 +45,7 @@ class DataStreams::Stream final : public ReportSource {
   const EntryId entry_;
   const bool header_;
   std::uint32_t id = 0;
+  bool has_waited = false;  // for the database
 
  private:
   using ItemCounts = std::array<std::size_t, axis_count>;
@@ -168,6 +170,12 @@ void DataStreams::end_session(std::uint32_t session) {
 void DataStreams::wake(EntryId entry) {
   for (const auto& [id, stream] : streams_) {
     if (stream->entry_ == entry) clients_.outbox(stream->client_.session).ready(*stream);
+  }
+}
+
+void DataStreams::go_on() {
+  for (const auto& [id, stream] : streams_) {
+    if (stream->has_waited) clients_.outbox(stream->client_.session).ready(*stream);
   }
 }
 

@@ -32,6 +32,8 @@ class DataStreams {
   [[nodiscard]] bool close(std::uint32_t id, std::uint32_t session);
   [[nodiscard]] bool has(std::uint32_t id, std::uint32_t session) const;
   void end_session(std::uint32_t session);
+  // What could not read while the database was away does so now.
+  void go_on();
 
  private:
   class Stream;

@@ -47,7 +47,9 @@ void clear_away(Manager& manager) {
 void work_beside(Manager& manager, Database& database, HeldRequests::Reason why) {
   const auto waiting = [&manager, why](bool away) {
     manager.held.hold(why, away);
-    if (!away) route_next(manager);
+    if (away) return;
+    if (why == HeldRequests::collected) manager.streams.go_on();
+    route_next(manager);
   };
   database.work_beside(manager.loop, waiting, [&manager] { manager.upkeep.break_off(); });
 }

@@ -178,6 +178,31 @@ TEST_F(CollectedValuesTest, StreamTellsWhatDamageTakesUnderIt) {
   EXPECT_NE(0u, manager_->series.counts(id).lost);
 }
 
+// While the database's log of changes begins anew nothing is read; then whoever has been told that there is nothing
+// hears of the rest.
+TEST_F(CollectedValuesTest, StreamGoesOnWhenItsDatabaseIsBack) {
+  const EntryId id = manager_->series.make("d1", "");
+  round(id, 60, 1, {1});
+  manager_->series.close(id);
+  turn();
+  (void)watch("dataEnt:d1", "11.15.15.0", 7);
+  const EntryId other = manager_->series.make("d2", "");
+  test::fill_log(test::work_dir() + "/data/collected.db");
+  for (std::uint32_t n = 0; !manager_->collected_file.is_away() && n < 100000; ++n) {
+    round(other, 60 * (n + 1), n, {1});
+    manager_->collected_file.commit();
+  }
+  const auto fetched = [this] {
+    const Reply reply = ask(Message{.type = 5, .reference = 0xFFFFFFFF});
+    return reply.report ? std::to_string(reply.report->destination_id) : "nothing";
+  };
+  EXPECT_EQ("nothing", fetched());
+  loop_.restart();
+  while (manager_->collected_file.is_away() && loop_.run_one() != 0) {
+  }
+  EXPECT_EQ("7", fetched());
+}
+
 TEST_F(CollectedValuesTest, StreamHasTheHeaderFirstAndEndsWithItsEntry) {
   const EntryId id = manager_->series.make("d1", "");
   round(id, 60, 1000, {1});
