@@ -146,7 +146,6 @@ void measure_flow(const Sender& sender, std::uint64_t waiters) {
   board->flow_seconds = std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
-// Events one by one.
 // A trap as a device sends it when a link goes down, no two alike.
 std::vector<unsigned char> make_trap(std::uint64_t number) {
   char enterprise[] = "1.3.6.1.4.1.64312.2";
@@ -192,6 +191,7 @@ void measure_traps(std::uint64_t first) {
   board->flow_seconds = std::chrono::duration<double>(Clock::now() - begin).count();
 }
 
+// Events one by one.
 void measure_singles(const Sender& sender) {
   std::vector<double> seconds;
   for (std::uint64_t i = 0; i < singles; ++i) {

@@ -13,8 +13,8 @@ namespace {
 
 using Held = HeldRequests;
 constexpr std::uint32_t components = std::uint32_t{Held::components} | Held::components_database;
-constexpr std::uint32_t reading =
-    std::uint32_t{Held::components} | Held::collected | Held::runs;  // some values are there
+// Stored values are in memory; some others come from the databases.
+constexpr std::uint32_t reading = std::uint32_t{Held::components} | Held::collected | Held::runs;
 constexpr std::uint32_t values = components | reading;
 
 // A registration of the user. One that may be another's is closed on its own account, by the handler.

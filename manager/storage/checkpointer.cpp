@@ -39,11 +39,11 @@ bool Checkpointer::move(Connection& connection) {
   return left <= few_pages;
 }
 
-// A log begins anew with the next commit, of a number as it is already.
+// A log begins anew with the next commit: of the format's number as it is, where that can be read.
 void Checkpointer::begin_anew(Connection& connection) {
   (void)sqlite3_wal_checkpoint_v2(connection.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
-  const std::string same = "PRAGMA user_version = " + std::to_string(connection.ask("PRAGMA user_version"));
-  (void)connection.run(same.c_str());
+  const std::uint64_t format = connection.ask("PRAGMA user_version");
+  if (format != 0) (void)connection.run(("PRAGMA user_version = " + std::to_string(format)).c_str());
 }
 
 void Checkpointer::start() {

@@ -250,9 +250,13 @@ TEST_F(EventRequestTest, WhatComesWhileTheLogOfChangesBeginsAnewIsKept) {
   EXPECT_GT(sent, told);
   const std::string last(1, 'y');
   submit(last, sent++, told);
+  manager_->settings.event_log_size = 65536;
+  EXPECT_LT(manager_->settings.event_log_size, manager_->events.store().bytes());
   while (told != sent && loop_.run_one() != 0) {
   }
   EXPECT_EQ(sent, told);
+  finish_work();
+  EXPECT_GE(manager_->settings.event_log_size, manager_->events.store().bytes());
   EXPECT_EQ(last, logged({{OX_EVFLT_MEMO, pattern("y")}}));
 }
 
