@@ -240,6 +240,7 @@ TEST_F(EventRequestTest, WhatComesWhileTheLogOfChangesBeginsAnewIsKept) {
   int sent = 0;
   int told = 0;
   int while_away = 0;
+  fill(100, 1000);
   test::fill_log(database.file());
   while (sent < 100000 && while_away < 10) {
     submit("x", sent++, told);
