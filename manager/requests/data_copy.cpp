@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <asio/post.hpp>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <new>
+
+#include "manager/base/later.h"
 
 namespace ox::manager {
 namespace {
@@ -32,7 +35,7 @@ class Copy final : public std::enable_shared_from_this<Copy> {
   void step() {
     try {
       if (series_.find(name_) != to_) return done_(OX_ENOCOMP);  // it was deleted meanwhile
-      if (series_.is_away()) return go_on();
+      if (series_.is_away()) return later(manager_.loop, look_again, next());
       const bool all = copy_on(Clock::now() + copy_step);
       if (lost_) return give_up(OX_ERUNTIME);
       series_.when_safe([self = shared_from_this(), all](OX_RESULT result) { self->stepped(result, all); });
@@ -43,11 +46,11 @@ class Copy final : public std::enable_shared_from_this<Copy> {
 
   void stepped(OX_RESULT result, bool all) {
     if (result != OX_OK) return give_up(result);
-    all ? done_(OX_OK) : go_on();
+    all ? done_(OX_OK) : asio::post(manager_.loop, next());
   }
 
-  void go_on() {
-    asio::post(manager_.loop, [self = shared_from_this()] { self->step(); });
+  [[nodiscard]] std::function<void()> next() {
+    return [self = shared_from_this()] { self->step(); };
   }
 
   void give_up(OX_RESULT why) {

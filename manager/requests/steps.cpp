@@ -5,6 +5,7 @@
 #include <new>
 #include <vector>
 
+#include "manager/base/later.h"
 #include "manager/requests/manager.h"
 #include "manager/requests/router.h"
 
@@ -24,7 +25,7 @@ void go_on(Manager& manager) {
 }
 
 // Works on in turns of the loop, from now on, until it is done; a step that finds no memory comes again. What follows
-// happens once.
+// happens once. While the components' database is away no step comes further.
 template <class Work, class Follow>
 void in_steps(Manager& manager, const Work& work, const Follow& follow) {
   bool done = false;
@@ -34,7 +35,8 @@ void in_steps(Manager& manager, const Work& work, const Follow& follow) {
   } catch (const std::bad_alloc&) {
   }
   if (done) return follow();
-  asio::post(manager.loop, [&manager, work, follow] { in_steps(manager, work, follow); });
+  const auto next = [&manager, work, follow] { in_steps(manager, work, follow); };
+  manager.components.is_away() ? later(manager.loop, look_again, next) : asio::post(manager.loop, next);
 }
 
 void clear_away(Manager& manager) {
