@@ -34,14 +34,14 @@ inline void fill_log(const std::string& file) {
 }
 
 // Calls `look_at(damaged, certain)` with each page zeroed, flipped in the places that matter most, and cut off with all
-// behind it; `certain` tells that something is missing then. Between the first and the last pages one in OX_PAGES, all
-// of them when OX_ALL_PAGES is set.
+// behind it; `certain` tells that something is missing then. Between the first and the last OX_END_PAGES one in
+// OX_PAGES, all of them when OX_ALL_PAGES is set.
 template <class Look>
 void for_every_damage(const std::string& sound, const Look& look_at) {
   constexpr std::size_t page_size = 4096;
   const std::size_t step = std::getenv("OX_ALL_PAGES") != nullptr ? 1 : OX_PAGES;
   const std::size_t pages = sound.size() / page_size;
-  for (std::size_t page = 0; page < pages; page += page < 8 || page + 8 > pages ? 1 : step) {
+  for (std::size_t page = 0; page < pages; page += page < OX_END_PAGES || page + OX_END_PAGES > pages ? 1 : step) {
     SCOPED_TRACE(page + 1);
     const std::size_t at = page * page_size;
     std::string damaged = sound;

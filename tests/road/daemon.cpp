@@ -11,7 +11,7 @@
 namespace ox::test {
 namespace {
 
-constexpr auto patience = std::chrono::seconds(20);
+constexpr auto patience = std::chrono::seconds(60);
 constexpr auto pause = std::chrono::milliseconds(10);
 
 }  // namespace

@@ -255,7 +255,7 @@ TEST_F(TrapRoad, AnAnsweredInformOutlivesTheManager) {
 // As fast as one machine sends, with the bounds of the rates taken away: the log drops the flood's own.
 TEST_F(TrapRoad, AFloodPushesNobodyElseOutOfTheLog) {
   constexpr int severe = 20, sent = 50;
-  start("EventLogSize:\t524288\nTrapSourceRate:\t0\nTrapRate:\t0\n");
+  start("EventLogSize:\t131072\nTrapSourceRate:\t0\nTrapRate:\t0\n");
   for (int i = 1; i <= severe; ++i) {
     ASSERT_EQ("0 ", run("oxtrap send " + address() + " -e 1.3.6.1.6.3.1.1.5 -g 2 1.3.6.1.2.1.2.2.1.1." +
                         std::to_string(i) + ":INTEGER " + std::to_string(i)));
