@@ -14,8 +14,9 @@
 namespace tool {
 namespace {
 
-const std::map<std::string, Function> functions = {
-    {"min", Function::minimum}, {"max", Function::maximum}, {"avg", Function::average}};
+constexpr std::uint32_t number(Function function) { return static_cast<std::uint32_t>(function); }
+const std::map<std::string, std::uint32_t> functions = {
+    {"min", number(Function::minimum)}, {"max", number(Function::maximum)}, {"avg", number(Function::average)}};
 
 std::string name_of(const Call& call) { return bare_name(log_family, call.name); }
 
@@ -159,7 +160,7 @@ Window DataOptions::window(const Call& call, const oxcZone* zone, const std::str
   if (!to_.empty()) window.to = moment(zone, to_);
   if (window.from > window.to) throw Usage("--from lies behind --to");
   window.step = step();
-  window.function = function_;
+  window.function = static_cast<Function>(function_);
   window.rate = rate_;
   const std::string last = !last_.empty() ? last_ : from_.empty() ? usual_last : "";
   if (last.empty()) return window;

@@ -19,7 +19,7 @@ class DataOptions {
 
   Choice choice_;
   std::string from_, to_, last_, step_;
-  Function function_ = Function::average;
+  std::uint32_t function_ = 0;  // a Function: the average
   bool rate_ = false;
 };
 
