@@ -1,5 +1,7 @@
 // oxtrap: sends, receives, reads and explains SNMP traps.
-#include <asio.hpp>
+#include <asio/buffer.hpp>
+#include <asio/io_context.hpp>
+#include <asio/ip/udp.hpp>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
