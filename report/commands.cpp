@@ -90,19 +90,20 @@ std::string made_report(const Call& call, const NewReport& wanted, const Definit
 
 }  // namespace
 
-void NewReport::add_to(CLI::App& command) {
-  command.add_option("type", type, "its type, as oxreport types shows it")->required();
+void NewReport::add_to(tool::Command& command) {
+  command.add_option("type", type, "its type, as oxreport types shows it").required();
   command.add_option("--title", collected.title, "what people call it (default: what the type says)");
-  auto* of_its_own = command.add_option("-c,--component", collected.component,
-                                        "what it tells of, patterns allowed: 'node:router*' (default: the type's)");
-  command.add_option("--log", log, "feed it from that log entry in the place of one of its own")->excludes(of_its_own);
+  const tool::Option of_its_own =
+      command.add_option("-c,--component", collected.component,
+                         "what it tells of, patterns allowed: 'node:router*' (default: the type's)");
+  command.add_option("--log", log, "feed it from that log entry in the place of one of its own").excludes(of_its_own);
   command.add_option("-i,--interval", collected.interval, "between two rounds, as 30s, 10m (default: 10m)");
   command.add_option("--expire", collected.expire, "keep what has been collected for that long");
   command.add_option("--period", period, "what one page tells of, as 1D, 1W, 1M (default: 1D)");
   command.add_option("-p,--parameter", parameters, "NAME=NUMBER of one of the type's parameters");
   command.add_option("--folder", folder, "of its files; a relative one lies in data/report of the work directory");
-  auto* started = command.add_flag("--start", start, "start it at once");
-  command.add_flag("--force", force, "start it also when what it collects cannot fit")->needs(started);
+  const tool::Option started = command.add_flag("--start", start, "start it at once");
+  command.add_flag("--force", force, "start it also when what it collects cannot fit").needs(started);
 }
 
 void register_types() {

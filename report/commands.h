@@ -21,7 +21,7 @@ struct NewReport {
   tool::NewLogEntry collected;          // of the one of its own; its title is the report's
   bool start = false;
   bool force = false;
-  void add_to(CLI::App& command);
+  void add_to(tool::Command& command);
 };
 
 using tool::Call;

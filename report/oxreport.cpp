@@ -35,14 +35,14 @@ int run_reports(const Line& line) {
   return report::run_reports(line.call());
 }
 
-const std::vector<tool::Command<Line>>& commands() {
-  static const std::vector<tool::Command<Line>> all = {
+const std::vector<tool::Subcommand<Line>>& commands() {
+  static const std::vector<tool::Subcommand<Line>> all = {
       {"create", "make a report, and a log entry that feeds it; its name is printed", false, true,
-       [](CLI::App& command, Line& line) { line.wanted.add_to(command); },
+       [](tool::Command& command, Line& line) { line.wanted.add_to(command); },
        [](const Line& line) { return report::create_report(line.call(), line.wanted); }},
       {"list", "all reports", false, true, {}, [](const Line& line) { return report::list_reports(line.call()); }},
       {"start", "have it collect, and its page made", true, false,
-       [](CLI::App& command, Line& line) { command.add_flag("--force", line.force, "also what cannot fit"); },
+       [](tool::Command& command, Line& line) { command.add_flag("--force", line.force, "also what cannot fit"); },
        [](const Line& line) { return report::start_report(line.call(), line.force); }},
       {"stop",
        "collect no more for it",
@@ -57,7 +57,7 @@ const std::vector<tool::Command<Line>>& commands() {
        {},
        [](const Line& line) { return report::delete_report(line.call()); }},
       {"run", "make page and CSV file now; their paths are printed", false, false,
-       [](CLI::App& command, Line& line) {
+       [](tool::Command& command, Line& line) {
          command.add_option("name", line.name, "the report's name, as oxreport list shows it");
          command.add_flag("--all", line.all, "of every report for which something new has been collected");
        },
@@ -69,20 +69,20 @@ const std::vector<tool::Command<Line>>& commands() {
        {},
        [](const Line& line) { return report::open_page(line.call()); }},
       {"types", "the registered types", false, true,
-       [](CLI::App& command, Line& line) {
+       [](tool::Command& command, Line& line) {
          command.add_flag("--update", line.update, "replace those whose file has another version");
        },
        [](const Line& line) {
          return line.update ? report::update_types(line.call()) : report::list_types(line.call());
        }},
       {"check", "check a type's definition file; no manager is needed", false, false,
-       [](CLI::App& command, Line& line) { command.add_option("file", line.file, "the file")->required(); },
+       [](tool::Command& command, Line& line) { command.add_option("file", line.file, "the file").required(); },
        [](const Line& line) { return report::check_file(line.file); }},
   };
   return all;
 }
 
-int run(const CLI::App& app, const Line& line) {
+int run(const tool::Command& app, const Line& line) {
   if (!app.got_subcommand("check")) {
     tool::open_session();
     tool::require(oxbInit(OXB_TREE), "attribute tree");
@@ -101,7 +101,7 @@ bool is_job(const char* program) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Reports: pages of what has been collected.", "oxreport");
+  tool::Command app("Reports: pages of what has been collected.", "oxreport");
   Line line;
   tool::add_commands(app, commands(), line, "the report's name, as oxreport list shows it");
   app.footer(examples);

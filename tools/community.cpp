@@ -9,7 +9,7 @@ bool shown = false;
 
 }  // namespace
 
-void add_communities_option(CLI::App& command) {
+void add_communities_option(Command& command) {
   command.add_flag("--communities", shown, "show communities of traps, which are passwords (default: ***)");
 }
 

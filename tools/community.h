@@ -3,14 +3,12 @@
 
 #include <string>
 
-namespace CLI {
-class App;
-}  // namespace CLI
-
 namespace tool {
 
+class Command;
+
 // The option "--communities", for what a command prints from then on.
-void add_communities_option(CLI::App& command);
+void add_communities_option(Command& command);
 // What is printed of one.
 [[nodiscard]] std::string shown_community(const std::string& community);
 

@@ -62,7 +62,7 @@ constexpr CriterionRow criterion_rows[] = {
     {"--last", "only the last so many", OX_EVFLT_LAST, false, true},
 };
 
-void add_option(CLI::App& command, std::list<Given>& given, std::size_t row, const char* option, const char* help,
+void add_option(Command& command, std::list<Given>& given, std::size_t row, const char* option, const char* help,
                 bool text) {
   if (text) {
     command.add_option_function<std::string>(
@@ -118,7 +118,7 @@ OX_RESULT set_criterion(evflt* filter, uint32_t bit, const Given& given) {
 
 }  // namespace
 
-void EventFields::add_to(CLI::App& command) {
+void EventFields::add_to(Command& command) {
   for (std::size_t row = 0; row < std::size(field_rows); ++row) {
     const FieldRow& field = field_rows[row];
     add_option(command, given_, row, field.option, field.help, field.set_text != nullptr);
@@ -143,15 +143,15 @@ EventPtr EventFields::make() const {
   return event;
 }
 
-void EventCriteria::add(CLI::App& command, bool limits) {
+void EventCriteria::add(Command& command, bool limits) {
   for (std::size_t row = 0; row < std::size(criterion_rows); ++row) {
     const CriterionRow& criterion = criterion_rows[row];
     if (criterion.limit != limits) continue;
     add_option(command, given_, row, criterion.option, criterion.help, criterion.text);
   }
 }
-void EventCriteria::add_to(CLI::App& command) { add(command, false); }
-void EventCriteria::add_limits_to(CLI::App& command) { add(command, true); }
+void EventCriteria::add_to(Command& command) { add(command, false); }
+void EventCriteria::add_limits_to(Command& command) { add(command, true); }
 
 FilterPtr EventCriteria::make() const {
   FilterPtr filter(oxeEvfltAlloc());

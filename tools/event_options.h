@@ -7,11 +7,9 @@
 
 #include "tools/library.h"
 
-namespace CLI {
-class App;
-}  // namespace CLI
-
 namespace tool {
+
+class Command;
 
 using EventPtr = Owner<evmsg, oxeEvmsgFree>;
 using FilterPtr = Owner<evflt, oxeEvfltFree>;
@@ -26,7 +24,7 @@ struct Given {
 // The fields of an event to be sent.
 class EventFields {
  public:
-  void add_to(CLI::App& command);
+  void add_to(Command& command);
   [[nodiscard]] EventPtr make() const;
 
  private:
@@ -37,12 +35,12 @@ class EventFields {
 // The criteria of a filter.
 class EventCriteria {
  public:
-  void add_to(CLI::App& command);
-  void add_limits_to(CLI::App& command);
+  void add_to(Command& command);
+  void add_limits_to(Command& command);
   [[nodiscard]] FilterPtr make() const;
 
  private:
-  void add(CLI::App& command, bool limits);
+  void add(Command& command, bool limits);
   std::list<Given> given_;
 };
 

@@ -20,8 +20,7 @@ void OX_CALL on_disconnect(uint32_t, OX_RESULT, uint32_t) { lost = true; }
 
 }  // namespace
 
-Following::Following(const CLI::App& app, bool reconnect, uint32_t timeout)
-    : tool_(app.get_name()), reconnect_(reconnect) {
+Following::Following(const Command& app, bool reconnect, uint32_t timeout) : tool_(app.name()), reconnect_(reconnect) {
   open_session(on_disconnect);
   if (timeout != 0) end_ = Clock::now() + std::chrono::seconds(timeout);
 }
@@ -57,7 +56,7 @@ void Following::come_back() const {
   }
 }
 
-CLI::Option* add_no_reconnect(CLI::App& command, bool& no_reconnect) {
+Option add_no_reconnect(Command& command, bool& no_reconnect) {
   return command.add_flag("--no-reconnect", no_reconnect,
                           "end when the manager does, instead of waiting for the next one");
 }

@@ -7,17 +7,15 @@
 
 #include "tools/library.h"
 
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
-
 namespace tool {
+
+class Command;
+class Option;
 
 class Following {
  public:
   // Opens the session. `timeout` in seconds, 0 for none. Without `reconnect` the manager's end is a failure.
-  Following(const CLI::App& app, bool reconnect, uint32_t timeout);
+  Following(const Command& app, bool reconnect, uint32_t timeout);
 
   // Runs what has come, and waits for it before. When the manager goes, says so and waits for the next one, in which
   // open requests and waits go on. False when the time is over. Throws when it is over without a manager.
@@ -34,6 +32,6 @@ class Following {
 };
 
 // The option --no-reconnect.
-CLI::Option* add_no_reconnect(CLI::App& command, bool& no_reconnect);
+Option add_no_reconnect(Command& command, bool& no_reconnect);
 
 }  // namespace tool

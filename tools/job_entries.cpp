@@ -70,9 +70,9 @@ JobPtr record_of(const JobCall& call, const NewJob& wanted) {
 const Family job_family = {"cmdEnt", "11.23.{1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16}.0", "11.23.7.0", fields,
                            "oxjob list"};
 
-void NewJob::add_to(CLI::App& sub) {
-  sub.add_option("command", command, "program, of one of the folders that the manager allows")->required();
-  sub.add_option("arguments", words, "its arguments; behind -- they may begin with a dash")->expected(0, -1);
+void NewJob::add_to(Command& sub) {
+  sub.add_option("command", command, "program, of one of the folders that the manager allows").required();
+  sub.add_option("arguments", words, "its arguments; behind -- they may begin with a dash").any_number();
   sub.add_option("-n,--name", name, "name of the entry (default: the manager makes one)");
   sub.add_option("-s,--schedule", schedule, "when it runs, as '06:00:00 1-5', or the ranges in which it is on");
   sub.add_option("--from", start_time, "not before that time, as 2026-11-22 13:05");
@@ -80,12 +80,11 @@ void NewJob::add_to(CLI::App& sub) {
   sub.add_option("--mode", mode,
                  "parallel: may run beside itself; single: one at a time; catch-up: and one that was "
                  "missed runs later (default: single)")
-      ->transform(CLI::CheckedTransformer(
-          std::map<std::string, std::uint32_t>{{"parallel", 1u}, {"single", 2u}, {"catch-up", 3u}}));
+      .choice_of({{"parallel", 1}, {"single", 2}, {"catch-up", 3}});
   sub.add_option("--owner", owner, "application or user");
-  auto* closer =
+  const Option closer =
       sub.add_option("--closing", closing, "program that runs when a range ends, and when a run fails to start");
-  sub.add_option("--closing-argument", closing_argument, "its arguments, as one text")->needs(closer);
+  sub.add_option("--closing-argument", closing_argument, "its arguments, as one text").needs(closer);
   sub.add_flag("--disarmed", disarmed, "do not run it yet");
 }
 

@@ -7,11 +7,9 @@
 #include "tools/entry_line.h"
 #include "tools/schedule_text.h"
 
-namespace CLI {
-class App;
-}  // namespace CLI
-
 namespace tool {
+
+class Command;
 
 extern const Family job_family;
 
@@ -25,7 +23,7 @@ struct NewJob {
   std::string name, schedule, start_time, interval, owner, closing, closing_argument;
   std::uint32_t mode = 2;
   bool disarmed = false;
-  void add_to(CLI::App& command);
+  void add_to(Command& command);
 };
 
 // All return the exit code.

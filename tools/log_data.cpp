@@ -14,8 +14,9 @@
 namespace tool {
 namespace {
 
-const std::map<std::string, Function> functions = {
-    {"min", Function::minimum}, {"max", Function::maximum}, {"avg", Function::average}};
+constexpr std::uint32_t number(Function function) { return static_cast<std::uint32_t>(function); }
+const Choices functions = {
+    {"min", number(Function::minimum)}, {"max", number(Function::maximum)}, {"avg", number(Function::average)}};
 
 std::string name_of(const Call& call) { return bare_name(log_family, call.name); }
 
@@ -132,14 +133,14 @@ void print_in_terminal(const Plot& plot, const PlotOptions& options) {
 
 // ---- Options ----
 
-void DataOptions::add_to(CLI::App& command) {
+void DataOptions::add_to(Command& command) {
   command.add_option("--from", from_, "not before: 2026-11-22 13:05, 13:05, -2h, or seconds since 1970");
   command.add_option("--to", to_, "not after, likewise");
   command.add_option("--last", last_, "only the last so many rounds, or such a period as 6h or 2D");
-  auto* stepped = command.add_option("--step", step_, "one value for each such period, as 10m");
+  const Option stepped = command.add_option("--step", step_, "one value for each such period, as 10m");
   command.add_option("--function", function_, "of a step's values: min, max or avg (default: avg)")
-      ->transform(CLI::CheckedTransformer(functions))
-      ->needs(stepped);
+      .choice_of(functions)
+      .needs(stepped);
   command.add_flag("--rate", rate_, "of counters the change per second, over wraps and not over restarts of agents");
   command.add_option("--component", choice_.component, "only components of that pattern, as 'router*'");
   command.add_option("--attribute", choice_.attribute, "only attributes of that pattern, as 'if*Octets'");
@@ -159,7 +160,7 @@ Window DataOptions::window(const Call& call, const oxcZone* zone, const std::str
   if (!to_.empty()) window.to = moment(zone, to_);
   if (window.from > window.to) throw Usage("--from lies behind --to");
   window.step = step();
-  window.function = function_;
+  window.function = static_cast<Function>(function_);
   window.rate = rate_;
   const std::string last = !last_.empty() ? last_ : from_.empty() ? usual_last : "";
   if (last.empty()) return window;
@@ -175,11 +176,10 @@ Window DataOptions::window(const Call& call, const oxcZone* zone, const std::str
   return window;
 }
 
-void PlotOptions::add_to(CLI::App& command) {
+void PlotOptions::add_to(Command& command) {
   command.add_option("--svg", svg, "draw into that file; - for the standard output");
-  command.add_option("--columns", columns, "width in characters (default: the terminal's)")
-      ->check(CLI::Range(24, 1000));
-  command.add_option("--rows", rows, "height of each curve in lines")->check(CLI::Range(3, 200));
+  command.add_option("--columns", columns, "width in characters (default: the terminal's)").between(24, 1000);
+  command.add_option("--rows", rows, "height of each curve in lines").between(3, 200);
   command.add_flag("--ascii", ascii, "plain characters, also where the terminal has others");
 }
 

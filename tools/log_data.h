@@ -9,7 +9,7 @@ namespace tool {
 // Which of the collected values are wanted, and what is made of them.
 class DataOptions {
  public:
-  void add_to(CLI::App& command);
+  void add_to(Command& command);
   // Seen from the entry's last round where it does not collect any more. Throws Usage.
   [[nodiscard]] Window window(const Call& call, const oxcZone* zone, const std::string& usual_last) const;
   [[nodiscard]] const Choice& choice() const { return choice_; }
@@ -19,7 +19,7 @@ class DataOptions {
 
   Choice choice_;
   std::string from_, to_, last_, step_;
-  Function function_ = Function::average;
+  std::uint32_t function_ = 0;  // a Function: the average
   bool rate_ = false;
 };
 
@@ -28,7 +28,7 @@ struct PlotOptions {
   int columns = 0;  // 0: the terminal's
   int rows = 0;     // 0: as many as fit
   bool ascii = false;
-  void add_to(CLI::App& command);
+  void add_to(Command& command);
 };
 
 // All return the exit code.

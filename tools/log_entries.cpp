@@ -102,18 +102,18 @@ bool is_agreed(const std::string& question) {
 const Family log_family = {"logEnt", "11.14.{1,2,3,4,5,6,7,8,9,10,11,12,13,15,16,17}.0", "11.14.3.0", fields,
                            "oxlog list"};
 
-void NewLogEntry::add_to(CLI::App& command) {
-  command.add_option("component", component, "type:name, patterns allowed: 'node:router*'")->required();
-  command.add_option("attributes", names, "as for oxget: names, paths, columns; braces and commas expand")->required();
+void NewLogEntry::add_to(Command& command) {
+  command.add_option("component", component, "type:name, patterns allowed: 'node:router*'").required();
+  command.add_option("attributes", names, "as for oxget: names, paths, columns; braces and commas expand").required();
   command.add_option("--title", title, "what people call it");
   command.add_option("-i,--interval", interval, "between two rounds, as 30s, 10m, 1D (default: 10m)");
   command.add_option("--rotate", rotate, "begin a new data entry after that long (default: 1D)");
   command.add_option("--expire", expire, "keep what has been collected for that long (default: 1W)");
   command.add_option("--from", start_time, "not before that time, as 2026-11-22 13:05");
-  auto* given = command.add_option("--schedule", schedule, "collect when it holds, as '08:00:00-18:00:00 1-5'");
-  command.add_flag("--outside", outside_schedule, "collect when the schedule does not hold")->needs(given);
-  auto* started = command.add_flag("--start", start, "start it at once");
-  command.add_flag("--force", force, "start it also when it cannot fit")->needs(started);
+  const Option given = command.add_option("--schedule", schedule, "collect when it holds, as '08:00:00-18:00:00 1-5'");
+  command.add_flag("--outside", outside_schedule, "collect when the schedule does not hold").needs(given);
+  const Option started = command.add_flag("--start", start, "start it at once");
+  command.add_flag("--force", force, "start it also when it cannot fit").needs(started);
 }
 
 Call make_log_entry(const Call& call, const NewLogEntry& wanted) {

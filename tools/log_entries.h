@@ -4,11 +4,9 @@
 #include "tools/entries.h"
 #include "tools/entry_line.h"
 
-namespace CLI {
-class App;
-}  // namespace CLI
-
 namespace tool {
+
+class Command;
 
 extern const Family log_family;
 
@@ -19,7 +17,7 @@ struct NewLogEntry {
   bool outside_schedule = false;
   bool start = false;
   bool force = false;
-  void add_to(CLI::App& command);
+  void add_to(Command& command);
 };
 
 // Makes an entry; the call with its name. Throws Failure, Usage.

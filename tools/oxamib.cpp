@@ -161,8 +161,8 @@ int show_enumeration(const std::string& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("The attribute tree: names, numbers, definition files.", "oxamib");
-  app.require_subcommand(1);
+  tool::Command app("The attribute tree: names, numbers, definition files.", "oxamib");
+  app.require_subcommand();
   std::string path;
   std::string pattern;
   std::string enumerated;
@@ -171,20 +171,20 @@ int main(int argc, char** argv) {
   bool details = false;
   bool json = false;
 
-  auto* tree = app.add_subcommand("tree", "print the tree, or what is below a path");
-  tree->add_option("path", path, "where to begin");
-  tree->add_flag("-l,--long", details, "type, access and interface of inner nodes too");
-  auto* name = app.add_subcommand("name", "numeric path, name and description of paths");
-  name->add_option("paths", paths, "names or numbers, also mixed")->required();
-  name->add_flag("-j,--json", json, "JSON for machines");
-  auto* deploy = app.add_subcommand("expand", "expand the braces of a pattern");
-  deploy->add_option("pattern", pattern, "such as 'system.{sysName,sysDescr}.0'")->required();
-  auto* checker = app.add_subcommand("check", "check definition files; faults as file:line: text");
-  checker->add_option(
+  tool::Command tree = app.add_subcommand("tree", "print the tree, or what is below a path");
+  tree.add_option("path", path, "where to begin");
+  tree.add_flag("-l,--long", details, "type, access and interface of inner nodes too");
+  tool::Command name = app.add_subcommand("name", "numeric path, name and description of paths");
+  name.add_option("paths", paths, "names or numbers, also mixed").required();
+  name.add_flag("-j,--json", json, "JSON for machines");
+  tool::Command deploy = app.add_subcommand("expand", "expand the braces of a pattern");
+  deploy.add_option("pattern", pattern, "such as 'system.{sysName,sysDescr}.0'").required();
+  tool::Command checker = app.add_subcommand("check", "check definition files; faults as file:line: text");
+  checker.add_option(
       "files", files,
       "*.def, *.enm, *.dsc, in any order, as if they stood in the installation (default: all of its own)");
-  auto* enumeration = app.add_subcommand("enum", "the names of an attribute's values");
-  enumeration->add_option("path", enumerated, "the attribute")->required();
+  tool::Command enumeration = app.add_subcommand("enum", "the names of an attribute's values");
+  enumeration.add_option("path", enumerated, "the attribute").required();
   app.footer(
       "The manager's tree is used when it runs, else the installation's files are loaded.\n"
       "Examples:\n"
@@ -194,11 +194,11 @@ int main(int argc, char** argv) {
       "  oxamib enum .interfaces.ifTable.ifEntry.ifOperStatus\n"
       "Exit code: 0 done, 1 an error or a fault in a file, 2 usage.");
   return tool::run(app, tool::arguments(argc, argv), [&] {
-    if (*deploy) return expand(pattern);
-    if (*checker) return check(tool::system_paths(files));
+    if (deploy.parsed()) return expand(pattern);
+    if (checker.parsed()) return check(tool::system_paths(files));
     tool::attach_tree();
-    if (*tree) return print_tree(path, details);
-    if (*name) return convert(paths, json);
+    if (tree.parsed()) return print_tree(path, details);
+    if (name.parsed()) return convert(paths, json);
     return show_enumeration(enumerated);
   });
 }

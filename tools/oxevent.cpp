@@ -139,7 +139,7 @@ void* open_wait(const Options& options, Waiting& waiting) {
   return wait;
 }
 
-int wait(const CLI::App& app, const Options& options) {
+int wait(const tool::Command& app, const Options& options) {
   tool::Following following(app, !options.no_reconnect, options.timeout);
   Waiting waiting{options};
   void* const opened = open_wait(options, waiting);
@@ -151,49 +151,49 @@ int wait(const CLI::App& app, const Options& options) {
   return tool::exit_ok;
 }
 
-CLI::App* add_log_command(CLI::App& log, const char* name, const char* text, Options& options) {
-  CLI::App* const command = log.add_subcommand(name, text);
-  command->add_option("id", options.ids, "send identifiers of the events")->required();
+tool::Command add_log_command(tool::Command& log, const char* name, const char* text, Options& options) {
+  tool::Command command = log.add_subcommand(name, text);
+  command.add_option("id", options.ids, "send identifiers of the events").required();
   return command;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Sends events to the manager, waits for them, and keeps its event log.", "oxevent");
+  tool::Command app("Sends events to the manager, waits for them, and keeps its event log.", "oxevent");
   Options options;
-  app.require_subcommand(1);
+  app.require_subcommand();
   app.add_option("-m,--manager", options.manager, "name of the manager (default: the local one)");
   app.add_flag("-j,--json", options.json, "JSON for machines, one event a line");
   tool::add_communities_option(app);
   app.fallthrough();
 
-  auto* const send_command = app.add_subcommand("send", "Send an event, and print it as the manager completes it");
-  options.fields.add_to(*send_command);
-  send_command->add_option("--sender", options.sender, "name of the sending application");
-  send_command->add_option("-n,--count", options.count, "send it that often");
+  tool::Command send_command = app.add_subcommand("send", "Send an event, and print it as the manager completes it");
+  options.fields.add_to(send_command);
+  send_command.add_option("--sender", options.sender, "name of the sending application");
+  send_command.add_option("-n,--count", options.count, "send it that often");
 
-  auto* const wait_command = app.add_subcommand("wait", "Print events as they come");
-  options.criteria.add_to(*wait_command);
-  wait_command->add_option("-n,--count", options.count, "end after that many events");
-  wait_command->add_option("-t,--timeout", options.timeout, "end after that many seconds");
-  auto* const persistent = wait_command->add_option("--persistent", options.persistent,
-                                                    "go on where the wait of this name ended, also after a restart");
-  wait_command->add_flag("--traps", options.traps, "only events that came from traps")->excludes(persistent);
+  tool::Command wait_command = app.add_subcommand("wait", "Print events as they come");
+  options.criteria.add_to(wait_command);
+  wait_command.add_option("-n,--count", options.count, "end after that many events");
+  wait_command.add_option("-t,--timeout", options.timeout, "end after that many seconds");
+  const tool::Option persistent = wait_command.add_option(
+      "--persistent", options.persistent, "go on where the wait of this name ended, also after a restart");
+  wait_command.add_flag("--traps", options.traps, "only events that came from traps").excludes(persistent);
 
-  tool::add_no_reconnect(*wait_command, options.no_reconnect);
+  tool::add_no_reconnect(wait_command, options.no_reconnect);
 
-  auto* const log = app.add_subcommand("log", "List the event log, mark or delete events in it");
-  log->require_subcommand(1);
-  auto* const list = log->add_subcommand("list", "Print the events of the log");
-  options.criteria.add_to(*list);
-  options.criteria.add_limits_to(*list);
-  auto* const check = add_log_command(*log, "check", "Mark events as checked", options);
-  auto* const uncheck = add_log_command(*log, "uncheck", "Take the mark away", options);
-  auto* const remove = add_log_command(*log, "delete", "Delete events from the log", options);
+  tool::Command log = app.add_subcommand("log", "List the event log, mark or delete events in it");
+  log.require_subcommand();
+  tool::Command list = log.add_subcommand("list", "Print the events of the log");
+  options.criteria.add_to(list);
+  options.criteria.add_limits_to(list);
+  const tool::Command check = add_log_command(log, "check", "Mark events as checked", options);
+  const tool::Command uncheck = add_log_command(log, "uncheck", "Take the mark away", options);
+  const tool::Command remove = add_log_command(log, "delete", "Delete events from the log", options);
 
-  auto* const cancel_command = app.add_subcommand("cancel", "Take events back: from the log, and from waits");
-  cancel_command->add_option("id", options.ids, "send identifiers of the events")->required();
+  tool::Command cancel_command = app.add_subcommand("cancel", "Take events back: from the log, and from waits");
+  cancel_command.add_option("id", options.ids, "send identifiers of the events").required();
 
   app.footer(
       "Examples:\n"
@@ -204,12 +204,12 @@ int main(int argc, char** argv) {
       "  oxevent log check 17 18\n"
       "Exit code: 0 done, 1 the request failed (its error text is on stderr), 2 usage.");
   return tool::run(app, tool::arguments(argc, argv), [&] {
-    if (send_command->parsed()) return send(options);
-    if (wait_command->parsed()) return wait(app, options);
-    if (cancel_command->parsed()) return cancel(options);
-    if (check->parsed()) return mark_log(options, &oxeEvlogCheck);
-    if (uncheck->parsed()) return mark_log(options, &oxeEvlogUncheck);
-    if (remove->parsed()) return mark_log(options, &oxeEvlogDelete);
+    if (send_command.parsed()) return send(options);
+    if (wait_command.parsed()) return wait(app, options);
+    if (cancel_command.parsed()) return cancel(options);
+    if (check.parsed()) return mark_log(options, &oxeEvlogCheck);
+    if (uncheck.parsed()) return mark_log(options, &oxeEvlogUncheck);
+    if (remove.parsed()) return mark_log(options, &oxeEvlogDelete);
     return list_log(options);
   });
 }

@@ -63,7 +63,7 @@ void OX_CALL on_report(void*, void* argument, dnode* list, OX_RESULT code) {
   }
 }
 
-int watch(const CLI::App& app, const Options& options) {
+int watch(const tool::Command& app, const Options& options) {
   tool::Following following(app, !options.no_reconnect, 0);
   const std::string names = joined(options.names);
   Watch watched{options};
@@ -94,22 +94,24 @@ int get(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Reads values from the manager.", "oxget");
+  tool::Command app("Reads values from the manager.", "oxget");
   Options options;
-  app.add_option("component", options.component, "type:name, or type:* for all of a type")->required();
-  app.add_option("names", options.names, "attributes: names, paths, prefixes; braces and commas expand")->required();
-  auto* format = app.add_option("-f,--format", options.format,
-                                "one line per value: %C name, %T type, %AB %AN %AS attribute, %V value, %W raw value, "
-                                "%SS answer time; widths as in printf; \\n and \\t");
-  app.add_flag("-j,--json", options.json, "JSON for machines")->excludes(format);
-  app.add_flag("-r,--raw", options.raw, "raw values, without enumeration names")->excludes(format);
+  app.add_option("component", options.component, "type:name, or type:* for all of a type").required();
+  app.add_option("names", options.names, "attributes: names, paths, prefixes; braces and commas expand").required();
+  const tool::Option format =
+      app.add_option("-f,--format", options.format,
+                     "one line per value: %C name, %T type, %AB %AN %AS attribute, %V value, %W raw value, "
+                     "%SS answer time; widths as in printf; \\n and \\t");
+  app.add_flag("-j,--json", options.json, "JSON for machines").excludes(format);
+  app.add_flag("-r,--raw", options.raw, "raw values, without enumeration names").excludes(format);
   app.add_option("-t,--timeout", options.timeout,
                  "seconds to wait for the values; with --watch, between two looks at values of agents "
                  "(0: the manager's own)");
   app.add_option("-o,--options", options.bits, "option bits of the request");
-  auto* watching = app.add_flag("-w,--watch", options.watch, "go on: print the values, then every change of them");
-  app.add_option("-n,--count", options.count, "with --watch: end after that many reports")->needs(watching);
-  tool::add_no_reconnect(app, options.no_reconnect)->needs(watching);
+  const tool::Option watching =
+      app.add_flag("-w,--watch", options.watch, "go on: print the values, then every change of them");
+  app.add_option("-n,--count", options.count, "with --watch: end after that many reports").needs(watching);
+  tool::add_no_reconnect(app, options.no_reconnect).needs(watching);
   app.add_option("-m,--manager", options.manager, "name of the manager (default: the local one)");
   app.footer(
       "Examples:\n"

@@ -84,16 +84,16 @@ int check(const Line& line) {
   return rows.count() == 0 ? tool::exit_ok : tool::exit_failed;
 }
 
-void add_plan(CLI::App& command, Line& line) {
+void add_plan(tool::Command& command, Line& line) {
   command.add_option("name", line.name, name_help);
   command.add_option("-s,--schedule", line.schedule, "a schedule text in the place of an entry");
   command.add_option("--zone", line.zone, "time zone, as JST-9 or Europe/Berlin (default: the installation's)");
 }
 
-const std::vector<tool::Command<Line>>& commands() {
-  static const std::vector<tool::Command<Line>> all = {
+const std::vector<tool::Subcommand<Line>>& commands() {
+  static const std::vector<tool::Subcommand<Line>> all = {
       {"create", "make an entry, which is armed at once; its name is printed", false, true,
-       [](CLI::App& command, Line& line) { line.wanted.add_to(command); },
+       [](tool::Command& command, Line& line) { line.wanted.add_to(command); },
        [](const Line& line) { return tool::create_job(line.call(), line.wanted); }},
       {"list", "all entries", false, true, {}, [](const Line& line) { return tool::list_jobs(line.call()); }},
       {"show", "an entry", true, true, {}, [](const Line& line) { return tool::show_job(line.call()); }},
@@ -106,21 +106,21 @@ const std::vector<tool::Command<Line>>& commands() {
       {"stop", "disarm it", true, true, {}, [](const Line& line) { return tool::arm_job(line.call(), false); }},
       {"delete", "delete an entry", true, true, {}, [](const Line& line) { return tool::delete_job(line.call()); }},
       {"runs", "the ledger: what became of each time that was due, newest last", true, true,
-       [](CLI::App& command, Line& line) {
+       [](tool::Command& command, Line& line) {
          command.add_option("--from", line.from, "not before: 2026-11-22 13:05, -2h, or seconds since 1970");
          command.add_option("--to", line.to, "not after, likewise");
          command.add_option("-n,--last", line.count, "only the last so many (default: 20)");
        },
        [](const Line& line) { return tool::show_runs(line.call(), line.from, line.to, line.count); }},
       {"next", "when an entry is due next", false, true,
-       [](CLI::App& command, Line& line) {
+       [](tool::Command& command, Line& line) {
          add_plan(command, line);
          command.add_option("count,-n,--count", line.count, "so many times (default: 1)");
          command.add_option("--from", line.from, "seen from that time (default: now)");
        },
        show_next},
       {"why", "whether an entry is due at a time, and what stands in the way", false, true,
-       [](CLI::App& command, Line& line) {
+       [](tool::Command& command, Line& line) {
          add_plan(command, line);
          command.add_option("time", line.time, "2026-11-22 13:05, 13:05, -2h, or seconds since 1970");
        },
@@ -131,7 +131,7 @@ const std::vector<tool::Command<Line>>& commands() {
 }
 
 // Without an entry the only word is the time, or the number.
-void place_words(CLI::App& app, Line& line) {
+void place_words(tool::Command& app, Line& line) {
   if (line.schedule.empty()) return;
   if (app.got_subcommand("why") && line.time.empty()) line.time.swap(line.name);
   if (app.got_subcommand("next") && !line.name.empty()) {
@@ -140,7 +140,7 @@ void place_words(CLI::App& app, Line& line) {
   }
 }
 
-int run(CLI::App& app, Line& line) {
+int run(tool::Command& app, Line& line) {
   place_words(app, line);
   const bool one = app.got_subcommand("why") || app.got_subcommand("next");
   if (one && line.schedule.empty() == line.name.empty()) throw tool::Usage("name an entry, or give --schedule");
@@ -153,7 +153,7 @@ int run(CLI::App& app, Line& line) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Command entries: what the manager runs at set times.", "oxjob");
+  tool::Command app("Command entries: what the manager runs at set times.", "oxjob");
   Line line;
   tool::add_commands(app, commands(), line, name_help);
   app.footer(examples);

@@ -32,11 +32,11 @@ struct Line : tool::EntryLine {
   tool::PlotOptions plot;
 };
 
-const std::vector<tool::Command<Line>>& commands() {
-  const auto data = [](CLI::App& command, Line& line) { line.data.add_to(command); };
-  static const std::vector<tool::Command<Line>> all = {
+const std::vector<tool::Subcommand<Line>>& commands() {
+  const auto data = [](tool::Command& command, Line& line) { line.data.add_to(command); };
+  static const std::vector<tool::Subcommand<Line>> all = {
       {"create", "make an entry; its name is printed", false, true,
-       [](CLI::App& command, Line& line) { line.wanted.add_to(command); },
+       [](tool::Command& command, Line& line) { line.wanted.add_to(command); },
        [](const Line& line) { return tool::create_log_entry(line.call(), line.wanted); }},
       {"list", "all entries", false, true, {}, [](const Line& line) { return tool::list_log_entries(line.call()); }},
       {"show",
@@ -52,7 +52,7 @@ const std::vector<tool::Command<Line>>& commands() {
        {},
        [](const Line& line) { return tool::show_fit(line.call()); }},
       {"start", "collect; what cannot fit is refused", true, false,
-       [](CLI::App& command, Line& line) { command.add_flag("--force", line.force, "also what cannot fit"); },
+       [](tool::Command& command, Line& line) { command.add_flag("--force", line.force, "also what cannot fit"); },
        [](const Line& line) { return tool::start_log_entry(line.call(), line.force); }},
       {"stop", "collect no more", true, false, {}, [](const Line& line) { return tool::stop_log_entry(line.call()); }},
       {"copy",
@@ -62,24 +62,24 @@ const std::vector<tool::Command<Line>>& commands() {
        {},
        [](const Line& line) { return tool::copy_log_entry(line.call()); }},
       {"delete", "delete an entry with all that it has collected", true, false,
-       [](CLI::App& command, Line& line) { command.add_flag("-y,--yes", line.yes, "do not ask"); },
+       [](tool::Command& command, Line& line) { command.add_flag("-y,--yes", line.yes, "do not ask"); },
        [](const Line& line) { return tool::delete_log_entry(line.call(), line.yes); }},
       {"data", "collected values, gaps among them (default: of the last 10 rounds)", true, true, data,
        [](const Line& line) { return tool::show_data(line.call(), line.data); }},
       {"export", "collected values for other programs, as CSV or JSON", true, true,
-       [](CLI::App& command, Line& line) {
+       [](tool::Command& command, Line& line) {
          line.data.add_to(command);
          command.add_option("-o,--output", line.file, "file, which is there whole or stays as it was");
        },
        [](const Line& line) { return tool::export_data(line.call(), line.data, line.file); }},
       {"gaps", "what was due and is not there, and why; the most first", true, true,
-       [](CLI::App& command, Line& line) {
+       [](tool::Command& command, Line& line) {
          line.data.add_to(command);
          command.add_flag("--each", line.each, "each run of rounds, not one sum for each reason");
        },
        [](const Line& line) { return tool::show_gaps(line.call(), line.data, line.each); }},
       {"plot", "curves with their gaps, in the terminal or as a picture (default: of the last day)", true, false,
-       [](CLI::App& command, Line& line) {
+       [](tool::Command& command, Line& line) {
          line.data.add_to(command);
          line.plot.add_to(command);
        },
@@ -91,7 +91,7 @@ const std::vector<tool::Command<Line>>& commands() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Log entries: what the manager collects, and what it has collected.", "oxlog");
+  tool::Command app("Log entries: what the manager collects, and what it has collected.", "oxlog");
   Line line;
   tool::add_commands(app, commands(), line, "the entry's name, as oxlog list shows it");
   app.footer(examples);

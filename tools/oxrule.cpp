@@ -20,10 +20,10 @@ struct Line : tool::EntryLine {
   tool::NewRule wanted;
 };
 
-const std::vector<tool::Command<Line>>& commands() {
-  static const std::vector<tool::Command<Line>> all = {
+const std::vector<tool::Subcommand<Line>>& commands() {
+  static const std::vector<tool::Subcommand<Line>> all = {
       {"create", "make a rule, which starts at once; its name is printed", false, true,
-       [](CLI::App& command, Line& line) { line.wanted.add_to(command); },
+       [](tool::Command& command, Line& line) { line.wanted.add_to(command); },
        [](const Line& line) { return tool::create_rule(line.call(), line.wanted); }},
       {"list", "all rules", false, true, {}, [](const Line& line) { return tool::list_rules(line.call()); }},
       {"show", "a rule", true, true, {}, [](const Line& line) { return tool::show_rule(line.call()); }},
@@ -53,7 +53,7 @@ const std::vector<tool::Command<Line>>& commands() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Rules: programs that watch the network, run by the expert daemon.", "oxrule");
+  tool::Command app("Rules: programs that watch the network, run by the expert daemon.", "oxrule");
   Line line;
   tool::add_commands(app, commands(), line, "the rule's name, as oxrule list shows it");
   app.footer(examples);

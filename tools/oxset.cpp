@@ -100,14 +100,14 @@ int set(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Writes values through the manager.", "oxset");
+  tool::Command app("Writes values through the manager.", "oxset");
   Options options;
-  app.add_option("component", options.component, "type:name")->required();
-  app.add_option("values", options.pairs, "attribute and value, as many pairs as wanted")->expected(0, -1);
-  auto* add = app.add_flag("--add", options.add, "make the component first");
-  app.add_flag("--delete", options.remove, "delete the component")->excludes(add);
+  app.add_option("component", options.component, "type:name").required();
+  app.add_option("values", options.pairs, "attribute and value, as many pairs as wanted").any_number();
+  const tool::Option add = app.add_flag("--add", options.add, "make the component first");
+  app.add_flag("--delete", options.remove, "delete the component").excludes(add);
   app.add_option("--type", options.type, "value type when the attribute is not in the tree, or another is wanted")
-      ->transform(CLI::CheckedTransformer(tool::value_types, CLI::ignore_case));
+      .choice_of_any_case(tool::value_types);
   app.add_flag("-v,--verbose", options.verbose, "print the values that were written");
   app.add_flag("-j,--json", options.json, "print them as JSON");
   app.add_flag("--nopass", options.no_password, "do not ask for a logon (also -nopass; nothing is asked today)");

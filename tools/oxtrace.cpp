@@ -1,6 +1,7 @@
 // oxtrace: the trace of running processes.
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "tools/cli.h"
 #include "tools/text.h"
@@ -20,7 +21,8 @@ uint32_t parse_mask(const std::string& text) {
   if (text == "none") return 0;
   uint32_t mask = 0;
   if (oxcStrToUlong(text.c_str(), 0, &mask) == OX_OK) return mask;
-  for (const std::string& name : CLI::detail::split(text, ',')) {
+  std::istringstream names(text);
+  for (std::string name; std::getline(names, name, ',');) {
     bool known = name == "all";
     for (const Bit& bit : bits) {
       if (name != "all" && name != bit.name) continue;
@@ -91,14 +93,14 @@ void apply(uint32_t process, const Change& change) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Shows and switches the trace of running processes.", "oxtrace");
+  tool::Command app("Shows and switches the trace of running processes.", "oxtrace");
   std::vector<uint32_t> processes;
   Change change;
   bool json = false;
   app.add_option("process", processes, "process ids (default: every process that uses the library)");
   app.add_option("-m,--mask", change.mask, "new mask: a number, or bits by name: general,messages,dump; all; none");
-  app.add_option("-c,--console", change.console, "lines to the process's console")->check(CLI::IsMember({"on", "off"}));
-  app.add_option("-f,--file", change.file, "lines to the process's trace file")->check(CLI::IsMember({"on", "off"}));
+  app.add_option("-c,--console", change.console, "lines to the process's console").one_of({"on", "off"});
+  app.add_option("-f,--file", change.file, "lines to the process's trace file").one_of({"on", "off"});
   app.add_flag("-j,--json", json, "JSON for machines");
   app.footer(
       "Examples:\n"

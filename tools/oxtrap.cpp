@@ -1,11 +1,14 @@
 // oxtrap: sends, receives, reads and explains SNMP traps.
-#include <asio.hpp>
+#include <asio/buffer.hpp>
+#include <asio/io_context.hpp>
+#include <asio/ip/udp.hpp>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "tools/cli.h"
@@ -234,11 +237,11 @@ int listen(uint16_t port, uint32_t count, bool json) {
   return tool::exit_ok;
 }
 
-void add_send_options(CLI::App& command, SendOptions& options) {
-  command.add_option("destination", options.destination, "host, or host:port (default port 162)")->required();
+void add_send_options(tool::Command& command, SendOptions& options) {
+  command.add_option("destination", options.destination, "host, or host:port (default port 162)").required();
   command.add_option("bindings", options.bindings, "name and value, as many pairs as wanted; NAME:TYPE for a type")
-      ->expected(0, -1);
-  command.add_option("-V,--version", options.version, "1 or 2c")->check(CLI::IsMember({"1", "2c"}));
+      .any_number();
+  command.add_option("-V,--version", options.version, "1 or 2c").one_of({"1", "2c"});
   command.add_option("-c,--community", options.community, "community (default: public)");
   command.add_option("-e,--enterprise", options.enterprise, "object identifier of the enterprise");
   command.add_option("-g,--generic", options.generic, "number or name, such as linkDown");
@@ -253,8 +256,8 @@ void add_send_options(CLI::App& command, SendOptions& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("SNMP traps: sends, receives, reads and explains them.", "oxtrap");
-  app.require_subcommand(1);
+  tool::Command app("SNMP traps: sends, receives, reads and explains them.", "oxtrap");
+  app.require_subcommand();
   SendOptions options;
   std::vector<std::string> hex;
   std::vector<std::string> files;
@@ -263,24 +266,26 @@ int main(int argc, char** argv) {
   uint16_t port = 162;
   uint32_t count = 0;
 
-  auto* sender = app.add_subcommand("send", "send a trap");
-  add_send_options(*sender, options);
-  auto* decoder = app.add_subcommand("decode", "print datagrams and the definitions that match");
-  auto* explainer = app.add_subcommand("explain", "print which definition matches and why, and which come close");
-  for (CLI::App* reader : {decoder, explainer}) {
+  tool::Command sender = app.add_subcommand("send", "send a trap");
+  add_send_options(sender, options);
+  tool::Command decoder = app.add_subcommand("decode", "print datagrams and the definitions that match");
+  tool::Command explainer =
+      app.add_subcommand("explain", "print which definition matches and why, and which come close");
+  for (tool::Command* reader : {&decoder, &explainer}) {
     reader->add_option("datagram", hex, "hex digits, in one word or several");
     reader->add_option("-f,--file", file, "file of datagrams: binary, or hex, one a line; - for standard input");
   }
-  decoder->add_flag("-j,--json", json, "JSON, one object a line");
-  auto* checker =
+  decoder.add_flag("-j,--json", json, "JSON, one object a line");
+  tool::Command checker =
       app.add_subcommand("check", "check definition files and try their samples; faults as file:line: text");
-  checker->add_option("files", files, "files, in reading order (default: those of the installation)");
-  auto* reloader = app.add_subcommand("reload", "have the manager read the definition files anew, within a second");
-  auto* listener = app.add_subcommand("listen", "print the traps that arrive, and answer informs");
-  listener->add_option("-p,--port", port, "UDP port (default: 162)");
-  listener->add_option("-n,--count", count, "end after so many datagrams");
-  listener->add_flag("-j,--json", json, "JSON, one object a line");
-  for (CLI::App* shower : {decoder, explainer, listener}) tool::add_communities_option(*shower);
+  checker.add_option("files", files, "files, in reading order (default: those of the installation)");
+  const tool::Command reloader =
+      app.add_subcommand("reload", "have the manager read the definition files anew, within a second");
+  tool::Command listener = app.add_subcommand("listen", "print the traps that arrive, and answer informs");
+  listener.add_option("-p,--port", port, "UDP port (default: 162)");
+  listener.add_option("-n,--count", count, "end after so many datagrams");
+  listener.add_flag("-j,--json", json, "JSON, one object a line");
+  for (tool::Command* shower : {&decoder, &explainer, &listener}) tool::add_communities_option(*shower);
   app.footer(
       "Examples:\n"
       "  oxtrap send manager -g linkDown .interfaces.ifTable.ifEntry.ifIndex.3 3\n"
@@ -293,13 +298,13 @@ int main(int argc, char** argv) {
   std::vector<std::string> arguments = tool::arguments(argc, argv);
   const std::vector<std::string> behind = tool::take_behind_dashes(arguments);
   return tool::run(app, std::move(arguments), [&] {
-    std::vector<std::string>& words = *sender ? options.bindings : hex;
+    std::vector<std::string>& words = sender.parsed() ? options.bindings : hex;
     words.insert(words.end(), behind.begin(), behind.end());
-    if (*sender) return send(options, sender->count("--time") != 0);
-    if (*decoder) return show_all(datagrams(hex, file), json ? Form::json : Form::text);
-    if (*explainer) return show_all(datagrams(hex, file), Form::explained);
-    if (*listener) return listen(port, count, json);
-    if (*reloader) {
+    if (sender.parsed()) return send(options, sender.got_option("--time"));
+    if (decoder.parsed()) return show_all(datagrams(hex, file), json ? Form::json : Form::text);
+    if (explainer.parsed()) return show_all(datagrams(hex, file), Form::explained);
+    if (listener.parsed()) return listen(port, count, json);
+    if (reloader.parsed()) {
       tool::require(oxcTrSetReloadFlag(), "reload");
       return tool::exit_ok;
     }

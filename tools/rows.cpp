@@ -52,9 +52,9 @@ std::string csv_field(const std::string& text) {
   return quoted + '"';
 }
 
-void FormOptions::add_to(CLI::App& command) {
-  auto* json = command.add_flag("-j,--json", json_, "JSON for machines");
-  command.add_flag("--csv", csv_, "CSV, as RFC 4180 has it")->excludes(json);
+void FormOptions::add_to(Command& command) {
+  const Option json = command.add_flag("-j,--json", json_, "JSON for machines");
+  command.add_flag("--csv", csv_, "CSV, as RFC 4180 has it").excludes(json);
 }
 
 std::size_t shown_width(const std::string& shown) {

@@ -10,18 +10,16 @@
 #include "tools/library.h"
 #include "tools/text.h"
 
-namespace CLI {
-class App;
-}  // namespace CLI
-
 namespace tool {
+
+class Command;
 
 enum class Form : std::uint8_t { table, json, csv };
 
 // The options --json and --csv, which exclude each other.
 class FormOptions {
  public:
-  void add_to(CLI::App& command);
+  void add_to(Command& command);
   [[nodiscard]] Form form() const { return csv_ ? Form::csv : json_ ? Form::json : Form::table; }
 
  private:

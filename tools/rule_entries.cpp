@@ -88,9 +88,9 @@ void tell_missing_daemon(const Call& call) {
 
 const Family rule_family = {"ruleEnt", "11.13.{1,2,3,4,5,6,7,8,9,10,11,12,13,14,15}.0", "", fields, "oxrule list"};
 
-void NewRule::add_to(CLI::App& sub) {
-  sub.add_option("program", program, "of the folder of rule programs, without extension")->required();
-  sub.add_option("arguments", words, "its arguments; behind -- they may begin with a dash")->expected(0, -1);
+void NewRule::add_to(Command& sub) {
+  sub.add_option("program", program, "of the folder of rule programs, without extension").required();
+  sub.add_option("arguments", words, "its arguments; behind -- they may begin with a dash").any_number();
   sub.add_option("-n,--name", name, "name of the rule (default: the manager makes one)");
   sub.add_option("--target", target, "what it is about, as node:router1 (default: -)");
   sub.add_option("-i,--interval", interval, "seconds between two looks (default: 60)");

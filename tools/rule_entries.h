@@ -7,11 +7,9 @@
 #include "tools/entries.h"
 #include "tools/entry_line.h"
 
-namespace CLI {
-class App;
-}  // namespace CLI
-
 namespace tool {
+
+class Command;
 
 extern const Family rule_family;
 
@@ -21,7 +19,7 @@ struct NewRule {
   std::string name, target = "-", schedule, component;
   std::uint32_t interval = 60, level = 1;
   bool stopped = false;
-  void add_to(CLI::App& command);
+  void add_to(Command& command);
 };
 
 // All return the exit code.

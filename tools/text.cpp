@@ -1,6 +1,7 @@
 #include "tools/text.h"
 
 #include <cstdarg>
+#include <nlohmann/json.hpp>
 
 #include <oxbase/oxc.h>
 

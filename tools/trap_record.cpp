@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "tools/community.h"
 #include "tools/definitions.h"
