@@ -22,7 +22,9 @@ uint32_t parse_mask(const std::string& text) {
   uint32_t mask = 0;
   if (oxcStrToUlong(text.c_str(), 0, &mask) == OX_OK) return mask;
   std::istringstream names(text);
-  for (std::string name; std::getline(names, name, ',');) {
+  do {
+    std::string name;
+    std::getline(names, name, ',');
     bool known = name == "all";
     for (const Bit& bit : bits) {
       if (name != "all" && name != bit.name) continue;
@@ -30,7 +32,7 @@ uint32_t parse_mask(const std::string& text) {
       known = true;
     }
     if (!known) throw tool::Usage("mask: \"" + name + "\" is neither a number nor a bit's name");
-  }
+  } while (!names.eof());
   return mask;
 }
 

@@ -144,6 +144,7 @@ TEST(Tools, TraceOfARunningProcessIsSwitched) {
   expect({
       {"oxtrace 4194305 4194306", "~1 error 193: "},
       {"oxtrace " + self + " --mask generally", "~2 neither a number nor a bit's name"},
+      {"oxtrace " + self + " --mask general,", "~2 \"\" is neither"},
       {"oxtrace --mask none", "~2 needs the ids"},
       {"oxtrace " + self + " --file maybe", "~2 "},
       {"oxtrace " + self + " --console on --file off", row + "0x00000000       on   off  none\n"},
