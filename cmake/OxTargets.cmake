@@ -162,14 +162,14 @@ function(ox_bench name)
   endif()
 endfunction()
 
-# A libFuzzer target: ox_fuzz(fuzz_token FLOORS heap platform common SOURCES fuzz_token.cpp)
-# Its seeds stand in fuzz/corpus/<name without fuzz_>.
+# A libFuzzer target over the inside of the library: ox_fuzz(token), of fuzz/fuzz_token.cpp; behind the name the manager's
+# sources that it looks at. Its seeds stand in fuzz/corpus/token.
 function(ox_fuzz name)
-  cmake_parse_arguments(arg "" "" "FLOORS;SOURCES" ${ARGN})
-  add_executable(${name} ${arg_SOURCES})
-  foreach(floor IN LISTS arg_FLOORS)
-    target_link_libraries(${name} PRIVATE $<LINK_LIBRARY:WHOLE_ARCHIVE,ox_${floor}>)
+  list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/)
+  add_executable(fuzz_${name} fuzz_${name}.cpp ${ARGN})
+  foreach(floor heap platform common amib data snmp deffile access event entries)
+    target_link_libraries(fuzz_${name} PRIVATE $<LINK_LIBRARY:WHOLE_ARCHIVE,ox_${floor}>)
   endforeach()
-  target_link_libraries(${name} PRIVATE ox_flags)
-  target_link_options(${name} PRIVATE -fsanitize=fuzzer,address,undefined)
+  target_link_libraries(fuzz_${name} PRIVATE ox_flags)
+  target_link_options(fuzz_${name} PRIVATE -fsanitize=fuzzer,address,undefined)
 endfunction()
