@@ -2,28 +2,12 @@
 # Installs the Windows build into a scratch folder, builds app.c against it in both documented ways and runs it; then
 # looks at the DLL itself.
 # usage: installed_tree_windows.sh BUILD SOURCE TOOLCHAIN RUNNER
-set -eu
-scratch=$(mktemp -d)
+. "$2/installed.sh"
 key='HKLM\SOFTWARE\CORVID\OXBASE'
-trap 'rm -rf "$scratch"' EXIT
-cmake --install "$1" --prefix "$scratch/tree" >/dev/null
-
-pc=$(find "$scratch/tree" -name oxbase.pc)
-export PKG_CONFIG_PATH="${pc%/*}"
 # shellcheck disable=SC2046
 i686-w64-mingw32-gcc-posix -std=c99 -Wall -Wextra -Werror "$2/app.c" -o "$scratch/tree/bin/by-pkg-config.exe" \
   $(pkg-config --cflags --libs oxbase)
-mkdir "$scratch/project"
-cp "$2/app.c" "$scratch/project/"
-cat >"$scratch/project/CMakeLists.txt" <<END
-cmake_minimum_required(VERSION 3.25)
-project(app C)
-find_package(oxbase 1 REQUIRED)
-add_executable(app app.c)
-target_link_libraries(app PRIVATE oxbase::oxbase)
-END
-cmake -G Ninja -S "$scratch/project" -B "$scratch/build" -DCMAKE_TOOLCHAIN_FILE="$3" -DCMAKE_PREFIX_PATH="$scratch/tree" >/dev/null
-cmake --build "$scratch/build" >/dev/null
+build_project -DCMAKE_TOOLCHAIN_FILE="$3"
 cp "$scratch/build/app.exe" "$scratch/tree/bin/by-cmake.exe"
 
 # By another compiler's rules: of the installation it has the headers and the list of exports.
@@ -63,10 +47,7 @@ done
 
 # Exactly the declared functions are exported, undecorated; nothing but the system's libraries is needed.
 dll=$scratch/tree/bin/oxbase.dll
-i686-w64-mingw32-objdump -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/.*\[ *[0-9]*\].* //p' | sort >"$scratch/exported"
-cat "$scratch/tree"/include/oxbase/*.h | tr '\n' ' ' | grep -oE 'OX_CALL [*]*[A-Za-z_0-9]+\(' | sed -E 's/OX_CALL [*]*//; s/\(//' |
-  sort -u >"$scratch/declared"
-diff "$scratch/declared" "$scratch/exported"
+i686-w64-mingw32-objdump -p "$dll" | sed -n '/\[Ordinal\/Name Pointer\] Table/,/^$/s/.*\[ *[0-9]*\].* //p' | expect_declared
 grep -v '^#' "$2/imports_windows.txt" | tr -s ' ' '\n' | awk '/:$/ {dll = $1; next} NF {print dll, $1}' >"$scratch/allowed"
 find "$scratch/tree" -name '*.dll' -o -name 'ox*.exe' -o -name LogToCsv.exe -o -name threshold.exe | while read -r file; do
   i686-w64-mingw32-objdump -p "$file" >"$scratch/headers"
