@@ -108,6 +108,7 @@ endfunction()
 function(ox_program name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
+  set_property(GLOBAL APPEND PROPERTY OX_PROGRAMS ${name})
   target_link_libraries(${name} PRIVATE ox_flags ${arg_LIBS} oxbase)
   set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
   if(WIN32)
@@ -137,14 +138,15 @@ function(ox_test name)
                        PROPERTIES TIMEOUT ${arg_TIMEOUT} FIXTURES_REQUIRED runs ENVIRONMENT "${arg_ENVIRONMENT}")
 endfunction()
 
-# A test program beside the real programs: ox_road_test(road_test PROGRAMS oxmgrd FLOORS ... SOURCES ...)
+# A test program beside the real programs: ox_road_test(road_test SOURCES ...)
 # The programs are built first; OX_PROGRAMS is the folder they stand in.
 function(ox_road_test name)
-  cmake_parse_arguments(arg "" "TIMEOUT" "PROGRAMS;FLOORS;SOURCES;LIBS;ENVIRONMENT" ${ARGN})
-  ox_test(${name} FLOORS ${arg_FLOORS} SOURCES ${arg_SOURCES} LIBS ox_daemon ${arg_LIBS}
-          ENVIRONMENT ${arg_ENVIRONMENT} TIMEOUT ${arg_TIMEOUT})
+  cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;ENVIRONMENT" ${ARGN})
+  ox_test(${name} FLOORS platform common amib data snmp deffile access event entries SOURCES ${arg_SOURCES}
+          LIBS ox_daemon ox_pipe_server ${arg_LIBS} ENVIRONMENT ${arg_ENVIRONMENT} TIMEOUT ${arg_TIMEOUT})
   target_compile_definitions(${name} PRIVATE OX_PROGRAMS="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
-  add_dependencies(${name} ${arg_PROGRAMS})
+  get_property(programs GLOBAL PROPERTY OX_PROGRAMS)
+  add_dependencies(${name} ${programs})
 endfunction()
 
 # A benchmark program: ox_bench(snmp_bench FLOORS platform common ... SOURCES ... LIBS ...)

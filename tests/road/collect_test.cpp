@@ -18,10 +18,7 @@ using manager::CollectedFile, manager::Counts, manager::EntryId, manager::Series
 using std::chrono::milliseconds;
 
 // More of them in long runs: OX_KILLS.
-int kills() {
-  const char* const wanted = std::getenv("OX_KILLS");
-  return wanted != nullptr ? std::atoi(wanted) : OX_COLLECT_KILLS;
-}
+int kills() { return number_from("OX_KILLS", OX_RESTARTS); }
 
 class CollectTest : public testing::Test {
  protected:

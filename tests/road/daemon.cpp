@@ -1,5 +1,6 @@
 #include "tests/road/daemon.h"
 
+#include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
@@ -101,6 +102,11 @@ void await(const std::string& line, const std::string& text) {
 std::string wait_for_text(const std::string& file, const std::string& text, int times) {
   for (int i = 0; i < 6000 && count_of(read_text(file), text) < times; ++i) std::this_thread::sleep_for(pause);
   return read_text(file);
+}
+
+int number_from(const char* variable, int otherwise) {
+  const char* const value = std::getenv(variable);
+  return value != nullptr ? std::atoi(value) : otherwise;
 }
 
 Started::Started(const std::string& line) {

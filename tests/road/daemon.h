@@ -68,6 +68,9 @@ void await(const std::string& line, const std::string& text);
 // Waits until a file holds the text so often, a minute at most; what the file holds then.
 std::string wait_for_text(const std::string& file, const std::string& text, int times = 1);
 
+// A number from the environment, for longer runs.
+[[nodiscard]] int number_from(const char* variable, int otherwise);
+
 // What this process and that one hold of the system: files, handles, shared objects of this system root.
 [[nodiscard]] std::vector<std::ptrdiff_t> held_by_this_and(int pid);
 

@@ -182,22 +182,21 @@ TEST_F(EventRoad, EveryWaiterHasEveryEventInOrder) {
 
 TEST_F(EventRoad, PersistentWaitsHaveEveryEventOnceThroughRestarts) {
   start(" persistently", OX_WAITS);
-  const char* const given = std::getenv("OX_RESTARTS");
-  const unsigned long restarts = given != nullptr ? std::strtoul(given, nullptr, 10) : OX_RESTARTS;
+  const int restarts = number_from("OX_RESTARTS", OX_RESTARTS);
   std::mt19937 random(1);  // every run restarts at other moments anyway
-  for (unsigned long i = 0; i < restarts && board->failures == 0; ++i) {
+  for (int i = 0; i < restarts && board->failures == 0; ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(random() % 2000));
     daemon.lose(i % 2 == 0);
     daemon.start();
   }
   board->stop = true;
   all_end_well();
-  unsigned long fates[3] = {};
+  int fates[3] = {};
   for (const auto& of_sender : board->fates) {
     for (const auto& fate : of_sender) ++fates[static_cast<int>(fate.load())];
   }
-  EXPECT_LT(restarts * senders / 10, fates[1]);
-  std::printf("%lu restarts, %lu events sent, %lu not known to be\n", restarts, fates[1], fates[2]);
+  EXPECT_LT(restarts * int{senders} / 10, fates[1]);
+  std::printf("%d restarts, %d events sent, %d not known to be\n", restarts, fates[1], fates[2]);
 }
 
 }  // namespace

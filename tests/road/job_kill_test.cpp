@@ -37,10 +37,7 @@ int runs_a_job(OtherProcess& owner) {
 }
 [[maybe_unused]] const bool declared = OtherProcess::declare("runs a job", runs_a_job);
 
-int kills() {
-  const char* const wanted = std::getenv("OX_KILLS");
-  return wanted != nullptr ? std::atoi(wanted) : OX_JOB_KILLS;
-}
+int kills() { return number_from("OX_KILLS", OX_JOB_KILLS); }
 
 void OX_CALL on_disconnect(std::uint32_t, OX_RESULT, std::uint32_t) {}
 

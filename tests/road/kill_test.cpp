@@ -26,10 +26,7 @@ const std::string no_component = "no component";
 const std::string no_value = "no value";
 
 // More of them in long runs: OX_KILLS.
-int kills() {
-  const char* const wanted = std::getenv("OX_KILLS");
-  return wanted != nullptr ? std::atoi(wanted) : 20;
-}
+int kills() { return number_from("OX_KILLS", 20); }
 
 struct List {
   explicit List(std::uint32_t count) : first(oxdAlloc(count)) {}

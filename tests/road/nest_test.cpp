@@ -230,22 +230,17 @@ int play(OtherProcess& process) {
 [[maybe_unused]] const bool declared[] = {OtherProcess::declare("live", play<&Client::live>),
                                           OtherProcess::declare("finish", play<&Client::finish>)};
 
-std::uint32_t from_environment(const char* name, std::uint32_t otherwise) {
-  const char* const value = std::getenv(name);
-  return value != nullptr ? static_cast<std::uint32_t>(std::stoul(value)) : otherwise;
-}
-
 TEST(Nesting, EveryDeliveryIsTakenOnceWhateverCallbacksDo) {
   platform::SharedBlock block;
   ASSERT_EQ(platform::error_none, block.create(board_name, sizeof(Board), platform::Access::machine));
   Board& board = *new (block.data()) Board{};
   const Daemon daemon;
-  const auto live = [](const char* part, std::uint32_t seed, std::chrono::milliseconds limit) {
+  const auto live = [](const char* part, int seed, std::chrono::milliseconds limit) {
     Program process = OtherProcess::start(part, std::to_string(seed));
     return process.wait(limit);  // and killed
   };
-  const auto end = Clock::now() + std::chrono::seconds(from_environment("OXBASE_MODEL_SECONDS", 4));
-  std::uint32_t seed = from_environment("OXBASE_MODEL_SEED", 1);
+  const auto end = Clock::now() + std::chrono::seconds(number_from("OXBASE_MODEL_SECONDS", 4));
+  int seed = number_from("OXBASE_MODEL_SEED", 1);
   for (; Clock::now() < end; ++seed) {
     const bool killed = seed % 4 == 0;
     const int status = live("live", seed, killed ? std::chrono::milliseconds(100) : std::chrono::milliseconds(300'000));

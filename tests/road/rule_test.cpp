@@ -18,10 +18,7 @@ constexpr int rules = 20;
 
 std::string file_of_runs() { return system_root() + "/runs"; }
 
-int kills() {
-  const char* const wanted = std::getenv("OX_KILLS");
-  return wanted != nullptr ? std::atoi(wanted) : OX_RULE_KILLS;
-}
+int kills() { return number_from("OX_KILLS", OX_RULE_KILLS); }
 
 // A process; numbers alone are given again.
 struct Process {

@@ -32,10 +32,7 @@ constexpr gid_t nobody = 65534;
 constexpr std::size_t most_growth = 96u << 20;  // what one user may hold, and half of it
 constexpr std::size_t most_left = 32u << 20;
 
-int frames() {
-  const char* const given = std::getenv("OX_HOSTILE");
-  return given != nullptr ? std::atoi(given) : 2000;
-}
+int frames() { return number_from("OX_HOSTILE", 2000); }
 // So many, of the number that goes with all frames.
 int share(int number) { return std::max(1, static_cast<int>(static_cast<long>(number) * frames() / all_frames)); }
 
