@@ -4,31 +4,24 @@
 #include <gtest/gtest.h>
 
 #include <asio/executor_work_guard.hpp>
-#include <filesystem>
 #include <memory>
 
 #include "tests/manager/damage.h"
 #include "tests/support/fault_heap.h"
-#include "tests/support/system_root.h"
 
 namespace ox::manager {
 namespace {
 
-namespace fs = std::filesystem;
-
-class CollectedTest : public testing::Test {
+class CollectedTest : public test::DatabaseTest {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_);
-    restart();
-  }
+  void SetUp() override { restart(); }
+  void close() override { collected_.reset(); }
   // As after the death of the manager.
   void restart() {
     collected_.reset();
     loop_.poll();
     collected_ = std::make_unique<Kept>(loop_, directory_);
-    ASSERT_TRUE(collected_->file.open(
-        [this](const std::string&, std::uint32_t, const std::string& text) { faults_ += text + '\n'; }));
+    ASSERT_TRUE(collected_->file.open(noting()));
   }
   // The answers of one turn's appends to the series of the names.
   std::string append(const std::string& names, std::size_t bytes = 8) {
@@ -54,7 +47,6 @@ class CollectedTest : public testing::Test {
   }
 
   static constexpr std::uint32_t most_bytes = 100'000;
-  std::string directory_ = test::work_dir() + "/data";
   std::string file_ = directory_ + "/collected.db";
   asio::io_context loop_;
   asio::executor_work_guard<asio::io_context::executor_type> working_{loop_.get_executor()};
@@ -65,7 +57,6 @@ class CollectedTest : public testing::Test {
   };
   std::unique_ptr<Kept> collected_;
   std::string answers_;
-  std::string faults_;
 };
 
 TEST_F(CollectedTest, DiskThatRefusesChangesNothingAndTakesRecordsAgain) {
@@ -108,17 +99,10 @@ TEST_F(CollectedTest, DamageIsToldAndWhatReadsIsKept) {
   const std::string names = "abcdefghijklmnopqrstu";
   (void)append(names);
   const std::string expected = sizes(names);
-  collected_.reset();
-  const std::string sound = test::whole_database(file_);
-  test::for_every_damage(sound, [&](const std::string& damaged, bool certain) {
-    collected_.reset();
-    fs::remove_all(directory_);
-    fs::create_directories(directory_);
-    test::write_file(file_, damaged);
+  for_every_damage(file_, [&](bool certain) {
     const auto quiet = [](const auto&...) {};
     const bool whole = check_database(file_, CollectedFile::tables(), quiet, quiet);
     EXPECT_FALSE(whole && certain);
-    faults_.clear();
     restart();
     EXPECT_TRUE(!faults_.empty() || sizes(names) == expected);
     if (!whole && faults_.empty()) collected_->file.check();

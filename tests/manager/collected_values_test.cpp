@@ -165,9 +165,7 @@ TEST_F(CollectedValuesTest, StreamTellsWhatDamageTakesUnderIt) {
                         "UPDATE blocks SET sum = 0 WHERE id & 0xFFFFFF = 1 AND id >> 24 <> 7");
   damage_is_meant_ = true;
   manager_->collected_file.renew();
-  loop_.restart();
-  while (manager_->collected_file.is_away() && loop_.run_one() != 0) {
-  }
+  run_until([this] { return !manager_->collected_file.is_away(); });
   std::string told;
   for (int fetched = 0; fetched < 1000 && told.empty(); ++fetched) {
     const Reply reply = ask(Message{.type = 5, .reference = 0xFFFFFFFF});
@@ -197,9 +195,7 @@ TEST_F(CollectedValuesTest, StreamGoesOnWhenItsDatabaseIsBack) {
     return reply.report ? std::to_string(reply.report->destination_id) : "nothing";
   };
   EXPECT_EQ("nothing", fetched());
-  loop_.restart();
-  while (manager_->collected_file.is_away() && loop_.run_one() != 0) {
-  }
+  run_until([this] { return !manager_->collected_file.is_away(); });
   EXPECT_EQ("7", fetched());
 }
 
@@ -297,8 +293,8 @@ TEST_F(CollectedValuesTest, NothingIsCountedForAClientThatHasGone) {
   (void)loop_.run_for(std::chrono::milliseconds(50));  // all of it is safe
   const std::string payload = text("logEnt:l") + text("11.14.20.0") + word(0) + word(0) + half(0);
   bool answered = false;
-  const Message message{.type = 1, .command = 1, .data = bytes_of(payload)};
-  route(*manager_, {7, message, [&](const Reply&) { answered = true; }, Rights::of_manager()});
+  send(
+      {.type = 1, .command = 1, .data = bytes_of(payload)}, [&](const Reply&) { answered = true; }, 7);
   manager_->end_session(7);
   loop_.restart();
   EXPECT_GE(1u, loop_.poll()) << "turns that count";
@@ -331,8 +327,8 @@ TEST_F(CollectedValuesTest, ApplicationsAddRounds) {
   manager_->held.hold(HeldRequests::components, true);
   for (const std::uint32_t command : {21u, 22u}) {
     bool answered = false;
-    const Message early{.type = 1, .command = command, .data = bytes_of(text("logEnt:l") + text(""))};
-    route(*manager_, {1, early, [&](const Reply&) { answered = true; }, Rights::of_manager()});
+    const Bytes key = bytes_of(text("logEnt:l") + text(""));
+    send({.type = 1, .command = command, .data = key}, [&](const Reply&) { answered = true; });
     EXPECT_FALSE(answered);
     EXPECT_TRUE(manager_->held.next([](const Request&) {})) << command << " waits until the components are there";
   }

@@ -25,17 +25,14 @@ using Kind = Change::Kind;
 const Oid port{11, 5, 2, 0};
 const Oid raw{11, 15, 14, 0};
 
-class ComponentFileTest : public testing::Test {
+class ComponentFileTest : public test::DatabaseTest {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_);
-    restart();
-  }
+  void SetUp() override { restart(); }
+  void close() override { components_.reset(); }
   // As after the death of the manager.
   void restart() {
     components_.emplace(directory_, Durability::process);
-    ASSERT_TRUE(components_->open(
-        [this](const std::string&, std::uint32_t, const std::string& text) { faults_ += text + '\n'; }));
+    ASSERT_TRUE(components_->open(noting()));
     store_ = Store();
     auto loading = ComponentFile::Loading::more;  // a row in each step
     while (loading == ComponentFile::Loading::more) loading = components_->load(store_, {});
@@ -75,11 +72,9 @@ class ComponentFileTest : public testing::Test {
     return text;
   }
 
-  std::string directory_ = test::work_dir() + "/data";
   std::string file_ = directory_ + "/components.db";
   Store store_;
   std::optional<ComponentFile> components_;
-  std::string faults_;
 };
 
 Change add(const ComponentName& name) { return {.component = name}; }
@@ -197,14 +192,7 @@ TEST_F(ComponentFileTest, DamageIsToldAndWhatReadsIsKept) {
   }
   ASSERT_EQ(0u, commit(batch));
   const std::string whole = contents();
-  components_.reset();
-  const std::string sound = test::whole_database(file_);
-  const auto look_at = [&](const std::string& damaged, bool certain) {
-    components_.reset();
-    fs::remove_all(directory_);
-    fs::create_directories(directory_);
-    test::write_file(file_, damaged);
-    faults_.clear();
+  for_every_damage(file_, [&](bool certain) {
     restart();
     EXPECT_TRUE(!faults_.empty() || (contents() == whole && !certain));
     // The first change may come upon a damaged page; the next one goes on.
@@ -213,8 +201,7 @@ TEST_F(ComponentFileTest, DamageIsToldAndWhatReadsIsKept) {
     const std::string now = contents();
     restart();
     EXPECT_EQ(now, contents());
-  };
-  test::for_every_damage(sound, look_at);
+  });
 }
 
 TEST_F(ComponentFileTest, DamageFoundAtOpeningIsMendedBesideTheLoop) {
@@ -225,7 +212,7 @@ TEST_F(ComponentFileTest, DamageFoundAtOpeningIsMendedBesideTheLoop) {
   test::write_file(file_, damaged);
   fs::remove(file_ + "-wal");
   components_.emplace(directory_, Durability::process);
-  ASSERT_TRUE(components_->open([this](auto&, std::uint32_t, const std::string& text) { faults_ += text; }));
+  ASSERT_TRUE(components_->open(noting()));
   asio::io_context loop;
   std::string waits;
   components_->database().work_beside(loop, [&waits](bool on) { waits += on ? "waits " : "goes on"; });

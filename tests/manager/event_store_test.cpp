@@ -19,13 +19,10 @@ StoredEvent event(Sequence sequence, std::size_t size = 4, std::uint32_t arrived
   return {sequence, arrived, listed, Bytes(size, static_cast<std::byte>(sequence))};
 }
 
-class EventStoreTest : public testing::Test {
+class EventStoreTest : public test::DatabaseTest {
  protected:
-  void SetUp() override {
-    directory_ = test::work_dir() + "/log";
-    fs::create_directories(directory_);
-    reopen();
-  }
+  void SetUp() override { reopen(); }
+  void close() override { store_.reset(); }
   // As after the death of the manager, on its files of that moment: nothing was said goodbye to.
   void reopen() {
     if (store_) {
@@ -33,8 +30,7 @@ class EventStoreTest : public testing::Test {
       directory_ += '1';
     }
     store_.emplace(directory_, Durability::process);
-    ASSERT_TRUE(
-        store_->open([&](const std::string&, std::uint32_t, const std::string& text) { faults_ += text + '\n'; }));
+    ASSERT_TRUE(store_->open(noting()));
   }
   // Commits, and dies after it.
   void commit_and_reopen() {
@@ -77,9 +73,7 @@ class EventStoreTest : public testing::Test {
     for (Sequence sequence = first; sequence <= last; ++sequence) store_->put(event(sequence, size));
   }
 
-  std::string directory_;
   std::optional<EventStore> store_;
-  std::string faults_;
 };
 
 TEST_F(EventStoreTest, WhatWasCommittedIsThereAgainAndNothingElse) {
@@ -256,18 +250,9 @@ TEST_F(EventStoreTest, DamageIsToldAndWhatReadsIsKept) {
   }
   for (int i = 0; i < 100; ++i) store_->put_wait("wait " + std::to_string(i), {5, 6});
   ASSERT_TRUE(store_->commit());
-  store_.reset();
   const std::string file = directory_ + "/events.db";
-  const std::string sound = test::whole_database(file);
-  const std::string numbers = test::read_file(directory_ + "/events.numbers");
   std::size_t kept_least = count;
-  const auto look_at = [&](const std::string& damaged, bool certain) {
-    store_.reset();
-    fs::remove_all(directory_);
-    fs::create_directories(directory_);
-    test::write_file(file, damaged);
-    test::write_file(directory_ + "/events.numbers", numbers);
-    faults_.clear();
+  for_every_damage(file, [&](bool certain) {
     reopen();
     if (!test::tables_check(file)) {
       store_->renew([](bool renewed) { EXPECT_TRUE(renewed); });  // as the check beside the work would have it
@@ -290,8 +275,7 @@ TEST_F(EventStoreTest, DamageIsToldAndWhatReadsIsKept) {
     put(70000, 70000);                         // and it goes on
     if (!store_->commit()) put(70001, 70001);  // the page that it came upon was damaged
     EXPECT_TRUE(store_->commit());
-  };
-  test::for_every_damage(sound, look_at);
+  });
   EXPECT_EQ(0u, kept_least) << "of a file of no bytes";
 }
 
@@ -332,31 +316,32 @@ TEST_F(EventStoreTest, DamageOfTheLogIsTold) {
   }
   const std::string killed = directory_ + "-killed";
   fs::copy(directory_, killed);
-  const std::string sound = test::read_file(killed + "/events.db-wal");
-  const auto look_at = [&](const std::string& damaged, bool certain) {
-    store_.reset();
-    fs::remove_all(directory_);
-    fs::copy(killed, directory_);
-    test::write_file(directory_ + "/events.db-wal", damaged);
-    faults_.clear();
+  const std::string file = directory_ + "/events.db-wal", sound = test::read_file(file);
+  lay(killed, file, sound);
+  const auto look_at = [&](bool certain) {
     reopen();
     std::vector<StoredEvent> page;
     EXPECT_EQ(Outcome::done, store_->after(0, 2 * count, 1u << 30, page));
     EXPECT_TRUE(!faults_.empty() || (page.size() == count && !certain)) << page.size();
     EXPECT_GE(store_->last(), count);
   };
-  look_at(sound, false);
-  EXPECT_EQ("", faults_);
-  look_at(sound + sound.substr(32, 5000), false);  // of a change that was not finished
-  EXPECT_EQ("", faults_);
-  test::for_every_damage(sound, look_at);
-
-  fs::remove(killed + "/events.db-shm");
-  look_at(sound, false);
-  EXPECT_EQ("", faults_);
+  for_every_damage(file, look_at);
   std::string damaged = sound;
   damaged[sound.size() / 2] = static_cast<char>(damaged[sound.size() / 2] ^ 1);
-  look_at(damaged, true);
+  const struct {
+    bool has_index;
+    std::string bytes;
+    bool tells;
+  } rows[] = {{true, sound, false},
+              {true, sound + sound.substr(32, 5000), false},  // of a change that was not finished
+              {false, sound, false},
+              {false, damaged, true}};
+  for (const auto& row : rows) {
+    if (!row.has_index) fs::remove(killed + "/events.db-shm");
+    lay(killed, file, row.bytes);
+    look_at(row.tells);
+    EXPECT_EQ(row.tells, !faults_.empty()) << faults_;
+  }
 }
 
 }  // namespace

@@ -92,8 +92,8 @@ TEST_F(EventRequestTest, OthersAreServedWhileManyEventsAreDeleted) {
   }
   std::string answers;
   const auto request = [&](std::uint32_t command, Bytes data, const char* name) {
-    const auto reply = [&answers, name](const Reply& made) { answers += name + std::to_string(made.error) + ' '; };
-    route(*manager_, {1, {.type = 1, .command = command, .data = std::move(data)}, reply, Rights::of_manager()});
+    send({.type = 1, .command = command, .data = std::move(data)},
+         [&answers, name](const Reply& made) { answers += name + std::to_string(made.error) + ' '; });
   };
   request(18, all, "delete ");
   asio::post(loop_, [&] { request(15, {}, "get "); });
@@ -155,7 +155,7 @@ TEST_F(EventRequestTest, ASearchEndsWithItsClientAndItsTime) {
   fill(5000, 1000);
   bool answered = false;
   const Message everything = log_get({{OX_EVFLT_LAST, 5000}});
-  route(*manager_, {1, everything, [&](const Reply&) { answered = true; }, Rights::of_manager()});
+  send(everything, [&](const Reply&) { answered = true; });
   EXPECT_FALSE(log_is_free(1));
   manager_->end_session(1);
   finish_work();
@@ -223,7 +223,7 @@ TEST_F(EventRequestTest, OthersAreServedWhileWhatCameInARenewalIsMade) {
     if (i + 1 != turns) manager_->events.flush();  // the last turn has not ended
   }
   std::string answer;
-  route(*manager_, {1, log_get({}), [&](const Reply& made) { answer = memos(whole(made)); }, Rights::of_manager()});
+  send(log_get({}), [&](const Reply& made) { answer = memos(whole(made)); });
   int steps = 0;
   for (int before = 0; told != 4 * turns && loop_.run_one() != 0; before = told) {
     if (told != before) ++steps;
@@ -253,8 +253,7 @@ TEST_F(EventRequestTest, WhatComesWhileTheLogOfChangesBeginsAnewIsKept) {
   submit(last, sent++, told);
   manager_->settings.event_log_size = 65536;
   EXPECT_LT(manager_->settings.event_log_size, manager_->events.store().bytes());
-  while (told != sent && loop_.run_one() != 0) {
-  }
+  run_until([&] { return told == sent; });
   EXPECT_EQ(sent, told);
   finish_work();
   EXPECT_GE(manager_->settings.event_log_size, manager_->events.store().bytes());

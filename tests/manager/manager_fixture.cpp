@@ -100,14 +100,17 @@ Reply ManagerTest::ask(const Message& message, std::uint32_t session) {
   return reply;
 }
 
+void ManagerTest::send(const Message& message, std::function<void(Reply)> answered, std::uint32_t session) {
+  const auto rights = rights_.find(session);
+  route(*manager_,
+        {session, message, std::move(answered), rights != rights_.end() ? rights->second : Rights::of_manager()});
+}
+
 Reply ManagerTest::begin_to_ask(const Message& message, std::uint32_t session) {
   std::optional<Reply> answer;
-  const auto rights = rights_.find(session);
-  route(*manager_, {session, message, [&](Reply reply) { answer = std::move(reply); },
-                    rights != rights_.end() ? rights->second : Rights::of_manager()});
-  loop_.restart();
-  while (!answer && loop_.run_one() != 0) {
-  }
+  send(
+      message, [&](Reply reply) { answer = std::move(reply); }, session);
+  run_until([&] { return answer.has_value(); });
   EXPECT_TRUE(answer) << "no reply to type " << message.type << " command " << message.command;
   return answer ? std::move(*answer) : Reply{.error = 0xFFFF};
 }

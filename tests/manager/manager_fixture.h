@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <optional>
 
@@ -19,6 +20,15 @@ class ManagerTest : public testing::Test {
 
   // Sends a request and runs the loop until it is answered, with all data.
   Reply ask(const Message& message, std::uint32_t session = 1);
+  // Sends it without waiting for the answer.
+  void send(const Message& message, std::function<void(Reply)> answered, std::uint32_t session = 1);
+  // Runs the loop until it is so, or until there is nothing to do.
+  template <class Condition>
+  void run_until(Condition is_so) {
+    loop_.restart();
+    while (!is_so() && loop_.run_one() != 0) {
+    }
+  }
   // Up to the data that come piece by piece.
   Reply begin_to_ask(const Message& message, std::uint32_t session = 1);
   Reply ask(std::uint32_t type, std::uint32_t command, Bytes payload, std::uint32_t session = 1,

@@ -206,19 +206,20 @@ TEST_F(RouterTest, WhatNeedsAComponentWaitsUntilAllAreThere) {
     manager_.emplace(loop_, settings_, data);
     ASSERT_TRUE(manager_->components.open([&](const auto&...) { EXPECT_TRUE(damaged); }));
     std::string answers;
-    const auto send = [&](const Message& sent, std::uint32_t session) {
-      route(*manager_, {session, sent,
-                        [&answers, session](const Reply& reply) {
-                          answers += std::to_string(session) + ':' + std::to_string(reply.error) + ' ';
-                        },
-                        Rights::of_manager()});
+    const auto ask_for = [&](const Message& sent, std::uint32_t session) {
+      send(
+          sent,
+          [&, session](const Reply& reply) {
+            answers += std::to_string(session) + ':' + std::to_string(reply.error) + ' ';
+          },
+          session);
     };
-    send({.type = 1, .command = 14, .data = bytes_of(text("node:r1") + word(0))}, 7);
-    send(message("6 1=node 8=r1"), 1);
-    send(message("5 1=node 8=r2"), 2);
-    send(message("get node:r1 11.1.1.0"), 3);
-    send(message("set node:r2 11.5.2.0 161"), 4);
-    send({.type = 1, .command = 10, .data = bytes_of("prog")}, 5);
+    ask_for({.type = 1, .command = 14, .data = bytes_of(text("node:r1") + word(0))}, 7);
+    ask_for(message("6 1=node 8=r1"), 1);
+    ask_for(message("5 1=node 8=r2"), 2);
+    ask_for(message("get node:r1 11.1.1.0"), 3);
+    ask_for(message("set node:r2 11.5.2.0 161"), 4);
+    ask_for({.type = 1, .command = 10, .data = bytes_of("prog")}, 5);
     EXPECT_EQ("5:0 ", answers);
     manager_->end_session(2);
     manager_->end_session(7);
@@ -256,24 +257,20 @@ TEST_F(RouterTest, WhileADatabaseIsRenewedOnlyWhatNeedsItWaits) {
     SCOPED_TRACE(c.file);
     std::string answers;
     std::size_t missing = 5;
-    const auto send = [&](const std::string& what, const Message& sent) {
-      route(*manager_, {1, sent,
-                        [&, what](const Reply& reply) {
-                          answers += what + (reply.error == 0 ? " " : std::to_string(reply.error) + ' ');
-                          --missing;
-                        },
-                        Rights::of_manager()});
+    const auto ask_for = [&](const std::string& what, const Message& sent) {
+      send(sent, [&, what](const Reply& reply) {
+        answers += what + (reply.error == 0 ? " " : std::to_string(reply.error) + ' ');
+        --missing;
+      });
     };
     c.renew();
-    send("open", {.type = 1, .command = 10, .data = bytes_of("prog")});
-    send("get", message("get node:r1 11.5.2.0"));
-    send("size", {.type = 1, .command = 22, .data = bytes_of(text("node:r1") + text(""))});
-    send("log", {.type = 1, .command = 15});  // without a filter: refused
-    send("set", message("set node:r1 11.5.2.0 161"));
+    ask_for("open", {.type = 1, .command = 10, .data = bytes_of("prog")});
+    ask_for("get", message("get node:r1 11.5.2.0"));
+    ask_for("size", {.type = 1, .command = 22, .data = bytes_of(text("node:r1") + text(""))});
+    ask_for("log", {.type = 1, .command = 15});  // without a filter: refused
+    ask_for("set", message("set node:r1 11.5.2.0 161"));
     EXPECT_EQ(c.at_once, answers);
-    loop_.restart();
-    while (missing != 0 && loop_.run_one() != 0) {
-    }
+    run_until([&] { return missing == 0; });
     EXPECT_EQ("0; node:r1 11.5.2.0 = 161", ask("get node:r1 11.5.2.0"));
     EXPECT_EQ("0; node:r1 11.5.2.0", ask("set node:r1 11.5.2.0 161"));
     const auto kept = std::count_if(fs::directory_iterator(data), {}, [&](const fs::directory_entry& entry) {

@@ -1,13 +1,9 @@
 #include "manager/jobs/run_ledger.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <optional>
 
 #include "tests/manager/damage.h"
 #include "tests/manager/virtual_clock.h"
-#include "tests/support/system_root.h"
 
 namespace ox::manager {
 namespace {
@@ -15,26 +11,18 @@ namespace {
 constexpr std::uint64_t entries = 20;
 constexpr std::uint64_t runs = 30;  // of each
 
-class RunLedgerTest : public testing::Test {
+class RunLedgerTest : public test::DatabaseTest {
  protected:
-  RunLedgerTest() : clock_(1'000'000), directory_(test::work_dir() + "/jobs") {
-    std::filesystem::create_directories(directory_);
-  }
+  void close() override { ledger_.reset(); }
   void open() {
-    faults_.clear();
-    ledger_.reset();
     ledger_.emplace(loop_, clock_, settings_, directory_);
-    ASSERT_TRUE(
-        ledger_->open([this](const std::string&, std::uint32_t, const std::string& text) { faults_ += text + '\n'; }));
+    ASSERT_TRUE(ledger_->open(noting()));
   }
-  [[nodiscard]] std::string file() const { return directory_ + "/jobs.db"; }
 
   asio::io_context loop_;
-  VirtualClock clock_;
+  VirtualClock clock_{1'000'000};
   Settings settings_;
-  std::string directory_;
   std::optional<RunLedger> ledger_;
-  std::string faults_;
 };
 
 // It opens, tells what it has lost, gives no number of a run again that is still there, and goes on.
@@ -49,14 +37,10 @@ TEST_F(RunLedgerTest, DamageIsToldAndWhatReadsIsKept) {
     ledger_->put(entry << 32 | runs, RunningProgram{.process = 1, .started = 5, .mark = "mark"});
   }
   ASSERT_TRUE(ledger_->commit());
-  ledger_.reset();
-  test::for_every_damage(test::whole_database(file()), [&](const std::string& damaged, bool certain) {
-    ledger_.reset();
-    std::filesystem::remove_all(directory_);
-    std::filesystem::create_directories(directory_);
-    test::write_file(file(), damaged);
+  const std::string file = directory_ + "/jobs.db";
+  for_every_damage(file, [&](bool certain) {
     open();
-    if (!test::tables_check(file())) ledger_->renew();  // as the check beside the work would have it
+    if (!test::tables_check(file)) ledger_->renew();  // as the check beside the work would have it
     std::size_t found = 0;
     for (std::uint64_t entry = 1; entry <= entries; ++entry) {
       for (const auto& run : ledger_->read(entry, {})) {

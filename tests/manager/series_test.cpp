@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <asio/executor_work_guard.hpp>
-#include <filesystem>
 #include <memory>
 #include <random>
 #include <set>
@@ -11,26 +10,21 @@
 #include "manager/series/books.h"
 #include "manager/series/store.h"
 #include "tests/manager/damage.h"
-#include "tests/support/system_root.h"
 
 namespace ox::manager {
 namespace {
 
 using namespace std::string_literals;
-namespace fs = std::filesystem;
 
-class SeriesTest : public testing::Test {
+class SeriesTest : public test::DatabaseTest {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_);
-    restart();
-  }
+  void SetUp() override { restart(); }
+  void close() override { kept_.reset(); }
   // As after the death of the manager: what was not safe is gone.
   void restart() {
     kept_.reset();
     kept_ = std::make_unique<Kept>(directory_);
-    ASSERT_TRUE(kept_->file.open(
-        [this](const std::string&, std::uint32_t, const std::string& text) { faults_ += text + '\n'; }));
+    ASSERT_TRUE(kept_->file.open(noting()));
     kept_->loop.poll();
   }
   SeriesStore& store() { return kept_->store; }
@@ -90,9 +84,7 @@ class SeriesTest : public testing::Test {
     CollectedFile file;
     SeriesStore store{file};
   };
-  std::string directory_ = test::work_dir() + "/data";
   std::unique_ptr<Kept> kept_;
-  std::string faults_;
 };
 
 TEST_F(SeriesTest, WhatIsSafeIsReadAgainAndWhatWasUnderWayIsAGap) {

@@ -173,23 +173,18 @@ TEST_F(SnmpTest, SetMapsTheAgentsErrors) {
 
 TEST_F(SnmpTest, OtherRequestsAreServedWhileAnAgentIsSilent) {
   agent_.silent = 1000;
-  const Message asked = message("get node:r1 .2.1.0");
   bool answered = false;
-  route(*manager_, {1, asked, [&](const Reply&) { answered = true; }, Rights::of_manager()});
+  send(message("get node:r1 .2.1.0"), [&](const Reply&) { answered = true; });
   expect({{"get system:system 11.1.1.0", "0; system:system 11.1.1.0 = system"}});
   EXPECT_FALSE(answered);
-  while (!answered && loop_.run_one() != 0) {
-  }
+  run_until([&] { return answered; });
   EXPECT_TRUE(answered);
 }
 
 TEST_F(SnmpTest, WatchedValuesAreLookedAtAgain) {
   const auto report = [&](std::uint32_t session) {
     std::string text = fetch(session);
-    for (; text == "nothing"; text = fetch(session)) {
-      loop_.restart();
-      loop_.run_one();
-    }
+    run_until([&] { return text != "nothing" || (text = fetch(session)) != "nothing"; });
     return text;
   };
   const auto change = [&](const char* path, std::optional<std::uint32_t> value) {
@@ -251,8 +246,7 @@ class AskerTest : public SnmpTest {
     return taker;
   }
   std::string until_done(const std::shared_ptr<Taker>& taker) {
-    while (taker->text.find("done") == std::string::npos && (loop_.restart(), loop_.run_one() != 0)) {
-    }
+    run_until([&] { return taker->text.find("done") != std::string::npos; });
     return taker->text;
   }
   std::string until_done(const std::shared_ptr<Question>& asked) { return until_done(get(asked)); }
@@ -328,8 +322,7 @@ TEST_F(AskerTest, SilentAgentsAreProbedAndNobodyWaitsForThem) {
   bool soon = false;
   engine.send(dead, OXS_GET, null_bindings({{{1, 3}}}), answered(never));
   engine.send(at_, OXS_GET, null_bindings({{{1, 3}}}), answered(soon));
-  while (!soon && (loop_.restart(), loop_.run_one() != 0)) {
-  }
+  run_until([&] { return soon; });
   EXPECT_TRUE(soon && !never);
 }
 
