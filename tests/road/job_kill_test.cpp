@@ -98,15 +98,6 @@ class JobKillTest : public testing::Test {
     std::uint32_t due = 0;
     std::uint32_t what = 0;
   };
-  static std::uint32_t value_of(dnode* node) {
-    std::uint32_t type = 0;
-    std::uint32_t size = 0;
-    const void* value = nullptr;
-    EXPECT_EQ(0u, oxdGetValue(node, &type, &size, &value));
-    std::uint32_t number = 0;
-    for (const auto byte : std::span(static_cast<const std::uint8_t*>(value), size)) number = number << 8 | byte;
-    return number;
-  }
   static std::map<std::uint32_t, Row> ledger(const std::string& entry) {
     std::map<std::uint32_t, Row> rows;
     dnode* list = nullptr;
@@ -116,8 +107,8 @@ class JobKillTest : public testing::Test {
       (void)oxdGetAmibName(node, &path);
       unsigned column = 0, number = 0;
       (void)std::sscanf(path, "11.23.17.%u.%u", &column, &number);
-      if (column == 1) rows[number].due = value_of(node);
-      if (column == 4) rows[number].what = value_of(node);
+      if (column == 1) (void)oxdGetValueByUlong(node, &rows[number].due);
+      if (column == 4) (void)oxdGetValueByUlong(node, &rows[number].what);
     }
     (void)oxdFree(list);
     return rows;

@@ -10,7 +10,9 @@
 #include <oxbase/oxbase.h>
 
 #include "tests/road/daemon.h"
+#include "tests/snmp/packet.h"
 #include "tests/support/installation.h"
+#include "tests/support/scripted_peer.h"
 #include "tests/support/system_root.h"
 #include "tests/support/test.h"
 #include "tests/support/udp_socket.h"
@@ -154,27 +156,15 @@ class KillTest : public testing::Test {
   }
   // True also without an answer: the next change tells whether somebody is there.
   bool inform() {
-    List list(1);
-    list.add("1.3.6.1.4.1.64312.2.1", std::to_string(++sent_), OX_INTEGER);
-    unsigned char community[] = "public";
-    char enterprise[] = "1.3.6.1.4.1.64312.2";
-    oxsSnmpTrap trap{};
-    trap.version = OXS_V2C;
-    trap.community = community;
-    trap.communityLength = 6;
-    trap.pduType = OXS_TRAP2;
-    trap.enterprise = enterprise;
-    trap.genericTrap = 6;
-    trap.bindings = list.first;
-    trap.requestId = static_cast<std::uint32_t>(sent_);
-    void* bytes = nullptr;
-    std::uint32_t size = 0;
-    EXPECT_EQ(0u, oxsSnmpTrapEncode(&trap, &bytes, &size));
-    std::string inform(static_cast<const char*>(bytes), size);
-    inform[inform.find('\xA7')] = '\xA6';
-    (void)oxcMemFree(bytes);
-    agent_.send(inform, trap_port_);
-    for (std::uint32_t answered = 0; answered != trap.requestId;) {
+    const auto number = static_cast<std::uint32_t>(++sent_);
+    const std::string id = element(0x02, word(number));
+    const std::string bindings =
+        element(0x30, bytes("06082B06010201010300 430100")) +
+        element(0x30, bytes("060A2B060106030101040100 060B2B0601040183F638020000")) +  // 1.3.6.1.4.1.64312.2.0.0
+        element(0x30, bytes("060A2B0601040183F6380201") + id);
+    const std::string pdu = id + bytes("020100 020100") + element(0x30, bindings);
+    agent_.send(element(0x30, bytes("020101 0406'public'") + element(0xA6, pdu)), trap_port_);
+    for (std::uint32_t answered = 0; answered != number;) {
       const std::string datagram = agent_.receive(milliseconds(500));
       if (datagram.empty()) return true;
       oxsSnmpMessage answer{};

@@ -14,16 +14,13 @@ namespace {
 constexpr std::uint32_t events = 400;
 constexpr std::size_t event_bytes = 100'000;
 constexpr std::size_t most_growth = 4u << 20;  // of an answer of 40 MB
-constexpr char reply_head[] = "\0\0\0\x24";
 
 // Asks for the whole log; the length of the data that follow.
 std::size_t ask_for_log(RawClient& client) {
   EXPECT_TRUE(client.greet());
-  client.send(word(49) + half(11) + std::string("pipeHeader\0", 11) + word(4 + 9) + half(2) + half(1) + half(15) +
-              half(0) + word(0) + word(0) + word(0) + half(0) + half(0) + word(0) + std::string("pipeData\0", 9) +
-              word(0));
+  client.send(request_bytes({.command = 15, .body = word(0)}));
   const std::string head = client.receive(36);
-  EXPECT_EQ(std::string(reply_head, 4), head.substr(0, 4));
+  EXPECT_EQ(word(36), head.substr(0, 4));
   EXPECT_EQ(half(0), head.substr(14, 2));
   return number(head.substr(4, 4));
 }
