@@ -1,4 +1,4 @@
-// Owned texts, keyword tables, numbers, time ticks, calendar times.
+// Owned texts, tokens, patterns, keyword tables, numbers, addresses, time ticks, calendar times.
 #include <cstring>
 
 #include <oxbase/oxbytes.h>
@@ -7,6 +7,7 @@
 #include "common/memory.h"
 #include "platform/environment.h"
 #include "tests/support/byte_text.h"
+#include "tests/support/code_page.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/given.h"
 #include "tests/support/test.h"
@@ -14,12 +15,12 @@
 
 namespace {
 
-using ox::test::given;
+using ox::test::given, ox::test::repeated, ox::test::set_code_page, ox::test::split;
 
 // Expects `parse` to refuse each text, with bars between them, with `code`.
 template <class Value = uint32_t, class Parse>
 void refuses(Parse parse, OX_RESULT code, const char* texts) {
-  for (const std::string& text : ox::test::split(texts)) {
+  for (const std::string& text : split(texts)) {
     EXPECT_EQ("!" + std::to_string(code), given<Value>(parse, text.c_str())) << text;
   }
 }
@@ -85,6 +86,66 @@ TEST(BoundedCopy, ATextThatDoesNotFitChangesNothing) {
   EXPECT_EQ(0u, oxcStrcat(nullptr, "x", 0));
 }
 
+TEST(Token, QuotesEscapesAndDoubleBytes) {
+  set_code_page(932);
+  // Line, separators, room, result, tokens.
+  const std::tuple<std::string, const char*, uint32_t, OX_RESULT, std::vector<std::string>> cases[] = {
+      {"", nullptr, 8, 0, {}},
+      {" \t ", nullptr, 8, 0, {}},
+      {"  a  b\tc\t", nullptr, 8, 0, {"a", "b", "c"}},
+      {"x\"b c\"d 'x\"y' \"'\"", nullptr, 8, 0, {"xb cd", "x\"y", "'"}},
+      {"\"\" a ''", nullptr, 8, 0, {"", "a", ""}},
+      {"a\\ b \"q\\\"r\" \\\\ z\\", nullptr, 8, 0, {"a b", "q\"r", "\\", "z\\"}},
+      {"..1..2.3.", ".", 8, 0, {"1", "2", "3"}},
+      {"a b.c", ".", 8, 0, {"a b", "c"}},
+      {"a b c", nullptr, 3, 0, {"a", "b", "c"}},
+      {"a b c \"d", nullptr, 2, 86, {"a", "b"}},
+      {"a", nullptr, 0, 86, {}},
+      {"a \"b c", nullptr, 8, 68, {"a", "b c"}},
+      {"a 'b\\' c", nullptr, 8, 68, {"a", "b' c"}},
+      {"\"", nullptr, 8, 68, {""}},
+      // The trail bytes of these characters are those of a backslash, a separator and a quote.
+      {"\x83\x5C x", nullptr, 8, 0, {"\x83\x5C", "x"}},
+      {"\"\x83\x5C\" x", nullptr, 8, 0, {"\x83\x5C", "x"}},
+      {"a\xE0\x7C|b", "|", 8, 0, {"a\xE0\x7C", "b"}},
+      {"\x81\x22z \x81\x27", nullptr, 8, 0, {"\x81\x22z", "\x81\x27"}},
+      {"\\\x83\x5C b", nullptr, 8, 0, {"\x83\x5C", "b"}},
+      {"\xB1\\ \xB2 c", nullptr, 8, 0, {"\xB1 \xB2", "c"}},    // half-width letters are single bytes
+      {"a\x83\x5C\x62", "\x83\x5C", 8, 0, {"a\x83\x5C\x62"}},  // separates nothing
+      {"a \x83", nullptr, 8, 0, {"a", "\x83"}}};
+  for (const auto& [given, separators, maximum, result, expected] : cases) {
+    SCOPED_TRACE(given);
+    std::vector<char> line(given.c_str(), given.c_str() + given.size() + 1);  // exact, so that an overread is seen
+    std::vector<char*> tokens(maximum);
+    uint32_t count = 77;
+    EXPECT_EQ(result, oxcToken(line.data(), separators, tokens.data(), maximum, &count));
+    EXPECT_EQ(expected, std::vector<std::string>(tokens.begin(), tokens.begin() + count));
+  }
+}
+
+TEST(Wildcard, Patterns) {
+  set_code_page(932);
+  // "pattern text"; a double-byte character is one character, and its second byte none at all.
+  const std::string matching =
+      " |* |a* a|*a ba|a*b*c a1b2b3c|?b? abc|*?b** ab|*aab aaaab|? \x83\x5C|\x83* \x83*|*\x83\x5C? a\x83\x5C\x62|? "
+      "\x83";
+  const std::string failing =
+      " a|? |a A|a*b abc|?? abc|ab abc|abc ab|?? \x83\x5C|\x83* \x83\x5C|*\x5C \x83\x5C|*\x95\x95\x5C "
+      "\x95\x95\x95\x5C";
+  for (const auto& [rows, expected] : {std::pair{matching, 1u}, {failing, 0u}}) {
+    for (const std::string& row : split(rows)) {
+      const std::vector<std::string> both = split(row, ' ');
+      EXPECT_EQ(expected, oxcRegMatch(both[0].c_str(), both[1].c_str())) << testing::PrintToString(row);
+      EXPECT_EQ(expected, oxcRegMatch2(both[0].c_str(), both[1].c_str())) << testing::PrintToString(row);
+    }
+  }
+}
+
+TEST(Wildcard, ManyStarsEnd) {
+  const std::string pattern = repeated("*a", 100) + "b";
+  EXPECT_EQ(0u, oxcRegMatch(pattern.c_str(), std::string(20000, 'a').c_str()));
+}
+
 TEST(KeywordTable, FirstMatchWinsAndAnEmptyTextEndsIt) {
   const oxcKeyword nulls[] = {{"on", 1}, {"ON", 2}, {"on", 3}, {"off", 1}, {nullptr, 0}};
   const oxcKeyword empties[] = {{"a", 7}, {"", 9}};
@@ -127,6 +188,59 @@ TEST(NumberText, Forms) {
   EXPECT_STREQ("-2147483648", oxcLongToStr(INT32_MIN));
   EXPECT_STREQ("4294967295", oxcUlongToStr(UINT32_MAX));
   EXPECT_STREQ("18446744073709551615", oxcUlonglongToStr(UINT64_MAX));
+}
+
+// Expects every one of the texts, with bars between them, to be refused.
+template <class Parse, class Address>
+void refuses_addresses(Parse parse, Address* address, const char* texts) {
+  for (const std::string& text : split(texts)) EXPECT_EQ(70u, parse(text.c_str(), address)) << text;
+}
+
+TEST(Ipv4, DottedQuads) {
+  uint32_t address = 0;
+  ASSERT_EQ(0u, oxcStrToIpAddr("192.0.2.1", &address));
+  EXPECT_EQ(0, std::memcmp(&address, "\xC0\x00\x02\x01", 4));
+  refuses_addresses(
+      oxcStrToIpAddr, &address,
+      "|1.2.3|1.2.3.4.5|1.2.3.256|1.2.3.04|1.2.3.|.1.2.3|1..2.3| 1.2.3.4|1.2.3.4 |1.2.3.+4|1.2.3.0x4|1.2.3.1000");
+  EXPECT_STREQ("192.0.2.1", oxcIpAddrToStr(address));
+}
+
+TEST(Ipx, NetworkAndNode) {
+  unsigned char address[10];
+  ASSERT_EQ(0u, oxcStrToIpxAddr("0000ABcd:0080c7123456", address));
+  EXPECT_EQ(0, std::memcmp(address, "\x00\x00\xAB\xCD\x00\x80\xC7\x12\x34\x56", 10));
+  EXPECT_STREQ("00000000.000000000000", oxcIpxAddrToStr("\0\0\0\0\0\0\0\0\0"));
+  refuses_addresses(oxcStrToIpxAddr, address,
+                    "|0000abcd|0000abcd.|0000abcd.0080c712345|0000abcd.0080c71234567|0000abcd-0080c7123456|"
+                    "000abcd.0080c7123456|0000abcg.0080c7123456");
+  EXPECT_STREQ("0000abcd.0080c7123456", oxcIpxAddrToStr(address));
+}
+
+TEST(Ipv6, TextsAndTheirShortestForm) {
+  const std::pair<const char*, const char*> good[] = {
+      {"::1", "::1"},
+      {"2001:DB8:0:0:1:0:0:1", "2001:db8::1:0:0:1"},    // the first of two equal runs
+      {"2001:0:0:1:0:0:0:1", "2001:0:0:1::1"},          // the longest run
+      {"2001:db8::1:1:1:1:1", "2001:db8:0:1:1:1:1:1"},  // one group is no run
+      {"::ffff:c000:280", "::ffff:192.0.2.128"},
+      {"0:0:0:0:0:0:13.1.68.3", "::13.1.68.3"},
+      {"64:ff9b::192.0.2.33", "64:ff9b::c000:221"},
+      {"1:2:3:4:5:6:1.2.3.4", "1:2:3:4:5:6:102:304"},
+      {"ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"}};
+  unsigned char address[16];
+  for (const auto& [text, printed] : good) {
+    for (const char* form : {text, printed}) {
+      ASSERT_EQ(0u, oxcStrToIpv6Addr(form, address)) << form;
+      EXPECT_STREQ(printed, oxcIpv6AddrToStr(address)) << form;
+    }
+  }
+  const std::string before = oxcIpv6AddrToStr(address);
+  refuses_addresses(
+      oxcStrToIpv6Addr, address,
+      "|:|:::|1|1:2:3:4:5:6:7|1:2:3:4:5:6:7:8:9|1::2::3|1:2:3:4:5:6:7::8|:1::2|1::2:|12345::|g::|::1.2.3|1.2.3.4|"
+      "::1.2.3.4:5|1.2.3.4::|1:2:3:4:5:6:7:1.2.3.4|fe80::1%eth0|::1 |::1/64");
+  EXPECT_EQ(before, oxcIpv6AddrToStr(address));
 }
 
 TEST(TimeTicks, TextsBothWays) {
