@@ -42,10 +42,6 @@ class CollectedValuesTest : public EventManagerTest {
     series.end_round(id, number);
     turn();
   }
-  void turn() {
-    loop_.restart();
-    loop_.poll();
-  }
   // d1 has 60 and 120, d2 180 and 240.
   void fill_both() {
     const EntryId first = manager_->series.make("d1", "");

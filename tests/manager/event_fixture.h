@@ -3,6 +3,7 @@
 
 #include <functional>
 
+#include "manager/components/stored_value.h"
 #include "manager/events/record.h"
 #include "tests/manager/manager_fixture.h"
 #include "tests/support/scripted_peer.h"
@@ -82,14 +83,8 @@ class EventManagerTest : public ManagerTest {
  private:
   // Of a message attribute its events, of any other what it is and says.
   static std::string contents(dnode* node) {
-    std::uint32_t type = 0;
-    std::uint32_t size = 0;
-    const void* value = nullptr;
-    if (oxdGetValue(node, &type, &size, &value) == OX_OK && type == OX_OCTETSTRING) {
-      const auto* const first = static_cast<const std::byte*>(value);
-      return memos(Bytes(first, first + size));
-    }
-    return shown(node);
+    const Value value = value_of(node);
+    return value.type == OX_OCTETSTRING ? memos(bytes_of(value.bytes)) : shown(node);
   }
 
   static constexpr std::uint32_t sender_session = 99;

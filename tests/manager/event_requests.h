@@ -48,11 +48,6 @@ class EventRequestTest : public EventManagerTest {
       EXPECT_EQ(number, told++);
     });
   }
-  // What goes in steps.
-  void finish_work() {
-    loop_.restart();
-    (void)loop_.poll();
-  }
   // The bodies of the log's events with those numbers.
   Bytes bodies(Sequence first, Sequence last, Sequence step) {
     Bytes all;

@@ -158,7 +158,7 @@ TEST_F(EventRequestTest, ASearchEndsWithItsClientAndItsTime) {
   send(everything, [&](const Reply&) { answered = true; });
   EXPECT_FALSE(log_is_free(1));
   manager_->end_session(1);
-  finish_work();
+  turn();
   EXPECT_TRUE(!answered && log_is_free()) << "while it was counted";
 
   Reply reply = begin_to_ask(everything);
@@ -230,7 +230,7 @@ TEST_F(EventRequestTest, OthersAreServedWhileWhatCameInARenewalIsMade) {
     EXPECT_TRUE(told == 4 * turns || answer.empty()) << "of some of them";
   }
   EXPECT_LT(2, steps);
-  finish_work();
+  turn();
   EXPECT_EQ(4 * turns, std::count(answer.begin(), answer.end(), 'm'));
 }
 
@@ -255,7 +255,7 @@ TEST_F(EventRequestTest, WhatComesWhileTheLogOfChangesBeginsAnewIsKept) {
   EXPECT_LT(manager_->settings.event_log_size, manager_->events.store().bytes());
   run_until([&] { return told == sent; });
   EXPECT_EQ(sent, told);
-  finish_work();
+  turn();
   EXPECT_GE(manager_->settings.event_log_size, manager_->events.store().bytes());
   EXPECT_EQ(last, logged({{OX_EVFLT_MEMO, pattern("y")}}));
 }
@@ -264,14 +264,14 @@ TEST_F(EventRequestTest, LogKeepsToItsSizeAndAge) {
   settings_.event_log_size = 65536;
   restart();
   fill(300, 1000);
-  finish_work();
+  turn();
   EXPECT_LE(manager_->events.store().bytes(), 65536u);
   EXPECT_GE(manager_->events.store().bytes(), 50000u);
   const auto future = static_cast<std::uint32_t>(std::time(nullptr)) + 91 * 86400;
   (void)open_wait("old", 1);
   manager_->end_session(1);
   manager_->events.tidy(future);
-  finish_work();
+  turn();
   EXPECT_EQ("122", logged());
   EXPECT_TRUE(manager_->events.marks().empty()) << "a wait that nobody has had open for so long is forgotten";
 }
@@ -295,7 +295,7 @@ TEST_F(EventRequestTest, AFloodPushesOutNobodyElses) {
       const EventShares& shares = manager_->events.store().shares();
       const std::size_t of_kind = kind_of(named(kind, "")) + (level == 4 ? 1 : 0);
       fill(300, 1000, named(kind, "loud"), level);
-      finish_work();
+      turn();
       EXPECT_EQ(kept, logged(others));
       EXPECT_LT(200u, shares.dropped(of_kind));
       EXPECT_LE(event_shares[of_kind].percent * 65536u * 8 / 1000, shares.bytes(of_kind)) << "its own share";
@@ -322,7 +322,7 @@ TEST_F(EventRequestTest, AWaitIsToldOfWhatWasDroppedAndGetsTheRest) {
   for (int i = 1; i <= 5; ++i) {
     (void)post(std::to_string(i));
     fill(i == 4 ? 0 : 40, 1000);
-    finish_work();
+    turn();
     if (i == 3) restart();
     expected += (i == 1 || i == 5 ? " " : " !85 ") + std::to_string(i);
   }

@@ -21,12 +21,9 @@ TEST_F(EventRequestTest, WaitsOfEachKindReportTheirEvents) {
   EXPECT_EQ("nothing", fetch(3));
   NodeList nodes;
   ASSERT_EQ(0u, decode_nodes(ask({.type = 5}, 4).data, nodes));
-  std::uint32_t type = 0;
-  std::uint32_t size = 0;
-  const void* value = nullptr;
-  ASSERT_EQ(0u, oxdGetValue(nodes.get(), &type, &size, &value));
+  const std::string value = value_of(nodes.get()).bytes;
   evmsg* older = nullptr;
-  ASSERT_EQ(0u, oxeEvmsgDecodeR21(value, size, &older));
+  ASSERT_EQ(0u, oxeEvmsgDecodeR21(value.data(), static_cast<std::uint32_t>(value.size()), &older));
   EXPECT_EQ("plain", text_of(EventPtr(older).get(), &oxeEvmsgGetMemo));
   (void)post(std::string(70000, 'x'));
   (void)fetch(4);  // the trap
@@ -162,8 +159,7 @@ TEST_F(EventRequestTest, AWaitThatIsClosedWhenItsPauseEndsIsGone) {
   EXPECT_EQ("nothing", refuse());
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));
   asio::post(loop_, [&] { EXPECT_TRUE(manager_->waits.close(wait.source_id, 1, false)); });
-  loop_.restart();
-  (void)loop_.poll();
+  turn();
   EXPECT_EQ("nothing", fetch());
 }
 

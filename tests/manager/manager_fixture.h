@@ -29,6 +29,11 @@ class ManagerTest : public testing::Test {
     while (!is_so() && loop_.run_one() != 0) {
     }
   }
+  // What the loop has to do now.
+  void turn() {
+    loop_.restart();
+    (void)loop_.poll();
+  }
   // Up to the data that come piece by piece.
   Reply begin_to_ask(const Message& message, std::uint32_t session = 1);
   Reply ask(std::uint32_t type, std::uint32_t command, Bytes payload, std::uint32_t session = 1,

@@ -171,16 +171,6 @@ TEST_F(SnmpTest, SetMapsTheAgentsErrors) {
   });
 }
 
-TEST_F(SnmpTest, OtherRequestsAreServedWhileAnAgentIsSilent) {
-  agent_.silent = 1000;
-  bool answered = false;
-  send(message("get node:r1 .2.1.0"), [&](const Reply&) { answered = true; });
-  expect({{"get system:system 11.1.1.0", "0; system:system 11.1.1.0 = system"}});
-  EXPECT_FALSE(answered);
-  run_until([&] { return answered; });
-  EXPECT_TRUE(answered);
-}
-
 TEST_F(SnmpTest, WatchedValuesAreLookedAtAgain) {
   const auto report = [&](std::uint32_t session) {
     std::string text = fetch(session);
