@@ -65,22 +65,24 @@ OX_RESULT append_value(Nodes& nodes, const void* record, const Row& row) {
   return nodes.add(row.path, field::view(member_of<Text>(record, row)));
 }
 
-OX_RESULT copy_list(const TextList& from, TextList& to, const char* tag) noexcept {
-  clear(to);
-  OX_RESULT result = OX_OK;
-  for (Number i = from.count; i > 0 && result == OX_OK; --i) {
-    result = put_text(to, i, field::view(from.texts[i - 1]), tag);
-  }
-  return result;
+void clear_value(void* record, const Row& row) noexcept {
+  if (row.kind == Kind::text) field::clear(member_of<Text>(record, row));
+  if (row.kind == Kind::list) clear(member_of<TextList>(record, row));
+  if (row.kind == Kind::number) member_of<Number>(record, row) = 0;
 }
 
+// A list's texts from the last one, which makes room for all.
 OX_RESULT copy_value(const void* from, void* to, const Row& row) noexcept {
-  if (row.kind == Kind::list) return copy_list(member_of<TextList>(from, row), member_of<TextList>(to, row), row.tag);
-  if (row.kind == Kind::text) {
-    return field::assign(member_of<Text>(to, row), field::view(member_of<Text>(from, row)), row.tag);
+  clear_value(to, row);
+  if (row.kind == Kind::number) {
+    member_of<Number>(to, row) = member_of<Number>(from, row);
+    return OX_OK;
   }
-  member_of<Number>(to, row) = member_of<Number>(from, row);
-  return OX_OK;
+  OX_RESULT result = OX_OK;
+  for (std::uint32_t at = count_values(from, row); at > 0 && result == OX_OK; --at) {
+    result = put_text_at(to, row, at - 1, text_at(from, row, at - 1));
+  }
+  return result;
 }
 
 }  // namespace
@@ -140,11 +142,7 @@ OX_RESULT copy_values(const void* from, void* to, Table table) {
 }
 
 void clear_values(void* record, Table table) noexcept {
-  for (const Row& row : table) {
-    if (row.kind == Kind::text) field::clear(member_of<Text>(record, row));
-    if (row.kind == Kind::list) clear(member_of<TextList>(record, row));
-    if (row.kind == Kind::number) member_of<Number>(record, row) = 0;
-  }
+  for (const Row& row : table) clear_value(record, row);
 }
 
 }  // namespace ox::entries

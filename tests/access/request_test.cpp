@@ -4,7 +4,6 @@
 #include <oxbase/oxb.h>
 
 #include "tests/access/report_peer.h"
-#include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/given.h"
 #include "tests/support/traced.h"
@@ -24,52 +23,7 @@ dnode* node_of(const char* path) {
 
 const std::string one_node = bytes("0004 0009 '11.1.1.0' 00");  // a list of one node that has nothing but a path
 
-OX_RESULT get(dnode** list) { return oxaGet(nullptr, "map:top", "11.1.1.0", nullptr, 31, 20, list); }
-
-TEST_F(RequestTest, EveryRequestsBytes) {
-  const oxaSelection selection = {{1, 2, 3, 4, 0xFFFFFFFF}};
-  dnode* const list = node_of("11.1.1.0");
-  dnode* answer = nullptr;
-  std::uint32_t number = 0;
-  const std::string mgr("mgr\0", 4), no_name(1, '\0');
-  const struct {
-    std::function<OX_RESULT()> call;
-    RequestFields fields;
-    const char* body = "";
-  } cases[] = {
-      {[&] { return get(&answer); }, {.command = 1}, "0008 'map:top' 00 0009 '11.1.1.0' 00 0000001F 00000014 0000"},
-      {[&] { return oxaGet("mgr", "", "11.15", &selection, 0, 0, nullptr); },
-       {.command = 1, .session = mgr},
-       "0001 00 0006 '11.15' 00 00000000 00000000 0001 00000001 00000002 00000003 00000004 FFFFFFFF"},
-      {[&] { return oxaSet("mgr", 0, 30, list, &answer); },
-       {.command = 4, .session = mgr},
-       "00000000 0000001E 000D 0004 0009 '11.1.1.0' 00"},
-      {[&] { return oxaSet(nullptr, 1, 2, nullptr, nullptr); }, {.command = 4}, "00000001 00000002 0000"},
-      // An empty name is not no name; an empty list makes no data part.
-      {[&] { return oxaMgmtControl("", 41, list, &answer); },
-       {.command = 8, .error = 41, .session = no_name},
-       "0004 0009 '11.1.1.0' 00"},
-      {[&] { return oxaMgmtControl(nullptr, 5, nullptr, nullptr); }, {.command = 8, .error = 5}},
-      {[&] { return oxaCompLock("mgr", "map:top", 3, &number); },
-       {.command = 14, .session = mgr},
-       "0008 'map:top' 00 00000003"},
-      {[] { return oxaCompUnlock(0x11223344); }, {.type = 4, .command = 14, .destination = 0x11223344}},
-      {[] { return oxaCompUnlock2(0x11223344, "mgr"); },
-       {.type = 4, .command = 14, .session = mgr, .destination = 0x11223344}},
-      {[&] { return oxaDataAppend(nullptr, 7, 8, "a", "", list); },
-       {.command = 21},
-       "00000007 00000008 0002 'a' 00 0001 00 0000000D 0004 0009 '11.1.1.0' 00"},
-      {[&] { return oxaDataGetSize(nullptr, "a", "bc", &number); }, {.command = 22}, "0002 'a' 00 0003 'bc' 00"}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.fields.command << " " << c.body);
-    RequestFields fields = c.fields;
-    fields.body = bytes(c.body);
-    peer.answer(reply_bytes({.error = 84}));
-    EXPECT_EQ(84u, c.call());
-    EXPECT_EQ(std::vector{request_bytes(fields)}, peer.requests());
-  }
-  oxdFree(list);
-}
+OX_RESULT get() { return oxaGet(nullptr, "map:top", "11.1.1.0", nullptr, 31, 20, nullptr); }
 
 // A value that can be set and never read, such as a community, and one whose attribute is not known; others are.
 TEST_F(RequestTest, WhatIsSetInSecretIsNotTraced) {
@@ -148,48 +102,7 @@ TEST_F(RequestTest, ArgumentsAreCheckedBeforeAnythingLeaves) {
   }
 }
 
-// The path of a list's only node; the list is released.
-std::string taken(dnode* list) {
-  if (list == nullptr) return "null";
-  if (list == untouched) return "untouched";
-  const char* path = "";
-  EXPECT_EQ(0u, oxdGetAmibName(list, &path));
-  EXPECT_EQ(nullptr, oxdNext(list));
-  const std::string result = path;
-  oxdFree(list);
-  return result;
-}
-
-TEST_F(RequestTest, Answers) {
-  const SameBlocks same_blocks;
-  const auto set = [](dnode** list) { return oxaSet(nullptr, 0, 0, nullptr, list); };
-  const auto manage = [](dnode** list) { return oxaMgmtControl(nullptr, 5, nullptr, list); };
-  const std::string broken = one_node.substr(0, 9);
-  const struct {
-    const char* what;
-    OX_RESULT (*call)(dnode**);
-    ReplyFields reply;
-    OX_RESULT result;
-    const char* list;
-    OX_RESULT without_list = result;  // when the caller does not ask for it
-  } cases[] = {{"nodes", get, {.data = one_node}, 0, "11.1.1.0"},
-               {"nodes and 122", get, {.error = 122, .data = one_node}, 0, "11.1.1.0"},
-               {"nodes and an error", get, {.error = 84, .data = one_node}, 121, "11.1.1.0"},
-               {"nothing", get, {}, 122, "untouched"},
-               {"an error without nodes", get, {.error = 84}, 84, "untouched"},
-               {"broken nodes", get, {.error = 84, .data = broken}, 71, "untouched"},
-               {"nodes and the error of a set", set, {.error = 84, .data = one_node}, 84, "11.1.1.0"},
-               {"an error of management", manage, {.error = 207}, 207, "null"},
-               {"broken nodes of management", manage, {.error = 207, .data = broken}, 71, "null", 207}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    dnode* list = untouched;
-    for (int i = 0; i < 2; ++i) peer.answer(reply_bytes(c.reply));
-    EXPECT_EQ(c.result, c.call(&list));
-    EXPECT_EQ(c.list, taken(list));
-    EXPECT_EQ(c.without_list, c.call(nullptr));
-  }
-
+TEST_F(RequestTest, NumbersOfAnswers) {
   const auto answered = [&](auto call, const ReplyFields& reply) {
     peer.answer(reply_bytes(reply));
     return given<std::uint32_t>(call);
@@ -213,9 +126,9 @@ TEST_F(RequestTest, ALostOrBrokenConnectionEndsTheSession) {
   for (const auto& [what, answer, result] : cases) {
     SCOPED_TRACE(what);
     peer.answer(answer);
-    EXPECT_EQ(result, get(nullptr));
+    EXPECT_EQ(result, get());
     if (result == 0) continue;
-    EXPECT_EQ(14u, get(nullptr));
+    EXPECT_EQ(14u, get());
     EXPECT_EQ(14u, oxaCompUnlock(1));
     open_anew();
   }

@@ -1,4 +1,4 @@
-// Opening the session, reports, and the end of the connection.
+// Opening the session, its thread, and the end of the connection.
 #include <cstdio>
 #include <cstring>
 
@@ -86,32 +86,29 @@ TEST(Logon, ADialogsAnswerOrNoDialog) {
   EXPECT_EQ(1u, oxaLogon());
 }
 
-std::vector<std::string> handled;
-NextFetch acknowledge(MessagePtr report) {
-  handled.emplace_back(reinterpret_cast<const char*>(report->data), report->data_length);
-  return {.type = 7, .reference = 41};
-}
-NextFetch ask_back(MessagePtr) {
-  EXPECT_EQ(84u, any_request());
-  return {};
+// Its result on a thread of its own.
+template <class Call>
+OX_RESULT elsewhere(Call call) {
+  OX_RESULT result = 0;
+  std::thread([&] { result = static_cast<OX_RESULT>(call()); }).join();
+  return result;
 }
 
-TEST_F(ReportTest, ReportsAreFetchedUntilThereAreNone) {
-  const std::string fetch = fetch_bytes(), acknowledging = fetch_bytes(7, 41);
-  const std::string unlock = request_bytes({.type = 4, .command = 14, .destination = 1});
-  set_report_handler(25, acknowledge);
-  set_report_handler(2, ask_back);
-  deliver({{.command = 25, .data = "one"},
-           {.command = 25, .data = "two"},
-           {.command = 2},
-           {.error = 84},                       // of the request that the handler sends
-           {.command = 99, .data = "unknown"},  // released unread
-           {.command = 5, .data = "no handler"},
-           {.type = 6, .command = 25}});
-  EXPECT_EQ((std::vector{fetch, acknowledging, acknowledging, unlock, fetch, fetch, fetch}), peer.requests());
-  EXPECT_EQ((std::vector<std::string>{"one", "two"}), handled);
-  dispatch();  // announced again: fetched again
-  EXPECT_EQ(std::vector{fetch}, peer.requests());
+TEST_F(SessionTest, EndsWithItsThreadAndIsFreeForAnother) {
+  session().close();
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(0u, elsewhere([&] { return oxaInit(nullptr); }));
+    EXPECT_EQ(14u, any_request());
+    EXPECT_EQ(14u, elsewhere([] { return oxaDispatch(0); }));
+  }
+  EXPECT_EQ(0u, oxaInit(nullptr));
+  EXPECT_EQ(5001u, elsewhere([] { return oxaInit(nullptr); }));
+  EXPECT_EQ(5001u, elsewhere([] { return oxaDispatch(0xFFFFFFFF); }));
+  EXPECT_EQ(5001u, elsewhere(any_request));
+  EXPECT_EQ(0xFFFFFFFF, elsewhere(oxaGetReportFd));
+  EXPECT_EQ(4u, peer.greetings().size());
+  peer.answer(reply_bytes({.error = 84}));
+  EXPECT_EQ(84u, any_request());
 }
 
 }  // namespace

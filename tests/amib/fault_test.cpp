@@ -1,10 +1,8 @@
-// Memory running out at every point of loading, verifying, attaching and reading files.
-#include "amib/enumeration.h"
+// Memory running out at every point of loading, verifying and attaching.
 #include "amib/shared_blocks.h"
 #include "amib/tree.h"
 #include "common/trace.h"
 #include "tests/amib/tree_fixture.h"
-#include "tests/support/blocks.h"
 #include "tests/support/fault_heap.h"
 
 namespace ox::amib {
@@ -58,24 +56,6 @@ TEST_F(AmibFaultTest, LoadingAroundAFaultyFile) {
     if (deleted == OX_ENOMEM) (void)oxbDeleteAmibTree(OXB_TREE);
     return result == OX_EVALUETYPE ? deleted : result;
   });
-}
-
-TEST_F(AmibFaultTest, Enumerations) {
-  load_small_tree();
-  const std::string path = define("test.enm", "obj.cmn.cmnState:\n{\nup(1)\na text of some length(2)\n}\nobj:\n{\n}\n");
-  const test::SameBlocks same_blocks;
-  bool reached = true;
-  for (int n = 1; reached; ++n) {
-    EnumTable table;
-    test::fail_allocation(n);
-    const OX_RESULT result = guarded([&] {
-      const OX_RESULT read = read_enum_file(path.c_str(), table);
-      order_enumerations(table);  // a sort does without its buffer
-      return read;
-    });
-    reached = test::stop_failing();
-    EXPECT_TRUE(result == OX_OK ? table.size() == 2 : reached && result == OX_ENOMEM) << n << ": " << result;
-  }
 }
 
 }  // namespace

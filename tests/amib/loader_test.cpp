@@ -129,13 +129,6 @@ TEST_F(LoaderTest, RepeatedLinesMergeTheirAccess) {
   EXPECT_EQ(3u, oxbAccessControl(state));
 }
 
-TEST_F(LoaderTest, FilesWithoutNodes) {
-  for (int later = 0; later < 2; ++later) EXPECT_EQ(0u, add("none.def", "# nothing\n\n"));
-  EXPECT_EQ(0u, entry_result(""));
-  EXPECT_EQ(44u, search_shm_entry(1121)->handles->block.size());  // the first file makes the root
-  EXPECT_EQ(0u, directory()->key[2]);                             // a later one makes nothing
-}
-
 TEST_F(LoaderTest, OnlyTheBuilderAddsToATree) {
   load_small_tree();
   const std::string before = image();

@@ -135,13 +135,6 @@ TEST_F(VerifyTest, DifferencesAreFound) {
   EXPECT_EQ(0u, verify({first_, second_}));
 }
 
-TEST_F(VerifyTest, WithoutATreeNothingIsAttached) {
-  EXPECT_EQ(193u, verify({first_}));
-  expect_clean();
-  EXPECT_FALSE(is_attached());
-  EXPECT_EQ(0u, oxbAddAmibTree(first_.c_str()));  // and one can be built
-}
-
 // A tree whose owner has gone is still held by others: its directory is empty then.
 TEST_F(VerifyTest, OrphanedTreeIsTakenOver) {
   for (const std::string& path : {first_, second_}) ASSERT_EQ(0u, oxbAddAmibTree(path.c_str()));

@@ -121,31 +121,8 @@ TEST(Absent, CodePageIsTheSystems) {
   EXPECT_EQ(ox::platform::system_code_page(), oxcGetCodePage());
 }
 
-TEST_P(Installed, TextsAreSplitAndMatchedByCharacters) {
-  for (const auto& [text, characters, in_932] : ox::test::texts_in_page()) {
-    SCOPED_TRACE(text);
-    const std::string one = in_page(text);
-    std::string line = "\"" + one + "\" x" + one + "\t'" + one + " " + one + "'";
-    char* tokens[8];
-    uint32_t count = 0;
-    if (one.find(' ') == one.npos) {
-      EXPECT_EQ(OX_OK, oxcToken(line.data(), nullptr, tokens, 8, &count));
-      EXPECT_EQ((std::vector<std::string>{one, "x" + one, one + " " + one}),
-                std::vector<std::string>(tokens, tokens + count));
-    }
-    const std::string wild(characters, '?');
-    for (const std::string& pattern : {one, "*" + one, one + "*", wild, "*" + wild, std::string("*?")}) {
-      EXPECT_EQ(1u, oxcRegMatch(pattern.c_str(), one.c_str())) << pattern;
-    }
-    EXPECT_EQ(1u, oxcRegMatch2(("*" + one + "*").c_str(), ("a" + one + "b").c_str()));
-    for (const std::string& pattern : {wild + "?", wild.substr(1), std::string("*\\*"), std::string("*|*")}) {
-      EXPECT_EQ(0u, oxcRegMatch(pattern.c_str(), one.c_str())) << pattern;
-    }
-  }
-}
-
 TEST_P(Installed, PathsAreSplitByCharacters) {
-  for (const auto& [text, characters, in_932] : ox::test::texts_in_page()) {
+  for (const auto& [text, in_932] : ox::test::texts_in_page()) {
     SCOPED_TRACE(text);
     const std::string name = in_page(text);
     EXPECT_EQ(name, ox::file_name("C:\\" + name));

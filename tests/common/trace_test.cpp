@@ -124,11 +124,4 @@ TEST_F(TraceTest, LinesOfSeveralThreadsDoNotMix) {
   for (std::size_t at = 0; at < text.size(); at += 65) ASSERT_EQ(std::string(64, text[at]) + "\n", text.substr(at, 65));
 }
 
-TEST(TraceWithoutControl, NothingIsTracedAndNothingFails) {
-  EXPECT_EQ(0u, oxcGetDebugMask());
-  oxcSetDebugMask(0xffff);
-  EXPECT_EQ(0u, oxcGetDebugMask());
-  EXPECT_EQ(OX_OK, oxcDebugOut("unseen\n"));
-}
-
 }  // namespace

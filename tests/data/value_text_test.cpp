@@ -4,7 +4,6 @@
 
 #include "tests/data/data_fixture.h"
 #include "tests/support/byte_text.h"
-#include "tests/support/code_page.h"
 #include "tests/support/fault_heap.h"
 #include "tests/support/traced.h"
 
@@ -208,21 +207,6 @@ TEST_F(ValueText, TextsThatCannotGrowSayNoMemory) {
     }
     EXPECT_EQ(2u + 100000 * 3 - 1, std::strlen(oxdGetValueByRawStr(node_)));
   }).join();
-}
-
-// Texts are in the installation's code page, which they are shown in, whatever the language. What is none stays.
-class ForeignValueText : public ox::test::InBothPages<ValueText> {};
-OX_IN_BOTH_PAGES(ForeignValueText);
-
-TEST_P(ForeignValueText, IsShownAsItIs) {
-  for (const char* language : {"C", "ja_JP.UTF-8"}) {
-    ox::test::set_environment("LC_ALL", language);
-    for (const std::string& text : {ox::test::in_page("C:\\~テソ～ｱ."), std::string("\xFF\x83\x81 \xE8")}) {
-      oxdSetText(node_, text.c_str());
-      EXPECT_EQ(text, oxdGetValueByStr(node_));
-      EXPECT_EQ(text, oxdGetValueByRawStr(node_));
-    }
-  }
 }
 
 class DnodeFormat : public ox::test::TreeNodeTest {

@@ -39,19 +39,6 @@ std::string named(const std::string& name) { return unnamed + nodes("", "10.7", 
 ReplyFields added(const std::string& name) { return {.data = nodes("", "10.7", "8='" + name + "'")}; }
 std::string entry_name(const std::string& name) { return nodes("cmdEnt:" + name, "10.7", "30='" + name + "'"); }
 
-TEST_F(CommandTest, FieldsAreSetTogetherOrStay) {
-  cmdEntry* const record = full_record("e");
-  const char* owner = nullptr;
-  oxcmdCmdEntGetOwner(record, &owner);
-  EXPECT_EQ(0u, oxcmdCmdEntSetOwner(record, owner + 1)) << "a text of its own";
-  EXPECT_EQ(0u, oxcmdCmdEntSetSchedule(record, nullptr));
-  fail_allocation(3);
-  EXPECT_EQ(3u, oxcmdCmdEntSetAllValues(record, 0, "a", "b", "c", 0, 0, 0, 0, 0, 0, 0, 0, 0, "d", "e", "f", "g"));
-  (void)stop_failing();
-  EXPECT_EQ("1 e cmd arg 2 3 4 1 6 7 8 9 0 e - no x ", shown(record));
-  oxcmdEntryFree(record);
-}
-
 TEST_F(CommandTest, OpenReadsWhatTheAnswerHas) {
   const std::string name63(63, 'n');
   const auto open = [&](const std::string& name, std::uint32_t error, const std::string& data) {

@@ -127,15 +127,19 @@ TEST_F(ReportsTest, ReportsAreMadeReadAndDeleted) {
   EXPECT_EQ(195u, run({}, [&] { return oxrepCreateRepEnt("mgr", "T", "t", "l", "", nullptr, 1, "", &name); }));
 
   RepEnt* report = nullptr;
-  const std::string data = node("11.31.5.1.2", text_value("q")) + node("11.31.8.0", text_value("8"));
+  std::string data = node("11.31.8.0", text_value("8"));  // of the numbers two are some
+  for (const std::string number : {".2", ".1", "", ".", ".0", ".1025", ".1x", ".4294967297", "0.1"}) {
+    data += node("11.31.5.1" + number, text_value("x" + number));
+  }
   const Steps read = {{get_request("repEnt:e", "11.31", 0, 20), {.data = data}}};
   EXPECT_EQ(0u, run(read, [&] { return oxrepGetRepEnt("mgr", "e", &report); }));
   EXPECT_EQ(2u, oxrepRepEntCount(report, OXREP_ENTRY_PARAMETERS));
-  EXPECT_EQ(0u, oxrepRepEntSetValue(report, OXREP_ENTRY_PARAMETERS, 0, "p"));
+  const char* const second = oxrepRepEntValue(report, OXREP_ENTRY_PARAMETERS, 1);
+  EXPECT_EQ(0u, oxrepRepEntSetValue(report, OXREP_ENTRY_PARAMETERS, 1, second + 1)) << "a text of its own";
   EXPECT_EQ(0u, oxrepRepEntSetValue(report, OXREP_ENTRY_LASTPAGE, 0, nullptr));
   EXPECT_EQ(1u, oxrepRepEntSetValue(report, OXREP_ENTRY_TITLE, 1, "t"));
   EXPECT_EQ(1u, oxrepRepEntSetValue(report, 9, 0, "t"));
-  EXPECT_EQ(0u, run(sets_of("repEnt:e", "11.31", {"5.1.1=p", "5.1.2=q"}, "mgr"),
+  EXPECT_EQ(0u, run(sets_of("repEnt:e", "11.31", {"5.1.1=x.1", "5.1.2=.2"}, "mgr"),
                     [&] { return oxrepSetRepEnt("mgr", report); }));
   oxrepFreeRepEnt(report);
 
@@ -192,8 +196,8 @@ TEST_F(ReportsTest, EveryAllocationMayFail) {
                                       node("11.31.6.0", text_value("f")) + node("11.31.2.0", text_value("t")) +
                                       node("11.31.5.1.1", text_value("p"))}));
   const char* name = nullptr;
-  const char* const parameters[] = {"p"};
-  every_allocation_may_fail([&] { return oxrepCreateRepEnt("m", "T", "t", "l", "1D", parameters, 1, "f", &name); });
+  const char* const parameters[] = {"p", "q"};
+  every_allocation_may_fail([&] { return oxrepCreateRepEnt("m", "T", "t", "l", "1D", parameters, 2, "f", &name); });
   every_allocation_may_fail(oxrepInit);
   every_allocation_may_fail([] { return oxrepStartRepEnt("m", "e"); });
   every_allocation_may_fail(oxrepFreeRepEnt, [](RepEnt** made) { return oxrepGetRepEnt("m", "e", made); });

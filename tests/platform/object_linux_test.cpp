@@ -90,6 +90,9 @@ TEST(NamedObjects, LeftoversOfAKilledProcessAreNoObjects) {
   }
   EXPECT_EQ(1, objects_of_root());
   EXPECT_EQ(error_none, SharedBlock().open("kept", Mode::read));
+  bool running = true;
+  EXPECT_EQ(error_invalid_name, service_running("", running));
+  EXPECT_TRUE(running);
 }
 
 TEST(NamedObjects, ALivingHolderKeepsWhatADeadOneMade) {
@@ -160,35 +163,6 @@ TEST(PrivateFiles, AreOfTheOwnAccountWhateverTheMask) {
     EXPECT_EQ(0, ::stat((directory + "/file").c_str(), &status));
     EXPECT_EQ(0600u, status.st_mode & 07777u);
   }
-}
-
-TEST(SystemRoot, TwoRootsDoNotSeeEachOther) {
-  const std::string link = test::system_root() + "/link", second = test::system_root() + "/second/root";
-  const auto use = [](const std::string& path) { setenv("OXBASE_SYSTEM", path.c_str(), 1); };
-  const auto seen = [] {
-    bool running = false;
-    EXPECT_EQ(error_none, service_running("Oxbase", running));
-    return std::string(SharedBlock().open("block", Mode::read) == error_none ? "block " : "") +
-           (registry_has_key("SOFTWARE\\Roots") ? "key " : "") + (running ? "service" : "");
-  };
-  SharedBlock ours, theirs;
-  ServiceMark mark;
-  ASSERT_EQ(error_none, ours.create("block", 10, Access::machine));
-  ASSERT_EQ(error_none, mark.hold("Oxbase"));
-  ASSERT_EQ(error_none, registry_write("SOFTWARE\\Roots", "Number", 1U));
-  fs::create_directory_symlink(test::system_root(), link);
-  use(link);
-  EXPECT_EQ("block key service", seen());
-  use(second);
-  EXPECT_EQ("", seen());
-  EXPECT_EQ(fs::perms{0755}, fs::status(second).permissions());
-  ASSERT_EQ(error_none, theirs.create("block", 10, Access::machine));
-  use(test::system_root());
-  theirs = SharedBlock();  // given up in its own root, though another one is selected now
-  EXPECT_EQ("block key service", seen());
-  use(second);
-  EXPECT_EQ("", seen());
-  use(test::system_root());
 }
 
 TEST(SystemRoot, AUserHasOneInTheRuntimeDirectory) {

@@ -1,4 +1,4 @@
-// What the process learns from its environment and leaves behind; services, signals and servers that die.
+// What the process learns from its environment and leaves behind; signals and servers.
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -19,7 +19,6 @@
 #include "platform/pipe.h"
 #include "platform/server/pipe_server.h"
 #include "platform/service.h"
-#include "platform/thread_slot.h"
 #include "tests/platform/forked.h"
 #include "tests/support/system_root.h"
 #include "tests/support/test.h"
@@ -31,36 +30,6 @@ namespace {
 namespace fs = std::filesystem;
 using test::Forked;
 using test::system_root;
-
-bool is_running(const char* service) {
-  bool running = false;
-  EXPECT_EQ(error_none, service_running(service, running));
-  return running;
-}
-
-TEST(Service, RunsWhileAProcessHoldsItsMark) {
-  ServiceMark mark;
-  EXPECT_FALSE(is_running("Oxlogd"));
-  Forked daemon([] {
-    static ServiceMark theirs;
-    return theirs.hold("Oxlogd") == error_none;
-  });
-  ASSERT_TRUE(daemon.succeeded());
-  EXPECT_FALSE(is_running("Oxcmd"));
-  for (int i = 0; i < 2; ++i) {  // neither asking nor failing takes it away
-    EXPECT_TRUE(is_running("Oxlogd"));
-    EXPECT_EQ(error_already_exists, mark.hold("Oxlogd"));
-  }
-  daemon.kill();
-  EXPECT_FALSE(is_running("Oxlogd"));
-  EXPECT_EQ(error_none, mark.hold("Oxlogd"));
-  EXPECT_TRUE(is_running("Oxlogd"));
-  mark = ServiceMark();
-  EXPECT_FALSE(is_running("Oxlogd"));
-  bool running = true;
-  EXPECT_EQ(error_invalid_name, service_running("", running));
-  EXPECT_TRUE(running);
-}
 
 TEST(StartProgram, FindsProgramsOnThePathAndLeavesNoZombie) {
   const std::string bin = system_root() + "/bin";
@@ -171,29 +140,6 @@ TEST(Codepage, SurroundingsAreThoseOfTheLocale) {
     setenv("LC_ALL", locale, 1);
     EXPECT_EQ(utf8, own_code_page()) << locale;
   }
-}
-
-std::vector<std::thread::id> released;
-void note_release(void* value) {
-  EXPECT_EQ(value, thread_slot());
-  released.push_back(std::this_thread::get_id());
-}
-
-TEST(ThreadSlot, IsReleasedByItsThreadAlone) {
-  int mine = 0, theirs = 0;
-  EXPECT_EQ(nullptr, thread_slot());
-  ASSERT_TRUE(set_thread_slot(&mine, note_release));
-  std::thread::id other;
-  std::thread([&] {
-    other = std::this_thread::get_id();
-    EXPECT_EQ(nullptr, thread_slot());
-    ASSERT_TRUE(set_thread_slot(&theirs, note_release));
-  }).join();
-  std::thread([&] { ASSERT_TRUE(set_thread_slot(nullptr, note_release)); }).join();
-  EXPECT_EQ(std::vector<std::thread::id>{other}, released);
-  EXPECT_EQ(&mine, thread_slot());
-  EXPECT_EXIT(std::exit(3), testing::ExitedWithCode(3), "^$");  // the end of the process releases nothing
-  ASSERT_TRUE(set_thread_slot(nullptr, note_release));
 }
 
 TEST(FileLinux, WhatIsNoPlainFileIsMarked) {
