@@ -23,7 +23,7 @@ dnode* node_of(const char* path) {
 
 const std::string one_node = bytes("0004 0009 '11.1.1.0' 00");  // a list of one node that has nothing but a path
 
-OX_RESULT get() { return oxaGet(nullptr, "map:top", "11.1.1.0", nullptr, 31, 20, nullptr); }
+OX_RESULT get(dnode** list = nullptr) { return oxaGet(nullptr, "map:top", "11.1.1.0", nullptr, 31, 20, list); }
 
 // A value that can be set and never read, such as a community, and one whose attribute is not known; others are.
 TEST_F(RequestTest, WhatIsSetInSecretIsNotTraced) {
@@ -102,7 +102,11 @@ TEST_F(RequestTest, ArgumentsAreCheckedBeforeAnythingLeaves) {
   }
 }
 
-TEST_F(RequestTest, NumbersOfAnswers) {
+TEST_F(RequestTest, AnswersWithoutNodes) {
+  dnode* list = untouched;
+  peer.answer(reply_bytes({}));
+  EXPECT_EQ(122u, get(&list));
+  EXPECT_EQ(untouched, list);
   const auto answered = [&](auto call, const ReplyFields& reply) {
     peer.answer(reply_bytes(reply));
     return given<std::uint32_t>(call);

@@ -118,6 +118,7 @@ TEST_F(LoaderTest, AcceptedLines) {
 
 TEST_F(LoaderTest, RepeatedLinesMergeTheirAccess) {
   load_small_tree();
+  EXPECT_EQ(0u, add("none.def", "# nothing\n\n"));  // makes no block
   ASSERT_EQ(0u, add("again.def",
                     "cmnState cmn.2 INTEGER read-only SNMP-ACS\n"
                     "cmnState cmn.2 INTEGER write-only SNMP-ACS\n"
