@@ -67,6 +67,8 @@ TEST_F(AsyncTest, RegistrationAndClosing) {
       take_id();
       EXPECT_NE(0u, id);
       EXPECT_EQ(request_bytes({.command = c.command, .session = mgr, .source = id, .body = bytes(c.body)}), sent);
+      EXPECT_EQ(5001u, elsewhere([request] { return oxaControl(request, 9, "data", 4); }));
+      EXPECT_EQ(5001u, elsewhere([request] { return oxaClose(request); }));
       peer.answer(reply_bytes({.error = 84}));
       EXPECT_EQ(84u, oxaControl(request, 9, "data", 4));
       peer.answer(reply_bytes({.error = error}));

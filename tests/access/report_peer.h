@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <thread>
 
 #include <oxbase/oxa.h>
 
@@ -17,6 +18,14 @@ namespace ox::test {
 // The fetch that asks for the next report, and those that take or refuse one.
 [[nodiscard]] inline std::string fetch_bytes(std::uint32_t type = 5, std::uint32_t reference = 0xFFFFFFFF) {
   return request_bytes({.type = type, .reference = reference});
+}
+
+// Its result on a thread of its own.
+template <class Call>
+OX_RESULT elsewhere(Call call) {
+  OX_RESULT result = 0;
+  std::thread([&] { result = static_cast<OX_RESULT>(call()); }).join();
+  return result;
 }
 
 // A complete session against the scripted peer.

@@ -25,6 +25,22 @@ const std::string one_node = bytes("0004 0009 '11.1.1.0' 00");  // a list of one
 
 OX_RESULT get(dnode** list = nullptr) { return oxaGet(nullptr, "map:top", "11.1.1.0", nullptr, 31, 20, list); }
 
+TEST_F(RequestTest, BytesOfDataAndOfAnUnlock) {
+  const std::string mgr("mgr\0", 4), no_name(1, '\0');  // which is not the same as none
+  dnode* const list = node_of("11.1.1.0");
+  std::uint32_t number = 0;
+  peer.otherwise(reply_bytes({.error = 84}));
+  EXPECT_EQ(84u, oxaDataAppend(nullptr, 7, 8, "a", "", list));
+  EXPECT_EQ(84u, oxaDataGetSize("", "a", "bc", &number));
+  EXPECT_EQ(84u, oxaCompUnlock2(0x11223344, "mgr"));
+  const std::string appended = "00000007 00000008 0002 'a' 00 0001 00 0000000D 0004 0009 '11.1.1.0' 00";
+  EXPECT_EQ((std::vector{request_bytes({.command = 21, .body = bytes(appended)}),
+                         request_bytes({.command = 22, .session = no_name, .body = bytes("0002 'a' 00 0003 'bc' 00")}),
+                         request_bytes({.type = 4, .command = 14, .session = mgr, .destination = 0x11223344})}),
+            peer.requests());
+  oxdFree(list);
+}
+
 // A value that can be set and never read, such as a community, and one whose attribute is not known; others are.
 TEST_F(RequestTest, WhatIsSetInSecretIsNotTraced) {
   const std::string file = work_dir() + "/public/amib/secret.def";

@@ -2,7 +2,6 @@
 #include <cstdio>
 #include <cstring>
 
-#include "access/reports.h"
 #include "platform/environment.h"
 #include "platform/named_event.h"
 #include "tests/access/report_peer.h"
@@ -84,14 +83,6 @@ TEST(Logon, ADialogsAnswerOrNoDialog) {
   }
   set_value("Authentication", "oFf");
   EXPECT_EQ(1u, oxaLogon());
-}
-
-// Its result on a thread of its own.
-template <class Call>
-OX_RESULT elsewhere(Call call) {
-  OX_RESULT result = 0;
-  std::thread([&] { result = static_cast<OX_RESULT>(call()); }).join();
-  return result;
 }
 
 TEST_F(SessionTest, EndsWithItsThreadAndIsFreeForAnother) {

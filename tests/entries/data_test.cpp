@@ -68,6 +68,10 @@ TEST_F(DataTest, OpenReadsWhatTheAnswerHas) {
   EXPECT_EQ(0u, oxlDataEntryClose(record));
   const std::string name64(64, 'n');
   EXPECT_EQ(59u, run({}, [&] { return oxlDataEntryOpen("mgr", name64.c_str(), &record); }));
+  oxdMatrix* matrix = nullptr;
+  const char* copied = nullptr;
+  EXPECT_EQ(59u, run({}, [&] { return oxlGetDataEntryLogData("mgr", name64.c_str(), &matrix); }));
+  EXPECT_EQ(59u, run({}, [&] { return oxlDataEntryCopy("mgr", name64.c_str(), "new", &copied); }));
 }
 
 class ComposedDataText : public InBothPages<DataTest> {};

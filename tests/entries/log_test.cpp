@@ -191,8 +191,8 @@ TEST_F(LogTest, DeleteStartAndStop) {
 
 TEST_F(LogTest, Lists) {
   const std::string ask = get_request("logEnt:*", "11.14.3.0", 0, 20);
-  const ReplyFields three = {.data = attributes("e", "3=7") + nodes("", "11.14", "3=7") + attributes("x", "3='abc'") +
-                                     attributes("late", "3=2147483648")};
+  const ReplyFields three = {.data = attributes("late", "3=2147483648") + attributes("e", "3=7") +
+                                     nodes("", "11.14", "3=7") + attributes("x", "3='abc'")};
   LogEntryList* list = nullptr;
   const auto open_list = [&] { return oxlLogEntryListOpen("mgr", &list); };
   EXPECT_EQ(0u, run({{ask, three}}, open_list));

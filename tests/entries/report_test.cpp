@@ -148,7 +148,10 @@ TEST_F(ReportsTest, ReportsAreMadeReadAndDeleted) {
   EXPECT_EQ(0u, run({asked, {manage_request(6, named)}}, remove));
   EXPECT_EQ(0u, run({{asked.request, {.error = 122}}, {manage_request(6, named)}}, remove));
   EXPECT_EQ(84u, run({{asked.request, {.error = 84}}}, remove));
-  EXPECT_EQ(59u, run({}, [] { return oxrepDeleteRepEnt("mgr", std::string(64, 'n').c_str()); }));
+  const std::string name64(64, 'n');
+  EXPECT_EQ(59u, run({}, [&] { return oxrepDeleteRepEnt("mgr", name64.c_str()); }));
+  EXPECT_EQ(59u, run({}, [&] { return oxrepGetRepEnt("mgr", name64.c_str(), &report); }));
+  EXPECT_EQ(59u, run({}, [&] { return oxrepRepEntConfSet("mgr", name64.c_str(), "11.31.2.0", "t"); }));
 }
 
 TEST_F(ReportsTest, StartAndStopTheirLogEntryAndLayDownAPage) {

@@ -75,8 +75,14 @@ TEST_F(WaitTest, OpeningAndClosing) {
   const auto check = [&](const Open& open, RequestFields opening, auto close, const RequestFields& closing) {
     SCOPED_TRACE(opening.body);
     void* const wait = opened(open);
+    void* refused = nullptr;
     EXPECT_NE(0u, opening.source = id);
     EXPECT_EQ(request_bytes(opening), sent);
+    EXPECT_EQ(5001u, elsewhere([&] { return open(&refused); }));
+    EXPECT_EQ(5001u, elsewhere([&] { return close(wait); }));
+    EXPECT_EQ(5001u, elsewhere([&] { return oxeEventWaitFilter(wait, nullptr); }));
+    EXPECT_EQ(5001u, elsewhere([&] { return oxeEventWaitFilterEx(wait, nullptr); }));
+    EXPECT_EQ(nullptr, refused);
     peer.answer(reply_bytes({.error = 63}));
     EXPECT_EQ(63u, close(wait));  // with the wait gone
     EXPECT_EQ(std::vector<std::string>{request_bytes(closing)}, peer.requests());

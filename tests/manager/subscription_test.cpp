@@ -49,9 +49,12 @@ TEST_F(SubscriptionTest, WrongRequestIsToldByAReportToo) {
   };
   is_told({.type = 1, .command = 2, .source_id = 9, .destination = "elsewhere"}, OX_ENOPIPE);
   is_told({.type = 1, .command = 2, .source_id = 9, .refusal = OX_EENCODEDLONG}, OX_EENCODEDLONG);
-  const Reply unknown = watch("system:system", "obj.nosuch", 9);
-  EXPECT_EQ((std::pair{OX_RESULT{OX_EAMIBNAME}, 0u}), (std::pair{unknown.error, unknown.source_id}));
-  EXPECT_EQ("2>9 !125", fetch());
+  for (const auto& [component, names, code] :
+       {std::tuple{"system", "11.1", OX_ECOMPNAME}, {"system:system", "obj.nosuch", OX_EAMIBNAME}}) {
+    const Reply reply = watch(component, names, 9);
+    EXPECT_EQ((std::pair{OX_RESULT{code}, 0u}), (std::pair{reply.error, reply.source_id}));
+    EXPECT_EQ("2>9 !" + std::to_string(code), fetch());
+  }
   EXPECT_EQ("nothing", fetch());
 }
 

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <thread>
 
 #include "platform/codepage.h"
 #include "platform/console.h"
